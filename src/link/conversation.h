@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+
+#include "link/packets.h"
+
+/// The conversation with the one client as a state machine of seven transactions. It knows nothing
+/// of sockets or windows: an adapter in platform/ feeds it, and sends what it answers. No function
+/// here waits, sends or throws.
+
+namespace qsolve {
+
+/// Transaction codes, the same on every transport.
+enum Transaction : unsigned {
+    kTransactionConnect = 0x1062,
+    kTransactionConnectConfirm = 0x8072,
+    kTransactionRequest = 0x20B0,
+    kTransactionPoke = 0x4090,
+    kTransactionExecute = 0x4050,
+    kTransactionDisconnect = 0x80C2,
+    kTransactionError = 0x8002,
+};
+
+constexpr int kAcknowledged = 0x8000, kNotProcessed = 0;
+
+constexpr char kServiceName[] = "qsolve";
+constexpr char kItemName[] = "Packet";
+constexpr char kResetCommand[] = "[reset]";
+
+/// Longest name or command that can equal one of ours; longer ones never do.
+constexpr std::size_t kLongestName = 31;
+
+/// A bounded, NUL-ended copy of a name or command from outside; sName is empty when it was too long.
+struct Name {
+    char sName[kLongestName + 1] = {};
+};
+
+/// Copies at most kLongestName characters of nBytes bytes, up to the first NUL.
+Name CopyName(const void* pBytes, std::size_t nBytes);
+
+/// Sets link.sTopicName from the command line "NAME HEXID WORD": the id of "Molarium", or of
+/// "Lumenol" when all three words are there, becomes the topic in hexadecimal.
+void ChooseTopic(const char* sCommandLine);
+
+/// Whether a client may have the conversation: none exists, the service is ours and so is the topic,
+/// regardless of case. Accepting posts the start of the first session.
+bool OnConnect(const Name& service, const Name& topic);
+
+/// The conversation stands.
+void OnConnectConfirm();
+
+/// Whether the pending packet may be handed over: there is one, and item is ours. The caller takes
+/// link.SendBuffer, Header.nLength bytes and the header, and calls PacketFetched.
+bool OnRequest(const Name& item);
+
+/// The pending packet has gone out.
+void PacketFetched();
+
+/// Takes a packet that the session awaits, nBytes with its header. Returns kAcknowledged, or
+/// kNotProcessed when no poke is awaited, the item is not ours or there is no whole header.
+int OnPoke(const Name& item, const void* pBytes, std::size_t nBytes);
+
+/// Obeys "[reset]", regardless of case, by posting the start of a session; other commands are
+/// acknowledged and ignored.
+int OnExecute(const Name& command);
+
+/// The client is gone, or has said so.
+void OnDisconnect();
+
+/// The transport reports an error of its own; the text follows when sending is possible.
+void OnError();
+
+}  // namespace qsolve

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+namespace qsolve {
+
+/// When an array is taken; decides which numbered message reports that there is no memory for it.
+enum Phase : int {
+    kIntake,      ///< 24576
+    kSetUp,       ///< 24576
+    kRestraints,  ///< 24832
+    kWork,        ///< 24577
+};
+
+/// The one allocator of job arrays. Zeroed memory for nCount elements of nElementSize bytes, aligned
+/// to 64 bytes; null for a count of 0. Does not return without it: Fatal with the phase's message,
+/// also where the product overflows.
+void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase);
+
+/// Gives back what TakeMemory gave; null is allowed.
+void ReturnMemory(void* pMemory) noexcept;
+
+/// Test hook and account of the allocator.
+struct MemoryState {
+    long long nFailAt = -1;         ///< allocation number that fails, counted from 0; -1 none
+    bool fFailFromThenOn = false;   ///< all later ones fail too
+    long long nTaken = 0;           ///< allocations asked for since the hook was set
+    std::size_t nBytesHeld = 0;     ///< bytes in arrays now
+    std::size_t nBytesHighest = 0;  ///< most bytes in arrays at one time
+};
+inline MemoryState memory;
+
+/// An owning array of plain elements: a size and a pointer, zeroed when taken, freed by itself.
+template <class T>
+class Array {
+    static_assert(std::is_trivially_destructible_v<T>);
+
+  public:
+    Array() = default;
+    Array(Array&& other) noexcept
+        : pData_(std::exchange(other.pData_, nullptr)), nSize_(std::exchange(other.nSize_, 0)) {}
+    Array& operator=(Array&& other) noexcept {
+        std::swap(pData_, other.pData_);
+        std::swap(nSize_, other.nSize_);
+        return *this;
+    }
+    Array(const Array&) = delete;
+    Array& operator=(const Array&) = delete;
+    ~Array() { ReturnMemory(pData_); }
+
+    /// Frees what is held and takes nCount zeroed elements. Without memory: Fatal by the phase.
+    void Take(std::size_t nCount, Phase phase) {
+        Reset();
+        pData_ = static_cast<T*>(TakeMemory(nCount, sizeof(T), phase));
+        nSize_ = nCount;
+    }
+    /// Takes nRows * nColumns elements; a product that overflows is a failed allocation.
+    void Take(std::size_t nRows, std::size_t nColumns, Phase phase) {
+        std::size_t nCount = 0;
+        if (__builtin_mul_overflow(nRows, nColumns, &nCount)) nCount = static_cast<std::size_t>(-1);
+        Take(nCount, phase);
+    }
+    void Reset() noexcept {
+        ReturnMemory(std::exchange(pData_, nullptr));
+        nSize_ = 0;
+    }
+
+    std::size_t Size() const { return nSize_; }
+    T* Data() { return pData_; }
+    const T* Data() const { return pData_; }
+    T& operator[](std::size_t i) { return pData_[i]; }
+    const T& operator[](std::size_t i) const { return pData_[i]; }
+    T* begin() { return pData_; }
+    T* end() { return pData_ + nSize_; }
+    const T* begin() const { return pData_; }
+    const T* end() const { return pData_ + nSize_; }
+    explicit operator bool() const { return pData_ != nullptr; }
+
+  private:
+    T* pData_ = nullptr;
+    std::size_t nSize_ = 0;
+};
+
+}  // namespace qsolve

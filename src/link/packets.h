@@ -1,0 +1,273 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The wire: every structure that crosses the link, as it lies in a packet. All words are
+/// little-endian and 32 bits wide, floats IEEE single precision. Bytes are copied into these
+/// structures, never cast.
+
+namespace qsolve {
+
+static_assert(sizeof(int) == 4 && sizeof(float) == 4 && sizeof(double) == 8);
+
+/// Most payload bytes of an outgoing packet, and of one piece of a chunked intake.
+constexpr int kMaxPayload = 16384;
+
+enum PacketType : int {
+    kPacketData = 10,
+    kPacketDebugFlag = 11,
+    kPacketCharges = 20,
+    kPacketPrecise = 30,
+    kPacketLogLine = 9994,
+    kPacketStatusLine = 9995,
+    kPacketWarningLine = 9996,
+    kPacketErrorLine = 9997,
+    kPacketDebugLine = 9998,
+    kPacketRequestNext = 9999,
+};
+
+/// Node ids in a header. A packet to kNodeSelf or kNodeBackend comes back to the sender.
+constexpr int kNodeSelf = -1, kNodeBackend = 0, kNodeFrontend = 1;
+
+/// Ahead of every packet.
+struct PacketHeader {
+    int nLength = 0;        ///< bytes of payload, header not included
+    int nType = 0;          ///< PacketType; never read on arrival
+    int nDestination = 0;   ///< node id of the receiver
+    int nSource = 0;        ///< node id of the sender
+    int hSenderWindow = 0;  ///< main window of the sender; informational
+};
+static_assert(sizeof(PacketHeader) == 20);
+
+/// What a session is to do and how the electronic structure is to be computed.
+struct RunOptions {
+    int fCalculate = 0;
+    int nExtensions = 0;           ///< kPreciseResults asks for the precise-results packets
+    float flConvergenceLimit = 0;  ///< on the energy change of an SCF cycle, kcal/mol
+    int nIterationLimit = 0;
+    int nTotalCharge = 0;
+    int nMultiplicity = 0;  ///< 0 is taken as 1 by validation
+    int fPlot = 0;
+    int nPlotKind = 0;         ///< 0 potential, 1 density, 2 orbital, 3 its square, 4 spin density
+    int nPlotOrbitalMode = 0;  ///< 0 offset above the LUMO, 1 below the HOMO, 2 index
+    int nPlotOrbitalOffset = 0;
+    int nGridCols = 0;
+    int nGridRows = 0;
+    int nPlotPlanes = 0;
+    float flPlotGrid[9] = {};  ///< Angstrom on the wire, bohr after intake
+    int nSpinTreatment = 0;    ///< 0 RHF, 1 UHF
+    int fNextLowestState = 0;
+    int fDiis = 0;
+    int nUnused100[2] = {};
+    int fModelHessian = 0;  ///< eigenvector following starts from the bond model
+    int fPlotBetaSpin = 0;
+    int nLogLevel = 0;  ///< 1 to 9 choose dumps, 10 and above silence the log
+    int nCiKind = 0;    ///< 0 none, 1 singly excited, 2 microstates
+    int nUnused124 = 0;
+    float flOverlapSigma = 0;
+    float flOverlapPi = 0;
+    int nUnused136 = 0;
+    int nCiSelection = 0;  ///< 1 counts of orbitals, otherwise an energy limit
+    int nCiOccupied = 0;
+    int nCiUnoccupied = 0;
+    float flCiMaxExcitation = 0;  ///< eV on the wire, kcal/mol after validation
+    int fSendOrbitals = 0;
+    int nLevelShiftStart = 0;  ///< lowered by one at intake
+    int fComputeHessian = 0;
+    int fTsSearch = 0;
+    int fComputeForceMatrix = 0;
+    int nUnused176 = 0;
+    int nFollowMode = 0;  ///< from 1; in a synchronous transit 0 linear, else quadratic
+};
+static_assert(sizeof(RunOptions) == 184);
+static_assert(offsetof(RunOptions, flConvergenceLimit) == 8);
+static_assert(offsetof(RunOptions, flPlotGrid) == 52);
+static_assert(offsetof(RunOptions, nSpinTreatment) == 88);
+static_assert(offsetof(RunOptions, fModelHessian) == 108);
+static_assert(offsetof(RunOptions, nCiKind) == 120);
+static_assert(offsetof(RunOptions, flOverlapSigma) == 128);
+static_assert(offsetof(RunOptions, nCiSelection) == 140);
+static_assert(offsetof(RunOptions, flCiMaxExcitation) == 152);
+static_assert(offsetof(RunOptions, nLevelShiftStart) == 160);
+static_assert(offsetof(RunOptions, nFollowMode) == 180);
+
+/// Value of RunOptions::nExtensions that asks for packets of type kPacketPrecise.
+constexpr int kPreciseResults = 0x3158524F;
+
+/// Which job, and its settings.
+struct JobOptions {
+    int nCalcKind = 0;  ///< CalcKind
+    int fRestraints = 0;
+    int nOptimiser = 0;  ///< Optimiser
+    int nMdKind = 0;     ///< 0, 1 or 2 for dynamics to run
+    int nMaxCycles = 0;
+    float flRmsGradient = 0;  ///< limit of the searches, kcal/(Angstrom mol)
+    int nUnused24[2] = {};
+    int fPeriodicBox = 0;
+    int fTempBath = 0;
+    float flBathRelaxTime = 0;  ///< ps
+    int nUnused44 = 0;
+    int fRestartVelocities = 0;
+    int nRandomSeed = 0;
+    float flBoxX = 0;  ///< Angstrom
+    float flBoxY = 0;
+    float flBoxZ = 0;
+    int nUnused68[3] = {};
+    float flStartTemp = 0;  ///< K
+    float flSimTemp = 0;
+    float flFinalTemp = 0;
+    float flHeatTime = 0;  ///< ps; Monte Carlo: steps
+    float flRunTime = 0;
+    float flCoolTime = 0;
+    float flTimeStep = 0;  ///< ps; Monte Carlo: maximum displacement, Angstrom
+    float flTempStep = 0;  ///< K
+    float flFriction = 0;  ///< 1/ps
+    int nUnused116[7] = {};
+    int nReportPeriod = 0;
+    int fShowWarnings = 0;
+};
+static_assert(sizeof(JobOptions) == 152);
+static_assert(offsetof(JobOptions, flRmsGradient) == 20);
+static_assert(offsetof(JobOptions, fPeriodicBox) == 32);
+static_assert(offsetof(JobOptions, nRandomSeed) == 52);
+static_assert(offsetof(JobOptions, flStartTemp) == 80);
+static_assert(offsetof(JobOptions, flTimeStep) == 104);
+static_assert(offsetof(JobOptions, nReportPeriod) == 144);
+
+enum CalcKind : int {
+    kSinglePoint = 0,
+    kOptimisation = 1,
+    kMolecularDynamics = 2,
+    kVibrations = 4,
+    kTransitionState = 5,
+    kSynchronousTransit = 6,
+    kLangevinDynamics = 7,
+    kMonteCarlo = 8,
+};
+
+enum Optimiser : int {
+    kSteepestDescent = 0,
+    kFletcherReeves = 1,
+    kPolakRibiere = 2,
+    kEigenvectorFollowing = 4,
+};
+
+constexpr int kMaxBonds = 12;
+
+/// One atom of the molecule, selected or not.
+struct AtomRecord {
+    int nUnused0 = 0;
+    int nAtomicNumber = 0;  ///< 0 is a dummy; after intake Z + 105 for a capping atom
+    int nUnused2[2] = {};
+    int nState = 0;        ///< AtomState; on the wire 0 selected, anything else not
+    int nCappingAtom = 0;  ///< record k holds the index of the k-th capping atom
+    int nBonds = 0;
+    int nBonded[kMaxBonds] = {};  ///< indices from 0
+    float flCharge = 0;           ///< classical charge in, net charge out, e
+    float flX = 0;                ///< Angstrom on the wire, working unit after validation
+    float flY = 0;
+    float flZ = 0;
+    float flMass = 0;  ///< atomic mass units
+};
+static_assert(sizeof(AtomRecord) == 96);
+static_assert(offsetof(AtomRecord, nState) == 16);
+static_assert(offsetof(AtomRecord, nBonds) == 24);
+static_assert(offsetof(AtomRecord, flCharge) == 76);
+static_assert(offsetof(AtomRecord, flMass) == 92);
+
+/// Atoms in one packet of the intake.
+constexpr int kAtomsPerChunk = 170;
+
+enum AtomState : int { kCapping = -1, kSelected = 0, kClassical = 1 };
+
+enum RestraintKind : int { kTether = 0, kStretch = 1, kBend = 2, kTorsion = 3 };
+
+struct RestraintRecord {
+    int nKind = 0;              ///< RestraintKind; a record above kTorsion is skipped
+    int nAtom[4] = {};          ///< indices from 0
+    float flForceConstant = 0;  ///< kcal/mol per square of the target's unit
+    float flTarget = 0;         ///< Angstrom or radians; tether: x
+    float flTargetY = 0;
+    float flTargetZ = 0;
+};
+static_assert(sizeof(RestraintRecord) == 36);
+static_assert(offsetof(RestraintRecord, flForceConstant) == 20);
+
+/// Head of the selection block; the list of atom numbers follows it.
+struct SelectionBlock {
+    int nFirstAtom = 0;  ///< kept and adjusted for the wire's sake, never used as a bound
+    int nLastAtom = 0;
+    int nFirstOrbital = 0;
+    int nOrbitalsOnNode = 0;
+    int nOrbitalEstimate = 0;
+    int nAtomEstimate = 0;
+    int nUnused24[2] = {};
+    int MethodId = 0;
+};
+static_assert(sizeof(SelectionBlock) == 36);
+
+/// The scalars of a report point. Energies kcal/mol.
+struct ResultBlock {
+    float flTotalEnergy = 0;
+    float flUnused4[10] = {};
+    float flAcceptRatio = 0;
+    float flTetherEnergy = 0;
+    float flStretchEnergy = 0;
+    float flBendEnergy = 0;
+    float flTorsionEnergy = 0;
+    float flBindingEnergy = 0;
+    float flAtomicEnergy = 0;
+    float flElectronicEnergy = 0;
+    float flCoreEnergy = 0;
+    float flHeatOfFormation = 0;
+    float flUnused84 = 0;
+    float flSeedEcho = 0;
+    float flUnused92[3] = {};
+    float flDipoleX = 0;  ///< Debye
+    float flDipoleY = 0;
+    float flDipoleZ = 0;
+    float flDipoleTotal = 0;
+    float flRmsGradient = 0;  ///< kcal/(Angstrom mol)
+    float flTemperature = 0;  ///< K
+    float flPotentialEnergy = 0;
+    float flKineticEnergy = 0;
+    float flUnused136[2] = {};
+    float flTime = 0;  ///< ps; Monte Carlo: steps
+    int nCycles = 0;
+    int nEnergyPoints = 0;
+    int fConverged = 0;
+    int fFinalResult = 0;
+    int nNegativeEigenvalues = 0;
+    int nUnused168 = 0;
+};
+static_assert(sizeof(ResultBlock) == 172);
+static_assert(offsetof(ResultBlock, flAcceptRatio) == 44);
+static_assert(offsetof(ResultBlock, flBindingEnergy) == 64);
+static_assert(offsetof(ResultBlock, flHeatOfFormation) == 80);
+static_assert(offsetof(ResultBlock, flSeedEcho) == 88);
+static_assert(offsetof(ResultBlock, flDipoleX) == 104);
+static_assert(offsetof(ResultBlock, flRmsGradient) == 120);
+static_assert(offsetof(ResultBlock, flTime) == 144);
+static_assert(offsetof(ResultBlock, fFinalResult) == 160);
+
+/// Bytes of the parameter block of a method, one pull; 0 where there is none.
+constexpr int kCindoBlockBytes = 108 * 12 * 8;
+constexpr int kNddoBlockBytes = 210 * 25 * 8;
+constexpr int kGaussianBlockBytes = 210 * 30 * 8;
+constexpr int kZindo1BlockBytes = 108 * 32 * 8;
+constexpr int kZindosBlockBytes = 108 * (32 + 3) * 8;
+static_assert(kCindoBlockBytes == 10368 && kNddoBlockBytes == 42000);
+static_assert(kNddoBlockBytes + kGaussianBlockBytes == 92400);
+static_assert(kZindo1BlockBytes == 27648 && kZindosBlockBytes == 30240);
+
+/// One record of the MINDO/3 bond-pair packet.
+struct MindoPairRecord {
+    double dCode1 = 0;  ///< atomic number, negative for a capping atom
+    double dCode2 = 0;
+    double dAlphaAB = 0;
+    double dBetaAB = 0;
+};
+static_assert(sizeof(MindoPairRecord) == 32);
+
+}  // namespace qsolve
