@@ -6,10 +6,15 @@ namespace qsolve {
 
 namespace {
 
-/// Sets a calculation up and says that its driver does not exist.
+/// Says that a job has no driver.
+[[noreturn]] void Decline(const char* sJob) {
+    Fatal(kMsgNotAvailable, sJob, job.nCalcKind);
+}
+
+/// The same once the job has been checked and its settings are in the log.
 [[noreturn]] void SetUpAndDecline(const char* sJob) {
     SetUpCalculation();
-    Fatal(kMsgNotAvailable, sJob, job.nCalcKind);
+    Decline(sJob);
 }
 
 void DispatchJob() {
@@ -19,7 +24,9 @@ void DispatchJob() {
         case kOptimisation:
             SetUpAndDecline("geometry optimisation");
         case kMolecularDynamics:
-            SetUpAndDecline("molecular dynamics");
+            SetUpCalculation();
+            if (job.nMdKind < 0 || job.nMdKind > 2) return;
+            Decline("molecular dynamics");
         case kVibrations:
             if (!options.fComputeForceMatrix) Fatal(kMsgForceMatrixMissing);
             SetUpAndDecline("vibrational analysis");
