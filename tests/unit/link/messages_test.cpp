@@ -270,11 +270,15 @@ TEST(Messages, OfOneTableEndTheirColumnsTogether) {
 }
 
 TEST(Messages, OfFiveColumnsStandUnderEachOther) {
-    const std::size_t nWidth = Shape(kMsgEigenvaluesFive).size();
-    EXPECT_EQ(Shape(kMsgAoPopulationsFive).size(), nWidth);
-    EXPECT_EQ(Shape(kMsgSymmetryTwo).size() - Shape(kMsgSymmetryOne).size(), 13u);
-    EXPECT_EQ(Shape(kMsgEigenvaluesTwo).size() - Shape(kMsgEigenvaluesOne).size(), 13u);
-    EXPECT_EQ(Shape(kMsgAoLabelsTwo).size() - Shape(kMsgAoLabelsOne).size(), 13u);
+    const int vEnergies[] = {kMsgEigenvaluesOne, kMsgEigenvaluesTwo, kMsgEigenvaluesThree,
+                             kMsgEigenvaluesFour, kMsgEigenvaluesFive};
+    for (int n = 1; n <= 5; ++n) {
+        const std::size_t nShift = 13 * static_cast<std::size_t>(n - 1);
+        EXPECT_EQ(Shape(vEnergies[n - 1]).size(), 23 + nShift);
+        EXPECT_EQ(Shape(kMsgAoPopulationsOne + n - 1).size(), 23 + nShift);
+        EXPECT_EQ(Shape(kMsgSymmetryOne + n - 1).size(), 21 + nShift);
+        EXPECT_EQ(Shape(kMsgAoLabelsOne + n - 1).size(), (n < 5 ? 23 : 24) + nShift);
+    }
 }
 
 }  // namespace
