@@ -111,11 +111,12 @@ TEST_F(JobArrays, MatricesOfVectorsHaveASpareColumnForOddN) {
 TEST_F(JobArrays, ScratchGrowsWithHalfTheOrbitalsFromSixtyFourOn) {
     UseMethod(kAm1);
     std::vector<TestAtom> atoms;
-    for (int i = 0; i < 17; ++i) atoms.push_back({6, 2.0F * static_cast<float>(i), 0, 0});
+    for (int i = 0; i < 17; ++i) atoms.push_back({i ? 6 : 1, 2.0F * static_cast<float>(i), 0, 0});
     UseAtoms(atoms);
+    options.nMultiplicity = 2;
     ASSERT_EQ(TrySetUp(), 0);
-    EXPECT_EQ(setup.nOrbitals, 68);
-    EXPECT_EQ(scf.pWork.Size() * sizeof(double), (34U * 68U + 17U + 1U) * 16U);
+    EXPECT_EQ(setup.nOrbitals, 65);
+    EXPECT_EQ(scf.pWork.Size() * sizeof(double), (33U * 65U + 17U + 1U) * 16U);
 }
 
 TEST_F(JobArrays, WithoutOrbitalsThereAreNoMatrices) {

@@ -97,6 +97,7 @@ TEST_F(Units, RefusesAnAtomWithoutMassWhateverItsState) {
         EXPECT_EQ(TrySetUp(), kMsgMassTooSmall);
     }
     EXPECT_EQ(OnlyError(), "The mass for atom 2 is too small (-1.000000).");
+    EXPECT_EQ(client.Log(), Lines()) << "before anything is logged";
 }
 
 TEST_F(Units, RefusesAMassThatIsNoNumber) {
