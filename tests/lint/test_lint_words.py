@@ -36,7 +36,7 @@ ORIGINS = re.compile(
             r"\bspec" + r"\.md\b",
             r"\b[Aa]ppen" + r"dix [A-H]\b",
             r"\b[Ii]ss" + r"ue #?\d",
-            r"\((?:see )?[CGH]" + r"\d{1,2}\)",
+            r"\bsee [A-H]" + r"-?\d{1,2}\b",
         ]
     )
 )
@@ -94,9 +94,9 @@ def test_a_registry_is_caught(plant):
 
 
 def test_a_word_on_the_origin_of_a_requirement_is_caught(plant):
-    bad = ["// Part" + " 4.1", "as the spec" + "ification says", "appen" + "dix B", "iss" + "ue 12"]
-    assert count(plant, ORIGINS, *bad, "(see H" + "14)") == 5
-    fine = ["part of 4.1 eV", "Specific heat", "C7 and H14", "the species", "issued 12", "C(H3)"]
+    bad = ["// Part" + " 4.1", "as the sp" + "ecification says", "Appen" + "dix B", "see H" + "14"]
+    assert count(plant, ORIGINS, *bad, "iss" + "ue 12") == 5
+    fine = ["part of 4.1 eV", "Specific heat", "C7 and H14", "the species", "it is 12", "C(H3)"]
     assert count(plant, ORIGINS, *fine) == 0
 
 
