@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-from tree import ROOT, files, texts
+from tree import ROOT, files, nothing_of, texts
 
 PRESETS = {"release", "debug", "asan", "coverage", "fuzz", "windows"}
 
@@ -77,7 +77,7 @@ def python_faults(root: Path) -> list[str]:
 
 @pytest.mark.skipif(formatter() is None, reason="clang-format 14 is not installed")
 def test_clang_format_would_change_nothing():
-    assert badly_laid_out(ROOT, files(ROOT, ".cpp", ".h")) == []
+    nothing_of(badly_laid_out(ROOT, files(ROOT, ".cpp", ".h")))
 
 
 @pytest.mark.skipif(formatter() is None, reason="clang-format 14 is not installed")
@@ -122,7 +122,7 @@ def test_the_presets_parse_and_are_all_there():
 
 
 def test_python_compiles_and_names_the_right_interpreter():
-    assert python_faults(ROOT) == []
+    nothing_of(python_faults(ROOT))
 
 
 def test_broken_python_is_caught(plant):

@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 from pathlib import Path
 
-from tree import ROOT, files, texts
+from tree import ROOT, files, nothing_of, texts
 
 # The patterns are put together from pieces, so that this file passes them itself.
 _SLASH = "/"
@@ -61,19 +61,19 @@ def mentions(root: Path, pattern: re.Pattern[str], paths: list[Path]) -> list[st
 
 
 def test_no_file_names_a_path_of_one_machine():
-    assert mentions(ROOT, PATHS, texts(ROOT)) == []
+    nothing_of(mentions(ROOT, PATHS, texts(ROOT)))
 
 
 def test_no_file_names_a_package_registry():
-    assert mentions(ROOT, REGISTRIES, texts(ROOT)) == []
+    nothing_of(mentions(ROOT, REGISTRIES, texts(ROOT)))
 
 
 def test_no_file_says_where_a_requirement_came_from():
-    assert mentions(ROOT, ORIGINS, texts(ROOT)) == []
+    nothing_of(mentions(ROOT, ORIGINS, texts(ROOT)))
 
 
 def test_nobody_opens_the_whole_namespace():
-    assert mentions(ROOT, WHOLE_NAMESPACE, files(ROOT, ".cpp", ".h")) == []
+    nothing_of(mentions(ROOT, WHOLE_NAMESPACE, files(ROOT, ".cpp", ".h")))
 
 
 def count(plant, pattern: re.Pattern[str], *lines: str) -> int:

@@ -38,6 +38,11 @@ def texts(root: Path) -> list[Path]:
     return [path for path in files(root) if b"\0" not in path.read_bytes()[:4096]]
 
 
+def nothing_of(complaints: list[str], advice: str = "") -> None:
+    """Fails with every complaint on a line of its own."""
+    assert not complaints, "\n".join(["", *complaints, advice])
+
+
 @dataclass
 class Declaration:
     """A function at namespace or class scope, declared or defined."""
