@@ -22,10 +22,22 @@ def table(root: Path) -> list[tuple[int, str]]:
 
 
 def unused(root: Path) -> list[str]:
-    """Names of the table that no code under src/ mentions, in the order of the table."""
-    used = set()
+    """Names of the table that no code under src/ mentions, in the order of the table.
+
+    Where code adds to a number, as in kMsgFirst + MethodId, the texts that follow without a gap
+    count as used.
+    """
+    used, counted_from = set(), set()
     for path in files(root, ".cpp", ".h", below=("src/",)):
-        used |= set(re.findall(r"\bkMsg(\w+)", without_comments(path.read_text(encoding="utf-8"))))
+        code = without_comments(path.read_text(encoding="utf-8"))
+        used |= set(re.findall(r"\bkMsg(\w+)", code))
+        counted_from |= set(re.findall(r"\bkMsg(\w+)\s*\+", code))
+    before, in_run = 0, False
+    for number, name in table(root):
+        in_run = name in counted_from or (in_run and number == before + 1)
+        if in_run:
+            used.add(name)
+        before = number
     return [name for _, name in table(root) if name not in used]
 
 

@@ -103,7 +103,8 @@ def test_rooms_of_one_floor_do_not_include_each_others_functions(plant):
 
 
 def test_state_may_be_read_from_below_but_not_by_numeric(plant):
-    root = plant({"src/link/results.cpp": '#include "scf/state.h"\n#include "setup/parameters.h"\n'})
+    includes = '#include "scf/state.h"\n#include "setup/parameters.h"\n'
+    root = plant({"src/link/results.cpp": includes})
     assert wrong_includes(root) == []
     root = plant({"src/numeric/trace.cpp": '#include "scf/state.h"\n'})
     assert len(wrong_includes(root)) == 1

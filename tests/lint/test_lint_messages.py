@@ -44,3 +44,9 @@ def test_a_message_that_nothing_uses_is_caught(plant):
 def test_a_listed_message_that_is_used_by_now_is_caught(plant):
     root = planted(plant, GOOD, "kMsgFirst, kMsgSecond", "Second\nGone\n")
     assert len(faults(root)) == 2
+
+
+def test_a_run_of_messages_is_used_by_adding_to_its_first(plant):
+    entries = 'MESSAGE(10, A, "")\nMESSAGE(11, B, "")\nMESSAGE(13, C, "")\n'
+    assert unused(planted(plant, entries, "Warn(MessageId{kMsgA + n});")) == ["C"]
+    assert unused(planted(plant, entries, "Warn(kMsgA, 1 + n);")) == ["B", "C"]

@@ -106,4 +106,5 @@ def test_a_file_name_counts_as_well(plant):
 
 
 def test_opening_the_namespace_is_caught(plant):
-    assert count(plant, WHOLE_NAMESPACE, "using name" + "space  qsolve;", "using qsolve::link;") == 1
+    lines = ["using name" + "space  qsolve;", "using qsolve::link;"]
+    assert count(plant, WHOLE_NAMESPACE, *lines) == 1

@@ -9,7 +9,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 
-LEFT_OUT = {".git", "build", "node_modules", "__pycache__", ".pytest_cache", ".hypothesis", ".cache"}
+LEFT_OUT = {".git", ".hypothesis", ".pytest_cache", "__pycache__", "build", "node_modules"}
 
 
 def files(root: Path, *endings: str, below: tuple[str, ...] = ("",)) -> list[Path]:
@@ -22,7 +22,7 @@ def files(root: Path, *endings: str, below: tuple[str, ...] = ("",)) -> list[Pat
         names = subprocess.run(command, check=True, capture_output=True).stdout.decode().split("\0")
         found = {root / name for name in names if name}
     else:
-        found = {path for path in root.rglob("*") if not LEFT_OUT & set(path.parts)}
+        found = {path for path in root.rglob("*") if not LEFT_OUT & set(path.relative_to(root).parts)}
     wanted = (
         path
         for path in found
@@ -63,20 +63,13 @@ _OPAQUE = re.compile(
 )
 
 
-def without_comments(text: str, keep_texts: bool = False) -> str:
-    """The C++ text with comments, texts and preprocessor lines blanked; every line keeps its place."""
-
-    def blank(match: re.Match[str]) -> str:
-        found = match.group()
-        if keep_texts and found[0] in "\"'R":
-            return found
-        return re.sub(r"[^\n]", " ", found)
-
-    return _OPAQUE.sub(blank, text)
+def without_comments(text: str) -> str:
+    """The C++ text with comments, texts and preprocessor lines blanked, line by line."""
+    return _OPAQUE.sub(lambda match: re.sub(r"[^\n]", " ", match.group()), text)
 
 
 _SCOPE = re.compile(r"^\s*(inline\s+)?(namespace|class|struct|union|extern\s*$)")
-_NO_FUNCTION = re.compile(r"^(using|typedef|static_assert|friend|enum|concept|return|template\s*;)\b")
+_NO_FUNCTION = re.compile(r"^(using|typedef|static_assert|friend|enum|concept|return)\b")
 
 
 def functions(text: str) -> list[Declaration]:
@@ -155,7 +148,7 @@ def _add(found, lines, code, start, head_end, end, scopes, defined):
     last = code.count("\n", 0, end)
     above = first - 1
     while above >= 0 and lines[above].strip() and not lines[above].lstrip().startswith("///"):
-        if lines[above].rstrip().endswith("{") and not lines[above].lstrip().startswith("//"):
+        if lines[above].rstrip().endswith("{") and _SCOPE.match(lines[above]):
             break
         above -= 1
     documented = (above >= 0 and lines[above].lstrip().startswith("///")) or any(
