@@ -22,7 +22,8 @@ def files(root: Path, *endings: str, below: tuple[str, ...] = ("",)) -> list[Pat
         names = subprocess.run(command, check=True, capture_output=True).stdout.decode().split("\0")
         found = {root / name for name in names if name}
     else:
-        found = {path for path in root.rglob("*") if not LEFT_OUT & set(path.relative_to(root).parts)}
+        inside = ((path, path.relative_to(root).parts) for path in root.rglob("*"))
+        found = {path for path, parts in inside if not LEFT_OUT & set(parts)}
     wanted = (
         path
         for path in found
