@@ -30,7 +30,8 @@ constexpr char kResetCommand[] = "[reset]";
 /// Longest name or command that can equal one of ours; longer ones never do.
 constexpr std::size_t kLongestName = 31;
 
-/// A bounded, NUL-ended copy of a name or command from outside; sName is empty when it was too long.
+/// A bounded, NUL-ended copy of a name or command from outside; sName is empty when it was too
+/// long.
 struct Name {
     char sName[kLongestName + 1] = {};
 };
@@ -42,12 +43,15 @@ Name CopyName(const void* pBytes, std::size_t nBytes);
 /// "Lumenol" when all three words are there, becomes the topic in hexadecimal.
 void ChooseTopic(const char* sCommandLine);
 
-/// Whether a client may have the conversation: none exists, the service is ours and so is the topic,
-/// regardless of case. Accepting posts the start of the first session.
+/// Whether a client may have the conversation: none exists, the service is ours and so is the
+/// topic, regardless of case. Accepting posts the start of the first session.
 bool OnConnect(const Name& service, const Name& topic);
 
 /// The conversation stands.
 void OnConnectConfirm();
+
+/// Whether a request or poke names our item, regardless of case.
+bool IsPacketItem(const Name& item);
 
 /// Whether the pending packet may be handed over: there is one, and item is ours. The caller takes
 /// link.SendBuffer, Header.nLength bytes and the header, and calls PacketFetched.

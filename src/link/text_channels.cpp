@@ -1,0 +1,98 @@
+#include <cstring>
+
+#include "link/link.h"
+#include "link/transport.h"
+
+namespace qsolve {
+
+namespace {
+
+/// A line to the client with its NUL, or to standard output while there is none. What is longer
+/// than a packet is cut.
+void SendText(PacketType nType, const char* sText) {
+    if (link.fLinkDown) {
+        PrintLine(sText);
+        return;
+    }
+    const std::size_t nLength = std::strlen(sText) + 1;
+    if (nLength <= kMaxPayload) {
+        SendPacket(nType, sText, static_cast<int>(nLength));
+        return;
+    }
+    static_assert(sizeof link.SendBuffer.Payload == kMaxPayload);
+    char sCut[kMaxPayload];
+    std::memcpy(sCut, sText, kMaxPayload - 1);
+    sCut[kMaxPayload - 1] = '\0';
+    SendPacket(nType, sCut, kMaxPayload);
+}
+
+/// A numbered text with its arguments filled in.
+struct Formatted {
+    char sText[kTextCapacity];
+
+    Formatted(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+        const char* sFormat = MessageText(id);
+        FormatText(sText, sizeof sText, sFormat ? sFormat : "", pArguments, nArguments);
+    }
+};
+
+/// Marks that a failure is being reported, so that a second one is not.
+struct FatalGuard {
+    FatalGuard() { link.fInFatal = true; }
+    ~FatalGuard() { link.fInFatal = false; }
+    FatalGuard(const FatalGuard&) = delete;
+    FatalGuard& operator=(const FatalGuard&) = delete;
+};
+
+}  // namespace
+
+void LogLine(const char* sText) {
+    SendText(kPacketLogLine, sText);
+}
+void StatusLine(const char* sText) {
+    SendText(kPacketStatusLine, sText);
+}
+void WarningLine(const char* sText) {
+    if (job.fShowWarnings && link.nOwnNode == kNodeBackend) SendText(kPacketWarningLine, sText);
+}
+void ErrorLine(const char* sText) {
+    SendText(kPacketErrorLine, sText);
+}
+void DebugLine(const char* sText) {
+    SendText(kPacketDebugLine, sText);
+}
+
+void LogText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    LogLine(Formatted(id, pArguments, nArguments).sText);
+}
+void StatusText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    StatusLine(Formatted(id, pArguments, nArguments).sText);
+}
+void WarnText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    WarningLine(Formatted(id, pArguments, nArguments).sText);
+}
+void ErrorText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    ErrorLine(Formatted(id, pArguments, nArguments).sText);
+}
+void DebugText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    DebugLine(Formatted(id, pArguments, nArguments).sText);
+}
+
+void FatalText(MessageId id, const Argument* pArguments, std::size_t nArguments) {
+    if (link.fInFatal) throw Unwinding{id};
+    bool fStop = false;
+    {
+        FatalGuard guard;
+        try {
+            ErrorText(id, pArguments, nArguments);
+        } catch (const Unwinding&) {
+            // A failure of the report itself: the first one counts.
+        } catch (const LinkStop&) {
+            fStop = true;
+        }
+    }
+    if (fStop) throw LinkStop{};
+    throw Unwinding{id};
+}
+
+}  // namespace qsolve

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// The packet socket: the transactions of a conversation as frames on a byte stream. A frame is two
+/// little-endian 32-bit words, transaction code and byte count, and the bytes. Every frame of the
+/// client gets one back with the same code.
+
+namespace qsolve {
+
+constexpr std::size_t kFrameHead = 8;
+constexpr std::size_t kFrameCeiling = std::size_t{256} << 20;  ///< bytes of any frame, ever
+
+/// One side of a byte stream: what came and is not yet understood, what goes out and is not yet
+/// sent.
+struct FrameStream {
+    std::vector<unsigned char> In;
+    std::size_t nInUsed = 0;  ///< bytes of In that have been consumed
+    std::vector<unsigned char> Out;
+    std::size_t nOutSent = 0;   ///< bytes of Out that have been sent
+    bool fRequestHeld = false;  ///< a request waits for a packet or for the session's end
+};
+
+/// What came of looking at the stream.
+enum class FrameResult {
+    kNothing,    ///< no frame, or none that may be handled now
+    kHandled,    ///< one frame has been handled and answered, or its request is held
+    kClosed,     ///< the client has disconnected
+    kViolation,  ///< the bytes are no frame of the protocol: close the conversation
+};
+
+/// Most bytes that a frame may announce now: a header, an item name and what the session asks for.
+std::size_t FrameBound();
+
+/// Handles at most one frame of stream.In by feeding the conversation; the answer is appended to
+/// stream.Out. While a request is held, further requests stay where they are.
+FrameResult HandleFrame(FrameStream& stream);
+
+/// Whether bytes have come that HandleFrame would not take before a held request is answered.
+bool IsBlocked(const FrameStream& stream);
+
+/// Answers a held request with the pending packet, if there are both.
+void AnswerWithPacket(FrameStream& stream);
+
+/// Answers a held request with "no session".
+void AnswerIdle(FrameStream& stream);
+
+/// Appends a frame whose body is one little-endian word.
+void AppendWord(FrameStream& stream, std::uint32_t nCode, std::uint32_t nWord);
+
+}  // namespace qsolve

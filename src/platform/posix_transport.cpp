@@ -1,0 +1,234 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <new>
+
+#include "link/conversation.h"
+#include "link/state.h"
+#include "link/transport.h"
+#include "platform/platform.h"
+#include "platform/posix_frames.h"
+#include "platform/posix_listener.h"
+
+namespace qsolve {
+
+namespace {
+
+/// The process's side of the link.
+struct Transport {
+    MessageHandler pHandler = nullptr;
+    int nListener = -1;
+    int nClient = -1;
+    FrameStream Stream;
+    std::array<int, 2> nPosted = {};  ///< posted messages by kind; one of a kind is enough
+    sigset_t waitMask;                ///< signals blocked during a wait: none of ours
+};
+Transport transport;
+
+volatile sig_atomic_t fSignalled = 0;
+
+void NoteSignal(int) {
+    fSignalled = 1;
+}
+
+/// Signals that end the process reach it only inside ppoll, so that none is missed before a wait.
+void CatchSignals() {
+    struct sigaction action = {};
+    action.sa_handler = NoteSignal;
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaction(nSignal, &action, nullptr);
+        sigaddset(&ending, nSignal);
+    }
+    sigprocmask(SIG_BLOCK, &ending, &transport.waitMask);
+    for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) sigdelset(&transport.waitMask, nSignal);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+bool IsSocket(int nDescriptor) {
+    struct stat info;
+    return fstat(nDescriptor, &info) == 0 && S_ISSOCK(info.st_mode);
+}
+
+void CloseClient() {
+    if (transport.nClient < 0) return;
+    close(transport.nClient);
+    transport.nClient = -1;
+    transport.Stream = FrameStream{};
+    const bool fTalked = link.fConversation;
+    OnDisconnect();
+    if (!fTalked && transport.nListener < 0) link.fQuit = true;  // nobody else can ever come
+}
+
+void CloseViolator(const char* sWhy) {
+    fprintf(stderr, "qsolve: the client broke the protocol (%s); conversation closed\n", sWhy);
+    CloseClient();
+}
+
+/// Sends what waits; false when the client is gone.
+bool Flush() {
+    FrameStream& stream = transport.Stream;
+    while (stream.nOutSent < stream.Out.size()) {
+        const ssize_t n = send(transport.nClient, stream.Out.data() + stream.nOutSent,
+                               stream.Out.size() - stream.nOutSent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK;
+        stream.nOutSent += static_cast<std::size_t>(n);
+    }
+    stream.Out.clear();
+    stream.nOutSent = 0;
+    return true;
+}
+
+bool HasOutput() {
+    return transport.Stream.nOutSent < transport.Stream.Out.size();
+}
+
+void FlushOrClose() {
+    if (transport.nClient >= 0 && !Flush()) CloseClient();
+}
+
+/// Takes what has come into the stream; false when nothing came. The client's end closes it.
+bool ReadSome() {
+    unsigned char buffer[65536];
+    const ssize_t n = recv(transport.nClient, buffer, sizeof buffer, MSG_DONTWAIT);
+    if (n > 0) {
+        transport.Stream.In.insert(transport.Stream.In.end(), buffer, buffer + n);
+        return true;
+    }
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return false;
+    CloseClient();
+    return true;
+}
+
+/// Handles one frame that has come whole. False when there is none.
+bool HandleOneFrame() {
+    if (transport.nClient < 0 || HasOutput()) return false;
+    try {
+        switch (HandleFrame(transport.Stream)) {
+            case FrameResult::kNothing:
+                return false;
+            case FrameResult::kHandled:
+                FlushOrClose();
+                return true;
+            case FrameResult::kClosed:
+                CloseClient();
+                return true;
+            case FrameResult::kViolation:
+                CloseViolator("a frame that is none of ours");
+                return true;
+        }
+    } catch (const std::bad_alloc&) {
+        CloseViolator("no memory for a frame");
+    }
+    return true;
+}
+
+/// Turns a further client away while one has the conversation.
+void AcceptOrRefuse() {
+    const int nClient = AcceptClient(transport.nListener);
+    if (nClient < 0) return;
+    if (transport.nClient < 0) {
+        transport.nClient = nClient;
+        return;
+    }
+    FrameStream refusal;
+    AppendWord(refusal, kTransactionConnect, 0);
+    // A client that does not take the refusal sees the end of the stream.
+    (void)!send(nClient, refusal.Out.data(), refusal.Out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    close(nClient);
+}
+
+bool DispatchPosted() {
+    for (std::size_t i = 0; i < transport.nPosted.size(); ++i) {
+        if (!transport.nPosted[i]) continue;
+        transport.nPosted[i] = 0;
+        transport.pHandler(static_cast<Message>(i));
+        return true;
+    }
+    return false;
+}
+
+/// Waits at most nMilliseconds (-1: without end) for the sockets and a signal; true when one is
+/// ready.
+bool PollSockets(int nMilliseconds) {
+    pollfd sockets[2] = {{transport.nClient, 0, 0}, {transport.nListener, POLLIN, 0}};
+    if (HasOutput())
+        sockets[0].events = POLLOUT;
+    else if (!IsBlocked(transport.Stream))
+        sockets[0].events = POLLIN;
+    const timespec limit = {nMilliseconds / 1000, nMilliseconds % 1000 * 1000000L};
+    const int n = ppoll(sockets, 2, nMilliseconds < 0 ? nullptr : &limit, &transport.waitMask);
+    if (fSignalled) link.fQuit = true;
+    if (n <= 0) return link.fQuit;
+    if (sockets[1].revents) AcceptOrRefuse();
+    if (sockets[0].revents & POLLOUT)
+        FlushOrClose();
+    else if (sockets[0].revents & POLLIN)
+        ReadSome();
+    else if (sockets[0].revents)
+        CloseClient();
+    return true;
+}
+
+}  // namespace
+
+bool StartPlatform(MessageHandler pHandler) {
+    transport.pHandler = pHandler;
+    CatchSignals();
+    if (IsSocket(STDIN_FILENO)) {
+        transport.nClient = STDIN_FILENO;
+        return true;
+    }
+    transport.nListener = OpenListener(link.sTopicName);
+    return transport.nListener >= 0;
+}
+
+void StopPlatform() {
+    if (transport.nClient >= 0) close(transport.nClient);
+    CloseListener(transport.nListener);
+    transport.nClient = transport.nListener = -1;
+}
+
+void PostToSelf(Message message) {
+    transport.nPosted[static_cast<std::size_t>(message)] = 1;
+}
+
+void PacketOffered() {
+    AnswerWithPacket(transport.Stream);
+    FlushOrClose();
+}
+
+void SessionEnded() {
+    AnswerIdle(transport.Stream);
+    FlushOrClose();
+}
+
+bool HandleOneMessage() {
+    if (DispatchPosted() || HandleOneFrame()) return true;
+    if (!PollSockets(0)) return false;
+    HandleOneFrame();
+    return true;
+}
+
+void WaitForMessage() {
+    while (!link.fQuit) {
+        if (DispatchPosted() || HandleOneFrame()) return;
+        PollSockets(-1);
+    }
+}
+
+void PrintLine(const char* sText) {
+    puts(sText);
+    fflush(stdout);
+}
+
+}  // namespace qsolve

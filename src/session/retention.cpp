@@ -1,0 +1,90 @@
+#include "ci/state.h"
+#include "gradient/state.h"
+#include "integrals/state.h"
+#include "link/state.h"
+#include "scf/state.h"
+#include "session/session.h"
+#include "session/state.h"
+#include "setup/state.h"
+#include "symmetry/state.h"
+#include "vibrations/state.h"
+
+namespace qsolve {
+
+namespace {
+
+/// What every calculation brings anew: atoms, selection, restraints, gradient.
+void FreeMolecule() noexcept {
+    symmetry = SymmetryState{};
+    system.nAtoms = system.nSelected = system.nCapping = system.nAtomsActive = 0;
+    system.pAtoms.Reset();
+    system.nSelectedAtoms.Reset();
+    system.nAtomToSelected.Reset();
+    system.dReactantXyz.Reset();
+    system.dProductXyz.Reset();
+    gradient.pGradient.Reset();
+    for (int nKind = kTether; nKind <= kTorsion; ++nKind) {
+        system.pRestraints[nKind].Reset();
+        system.nRestraints[nKind] = 0;
+    }
+}
+
+/// What set-up takes for one calculation: maps, tables of the job, integrals, matrices, results.
+void FreeCalculation() noexcept {
+    system.pCoords.Reset();
+    setup = SetupState{};
+    integrals = IntegralState{};
+    scf = ScfState{};
+    results.Orbitals = OrbitalResults{};
+    ci = CiState{};
+    session.nPrevOrbitals = 0;
+}
+
+void FreeModes() noexcept {
+    vibrations.ModeRecords.Reset();
+}
+
+/// The force matrix and all that was made from it.
+void FreeForceMatrix() noexcept {
+    vibrations = VibrationState{};
+}
+
+/// The force matrix outlives the calculation that made it while the coming job may work from it.
+void FreeForceMatrixByKind() noexcept {
+    const bool fFromSearch =
+        session.nPrevCalcKind == kTransitionState || session.nPrevCalcKind == kSynchronousTransit;
+    if (session.nPrevCalcKind == kVibrations) {
+        if (job.nCalcKind != kVibrations) FreeForceMatrix();
+    } else if (fFromSearch && job.nCalcKind != kTransitionState) {
+        FreeForceMatrix();
+    } else if (fFromSearch) {
+        FreeModes();
+        if (options.fComputeHessian) FreeForceMatrix();
+    }
+}
+
+/// A vibrations job on the stored force matrix also needs the orbitals and geometry it belongs to.
+bool WorksFromLastCalculation() noexcept {
+    return job.nCalcKind == kVibrations && !options.fComputeForceMatrix;
+}
+
+}  // namespace
+
+void FreeSessionArrays() noexcept {
+    if (!session.fResultsExist) {
+        session.fResultsExist = true;
+        return;
+    }
+    FreeMolecule();
+    if (WorksFromLastCalculation()) return;
+    FreeCalculation();
+    FreeForceMatrixByKind();
+}
+
+void ClearSessionPointers() noexcept {
+    FreeMolecule();
+    FreeCalculation();
+    FreeForceMatrix();
+}
+
+}  // namespace qsolve

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "ci/state.h"
+#include "gradient/state.h"
+#include "integrals/state.h"
+#include "link/state.h"
+#include "scf/state.h"
+#include "session/state.h"
+#include "setup/state.h"
+#include "symmetry/state.h"
+#include "vibrations/state.h"
+
+namespace qsolve {
+
+/// Gives every room a new struct, as in a process that has just started.
+inline void ResetAllState() {
+    link = LinkState{};
+    options = RunOptions{};
+    job = JobOptions{};
+    fDebugTrace = 0;
+    system = SystemState{};
+    results = ResultState{};
+    parameters = ParameterState{};
+    setup = SetupState{};
+    integrals = IntegralState{};
+    scf = ScfState{};
+    gradient = GradientState{};
+    ci = CiState{};
+    vibrations = VibrationState{};
+    symmetry = SymmetryState{};
+    session = SessionState{};
+    memory = MemoryState{.nBytesHeld = memory.nBytesHeld};
+}
+
+/// Base of the tests that touch state.
+class FreshState : public testing::Test {
+  protected:
+    FreshState() { ResetAllState(); }
+    ~FreshState() override { ResetAllState(); }
+};
+
+}  // namespace qsolve

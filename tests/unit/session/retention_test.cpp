@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "session/session.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/scripted_client.h"
+
+namespace qsolve {
+namespace {
+
+class Retention : public FreshState {
+  protected:
+    Retention() {
+        NewScriptedClient();
+        session.fResultsExist = true;
+        system.pAtoms.Take(3, kIntake);
+        system.nAtoms = 3;
+        system.pRestraints[kBend].Take(1, kRestraints);
+        gradient.pGradient.Take(9, kIntake);
+        parameters.pNddoParams.Take(kRows, kIntake);
+        setup.vZeta1.Take(6, kSetUp);
+        scf.mDensityT.Take(36, kSetUp);
+        scf.mDensityB.Take(36, kSetUp);
+        scf.fResultsValid = true;
+        vibrations.pHessian.Take(81, kWork);
+        vibrations.ModeRecords.Take(9 * 32, kWork);
+    }
+};
+
+TEST_F(Retention, FirstCallOfAProcessFreesNothing) {
+    session.fResultsExist = false;
+    FreeSessionArrays();
+    EXPECT_TRUE(session.fResultsExist);
+    EXPECT_TRUE(system.pAtoms);
+    EXPECT_TRUE(scf.mDensityT);
+}
+
+TEST_F(Retention, AnOrdinaryJobFreesMoleculeAndCalculationButNotTheTables) {
+    FreeSessionArrays();
+    EXPECT_FALSE(system.pAtoms);
+    EXPECT_EQ(system.nAtoms, 0);
+    EXPECT_FALSE(system.pRestraints[kBend]);
+    EXPECT_FALSE(gradient.pGradient);
+    EXPECT_FALSE(setup.vZeta1);
+    EXPECT_FALSE(scf.mDensityT);
+    EXPECT_FALSE(scf.mDensityB);
+    EXPECT_FALSE(scf.fResultsValid);
+    EXPECT_TRUE(parameters.pNddoParams);
+}
+
+TEST_F(Retention, VibrationsOnTheStoredMatrixKeepAllButTheMolecule) {
+    job.nCalcKind = kVibrations;
+    options.fComputeForceMatrix = 0;
+    FreeSessionArrays();
+    EXPECT_FALSE(system.pAtoms);
+    EXPECT_TRUE(scf.mDensityT);
+    EXPECT_TRUE(vibrations.pHessian);
+}
+
+TEST_F(Retention, ForceMatrixOfVibrationsIsFreedForAnotherKindOnly) {
+    session.nPrevCalcKind = job.nCalcKind = kVibrations;
+    options.fComputeForceMatrix = 1;
+    FreeSessionArrays();
+    EXPECT_TRUE(vibrations.pHessian);
+    job.nCalcKind = kSinglePoint;
+    FreeSessionArrays();
+    EXPECT_FALSE(vibrations.pHessian);
+}
+
+TEST_F(Retention, SearchAfterSearchKeepsTheMatrixUnlessItIsToBeComputed) {
+    for (const int nKind : {kTransitionState, kSynchronousTransit}) {
+        vibrations.pHessian.Take(81, kWork);
+        vibrations.ModeRecords.Take(32, kWork);
+        session.nPrevCalcKind = nKind;
+        job.nCalcKind = kTransitionState;
+        options.fComputeHessian = 0;
+        FreeSessionArrays();
+        EXPECT_TRUE(vibrations.pHessian) << nKind;
+        EXPECT_FALSE(vibrations.ModeRecords) << nKind;
+        options.fComputeHessian = 1;
+        FreeSessionArrays();
+        EXPECT_FALSE(vibrations.pHessian) << nKind;
+    }
+}
+
+TEST_F(Retention, SearchesLeaveNoMatrixToOtherKinds) {
+    session.nPrevCalcKind = kTransitionState;
+    job.nCalcKind = kVibrations;
+    options.fComputeForceMatrix = 1;
+    FreeSessionArrays();
+    EXPECT_FALSE(vibrations.pHessian);
+}
+
+TEST_F(Retention, OtherKindsLeaveAnOlderMatrixAlone) {
+    session.nPrevCalcKind = kSinglePoint;
+    FreeSessionArrays();
+    EXPECT_TRUE(vibrations.pHessian);
+}
+
+TEST_F(Retention, ClearingFreesEveryArrayOfACalculation) {
+    ClearSessionPointers();
+    EXPECT_FALSE(system.pAtoms);
+    EXPECT_FALSE(scf.mDensityT);
+    EXPECT_FALSE(vibrations.pHessian);
+    EXPECT_TRUE(parameters.pNddoParams);
+}
+
+}  // namespace
+}  // namespace qsolve
