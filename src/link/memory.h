@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <type_traits>
 #include <utility>
@@ -70,8 +71,10 @@ class Array {
     std::size_t Size() const { return nSize_; }
     T* Data() { return pData_; }
     const T* Data() const { return pData_; }
-    T& operator[](std::size_t i) { return pData_[i]; }
-    const T& operator[](std::size_t i) const { return pData_[i]; }
+    T& operator[](std::integral auto i) { return pData_[static_cast<std::size_t>(i)]; }
+    const T& operator[](std::integral auto i) const {
+        return pData_[static_cast<std::size_t>(i)];
+    }
     T* begin() { return pData_; }
     T* end() { return pData_ + nSize_; }
     const T* begin() const { return pData_; }
