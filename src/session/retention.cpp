@@ -1,6 +1,6 @@
 #include "ci/state.h"
-#include "gradient/state.h"
 #include "integrals/state.h"
+#include "link/intake.h"
 #include "link/state.h"
 #include "scf/state.h"
 #include "session/session.h"
@@ -16,17 +16,7 @@ namespace {
 /// What every calculation brings anew: atoms, selection, restraints, gradient.
 void FreeMolecule() noexcept {
     symmetry = SymmetryState{};
-    system.nAtoms = system.nSelected = system.nCapping = system.nAtomsActive = 0;
-    system.pAtoms.Reset();
-    system.nSelectedAtoms.Reset();
-    system.nAtomToSelected.Reset();
-    system.dReactantXyz.Reset();
-    system.dProductXyz.Reset();
-    gradient.pGradient.Reset();
-    for (int nKind = kTether; nKind <= kTorsion; ++nKind) {
-        system.pRestraints[nKind].Reset();
-        system.nRestraints[nKind] = 0;
-    }
+    ForgetMolecule();
 }
 
 /// What set-up takes for one calculation: maps, tables of the job, integrals, matrices, results.

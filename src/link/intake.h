@@ -1,0 +1,65 @@
+#pragma once
+
+/// The face of the intake: what the client sends of a job, in the order of a session. Each function
+/// pulls its packets, checks every word of them where it arrives, and only then stores: nothing
+/// behind the intake meets an index, a flag or a number that it has to doubt. What was stored
+/// before is untouched when a function unwinds, but for the molecule, of which nothing is left.
+///
+/// A packet shorter than its step needs is refused with kMsgPacketShort, one that is longer is cut.
+/// Any pull may unwind with LinkStop.
+
+namespace qsolve {
+
+/// Pulls the debug word, 4 bytes, into fDebugTrace as 0 or 1.
+void ReadDebugWord();
+
+/// Pulls RunOptions, 184 bytes, into options, and sets link.fLogReports from nLogLevel.
+///
+/// Flags become 0 or 1, the plot grid bohr, numbers that are not finite 0. A spin treatment or kind
+/// of CI that is not known is refused with kMsgOptionUnknown, a convergence limit that is not
+/// finite with kMsgSettingNotANumber. nLevelShiftStart stays as it came until ReadSelection.
+void ReadRunOptions();
+
+/// Pulls JobOptions, 152 bytes, into job, and sets system.dHalfBoxX, Y and Z, Angstrom.
+///
+/// Flags become 0 or 1, numbers that are not finite and times below 0 become 0. An RMS gradient
+/// limit that is not finite is refused with kMsgSettingNotANumber.
+void ReadJobOptions();
+
+/// Frees what the three functions below fill, and sets its counts to 0: atoms, selection, gradient,
+/// restraints and the geometries of a synchronous transit.
+void ForgetMolecule() noexcept;
+
+/// Pulls the atom count and the atoms, in chunks of kAtomsPerChunk, and finds the capping atoms:
+/// the atoms that are not selected and are bonded to the selection an odd number of times. Sets
+/// pAtoms, nAtoms, nSelected (without capping atoms), nCapping, nAtomsActive and dClassicalCharge
+/// of system. Without a selected atom all are taken as selected, with charge 0. Forgets the
+/// molecule before.
+///
+/// Memory grows with the atoms that come, not with the count that is announced. Refused: a count
+/// below 1 (kMsgAtomCount) or above 2^24 (kMsgOutOfMemorySetUp), an element above kHighestElement
+/// (kMsgElementTooHigh), a coordinate or charge that is not finite or 1e6 and more
+/// (kMsgAtomNotANumber). Entries of a bond table that name no other atom of the molecule are left
+/// out, and the first atom that has one is reported once with kMsgBondTable.
+void ReadAtoms();
+
+/// Pulls the four counts of restraints and the lists that are not empty, in pieces of kMaxPayload
+/// bytes, into system.nRestraints and pRestraints, in the units of the wire.
+///
+/// Refused: a negative count or more than 2^31 bytes in all (kMsgOutOfMemoryRestraints), and, as
+/// far as the kind of a record uses them, an atom that is not there (kMsgRestraintAtom), one that
+/// is there twice (kMsgSamePosition), a number that is not finite (kMsgSettingNotANumber).
+void ReadRestraints();
+
+/// Pulls the selection and, for a synchronous transit, the two geometries; ends the intake. Sets
+/// MethodId, Layout, nSelectedAtoms, nAtomToSelected, dReactantXyz and dProductXyz of system, adds
+/// the capping atoms to the list, to nSelected and to the words of Layout, and takes
+/// gradient.pGradient for every method but extended Hueckel. Remembers in session the options that
+/// the next calculation overwrites, and lowers options.nLevelShiftStart by one.
+///
+/// Refused: a method whose tables are not loaded (kMsgMethodNotLoaded; CNDO and INDO share theirs),
+/// a list that is not exactly the selected atoms (kMsgSelectionEntry), a coordinate that is not
+/// finite or 1e6 and more (kMsgAtomNotANumber).
+void ReadSelection();
+
+}  // namespace qsolve

@@ -1,0 +1,29 @@
+#include "link/link.h"
+#include "session/state.h"
+#include "setup/hybrid_factors.h"
+#include "setup/job_arrays.h"
+#include "setup/job_tables.h"
+#include "setup/nddo_derived.h"
+#include "setup/orbital_basis.h"
+#include "setup/setup.h"
+#include "setup/state.h"
+
+namespace qsolve {
+
+void SetUpCalculation() {
+    ForgetPreviousCalculation();
+    CopyJobTables();
+    if (FamilyOf(system.MethodId) == Family::kNddo && system.MethodId != kMindo3)
+        if (!DeriveNddoDParameters()) Warn(kMsgNddoParameters);
+    PrepareHybridFactors();
+
+    TakeOrbitalMap();
+    ValidateJob();
+    SetOrbitalBlocks();
+    TakeJobArrays();
+    BuildOrbitalArrays();
+    SetOccupations();
+    session.nPrevOrbitals = setup.nOrbitals;
+}
+
+}  // namespace qsolve
