@@ -50,8 +50,11 @@ def _run(argv: list[str]) -> int:
     parser = build_parser()
     try:
         arguments = parser.parse_args(argv)
-    except SystemExit as stop:  # argparse has said why
-        return _usage_failure(argv, "wrong usage") if stop.code else 0
+    except UsageError as error:
+        print(f"orbitrax: error: {error}", file=sys.stderr)
+        return _usage_failure(argv, str(error))
+    except SystemExit:  # after --help and --version
+        return 0
     if arguments.task is None:
         parser.print_help(sys.stderr)
         return 2
@@ -83,10 +86,18 @@ def document_failure(task: str | None, text: str) -> None:
 # ---- arguments ----------------------------------------------------------------------------------
 
 
+class _Parser(argparse.ArgumentParser):
+    """A parser that leaves it to its caller to say what is wrong, and to exit."""
+
+    def error(self, message: str):
+        self.print_usage(sys.stderr)
+        raise UsageError(message)
+
+
 def build_parser() -> argparse.ArgumentParser:
     """The parser of all tasks."""
     formatter = argparse.RawDescriptionHelpFormatter
-    parser = argparse.ArgumentParser(
+    parser = _Parser(
         prog="orbitrax", description="Semi-empirical quantum chemistry.", epilog=_EXAMPLES,
         formatter_class=formatter, allow_abbrev=False)
     parser.add_argument("--version", action="version", version=f"orbitrax {__version__}")
@@ -244,7 +255,8 @@ def _methods(arguments) -> int:
             print(f"{method.key:<8}{method.title}, family {method.family}")
             print(f"        {method.source}")
             for label, numbers in (("elements", tables.elements), ("capping", tables.capping)):
-                symbols = _named(sorted(numbers), SYMBOLS)
+                longest = 5 if label == "capping" else len(SYMBOLS)
+                symbols = _named(sorted(numbers), SYMBOLS, longest)
                 for i, line in enumerate(_wrapped(symbols, 80)):
                     print(f"        {label if i == 0 else '':<10}{line}")
     except OrbitraxError as error:
@@ -253,14 +265,14 @@ def _methods(arguments) -> int:
     return 0
 
 
-def _named(numbers: list[int], symbols) -> str:
-    """Elements by symbol, unbroken runs of six and more as first-last."""
+def _named(numbers: list[int], symbols, longest: int) -> str:
+    """Elements by symbol, unbroken runs of more than `longest` as first-last."""
     words, start = [], 0
     for i in range(1, len(numbers) + 1):
         if i < len(numbers) and numbers[i] == numbers[i - 1] + 1:
             continue
         run = [symbols[number] for number in numbers[start:i]]
-        words += [f"{run[0]}-{run[-1]}"] if len(run) > 5 else run
+        words += [f"{run[0]}-{run[-1]}"] if len(run) > longest else run
         start = i
     return " ".join(words)
 

@@ -183,7 +183,6 @@ def test_a_number_that_is_not_finite_never_gets_into_json(make_peer):
     (("energy", WATER, "-m", "am1", "--select", "1-x"), "'1-x' is neither"),
     (("energy", WATER, "-m", "am1", "--select", "7"), "no atom 7"),
     (("energy", WATER, "-m", "am1", "--time-limit", "-1"), "should be above 0"),
-    (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
     (("energy", WATER, "-m", "am1", "-o", "no/such/folder/x"), "no file can be written"),
     (("nonsense",), "nonsense"),
     ((), "usage"),
@@ -195,10 +194,15 @@ def test_wrong_usage_is_status_2_and_says_why(arguments, words):
 
 
 def test_wrong_usage_gives_a_program_its_document():
-    for arguments in (("energy", WATER, "--json", "-m", "am1", "--frobnicate"),
-                      ("energy", "none.xyz", "-m", "am1", "--json")):
+    for arguments, words in (
+            (("energy", WATER, "--json", "-m", "am1", "--frobnicate"), "--frobnicate"),
+            (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
+            (("uv", WATER, "-m", "am1", "--json"), "not available in this version"),
+            (("energy", "none.xyz", "-m", "am1", "--json"), "no such file")):
         done = orbitrax(*arguments)
-        assert done.returncode == 2 and document(done)["status"] == "failed"
+        found = document(done)
+        assert done.returncode == 2 and found["status"] == "failed"
+        assert words in found["errors"][0] and words in done.stderr
 
 
 @pytest.mark.parametrize("task", UNAVAILABLE)
