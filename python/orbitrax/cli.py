@@ -30,6 +30,7 @@ examples:
 def main(argv: list[str] | None = None) -> int:
     """Runs the command line and returns its exit status."""
     argv = sys.argv[1:] if argv is None else list(argv)
+    _prepare_streams()
     try:
         try:
             status = _run(argv)
@@ -38,9 +39,27 @@ def main(argv: list[str] | None = None) -> int:
         except KeyboardInterrupt:
             return _INTERRUPTED
     except BrokenPipeError:
-        # Whoever read our output has had enough. What is left in the buffer goes nowhere.
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        _discard_output()
         return _PIPE_CLOSED
+    except OSError as error:  # a full disk; all other files are watched where they are used
+        _discard_output()
+        print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
+        return 1
+
+
+def _prepare_streams() -> None:
+    """Output that is closed goes nowhere, and text that its encoding lacks is escaped."""
+    for name in ("stdout", "stderr"):
+        if getattr(sys, name) is None:
+            setattr(sys, name, open(os.devnull, "w", encoding="utf-8"))
+        stream = getattr(sys, name)
+        if hasattr(stream, "reconfigure"):
+            stream.reconfigure(errors="backslashreplace")
+
+
+def _discard_output() -> None:
+    """Nobody takes our output any more: what is left in the buffer goes nowhere."""
+    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
 
 
 def _run(argv: list[str]) -> int:

@@ -27,7 +27,7 @@ def overlap_weights(method: Method) -> tuple[float, float]:
     return (1.267, 0.585) if method.number == ZINDOS else (1.0, 1.0)
 
 
-@dataclass
+@dataclass(eq=False)
 class Job:
     """One calculation.
 

@@ -16,7 +16,7 @@ from orbitrax.errors import MoleculeError
 MAX_COORDINATE = 1e6  # Angstrom
 
 
-@dataclass
+@dataclass(eq=False)
 class Molecule:
     """A molecule.
 

@@ -259,6 +259,29 @@ def test_a_closed_pipe_ends_the_output_silently(make_peer):
     assert run.wait(10) == 141 and errors == b""
 
 
+def test_a_full_disk_is_an_error_of_one_line(make_peer):
+    with open("/dev/full", "w", encoding="utf-8") as full:
+        run = subprocess.run([sys.executable, "-m", "orbitrax", "energy", WATER, "-m", "am1",
+                              "--backend", str(make_peer())], cwd=ROOT, env=ENVIRONMENT,
+                             stdout=full, stderr=subprocess.PIPE, text=True, timeout=30)
+    assert run.returncode == 1
+    assert run.stderr == "orbitrax: error: standard output: No space left on device\n"
+
+
+def test_text_that_the_terminal_cannot_show_is_escaped(make_peer):
+    done = orbitrax("energy", WATER, "-m", "am1", "--log", "--backend",
+                    make_peer(texts=[(9994, "\xe5ngstr\xf6m")]),
+                    env={**ENVIRONMENT, "PYTHONIOENCODING": "ascii"})
+    assert (done.returncode, done.stdout) == (0, "\\xe5ngstr\\xf6m\n")
+
+
+def test_closed_output_does_not_matter(make_peer):
+    command = f"exec {sys.executable} -m orbitrax energy {WATER} -m am1 --backend {make_peer()} >&-"
+    done = subprocess.run(command, shell=True, cwd=ROOT, env=ENVIRONMENT, stderr=subprocess.PIPE,
+                          text=True, timeout=30, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
+
+
 def on_terminal(arguments, **environment):
     """What a run writes to standard error when that is a terminal."""
     ours, theirs = pty.openpty()
