@@ -19,7 +19,7 @@ COLUMNS = ["dOne", "dTwo", "dThree"]
 GOOD = """\
 # a table
 element  dOne  dTwo  dThree
-H        1.0   2.0   3.0\x20
+H        1.0   2.0   3.0\x20\x20\x20
 C       -4.5   5e-3  0
 
 # capping atoms
