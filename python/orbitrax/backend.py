@@ -141,8 +141,8 @@ class Backend:
     """Runs jobs, one after another, on a backend process that it starts when needed.
 
     The process is kept for all jobs of one method and replaced for another, since it reads the
-    parameter tables once. A Backend may be pickled and copied; the copy starts a process of its own.
-    It serves one thread at a time: give each thread its own.
+    parameter tables once. A Backend may be pickled and copied; the copy starts a process of its
+    own. It serves one thread at a time: give each thread its own.
 
     program: the backend to start (see `find_backend`). tables: the folder of the parameter tables.
     time_limit: seconds for one session, None for no limit.

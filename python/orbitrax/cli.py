@@ -130,7 +130,8 @@ def build_parser() -> argparse.ArgumentParser:
     _add_scf(energy)
     _add_output(energy)
 
-    methods = tasks.add_parser("methods", help="the methods, the elements they cover, their sources",
+    methods = tasks.add_parser("methods",
+                               help="the methods, the elements they cover, their sources",
                                description="The methods, the elements they cover, their sources.",
                                allow_abbrev=False)
     methods.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
@@ -148,7 +149,8 @@ def _add_molecule(parser) -> None:
     group.add_argument("-c", "--charge", type=int, metavar="N", help="total charge")
     group.add_argument("-s", "--multiplicity", type=int, metavar="N",
                        help="spin multiplicity, 2S+1 (default: the lowest)")
-    group.add_argument("--uhf", action="store_true", help="unrestricted: each spin has its orbitals")
+    group.add_argument("--uhf", action="store_true",
+                       help="unrestricted: each spin has its orbitals")
     group.add_argument("--select", metavar="LIST",
                        help="atoms to calculate, counted from 1, as in 1-24,31; the others become "
                             "point charges")
@@ -165,7 +167,8 @@ def _add_scf(parser) -> None:
     group.add_argument("--level-shift-start", type=int, default=1, metavar="N",
                        help="iteration after which the level shift begins (default 1)")
     group.add_argument("--sigma", type=float, metavar="F",
-                       help="weight of sigma-sigma overlap in ZINDO (default 1.267 in zindos, else 1)")
+                       help="weight of sigma-sigma overlap in ZINDO "
+                            "(default 1.267 in zindos, else 1)")
     group.add_argument("--pi", type=float, metavar="F",
                        help="weight of pi-pi overlap in ZINDO (default 0.585 in zindos, else 1)")
     group.add_argument("--allow-unconverged", action="store_true",
@@ -177,7 +180,8 @@ def _add_output(parser) -> None:
     form = group.add_mutually_exclusive_group()
     form.add_argument("--log", action="store_true",
                       help="print the backend's report, as it comes, in place of the summary")
-    form.add_argument("--json", action="store_true", help="print one JSON document and nothing else")
+    form.add_argument("--json", action="store_true",
+                      help="print one JSON document and nothing else")
     group.add_argument("--log-level", type=int, default=0, metavar="N",
                        help="1 to 9 choose what the report shows beside the results (default 0)")
     group.add_argument("-o", "--output", metavar="FILE", help="write there what would be printed")

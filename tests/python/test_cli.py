@@ -48,7 +48,8 @@ def test_the_summary_names_energies_with_their_units(make_peer):
     assert done.stdout.startswith("H2O, 3 atoms, AM1 RHF, charge 0, multiplicity 1\n")
     for line in ("Total energy                     -300.750000 kcal/mol  (-0.47926606 hartree)",
                  "Heat of formation                 -57.750000 kcal/mol",
-                 "Dipole moment                       2.291288 Debye  (x 0.5000, y 1.0000, z 2.0000)",
+                 "Dipole moment                       2.291288 Debye  "
+                 "(x 0.5000, y 1.0000, z 2.0000)",
                  "HOMO                               -9.500000 eV",
                  "LUMO                               -8.500000 eV",
                  "    1 O        1.000000"):
@@ -232,7 +233,8 @@ def test_ctrl_c_is_status_130_and_leaves_no_process(make_peer, json_wanted):
     script = make_peer(at=9, fault="silence")
     run = subprocess.Popen([sys.executable, "-m", "orbitrax", "energy", WATER, "-m", "am1",
                             "--backend", str(script)] + ["--json"] * json_wanted, cwd=ROOT,
-                           env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                           env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                           text=True)
     deadline = time.monotonic() + 10
     while not os.path.exists(f"{script}.record") and time.monotonic() < deadline:
         time.sleep(0.02)
