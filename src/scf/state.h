@@ -17,8 +17,8 @@ struct ScfState {
 
     int nScfRuns = -1;  ///< -1 after validation, one more with every RunScf
 
-    Array<double> mCore;      ///< core Hamiltonian; holds the overlap until it is built
-    Array<double> mFockA;     ///< nEvenColumns x N
+    Array<double> mCore;   ///< core Hamiltonian; holds the overlap until it is built
+    Array<double> mFockA;  ///< nEvenColumns x N
     Array<double> mFockB;
     Array<double> mVectorsA;  ///< nEvenColumns x N: alpha orbitals, one a row
     Array<double> mVectorsB;
@@ -37,21 +37,21 @@ struct ScfState {
     Array<double> mDiisErrorB;
     Array<double> mDiisFockA;
     Array<double> mDiisFockB;
-    Array<double> mSquareWork;     ///< nEvenColumns x N
+    Array<double> mSquareWork;      ///< nEvenColumns x N
     Array<double> vOrbitalScratch;  ///< N
     Array<double> vDiagWork;        ///< N
     Array<double> vEigenWork;       ///< 5 x N: work vectors of the diagonaliser
     Array<double> pWork;            ///< scratch of the Fock builders and the pseudo-diagonaliser
 
     // Results of the last SCF.
-    double dTotalEnergy = 0.0;       ///< kcal/mol, electronic and core, with the state correction
-    double dElectronic = 0.0;        ///< kcal/mol
-    double dCoreRepulsion = 0.0;     ///< kcal/mol
-    double dBinding = 0.0;           ///< kcal/mol
-    double dHeatOfFormation = 0.0;   ///< kcal/mol
-    double dStateCorrection = 0.0;   ///< half-electron or CI part of dTotalEnergy, kcal/mol
+    double dTotalEnergy = 0.0;      ///< kcal/mol, electronic and core, with the state correction
+    double dElectronic = 0.0;       ///< kcal/mol
+    double dCoreRepulsion = 0.0;    ///< kcal/mol
+    double dBinding = 0.0;          ///< kcal/mol
+    double dHeatOfFormation = 0.0;  ///< kcal/mol
+    double dStateCorrection = 0.0;  ///< half-electron or CI part of dTotalEnergy, kcal/mol
     double dNextStateCorrection = 0.0;
-    double dChargeOrigin[3] = {};    ///< reference of the dipole of an ion, working unit
+    double dChargeOrigin[3] = {};  ///< reference of the dipole of an ion, working unit
 };
 inline ScfState scf;
 
