@@ -18,6 +18,7 @@ from orbitrax import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkClosed, OrbitraxError, OutOfMemory, ProtocolError, UsageError)
 from orbitrax.job import Job
+from orbitrax.methods import find_method
 from orbitrax.parameters import ParameterSet, load_parameters
 from orbitrax.reader import SessionReader
 from orbitrax.results import Result, ResultBuilder
@@ -64,38 +65,45 @@ def _modern_processor() -> bool:
 
 
 class _Process:
-    """A running backend: the process, its conversation and what it printed."""
+    """A backend process, its conversation and what it printed. It is made first and started later,
+    so that whoever holds it can end it even if the start is interrupted."""
 
     def __init__(self, program: Path):
-        ours, theirs = socket.socketpair()
+        self.program = program
+        self.process: subprocess.Popen | None = None
+        self.link: conversation.Conversation | None = None
+        self.first_session = True
         self._output = _output_file()
+        self._owner = os.getpid()
+
+    def start(self) -> None:
+        """Starts the process over a socket pair."""
+        ours, theirs = socket.socketpair()
+        self.link = conversation.Conversation(ours)
         try:
             # A session of its own: Ctrl-C at the terminal is for the client, which then closes the
             # link.
             self.process = subprocess.Popen(
-                [str(program)], stdin=theirs, stdout=self._output, stderr=subprocess.STDOUT,
+                [str(self.program)], stdin=theirs, stdout=self._output, stderr=subprocess.STDOUT,
                 start_new_session=True)
         except OSError as error:
-            ours.close()
-            self._output.close()
-            raise BackendNotFound(f"{program} cannot be started: {error.strerror}") from None
+            raise BackendNotFound(f"{self.program} cannot be started: {error.strerror}") from None
         finally:
             theirs.close()
-        self.link = conversation.Conversation(ours)
-        self.first_session = True
-        self._owner = os.getpid()
 
     def end(self, patience: float = _PATIENCE) -> int | None:
         """Ends the conversation and the process, and reaps it. Returns its exit status. Never
         raises but for an interrupt, and even then leaves no process."""
         if os.getpid() != self._owner:  # a fork has only copies; the process is not its child
             return None
-        self.link.disconnect()
         try:
-            return self._reap(patience)
+            if self.link is not None:
+                self.link.disconnect()
+            return self._reap(patience) if self.process is not None else None
         except BaseException:
-            self.process.kill()
-            self.process.wait()
+            if self.process is not None:
+                self.process.kill()
+                self.process.wait()
             raise
         finally:
             self._output.close()
@@ -133,8 +141,8 @@ class Backend:
     """Runs jobs, one after another, on a backend process that it starts when needed.
 
     The process is kept for all jobs of one method and replaced for another, since it reads the
-    parameter tables once. A Backend may be pickled and copied; the copy starts a process of its own.
-    It serves one thread at a time: give each thread its own.
+    parameter tables once. A Backend may be pickled and copied; the copy starts a process of its
+    own. It serves one thread at a time: give each thread its own.
 
     program: the backend to start (see `find_backend`). tables: the folder of the parameter tables.
     time_limit: seconds for one session, None for no limit.
@@ -142,7 +150,7 @@ class Backend:
 
     def __init__(self, program: str | os.PathLike | None = None,
                  tables: str | os.PathLike | None = None, time_limit: float | None = None):
-        self._settings = (program, tables, time_limit)
+        self.program, self.tables, self.time_limit = program, tables, time_limit
         self._forget()
 
     def _forget(self) -> None:
@@ -155,10 +163,10 @@ class Backend:
         self._owner = os.getpid()
 
     def __getstate__(self):
-        return self._settings
+        return {"program": self.program, "tables": self.tables, "time_limit": self.time_limit}
 
-    def __setstate__(self, settings):
-        self._settings = settings
+    def __setstate__(self, state):
+        self.__dict__.update(state)
         self._forget()
 
     def __enter__(self) -> Backend:
@@ -176,15 +184,13 @@ class Backend:
     @property
     def pid(self) -> int | None:
         """Process id of the running backend, None when there is none."""
-        return self._running.process.pid if self._running else None
+        return self._running.process.pid if self._running and self._running.process else None
 
     def parameters(self, method) -> ParameterSet:
         """The parameter tables of a method, read once."""
-        from orbitrax.methods import find_method
-
         method = find_method(method)
         if method.number not in self._parameters:
-            self._parameters[method.number] = load_parameters(method, self._settings[1])
+            self._parameters[method.number] = load_parameters(method, self.tables)
         return self._parameters[method.number]
 
     def close(self, patience: float = _PATIENCE) -> int | None:
@@ -193,15 +199,16 @@ class Backend:
         running = self.__dict__.get("_running")
         if running is None:
             return None
+        status = running.end(patience)
         self._running = None
         self._finalizer.detach()
-        return running.end(patience)
+        return status
 
     def cancel(self) -> None:
         """Ends a session that runs in another thread; there `run` raises Cancelled."""
         running = self._running
         self._cancelled = True
-        if running is not None:
+        if running is not None and running.link is not None:
             running.link.interrupt()
 
     def run(self, job: Job, on_event: Callable[[events.Event], None] | None = None,
@@ -252,7 +259,7 @@ class Backend:
 
     def _session(self, job: Job, pokes: list, time_limit: float | None) -> Iterator[events.Event]:
         """The lock-step loop. Takes from `pokes` what the backend asks for."""
-        limit = self._settings[2] if time_limit is None else time_limit
+        limit = self.time_limit if time_limit is None else time_limit
         deadline = None if limit is None else time.monotonic() + limit
         self._ensure_process(job)
         running = self._running
@@ -295,10 +302,11 @@ class Backend:
                                           or self._running.process.poll() is not None):
             self.close()
         if self._running is None:
-            self._running = _Process(find_backend(self._settings[0]))
+            self._running = _Process(find_backend(self.program))
             self._finalizer = weakref.finalize(self, _Process.end, self._running)
             self._method = job.method
             self._owner = os.getpid()
+            self._running.start()
 
     def _post_mortem(self) -> OrbitraxError:
         """What to say of a link that was closed at the other end, or by `cancel`."""

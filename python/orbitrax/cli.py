@@ -30,6 +30,7 @@ examples:
 def main(argv: list[str] | None = None) -> int:
     """Runs the command line and returns its exit status."""
     argv = sys.argv[1:] if argv is None else list(argv)
+    _prepare_streams()
     try:
         try:
             status = _run(argv)
@@ -38,9 +39,27 @@ def main(argv: list[str] | None = None) -> int:
         except KeyboardInterrupt:
             return _INTERRUPTED
     except BrokenPipeError:
-        # Whoever read our output has had enough. What is left in the buffer goes nowhere.
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        _discard_output()
         return _PIPE_CLOSED
+    except OSError as error:  # a full disk; all other files are watched where they are used
+        _discard_output()
+        print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
+        return 1
+
+
+def _prepare_streams() -> None:
+    """Output that is closed goes nowhere, and text that its encoding lacks is escaped."""
+    for name in ("stdout", "stderr"):
+        if getattr(sys, name) is None:
+            setattr(sys, name, open(os.devnull, "w", encoding="utf-8"))
+        stream = getattr(sys, name)
+        if hasattr(stream, "reconfigure"):
+            stream.reconfigure(errors="backslashreplace")
+
+
+def _discard_output() -> None:
+    """Nobody takes our output any more: what is left in the buffer goes nowhere."""
+    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
 
 
 def _run(argv: list[str]) -> int:
@@ -50,8 +69,11 @@ def _run(argv: list[str]) -> int:
     parser = build_parser()
     try:
         arguments = parser.parse_args(argv)
-    except SystemExit as stop:  # argparse has said why
-        return _usage_failure(argv, "wrong usage") if stop.code else 0
+    except UsageError as error:
+        print(f"orbitrax: error: {error}", file=sys.stderr)
+        return _usage_failure(argv, str(error))
+    except SystemExit:  # after --help and --version
+        return 0
     if arguments.task is None:
         parser.print_help(sys.stderr)
         return 2
@@ -83,10 +105,18 @@ def document_failure(task: str | None, text: str) -> None:
 # ---- arguments ----------------------------------------------------------------------------------
 
 
+class _Parser(argparse.ArgumentParser):
+    """A parser that leaves it to its caller to say what is wrong, and to exit."""
+
+    def error(self, message: str):
+        self.print_usage(sys.stderr)
+        raise UsageError(message)
+
+
 def build_parser() -> argparse.ArgumentParser:
     """The parser of all tasks."""
     formatter = argparse.RawDescriptionHelpFormatter
-    parser = argparse.ArgumentParser(
+    parser = _Parser(
         prog="orbitrax", description="Semi-empirical quantum chemistry.", epilog=_EXAMPLES,
         formatter_class=formatter, allow_abbrev=False)
     parser.add_argument("--version", action="version", version=f"orbitrax {__version__}")
@@ -100,7 +130,8 @@ def build_parser() -> argparse.ArgumentParser:
     _add_scf(energy)
     _add_output(energy)
 
-    methods = tasks.add_parser("methods", help="the methods, the elements they cover, their sources",
+    methods = tasks.add_parser("methods",
+                               help="the methods, the elements they cover, their sources",
                                description="The methods, the elements they cover, their sources.",
                                allow_abbrev=False)
     methods.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
@@ -118,7 +149,8 @@ def _add_molecule(parser) -> None:
     group.add_argument("-c", "--charge", type=int, metavar="N", help="total charge")
     group.add_argument("-s", "--multiplicity", type=int, metavar="N",
                        help="spin multiplicity, 2S+1 (default: the lowest)")
-    group.add_argument("--uhf", action="store_true", help="unrestricted: each spin has its orbitals")
+    group.add_argument("--uhf", action="store_true",
+                       help="unrestricted: each spin has its orbitals")
     group.add_argument("--select", metavar="LIST",
                        help="atoms to calculate, counted from 1, as in 1-24,31; the others become "
                             "point charges")
@@ -135,7 +167,8 @@ def _add_scf(parser) -> None:
     group.add_argument("--level-shift-start", type=int, default=1, metavar="N",
                        help="iteration after which the level shift begins (default 1)")
     group.add_argument("--sigma", type=float, metavar="F",
-                       help="weight of sigma-sigma overlap in ZINDO (default 1.267 in zindos, else 1)")
+                       help="weight of sigma-sigma overlap in ZINDO "
+                            "(default 1.267 in zindos, else 1)")
     group.add_argument("--pi", type=float, metavar="F",
                        help="weight of pi-pi overlap in ZINDO (default 0.585 in zindos, else 1)")
     group.add_argument("--allow-unconverged", action="store_true",
@@ -147,7 +180,8 @@ def _add_output(parser) -> None:
     form = group.add_mutually_exclusive_group()
     form.add_argument("--log", action="store_true",
                       help="print the backend's report, as it comes, in place of the summary")
-    form.add_argument("--json", action="store_true", help="print one JSON document and nothing else")
+    form.add_argument("--json", action="store_true",
+                      help="print one JSON document and nothing else")
     group.add_argument("--log-level", type=int, default=0, metavar="N",
                        help="1 to 9 choose what the report shows beside the results (default 0)")
     group.add_argument("-o", "--output", metavar="FILE", help="write there what would be printed")
@@ -244,7 +278,8 @@ def _methods(arguments) -> int:
             print(f"{method.key:<8}{method.title}, family {method.family}")
             print(f"        {method.source}")
             for label, numbers in (("elements", tables.elements), ("capping", tables.capping)):
-                symbols = _named(sorted(numbers), SYMBOLS)
+                longest = 5 if label == "capping" else len(SYMBOLS)
+                symbols = _named(sorted(numbers), SYMBOLS, longest)
                 for i, line in enumerate(_wrapped(symbols, 80)):
                     print(f"        {label if i == 0 else '':<10}{line}")
     except OrbitraxError as error:
@@ -253,14 +288,14 @@ def _methods(arguments) -> int:
     return 0
 
 
-def _named(numbers: list[int], symbols) -> str:
-    """Elements by symbol, unbroken runs of six and more as first-last."""
+def _named(numbers: list[int], symbols, longest: int) -> str:
+    """Elements by symbol, unbroken runs of more than `longest` as first-last."""
     words, start = [], 0
     for i in range(1, len(numbers) + 1):
         if i < len(numbers) and numbers[i] == numbers[i - 1] + 1:
             continue
         run = [symbols[number] for number in numbers[start:i]]
-        words += [f"{run[0]}-{run[-1]}"] if len(run) > 5 else run
+        words += [f"{run[0]}-{run[-1]}"] if len(run) > longest else run
         start = i
     return " ".join(words)
 

@@ -70,8 +70,8 @@ def _calculate(arguments, terminal: Terminal, output: Output) -> Result:
               diis=arguments.diis, overlap_sigma=arguments.sigma, overlap_pi=arguments.pi,
               level_shift_start=arguments.level_shift_start, log_level=arguments.log_level)
     if job.selection is not None and molecule.point_charges is None:
-        terminal.warning("the atoms outside the selection carry no charges in this file and have no "
-                         "effect but to end cut bonds")
+        terminal.warning("the atoms outside the selection carry no charges in this file and have "
+                         "no effect but to end cut bonds")
 
     def show(event: events.Event) -> None:
         if isinstance(event, events.StatusLine):
@@ -187,7 +187,8 @@ def summary(result: Result) -> str:
     """The results as a person reads them, with units."""
     from orbitrax.methods import find_method
 
-    lines = [f"{formula_of(result.symbols)}, {len(result.symbols)} atoms, {find_method(result.method).title} "
+    lines = [f"{formula_of(result.symbols)}, {len(result.symbols)} atoms, "
+             f"{find_method(result.method).title} "
              f"{result.spin}, charge {result.charge}, multiplicity {result.multiplicity}", ""]
 
     def line(name: str, text: str) -> None:

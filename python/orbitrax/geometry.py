@@ -12,8 +12,8 @@ def close_pairs(positions: np.ndarray, cutoff: float) -> tuple[np.ndarray, np.nd
     """All pairs of points nearer than `cutoff`: indices i < j and distances, in the unit of
     `positions`, n x 3.
 
-    The points are sorted along the widest axis, and each is compared with those that follow it until
-    none is within the cutoff along that axis.
+    The points are sorted along the widest axis, and each is compared with those that follow it
+    until none is within the cutoff along that axis.
     """
     axis = int(np.argmax(np.ptp(positions, axis=0)))
     order = np.argsort(positions[:, axis], kind="stable")

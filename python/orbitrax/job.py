@@ -27,15 +27,15 @@ def overlap_weights(method: Method) -> tuple[float, float]:
     return (1.267, 0.585) if method.number == ZINDOS else (1.0, 1.0)
 
 
-@dataclass
+@dataclass(eq=False)
 class Job:
     """One calculation.
 
-    charge and multiplicity: what the molecule says when None; if that says nothing, charge 0 and the
-    lowest multiplicity of its electron count. selection: atom numbers from 1 that are calculated,
-    the others being point charges; None for all. convergence_limit in kcal/mol, on the energy change
-    of an SCF cycle. level_shift_start: SCF cycle after which the level shift begins. log_level 1 to
-    9 choose what the log shows beside the report, 10 silences it.
+    charge and multiplicity: what the molecule says when None; if that says nothing, charge 0 and
+    the lowest multiplicity of its electron count. selection: atom numbers from 1 that are
+    calculated, the others being point charges; None for all. convergence_limit in kcal/mol, on the
+    energy change of an SCF cycle. level_shift_start: SCF cycle after which the level shift begins.
+    log_level 1 to 9 choose what the log shows beside the report, 10 silences it.
     """
 
     molecule: Molecule
@@ -161,14 +161,15 @@ class Job:
         for index in self.capping:
             number = int(molecule.numbers[index])
             if number not in parameters.capping:
-                raise InputError(f"{molecule.label(index)} ends a bond that the selection cuts, and "
-                                 f"{title} has no parameters for {SYMBOLS[number]} as a capping "
-                                 "atom; select it too, or cut elsewhere")
+                raise InputError(f"{molecule.label(index)} ends a bond that the selection cuts, "
+                                 f"and {title} has no parameters for {SYMBOLS[number]} as a "
+                                 "capping atom; select it too, or cut elsewhere")
         first, second, distance = close_pairs(molecule.positions, TOO_CLOSE)
         for i, j, d in zip(first.tolist(), second.tolist(), distance.tolist()):
             if molecule.numbers[i] > 0 and molecule.numbers[j] > 0:
-                raise InputError(f"{molecule.label(i)} and {molecule.label(j)} are {d:.4f} Angstrom "
-                                 "apart; atoms nearer than 0.0529 Angstrom cannot be calculated")
+                raise InputError(f"{molecule.label(i)} and {molecule.label(j)} are {d:.4f} "
+                                 "Angstrom apart; atoms nearer than 0.0529 Angstrom cannot be "
+                                 "calculated")
 
     # ---- packets --------------------------------------------------------------------------------
 

@@ -16,7 +16,7 @@ from orbitrax.errors import MoleculeError
 MAX_COORDINATE = 1e6  # Angstrom
 
 
-@dataclass
+@dataclass(eq=False)
 class Molecule:
     """A molecule.
 
@@ -196,8 +196,8 @@ def _whole(info: dict, key: str, title: str) -> int | None:
 
 
 def from_smiles(smiles: str, seed: int = 61453) -> Molecule:
-    """A molecule from a SMILES string, with hydrogens and a force-field geometry, by RDKit. The same
-    seed gives the same geometry."""
+    """A molecule from a SMILES string, with hydrogens and a force-field geometry, by RDKit. The
+    same seed gives the same geometry."""
     try:
         from rdkit import Chem, RDLogger
         from rdkit.Chem import AllChem, Descriptors

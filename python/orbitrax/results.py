@@ -20,7 +20,7 @@ _PROGRESS_STEP = 0.5e-5  # the difference is printed with five decimals
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
 
-@dataclass
+@dataclass(eq=False)
 class Result:
     """A calculation's results. Energies kcal/mol, orbital energies eV, charges e, dipole Debye (x,
     y, z, length), gradient n x 3 kcal/(mol Angstrom). What the backend did not send is None.

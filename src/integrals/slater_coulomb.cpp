@@ -103,7 +103,10 @@ RadialValue Penetration(const SlaterCloud& a, const SlaterCloud& b, double R) {
 template <bool fSlope>
 RadialValue Evaluate(SlaterCloud a, SlaterCloud b, double dDistance) {
     if (!IsCloud(a) || !IsCloud(b)) return {};
-    if (a.nPrincipal > b.nPrincipal) std::swap(a, b);
+    // The smaller shell first. Between equal shells the tighter cloud, so that the order of the
+    // arguments never shows; this one also suffers least from the truncated series of B.
+    if (a.nPrincipal > b.nPrincipal || (a.nPrincipal == b.nPrincipal && a.dZeta < b.dZeta))
+        std::swap(a, b);
     if ((a.dZeta + b.dZeta) * dDistance <= kSmallestArgument) return {OneCentreCoulomb(a, b), 0.0};
     const RadialValue outer = CloudPotential(b, dDistance);
     const RadialValue inner = Penetration<fSlope>(a, b, dDistance);

@@ -26,8 +26,9 @@ void TransformFock(int n, int nOcc, const double* mFock, const double* mVectors,
     }
 }
 
-/// x := alpha x + beta y, y := alpha y - beta x, by the angle that would clear f between two levels
-/// a apart.
+/// x := alpha x + beta y, y := alpha y - beta x, by the angle that would clear f between an
+/// occupied level and a virtual one, a = e_x - e_y. The sign of beta is the one for a below 0; for
+/// a level above its virtual partner it is meant to be the same.
 void Rotate(int n, double f, double a, double* x, double* y) {
     const double dRoot = std::sqrt(a * a + 4.0 * f * f);
     const double d = a < 0.0 ? -dRoot : dRoot;

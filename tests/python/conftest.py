@@ -49,7 +49,8 @@ def children() -> set[int]:
     found = set()
     for task in os.listdir("/proc/self/task"):
         try:
-            found |= {int(pid) for pid in Path(f"/proc/self/task/{task}/children").read_text().split()}
+            children = Path(f"/proc/self/task/{task}/children").read_text().split()
+            found |= {int(pid) for pid in children}
         except OSError:
             pass
     return found

@@ -8,9 +8,10 @@ Scenario: results "normal", "refusal" (an error text and nothing else), "late re
 status line), "empty" (no results, no word), "partial" (the result block alone); texts, a list of
 (packet type, text) sent ahead of the results; unrestricted, eigenvectors, gradient; iterations and
 difference of the last progress line; energy to report in place of the usual one; at, the number of
-the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code", "silence",
-"unknown type"; first_only, the fault comes in the first process alone; refuse_pokes, how many pokes
-are first not taken; record, a file that receives every payload poked, one line of hex each.
+the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code",
+"silence", "unknown type"; first_only, the fault comes in the first process alone; refuse_pokes, how
+many pokes are first not taken; record, a file that receives every payload poked, one line of
+hex each.
 """
 
 import os

@@ -25,7 +25,8 @@ pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(6
 def pokes(script):
     """What a peer was poked with, as (type, payload)."""
     lines = Path(f"{script}.record").read_text().splitlines()
-    return [(int(kind), bytes.fromhex(data)) for kind, data in (line.split(" ", 1) for line in lines)]
+    pairs = (line.split(" ", 1) for line in lines)
+    return [(int(kind), bytes.fromhex(data)) for kind, data in pairs]
 
 
 # ---- results ------------------------------------------------------------------------------------
@@ -131,8 +132,8 @@ def test_mindo3_sends_its_pairs_after_the_block(make_peer, water):
     data = [data for _, data in pokes(script)]
     count, = struct.unpack("<i", data[3])
     assert len(data[2]) == 42000 and len(data[4]) == 32 * count and count > 40
-    pairs = {struct.unpack_from("<2d", data[4], 32 * i): struct.unpack_from("<2d", data[4], 32 * i + 16)
-             for i in range(count)}
+    records = [struct.unpack_from("<4d", data[4], 32 * i) for i in range(count)]
+    pairs = {record[:2]: record[2:] for record in records}
     assert pairs[(1.0, 6.0)] == (1.475836, 0.315011)
 
 

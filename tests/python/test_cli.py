@@ -48,7 +48,8 @@ def test_the_summary_names_energies_with_their_units(make_peer):
     assert done.stdout.startswith("H2O, 3 atoms, AM1 RHF, charge 0, multiplicity 1\n")
     for line in ("Total energy                     -300.750000 kcal/mol  (-0.47926606 hartree)",
                  "Heat of formation                 -57.750000 kcal/mol",
-                 "Dipole moment                       2.291288 Debye  (x 0.5000, y 1.0000, z 2.0000)",
+                 "Dipole moment                       2.291288 Debye  "
+                 "(x 0.5000, y 1.0000, z 2.0000)",
                  "HOMO                               -9.500000 eV",
                  "LUMO                               -8.500000 eV",
                  "    1 O        1.000000"):
@@ -183,7 +184,6 @@ def test_a_number_that_is_not_finite_never_gets_into_json(make_peer):
     (("energy", WATER, "-m", "am1", "--select", "1-x"), "'1-x' is neither"),
     (("energy", WATER, "-m", "am1", "--select", "7"), "no atom 7"),
     (("energy", WATER, "-m", "am1", "--time-limit", "-1"), "should be above 0"),
-    (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
     (("energy", WATER, "-m", "am1", "-o", "no/such/folder/x"), "no file can be written"),
     (("nonsense",), "nonsense"),
     ((), "usage"),
@@ -195,10 +195,15 @@ def test_wrong_usage_is_status_2_and_says_why(arguments, words):
 
 
 def test_wrong_usage_gives_a_program_its_document():
-    for arguments in (("energy", WATER, "--json", "-m", "am1", "--frobnicate"),
-                      ("energy", "none.xyz", "-m", "am1", "--json")):
+    for arguments, words in (
+            (("energy", WATER, "--json", "-m", "am1", "--frobnicate"), "--frobnicate"),
+            (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
+            (("uv", WATER, "-m", "am1", "--json"), "not available in this version"),
+            (("energy", "none.xyz", "-m", "am1", "--json"), "no such file")):
         done = orbitrax(*arguments)
-        assert done.returncode == 2 and document(done)["status"] == "failed"
+        found = document(done)
+        assert done.returncode == 2 and found["status"] == "failed"
+        assert words in found["errors"][0] and words in done.stderr
 
 
 @pytest.mark.parametrize("task", UNAVAILABLE)
@@ -228,7 +233,8 @@ def test_ctrl_c_is_status_130_and_leaves_no_process(make_peer, json_wanted):
     script = make_peer(at=9, fault="silence")
     run = subprocess.Popen([sys.executable, "-m", "orbitrax", "energy", WATER, "-m", "am1",
                             "--backend", str(script)] + ["--json"] * json_wanted, cwd=ROOT,
-                           env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                           env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                           text=True)
     deadline = time.monotonic() + 10
     while not os.path.exists(f"{script}.record") and time.monotonic() < deadline:
         time.sleep(0.02)
@@ -253,6 +259,29 @@ def test_a_closed_pipe_ends_the_output_silently(make_peer):
     errors = run.stderr.read()
     run.stderr.close()
     assert run.wait(10) == 141 and errors == b""
+
+
+def test_a_full_disk_is_an_error_of_one_line(make_peer):
+    with open("/dev/full", "w", encoding="utf-8") as full:
+        run = subprocess.run([sys.executable, "-m", "orbitrax", "energy", WATER, "-m", "am1",
+                              "--backend", str(make_peer())], cwd=ROOT, env=ENVIRONMENT,
+                             stdout=full, stderr=subprocess.PIPE, text=True, timeout=30)
+    assert run.returncode == 1
+    assert run.stderr == "orbitrax: error: standard output: No space left on device\n"
+
+
+def test_text_that_the_terminal_cannot_show_is_escaped(make_peer):
+    done = orbitrax("energy", WATER, "-m", "am1", "--log", "--backend",
+                    make_peer(texts=[(9994, "\xe5ngstr\xf6m")]),
+                    env={**ENVIRONMENT, "PYTHONIOENCODING": "ascii"})
+    assert (done.returncode, done.stdout) == (0, "\\xe5ngstr\\xf6m\n")
+
+
+def test_closed_output_does_not_matter(make_peer):
+    command = f"exec {sys.executable} -m orbitrax energy {WATER} -m am1 --backend {make_peer()} >&-"
+    done = subprocess.run(command, shell=True, cwd=ROOT, env=ENVIRONMENT, stderr=subprocess.PIPE,
+                          text=True, timeout=30, check=False)
+    assert (done.returncode, done.stderr) == (0, "")
 
 
 def on_terminal(arguments, **environment):

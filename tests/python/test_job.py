@@ -214,7 +214,8 @@ def test_the_packets_of_water_are_those_of_the_wire(water):
     assert struct.unpack("<12i", data[5]) == (1, 3, 1, 6, 6, 3, 0, 0, 5, 1, 2, 3)
 
 
-@pytest.mark.parametrize("n,chunks", [(1, [1]), (170, [170]), (171, [170, 1]), (341, [170, 170, 1])])
+@pytest.mark.parametrize("n,chunks", [(1, [1]), (170, [170]), (171, [170, 1]),
+                                      (341, [170, 170, 1])])
 def test_atoms_go_in_chunks_of_170(n, chunks):
     molecule = Molecule([2] * n, np.arange(3 * n).reshape(n, 3))
     sizes = [len(part) for part in payloads(Job(molecule, "am1"))]

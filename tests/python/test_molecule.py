@@ -89,7 +89,8 @@ def test_standard_input_tells_its_format_by_its_looks(text, symbols):
     assert read_molecule("-", stdin=io.StringIO(text)).symbols == symbols
 
 
-@pytest.mark.parametrize("text,words", [("", "is empty"), ("hello", "name its format with --format")])
+@pytest.mark.parametrize("text,words", [("", "is empty"),
+                                        ("hello", "name its format with --format")])
 def test_standard_input_that_is_no_molecule_is_explained(text, words):
     with pytest.raises(MoleculeError, match=words):
         read_molecule("-", stdin=io.StringIO(text))

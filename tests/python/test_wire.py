@@ -44,7 +44,8 @@ def compiled(tmp_path_factory):
     folder = tmp_path_factory.mktemp("wire")
     (folder / "wire.cpp").write_text(
         '#include "link/conversation.h"\n#include "link/packets.h"\n#include <cstdio>\n'
-        "#include <type_traits>\nusing namespace qsolve;\nint main() {\n" + "\n".join(lines) + "\n}\n")
+        "#include <type_traits>\nusing namespace qsolve;\nint main() {\n"
+        + "\n".join(lines) + "\n}\n")
     subprocess.run([compiler, "-std=c++20", "-O0", f"-I{ROOT / 'src'}", "-o", folder / "wire",
                     folder / "wire.cpp"], check=True)
     output = subprocess.run([folder / "wire"], check=True, capture_output=True, text=True).stdout
@@ -58,7 +59,8 @@ def test_sizes_offsets_and_types_are_those_of_the_compiler(compiled, name):
     assert [record.itemsize] == compiled[name]
     for field in record.names:
         kind, offset = record.fields[field][:2]
-        assert [offset, kind.itemsize, int(kind.base.kind == "f")] == compiled[f"{name}.{field}"], field
+        described = [offset, kind.itemsize, int(kind.base.kind == "f")]
+        assert described == compiled[f"{name}.{field}"], field
 
 
 @pytest.mark.parametrize("name", CONSTANTS)

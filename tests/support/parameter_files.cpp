@@ -85,7 +85,7 @@ int Sections(int nMethod) {
 int RowOf(const std::string& sSymbol) {
     const bool fCapping = sSymbol.starts_with('*');
     std::string sPadded = sSymbol.substr(fCapping ? 1 : 0);
-    if (sPadded.size() == 1) sPadded.insert(0, " ");
+    if (sPadded.size() == 1) sPadded.insert(sPadded.begin(), ' ');
     for (int i = 0; i < kCappingOffset; ++i)
         if (sPadded == kElementSymbol[i]) return fCapping ? kCappingOffset + i : i;
     throw std::invalid_argument("no element: " + sSymbol);

@@ -108,10 +108,12 @@ TEST_F(HybridFactors, OfCesiumOnAreForMindo3Only) {
 TEST_F(HybridFactors, OfNddoMethodsAreTheSeparationsInDebye) {
     for (const int nMethod : {kMndo, kAm1, kPm3, kMndoD}) {
         LoadParameters(nMethod);
+        parameters.pNddoParams[RowOf("H")].dDipoleDistance = 0.5;
         ASSERT_TRUE(DeriveNddoDParameters());
         PrepareHybridFactors();
-        EXPECT_DOUBLE_EQ(Sp("C"), kDebye * parameters.pNddoParams[RowOf("C")].dDipoleDistance);
         EXPECT_EQ(Sp("H"), 0.0);
+        for (const char* s : {"Li", "C", "*H", "*I"})
+            EXPECT_DOUBLE_EQ(Sp(s), kDebye * parameters.pNddoParams[RowOf(s)].dDipoleDistance);
         const NddoRow& row = setup.pNddo[RowOf("Cl")];
         const double dPd = nMethod == kMndoD ? PdDipole(3, 3, row.dZetaP, row.dZetaD) : 0.0;
         EXPECT_NEAR(Pd("Cl"), dPd, 1e-12);
