@@ -14,6 +14,8 @@ namespace qsolve {
 struct AtomClouds {
     SlaterCloud sp, d;
 };
+
+/// The clouds of an atom by the rows of this job's method.
 AtomClouds CloudsOf(const ListedAtom& atom);
 
 /// Slater Coulomb integrals: mCoulomb, rows nLeading apart, nOrbitals x nOrbitals, full and

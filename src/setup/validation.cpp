@@ -54,6 +54,7 @@ void AnnounceStart() {
 
 void ClearResults() {
     scf.nScfRuns = -1;
+    scf.dSavedShiftA = scf.dSavedShiftB = scf.dSavedTarget = 0.0;
     setup.fFinalReport = job.nCalcKind == kSinglePoint || job.nCalcKind == kVibrations;
     results.Block = ResultBlock{};
 }

@@ -1,0 +1,43 @@
+#pragma once
+
+namespace qsolve {
+
+/// Reflectors taken together: the matrix behind a panel is then updated once for all of them.
+constexpr int kPanel = 32;
+
+/// Householder reduction A = Q T Q^T of a symmetric matrix, in panels. Reflector c, of
+/// n - 2, clears row c beyond its second element:
+///
+///     H_c = I - t t^T / h,   t = a + s e,   s = sign(a_1) |a|,   h = s t_1
+///
+/// with a the part of row c right of the diagonal. h below 1e-30 means that there is nothing to
+/// clear. Then T_c,c+1 = -s. G. H. Golub, C. F. Van Loan, Matrix Computations, 8.3.
+struct Reduction {
+    int n;              ///< at least 3
+    double* mMatrix;    ///< n x n; upper triangle in, t of reflector c in row c from c + 1 on out
+    double* mPanel;     ///< scratch, n x n
+    double* vDiagonal;  ///< of T, n
+    double* vOff;       ///< of T, n; the last one is 0
+    double* vScale;     ///< h by reflector, n; 0 for one that is not to be applied
+};
+
+/// Makes the panel of reflectors from number c on and updates the rest of the matrix. Returns the
+/// number of the next one. Start at 0, go on while it is below n - 2, then FinishReduction.
+int ReducePanel(const Reduction& reduction, int c);
+
+/// Reads off what remains of T after the last panel.
+void FinishReduction(const Reduction& reduction);
+
+/// Doubles of scratch that TransformBack needs.
+constexpr long long TransformWork(int nVectors) {
+    return 2LL * nVectors * kPanel + 2LL * kPanel * kPanel;
+}
+
+/// Applies H_c .. H_(nEnd - 1), at most kPanel reflectors, to the rows of mVectors, nVectors x n,
+/// as x = H_c ... H_(nEnd - 1) z; to be called from the last reflectors to the first. Done as one
+/// product of matrices, I - Y S Y^T. R. Schreiber, C. F. Van Loan, SIAM J. Sci. Stat. Comput. 10,
+/// 53 (1989). vWork has TransformWork(nVectors) doubles. Clears the matrix left of the reflectors.
+void TransformBack(const Reduction& reduction, int c, int nEnd, int nVectors, double* mVectors,
+                   double* vWork);
+
+}  // namespace qsolve

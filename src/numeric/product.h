@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+
+namespace qsolve {
+
+/// A matrix as a product reads it: element (i, j) is pData[i * nRowStep + j * nColumnStep]. A
+/// transposed matrix is the same one with its steps exchanged.
+struct Factor {
+    const double* pData;
+    std::ptrdiff_t nRowStep;
+    std::ptrdiff_t nColumnStep;
+};
+
+/// A row-major matrix with n columns.
+inline Factor Plain(const double* m, int n) {
+    return {m, n, 1};
+}
+
+/// The transposed of a row-major matrix with n columns.
+inline Factor Transposed(const double* m, int n) {
+    return {m, 1, n};
+}
+
+/// Which elements of a result are computed; the others are neither read nor written.
+enum class Triangle { kWhole, kLower, kUpper };
+
+/// C_ij += f sum_k A_ik w_k B_kj.
+struct Product {
+    int nRows;     ///< of A and C
+    int nInner;    ///< columns of A, rows of B
+    int nColumns;  ///< of B and C
+    Factor a, b;
+    double* pC;                            ///< row-major, overlaps neither factor
+    int nStepC;                            ///< from one row of C to the next
+    double dFactor = 1.0;                  ///< f
+    const double* vWeights = nullptr;      ///< w, nInner; null for ones
+    Triangle triangle = Triangle::kWhole;  ///< the diagonal belongs to either triangle
+};
+
+/// Adds a product to a matrix, blocked for the caches and with a tile of C in registers. Works on
+/// about 250 kB of stack. The result does not depend on addresses: equal input, equal bits.
+void AddProduct(const Product& product);
+
+/// C = A B. mA is nRows x nInner, mB nInner x nColumns, mC nRows x nColumns and neither of the two.
+void Multiply(int nRows, int nInner, int nColumns, const double* mA, const double* mB, double* mC);
+
+/// C = A B^T. mA is nRows x nInner, mB nColumns x nInner, mC nRows x nColumns and neither of them.
+void MultiplyByTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
+                          double* mC);
+
+/// C = A^T B. mA is nInner x nRows, mB nInner x nColumns, mC nRows x nColumns and neither of them.
+void MultiplyTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
+                        double* mC);
+
+/// C = A B - B A for symmetric A and B, which is X - X^T with X = A B, so that one product does.
+/// All n x n; mWork is scratch; mC, antisymmetric, is none of the others.
+void Commutator(int n, const double* mA, const double* mB, double* mWork, double* mC);
+
+/// C = X - X^T, n x n, mC another matrix than mX.
+void SubtractTransposed(int n, const double* mX, double* mC);
+
+}  // namespace qsolve

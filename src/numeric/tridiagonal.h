@@ -1,0 +1,23 @@
+#pragma once
+
+namespace qsolve {
+
+/// The largest row sum of absolute values of a symmetric tridiagonal matrix of order n >= 1, a
+/// bound of its eigenvalues. vOff[i] joins i and i + 1; vOff[n - 1] is 0.
+double TridiagonalNorm(int n, const double* vDiagonal, const double* vOff);
+
+/// Eigenvalues of a symmetric tridiagonal matrix of order n >= 1, ascending, by QR iteration with
+/// the eigenvalue of the last 2 x 2 block as shift. An off-diagonal element below dNegligible
+/// counts as 0. J. H. Wilkinson, C. Reinsch, Handbook for Automatic Computation II, II/3.
+///
+/// vValues is the diagonal in and the eigenvalues out; vOff, as above, is destroyed. At most
+/// kMostSteps steps are spent on one eigenvalue, which is then taken as it is; so it ends whatever
+/// the numbers are, and not-a-numbers come out last. Returns the number of steps.
+int TridiagonalEigenvalues(int n, double dNegligible, double* vValues, double* vOff);
+
+constexpr int kMostSteps = 60;
+
+/// Sorts n numbers upwards, not-a-numbers last.
+void SortValues(int n, double* vValues);
+
+}  // namespace qsolve

@@ -1,0 +1,24 @@
+#pragma once
+
+namespace qsolve {
+
+/// Which levels of a spin hold electrons.
+struct LevelCounts {
+    int nOcc;          ///< occupied levels, 0 .. N
+    int nDoubly;       ///< the lowest of them that hold two electrons; 0 in an unrestricted job
+    int nIndexOffset;  ///< place of the spin in the per-orbital results: 0, or N for beta
+};
+
+/// P = sum_k w_k C_k C_k^T over the occupied orbitals: weight 2 for those in the energy window of
+/// the doubly occupied levels, dOpenOccupancy for those in the window of the open ones. A level
+/// that equals the bound of a window to the last digit is occupied with it. In the Nddo family,
+/// when more than half of the levels are filled, the same sum is taken over the holes: 2 I less the
+/// empty ones.
+///
+/// N is the number of orbitals. vEnergy, N, ascending; vLevel becomes a copy of it. mVectors, N x
+/// N, one orbital a row; mDensity, N x N. Also sets the order and the raw energies of the orbitals
+/// in the results of the spin. Works in scf.vOrbitalScratch. Yields.
+void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLevel,
+                  const double* mVectors, double* mDensity);
+
+}  // namespace qsolve

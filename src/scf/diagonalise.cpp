@@ -1,0 +1,236 @@
+#include "scf/diagonalise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "link/link.h"
+#include "numeric/householder.h"
+#include "numeric/inverse_iteration.h"
+#include "numeric/rank_update.h"
+#include "numeric/row.h"
+#include "numeric/trace.h"
+#include "numeric/tridiagonal.h"
+#include "scf/state.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kSmallestNorm = 1e-22;  ///< below it T counts as diagonal
+constexpr double kSmallestPivot = 1e-30;
+constexpr double kRounding = 1e-16;  ///< of a number, relative to the norm of the matrix
+
+/// Eigenvalues closer than this, in the unit of the matrix or relative to its norm, have vectors
+/// that inverse iteration alone would not make orthogonal.
+constexpr double kCluster = 0.05, kRelativeCluster = 1e-3;
+
+/// Equal eigenvalues are told apart by this for the factors, relative to the norm: an exact one
+/// would give the same vector again.
+constexpr double kSeparation = 2e-15;
+
+/// A vector of which less than this is left, once the vectors before it are taken out, has lost too
+/// many digits and is iterated again.
+constexpr double kLeast = 0.1;
+
+constexpr int kMostPasses = 5;
+constexpr double kGrown = 1.0;  ///< growth from a length of 1e-5 that tells a vector has converged
+
+/// T, the room for its factors, and what runs through all vectors.
+struct Vectors {
+    int n;
+    const double *vDiagonal, *vOff, *vValues;
+    double dNorm;
+    LaneFactors factors;
+    double* vX;        ///< n x kLanes
+    double* mVectors;  ///< n x n
+    double dSeed = 0.0;
+    double dShift = 0.0;  ///< of the vector before
+    int nCluster = 0;     ///< first vector of the cluster
+};
+
+/// Start vectors 0 < x_i < 1e-8 of nLanes lanes, one sequence for all vectors; the other lanes are
+/// those of the last one.
+void FillStart(Vectors& v, int nLanes) {
+    for (int t = 0; t < nLanes; ++t) {
+        for (int i = 0; i < v.n; ++i) {
+            v.dSeed += 6.180339887485e-09;  // a golden section of the range
+            if (v.dSeed >= 1e-8) v.dSeed -= 1e-8;
+            Row(v.vX, kLanes, i)[t] = v.dSeed;
+        }
+    }
+    for (int i = 0; i < v.n; ++i) {
+        double* x = Row(v.vX, kLanes, i);
+        for (int t = nLanes; t < kLanes; ++t) x[t] = x[nLanes - 1];
+    }
+}
+
+/// The eigenvalues k .. k + nLanes - 1 as shifts, apart by at least the separation.
+void FillShifts(Vectors& v, int k, int nLanes, double* vShifts) {
+    const double dApart = kSeparation * v.dNorm;
+    for (int t = 0; t < kLanes; ++t) {
+        if (t < nLanes) {
+            const double x = v.vValues[k + t];
+            v.dShift = k + t > 0 && x < v.dShift + dApart ? v.dShift + dApart : x;
+        }
+        vShifts[t] = v.dShift;
+    }
+}
+
+void TakeLane(const Vectors& v, int t, double* x) {
+    for (int i = 0; i < v.n; ++i) x[i] = Row(v.vX, kLanes, i)[t];
+}
+
+/// Inverse iteration for the vectors k .. k + nLanes - 1: at least two passes, at most five.
+void IterateLanes(Vectors& v, int k, int nLanes) {
+    double shifts[kLanes], largest[kLanes];
+    bool done[kLanes] = {};
+    FillStart(v, nLanes);
+    FillShifts(v, k, nLanes, shifts);
+    const double dPivot = std::max(kRounding * v.dNorm, kSmallestPivot);
+    FactorLanes(v.factors, v.vDiagonal, v.vOff, shifts, dPivot);
+    int nLeft = nLanes;
+    for (int nPass = 1; nLeft > 0; ++nPass) {
+        if (nPass > 1) SolveForward(v.factors, v.vX);
+        SolveBackward(v.factors, v.vX, largest);
+        for (int t = 0; t < nLanes; ++t) {
+            const bool fGood = nPass >= 2 && largest[t] > kGrown;
+            if (done[t] || !(fGood || nPass == kMostPasses)) continue;
+            TakeLane(v, t, Row(v.mVectors, v.n, k + t));
+            done[t] = true;
+            --nLeft;
+        }
+    }
+}
+
+/// x -= (v_j . x) v_j for the vectors j = nFirst .. nEnd - 1, one after the other.
+void TakeOut(const Vectors& v, int nFirst, int nEnd, double* x) {
+    for (int j = nFirst; j < nEnd; ++j) {
+        const double* y = Row(v.mVectors, v.n, j);
+        const double dDot = Dot(v.n, x, y);
+        for (int i = 0; i < v.n; ++i) x[i] -= dDot * y[i];
+    }
+}
+
+/// Scales x to unit length.
+void Normalise(int n, double* x) {
+    const double dFactor = 1.0 / std::sqrt(1e-40 + Dot(n, x, x));
+    for (int i = 0; i < n; ++i) x[i] *= dFactor;
+}
+
+/// Two more passes of lane t from x, which may be nothing but rounding.
+void IterateAgain(const Vectors& v, int t, double* x) {
+    double largest[kLanes];
+    for (int i = 0; i < v.n; ++i) std::fill_n(Row(v.vX, kLanes, i), kLanes, x[i]);
+    for (int nPass = 0; nPass < 2; ++nPass) {
+        SolveForward(v.factors, v.vX);
+        SolveBackward(v.factors, v.vX, largest);
+    }
+    TakeLane(v, t, x);
+}
+
+/// Makes vector k, lane t, orthogonal to those of its cluster and of unit length. Where little is
+/// left of it, rounding has been raised: the rest is a start vector for another pass.
+void Orthogonalise(Vectors& v, int k, int t) {
+    double* x = Row(v.mVectors, v.n, k);
+    const double dWindow = std::max(kCluster, kRelativeCluster * v.dNorm);
+    int j = v.nCluster;
+    while (j < k && !(std::abs(v.vValues[j] - v.vValues[k]) < dWindow)) ++j;
+    v.nCluster = j;
+    Normalise(v.n, x);
+    for (int nPass = 0; j < k; ++nPass) {
+        TakeOut(v, j, k, x);
+        const double dLeft = std::sqrt(Dot(v.n, x, x));
+        if (dLeft == 0.0) x[(k + nPass) % v.n] = 1.0;
+        Normalise(v.n, x);
+        if (!(dLeft < 0.5)) break;
+        TakeOut(v, j, k, x);  // twice is enough
+        Normalise(v.n, x);
+        if (!(dLeft < kLeast) || nPass == kMostPasses) break;
+        IterateAgain(v, t, x);
+        Normalise(v.n, x);
+    }
+    Normalise(v.n, x);
+}
+
+/// All eigenvectors of T, in order.
+void FindVectors(Vectors& v) {
+    for (int k = 0; k < v.n; k += kLanes) {
+        const int nLanes = std::min(kLanes, v.n - k);
+        IterateLanes(v, k, nLanes);
+        for (int t = 0; t < nLanes; ++t) {
+            Orthogonalise(v, k + t, t);
+            Yield(static_cast<std::size_t>(v.n));
+        }
+    }
+}
+
+/// Doubles of work space: T and h, then the factors of the lanes or what the transformation needs.
+std::size_t WorkSize(int n) {
+    const auto nOrder = static_cast<std::size_t>(n);
+    return 4 * nOrder + std::max(5 * kLanes * nOrder, static_cast<std::size_t>(TransformWork(n)));
+}
+
+/// T of the matrix; leaves the reflectors.
+void Reduce(const Reduction& reduction) {
+    const int n = reduction.n;
+    if (n == 2) {
+        const double* a = reduction.mMatrix;
+        reduction.vDiagonal[0] = a[0];
+        reduction.vDiagonal[1] = a[3];
+        reduction.vOff[0] = a[2];
+        reduction.vOff[1] = 0.0;
+        return;
+    }
+    MirrorLower(n, reduction.mMatrix);
+    for (int c = 0; c < n - 2;) {
+        c = ReducePanel(reduction, c);
+        Yield(static_cast<std::size_t>(n) * kPanel);
+    }
+    FinishReduction(reduction);
+}
+
+}  // namespace
+
+void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
+    if (n <= 1) {
+        if (n == 1) {
+            vValues[0] = mMatrix[0];
+            mVectors[0] = 1.0;
+        }
+        return;
+    }
+    if (scf.vEigenWork.Size() < WorkSize(n)) scf.vEigenWork.Take(WorkSize(n), kWork);
+    double *vDiagonal = scf.vEigenWork.Data(), *vOff = vDiagonal + n, *vScale = vOff + n;
+    double *vOffCopy = vScale + n, *vRest = vOffCopy + n;
+    const Reduction reduction{n, mMatrix, mVectors, vDiagonal, vOff, vScale};
+    Reduce(reduction);
+
+    const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
+    std::copy_n(vDiagonal, n, vValues);
+    std::copy_n(vOff, n, vOffCopy);
+    if (dNorm >= kSmallestNorm) TridiagonalEigenvalues(n, kRounding * dNorm, vValues, vOffCopy);
+
+    const std::ptrdiff_t nLanes = static_cast<std::ptrdiff_t>(n) * kLanes;
+    const LaneFactors factors{n, vRest, vRest + nLanes, vRest + 2 * nLanes, vRest + 3 * nLanes};
+    Vectors vectors{n, vDiagonal, vOff, vValues, dNorm, factors, vRest + 4 * nLanes, mVectors};
+    FindVectors(vectors);
+    if (n == 2) return;
+    for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel) {
+        TransformBack(reduction, c, std::min(c + kPanel, n - 2), n, mVectors, vRest);
+        Yield(static_cast<std::size_t>(n) * kPanel);
+    }
+}
+
+void SortVectors(int n, double* mVectors, double* vEnergy, int nStep) {
+    for (int i = 0; i < n; ++i) {
+        for (int j = i + 1; j < n; ++j) {
+            if (!(vEnergy[j] < vEnergy[i])) continue;
+            std::swap(vEnergy[i], vEnergy[j]);
+            double* x = Row(mVectors, nStep, i);
+            std::swap_ranges(x, x + nStep, Row(mVectors, nStep, j));
+        }
+    }
+}
+
+}  // namespace qsolve

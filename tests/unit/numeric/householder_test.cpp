@@ -1,0 +1,99 @@
+#include "numeric/householder.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+/// Reduces a matrix and keeps what comes out.
+struct Reduced {
+    TestMatrix a, panel, diagonal, off, scale;
+    Reduction reduction;
+    explicit Reduced(const TestMatrix& matrix)
+        : a(matrix),
+          panel(a.nRows, a.nRows),
+          diagonal(1, a.nRows),
+          off(1, a.nRows),
+          scale(1, a.nRows),
+          reduction{a.nRows, a.Data(), panel.Data(), diagonal.Data(), off.Data(), scale.Data()} {
+        for (int c = 0; c < a.nRows - 2;) c = ReducePanel(reduction, c);
+        FinishReduction(reduction);
+    }
+    Reduced(const Reduced&) = delete;
+
+    /// Q^T by transforming the rows of a unit matrix.
+    TestMatrix Rows() {
+        const int n = a.nRows;
+        TestMatrix q(n, n), work(1, static_cast<int>(TransformWork(n)));
+        for (int i = 0; i < n; ++i) q(i, i) = 1.0;
+        for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel)
+            TransformBack(reduction, c, std::min(c + kPanel, n - 2), n, q.Data(), work.Data());
+        return q;
+    }
+};
+
+class Householder : public testing::TestWithParam<int> {};
+
+TEST_P(Householder, ReducesToTheTridiagonalMatrixOfAnOrthogonalTransformation) {
+    const int n = GetParam();
+    const TestMatrix a = RandomSymmetric(n, 1);
+    Reduced reduced(a);
+    TestMatrix t(n, n), unit(n, n);
+    for (int i = 0; i < n; ++i) {
+        t(i, i) = reduced.diagonal(0, i);
+        if (i + 1 < n) t(i, i + 1) = t(i + 1, i) = reduced.off(0, i);
+        unit(i, i) = 1.0;
+    }
+    const TestMatrix q = reduced.Rows(), qt = NaiveTransposed(q);
+    EXPECT_LE(LargestDifference(NaiveProduct(q, qt), unit), 2e-14);
+    EXPECT_LE(LargestDifference(NaiveProduct(qt, NaiveProduct(t, q)), a), 4e-15 * n);
+}
+
+TEST_P(Householder, GivesTheSignsOfTheUnblockedReduction) {
+    const int n = GetParam();
+    TestMatrix a = RandomSymmetric(n, 2);
+    Reduced reduced(a);
+    std::vector<double> t(static_cast<std::size_t>(n)), q(t), p(t);
+    for (int c = 0; c < n - 2; ++c) {  // one reflector after the other, on the whole matrix
+        double s = 0.0, h = 0.0, k = 0.0;
+        for (int i = c + 1; i < n; ++i) s += a(i, c) * a(i, c);
+        s = a(c + 1, c) < 0.0 ? -std::sqrt(s) : std::sqrt(s);
+        EXPECT_NEAR(reduced.diagonal(0, c), a(c, c), 1e-14 * n);
+        EXPECT_NEAR(reduced.off(0, c), -s, 1e-14 * n);
+        for (int i = 0; i < n; ++i) t[static_cast<std::size_t>(i)] = i > c ? a(i, c) : 0.0;
+        t[static_cast<std::size_t>(c + 1)] += s;
+        h = t[static_cast<std::size_t>(c + 1)] * s;
+        for (int i = 0; i < n; ++i) {
+            double& x = p[static_cast<std::size_t>(i)] = 0.0;
+            for (int j = 0; j < n; ++j) x += a(i, j) * t[static_cast<std::size_t>(j)] / h;
+            k += x * t[static_cast<std::size_t>(i)] / (2.0 * h);
+        }
+        for (std::size_t i = 0; i < t.size(); ++i) q[i] = k * t[i] - p[i];
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j < n; ++j) {
+                const auto r = static_cast<std::size_t>(i), z = static_cast<std::size_t>(j);
+                a(i, j) += t[r] * q[z] + q[r] * t[z];
+            }
+    }
+    EXPECT_NEAR(reduced.off(0, n - 2), a(n - 1, n - 2), 1e-14 * n);
+    EXPECT_EQ(reduced.off(0, n - 1), 0.0);
+}
+INSTANTIATE_TEST_SUITE_P(Sizes, Householder,
+                         testing::Values(3, 4, 5, 31, 33, 34, 35, 63, 64, 66, 67, 100));
+
+TEST(Householder, LeavesATridiagonalMatrixWithoutReflectorsWhereThereIsNothingToClear) {
+    TestMatrix a(6, 6);
+    for (int i = 0; i < 6; ++i) a(i, i) = i;
+    Reduced reduced(a);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(reduced.diagonal(0, i), i);
+        EXPECT_EQ(reduced.off(0, i), 0.0);
+        EXPECT_EQ(reduced.scale(0, i), 0.0);
+    }
+    EXPECT_EQ(reduced.Rows()(3, 3), 1.0);
+}
+
+}  // namespace
+}  // namespace qsolve

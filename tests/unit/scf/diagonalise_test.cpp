@@ -1,0 +1,222 @@
+#include "scf/diagonalise.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <numeric>
+#include <utility>
+
+#include "tests/support/fresh_state.h"
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+struct Solution {
+    TestMatrix vectors, values;
+};
+
+/// Diagonalises with not-a-numbers in the upper triangle, which must not be read.
+Solution Solve(const TestMatrix& a) {
+    TestMatrix copy = a;
+    for (int i = 0; i < a.nRows; ++i)
+        for (int j = i + 1; j < a.nRows; ++j) copy(i, j) = kNaN;
+    Solution solution{TestMatrix(a.nRows, a.nRows), TestMatrix(1, a.nRows)};
+    Diagonalise(a.nRows, copy.Data(), solution.vectors.Data(), solution.values.Data());
+    return solution;
+}
+
+/// |V V^T - 1| and |A v - e v| / |A|, the largest elements.
+std::pair<double, double> Errors(const TestMatrix& a, const Solution& s) {
+    TestMatrix product = NaiveProduct(s.vectors, NaiveTransposed(s.vectors));
+    for (int i = 0; i < a.nRows; ++i) product(i, i) -= 1.0;
+    TestMatrix residual = NaiveProduct(s.vectors, a);
+    for (int k = 0; k < a.nRows; ++k)
+        for (int i = 0; i < a.nRows; ++i) residual(k, i) -= s.values(0, k) * s.vectors(k, i);
+    const TestMatrix zero(a.nRows, a.nRows);
+    return {LargestDifference(product, zero),
+            LargestDifference(residual, zero) / std::max(RowNorm(a), 1e-300)};
+}
+
+TestMatrix FromRule(int n, const std::function<double(int)>& rule) {
+    std::vector<double> values;
+    for (int i = 0; i < n; ++i) values.push_back(rule(i));
+    return WithEigenvalues(values, 5);
+}
+
+TestMatrix Diagonal(int n, const std::function<double(int)>& rule) {
+    TestMatrix a(n, n);
+    for (int i = 0; i < n; ++i) a(i, i) = rule(i);
+    return a;
+}
+
+/// nChains equal chains, their atoms in turn.
+TestMatrix Chains(int n, int nChains) {
+    TestMatrix a(n, n);
+    for (int i = 0; i + nChains < n; ++i) a(i, i + nChains) = a(i + nChains, i) = -1.0;
+    return a;
+}
+
+TestMatrix Wilkinson(int n) {
+    TestMatrix a = Diagonal(n, [n](int i) { return std::abs(i - n / 2); });
+    for (int i = 0; i + 1 < n; ++i) a(i, i + 1) = a(i + 1, i) = 1.0;
+    return a;
+}
+
+TestMatrix Graded(int n) {
+    TestMatrix a = RandomSymmetric(n, 9);
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) a(i, j) *= std::pow(10.0, -6.0 * (i + j) / n);
+    return a;
+}
+
+TestMatrix Scaled(TestMatrix a, double dFactor) {
+    for (double& x : a.v) x *= dFactor;
+    return a;
+}
+
+struct MatrixKind {
+    const char* sName;
+    TestMatrix (*make)(int n);
+};
+
+// clang-format off
+const MatrixKind kKinds[] = {
+    {"Random",        [](int n) { return RandomSymmetric(n, 1); }},
+    {"RandomLarge",   [](int n) { return Scaled(RandomSymmetric(n, 2), 1e6); }},
+    {"RandomSmall",   [](int n) { return Scaled(RandomSymmetric(n, 3), 1e-6); }},
+    {"Degenerate",    [](int n) { return FromRule(n, [](int i) { return i / 4; }); }},
+    {"AlmostUnit",    [](int n) { return FromRule(n, [](int) { return 1.0; }); }},
+    {"Clusters6",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-6 * i; }); }},
+    {"Clusters9",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-9 * i; }); }},
+    {"Clusters12",    [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-12 * i; }); }},
+    {"GradedValues",  [](int n) { return FromRule(n, [n](int i) { return std::pow(10, -12.0 * i / n); }); }},
+    {"GradedMatrix",  Graded},
+    {"Diagonal",      [](int n) { return Diagonal(n, [](int i) { return std::sin(9.0 * i); }); }},
+    {"DiagonalEqual", [](int n) { return Diagonal(n, [](int i) { return i % 5; }); }},
+    {"Unit",          [](int n) { return Diagonal(n, [](int) { return 1.0; }); }},
+    {"Zero",          [](int n) { return TestMatrix(n, n); }},
+    {"Ones",          [](int n) { return TestMatrix(n, n, 1.0); }},
+    {"TwoChains",     [](int n) { return Chains(n, 2); }},
+    {"FiveChains",    [](int n) { return Chains(n, 5); }},
+    {"Wilkinson",     Wilkinson},
+};
+// clang-format on
+
+class EigenSolver : public FreshState,
+                    public testing::WithParamInterface<std::tuple<MatrixKind, int>> {};
+
+TEST_P(EigenSolver, GivesOrthogonalVectorsOfLeastResidualInAscendingOrder) {
+    const auto& [kind, n] = GetParam();
+    const TestMatrix a = kind.make(n);
+    const Solution s = Solve(a);
+    const auto [dOverlap, dResidual] = Errors(a, s);
+    EXPECT_LE(dOverlap, 1e-14 * (n + 2));
+    EXPECT_LE(dResidual, 1e-15 * (n + 2));
+    EXPECT_TRUE(std::is_sorted(s.values.v.begin(), s.values.v.end()));
+    double dTrace = 0.0, dSum = 0.0;
+    for (int i = 0; i < n; ++i) dTrace += a(i, i), dSum += s.values(0, i);
+    EXPECT_NEAR(dSum, dTrace, 1e-14 * n * (RowNorm(a) + 1e-15));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, EigenSolver,
+                         testing::Combine(testing::ValuesIn(kKinds),
+                                          testing::Values(0, 1, 2, 3, 4, 5, 7, 8, 9, 33, 34, 35, 66,
+                                                          67, 100)),
+                         [](const auto& test) {
+                             return std::get<0>(test.param).sName +
+                                    std::to_string(std::get<1>(test.param));
+                         });
+
+class Diagonaliser : public FreshState {};
+
+TEST_F(Diagonaliser, IsAsGoodForSixHundredOrbitals) {
+    for (const MatrixKind& kind : {kKinds[0], kKinds[3], kKinds[6], kKinds[11]}) {
+        const TestMatrix a = kind.make(600);
+        const auto [dOverlap, dResidual] = Errors(a, Solve(a));
+        EXPECT_LE(dOverlap, 1e-12) << kind.sName;
+        EXPECT_LE(dResidual, 1e-13) << kind.sName;
+    }
+}
+
+TEST_F(Diagonaliser, FindsTheEigenvaluesThatTheMatrixWasMadeOf) {
+    std::vector<double> values;
+    for (int i = 0; i < 80; ++i) values.push_back(std::pow(1.1, i - 40) * (i % 2 ? -1.0 : 1.0));
+    const Solution s = Solve(WithEigenvalues(values, 11));
+    std::sort(values.begin(), values.end());
+    for (int i = 0; i < 80; ++i)
+        EXPECT_NEAR(s.values(0, i), values[static_cast<std::size_t>(i)], 5e-13);
+}
+
+TEST_F(Diagonaliser, GivesTheSameBitsFromCallToCall) {
+    const TestMatrix a = Chains(70, 3), b = RandomSymmetric(90, 3);
+    const Solution first = Solve(a);
+    Solve(b);  // another matrix in between leaves nothing behind
+    const Solution second = Solve(a);
+    EXPECT_EQ(first.values.v, second.values.v);
+    EXPECT_EQ(first.vectors.v, second.vectors.v);
+}
+
+TEST_F(Diagonaliser, OfOneByOneIsTheElement) {
+    const Solution s = Solve(TestMatrix(1, 1, -3.5));
+    EXPECT_EQ(s.values(0, 0), -3.5);
+    EXPECT_EQ(s.vectors(0, 0), 1.0);
+}
+
+TEST_F(Diagonaliser, OfTwoByTwoIsTheClosedForm) {
+    TestMatrix a(2, 2);
+    a(0, 0) = 1.0, a(1, 1) = 4.0, a(1, 0) = a(0, 1) = 2.0;
+    const Solution s = Solve(a);
+    EXPECT_NEAR(s.values(0, 0), 0.0, 1e-15);
+    EXPECT_NEAR(s.values(0, 1), 5.0, 2e-15);
+    EXPECT_NEAR(std::abs(s.vectors(0, 0)), 2.0 / std::sqrt(5.0), 1e-15);
+    EXPECT_NEAR(s.vectors(1, 1) / s.vectors(1, 0), 2.0, 1e-14);
+}
+
+// The start vectors are positive, and two passes divide twice by a difference of one sign.
+TEST_F(Diagonaliser, GivesADiagonalMatrixPositiveVectors) {
+    const Solution s = Solve(Diagonal(9, [](int i) { return 9.0 - i; }));
+    for (int k = 0; k < 9; ++k) EXPECT_NEAR(s.vectors(k, 8 - k), 1.0, 1e-15);
+}
+
+TEST_F(Diagonaliser, ReturnsWhateverTheBitsAre) {
+    Randoms randoms(13);
+    for (int nTry = 0; nTry < 100000; ++nTry) {
+        const int n = 1 + nTry % 6;
+        double a[36], v[36], e[6];
+        for (int i = 0; i < n * n; ++i) a[i] = std::bit_cast<double>(randoms.Bits());
+        Diagonalise(n, a, v, e);
+    }
+    const double kSpecial[] = {0.0,    -0.0,  kNaN,   std::numeric_limits<double>::infinity(),
+                               5e-324, 1e308, -1e308, 1.0};
+    for (int nTry = 0; nTry < 20000; ++nTry) {
+        const int n = 1 + nTry % 7;
+        double a[49], v[49], e[7];
+        for (int i = 0; i < n * n; ++i) a[i] = kSpecial[randoms.Bits() % 8];
+        Diagonalise(n, a, v, e);
+    }
+    SUCCEED();
+}
+
+TEST_F(Diagonaliser, LeavesFiniteMatricesOfOrdinarySizeFinite) {
+    for (const double dScale : {1e-12, 1e-3, 1e3, 1e12}) {
+        const TestMatrix a = Scaled(RandomSymmetric(20, 4), dScale);
+        EXPECT_LE(Errors(a, Solve(a)).first, 1e-13) << dScale;
+    }
+}
+
+TEST(SortVectors, OrdersTheRowsWithTheirEnergies) {
+    double e[] = {3.0, 1.0, 2.0, 1.0};
+    double c[] = {3, 30, 1, 10, 2, 20, 1, 11};
+    SortVectors(4, c, e, 2);
+    EXPECT_EQ(std::vector<double>(e, e + 4), (std::vector<double>{1, 1, 2, 3}));
+    EXPECT_EQ(std::vector<double>(c, c + 8), (std::vector<double>{1, 10, 1, 11, 2, 20, 3, 30}));
+}
+
+}  // namespace
+}  // namespace qsolve
