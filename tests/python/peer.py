@@ -166,6 +166,10 @@ class Peer:
             yield "send", number, text.encode("latin-1") + b"\0"
         if kind == "late refusal":
             yield "send", 9995, b"started\0"
+        if kind == "refusal" and struct.unpack_from("<i", options, 156)[0]:
+            yield "send", 9997, b"Sorry, this is refused (42).\0"
+            yield "send", 10, bytes(4 * 9 * 9)  # eigenvectors of whatever was calculated before
+            return
         if kind in ("refusal", "late refusal"):
             yield "send", 9997, b"Sorry, this is refused (42).\0"
         if kind in ("refusal", "late refusal", "empty"):
@@ -196,7 +200,7 @@ class Peer:
         yield "send", 10, struct.pack("<i", values)
         data = struct.pack(f"<{values}f", *(-10.5 + i for i in range(values)))
         data += struct.pack(f"<{values}f", *([2.0, -1.0] + [0.0] * (values - 2)))
-        data += struct.pack(f"<{values}i", *range(values))
+        data += struct.pack(f"<{values}i", *reversed(range(values)))
         data += struct.pack(f"<{values}f", *([0.5] * values))
         data += struct.pack(f"<{values}i", *(i + 1 for i in range(values)))
         data += b" A1\0" * values + b" C2v"
