@@ -101,7 +101,7 @@ bool ReadSome() {
     unsigned char buffer[65536];
     const ssize_t n = recv(transport.nClient, buffer, sizeof buffer, MSG_DONTWAIT);
     if (n > 0) {
-        transport.Stream.In.insert(transport.Stream.In.end(), buffer, buffer + n);
+        TakeIn(transport.Stream, buffer, static_cast<std::size_t>(n));
         return true;
     }
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return false;
