@@ -9,9 +9,9 @@ status line), "empty" (no results, no word), "partial" (the result block alone);
 (packet type, text) sent ahead of the results; unrestricted, eigenvectors, gradient; iterations and
 difference of the last progress line; energy to report in place of the usual one; at, the number of
 the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code",
-"silence", "unknown type"; first_only, the fault comes in the first process alone; refuse_pokes, how
-many pokes are first not taken; record, a file that receives every payload poked, one line of
-hex each.
+"silence", "unknown type", "wrong length"; first_only, the fault comes in the first process alone;
+refuse_pokes, how many pokes are first not taken; record, a file that receives every payload poked,
+one line of hex each.
 """
 
 import os
@@ -96,6 +96,8 @@ class Peer:
             self.link.sendall(struct.pack("<II", code, 0xFFFFFFFF))
         elif fault == "wrong code":
             self.answer(code ^ 1, struct.pack("<I", 0))
+        elif fault == "wrong length":
+            self.answer(code, struct.pack("<5i", 9, 9994, 1, 0, 0) + b"short\0")
         elif fault == "unknown type":
             self.answer(code, struct.pack("<5i", 0, 77, 1, 0, 0))
         return True

@@ -263,6 +263,15 @@ def test_garbage_is_a_typed_error(make_peer, water, fault, at):
         assert backend.pid is None
 
 
+@pytest.mark.parametrize("fault,words", [
+    ("huge", "announces a frame of 4294967295 bytes"), ("wrong length", "announces 9 bytes and brings 6"),
+    ("wrong code", "was answered by frame"), ("unknown type", "unknown type 77")])
+def test_lies_are_told_apart(make_peer, water, fault, words):
+    with Backend(make_peer(at=21, fault=fault)) as backend:
+        with pytest.raises(ProtocolError, match=words):
+            backend.run(Job(water, "am1"), time_limit=5)
+
+
 def test_a_backend_that_exits_is_quoted(make_peer, water):
     with Backend(make_peer(at=5, fault="exit")) as backend:
         with pytest.raises(BackendDied, match="status 3: .*something broke"):
