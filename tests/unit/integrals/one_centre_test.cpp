@@ -19,8 +19,7 @@ namespace {
 constexpr int kIron = 26;
 constexpr double kGss = 0.31, kGsd = 0.42, kGdd = 0.57;  // hartree
 
-// ---- the same integrals from Gaunt coefficients, by quadrature over the sphere
-// -------------------
+// ---- the same integrals from Gaunt coefficients, by quadrature over the sphere -----------------
 
 /// Real spherical harmonic of degree l and order m, positive for cosines and negative for sines.
 double Harmonic(int l, int m, double dTheta, double dPhi) {
@@ -112,8 +111,7 @@ double Direct(int i, int j, int k, int l) {
     return d;
 }
 
-// ---- tests
-// ---------------------------------------------------------------------------------------
+// ---- tests -------------------------------------------------------------------------------------
 
 class OneCentre : public FreshState {
   protected:

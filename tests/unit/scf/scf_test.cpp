@@ -104,8 +104,7 @@ double ProjectorError(const Array<double>& m, int nOcc) {
     return std::max(dMost, std::abs(dTrace - nOcc));
 }
 
-// ---- numbers from outside
-// ------------------------------------------------------------------------
+// ---- numbers from outside ----------------------------------------------------------------------
 
 using Scf = FreshState;
 
@@ -113,6 +112,11 @@ TEST_F(Scf, WaterHasItsEnergyInCndoAndIndo) {
     const std::vector<Place> places = WaterOf(0.9572, 104.52);
     EXPECT_NEAR(EnergyOf(Molecule(kCndo, places)) / kKcalPerHartree, -19.868, 5e-4);
     EXPECT_NEAR(EnergyOf(Molecule(kIndo, places)) / kKcalPerHartree, -19.014, 1e-3);
+}
+
+TEST_F(Scf, WaterHasItsDipoleInCndo) {
+    EnergyOf(Molecule(kCndo, WaterOf(0.9572, 104.52)));
+    EXPECT_NEAR(results.Block.flDipoleTotal, 2.145F, 0.005F);
 }
 
 struct AtomCase {
@@ -168,8 +172,7 @@ TEST_F(Scf, ZindoSLevelsAreThoseOfAnotherProgram) {
     }
 }
 
-// ---- identities
-// ----------------------------------------------------------------------------------
+// ---- identities --------------------------------------------------------------------------------
 
 class ScfMethod : public FreshState, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(Methods, ScfMethod, testing::Values(kCndo, kIndo, kZindo1, kZindoS));
@@ -287,8 +290,7 @@ TEST_P(Transition, FerroceneKeepsItsPairs) {
     EXPECT_TRUE(client.Warnings().empty());
 }
 
-// ---- rules of the driver
-// -------------------------------------------------------------------------
+// ---- rules of the driver -----------------------------------------------------------------------
 
 TEST_F(Scf, CoordinatesGoIntoTheAtomRecords) {
     SetUpJob(Water(kCndo));
@@ -329,6 +331,41 @@ TEST_F(Scf, AnyLimitOfCyclesEndsWithResults) {
             EXPECT_NEAR(scf.dTotalEnergy, dEnergy, kSame);
         }
     }
+}
+
+/// Cycles 2 to limit + 1 are told; the last one, limit + 2, ends without a line.
+TEST_F(Scf, CyclesWithinTheLimitAreToldFromTheSecondOn) {
+    JobScript script = Water(kZindoS);
+    script.Options.flConvergenceLimit = 0;
+    script.Options.nIterationLimit = 9;
+    EnergyOf(script);
+    std::vector<std::string> lines;
+    for (const std::string& s : client.Texts(kPacketStatusLine))
+        if (s.find("Iteration") != std::string::npos) lines.push_back(s);
+    ASSERT_EQ(lines.size(), 9u);
+    EXPECT_EQ(lines[0].find("Iteration = 1 Difference = "), 0u);
+    EXPECT_EQ(lines[8].find("Iteration = 9 Difference = "), 0u);
+}
+
+/// Level 4 shows every stage of every cycle.
+TEST_F(Scf, StagesOfTheCyclesAreReported) {
+    JobScript script = Unrestricted(Water(kCndo));
+    script.Options.nLogLevel = 4;
+    EnergyOf(script);
+    const auto Count = [](const std::string& sTitle) {
+        int n = 0;
+        for (const std::string& s : client.Log()) n += s.find(sTitle) != std::string::npos;
+        return n;
+    };
+    std::size_t nLines = 0;
+    for (const std::string& s : client.Texts(kPacketStatusLine))
+        nLines += s.find("Iteration") != std::string::npos;
+    const int nCycles = static_cast<int>(nLines) + 2;
+    EXPECT_EQ(Count("Core Hamiltonian"), 1);
+    EXPECT_EQ(Count("Alpha Fock"), nCycles);
+    EXPECT_EQ(Count("Beta Fock"), nCycles);
+    EXPECT_EQ(Count("Alpha Density"), nCycles);
+    EXPECT_EQ(Count("Beta Density"), nCycles);
 }
 
 TEST_F(Scf, EnergyThatIsNoNumberIsWarnedOfOnce) {
