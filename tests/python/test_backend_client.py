@@ -264,7 +264,8 @@ def test_garbage_is_a_typed_error(make_peer, water, fault, at):
 
 
 @pytest.mark.parametrize("fault,words", [
-    ("huge", "announces a frame of 4294967295 bytes"), ("wrong length", "announces 9 bytes and brings 6"),
+    ("huge", "announces a frame of 4294967295 bytes"),
+    ("wrong length", "announces 9 bytes and brings 6"),
     ("wrong code", "was answered by frame"), ("unknown type", "unknown type 77")])
 def test_lies_are_told_apart(make_peer, water, fault, words):
     with Backend(make_peer(at=21, fault=fault)) as backend:
