@@ -169,13 +169,15 @@ bool PollSockets(int nMilliseconds) {
     const int n = ppoll(sockets, 2, nMilliseconds < 0 ? nullptr : &limit, &transport.waitMask);
     if (fSignalled) link.fQuit = true;
     if (n <= 0) return link.fQuit;
-    if (sockets[1].revents) AcceptOrRefuse();
     if (sockets[0].revents & POLLOUT)
         FlushOrClose();
     else if (sockets[0].revents & POLLIN)
         ReadSome();
     else if (sockets[0].revents)
         CloseClient();
+    // Nobody is refused for the sake of a client that has hung up and is only being read out.
+    const bool fLeaving = (sockets[0].revents & POLLHUP) && transport.nClient >= 0;
+    if (sockets[1].revents && !fLeaving) AcceptOrRefuse();
     return true;
 }
 

@@ -14,6 +14,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import time
 from pathlib import Path
 
 from orbitrax import wire
@@ -74,6 +75,10 @@ class Backend:
         """What the open descriptors of the process are, by number."""
         folder = Path(f"/proc/{self.pid}/fd")
         return [os.readlink(folder / name) for name in sorted(os.listdir(folder), key=int)]
+
+    def program_file(self) -> Path:
+        """The program that the process runs."""
+        return Path(os.readlink(f"/proc/{self.pid}/exe"))
 
     def processor_time(self) -> int:
         """Time on a processor so far, nanoseconds."""
@@ -189,30 +194,19 @@ class Listener(Backend):
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
 
-    def _wait_for_socket(self) -> None:
-        """Returns when somebody listens. A probe connects and goes without a word."""
-        limit = 5000
-        while limit:
-            limit -= 1
-            try:
-                with socket.socket(socket.AF_UNIX) as probe:
-                    probe.connect(str(self.path))
-                    return
-            except (FileNotFoundError, ConnectionRefusedError):
-                assert self.process.poll() is None, self.complained()
-                try:
-                    self.process.wait(0.002)
-                except subprocess.TimeoutExpired:
-                    pass
-        raise AssertionError("nobody listens")
-
     def client(self) -> socket.socket:
-        """A socket that is connected to the process, with nothing said yet."""
-        self._wait_for_socket()
-        link = socket.socket(socket.AF_UNIX)
-        link.settimeout(PATIENCE)
-        link.connect(str(self.path))
-        return link
+        """A socket that is connected to the process, as soon as it listens, with nothing said."""
+        for _ in range(5000):
+            link = socket.socket(socket.AF_UNIX)
+            link.settimeout(PATIENCE)
+            try:
+                link.connect(str(self.path))
+                return link
+            except (FileNotFoundError, ConnectionRefusedError):
+                link.close()
+                assert self.process.poll() is None, self.complained()
+                time.sleep(0.002)
+        raise AssertionError("nobody listens")
 
 
 class ListenerPeer(SocketPeer):
