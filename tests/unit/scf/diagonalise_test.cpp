@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
-#include <cstring>
+#include <cmath>
 #include <functional>
 #include <limits>
-#include <numeric>
+#include <string>
+#include <tuple>
 #include <utility>
 
+#include "numeric/product.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"
 
@@ -33,9 +36,11 @@ Solution Solve(const TestMatrix& a) {
 
 /// |V V^T - 1| and |A v - e v| / |A|, the largest elements.
 std::pair<double, double> Errors(const TestMatrix& a, const Solution& s) {
-    TestMatrix product = NaiveProduct(s.vectors, NaiveTransposed(s.vectors));
+    const int n = a.nRows;
+    TestMatrix product(n, n), residual(n, n);
+    MultiplyByTransposed(n, n, n, s.vectors.Data(), s.vectors.Data(), product.Data());
     for (int i = 0; i < a.nRows; ++i) product(i, i) -= 1.0;
-    TestMatrix residual = NaiveProduct(s.vectors, a);
+    Multiply(n, n, n, s.vectors.Data(), a.Data(), residual.Data());
     for (int k = 0; k < a.nRows; ++k)
         for (int i = 0; i < a.nRows; ++i) residual(k, i) -= s.values(0, k) * s.vectors(k, i);
     const TestMatrix zero(a.nRows, a.nRows);
@@ -139,7 +144,11 @@ INSTANTIATE_TEST_SUITE_P(Kinds, EigenSolver,
 class Diagonaliser : public FreshState {};
 
 TEST_F(Diagonaliser, IsAsGoodForSixHundredOrbitals) {
-    for (const MatrixKind& kind : {kKinds[0], kKinds[3], kKinds[6], kKinds[11]}) {
+    for (const MatrixKind& kind : kKinds) {
+        const std::string sName = kind.sName;
+        if (sName != "Random" && sName != "Degenerate" && sName != "Clusters9" &&
+            sName != "TwoChains")
+            continue;
         const TestMatrix a = kind.make(600);
         const auto [dOverlap, dResidual] = Errors(a, Solve(a));
         EXPECT_LE(dOverlap, 1e-12) << kind.sName;
