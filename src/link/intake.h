@@ -2,8 +2,9 @@
 
 /// The face of the intake: what the client sends of a job, in the order of a session. Each function
 /// pulls its packets, checks every word of them where it arrives, and only then stores: nothing
-/// behind the intake meets an index, a flag or a number that it has to doubt. What was stored
-/// before is untouched when a function unwinds, but for the molecule, of which nothing is left.
+/// behind the intake meets an index, a flag or a number that it has to doubt. One that unwinds
+/// leaves the options of before, or of the molecule what was complete: no array is shorter than its
+/// count.
 ///
 /// A packet shorter than its step needs is refused with kMsgPacketShort, one that is longer is cut.
 /// Any pull may unwind with LinkStop.
@@ -15,9 +16,10 @@ void ReadDebugWord();
 
 /// Pulls RunOptions, 184 bytes, into options, and sets link.fLogReports from nLogLevel.
 ///
-/// Flags become 0 or 1, the plot grid bohr, numbers that are not finite 0. A spin treatment or kind
-/// of CI that is not known is refused with kMsgOptionUnknown, a convergence limit that is not
-/// finite with kMsgSettingNotANumber. nLevelShiftStart stays as it came until ReadSelection.
+/// Flags become 0 or 1, the plot grid bohr, numbers that are not finite 0; only flCiMaxExcitation
+/// becomes -1, which validation refuses where it is used. A spin treatment or kind of CI that is
+/// not known is refused with kMsgOptionUnknown, a convergence limit that is not finite with
+/// kMsgSettingNotANumber. nLevelShiftStart stays as it came until ReadSelection.
 void ReadRunOptions();
 
 /// Pulls JobOptions, 152 bytes, into job, and sets system.dHalfBoxX, Y and Z, Angstrom.
@@ -44,18 +46,18 @@ void ForgetMolecule() noexcept;
 void ReadAtoms();
 
 /// Pulls the four counts of restraints and the lists that are not empty, in pieces of kMaxPayload
-/// bytes, into system.nRestraints and pRestraints, in the units of the wire.
+/// bytes, into system.nRestraints and pRestraints, in the units of the wire. Follows ReadAtoms.
 ///
 /// Refused: a negative count or more than 2^31 bytes in all (kMsgOutOfMemoryRestraints), and, as
 /// far as the kind of a record uses them, an atom that is not there (kMsgRestraintAtom), one that
 /// is there twice (kMsgSamePosition), a number that is not finite (kMsgSettingNotANumber).
 void ReadRestraints();
 
-/// Pulls the selection and, for a synchronous transit, the two geometries; ends the intake. Sets
-/// MethodId, Layout, nSelectedAtoms, nAtomToSelected, dReactantXyz and dProductXyz of system, adds
-/// the capping atoms to the list, to nSelected and to the words of Layout, and takes
-/// gradient.pGradient for every method but extended Hueckel. Remembers in session the options that
-/// the next calculation overwrites, and lowers options.nLevelShiftStart by one.
+/// Pulls the selection and, for a synchronous transit, the two geometries; ends the intake that
+/// ReadAtoms began. Sets MethodId, Layout, nSelectedAtoms, nAtomToSelected, dReactantXyz and
+/// dProductXyz of system, adds the capping atoms to the list, to nSelected and to the words of
+/// Layout, and takes gradient.pGradient for every method but extended Hueckel. Remembers in session
+/// the options that the next intake overwrites, and lowers options.nLevelShiftStart by one.
 ///
 /// Refused: a method whose tables are not loaded (kMsgMethodNotLoaded; CNDO and INDO share theirs),
 /// a list that is not exactly the selected atoms (kMsgSelectionEntry), a coordinate that is not

@@ -25,10 +25,11 @@ struct Unwinding {
 /// The silent end of job and session: the client is gone, or the process is to end.
 struct LinkStop {};
 
-/// Sends a numbered text on the error channel and unwinds to the nearest frame. A failure inside the
-/// reporting of a failure is not reported.
+/// Sends a numbered text on the error channel and unwinds to the nearest frame. A failure inside
+/// the reporting of a failure is not reported.
 [[noreturn]] void FatalText(MessageId id, const Argument* pArguments, std::size_t nArguments);
 
+/// The same with the arguments themselves.
 template <class... Arguments>
 [[noreturn]] void Fatal(MessageId id, const Arguments&... arguments) {
     const Argument list[] = {Argument(arguments)..., Argument(0)};
@@ -45,6 +46,7 @@ void WarningLine(const char* sText);
 void ErrorLine(const char* sText);
 void DebugLine(const char* sText);
 
+/// A numbered text with nArguments arguments on one of the channels.
 void LogText(MessageId id, const Argument* pArguments, std::size_t nArguments);
 void StatusText(MessageId id, const Argument* pArguments, std::size_t nArguments);
 void WarnText(MessageId id, const Argument* pArguments, std::size_t nArguments);
@@ -89,25 +91,24 @@ void DebugFormat(MessageId id, const Arguments&... arguments) {
 
 // ---- packets ------------------------------------------------------------------------------------
 
-/// Sends one packet of nLength bytes, 0 .. kMaxPayload, and waits until the client has fetched it. A
-/// packet to our own node or kNodeSelf is kept for the next ReceivePacket; one to any other node
+/// Sends one packet of nLength bytes, 0 .. kMaxPayload, and waits until the client has fetched it.
+/// A packet to our own node or kNodeSelf is kept for the next ReceivePacket; one to any other node
 /// than the client's is dropped.
-void SendPacket(PacketType nType, const void* pData, int nLength,
-                int nDestination = kNodeFrontend);
+void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination = kNodeFrontend);
 
 /// Sends nBytes in packets of at most kMaxPayload bytes; nothing for 0 bytes.
 void SendChunked(PacketType nType, const void* pData, std::size_t nBytes,
                  int nDestination = kNodeFrontend);
 
-/// Waits for a packet and stores at most nCapacity bytes of it in pBuffer; bytes beyond are dropped,
-/// and a shorter packet leaves the rest of the buffer as it was. Returns the bytes stored.
+/// Waits for a packet and stores at most nCapacity bytes of it in pBuffer; bytes beyond are
+/// dropped, and a shorter packet leaves the rest of the buffer as it was. Returns the bytes stored.
 int ReceivePacket(void* pBuffer, int nCapacity);
 
 /// Demands the next packet from the client and receives it. Returns the bytes stored.
 int RequestPacket(void* pBuffer, int nCapacity);
 
-/// RequestPacket for a step that needs all nBytes: a shorter packet is refused with kMsgPacketShort,
-/// which names the step. The buffer is zeroed first.
+/// RequestPacket for a step that needs all nBytes: a shorter packet is refused with
+/// kMsgPacketShort, which names the step. The buffer is zeroed first.
 void RequestWhole(const char* sStep, void* pBuffer, int nBytes);
 
 // ---- the cooperative yield ----------------------------------------------------------------------

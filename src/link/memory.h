@@ -15,9 +15,9 @@ enum Phase : int {
     kWork,        ///< 24577
 };
 
-/// The one allocator of job arrays. Zeroed memory for nCount elements of nElementSize bytes, aligned
-/// to 64 bytes; null for a count of 0. Does not return without it: Fatal with the phase's message,
-/// also where the product overflows.
+/// The one allocator of job arrays. Zeroed memory for nCount elements of nElementSize bytes,
+/// aligned to 64 bytes; null for a count of 0. Does not return without it: Fatal with the phase's
+/// message, also where the product overflows.
 void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase);
 
 /// Gives back what TakeMemory gave; null is allowed.
@@ -72,9 +72,7 @@ class Array {
     T* Data() { return pData_; }
     const T* Data() const { return pData_; }
     T& operator[](std::integral auto i) { return pData_[static_cast<std::size_t>(i)]; }
-    const T& operator[](std::integral auto i) const {
-        return pData_[static_cast<std::size_t>(i)];
-    }
+    const T& operator[](std::integral auto i) const { return pData_[static_cast<std::size_t>(i)]; }
     T* begin() { return pData_; }
     T* end() { return pData_ + nSize_; }
     const T* begin() const { return pData_; }

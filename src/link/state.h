@@ -50,19 +50,19 @@ inline int fDebugTrace = 0;  ///< the debug word
 /// arrays the selection list, in which capping atoms stand last.
 struct SystemState {
     int nAtoms = 0;
-    int nSelected = 0;     ///< selected and, once the selection is read, capping atoms
-    int nCapping = 0;      ///< the last of the selection list
-    int nAtomsActive = 0;  ///< atoms that are not classical
-    int MethodId = 0;      ///< Method of this job
+    int nSelected = 0;              ///< selected and, once the selection is read, capping atoms
+    int nCapping = 0;               ///< the last of the selection list
+    int nAtomsActive = 0;           ///< atoms that are not classical
+    int MethodId = 0;               ///< Method of this job
     double dClassicalCharge = 0.0;  ///< charge taken from selected and capping atoms, e
     double dHalfBoxX = 0.0, dHalfBoxY = 0.0, dHalfBoxZ = 0.0;  ///< Angstrom
 
-    SelectionBlock Layout;         ///< words of the selection as adjusted; never used as bounds
-    Array<AtomRecord> pAtoms;      ///< by atom
-    Array<int> nSelectedAtoms;     ///< by position: atom number from 1
-    Array<int> nAtomToSelected;    ///< by atom: position from 1, -1 for a classical atom
-    Array<double> pCoords;         ///< by atom, x y z, working unit: the geometry that is computed
-    int nRestraints[4] = {};       ///< by RestraintKind of the list
+    SelectionBlock Layout;       ///< words of the selection as adjusted; never used as bounds
+    Array<AtomRecord> pAtoms;    ///< by atom
+    Array<int> nSelectedAtoms;   ///< by position: atom number from 1
+    Array<int> nAtomToSelected;  ///< by atom: position from 1, -1 for a classical atom
+    Array<double> pCoords;       ///< by atom, x y z, working unit: the geometry that is computed
+    int nRestraints[4] = {};     ///< by RestraintKind of the list
     Array<RestraintRecord> pRestraints[4];
     Array<double> dReactantXyz;  ///< by atom, x y z, Angstrom; synchronous transit only
     Array<double> dProductXyz;
@@ -73,13 +73,13 @@ inline SystemState system;
 /// beta in an unrestricted calculation.
 struct OrbitalResults {
     int nOrbitalValues = 0;
-    Array<float> vOrbitalEnergy;      ///< eV, ascending
-    Array<float> vOccupancy;          ///< electrons; -1 marks the beta half and a hole
-    Array<int> vOrbitalOrder;         ///< row of each orbital in the vector matrix
-    Array<float> vPopulation;         ///< atomic orbital populations, by position
-    Array<char[4]> sSymmetryLabel;    ///< "  ?" until labels are known; length nOrbitalValues
-    Array<int> vSymmetryIndex;        ///< running number within the species
-    char sPointGroup[4] = {};
+    Array<float> vOrbitalEnergy;    ///< eV, ascending
+    Array<float> vOccupancy;        ///< electrons; -1 marks the beta half and a hole
+    Array<int> vOrbitalOrder;       ///< row of each orbital in the vector matrix
+    Array<float> vPopulation;       ///< atomic orbital populations, by position
+    Array<char[4]> sSymmetryLabel;  ///< "  ?" until labels are known; length nOrbitalValues
+    Array<int> vSymmetryIndex;      ///< running number within the species
+    char sPointGroup[4] = {' ', ' ', '?', '\0'};  ///< until it is known
 };
 
 struct ResultState {

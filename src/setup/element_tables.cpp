@@ -51,9 +51,15 @@ const double kAtomicMass[kRows] = {
 #define ELEMENT(Z, sSymbol, nOrbitals, nShell, nCharge, dMass) dMass,
 #include "setup/elements.def"
 #undef ELEMENT
+#define ELEMENT(Z, sSymbol, nOrbitals, nShell, nCharge, dMass) dMass,
+#include "setup/elements.def"
+#undef ELEMENT
 };
 
 const char kElementSymbol[kRows][3] = {
+#define ELEMENT(Z, sSymbol, nOrbitals, nShell, nCharge, dMass) sSymbol,
+#include "setup/elements.def"
+#undef ELEMENT
 #define ELEMENT(Z, sSymbol, nOrbitals, nShell, nCharge, dMass) sSymbol,
 #include "setup/elements.def"
 #undef ELEMENT

@@ -23,6 +23,7 @@ inline AtomRecord& AtomByNumber(int nAtom) {
     return system.pAtoms[nAtom - 1];
 }
 
+/// Whether an atom takes no part in anything, or closes the selected part.
 inline bool IsDummy(const AtomRecord& atom) {
     return atom.nAtomicNumber <= 0;
 }

@@ -89,11 +89,12 @@ void ForEachPosition(Visit visit) {
 
 void NumberOrbitals() {
     OrbitalMap& map = setup.Map;
+    const bool fHasBasis = FamilyOf(system.MethodId) != Family::kNone;
     map.nAtomsWithP = map.nAtomsWithD = 0;
     int nLast = 0;
     for (int i = 0; i < system.nSelected; ++i) {
         const AtomRecord& atom = AtomByNumber(AtomNumberAt(i));
-        const int nCount = IsDummy(atom) ? 0 : OrbitalsOfRow(RowOf(atom));
+        const int nCount = fHasBasis && !IsDummy(atom) ? OrbitalsOfRow(RowOf(atom)) : 0;
         const int nFirst = nLast + 1;
         nLast += nCount;
         map.pFirstOrbital[i] = nFirst;

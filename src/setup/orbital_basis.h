@@ -7,7 +7,8 @@ namespace qsolve {
 
 /// Numbers the orbitals over the selection list: fills the three arrays of setup.Map (taken
 /// already, one entry a position) and the counts of atoms with p and with d orbitals, and sets
-/// setup.nOrbitals. nAtomsWithP leaves out the atoms that also have d.
+/// setup.nOrbitals. nAtomsWithP leaves out the atoms that also have d. Dummies have no orbitals,
+/// and no atom has any in extended Hueckel.
 void NumberOrbitals();
 
 /// Takes and fills setup.Map.pOrbitalU, the one-centre energies in eV, and pGuessDensity, the

@@ -47,6 +47,7 @@ struct ParameterCheck {
     double Row::*pUnlessZero = nullptr;  ///< the check is for rows in which this is not zero
 };
 
+/// Whether a value has the fault.
 bool IsFaulty(Fault nFault, double dValue);
 
 /// Sends a warning or refuses the job, by the message's number: atom number, atomic number as a

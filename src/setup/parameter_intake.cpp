@@ -129,24 +129,21 @@ void ReadBlock(ParameterState* pTables) {
 }  // namespace
 
 int ParameterBlockBytes(int nMethod) {
-    constexpr int kGaussianBytes = kRows * static_cast<int>(sizeof(GaussianRow));
-    constexpr int kNddoBytes = kRows * static_cast<int>(sizeof(NddoRow));
-    constexpr int kZindoBytes = 2 * kShortRows * static_cast<int>(sizeof(ZindoRow));
     switch (nMethod) {
         case kCndo:
         case kIndo:
-            return 2 * kShortRows * static_cast<int>(sizeof(CindoRow));
+            return kCindoBlockBytes;
         case kMindo3:
         case kMndo:
         case kMndoD:
-            return kNddoBytes;
+            return kNddoBlockBytes;
         case kAm1:
         case kPm3:
-            return kNddoBytes + kGaussianBytes;
+            return kNddoBlockBytes + kGaussianBlockBytes;
         case kZindo1:
-            return kZindoBytes;
+            return kZindo1BlockBytes;
         case kZindoS:
-            return kZindoBytes + 2 * kShortRows * static_cast<int>(sizeof(GammaRow));
+            return kZindosBlockBytes;
         default:
             return 0;
     }

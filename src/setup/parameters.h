@@ -1,7 +1,8 @@
 #pragma once
 
 /// Rows of the parameter tables and of the element tables. Row Z - 1 holds element Z, row
-/// kCappingOffset + Z - 1 element Z as a capping atom: the row of an atom is its nAtomicNumber less 1.
+/// kCappingOffset + Z - 1 element Z as a capping atom: the row of an atom is its nAtomicNumber
+/// less 1.
 
 namespace qsolve {
 
@@ -49,6 +50,19 @@ constexpr Family FamilyOf(int nMethod) {
 /// Whether a method works in bohr and hartree.
 constexpr bool UsesAtomicUnits(int nMethod) {
     return FamilyOf(nMethod) == Family::kCndo || FamilyOf(nMethod) == Family::kZindo;
+}
+
+// Units. Intake, convergence control and parameters have constants of their own, with other last
+// digits; none of them is derived from another.
+constexpr double kKcalPerHartree = 627.5220032;
+constexpr double kKcalPerEv = 23.061;
+constexpr double kReportEvPerHartree = 27.211395;  ///< of the orbital energies that are reported
+constexpr double kAngstromPerBohr = 0.52917725;    ///< of the coordinates that are reported
+constexpr double kBohrPerAngstrom = 1.889725985;   ///< of integrals and gradients
+
+/// kcal/mol in the energy unit of a method.
+constexpr double KcalPerUnit(int nMethod) {
+    return UsesAtomicUnits(nMethod) ? kKcalPerHartree : kKcalPerEv;
 }
 
 /// CNDO and INDO. Energies eV, exponents 1/bohr.
@@ -109,13 +123,13 @@ constexpr int MindoPairIndex(int a, int b) {
 struct ZindoRow {
     double dZetaS = 0, dZetaP = 0, dZetaD = 0;
     double dIonisationS = 0, dIonisationP = 0, dIonisationD = 0;
-    double dBetaS = 0, dBetaP = 0, dBetaD = 0;  ///< positive
+    double dBetaS = 0, dBetaP = 0, dBetaD = 0;                  ///< positive
     double dZetaD1 = 0, dCoefD1 = 0, dZetaD2 = 0, dCoefD2 = 0;  ///< double-zeta d function
     double dSlaterF2pp = 0, dSlaterG1sp = 0;
     double dSlaterF2pd = 0, dSlaterF2dd = 0, dSlaterF4dd = 0;
     double dSlaterG1pd = 0, dSlaterG2sd = 0, dSlaterG3pd = 0;
     double dAtomEnergy = 0;
-    double dHeatOfAtom = 0;  ///< kcal/mol
+    double dHeatOfAtom = 0;       ///< kcal/mol
     double dIonisation2[3] = {};  ///< second set, s p d
     double dIonisation3[3] = {};  ///< third set
     double dConfigMix[3] = {};    ///< weights of the ground-state configurations
@@ -128,13 +142,13 @@ struct GammaRow {
 };
 static_assert(sizeof(GammaRow) == 3 * 8);
 
-/// What MNDO/d needs of an element beyond its NddoRow, derived at set-up. Energies eV, lengths bohr,
-/// additive terms hartree.
+/// What MNDO/d needs of an element beyond its NddoRow, derived at set-up. Energies eV, lengths
+/// bohr, additive terms hartree.
 struct NddoExtended {
     bool fPrepared = false;
     bool fHasP = false, fHasD = false;
-    int nShell = 0, nShellD = 0;  ///< principal quantum numbers of s and p, and of d
-    double dZetaS = 0, dZetaP = 0, dZetaD = 0;  ///< effective exponents, from the one-centre integrals
+    int nShell = 0, nShellD = 0;                ///< principal quantum numbers of s and p, and of d
+    double dZetaS = 0, dZetaP = 0, dZetaD = 0;  ///< effective, from the one-centre integrals
     double dF0ss = 0, dF0pp = 0, dF0dd = 0, dF0sp = 0, dF0sd = 0, dF0pd = 0;
     double dF2pp = 0, dF2dd = 0, dF2pd = 0, dF4dd = 0;
     double dG1sp = 0, dG1pd = 0, dG2sd = 0, dG3pd = 0;
@@ -166,8 +180,8 @@ const char* MethodFileName(int nMethod);
 /// the valence shell where the d shell is the inner one.
 int DShellNumber(int nMethod, int nRow);
 
-/// 418.4 / mass of a row, which turns kcal/(mol Angstrom) and atomic mass units into Angstrom/ps^2. A
-/// mass of 0 counts as 0.01.
+/// 418.4 / mass of a row, which turns kcal/(mol Angstrom) and atomic mass units into Angstrom/ps^2.
+/// A mass of 0 counts as 0.01.
 double InverseMassFactor(int nRow);
 
 }  // namespace qsolve

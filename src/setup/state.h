@@ -9,8 +9,8 @@ namespace qsolve {
 /// corrects or derives stands in SetupState.
 struct ParameterState {
     bool fLoaded = false;
-    int nParameterMethod = 0;  ///< Method whose tables are here
-    bool fForeignWordSize = false;  ///< the client announced another word size than 4; recorded only
+    int nParameterMethod = 0;       ///< Method whose tables are here
+    bool fForeignWordSize = false;  ///< the client announced another word than 4; recorded only
 
     Array<CindoRow> pCindoParams;        ///< kRows; methods 1, 2
     Array<NddoRow> pNddoParams;          ///< kRows; methods 3, 4, 5, 6, 9
@@ -52,8 +52,8 @@ struct SetupState {
     Array<double> vSpHybrid;        ///< kRows: dipole of an s-p pair, Debye per electron
     Array<double> vPdHybrid;        ///< kRows
 
-    int nElectrons = 0;  ///< valence electrons of the calculated part
-    int nOrbitals = 0;   ///< N
+    int nElectrons = 0;    ///< valence electrons of the calculated part
+    int nOrbitals = 0;     ///< N
     int nEvenColumns = 0;  ///< N rounded up to even
     int nDoublyOcc = 0;    ///< RHF: doubly occupied levels
     int nOccupied = 0;     ///< RHF: doubly and partly occupied levels
@@ -67,16 +67,15 @@ struct SetupState {
     OrbitalMap Map;
 
     // By orbital, length N.
-    Array<double> vZeta1;  ///< Slater exponent; first term of a double-zeta d
-    Array<double> vZeta2;  ///< second term, else 0
-    Array<double> vCoef1;  ///< coefficient of the first term, else 1
-    Array<double> vCoef2;  ///< of the second, else 0
+    Array<double> vZeta1;           ///< Slater exponent; first term of a double-zeta d
+    Array<double> vZeta2;           ///< second term, else 0
+    Array<double> vCoef1;           ///< coefficient of the first term, else 1
+    Array<double> vCoef2;           ///< of the second, else 0
     Array<double> vOrbitalEnergy0;  ///< one-centre energy, eV; Nddo: 0
     Array<int> vOrbitalAtom;        ///< atom number from 1
     Array<int> vOrbitalType;        ///< 1 s, 2 to 4 p, 5 to 9 d
     Array<int> vOrbitalShell;       ///< principal quantum number
 };
 inline SetupState setup;
-
 
 }  // namespace qsolve

@@ -15,7 +15,8 @@ constexpr double kIntakeBohrPerAngstrom = 1.889726;
 /// Square of the Angstrom in a bohr, as force constants are converted.
 constexpr double kForceConstantFactor = 0.28002855;
 
-constexpr double kSmallestMass = 1e-10;
+/// Compared as the client's floats are.
+constexpr float kSmallestMass = 1e-10F;
 
 void Scale(float& fl, double dFactor) {
     fl = static_cast<float>(static_cast<double>(fl) * dFactor);
@@ -49,8 +50,9 @@ void ConvertToWorkingUnit() {
 
 void CheckMasses() {
     for (int nAtom = 1; nAtom <= system.nAtoms; ++nAtom) {
-        const double dMass = static_cast<double>(AtomByNumber(nAtom).flMass);
-        if (!std::isfinite(dMass) || dMass <= kSmallestMass) Fatal(kMsgMassTooSmall, nAtom, dMass);
+        const float flMass = AtomByNumber(nAtom).flMass;
+        if (!std::isfinite(flMass) || flMass <= kSmallestMass)
+            Fatal(kMsgMassTooSmall, nAtom, flMass);
     }
 }
 

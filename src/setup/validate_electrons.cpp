@@ -14,19 +14,19 @@ namespace {
 /// the other way round.
 struct SpinState {
     MessageId nUnrestricted;  ///< the log's name of the state
-    MessageId nRestricted;
+    MessageId nRestricted;    ///< a septet is called a sextet here: that is meant
     MessageId nWrongParity;
 };
 
 // clang-format off
 constexpr SpinState kSpinStates[] = {  // by multiplicity - 1
-    {kMsgSingletState, kMsgSingletState, kMsgSingletElectrons},
-    {kMsgDoubletState, kMsgDoubletState, kMsgDoubletElectrons},
-    {kMsgTripletState, kMsgTripletState, kMsgTripletElectrons},
-    {kMsgQuartetState, kMsgQuartetState, kMsgQuartetElectrons},
-    {kMsgQuintetState, kMsgQuintetState, kMsgQuintetElectrons},
-    {kMsgSextetState, kMsgSextetState, kMsgSextetElectrons},
-    {kMsgSeptetState, kMsgSextetState, kMsgSeptetElectrons},  // a restricted septet is called a sextet: meant
+    {kMsgSingletState,    kMsgSingletState,    kMsgSingletElectrons},
+    {kMsgDoubletState,    kMsgDoubletState,    kMsgDoubletElectrons},
+    {kMsgTripletState,    kMsgTripletState,    kMsgTripletElectrons},
+    {kMsgQuartetState,    kMsgQuartetState,    kMsgQuartetElectrons},
+    {kMsgQuintetState,    kMsgQuintetState,    kMsgQuintetElectrons},
+    {kMsgSextetState,     kMsgSextetState,     kMsgSextetElectrons},
+    {kMsgSeptetState,     kMsgSextetState,     kMsgSeptetElectrons},
 };
 // clang-format on
 constexpr int kHighestMultiplicity = 7;

@@ -7,16 +7,19 @@ namespace qsolve {
 namespace {
 
 using R = CindoRow;
+using enum Fault;
+using enum Shell;
+using enum Reach;
 
 // clang-format off
 constexpr ParameterCheck<R> kCindoChecks[] = {
-    {&R::dZetaS,     Fault::kNotPositive, Shell::kS, kMsgCindoExponent, kMsgCappingCindoExponent, "s", Reach::kWithClassical},
-    {&R::dHalfIpEaS, Fault::kNotNegative, Shell::kS, kMsgCindoMean, kMsgCappingCindoMean, "s"},
-    {&R::dBeta,      Fault::kNotPositive, Shell::kS, kMsgCindoBeta, kMsgCappingCindoBeta, nullptr},
-    {&R::dZetaP,     Fault::kNotPositive, Shell::kP, kMsgCindoExponent, kMsgCappingCindoExponent, "p", Reach::kWithClassical},
-    {&R::dHalfIpEaP, Fault::kNotNegative, Shell::kP, kMsgCindoMean, kMsgCappingCindoMean, "p"},
-    {&R::dSlaterG1,  Fault::kNotPositive, Shell::kP, kMsgCindoSlater, kSilent,   "G1(s,p)"},
-    {&R::dSlaterF2,  Fault::kNotPositive, Shell::kP, kMsgCindoSlater, kSilent,   "F2(p,p)"},
+    {&R::dZetaS,     kNotPositive, kS, kMsgCindoExponent, kMsgCappingCindoExponent, "s",       kWithClassical},
+    {&R::dHalfIpEaS, kNotNegative, kS, kMsgCindoMean,     kMsgCappingCindoMean,     "s"},
+    {&R::dBeta,      kNotPositive, kS, kMsgCindoBeta,     kMsgCappingCindoBeta,     nullptr},
+    {&R::dZetaP,     kNotPositive, kP, kMsgCindoExponent, kMsgCappingCindoExponent, "p",       kWithClassical},
+    {&R::dHalfIpEaP, kNotNegative, kP, kMsgCindoMean,     kMsgCappingCindoMean,     "p"},
+    {&R::dSlaterG1,  kNotPositive, kP, kMsgCindoSlater,   kSilent,                  "G1(s,p)"},
+    {&R::dSlaterF2,  kNotPositive, kP, kMsgCindoSlater,   kSilent,                  "F2(p,p)"},
 };
 // clang-format on
 

@@ -8,31 +8,33 @@ namespace qsolve {
 namespace {
 
 using R = NddoRow;
+using enum Fault;
+using enum Shell;
+using enum Reach;
 
 // clang-format off
+/// Of the U's only that of s has a sign that is certain: cadmium's Upp in PM3 is positive.
 constexpr ParameterCheck<R> kNddoChecks[] = {
-    {&R::dUss,   Fault::kPositive,    Shell::kS, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Uss"},
-    {&R::dZetaS, Fault::kNotPositive, Shell::kS, kMsgNddoExponent, kMsgCappingNddoExponent, "s", Reach::kWithClassical},
-    {&R::dGss,   Fault::kNegative,    Shell::kS, kMsgOneCentre, kMsgCappingOneCentre, "G(ss)"},
-    {&R::dUpp,   Fault::kPositive,    Shell::kP, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Upp"},
-    {&R::dUdd,   Fault::kPositive,    Shell::kD, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Udd"},
-    {&R::dZetaP, Fault::kNotPositive, Shell::kP, kMsgNddoExponent, kMsgCappingNddoExponent, "p", Reach::kWithClassical},
-    {&R::dGsp,   Fault::kNegative,    Shell::kP, kMsgOneCentre, kMsgCappingOneCentre, "G(sp)"},
-    {&R::dGpp,   Fault::kNegative,    Shell::kP, kMsgOneCentre, kMsgCappingOneCentre, "G(pp)"},
-    {&R::dGp2,   Fault::kNegative,    Shell::kP, kMsgOneCentre, kMsgCappingOneCentre, "G(p2)"},
-    {&R::dHsp,   Fault::kNegative,    Shell::kP, kMsgOneCentre, kMsgCappingOneCentre, "H(sp)"},
+    {&R::dUss,   kPositive,    kS, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Uss"},
+    {&R::dZetaS, kNotPositive, kS, kMsgNddoExponent,   kMsgCappingNddoExponent,   "s",     kWithClassical},
+    {&R::dGss,   kNegative,    kS, kMsgOneCentre,      kMsgCappingOneCentre,      "G(ss)"},
+    {&R::dZetaP, kNotPositive, kP, kMsgNddoExponent,   kMsgCappingNddoExponent,   "p",     kWithClassical},
+    {&R::dGsp,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "G(sp)"},
+    {&R::dGpp,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "G(pp)"},
+    {&R::dGp2,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "G(p2)"},
+    {&R::dHsp,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "H(sp)"},
 };
 
 /// What MINDO/3 has no use for.
 constexpr ParameterCheck<R> kMultipoleChecks[] = {
-    {&R::dAlpha,          Fault::kNotPositive, Shell::kS, kMsgCoreAlpha, kMsgCappingCoreAlpha, nullptr},
-    {&R::dRho0,           Fault::kNotPositive, Shell::kS, kMsgMonopole, kMsgCappingMonopole, nullptr},
-    {&R::dBetaS,          Fault::kNotNegative, Shell::kS, kMsgNddoBeta, kMsgCappingNddoBeta, "s"},
-    {&R::dBetaP,          Fault::kNotNegative, Shell::kP, kMsgNddoBeta, kMsgCappingNddoBeta, "p"},
-    {&R::dRho1,           Fault::kNotPositive, Shell::kP, kMsgDipoleParameter, kMsgCappingDipoleParameter, nullptr},
-    {&R::dRho2,           Fault::kNotPositive, Shell::kP, kMsgQuadrupoleParameter, kMsgCappingQuadrupoleParameter, nullptr},
-    {&R::dDipoleDistance, Fault::kNotPositive, Shell::kP, kMsgDipoleDistance, kMsgCappingDipoleDistance, nullptr},
-    {&R::dQuadDistance,   Fault::kNotPositive, Shell::kP, kMsgQuadrupoleDistance, kMsgCappingQuadrupoleDistance, nullptr},
+    {&R::dAlpha,          kNotPositive, kS, kMsgCoreAlpha,           kMsgCappingCoreAlpha,           nullptr},
+    {&R::dRho0,           kNotPositive, kS, kMsgMonopole,            kMsgCappingMonopole,            nullptr},
+    {&R::dBetaS,          kNotNegative, kS, kMsgNddoBeta,            kMsgCappingNddoBeta,            "s"},
+    {&R::dBetaP,          kNotNegative, kP, kMsgNddoBeta,            kMsgCappingNddoBeta,            "p"},
+    {&R::dRho1,           kNotPositive, kP, kMsgDipoleParameter,     kMsgCappingDipoleParameter,     nullptr},
+    {&R::dRho2,           kNotPositive, kP, kMsgQuadrupoleParameter, kMsgCappingQuadrupoleParameter, nullptr},
+    {&R::dDipoleDistance, kNotPositive, kP, kMsgDipoleDistance,      kMsgCappingDipoleDistance,      nullptr},
+    {&R::dQuadDistance,   kNotPositive, kP, kMsgQuadrupoleDistance,  kMsgCappingQuadrupoleDistance,  nullptr},
 };
 
 /// MINDO/3 keeps other values in the places of the multipole parameters.
@@ -41,9 +43,9 @@ constexpr double R::*kMindoIonisationS = &R::dDipoleDistance;
 constexpr double R::*kMindoIonisationP = &R::dQuadDistance;
 
 constexpr ParameterCheck<R> kMindo3Checks[] = {
-    {kMindoAverage,     Fault::kZero,        Shell::kS, kMsgOneCentreAverage, kMsgCappingOneCentreAverage, nullptr},
-    {kMindoIonisationS, Fault::kNotNegative, Shell::kS, kMsgMindoIonisation, kMsgCappingMindoIonisation, "s"},
-    {kMindoIonisationP, Fault::kNotNegative, Shell::kP, kMsgMindoIonisation, kMsgCappingMindoIonisation, "p"},
+    {kMindoAverage,     kZero,        kS, kMsgOneCentreAverage, kMsgCappingOneCentreAverage, nullptr},
+    {kMindoIonisationS, kNotNegative, kS, kMsgMindoIonisation,  kMsgCappingMindoIonisation,  "s"},
+    {kMindoIonisationP, kNotNegative, kP, kMsgMindoIonisation,  kMsgCappingMindoIonisation,  "p"},
 };
 
 /// Message of a bond pair, by whether its first and its second atom are capping atoms.

@@ -10,42 +10,46 @@ namespace qsolve {
 namespace {
 
 using R = ZindoRow;
+using G = GammaRow;
+using enum Fault;
+using enum Shell;
+using enum Reach;
 
 // clang-format off
 constexpr ParameterCheck<R> kZindoChecks[] = {
-    {&R::dZetaS,      Fault::kNotPositive, Shell::kS, kMsgZindoExponent, kMsgCappingZindoExponent, "s", Reach::kWithClassical},
-    {&R::dZetaP,      Fault::kNotPositive, Shell::kP, kMsgZindoExponent, kMsgCappingZindoExponent, "p", Reach::kWithClassical},
-    {&R::dIonisationS, Fault::kNotPositive, Shell::kS, kMsgZindoIonisation, kMsgCappingZindoIonisation, "s"},
-    {&R::dIonisationP, Fault::kNotPositive, Shell::kP, kMsgZindoIonisation, kMsgCappingZindoIonisation, "p"},
-    {&R::dBetaS,      Fault::kNotPositive, Shell::kS, kMsgZindoBeta, kMsgCappingZindoBeta, "s"},
-    {&R::dBetaP,      Fault::kNotPositive, Shell::kP, kMsgZindoBeta, kMsgCappingZindoBeta, "p"},
-    {&R::dSlaterF2pp, Fault::kNotPositive, Shell::kP, kMsgZindoSlater, kMsgCappingZindoSlater, "F2(p,p)"},
-    {&R::dSlaterG1sp, Fault::kNotPositive, Shell::kP, kMsgZindoSlater, kMsgCappingZindoSlater, "G1(s,p)"},
+    {&R::dZetaS,       kNotPositive, kS, kMsgZindoExponent,   kMsgCappingZindoExponent,   "s",       kWithClassical},
+    {&R::dZetaP,       kNotPositive, kP, kMsgZindoExponent,   kMsgCappingZindoExponent,   "p",       kWithClassical},
+    {&R::dIonisationS, kNotPositive, kS, kMsgZindoIonisation, kMsgCappingZindoIonisation, "s"},
+    {&R::dIonisationP, kNotPositive, kP, kMsgZindoIonisation, kMsgCappingZindoIonisation, "p"},
+    {&R::dBetaS,       kNotPositive, kS, kMsgZindoBeta,       kMsgCappingZindoBeta,       "s"},
+    {&R::dBetaP,       kNotPositive, kP, kMsgZindoBeta,       kMsgCappingZindoBeta,       "p"},
+    {&R::dSlaterF2pp,  kNotPositive, kP, kMsgZindoSlater,     kMsgCappingZindoSlater,     "F2(p,p)"},
+    {&R::dSlaterG1sp,  kNotPositive, kP, kMsgZindoSlater,     kMsgCappingZindoSlater,     "G1(s,p)"},
 };
 
 /// Transition metals; a capping atom has no d shell.
 constexpr ParameterCheck<R> kTransitionChecks[] = {
-    {&R::dZetaD1,      Fault::kNotPositive, Shell::kD, kMsgFirstDExponent, kSilent, nullptr, Reach::kCalculated, &R::dCoefD1},
-    {&R::dZetaD2,      Fault::kNotPositive, Shell::kD, kMsgSecondDExponent, kSilent, nullptr, Reach::kCalculated, &R::dCoefD2},
-    {&R::dIonisationD, Fault::kNotPositive, Shell::kD, kMsgZindoIonisation, kSilent, "d"},
-    {&R::dBetaD,       Fault::kNotPositive, Shell::kD, kMsgZindoBeta, kSilent, "d"},
-    {&R::dSlaterF2pd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "F2(p,d)"},
-    {&R::dSlaterF2dd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "F2(d,d)"},
-    {&R::dSlaterF4dd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "F4(d,d)"},
-    {&R::dSlaterG1pd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "G1(p,d)"},
-    {&R::dSlaterG2sd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "G2(s,d)"},
-    {&R::dSlaterG3pd,  Fault::kNotPositive, Shell::kD, kMsgZindoSlater, kSilent, "G3(p,d)"},
+    {&R::dZetaD1,      kNotPositive, kD, kMsgFirstDExponent,  kSilent, nullptr,   kCalculated, &R::dCoefD1},
+    {&R::dZetaD2,      kNotPositive, kD, kMsgSecondDExponent, kSilent, nullptr,   kCalculated, &R::dCoefD2},
+    {&R::dIonisationD, kNotPositive, kD, kMsgZindoIonisation, kSilent, "d"},
+    {&R::dBetaD,       kNotPositive, kD, kMsgZindoBeta,       kSilent, "d"},
+    {&R::dSlaterF2pd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "F2(p,d)"},
+    {&R::dSlaterF2dd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "F2(d,d)"},
+    {&R::dSlaterF4dd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "F4(d,d)"},
+    {&R::dSlaterG1pd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "G1(p,d)"},
+    {&R::dSlaterG2sd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "G2(s,d)"},
+    {&R::dSlaterG3pd,  kNotPositive, kD, kMsgZindoSlater,     kSilent, "G3(p,d)"},
 };
 
 /// The Coulomb integrals of ZINDO/1 take a single d exponent.
 constexpr ParameterCheck<R> kZindo1Checks[] = {
-    {&R::dZetaD, Fault::kNotPositive, Shell::kD, kMsgCoulombDExponent, kSilent, nullptr},
+    {&R::dZetaD, kNotPositive, kD, kMsgCoulombDExponent, kSilent, nullptr},
 };
 
-constexpr ParameterCheck<GammaRow> kGammaChecks[] = {
-    {&GammaRow::dGammaSS, Fault::kZero, Shell::kS, kMsgCoulombZero, kMsgCappingCoulombZero, "ss"},
-    {&GammaRow::dGammaSD, Fault::kZero, Shell::kD, kMsgCoulombZero, kSilent,   "sd"},
-    {&GammaRow::dGammaDD, Fault::kZero, Shell::kD, kMsgCoulombZero, kSilent,   "dd"},
+constexpr ParameterCheck<G> kGammaChecks[] = {
+    {&G::dGammaSS, kZero, kS, kMsgCoulombZero, kMsgCappingCoulombZero, "ss"},
+    {&G::dGammaSD, kZero, kD, kMsgCoulombZero, kSilent,                "sd"},
+    {&G::dGammaDD, kZero, kD, kMsgCoulombZero, kSilent,                "dd"},
 };
 
 constexpr const char* kShellName[] = {"s", "p", "d"};

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -18,9 +19,9 @@ Name NameOf(const char* sText) {
 
 std::vector<unsigned char> Packet(int nLength, const std::vector<unsigned char>& payload) {
     const PacketHeader header{nLength, kPacketData, 0, 1, 7};
-    std::vector<unsigned char> bytes(sizeof header);
+    std::vector<unsigned char> bytes(sizeof header + payload.size());
     std::memcpy(bytes.data(), &header, sizeof header);
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    std::copy(payload.begin(), payload.end(), bytes.begin() + sizeof header);
     return bytes;
 }
 

@@ -73,15 +73,6 @@ TEST_F(OptionsIntake, RefusesShortBlocksByTheirNames) {
               "The packet \"job options\" is too short: it has 151 bytes, and needs 152.");
 }
 
-TEST_F(OptionsIntake, CutsABlockThatIsTooLong) {
-    std::string bytes(300, '\0');
-    const RunOptions asked{.nIterationLimit = 50};
-    std::memcpy(bytes.data(), &asked, sizeof asked);
-    Ready(bytes.data(), bytes.size());
-    EXPECT_EQ(FailureOf(ReadRunOptions), 0);
-    EXPECT_EQ(options.nIterationLimit, 50);
-}
-
 TEST_F(OptionsIntake, KeepsIntegersAndWordsWithoutAMeaningAsTheyCame) {
     RunOptions run;
     for (std::size_t nWord : kRunUnused) run = WithWord(run, nWord, 1000 + static_cast<int>(nWord));
@@ -229,11 +220,6 @@ TEST_F(OptionsIntake, RefusesOrTamesEveryHostileWordOfTheJobOptions) {
             for (std::size_t n : kJobFloats) EXPECT_TRUE(std::isfinite(FloatOf(job, n)));
             for (std::size_t n : kJobTimes) EXPECT_GE(FloatOf(job, n), 0.0F);
         }
-}
-
-TEST_F(OptionsIntake, EndsSilentlyWhenTheClientIsGone) {
-    EXPECT_EQ(FailureOf(ReadDebugWord), -1);
-    EXPECT_TRUE(Errors().empty());
 }
 
 }  // namespace

@@ -186,6 +186,9 @@ TEST_F(RestraintIntake, ReplacesTheListsOfBefore) {
     EXPECT_EQ(system.nRestraints[kTether], 0);
     EXPECT_EQ(system.nRestraints[kBend], 1);
     ExpectConsistent();
+    EXPECT_EQ(ReadCounts({-1, 0, 0, 0}), kMsgOutOfMemoryRestraints);
+    EXPECT_EQ(system.nRestraints[kBend], 0);
+    ExpectConsistent();
 }
 
 TEST_F(RestraintIntake, SurvivesAFailureOfEachOfItsAllocations) {
@@ -202,6 +205,7 @@ TEST_F(RestraintIntake, SurvivesAFailureOfEachOfItsAllocations) {
         memory.nFailAt = n;
         const int nId = FailureOf(ReadRestraints);
         if (nId == 0) break;
+        ASSERT_LT(n, 100);
         ++nFailures;
         EXPECT_EQ(nId, kMsgOutOfMemoryRestraints);
         ExpectConsistent();

@@ -200,6 +200,16 @@ TEST_F(SelectionIntake, TakesReactantAndProductOfATransitInThisOrder) {
     }
 }
 
+TEST_F(SelectionIntake, ForgetsTheOldSelectionBeforeItAsksForTheNew) {
+    system.nSelectedAtoms.Take(4, kIntake);
+    system.nAtomToSelected.Take(5, kIntake);
+    gradient.pGradient.Take(12, kIntake);
+    system.dReactantXyz.Take(15, kIntake);
+    system.dProductXyz.Take(15, kIntake);
+    EXPECT_EQ(FailureOf(ReadSelection), -1);
+    ExpectNoSelection();
+}
+
 TEST_F(SelectionIntake, FreesTheGeometriesAtTheNextSelection) {
     system.dReactantXyz.Take(15, kIntake);
     system.dProductXyz.Take(15, kIntake);
@@ -249,6 +259,7 @@ TEST_F(SelectionIntake, SurvivesAFailureOfEachOfItsAllocations) {
         memory.nFailAt = n;
         const int nId = FailureOf(ReadSelection);
         if (nId == 0) break;
+        ASSERT_LT(n, 100);
         ++nFailures;
         EXPECT_EQ(nId, kMsgOutOfMemorySetUp);
         ExpectNoSelection();

@@ -1,0 +1,37 @@
+"""Orbitrax: semi-empirical quantum chemistry, driven over a packet link.
+
+The package reads molecules and parameter tables, starts the backend process `qsolve`, and turns its
+packets into results. Importing it is cheap: numpy and ASE are loaded by what needs them.
+
+    from orbitrax import Backend, Job, read_molecule
+
+    with Backend() as backend:
+        result = backend.run(Job(read_molecule("water.xyz"), "am1"))
+    print(result.total_energy, "kcal/mol")
+"""
+
+from __future__ import annotations
+
+import importlib
+
+__version__ = "0.1.0"
+
+_HOMES = {
+    "Backend": "backend",
+    "Job": "job",
+    "Molecule": "molecule",
+    "Result": "results",
+    "from_ase": "molecule",
+    "from_smiles": "molecule",
+    "read_molecule": "molecule",
+}
+
+__all__ = ["__version__", *sorted(_HOMES)]
+
+
+def __getattr__(name: str):
+    """The public names, each imported from its module on first use."""
+    home = _HOMES.get(name)
+    if home is None:
+        raise AttributeError(f"module 'orbitrax' has no attribute '{name}'")
+    return getattr(importlib.import_module(f"orbitrax.{home}"), name)

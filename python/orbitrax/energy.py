@@ -1,0 +1,237 @@
+"""The task `energy`: one structure, one calculation, one answer."""
+
+from __future__ import annotations
+
+import contextlib
+import json
+import os
+import sys
+import tempfile
+
+from orbitrax import events
+from orbitrax.backend import Backend
+from orbitrax.cli import Terminal, parse_selection
+from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
+from orbitrax.job import Job
+from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
+from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
+
+
+def run(arguments, terminal: Terminal) -> int:
+    """Runs the task; returns the exit status."""
+    output = Output(arguments.output)
+    try:
+        return _run(arguments, terminal, output)
+    except KeyboardInterrupt:
+        terminal.end_progress()
+        if arguments.json:
+            document = empty_document("energy")
+            document.update(status="interrupted", errors=["interrupted"])
+            output.write(json.dumps(document) + "\n")
+        output.close()
+        raise
+
+
+def _run(arguments, terminal: Terminal, output: Output) -> int:
+    try:
+        output.check()
+        result = _calculate(arguments, terminal, output)
+        _judge(result, arguments)
+        failure = None
+    except OrbitraxError as error:
+        terminal.end_progress()
+        result, failure = error.partial, error
+        terminal.error(str(error))
+    for text in result.warnings if result else ():
+        terminal.warning(text)
+    if failure is None:
+        for text in result.errors:
+            terminal.error(text)
+
+    shown = failure is None or isinstance(failure, NotConverged)
+    if arguments.json:
+        output.write(json.dumps(_document(result, failure), allow_nan=False) + "\n")
+    elif shown and not arguments.log and not (arguments.quiet and not arguments.output):
+        output.write(summary(result))
+    try:
+        output.close()
+    except OrbitraxError as error:
+        terminal.error(str(error))
+        failure = failure or error
+    return failure.exit_status if failure else 0
+
+
+def _calculate(arguments, terminal: Terminal, output: Output) -> Result:
+    molecule = _molecule(arguments)
+    selection = parse_selection(arguments.select) if arguments.select else None
+    job = Job(molecule, arguments.method, arguments.charge, arguments.multiplicity,
+              unrestricted=arguments.uhf, selection=selection,
+              convergence_limit=arguments.scf_limit, iteration_limit=arguments.scf_iterations,
+              diis=arguments.diis, overlap_sigma=arguments.sigma, overlap_pi=arguments.pi,
+              level_shift_start=arguments.level_shift_start, log_level=arguments.log_level)
+    if job.selection is not None and molecule.point_charges is None:
+        terminal.warning("the atoms outside the selection carry no charges in this file and have "
+                         "no effect but to end cut bonds")
+
+    def show(event: events.Event) -> None:
+        if isinstance(event, events.StatusLine):
+            terminal.progress(event.text)
+        elif isinstance(event, events.LogLine) and arguments.log:
+            output.write(event.text + "\n")
+
+    limit = arguments.time_limit
+    if limit is not None and not limit > 0:
+        raise UsageError(f"--time-limit {limit}: should be above 0")
+    with Backend(arguments.backend, arguments.tables, limit) as backend:
+        result = backend.run(job, show)
+    terminal.end_progress()
+    return result
+
+
+def _molecule(arguments) -> Molecule:
+    if arguments.smiles is not None:
+        if arguments.molecule is not None:
+            raise UsageError("give a molecule file or --smiles, not both")
+        return from_smiles(arguments.smiles)
+    if arguments.molecule is None:
+        raise UsageError("a molecule is needed: a file, - for standard input, or --smiles TEXT")
+    if arguments.molecule == "-" and sys.stdin.isatty():
+        raise MoleculeError("- reads a molecule from standard input, which is the keyboard")
+    return read_molecule(arguments.molecule, arguments.format)
+
+
+def _judge(result: Result, arguments) -> None:
+    """Raises NotConverged for a result that is not to be believed."""
+    if result.converged is not False or arguments.allow_unconverged:
+        return
+    last = result.final_scf_difference
+    text = f"the SCF iterations did not converge within {arguments.scf_iterations}"
+    if last is not None:
+        text += f" (last difference {last:.5f} kcal/mol, limit {arguments.scf_limit:g})"
+    other = "--no-diis" if arguments.diis else "--diis"
+    text += (f"; try a higher --scf-iterations, {other}, another --level-shift-start, or --uhf for "
+             "an open shell")
+    error = NotConverged(text)
+    error.partial = result
+    raise error
+
+
+def _document(result: Result | None, failure: OrbitraxError | None) -> dict:
+    document = result.to_dict() if result else empty_document("energy")
+    if failure is not None:
+        document["status"] = failure.status
+        if str(failure) not in "\n".join(document["errors"]):
+            document["errors"] = [*document["errors"], str(failure)]
+    return document
+
+
+# ---- output -------------------------------------------------------------------------------------
+
+
+class Output:
+    """Standard output, or a file that appears whole or not at all."""
+
+    def __init__(self, path: str | None):
+        self._path = None if path in (None, "-") else path
+        self._parts: list[str] = []
+
+    def check(self) -> None:
+        """Refuses a file that cannot be written, before anything is computed."""
+        if self._path is None:
+            return
+        folder = os.path.dirname(self._path) or "."
+        if os.path.isdir(self._path) or not os.access(folder, os.W_OK):
+            raise UsageError(f"{self._path}: no file can be written there")
+
+    def write(self, text: str) -> None:
+        """Text for standard output goes at once, text for a file when it is closed."""
+        if self._path is None:
+            sys.stdout.write(text)
+            sys.stdout.flush()
+        else:
+            self._parts.append(text)
+
+    def close(self) -> None:
+        """Writes the file. What is not an ordinary file (a device, a pipe) is written in place."""
+        if self._path is None or not self._parts:
+            return
+        text, self._parts = "".join(self._parts), []
+        try:
+            if os.path.exists(self._path) and not os.path.isfile(self._path):
+                with open(self._path, "w", encoding="utf-8") as file:
+                    file.write(text)
+            else:
+                self._replace(os.path.realpath(self._path), text)
+        except OSError as error:
+            raise OrbitraxError(f"{self._path}: cannot be written: {error.strerror}") from None
+
+    def _replace(self, path: str, text: str) -> None:
+        handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-")
+        try:
+            with open(handle, "w", encoding="utf-8") as file:
+                file.write(text)
+            mask = os.umask(0)
+            os.umask(mask)
+            os.chmod(temporary, 0o666 & ~mask)
+            os.replace(temporary, path)
+        except BaseException:
+            with contextlib.suppress(OSError):
+                os.unlink(temporary)
+            raise
+
+
+# ---- the summary --------------------------------------------------------------------------------
+
+
+def summary(result: Result) -> str:
+    """The results as a person reads them, with units."""
+    from orbitrax.methods import find_method
+
+    lines = [f"{formula_of(result.symbols)}, {len(result.symbols)} atoms, "
+             f"{find_method(result.method).title} "
+             f"{result.spin}, charge {result.charge}, multiplicity {result.multiplicity}", ""]
+
+    def line(name: str, text: str) -> None:
+        lines.append(f"{name:<26}{text}")
+
+    for name, value in (("Heat of formation", result.heat_of_formation),
+                        ("Total energy", result.total_energy),
+                        ("Electronic energy", result.electronic_energy),
+                        ("Core-core energy", result.core_energy),
+                        ("Isolated atoms", result.isolated_atomic_energy),
+                        ("Binding energy", result.binding_energy)):
+        if value is not None:
+            text = f"{value:18.6f} kcal/mol"
+            if name == "Total energy":
+                text += f"  ({value * HARTREE_PER_KCAL:.8f} hartree)"
+            line(name, text)
+    if result.rms_gradient is not None:
+        line("RMS gradient", f"{result.rms_gradient:18.6f} kcal/(mol Angstrom)")
+    if result.dipole is not None:
+        x, y, z, total = result.dipole
+        line("Dipole moment", f"{total:18.6f} Debye  (x {x:.4f}, y {y:.4f}, z {z:.4f})")
+    _frontier(result, line)
+    if result.point_group and result.point_group != "?":
+        line("Point group", f"{result.point_group:>18}")
+    if result.scf_iterations is not None:
+        word = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
+        line("SCF", f"{word[result.converged]:>18}, {result.scf_iterations} iterations")
+    if result.charges is not None:
+        lines += ["", " atom        charge (e)"]
+        lines += [f"{i:5d} {symbol:<3}{charge:14.6f}" for i, (symbol, charge) in
+                  enumerate(zip(result.symbols, result.charges), 1)]
+    return "\n".join(lines) + "\n"
+
+
+def _frontier(result: Result, line) -> None:
+    """Highest occupied and lowest empty orbital; by spin in an unrestricted calculation."""
+    if result.orbital_energies is None:
+        return
+    spins = ("alpha", "beta") if result.spin == "UHF" else ("",)
+    n = len(result.orbital_energies) // len(spins)
+    for i, spin in enumerate(spins):
+        energies = result.orbital_energies[i * n:(i + 1) * n]
+        filled = result.occupancies[i * n:(i + 1) * n] > 0.01
+        for name, values in (("HOMO", energies[filled][-1:]), ("LUMO", energies[~filled][:1])):
+            if len(values):
+                line(f"{name} {spin}".strip(), f"{values[0]:18.6f} eV")

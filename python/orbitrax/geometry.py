@@ -1,0 +1,54 @@
+"""Neighbours in a molecule: atoms too close to compute, and bonds."""
+
+from __future__ import annotations
+
+import numpy as np
+
+TOO_CLOSE = 0.1 * 0.52917721  # Angstrom: a tenth of a bohr
+BOND_TOLERANCE = 0.4  # Angstrom beyond the sum of the covalent radii
+
+
+def close_pairs(positions: np.ndarray, cutoff: float) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """All pairs of points nearer than `cutoff`: indices i < j and distances, in the unit of
+    `positions`, n x 3.
+
+    The points are sorted along the widest axis, and each is compared with those that follow it
+    until none is within the cutoff along that axis.
+    """
+    axis = int(np.argmax(np.ptp(positions, axis=0)))
+    order = np.argsort(positions[:, axis], kind="stable")
+    points = positions[order]
+    found_i, found_j, found_d = [], [], []
+    for step in range(1, len(points)):
+        gap = points[step:, axis] - points[:-step, axis]
+        near = np.nonzero(gap < cutoff)[0]
+        if len(near) == 0:
+            break
+        distance = np.linalg.norm(points[near + step] - points[near], axis=1)
+        hit = distance < cutoff
+        found_i.append(order[near[hit]])
+        found_j.append(order[near[hit] + step])
+        found_d.append(distance[hit])
+    if not found_i:
+        return np.zeros(0, int), np.zeros(0, int), np.zeros(0)
+    i, j = np.concatenate(found_i), np.concatenate(found_j)
+    distance = np.concatenate(found_d)
+    i, j = np.minimum(i, j), np.maximum(i, j)
+    sequence = np.lexsort((j, i))
+    return i[sequence], j[sequence], distance[sequence]
+
+
+def find_bonds(numbers: np.ndarray, positions: np.ndarray, most: int = 12) -> list[list[int]]:
+    """Bonded atoms of each atom, ascending: those within the sum of the covalent radii and 0.4
+    Angstrom, at most the `most` nearest. Dummies have no bonds."""
+    from ase.data import covalent_radii
+
+    radii = covalent_radii[numbers]
+    i, j, distance = close_pairs(positions, 2 * radii.max() + BOND_TOLERANCE)
+    real = (numbers[i] > 0) & (numbers[j] > 0)
+    bonded = real & (distance < radii[i] + radii[j] + BOND_TOLERANCE)
+    neighbours: list[list[tuple[float, int]]] = [[] for _ in numbers]
+    for a, b, d in zip(i[bonded].tolist(), j[bonded].tolist(), distance[bonded].tolist()):
+        neighbours[a].append((d, b))
+        neighbours[b].append((d, a))
+    return [sorted(index for _, index in sorted(near)[:most]) for near in neighbours]

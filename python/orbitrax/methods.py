@@ -1,0 +1,61 @@
+"""The nine methods: names, families, tables and literature."""
+
+from __future__ import annotations
+
+from typing import NamedTuple
+
+from orbitrax.errors import UsageError
+
+CNDO, INDO, MINDO3, MNDO, AM1, PM3, ZINDO1, ZINDOS, MNDOD = range(1, 10)
+
+
+class Method(NamedTuple):
+    """A method. `key` is its name on the command line, `number` its MethodId on the wire, `tables`
+    the stem of its parameter files."""
+
+    number: int
+    key: str
+    title: str
+    family: str
+    tables: str
+    source: str
+
+
+METHODS = (
+    Method(CNDO, "cndo", "CNDO", "CNDO", "cindo",
+           "Pople, Santry, Segal, J. Chem. Phys. 43, S129 (1965)"),
+    Method(INDO, "indo", "INDO", "CNDO", "cindo",
+           "Pople, Beveridge, Dobosh, J. Chem. Phys. 47, 2026 (1967)"),
+    Method(MINDO3, "mindo3", "MINDO/3", "NDDO", "mindo3",
+           "Bingham, Dewar, Lo, J. Am. Chem. Soc. 97, 1285 (1975)"),
+    Method(MNDO, "mndo", "MNDO", "NDDO", "mndo",
+           "Dewar, Thiel, J. Am. Chem. Soc. 99, 4899 (1977)"),
+    Method(AM1, "am1", "AM1", "NDDO", "am1",
+           "Dewar, Zoebisch, Healy, Stewart, J. Am. Chem. Soc. 107, 3902 (1985)"),
+    Method(PM3, "pm3", "PM3", "NDDO", "pm3",
+           "Stewart, J. Comput. Chem. 10, 209 (1989)"),
+    Method(ZINDO1, "zindo1", "ZINDO/1", "ZINDO", "zindo1",
+           "Anderson, Edwards, Zerner, Inorg. Chem. 25, 2728 (1986)"),
+    Method(ZINDOS, "zindos", "ZINDO/S", "ZINDO", "zindos",
+           "Ridley, Zerner, Theor. Chim. Acta 32, 111 (1973)"),
+    Method(MNDOD, "mndod", "MNDO/d", "NDDO", "mndod",
+           "Thiel, Voityuk, J. Phys. Chem. 100, 616 (1996)"),
+)
+
+_BY_KEY = {method.key: method for method in METHODS}
+_BY_NUMBER = {method.number: method for method in METHODS}
+
+
+def find_method(name: str | int | Method) -> Method:
+    """The method of a name ("am1", "AM1", "MINDO/3"), a MethodId, or the method itself."""
+    if isinstance(name, Method):
+        return name
+    if isinstance(name, int):
+        method = _BY_NUMBER.get(name)
+    else:
+        key = "".join(c for c in str(name).lower() if c not in "/-_ ")
+        method = _BY_KEY.get(key)
+    if method is None:
+        known = ", ".join(m.key for m in METHODS)
+        raise UsageError(f"there is no method '{name}'; the methods are {known}")
+    return method

@@ -1,0 +1,269 @@
+"""Parameter tables: plain-text files of published values, and the binary blocks made from them.
+
+A file holds `#` comments, one line of column names, one row per element and, after the comment line
+`# capping atoms`, rows of capping atoms with `*` before the symbol. Column order is the order on
+the wire, so the names are checked one by one. Elements without a row are sent as zeros.
+"""
+
+from __future__ import annotations
+
+import math
+import os
+import re
+from dataclasses import dataclass, field
+from pathlib import Path
+
+import numpy as np
+
+from orbitrax.elements import NUMBERS, SYMBOLS
+from orbitrax.errors import ParameterError
+from orbitrax.methods import Method, find_method
+
+_CINDO = ("dZetaS dZetaP dZetaD dHalfIpEaS dHalfIpEaP dHalfIpEaD dBeta dSlaterF2 dSlaterG1 "
+          "dAtomEnergyCndo dAtomEnergyIndo dHeatOfAtom").split()
+_NDDO_1 = ("dUss dUpp dUdd dBetaS dBetaP dBetaD dZetaS dZetaP dZetaD dAlpha dAtomEnergy "
+           "dHeatOfAtom").split()
+_INTEGRALS = "dGss dGsp dGpp dGp2 dHsp dGsd dHsd dGdd".split()
+_NDDO_2 = _INTEGRALS + "dDipoleDistance dQuadDistance dRho0 dRho1 dRho2".split()
+_MINDO_2 = _INTEGRALS + "dIonisationS dIonisationP dRho0 dRho1 dRho2".split()
+_GAUSSIANS = [f"{name}[{i}]" for name in ("dK", "dL", "dM") for i in range(10)]
+_ZINDO_1 = ("dZetaS dZetaP dZetaD dIonisationS dIonisationP dIonisationD dBetaS dBetaP dBetaD "
+            "dZetaD1 dCoefD1 dZetaD2 dCoefD2").split()
+_ZINDO_2 = ("dSlaterF2pp dSlaterG1sp dSlaterF2pd dSlaterF2dd dSlaterF4dd dSlaterG1pd dSlaterG2sd "
+            "dSlaterG3pd dAtomEnergy dHeatOfAtom").split()
+_ZINDO_3 = ("dIonisation2S dIonisation2P dIonisation2D dIonisation3S dIonisation3P dIonisation3D "
+            "dConfigMix[0] dConfigMix[1] dConfigMix[2]").split()
+_GAMMA = "dGammaSS dGammaSD dGammaDD".split()
+_PAIR = "dAlphaAB dBetaAB".split()
+
+# By stem of the files: the columns of each section, in the order of the block.
+_SECTIONS = {
+    "cindo": (_CINDO,),
+    "mindo3": (_NDDO_1, _MINDO_2),
+    "mndo": (_NDDO_1, _NDDO_2),
+    "mndod": (_NDDO_1, _NDDO_2),
+    "am1": (_NDDO_1, _NDDO_2, _GAUSSIANS),
+    "pm3": (_NDDO_1, _NDDO_2, _GAUSSIANS),
+    "zindo1": (_ZINDO_1, _ZINDO_2, _ZINDO_3),
+    "zindos": (_ZINDO_1, _ZINDO_2, _ZINDO_3, _GAMMA),
+}
+
+_SHORT_ROWS = 54  # normal, and as many capping rows, in the blocks of these families
+_LONG_ROWS = 210  # rows of all other blocks; row 105 + Z - 1 is element Z as a capping atom
+_CAPPING_OFFSET = 105
+_HIGHEST_CAPPING = 88  # the last capping row that has orbitals
+
+_WORD = re.compile(r"\S+")
+_CAPPING_MARK = re.compile(r"#\s*capping atoms\s*$")
+
+
+@dataclass
+class Row:
+    """One row of a file: its key, its numbers, and where it stands."""
+
+    key: tuple  # of (element number, is a capping atom), one for an element, two for a pair
+    values: list
+    line: int
+
+
+@dataclass
+class Table:
+    """One file. `columns` are the names of the numbers, without the key columns."""
+
+    path: Path
+    columns: list
+    rows: list = field(default_factory=list)
+
+
+@dataclass(frozen=True)
+class ParameterSet:
+    """The tables of one method as they go over the wire.
+
+    block is the parameter block; pairs the MINDO/3 bond-pair packet, else empty; elements and
+    capping the numbers of the elements that have a row as an atom and as a capping atom.
+    """
+
+    method: Method
+    block: bytes
+    pairs: bytes
+    elements: frozenset
+    capping: frozenset
+
+    @property
+    def packets(self) -> list[bytes]:
+        """Payloads that follow the method in the first session of a process."""
+        if not self.pairs:
+            return [self.block]
+        count = len(self.pairs) // 32
+        return [self.block, count.to_bytes(4, "little"), self.pairs]
+
+
+def parameter_directory() -> Path:
+    """Where the tables are: ORBITRAX_PARAMETERS, else `parameters/` beside this checkout."""
+    told = os.environ.get("ORBITRAX_PARAMETERS")
+    return Path(told) if told else Path(__file__).resolve().parents[2] / "parameters"
+
+
+# ---- reading ------------------------------------------------------------------------------------
+
+
+def read_table(path: Path, columns: list, keys: int = 1) -> Table:
+    """Reads a file whose columns must be `columns`, after `keys` columns of element symbols."""
+    path = Path(path)
+    try:
+        text = path.read_bytes().decode("utf-8")
+    except OSError as error:
+        raise ParameterError(path, 0, 0, error.strerror or "cannot be read") from None
+    except UnicodeDecodeError as error:
+        line = error.object[:error.start].count(b"\n") + 1
+        column = error.start - error.object.rfind(b"\n", 0, error.start)
+        raise ParameterError(path, line, column, "is not UTF-8 text") from None
+
+    table, header, capping, seen = Table(path, columns), False, False, {}
+    for number, line in enumerate(text.split("\n"), 1):
+        stripped = line.strip()
+        if not stripped:
+            continue
+        if stripped.startswith("#"):
+            if _CAPPING_MARK.match(stripped):
+                capping = True
+            continue
+        words = [(m.start() + 1, m.group()) for m in _WORD.finditer(line)]
+        if not header:
+            _check_header(path, number, words, columns, keys)
+            header = True
+            continue
+        row = _read_row(path, number, words, columns, keys, capping)
+        same = frozenset(row.key) if keys > 1 else row.key
+        if same in seen:
+            raise ParameterError(path, number, words[0][0],
+                                 f"repeats the row of line {seen[same]}")
+        seen[same] = number
+        table.rows.append(row)
+    if not header:
+        raise ParameterError(path, 1, 1, "has no line of column names")
+    return table
+
+
+def _check_header(path, number, words, columns, keys) -> None:
+    wanted = (["element"] if keys == 1 else ["element1", "element2"]) + list(columns)
+    for (column, word), name in zip(words, wanted):
+        if word != name:
+            raise ParameterError(path, number, column, f"column '{word}' should be '{name}'")
+    if len(words) < len(wanted):
+        column = words[-1][0] + len(words[-1][1])
+        raise ParameterError(path, number, column, f"column '{wanted[len(words)]}' is missing")
+    if len(words) > len(wanted):
+        column, word = words[len(wanted)]
+        raise ParameterError(path, number, column, f"column '{word}' is not known")
+
+
+def _read_row(path, number, words, columns, keys, capping) -> Row:
+    key = tuple(_read_symbol(path, number, *word) for word in words[:keys])
+    if any(is_capping for _, is_capping in key) != capping:
+        text = ("a row with '*' must stand after the line '# capping atoms'" if not capping else
+                "a row after the line '# capping atoms' needs '*' before its symbol")
+        raise ParameterError(path, number, words[0][0], text)
+    if len(words) < keys + len(columns):
+        column = words[-1][0] + len(words[-1][1])
+        missing = columns[max(len(words) - keys, 0)]
+        raise ParameterError(path, number, column, f"the value of '{missing}' is missing")
+    if len(words) > keys + len(columns):
+        column, word = words[keys + len(columns)]
+        raise ParameterError(path, number, column, f"'{word}' stands beyond the last column")
+    values = [_read_number(path, number, column, word, name)
+              for (column, word), name in zip(words[keys:], columns)]
+    return Row(key, values, number)
+
+
+def _read_symbol(path, number, column, word) -> tuple:
+    is_capping = word.startswith("*")
+    element = NUMBERS.get(word[1:] if is_capping else word, 0)
+    if element == 0:
+        raise ParameterError(path, number, column, f"'{word}' is not an element symbol")
+    if is_capping and element > _HIGHEST_CAPPING:
+        raise ParameterError(path, number, column, f"there is no capping row for '{word}'")
+    return element, is_capping
+
+
+def _read_number(path, number, column, word, name) -> float:
+    try:
+        value = float(word)
+    except ValueError:
+        value = math.nan
+    if "_" in word or not math.isfinite(value):
+        raise ParameterError(path, number, column, f"'{word}' is not a number, for '{name}'")
+    return value
+
+
+# ---- building -----------------------------------------------------------------------------------
+
+
+def load_parameters(method, directory: Path | None = None) -> ParameterSet:
+    """Reads the tables of a method and builds its blocks."""
+    method = find_method(method)
+    directory = Path(directory) if directory else parameter_directory()
+    sections = _SECTIONS[method.tables]
+    names = ([f"{method.tables}.abp"] if method.tables == "cindo" else
+             [f"{method.tables}_{i + 1}.abp" for i in range(len(sections))])
+    tables = [read_table(directory / name, columns) for name, columns in zip(names, sections)]
+    _check_same_elements(tables)
+
+    short = method.tables in ("cindo", "zindo1", "zindos")
+    if short:
+        block = b"".join(_short_section(table) for table in tables)
+    else:
+        block = b"".join(_long_section(table) for table in tables)
+    pairs = b""
+    if method.tables == "mindo3":
+        pairs = _pair_packet(read_table(directory / "mindo3_3.abp", _PAIR, keys=2))
+    keys = [row.key[0] for row in tables[0].rows]
+    return ParameterSet(method, block, pairs,
+                        elements=frozenset(z for z, is_capping in keys if not is_capping),
+                        capping=frozenset(z for z, is_capping in keys if is_capping))
+
+
+def _check_same_elements(tables) -> None:
+    first = tables[0]
+    for other in tables[1:]:
+        for one, two in ((first, other), (other, first)):
+            present = {row.key for row in two.rows}
+            for row in one.rows:
+                if row.key not in present:
+                    raise ParameterError(one.path, row.line, 1,
+                                         f"{_label(row.key[0])} has no row in {two.path.name}")
+
+
+def _label(key) -> str:
+    element, is_capping = key
+    return ("*" if is_capping else "") + SYMBOLS[element]
+
+
+def _short_section(table: Table) -> bytes:
+    """54 rows of atoms, then 54 rows of capping atoms."""
+    rows = np.zeros((2 * _SHORT_ROWS, len(table.columns)))
+    for row in table.rows:
+        element, is_capping = row.key[0]
+        if element > _SHORT_ROWS:
+            raise ParameterError(table.path, row.line, 1,
+                                 f"'{_label(row.key[0])}' is beyond Xe, where this method ends")
+        rows[element - 1 + (_SHORT_ROWS if is_capping else 0)] = row.values
+    return rows.astype("<f8").tobytes()
+
+
+def _long_section(table: Table) -> bytes:
+    """210 rows: 105 elements as atoms, then as capping atoms."""
+    rows = np.zeros((_LONG_ROWS, len(table.columns)))
+    for row in table.rows:
+        element, is_capping = row.key[0]
+        rows[element - 1 + (_CAPPING_OFFSET if is_capping else 0)] = row.values
+    return rows.astype("<f8").tobytes()
+
+
+def _pair_packet(table: Table) -> bytes:
+    """Records of two element codes, negative for a capping atom, and two values."""
+    records = np.zeros((len(table.rows), 4))
+    for record, row in zip(records, table.rows):
+        record[:2] = [-element if is_capping else element for element, is_capping in row.key]
+        record[2:] = row.values
+    return records.astype("<f8").tobytes()

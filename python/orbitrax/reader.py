@@ -1,0 +1,173 @@
+"""Turns the packets of a session into events.
+
+Texts, charges and precise results are known by their packet type; everything else is plain data
+whose meaning is its place in the session. The places are written down as a script: a generator that
+yields how many bytes come next and is sent those bytes.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+
+from orbitrax import events, wire
+from orbitrax.conversation import Packet
+from orbitrax.errors import ProtocolError
+
+_LINES = {
+    wire.LOG_LINE: events.LogLine,
+    wire.STATUS_LINE: events.StatusLine,
+    wire.WARNING_LINE: events.WarningLine,
+    wire.ERROR_LINE: events.ErrorLine,
+    wire.DEBUG_LINE: events.DebugLine,
+}
+
+_PRECISE_HEAD = 16  # version, flags, total energy
+_GRADIENT_FOLLOWS = 1
+_MAX_ORBITALS = 1 << 24
+
+
+class SessionReader:
+    """Reads the packets of one session: of a job with `n_atoms` atoms, unrestricted or not.
+
+    first: whether this is the first session of its process, which begins with the node count.
+    """
+
+    def __init__(self, n_atoms: int, unrestricted: bool, eigenvectors: bool, first: bool):
+        self._n_atoms = n_atoms
+        self._unrestricted = unrestricted
+        self._eigenvectors = eigenvectors
+        self._ready: list = []
+        self._refused = False  # an error text has come: data may be missing
+        self._charges = bytearray()
+        self._precise = bytearray()
+        self._data = bytearray()
+        self._results_begun = False
+        self._finished = False
+        self._script = self._single_point(first)
+        self._wanted = next(self._script)
+
+    @property
+    def finished(self) -> bool:
+        """Whether all that the job's kind promises has come."""
+        return self._finished and not self._charges and not self._precise
+
+    def feed(self, packet: Packet) -> list:
+        """The events that a packet completes."""
+        self._ready = []
+        if packet.kind in _LINES:
+            self._take_line(packet)
+        elif packet.kind == wire.CHARGES:
+            self._take_charges(packet.payload)
+        elif packet.kind == wire.PRECISE:
+            self._take_precise(packet.payload)
+        elif packet.kind == wire.DATA:
+            self._take_data(packet.payload)
+        else:
+            raise ProtocolError(f"the backend sent a packet of unknown type {packet.kind}")
+        return self._ready
+
+    # ---- by type --------------------------------------------------------------------------------
+
+    def _take_line(self, packet: Packet) -> None:
+        text = packet.payload.split(b"\0", 1)[0].decode("latin-1")
+        self._refused |= packet.kind == wire.ERROR_LINE
+        self._ready.append(_LINES[packet.kind](text))
+
+    def _take_charges(self, payload: bytes) -> None:
+        self._charges += payload
+        wanted = 4 * self._n_atoms
+        if len(self._charges) > wanted:
+            raise ProtocolError(f"the backend sent more than {self._n_atoms} charges")
+        if len(self._charges) == wanted:
+            self._ready.append(events.Charges(_floats(self._charges)))
+            self._charges = bytearray()
+
+    def _take_precise(self, payload: bytes) -> None:
+        self._precise += payload
+        if len(self._precise) < _PRECISE_HEAD:
+            return
+        version, flags = np.frombuffer(self._precise, "<i4", 2).tolist()
+        if version != 1:
+            raise ProtocolError(f"precise results of version {version} are not known")
+        with_gradient = bool(flags & _GRADIENT_FOLLOWS)
+        wanted = _PRECISE_HEAD + (24 * self._n_atoms if with_gradient else 0)
+        if len(self._precise) > wanted:
+            raise ProtocolError("the backend sent more precise results than there are")
+        if len(self._precise) < wanted:
+            return
+        numbers = np.frombuffer(bytes(self._precise), "<f8", offset=8).astype(float)
+        gradient = numbers[1:].reshape(-1, 3) if with_gradient else None
+        self._ready.append(events.Precise(float(numbers[0]), gradient))
+        self._precise = bytearray()
+
+    def _take_data(self, payload: bytes) -> None:
+        if self._finished:
+            raise ProtocolError(f"the backend sent {len(payload)} bytes after its last result")
+        if self._refused and not self._results_begun and len(payload) != self._wanted:
+            return  # what an ended job still sends of an earlier one
+        self._data += payload
+        while not self._finished and len(self._data) >= self._wanted:
+            if len(self._data) > self._wanted:
+                raise ProtocolError(f"the backend sent {len(self._data)} bytes where "
+                                    f"{self._wanted} belong")
+            piece, self._data = bytes(self._data), bytearray()
+            try:
+                self._wanted = self._script.send(piece)
+            except StopIteration:
+                self._finished = True
+
+    # ---- by place -------------------------------------------------------------------------------
+
+    def _single_point(self, first: bool):
+        if first:
+            count = _word((yield 4))
+            self._ready.append(events.NodeCount(count))
+        block = yield wire.RESULT_BLOCK.itemsize
+        self._results_begun = True
+        self._ready.append(events.ResultBlock(_block(block)))
+        n_orbitals = yield from self._orbital_data()
+        if self._eigenvectors:
+            yield from self._eigenvector_matrices(n_orbitals)
+
+    def _orbital_data(self):
+        """Reads the orbital data; returns the number of orbitals."""
+        n_values = _word((yield 4))
+        if not 1 <= n_values <= _MAX_ORBITALS or (self._unrestricted and n_values % 2):
+            raise ProtocolError(f"the backend announces {n_values} orbital values")
+        block = yield 24 * n_values + 4
+        self._ready.append(_orbitals(block, n_values))
+        return n_values // 2 if self._unrestricted else n_values
+
+    def _eigenvector_matrices(self, n: int):
+        for spin in ("alpha", "beta") if self._unrestricted else ("alpha",):
+            matrix = yield 4 * n * n
+            self._ready.append(events.Eigenvectors(spin, _floats(matrix).reshape(n, n)))
+
+
+def _word(data: bytes) -> int:
+    return int.from_bytes(data, "little", signed=True)
+
+
+def _floats(data) -> np.ndarray:
+    return np.frombuffer(bytes(data), "<f4").astype(float)
+
+
+def _block(data: bytes) -> dict:
+    record = np.frombuffer(data, wire.RESULT_BLOCK)[0]
+    return {name: record[name].item() for name in wire.RESULT_BLOCK.names}
+
+
+def _orbitals(data: bytes, n: int) -> events.OrbitalData:
+    """Energies, occupancies, order, populations, symmetry indices, labels of 4 characters, and the
+    point group."""
+    columns = [data[4 * n * i:4 * n * (i + 1)] for i in range(6)]
+    labels = [_label(columns[5][4 * i:4 * i + 4]) for i in range(n)]
+    return events.OrbitalData(
+        energies=_floats(columns[0]), occupancies=_floats(columns[1]),
+        order=np.frombuffer(columns[2], "<i4").astype(int), populations=_floats(columns[3]),
+        symmetry_index=np.frombuffer(columns[4], "<i4").astype(int), symmetry_labels=labels,
+        point_group=_label(data[24 * n:]))
+
+
+def _label(data: bytes) -> str:
+    return data.split(b"\0", 1)[0].decode("latin-1").strip()

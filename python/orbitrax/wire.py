@@ -1,0 +1,146 @@
+"""The structures that cross the link, as numpy record types, all made from one table.
+
+Every word is little-endian. Words that no one reads have no name and stay 0.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+
+# Structure: (bytes, ((field, type, offset), ...)); i4 a word, f4 a float, f8 a double, a count in
+# front of the type an array.
+STRUCTURES = {
+    "PacketHeader": (20, (
+        ("nLength", "i4", 0), ("nType", "i4", 4), ("nDestination", "i4", 8), ("nSource", "i4", 12),
+        ("hSenderWindow", "i4", 16),
+    )),
+    "RunOptions": (184, (
+        ("fCalculate", "i4", 0), ("nExtensions", "i4", 4), ("flConvergenceLimit", "f4", 8),
+        ("nIterationLimit", "i4", 12), ("nTotalCharge", "i4", 16), ("nMultiplicity", "i4", 20),
+        ("fPlot", "i4", 24), ("nPlotKind", "i4", 28), ("nPlotOrbitalMode", "i4", 32),
+        ("nPlotOrbitalOffset", "i4", 36), ("nGridCols", "i4", 40), ("nGridRows", "i4", 44),
+        ("nPlotPlanes", "i4", 48), ("flPlotGrid", "9f4", 52), ("nSpinTreatment", "i4", 88),
+        ("fNextLowestState", "i4", 92), ("fDiis", "i4", 96), ("fModelHessian", "i4", 108),
+        ("fPlotBetaSpin", "i4", 112), ("nLogLevel", "i4", 116), ("nCiKind", "i4", 120),
+        ("flOverlapSigma", "f4", 128), ("flOverlapPi", "f4", 132), ("nCiSelection", "i4", 140),
+        ("nCiOccupied", "i4", 144), ("nCiUnoccupied", "i4", 148),
+        ("flCiMaxExcitation", "f4", 152), ("fSendOrbitals", "i4", 156),
+        ("nLevelShiftStart", "i4", 160), ("fComputeHessian", "i4", 164), ("fTsSearch", "i4", 168),
+        ("fComputeForceMatrix", "i4", 172), ("nFollowMode", "i4", 180),
+    )),
+    "JobOptions": (152, (
+        ("nCalcKind", "i4", 0), ("fRestraints", "i4", 4), ("nOptimiser", "i4", 8),
+        ("nMdKind", "i4", 12), ("nMaxCycles", "i4", 16), ("flRmsGradient", "f4", 20),
+        ("fPeriodicBox", "i4", 32), ("fTempBath", "i4", 36), ("flBathRelaxTime", "f4", 40),
+        ("fRestartVelocities", "i4", 48), ("nRandomSeed", "i4", 52), ("flBoxX", "f4", 56),
+        ("flBoxY", "f4", 60), ("flBoxZ", "f4", 64), ("flStartTemp", "f4", 80),
+        ("flSimTemp", "f4", 84), ("flFinalTemp", "f4", 88), ("flHeatTime", "f4", 92),
+        ("flRunTime", "f4", 96), ("flCoolTime", "f4", 100), ("flTimeStep", "f4", 104),
+        ("flTempStep", "f4", 108), ("flFriction", "f4", 112), ("nReportPeriod", "i4", 144),
+        ("fShowWarnings", "i4", 148),
+    )),
+    "AtomRecord": (96, (
+        ("nAtomicNumber", "i4", 4), ("nState", "i4", 16), ("nCappingAtom", "i4", 20),
+        ("nBonds", "i4", 24), ("nBonded", "12i4", 28), ("flCharge", "f4", 76), ("flX", "f4", 80),
+        ("flY", "f4", 84), ("flZ", "f4", 88), ("flMass", "f4", 92),
+    )),
+    "RestraintRecord": (36, (
+        ("nKind", "i4", 0), ("nAtom", "4i4", 4), ("flForceConstant", "f4", 20),
+        ("flTarget", "f4", 24), ("flTargetY", "f4", 28), ("flTargetZ", "f4", 32),
+    )),
+    "SelectionBlock": (36, (
+        ("nFirstAtom", "i4", 0), ("nLastAtom", "i4", 4), ("nFirstOrbital", "i4", 8),
+        ("nOrbitalsOnNode", "i4", 12), ("nOrbitalEstimate", "i4", 16),
+        ("nAtomEstimate", "i4", 20), ("MethodId", "i4", 32),
+    )),
+    "ResultBlock": (172, (
+        ("flTotalEnergy", "f4", 0), ("flAcceptRatio", "f4", 44), ("flTetherEnergy", "f4", 48),
+        ("flStretchEnergy", "f4", 52), ("flBendEnergy", "f4", 56), ("flTorsionEnergy", "f4", 60),
+        ("flBindingEnergy", "f4", 64), ("flAtomicEnergy", "f4", 68),
+        ("flElectronicEnergy", "f4", 72), ("flCoreEnergy", "f4", 76),
+        ("flHeatOfFormation", "f4", 80), ("flSeedEcho", "f4", 88), ("flDipoleX", "f4", 104),
+        ("flDipoleY", "f4", 108), ("flDipoleZ", "f4", 112), ("flDipoleTotal", "f4", 116),
+        ("flRmsGradient", "f4", 120), ("flTemperature", "f4", 124),
+        ("flPotentialEnergy", "f4", 128), ("flKineticEnergy", "f4", 132), ("flTime", "f4", 144),
+        ("nCycles", "i4", 148), ("nEnergyPoints", "i4", 152), ("fConverged", "i4", 156),
+        ("fFinalResult", "i4", 160), ("nNegativeEigenvalues", "i4", 164),
+    )),
+    "MindoPairRecord": (32, (
+        ("dCode1", "f8", 0), ("dCode2", "f8", 8), ("dAlphaAB", "f8", 16), ("dBetaAB", "f8", 24),
+    )),
+}
+
+
+def _record(name: str) -> np.dtype:
+    size, fields = STRUCTURES[name]
+    formats = []
+    for _, kind, _ in fields:
+        count, base = kind[:-2], kind[-2:]
+        formats.append((f"<{base}", (int(count),)) if count else f"<{base}")
+    return np.dtype({
+        "names": [name for name, _, _ in fields],
+        "formats": formats,
+        "offsets": [offset for _, _, offset in fields],
+        "itemsize": size,
+    })
+
+
+DTYPES = {name: _record(name) for name in STRUCTURES}
+
+PACKET_HEADER = DTYPES["PacketHeader"]
+RUN_OPTIONS = DTYPES["RunOptions"]
+JOB_OPTIONS = DTYPES["JobOptions"]
+ATOM_RECORD = DTYPES["AtomRecord"]
+RESTRAINT_RECORD = DTYPES["RestraintRecord"]
+SELECTION_BLOCK = DTYPES["SelectionBlock"]
+RESULT_BLOCK = DTYPES["ResultBlock"]
+MINDO_PAIR = DTYPES["MindoPairRecord"]
+
+# Packet types.
+DATA = 10
+DEBUG_FLAG = 11
+CHARGES = 20
+PRECISE = 30
+LOG_LINE = 9994
+STATUS_LINE = 9995
+WARNING_LINE = 9996
+ERROR_LINE = 9997
+DEBUG_LINE = 9998
+REQUEST_NEXT = 9999
+
+PACKET_TYPES = frozenset(
+    (DATA, DEBUG_FLAG, CHARGES, PRECISE, LOG_LINE, STATUS_LINE, WARNING_LINE, ERROR_LINE,
+     DEBUG_LINE, REQUEST_NEXT))
+
+# Transaction codes of the frames.
+CONNECT = 0x1062
+REQUEST = 0x20B0
+POKE = 0x4090
+EXECUTE = 0x4050
+DISCONNECT = 0x80C2
+
+ACKNOWLEDGED = 0x8000  # answer to a poke or command that was taken
+
+HEADER_BYTES = 20
+MAX_PAYLOAD = 16384  # of a packet from the backend, and of one piece of a chunked intake
+MAX_BONDS = 12
+ATOMS_PER_CHUNK = 170
+PRECISE_RESULTS = 0x3158524F  # RunOptions.nExtensions that asks for packets of type PRECISE
+MAX_ATOMS = 1 << 24
+
+NODE_BACKEND, NODE_FRONTEND = 0, 1
+
+
+def packet(payload: bytes, kind: int = DATA) -> bytes:
+    """A whole packet from client to backend: header and payload."""
+    header = np.zeros((), PACKET_HEADER)
+    header["nLength"] = len(payload)
+    header["nType"] = kind
+    header["nDestination"] = NODE_BACKEND
+    header["nSource"] = NODE_FRONTEND
+    return header.tobytes() + payload
+
+
+def word(value: int) -> bytes:
+    """One 32-bit word."""
+    return int(value).to_bytes(4, "little", signed=True)

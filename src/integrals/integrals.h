@@ -1,0 +1,13 @@
+#pragma once
+
+/// The face of the integrals room: everything that is computed once per geometry.
+
+#include "integrals/ab_integrals.h"
+#include "integrals/atom_list.h"
+#include "integrals/classical_charges.h"
+#include "integrals/cndo_core.h"
+#include "integrals/coulomb_matrices.h"
+#include "integrals/diatomic_block.h"
+#include "integrals/overlap_matrix.h"
+#include "integrals/slater_coulomb.h"
+#include "integrals/zindo_core.h"

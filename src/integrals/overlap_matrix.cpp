@@ -1,0 +1,88 @@
+#include "integrals/overlap_matrix.h"
+
+#include <algorithm>
+
+#include "link/link.h"
+#include "numeric/row.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+ShellExponents ExponentsOf(int nRow) {
+    ShellExponents x;
+    switch (FamilyOf(system.MethodId)) {
+        case Family::kCndo: {
+            const CindoRow& row = parameters.pCindoParams[nRow];
+            x.dZetaS = row.dZetaS, x.dZetaP = row.dZetaP, x.dZetaD1 = row.dZetaD;
+            x.dCoefD2 = 0.0;
+            break;
+        }
+        case Family::kZindo: {
+            const ZindoRow& row = setup.pZindo[nRow];
+            x = {row.dZetaS, row.dZetaP, row.dZetaD1, row.dZetaD2, row.dCoefD1, row.dCoefD2};
+            break;
+        }
+        case Family::kNddo: {
+            const NddoRow& row = setup.pNddo[nRow];
+            x.dZetaS = row.dZetaS, x.dZetaP = row.dZetaP, x.dZetaD1 = row.dZetaD;
+            break;
+        }
+        case Family::kNone:
+            break;
+    }
+    return x;
+}
+
+/// Writes the overlap of A with an earlier atom B into rows of A and columns of B.
+void StoreBlock(const ListedAtom& a, const ListedAtom& b, const double* mBlock, double* mCore,
+                int nLeading) {
+    for (int i = 0; i < a.nOrbitals; ++i) {
+        double* pRow = Row(mCore, nLeading, a.nFirst + i) + b.nFirst;
+        for (int j = 0; j < b.nOrbitals; ++j) pRow[j] = mBlock[kAtomOrbitals * j + i];
+    }
+}
+
+void ClearToUnit(double* m, int nLeading, int nOrder) {
+    for (int i = 0; i < nOrder; ++i) {
+        double* pRow = Row(m, nLeading, i);
+        std::fill_n(pRow, nOrder, 0.0);
+        pRow[i] = 1.0;
+    }
+}
+
+}  // namespace
+
+AtomShells ShellsOf(const ListedAtom& atom) {
+    if (atom.IsDummy()) return {};
+    return MakeAtomShells(system.MethodId, atom.nElement, atom.nOrbitals, ExponentsOf(atom.Row()));
+}
+
+OverlapWeights WeightsOfJob() {
+    if (FamilyOf(system.MethodId) != Family::kZindo) return {};
+    return {options.flOverlapSigma, options.flOverlapPi};
+}
+
+void BuildOverlapMatrix(double* mCore, int nLeading, int nOrbitals) {
+    ClearToUnit(mCore, nLeading, nOrbitals);
+    const double dBohr = UsesAtomicUnits(system.MethodId) ? 1.0 : kBohrPerAngstrom;
+    const OverlapWeights weights = WeightsOfJob();
+    Array<AtomShells> vShells;
+    vShells.Take(static_cast<std::size_t>(system.nSelected), kWork);
+    for (int iA = 0; iA < system.nSelected; ++iA) {
+        const ListedAtom a = AtomAt(iA);
+        vShells[iA] = ShellsOf(a);
+        for (int iB = 0; iB < iA; ++iB) {
+            const ListedAtom b = AtomAt(iB);
+            if (vShells[iA].nShells == 0 || vShells[iB].nShells == 0) continue;
+            double pVector[3], mBlock[kAtomOrbitals * kAtomOrbitals];
+            for (int c = 0; c < 3; ++c) pVector[c] = b.pXyz[c] * dBohr - a.pXyz[c] * dBohr;
+            ComputeDiatomicOverlap(vShells[iA], vShells[iB], pVector, weights, mBlock);
+            StoreBlock(a, b, mBlock, mCore, nLeading);
+        }
+        Yield(static_cast<std::size_t>(nOrbitals));
+    }
+    CopyLowerToUpper(mCore, nLeading, nOrbitals);
+}
+
+}  // namespace qsolve

@@ -1,0 +1,135 @@
+"""Arrows point down: which room may include which."""
+
+from __future__ import annotations
+
+import re
+from pathlib import Path
+
+from tree import ROOT, files, nothing_of
+
+# From the top floor down. Rooms of one floor do not include each other's functions.
+FLOORS = (
+    ("session",),
+    ("platform",),
+    ("search", "dynamics", "vibrations"),
+    ("scf",),
+    ("ci", "gradient", "symmetry", "properties", "report"),
+    ("integrals",),
+    ("setup",),
+    ("link",),
+    ("numeric",),
+)
+HEIGHT = {room: -i for i, floor in enumerate(FLOORS) for room in floor}
+
+# Plain rows without functions, to be read from anywhere above numeric.
+PLAIN_ROWS = {"setup/parameters.h"}
+# What a state.h may include besides other plain rows: types, not functions.
+PLAIN_TYPES = {"link/memory.h", "link/packets.h"}
+
+STANDARD = set(
+    """algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv
+    chrono cinttypes climits clocale cmath codecvt compare complex concepts condition_variable
+    coroutine csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib cstring ctime cuchar cwchar
+    cwctype deque exception execution filesystem format forward_list fstream functional future
+    initializer_list iomanip ios iosfwd iostream istream iterator latch limits list locale map
+    memory memory_resource mutex new numbers numeric optional ostream queue random ranges ratio
+    regex scoped_allocator semaphore set shared_mutex source_location span sstream stack stdexcept
+    stop_token streambuf string string_view strstream syncstream system_error thread tuple
+    type_traits typeindex typeinfo unordered_map unordered_set utility valarray variant vector
+    version""".split()
+)
+
+_INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.M)
+
+
+def is_plain(header: str) -> bool:
+    """Whether a header holds types alone."""
+    return header.endswith("/state.h") or header in PLAIN_ROWS
+
+
+def complaint(file: str, ours: str | None, system: str | None) -> str | None:
+    """What is wrong with one include of a file, both by path from src/; None if nothing is."""
+    room = file.split("/")[0]
+    if system is not None:
+        if room != "platform" and system not in STANDARD:
+            return f"<{system}> belongs in platform/ alone"
+        return None
+    assert ours is not None
+    target = ours.split("/")[0]
+    if "/" not in ours or target not in HEIGHT:
+        return f'"{ours}" is not a path from src/'
+    if room not in HEIGHT:
+        return f"the room {room} has no floor"
+    if room == "numeric" and target != "numeric":
+        return f'numeric/ includes nothing of ours, but here "{ours}"'
+    if file.endswith("/state.h") and not is_plain(ours) and ours not in PLAIN_TYPES:
+        return f'a state.h includes nothing but types, but here "{ours}"'
+    if target == room or is_plain(ours) or HEIGHT[target] < HEIGHT[room]:
+        return None
+    return f'an arrow that does not point down: "{ours}"'
+
+
+def wrong_includes(root: Path) -> list[str]:
+    """Every include under src/ that goes where it may not."""
+    found = []
+    for path in files(root, ".cpp", ".h", ".def", below=("src/",)):
+        name = path.relative_to(root / "src").as_posix()
+        text = path.read_text(encoding="utf-8")
+        for match in _INCLUDE.finditer(text):
+            said = complaint(name, match.group(1), match.group(2))
+            if said:
+                line = text.count("\n", 0, match.start()) + 1
+                found.append(f"src/{name}:{line}: {said}")
+    return found
+
+
+def test_arrows_point_down_and_system_headers_stay_in_platform():
+    nothing_of(wrong_includes(ROOT))
+    assert files(ROOT, ".h", below=("src/",)), "there are headers to look at"
+
+
+def test_an_arrow_that_points_up_is_caught(plant):
+    root = plant({"src/link/intake.cpp": '#include <cmath>\n#include "scf/scf.h"\n'})
+    assert wrong_includes(root) == [
+        'src/link/intake.cpp:2: an arrow that does not point down: "scf/scf.h"'
+    ]
+
+
+def test_rooms_of_one_floor_do_not_include_each_others_functions(plant):
+    root = plant({"src/search/a.cpp": '#include "dynamics/dynamics.h"\n#include "scf/scf.h"\n'})
+    assert len(wrong_includes(root)) == 1
+    root = plant({"src/search/a.cpp": '#include "vibrations/state.h"\n'})
+    assert wrong_includes(root) == []
+
+
+def test_state_may_be_read_from_below_but_not_by_numeric(plant):
+    includes = '#include "scf/state.h"\n#include "setup/parameters.h"\n'
+    root = plant({"src/link/results.cpp": includes})
+    assert wrong_includes(root) == []
+    root = plant({"src/numeric/trace.cpp": '#include "scf/state.h"\n'})
+    assert len(wrong_includes(root)) == 1
+
+
+def test_a_state_header_that_includes_functions_is_caught(plant):
+    root = plant({"src/scf/state.h": '#include "link/memory.h"\n#include "link/link.h"\n'})
+    assert len(wrong_includes(root)) == 1
+
+
+def test_a_system_header_outside_platform_is_caught(plant):
+    root = plant(
+        {
+            "src/session/main.cpp": "#include <unistd.h>\n",
+            "src/link/send.cpp": "#  include <sys/socket.h>\n#include <windows.h>\n",
+            "src/platform/posix_socket.cpp": "#include <poll.h>\n",
+        }
+    )
+    assert [said.split(":")[0] for said in wrong_includes(root)] == [
+        "src/link/send.cpp",
+        "src/link/send.cpp",
+        "src/session/main.cpp",
+    ]
+
+
+def test_an_include_that_is_no_path_from_src_is_caught(plant):
+    root = plant({"src/scf/scf.cpp": '#include "density.h"\n#include "../ci/ci.h"\n'})
+    assert len(wrong_includes(root)) == 2

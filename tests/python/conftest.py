@@ -1,0 +1,67 @@
+"""What the Python tests share: the package from the checkout, molecules, and the scripted peer."""
+
+import json
+import os
+import stat
+import sys
+from pathlib import Path
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "python"))
+sys.path.insert(0, str(ROOT / "tests" / "python"))
+
+
+@pytest.fixture
+def examples():
+    return ROOT / "examples"
+
+
+@pytest.fixture
+def water(examples):
+    from orbitrax import read_molecule
+
+    return read_molecule(str(examples / "water.xyz"))
+
+
+@pytest.fixture
+def make_peer(tmp_path):
+    """Makes a program that talks as a backend does; see peer.py for what it can be told."""
+    count = 0
+
+    def make(**scenario):
+        nonlocal count
+        count += 1
+        script = tmp_path / f"peer{count}"
+        scenario.setdefault("record", str(tmp_path / f"peer{count}.record"))
+        script.write_text(
+            f"#!/usr/bin/python3\nimport json, sys\nsys.path.insert(0, {str(ROOT)!r} + "
+            f"'/tests/python')\nimport peer\npeer.main(json.loads({json.dumps(scenario)!r}))\n")
+        script.chmod(script.stat().st_mode | stat.S_IXUSR)
+        return script
+
+    return make
+
+
+def children() -> set[int]:
+    """Process ids of all children of this process, zombies among them."""
+    found = set()
+    for task in os.listdir("/proc/self/task"):
+        try:
+            children = Path(f"/proc/self/task/{task}/children").read_text().split()
+            found |= {int(pid) for pid in children}
+        except OSError:
+            pass
+    return found
+
+
+@pytest.fixture
+def no_children_left():
+    """Fails a test that leaves a process, dead or alive."""
+    before = children()
+    yield
+    import gc
+
+    gc.collect()
+    assert children() <= before

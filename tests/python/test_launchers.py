@@ -1,0 +1,209 @@
+"""./setup, ./orbitrax and ./test, run in a copy of the tree's top with stand-ins for the programs
+that they call."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import subprocess
+import time
+from pathlib import Path
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[2]
+
+# Stand-ins by name. Each writes its call to $CALLS; dpkg-query says that all but $MISSING is there.
+STAND_INS = {
+    "dpkg-query": """for word in "$@"; do case $word in
+        -* | *db:*) ;;
+        *) case " $MISSING " in *" $word "*) ;; *) echo "installed $word" ;; esac ;;
+    esac; done""",
+    "apt-get": 'echo "apt-get $*" >>"$CALLS"; [ -z "$OFFLINE" ]',
+    "sudo": 'echo "sudo $*" >>"$CALLS"; exec "$@"',
+    "id": 'echo "${WHO:-0}"',
+    "cmake": 'echo "cmake $*" >>"$CALLS"; mkdir -p build/release; touch build/release/build.ninja; '
+    'echo "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" >build/release/CMakeCache.txt; [ -z "$NO_CMAKE" ]',
+    "ninja": 'echo "ninja $*" >>"$CALLS"; [ -z "$NO_BUILD" ] && touch build/release/qsolve',
+}
+
+
+class Checkout:
+    """A copy of the launchers in a folder whose name has a blank, and what they called."""
+
+    def __init__(self, folder: Path):
+        self.top = folder / "a check out"
+        self.calls_file = folder / "calls"
+        self.programs = folder / "programs"
+        (self.top / "python" / "orbitrax").mkdir(parents=True)
+        (self.top / "src").mkdir()
+        (self.top / "CMakeLists.txt").touch()
+        (self.top / "src" / "a.cpp").touch()
+        self.programs.mkdir()
+        for name in ("setup", "orbitrax", "test"):
+            shutil.copy(ROOT / name, self.top / name)
+        for name, body in STAND_INS.items():
+            (self.programs / name).write_text(f"#!/bin/sh\n{body}\n")
+            (self.programs / name).chmod(0o755)
+        main = "import sys\nprint('ran', sys.argv[1:])\nimport numbers\n"
+        (self.top / "python" / "orbitrax" / "__main__.py").write_text(main)
+        (self.top / "python" / "orbitrax" / "__init__.py").touch()
+
+    def run(self, *command: str, cwd: Path | None = None, **environment: str):
+        self.calls_file.write_text("")
+        return subprocess.run(
+            [str(self.top / command[0]), *command[1:]],
+            cwd=cwd or self.top.parent,
+            env={
+                "PATH": f"{self.programs}:/usr/bin:/bin",
+                "CALLS": str(self.calls_file),
+                **environment,
+            },
+            capture_output=True,
+            text=True,
+            timeout=60,
+        )
+
+    def calls(self) -> list[str]:
+        return self.calls_file.read_text().splitlines()
+
+
+@pytest.fixture
+def checkout(tmp_path: Path) -> Checkout:
+    return Checkout(tmp_path)
+
+
+def test_setup_installs_only_what_is_missing_and_builds(checkout: Checkout):
+    run = checkout.run("setup", MISSING="python3-ase libgtest-dev")
+    assert run.returncode == 0, run.stderr
+    update, install, configure, build = checkout.calls()
+    assert update.endswith("update")
+    assert install.endswith("install python3-ase libgtest-dev")
+    assert configure.startswith("cmake") and "release" in configure
+    assert build.startswith("ninja")
+
+
+def test_setup_a_second_time_only_asks_whether_the_build_is_current(checkout: Checkout):
+    checkout.run("setup")
+    run = checkout.run("setup")
+    assert run.returncode == 0
+    assert [call.split()[0] for call in checkout.calls()] == ["ninja"]
+
+
+def test_setup_configures_a_checkout_that_has_moved_afresh(checkout: Checkout):
+    checkout.run("setup")
+    moved = checkout.top.parent / "moved"
+    checkout.top.rename(moved)
+    checkout.top = moved
+    checkout.run("setup")
+    assert [call.split()[0] for call in checkout.calls()] == ["cmake", "ninja"]
+
+
+def test_setup_uses_sudo_where_it_is_not_root(checkout: Checkout):
+    run = checkout.run("setup", MISSING="cmake", WHO="1000")
+    assert run.returncode == 0
+    assert checkout.calls()[0].startswith("sudo")
+
+
+def test_setup_without_root_or_sudo_says_the_command(checkout: Checkout):
+    (checkout.programs / "sudo").unlink()
+    bare = checkout.programs.parent / "bare"
+    bare.mkdir()
+    for tool in ("bash", "env", "awk", "dirname", "readlink", "mkdir", "flock", "cat"):
+        (bare / tool).symlink_to(shutil.which(tool) or "")
+    path = f"{checkout.programs}:{bare}"
+    run = checkout.run("setup", MISSING="cmake", WHO="1000", PATH=path)
+    assert run.returncode == 1
+    assert "apt-get install --yes --no-install-recommends cmake" in run.stderr
+    assert checkout.calls() == []
+
+
+def test_setup_offline_says_what_failed_and_what_to_do(checkout: Checkout):
+    run = checkout.run("setup", MISSING="cmake", OFFLINE="yes")
+    assert run.returncode == 1
+    assert "could not install: cmake" in run.stderr
+    assert "./setup again" in run.stderr
+    assert not any(call.startswith("ninja") for call in checkout.calls())
+
+
+def test_setup_ends_with_status_1_when_the_build_fails(checkout: Checkout):
+    assert checkout.run("setup", NO_BUILD="yes").returncode == 1
+    assert checkout.run("setup", NO_BUILD="").returncode == 0
+
+
+def test_setup_dry_run_does_nothing(checkout: Checkout):
+    run = checkout.run("setup", "--dry-run", MISSING="cmake")
+    assert run.returncode == 0 and "would install: cmake" in run.stdout
+    assert checkout.calls() == [] and not (checkout.top / "build").exists()
+
+
+@pytest.mark.parametrize("launcher", ["setup", "test"])
+def test_an_unknown_option_is_refused_and_help_is_given(checkout: Checkout, launcher: str):
+    run = checkout.run(launcher, "--no-such-thing")
+    assert run.returncode == 2 and "--no-such-thing" in run.stderr
+    run = checkout.run(launcher, "--help")
+    assert run.returncode == 0 and run.stdout.startswith(f"Usage: ./{launcher}")
+    assert checkout.calls() == []
+
+
+def test_the_command_line_sets_up_once_and_keeps_standard_output_clean(checkout: Checkout):
+    run = checkout.run("orbitrax", "energy", "a b.xyz")
+    assert run.returncode == 0, run.stderr
+    assert run.stdout == "ran ['energy', 'a b.xyz']\n"
+    assert "not built yet; running ./setup" in run.stderr
+    run = checkout.run("orbitrax", "methods")
+    assert run.stdout == "ran ['methods']\n" and run.stderr == ""
+    assert checkout.calls() == []
+
+
+def test_the_command_line_builds_anew_when_a_source_is_newer(checkout: Checkout):
+    checkout.run("orbitrax")
+    later = time.time() + 5
+    os.utime(checkout.top / "src" / "a.cpp", (later, later))
+    run = checkout.run("orbitrax")
+    assert "older than its sources" in run.stderr
+    assert any(call.startswith("ninja") for call in checkout.calls())
+
+
+def test_the_command_line_ends_when_the_set_up_fails(checkout: Checkout):
+    run = checkout.run("orbitrax", "methods", NO_BUILD="yes")
+    assert run.returncode == 1 and run.stdout == ""
+
+
+def test_the_command_line_runs_through_a_link_and_from_its_own_folder(checkout: Checkout):
+    checkout.run("setup")
+    link = checkout.top.parent / "short"
+    link.symlink_to(checkout.top / "orbitrax")
+    for command in ([str(link)], ["sh", "orbitrax"], ["./orbitrax"]):
+        run = subprocess.run(command, cwd=checkout.top, capture_output=True, text=True, timeout=60)
+        assert run.stdout == "ran []\n", run.stderr
+
+
+def test_a_file_of_the_current_folder_is_not_taken_for_a_module(checkout: Checkout):
+    checkout.run("setup")
+    folder = checkout.top.parent / "elsewhere"
+    folder.mkdir()
+    (folder / "numbers.py").write_text("print('taken')\n")
+    assert checkout.run("orbitrax", cwd=folder).stdout == "ran []\n"
+
+
+def test_the_command_line_adds_less_than_twenty_milliseconds(checkout: Checkout):
+    checkout.run("setup")
+    (checkout.top / "python" / "orbitrax" / "__main__.py").write_text("")
+
+    def best(command: list[str]) -> float:
+        times = []
+        for _ in range(15):
+            start = time.perf_counter()
+            subprocess.run(command, check=True, env={"PATH": "/usr/bin:/bin"}, cwd=checkout.top)
+            times.append(time.perf_counter() - start)
+        return min(times)
+
+    # The client's own import search is part of the second figure and not of the first.
+    assert best(["./orbitrax"]) - best(["/usr/bin/python3", "-c", ""]) < 0.020
+
+
+def test_a_failed_set_up_is_a_failed_test_run_with_its_summary_last(checkout: Checkout):
+    run = checkout.run("test", NO_BUILD="yes")
+    assert run.returncode == 1
+    assert run.stdout.splitlines()[-1] == "0 passed, 1 failed, 0 skipped"
