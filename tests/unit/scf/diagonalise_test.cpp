@@ -68,10 +68,11 @@ TestMatrix Wilkinson(int n) {
     return a;
 }
 
-TestMatrix Graded(int n) {
+/// Element i, j of the order of 10^(-p (i + j)).
+TestMatrix Graded(int n, double p) {
     TestMatrix a = RandomSymmetric(n, 9);
     for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j) a(i, j) *= std::pow(10.0, -6.0 * (i + j) / n);
+        for (int j = 0; j < n; ++j) a(i, j) *= std::pow(10.0, -p * (i + j));
     return a;
 }
 
@@ -91,12 +92,14 @@ const MatrixKind kKinds[] = {
     {"RandomLarge",   [](int n) { return Scaled(RandomSymmetric(n, 2), 1e6); }},
     {"RandomSmall",   [](int n) { return Scaled(RandomSymmetric(n, 3), 1e-6); }},
     {"Degenerate",    [](int n) { return FromRule(n, [](int i) { return i / 4; }); }},
+    {"CloseForNorm",  [](int n) { return FromRule(n, [](int i) { return i == 0 ? 1e7 : 0.06 * i; }); }},
     {"AlmostUnit",    [](int n) { return FromRule(n, [](int) { return 1.0; }); }},
     {"Clusters6",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-6 * i; }); }},
     {"Clusters9",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-9 * i; }); }},
     {"Clusters12",    [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-12 * i; }); }},
     {"GradedValues",  [](int n) { return FromRule(n, [n](int i) { return std::pow(10, -12.0 * i / n); }); }},
-    {"GradedMatrix",  Graded},
+    {"Graded",        [](int n) { return Graded(n, 0.05); }},
+    {"Steep",         [](int n) { return Graded(n, 0.4); }},
     {"Diagonal",      [](int n) { return Diagonal(n, [](int i) { return std::sin(9.0 * i); }); }},
     {"DiagonalEqual", [](int n) { return Diagonal(n, [](int i) { return i % 5; }); }},
     {"Unit",          [](int n) { return Diagonal(n, [](int) { return 1.0; }); }},
