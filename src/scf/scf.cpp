@@ -21,6 +21,7 @@
 #include "scf/pseudo_diagonalise.h"
 #include "scf/state.h"
 #include "setup/state.h"
+#include "symmetry/state.h"
 
 namespace qsolve {
 namespace {
@@ -348,7 +349,7 @@ void CheckResults(const Run& run) {
 void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     CheckResults(run);
     scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
-    if (setup.fFinalReport) LabelLevels();
+    if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
