@@ -28,16 +28,6 @@ namespace qsolve {
 /// M. J. S. Dewar, W. Thiel, Theor. Chim. Acta 46, 89 (1977).
 void ComputeLocalIntegrals(const NddoAtom& a, const NddoAtom& b, double dDistance, double* vRi);
 
-/// Block, core attractions and core-core energy of a pair without d orbitals, in molecular axes.
-/// pBlock is a.nProducts x b.nProducts. In MINDO/3 the block is the one value
-///
-///     gamma = 14.399651703941002 / sqrt(R^2 + t^2),   t = 7.199825851970501 (1/G_A + 1/G_B)
-///
-/// and attracts on the diagonal alone. The atoms are not in one place.
-/// R. C. Bingham, M. J. S. Dewar, D. H. Lo, J. Am. Chem. Soc. 97, 1285 (1975).
-void ComputePairSp(const NddoAtom& a, const NddoAtom& b, const PairGeometry& geometry,
-                   double* pBlock, PairTerms& terms);
-
 /// Coefficients of p orbitals over sigma, pi and pi': p_i = e_i sigma + y_i pi + z_i pi'.
 struct LocalFrame {
     double e[3], y[3], z[3];
@@ -45,5 +35,16 @@ struct LocalFrame {
 
 /// The local frame of a unit vector. Within 1e-8 of the z axis the axis itself is taken.
 LocalFrame FrameOf(const double* vDirection);
+
+/// The integrals of an atom with p with the monopole of another atom, in molecular axes: ten. vRi
+/// holds (ss|, (s sigma|, (sigma sigma| and (pi pi| with |ss).
+void RotateWithMonopole(const LocalFrame& frame, const double* vRi, double* pBlock);
+
+/// Block, core attractions and core-core energy of a pair without d orbitals, in molecular axes.
+/// pBlock is a.nProducts x b.nProducts. In MINDO/3 the block is
+/// the one value of MindoCoulomb, and attracts on the diagonal alone. The atoms are not in one
+/// place.
+void ComputePairSp(const NddoAtom& a, const NddoAtom& b, const PairGeometry& geometry,
+                   double* pBlock, PairTerms& terms);
 
 }  // namespace qsolve

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "integrals/atom_list.h"
 #include "setup/parameters.h"
 
@@ -31,6 +33,12 @@ constexpr int ProductNumber(int i, int j) {
 /// Entry of pPairIndex for a pair that has no block: an atom with itself, with a dummy, or with
 /// one in the same place.
 constexpr int kNoBlock = -1;
+
+/// Entry (iA, iB) of the table of nAtoms x nAtoms offsets.
+inline int BlockOf(const int* pPairIndex, int nAtoms, int iA, int iB) {
+    return pPairIndex[static_cast<std::size_t>(iA) * static_cast<std::size_t>(nAtoms) +
+                      static_cast<std::size_t>(iB)];
+}
 
 /// Square of the distance below which two atoms are in one place, Angstrom^2.
 constexpr double kOnePlaceSquare = 1e-6;
@@ -72,9 +80,19 @@ struct PairGeometry {
 /// The geometry of a pair. Two atoms in one place are for the caller to skip.
 PairGeometry GeometryOf(const NddoAtom& a, const NddoAtom& b);
 
+/// An atom of an element without a place and orbitals, as classical atoms are; nElement as in
+/// ListedAtom, not a dummy. An additive term that the table lacks is infinite: what has it repels
+/// nothing.
+NddoAtom NddoAtomOf(int nElement);
+
 /// The atom at a position of the selection list; its tables are read from setup.pNddo by
 /// system.MethodId.
 NddoAtom NddoAtomAt(int nPosition);
+
+/// Adds vProducts, the lower triangle over the first nOrbitals orbitals of an atom, to its block on
+/// the diagonal of m and to the mirror image.
+void AddProducts(const NddoAtom& atom, int nOrbitals, const double* vProducts, double* m,
+                 int nLeading);
 
 /// pTransposed, nColumns x nRows, becomes the transpose of pBlock, nRows x nColumns.
 void TransposeBlock(const double* pBlock, int nRows, int nColumns, double* pTransposed);
