@@ -90,8 +90,7 @@ constexpr void FillValues(const Constants& x, int nOrbitalsOnAtom, double* W) {
     FillDCoulomb(x, W);
 }
 
-// ---- angular means, exact, from polynomials
-// ------------------------------------------------------
+// ---- angular means, exact, from polynomials ----------------------------------------------------
 
 constexpr int kOrbitals = 9;
 constexpr int kPairs = kOrbitals * (kOrbitals + 1) / 2;
@@ -201,8 +200,7 @@ constexpr double AngularFactor(const Moments& ij, const Moments& kl, int nRank) 
     return d;
 }
 
-// ---- the sparse table
-// ----------------------------------------------------------------------------
+// ---- the sparse table --------------------------------------------------------------------------
 
 /// The constant that stands for R^n of an integral over shells (l_i l_j|l_k l_l); kConstants where
 /// there is none.

@@ -5,9 +5,6 @@
 
 namespace qsolve {
 
-/// Bohr per Angstrom for the methods that hold atoms in Angstrom, as their integrals use it.
-constexpr double kBohrPerAngstrom = 1.889725985;
-
 /// The shells of an atom with the exponents of the job's method. Reads system.MethodId and the
 /// method's parameter table. A dummy has no shells.
 AtomShells ShellsOf(const ListedAtom& atom);

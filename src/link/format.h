@@ -7,11 +7,12 @@ namespace qsolve {
 
 /// One argument of a numbered text.
 struct Argument {
-    enum Kind { kInteger, kDouble, kText } kind;
+    enum Kind { kInteger, kDouble, kText } kind = kInteger;
     long long nValue = 0;
     double dValue = 0.0;
     const char* sValue = nullptr;
 
+    Argument() = default;
     Argument(std::integral auto n) : kind(kInteger), nValue(static_cast<long long>(n)) {}
     Argument(std::floating_point auto d) : kind(kDouble), dValue(static_cast<double>(d)) {}
     Argument(const char* s) : kind(kText), sValue(s) {}

@@ -104,7 +104,7 @@ void ForgetMolecule() noexcept {
     system.pAtoms.Reset();
     system.nSelectedAtoms.Reset();
     system.nAtomToSelected.Reset();
-    gradient.pGradient.Reset();
+    gradient = GradientState{};
     for (int k = 0; k < 4; ++k) {
         system.nRestraints[k] = 0;
         system.pRestraints[k].Reset();

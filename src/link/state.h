@@ -79,7 +79,7 @@ struct OrbitalResults {
     Array<float> vPopulation;       ///< atomic orbital populations, by position
     Array<char[4]> sSymmetryLabel;  ///< "  ?" until labels are known; length nOrbitalValues
     Array<int> vSymmetryIndex;      ///< running number within the species
-    char sPointGroup[4] = {};
+    char sPointGroup[4] = {' ', ' ', '?', '\0'};  ///< until it is known
 };
 
 struct ResultState {

@@ -124,6 +124,13 @@ std::size_t FrameBound() {
     return std::min(nBound, kFrameCeiling);
 }
 
+void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes) {
+    const auto pStart = stream.In.begin();
+    stream.In.erase(pStart, pStart + static_cast<std::ptrdiff_t>(stream.nInUsed));
+    stream.nInUsed = 0;
+    stream.In.insert(stream.In.end(), pBytes, pBytes + nBytes);
+}
+
 bool IsBlocked(const FrameStream& stream) {
     Frame frame;
     return stream.fRequestHeld && PeekHead(stream, frame) && frame.nCode == kTransactionRequest;

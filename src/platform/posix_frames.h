@@ -34,6 +34,10 @@ enum class FrameResult {
 /// Most bytes that a frame may announce now: a header, an item name and what the session asks for.
 std::size_t FrameBound();
 
+/// Appends nBytes that came to stream.In, in the place of those that have been consumed, so that a
+/// client that never pauses takes no more room than a frame and one read.
+void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes);
+
 /// Handles at most one frame of stream.In by feeding the conversation; the answer is appended to
 /// stream.Out. While a request is held, further requests stay where they are.
 FrameResult HandleFrame(FrameStream& stream);

@@ -101,7 +101,7 @@ bool ReadSome() {
     unsigned char buffer[65536];
     const ssize_t n = recv(transport.nClient, buffer, sizeof buffer, MSG_DONTWAIT);
     if (n > 0) {
-        transport.Stream.In.insert(transport.Stream.In.end(), buffer, buffer + n);
+        TakeIn(transport.Stream, buffer, static_cast<std::size_t>(n));
         return true;
     }
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return false;
@@ -169,13 +169,15 @@ bool PollSockets(int nMilliseconds) {
     const int n = ppoll(sockets, 2, nMilliseconds < 0 ? nullptr : &limit, &transport.waitMask);
     if (fSignalled) link.fQuit = true;
     if (n <= 0) return link.fQuit;
-    if (sockets[1].revents) AcceptOrRefuse();
     if (sockets[0].revents & POLLOUT)
         FlushOrClose();
     else if (sockets[0].revents & POLLIN)
         ReadSome();
     else if (sockets[0].revents)
         CloseClient();
+    // Nobody is refused for the sake of a client that has hung up and is only being read out.
+    const bool fLeaving = (sockets[0].revents & POLLHUP) && transport.nClient >= 0;
+    if (sockets[1].revents && !fLeaving) AcceptOrRefuse();
     return true;
 }
 

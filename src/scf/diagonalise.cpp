@@ -67,10 +67,9 @@ void FillStart(Vectors& v, int nLanes) {
 
 /// The eigenvalues k .. k + nLanes - 1 as shifts, apart by at least the separation.
 void FillShifts(Vectors& v, int k, int nLanes, double* vShifts) {
-    const double dApart = kSeparation * v.dNorm;
     for (int t = 0; t < kLanes; ++t) {
         if (t < nLanes) {
-            const double x = v.vValues[k + t];
+            const double x = v.vValues[k + t], dApart = kSeparation * std::abs(x);
             v.dShift = k + t > 0 && x < v.dShift + dApart ? v.dShift + dApart : x;
         }
         vShifts[t] = v.dShift;
@@ -141,7 +140,7 @@ void Orthogonalise(Vectors& v, int k, int t) {
     for (int nPass = 0; j < k; ++nPass) {
         TakeOut(v, j, k, x);
         const double dLeft = std::sqrt(Dot(v.n, x, x));
-        if (dLeft == 0.0) x[(k + nPass) % v.n] = 1.0;
+        if (dLeft == 0.0) x[(k + nPass) % v.n] = 1.0;  // any start will do
         Normalise(v.n, x);
         if (!(dLeft < 0.5)) break;
         TakeOut(v, j, k, x);  // twice is enough

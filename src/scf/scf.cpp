@@ -7,6 +7,8 @@
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/link.h"
+#include "properties/properties.h"
+#include "report/report.h"
 #include "scf/damping.h"
 #include "scf/density.h"
 #include "scf/diagonalise.h"
@@ -21,6 +23,7 @@
 #include "scf/pseudo_diagonalise.h"
 #include "scf/state.h"
 #include "setup/state.h"
+#include "symmetry/state.h"
 
 namespace qsolve {
 namespace {
@@ -38,11 +41,11 @@ struct ScfFamily {
 };
 
 // clang-format off
-constexpr ScfFamily kScfFamily[] = {  // by Family, without kNone
-    // kcal/mol    limits  open-level shift       damp   seed   perturb keep   exit
-    {627.5220032,  100.0,  -0.009187327250685705, true,  true,  true,   false, false},  // Cndo, hartree
-    {627.5220032,   10.0,  -0.009187327250685705, false, true,  true,   true,  false},  // Zindo, hartree
-    {23.061,       100.0,  -0.25,                 false, false, false,  true,  true},   // Nddo, eV
+constexpr ScfFamily kScfFamily[] = {  // Cndo, hartree; Zindo, hartree; Nddo, eV
+    // kcal/mol       limits open-level shift       damp   seed   spins  keep   exit
+    {kKcalPerHartree, 100.0, -0.009187327250685705, true,  true,  true,  false, false},
+    {kKcalPerHartree,  10.0, -0.009187327250685705, false, true,  true,  true,  false},
+    {kKcalPerEv,      100.0, -0.25,                 false, false, false, true,  true},
 };
 // clang-format on
 
@@ -51,10 +54,14 @@ constexpr double kShiftIsOff = 1e-3;  ///< eV
 constexpr double kNearDensity = 0.1;  ///< density changes, electrons
 constexpr double kSettledDensity = 0.033333;
 constexpr double kTightDensity = 0.001;
-constexpr int kLastCycles = 5;  ///< so many before the limit are fully diagonalised
-constexpr double kUnknownEnergy = 99.0;
+constexpr int kLastCycles = 5;           ///< so many before the limit are fully diagonalised
+constexpr double kUnknownEnergy = 99.0;  ///< stands for that before the first cycle
 
 enum class Spin { kAlpha, kBeta };
+
+// What the report calls the stages of a cycle.
+constexpr int kStageCore = 0, kStageFockA = 1, kStageFockB = 2, kStageLevelsA = 3,
+              kStageLevelsB = 4;
 
 /// One spin's arrays, and what its cycles carry on.
 struct SpinRun {
@@ -82,8 +89,7 @@ struct Run {
     ScfCycle Cycle = {};
 };
 
-// ---- before the cycles
-// ---------------------------------------------------------------------------
+// ---- before the cycles -------------------------------------------------------------------------
 
 [[noreturn]] void Decline(const char* sWhat) {
     Fatal(kMsgNotAvailable, sWhat, job.nCalcKind);
@@ -168,8 +174,26 @@ void InitCycles(Run& run) {
     run.Cycle.fShiftSettled = std::abs(run.Shift.dShiftA) < kShiftIsOff;
 }
 
-// ---- one cycle
-// -----------------------------------------------------------------------------------
+// ---- stages of the report ----------------------------------------------------------------------
+
+void ReportCore(const Run& run) {
+    if (run.fVerbose)
+        ReportScfStage(scf.mCore.Data(), nullptr, nullptr, nullptr, nullptr, kStageCore, false);
+}
+
+void ReportFock(const Run& run, const SpinRun& s) {
+    if (!run.fVerbose) return;
+    const int nStage = s.spin == Spin::kAlpha ? kStageFockA : kStageFockB;
+    ReportScfStage(nullptr, s.mFock.Data(), nullptr, nullptr, nullptr, nStage, false);
+}
+
+void ReportLevels(const Run& run, const SpinRun& s, const double* mDensity, bool fFinal) {
+    if (!run.fVerbose) return;
+    const int nStage = s.spin == Spin::kAlpha ? kStageLevelsA : kStageLevelsB;
+    ReportScfStage(nullptr, nullptr, s.vEnergy.Data(), mDensity, s.mVectors.Data(), nStage, fFinal);
+}
+
+// ---- one cycle ---------------------------------------------------------------------------------
 
 bool IsShifted(const Run& run) {
     return std::abs(run.Shift.dShiftA) > kNoShift && run.Shift.fLevelShift;
@@ -254,6 +278,7 @@ void UpdateDensity(const Run& run, SpinRun& s) {
     s.dEnergy = ComputeElectronicEnergy(n, scf.mCore.Data(), s.mFock.Data(), s.mDensity.Data());
     SolveOrbitals(run, s);
     BuildDensity(s.Counts, s.vEnergy.Data(), s.vLevel.Data(), s.mVectors.Data(), s.mDensity.Data());
+    ReportLevels(run, s, s.mDensity.Data(), false);
     // An undamped cycle leaves dDelta as it was.
     if ((cycle.fNearConverged && options.fDiis) || cycle.fFullDiag) return;
     const int nCounter = run.Family.fDampByShift ? cycle.nShiftCycles : cycle.nCycle;
@@ -293,6 +318,7 @@ bool IsFinished(const Run& run) {
 void JudgeEnergy(Run& run) {
     ScfCycle& cycle = run.Cycle;
     const double dDiff = std::abs(run.dEnergy - run.dEnergyPrev) * run.Family.dKcalPerUnit;
+    if (cycle.nCycle >= 2) ReportScfProgress(cycle.nCycle - 1, dDiff);
     if (dDiff < run.dLimit) cycle.fConverged = true;
     const bool fLast =
         cycle.nCycle >= static_cast<long long>(options.nIterationLimit) - kLastCycles;
@@ -306,8 +332,10 @@ void JudgeEnergy(Run& run) {
 
 void BuildFocks(const Run& run, SpinRun& a, SpinRun& b) {
     BuildFock(run, a);
+    ReportFock(run, a);
     if (!run.fUnrestricted) return;
     BuildFock(run, b);
+    ReportFock(run, b);
     if (run.Family.fPerturbSpin) PerturbSpinFock(run.Cycle.nCycle, a.mFock.Data(), b.mFock.Data());
 }
 
@@ -330,8 +358,7 @@ void Iterate(Run& run, SpinRun& a, SpinRun& b) {
     }
 }
 
-// ---- after the cycles
-// ----------------------------------------------------------------------------
+// ---- after the cycles --------------------------------------------------------------------------
 
 /// Levels have no species until they have been classified.
 void LabelLevels() {
@@ -339,19 +366,23 @@ void LabelLevels() {
     for (auto& sLabel : orbitals.sSymmetryLabel) std::memcpy(sLabel, "  ?", sizeof sLabel);
 }
 
-void StoreEnergies(const Run& run) {
-    scf.dElectronic = run.dEnergy * run.Family.dKcalPerUnit;
-    scf.dCoreRepulsion = run.dCoreEnergy * run.Family.dKcalPerUnit;
-    scf.dTotalEnergy = scf.dElectronic + scf.dCoreRepulsion;
-}
-
-void FinishRun(const Run& run) {
-    scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
-    scf.fResultsValid = true;
+void CheckResults(const Run& run) {
     CheckDensityTrace();
     if (!std::isfinite(run.dEnergy + run.dCoreEnergy)) Warn(kMsgFloatingPoint);
-    if (setup.fFinalReport) LabelLevels();
-    StoreEnergies(run);
+}
+
+/// What follows from the last orbitals and the last density.
+void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
+    CheckResults(run);
+    scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
+    if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
+    const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
+    ReportLevels(run, a, mDensity.Data(), true);
+    if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
+    ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
+    ReportEnergies(run.dEnergy, run.dCoreEnergy);
+    ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);
+    scf.fResultsValid = true;
 }
 
 }  // namespace
@@ -368,10 +399,11 @@ void RunScf() {
     Run run = StartRun();
     run.dCoreEnergy = BuildIntegrals();
     InitScfGuess();
+    ReportCore(run);
     InitCycles(run);
     SpinRun a = AlphaRun(), b = BetaRun();
     Iterate(run, a, b);
-    FinishRun(run);
+    FinishRun(run, a, b);
 }
 
 }  // namespace qsolve

@@ -1,4 +1,6 @@
 #include "link/link.h"
+#include "link/results.h"
+#include "scf/scf.h"
 #include "session/session.h"
 #include "setup/setup.h"
 
@@ -17,10 +19,20 @@ namespace {
     Decline(sJob);
 }
 
+void RunSinglePoint() {
+    SetUpCalculation();
+    RunScf();
+    SendResultBlock();
+    SendCharges();
+    SendOrbitalData();
+    SendPreciseResults();
+}
+
 void DispatchJob() {
     switch (job.nCalcKind) {
         case kSinglePoint:
-            SetUpAndDecline("a single point");
+            RunSinglePoint();
+            break;
         case kOptimisation:
             SetUpAndDecline("geometry optimisation");
         case kMolecularDynamics:

@@ -1,5 +1,6 @@
 #include "link/intake.h"
 #include "link/link.h"
+#include "link/results.h"
 #include "scf/state.h"
 #include "session/session.h"
 #include "session/state.h"
@@ -43,7 +44,7 @@ void RunSteps() {
     ReadJobOptions();
     if (options.fCalculate) Calculate();
     if (options.fPlot) Plot();
-    if (options.fSendOrbitals) Fatal(kMsgNotAvailable, "sending eigenvectors", job.nCalcKind);
+    if (options.fSendOrbitals) SendEigenvectors();
 }
 
 }  // namespace

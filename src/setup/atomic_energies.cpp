@@ -1,13 +1,12 @@
 #include "setup/atomic_energies.h"
 
 #include "setup/job_atoms.h"
+#include "setup/parameters.h"
 #include "setup/state.h"
 
 namespace qsolve {
 
 namespace {
-
-constexpr double kKcalPerEv = 23.061;
 
 struct AtomEnergies {
     double dEnergy = 0.0;  ///< isolated atom, eV

@@ -6,6 +6,7 @@
 #include "ci/state.h"
 #include "integrals/state.h"
 #include "link/state.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 #include "symmetry/state.h"
@@ -150,6 +151,7 @@ void ForgetPreviousCalculation() {
     ci = CiState{};
     integrals = IntegralState{};
     symmetry = SymmetryState{};
+    properties = PropertyState{};
     results = ResultState{};
     setup = SetupState{};
 }

@@ -52,6 +52,19 @@ constexpr bool UsesAtomicUnits(int nMethod) {
     return FamilyOf(nMethod) == Family::kCndo || FamilyOf(nMethod) == Family::kZindo;
 }
 
+// Units. Intake, convergence control and parameters have constants of their own, with other last
+// digits; none of them is derived from another.
+constexpr double kKcalPerHartree = 627.5220032;
+constexpr double kKcalPerEv = 23.061;
+constexpr double kReportEvPerHartree = 27.211395;  ///< of the orbital energies that are reported
+constexpr double kAngstromPerBohr = 0.52917725;    ///< of the coordinates that are reported
+constexpr double kBohrPerAngstrom = 1.889725985;   ///< of integrals and gradients
+
+/// kcal/mol in the energy unit of a method.
+constexpr double KcalPerUnit(int nMethod) {
+    return UsesAtomicUnits(nMethod) ? kKcalPerHartree : kKcalPerEv;
+}
+
 /// CNDO and INDO. Energies eV, exponents 1/bohr.
 struct CindoRow {
     double dHalfIpEaS = 0;  ///< -(I + A)/2

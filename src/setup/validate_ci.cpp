@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "link/link.h"
+#include "setup/parameters.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -13,7 +14,6 @@ namespace {
 
 constexpr int kByCounts = 1;
 constexpr int kSingles = 1, kMicrostates = 2;
-constexpr double kKcalPerEv = 23.061;
 constexpr long long kLargeCi = 200;
 constexpr long long kMost = std::numeric_limits<long long>::max();
 

@@ -13,12 +13,11 @@ using enum Shell;
 using enum Reach;
 
 // clang-format off
+/// Of the U's only that of s has a sign that is certain: cadmium's Upp in PM3 is positive.
 constexpr ParameterCheck<R> kNddoChecks[] = {
     {&R::dUss,   kPositive,    kS, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Uss"},
     {&R::dZetaS, kNotPositive, kS, kMsgNddoExponent,   kMsgCappingNddoExponent,   "s",     kWithClassical},
     {&R::dGss,   kNegative,    kS, kMsgOneCentre,      kMsgCappingOneCentre,      "G(ss)"},
-    {&R::dUpp,   kPositive,    kP, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Upp"},
-    {&R::dUdd,   kPositive,    kD, kMsgCoreAttraction, kMsgCappingCoreAttraction, "Udd"},
     {&R::dZetaP, kNotPositive, kP, kMsgNddoExponent,   kMsgCappingNddoExponent,   "p",     kWithClassical},
     {&R::dGsp,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "G(sp)"},
     {&R::dGpp,   kNegative,    kP, kMsgOneCentre,      kMsgCappingOneCentre,      "G(pp)"},

@@ -9,9 +9,9 @@ status line), "empty" (no results, no word), "partial" (the result block alone);
 (packet type, text) sent ahead of the results; unrestricted, eigenvectors, gradient; iterations and
 difference of the last progress line; energy to report in place of the usual one; at, the number of
 the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code",
-"silence", "unknown type"; first_only, the fault comes in the first process alone; refuse_pokes, how
-many pokes are first not taken; record, a file that receives every payload poked, one line of
-hex each.
+"silence", "unknown type", "wrong length"; first_only, the fault comes in the first process alone;
+refuse_pokes, how many pokes are first not taken; record, a file that receives every payload poked,
+one line of hex each.
 """
 
 import os
@@ -96,6 +96,8 @@ class Peer:
             self.link.sendall(struct.pack("<II", code, 0xFFFFFFFF))
         elif fault == "wrong code":
             self.answer(code ^ 1, struct.pack("<I", 0))
+        elif fault == "wrong length":
+            self.answer(code, struct.pack("<5i", 9, 9994, 1, 0, 0) + b"short\0")
         elif fault == "unknown type":
             self.answer(code, struct.pack("<5i", 0, 77, 1, 0, 0))
         return True
@@ -166,6 +168,10 @@ class Peer:
             yield "send", number, text.encode("latin-1") + b"\0"
         if kind == "late refusal":
             yield "send", 9995, b"started\0"
+        if kind == "refusal" and struct.unpack_from("<i", options, 156)[0]:
+            yield "send", 9997, b"Sorry, this is refused (42).\0"
+            yield "send", 10, bytes(4 * 9 * 9)  # eigenvectors of whatever was calculated before
+            return
         if kind in ("refusal", "late refusal"):
             yield "send", 9997, b"Sorry, this is refused (42).\0"
         if kind in ("refusal", "late refusal", "empty"):
@@ -196,7 +202,7 @@ class Peer:
         yield "send", 10, struct.pack("<i", values)
         data = struct.pack(f"<{values}f", *(-10.5 + i for i in range(values)))
         data += struct.pack(f"<{values}f", *([2.0, -1.0] + [0.0] * (values - 2)))
-        data += struct.pack(f"<{values}i", *range(values))
+        data += struct.pack(f"<{values}i", *reversed(range(values)))
         data += struct.pack(f"<{values}f", *([0.5] * values))
         data += struct.pack(f"<{values}i", *(i + 1 for i in range(values)))
         data += b" A1\0" * values + b" C2v"

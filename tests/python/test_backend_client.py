@@ -93,6 +93,15 @@ def test_events_come_in_the_order_of_the_session(make_peer, water):
     assert result.log == ["log 1", "log 2"] and result.warnings == ["careful"]
 
 
+def test_orbital_data_are_taken_column_by_column(make_peer, water):
+    with Backend(make_peer()) as backend:
+        stream = backend.stream(Job(water, "am1"))
+        data, = [event for event in stream if isinstance(event, events.OrbitalData)]
+    assert data.order.tolist() == [3, 2, 1, 0] and data.symmetry_index.tolist() == [1, 2, 3, 4]
+    assert data.populations.tolist() == [0.5] * 4 and data.occupancies.tolist() == [2, -1, 0, 0]
+    assert data.symmetry_labels == ["A1"] * 4 and data.point_group == "C2v"
+
+
 def test_iterations_up_to_the_limit_are_not_taken_for_convergence(make_peer, water):
     cases = ((199, 0.0, 1e-6, True), (200, 0.0, 1e-6, False), (200, 0.5, 1e-6, False),
              (200, 0.0, 1e-3, True))
@@ -186,6 +195,12 @@ def test_a_refusal_repeats_the_words_and_leaves_the_process_usable(make_peer, wa
         assert pid is not None
 
 
+def test_eigenvectors_of_an_earlier_job_do_not_hide_a_refusal(make_peer, water):
+    with Backend(make_peer(results="refusal")) as backend:
+        with pytest.raises(InputError, match="this is refused"):
+            backend.run(Job(water, "am1", send_eigenvectors=True))
+
+
 def test_an_error_after_the_start_is_a_failed_calculation(make_peer, water):
     with Backend(make_peer(results="late refusal")) as backend:
         with pytest.raises(CalculationFailed, match="this is refused"):
@@ -246,6 +261,16 @@ def test_garbage_is_a_typed_error(make_peer, water, fault, at):
         with pytest.raises(LinkError):
             backend.run(Job(water, "am1"), time_limit=5)
         assert backend.pid is None
+
+
+@pytest.mark.parametrize("fault,words", [
+    ("huge", "announces a frame of 4294967295 bytes"),
+    ("wrong length", "announces 9 bytes and brings 6"),
+    ("wrong code", "was answered by frame"), ("unknown type", "unknown type 77")])
+def test_lies_are_told_apart(make_peer, water, fault, words):
+    with Backend(make_peer(at=21, fault=fault)) as backend:
+        with pytest.raises(ProtocolError, match=words):
+            backend.run(Job(water, "am1"), time_limit=5)
 
 
 def test_a_backend_that_exits_is_quoted(make_peer, water):
@@ -393,6 +418,25 @@ def test_a_fork_does_not_touch_the_process_of_its_parent(make_peer, water):
         assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
         assert backend.pid == pid
         assert backend.run(Job(water, "am1")).total_energy < 0
+
+
+def test_a_fork_that_only_closes_leaves_its_parent_alone(make_peer, water):
+    with Backend(make_peer()) as backend:
+        backend.run(Job(water, "am1"))
+        pid = backend.pid
+        child = os.fork()
+        if child == 0:
+            backend.close()
+            os._exit(0)
+        os.waitpid(child, 0)
+        backend.run(Job(water, "am1"))
+        assert backend.pid == pid
+
+
+def test_the_backend_does_not_hear_a_ctrl_c_meant_for_the_client(make_peer, water):
+    with Backend(make_peer()) as backend:
+        backend.run(Job(water, "am1"))
+        assert os.getpgid(backend.pid) != os.getpgid(0)
 
 
 def test_threads_with_a_backend_each_do_not_disturb_each_other(make_peer, water):

@@ -154,7 +154,9 @@ def test_a_backend_that_breaks_is_status_1_and_valid_json(make_peer, fault):
     done = orbitrax("energy", WATER, "-m", "am1", "--json", "--backend",
                     make_peer(at=9, fault=fault))
     assert done.returncode == 1
-    assert document(done)["status"] == "failed" and done.stderr.count("\n") == 1
+    found = document(done)
+    assert found["status"] == "failed" and done.stderr.count("\n") == 1
+    assert found["symbols"] == ["O", "H", "H"] and found["wall_seconds"] > 0
 
 
 def test_a_time_limit_is_kept(make_peer):

@@ -6,6 +6,7 @@
 #include "gradient/state.h"
 #include "integrals/state.h"
 #include "link/state.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "session/state.h"
 #include "setup/state.h"
@@ -27,6 +28,7 @@ inline void ResetAllState() {
     integrals = IntegralState{};
     scf = ScfState{};
     gradient = GradientState{};
+    properties = PropertyState{};
     ci = CiState{};
     vibrations = VibrationState{};
     symmetry = SymmetryState{};

@@ -31,7 +31,4 @@ JobScript Molecule(int nMethod, const std::vector<Place>& places);
 /// The places of a molecule, x y z by atom, for SetPositions.
 std::vector<double> PositionsOf(const std::vector<Place>& places);
 
-/// kcal/mol in a hartree.
-constexpr double kKcalPerHartree = 627.5220032;
-
 }  // namespace qsolve

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <tuple>
 
@@ -117,20 +118,32 @@ TEST(SlaterCoulomb, OfOneCentre1sPairsIsFiveEighthsOfTheExponent) {
         EXPECT_NEAR(OneCentreCoulomb({1, z}, {1, z}), 0.625 * z, 1e-14);
 }
 
-TEST(SlaterCoulomb, OfTheHeaviestPairsUsesRoundedFactorials) {
-    // Equal 5s clouds with exponent 1, with exact factorials: 0.187..; the ten digits of 18!
-    // show.
-    const double dExact = [] {
-        long double W = 0.0L;
-        for (int i = 1; i <= 10; ++i)
-            W += i * std::pow(2.0L, 10 - i) * std::tgamma(20.0L - i) /
-                 (std::pow(4.0L, 20 - i) * std::tgamma(11.0L - i));
-        return static_cast<double>(2048.0L * (std::tgamma(10.0L) / 1024.0L - W / 10) /
-                                   std::tgamma(11.0L));
-    }();
-    const double dRounded = OneCentreCoulomb({5, 1.0}, {5, 1.0});
-    EXPECT_NEAR(dRounded, dExact, 1e-10);
-    EXPECT_NE(dRounded, dExact);
+/// The one-centre value of clouds with exponent 1, with a factorial of one's own.
+double OneCentreWith(int nA, int nB, const std::function<long double(int)>& Factorial) {
+    long double W = 0.0L;
+    for (int i = 1; i <= 2 * nB; ++i)
+        W += i * std::pow(2.0L, 2 * nB - i) * Factorial(2 * nA + 2 * nB - i - 1) /
+             (std::pow(4.0L, 2 * nA + 2 * nB - i) * Factorial(2 * nB - i));
+    return static_cast<double>(std::pow(2.0L, 2 * nA + 1) *
+                               (Factorial(2 * nA - 1) / std::pow(2.0L, 2 * nA) - W / (2 * nB)) /
+                               Factorial(2 * nA));
+}
+
+TEST(SlaterCoulomb, OfTheHeaviestPairsUsesFactorialsOfTenDigits) {
+    const auto Exact = [](int k) { return std::tgamma(k + 1.0L); };
+    const auto Rounded = [&](int k) {
+        return k == 16   ? 20922789890000.0L
+               : k == 17 ? 355687428100000.0L
+               : k == 18 ? 6402373706000000.0L
+                         : Exact(k);
+    };
+    for (int nA : {4, 5}) {
+        const double dValue = OneCentreCoulomb({nA, 1.0}, {5, 1.0});
+        EXPECT_NEAR(dValue, OneCentreWith(nA, 5, Rounded), 2e-15);
+        EXPECT_GT(std::abs(dValue - OneCentreWith(nA, 5, Exact)), 5e-14);
+        EXPECT_NEAR(dValue, OneCentreWith(nA, 5, Exact), 1e-10);
+    }
+    EXPECT_NEAR(OneCentreCoulomb({4, 1.0}, {4, 1.0}), OneCentreWith(4, 4, Exact), 2e-15);
 }
 
 TEST(SlaterCoulomb, DerivativeIsThatOfTheSecondCentre) {

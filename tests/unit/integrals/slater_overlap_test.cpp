@@ -147,6 +147,11 @@ TEST(LocalOverlap, IsFiniteForAnyDistanceAndExponent) {
                 EXPECT_TRUE(std::isfinite(Overlap(3, 2, dZetaA, 5, 1, dZetaB, 1, R)));
 }
 
+TEST(LocalOverlap, IsZeroOnceTheMeanArgumentIs700) {
+    EXPECT_GT(Overlap(1, 0, 69.9, 1, 0, 69.9, 0, 10.0), 0.0);
+    EXPECT_EQ(Overlap(1, 0, 70.0, 1, 0, 70.0, 0, 10.0), 0.0);
+}
+
 TEST(SlaterFunctions, OfShellsThatDoNotExistHaveNoFactor) {
     EXPECT_EQ(MakeSlaterFunction(0, 0, 1.0).dFactor, 0.0);
     EXPECT_EQ(MakeSlaterFunction(8, 0, 1.0).dFactor, 0.0);

@@ -61,10 +61,10 @@ TEST_P(Products, AddToATriangleAndLeaveTheRest) {
 TEST_P(Products, WeighTheTermsOfTheSum) {
     TestMatrix w = RandomMatrix(1, nInner, 3), weighted = b, sum(nRows, nColumns);
     for (int k = 0; k < nInner; ++k)
-        for (int j = 0; j < nColumns; ++j) weighted(k, j) *= w(0, k);
+        for (int j = 0; j < nColumns; ++j) weighted(k, j) *= -1.5 * w(0, k);
     Product product{
-        nRows,      nInner,  nColumns, Plain(a.Data(), nInner), Plain(b.Data(), nColumns),
-        sum.Data(), nColumns};
+        nRows,      nInner,   nColumns, Plain(a.Data(), nInner), Plain(b.Data(), nColumns),
+        sum.Data(), nColumns, -1.5};
     product.vWeights = w.Data();
     AddProduct(product);
     EXPECT_LE(LargestDifference(sum, NaiveProduct(a, weighted)), Rounding(nInner));

@@ -178,6 +178,7 @@ TEST_F(LevelShifts, AreHeldAtTheSavedValuesInATightDensity) {
 }
 
 TEST_F(LevelShifts, CountAGapWithoutLevelsOnOneSideAsNone) {
+    scf.vLevelA[0] = -7.0;
     for (const int nOcc : {0, 4}) {
         shift = InitLevelShift();
         setup.Map.nOccA = nOcc;

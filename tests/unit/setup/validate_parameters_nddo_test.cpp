@@ -30,14 +30,6 @@ const ParameterCase kNddoCases[] = {
      "Capping atom 3 with atomic number 7: the one-center "
      "two-electron integral G(ss) in the parameter files of the "
      "method is negative."},
-    {kAm1, kMsgCoreAttraction, [] { parameters.pNddoParams[5].dUpp = 1; },
-     "Atom 2 with atomic number 6: the one-center core-electron "
-     "attraction Upp in the parameter files of the method is "
-     "positive."},
-    {kAm1, kMsgCappingCoreAttraction, [] { parameters.pNddoParams[111].dUpp = 1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "core-electron attraction Upp in the parameter files of the "
-     "method is positive."},
     {kAm1, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaP = 0; },
      "Atom 2 with atomic number 6: the Slater exponent of orbital "
      "p in the parameter files of the method is not positive."},
@@ -160,14 +152,6 @@ const ParameterCase kNddoCases[] = {
      "Capping atom 3 with atomic number 7: the one-center "
      "two-electron integral G(ss) in the parameter files of the "
      "method is negative."},
-    {kMindo3, kMsgCoreAttraction, [] { parameters.pNddoParams[5].dUpp = 1; },
-     "Atom 2 with atomic number 6: the one-center core-electron "
-     "attraction Upp in the parameter files of the method is "
-     "positive."},
-    {kMindo3, kMsgCappingCoreAttraction, [] { parameters.pNddoParams[111].dUpp = 1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "core-electron attraction Upp in the parameter files of the "
-     "method is positive."},
     {kMindo3, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaP = 0; },
      "Atom 2 with atomic number 6: the Slater exponent of orbital "
      "p in the parameter files of the method is not positive."},
@@ -342,16 +326,12 @@ TEST_F(NddoParameters, OfClassicalAtomsAreTheirExponents) {
               "files of the method is not positive.");
 }
 
-TEST_F(NddoParameters, OfADShellMayNotAttractUpwards) {
-    UseMethod(kMndoD);
-    NddoRow& row = parameters.pNddoParams[16];
-    row.dUdd = 2, row.dBetaD = -2, row.dZetaD = 1.2, row.dGdd = 8;
-    UseAtoms({{1}, {17, 1.3F, 0, 0}});
+TEST_F(NddoParameters, OfPAndDMayAttractUpwards) {
+    UseMethod(kPm3);
+    parameters.pNddoParams[7].dUpp = parameters.pNddoParams[7].dUdd = 5;
+    UseWater();
     EXPECT_EQ(TrySetUp(), 0);
-    EXPECT_EQ(setup.nOrbitals, 10);
-    EXPECT_EQ(WithoutDerivationWarning(client.Warnings()),
-              Lines{"Atom 2 with atomic number 17: the one-center core-electron attraction Udd in "
-                    "the parameter files of the method is positive."});
+    EXPECT_EQ(client.Warnings(), Lines());
 }
 
 TEST_F(NddoParameters, UraniumWithoutARowIsRefusedAfterTheRemarkAboutActinides) {

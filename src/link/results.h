@@ -1,0 +1,49 @@
+#pragma once
+
+/// Result delivery: what a job has computed, as packets. All values are single precision on the
+/// wire but for SendPreciseResults. Every function may unwind as SendPacket does; without memory
+/// for its buffer it ends in Fatal with kMsgOutOfMemory.
+
+namespace qsolve {
+
+/// results.Block, one packet.
+void SendResultBlock();
+
+/// Net charge of every atom of the molecule, in atom order, e.
+void SendCharges();
+
+/// Coordinates of every atom, in atom order, Angstrom: 1365 atoms a packet. In a periodic box an
+/// atom with a single bond goes beside its partner, wherever the box has put it. Leaves the records
+/// of the atoms with the working coordinates in the working unit.
+void SendCoordinates();
+
+/// Velocities, three for every atom in atom order, 1365 atoms a packet; pVelocities has them by
+/// position. Atoms outside the selection have zeros.
+void SendVelocities(const double* pVelocities);
+
+/// The number of orbital values, then energies, occupations, order, populations in atom order,
+/// symmetry numbers, symmetry labels and the point group: 24 bytes a value and 4. Beta orbitals
+/// repeat the symmetry of the alpha ones.
+void SendOrbitalData();
+
+/// The orbitals, N x N, in the order of their energies, one a row with its atomic orbitals in atom
+/// order: alpha, then, in an unrestricted calculation, beta. Nothing without orbitals; zeros where
+/// a failed job has left none.
+void SendEigenvectors();
+
+/// The total energy in double precision, and the gradient if there is one, for clients that ask
+/// for it (options.nExtensions): a block of type kPacketPrecise of two words (version 1; flags, bit
+/// 0: a gradient follows), the energy in kcal/mol and the gradient in kcal/(mol Angstrom), three
+/// for every atom in atom order, zero for atoms that are not computed.
+void SendPreciseResults();
+
+/// Reorders rows over orbitals from selection order to atom order: mSource and mTarget are nRows x
+/// N. What no atom claims is left at the end of a row as it was.
+void ScatterOrbitalRows(const double* mSource, float* mTarget, int nRows);
+
+/// Reorders rows over Cartesian coordinates from selection order to atom order: nRows rows of three
+/// values for each selected atom. In a vibrations job the capping atoms, which come last, have no
+/// place in either.
+void ScatterGradientRows(const double* mSource, float* mTarget, int nRows);
+
+}  // namespace qsolve

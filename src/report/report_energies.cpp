@@ -1,0 +1,168 @@
+#include <cmath>
+
+#include "gradient/state.h"
+#include "link/link.h"
+#include "report/report.h"
+#include "report/report_orbitals.h"
+#include "scf/state.h"
+#include "setup/parameters.h"
+#include "setup/state.h"
+#include "symmetry/state.h"
+
+namespace qsolve {
+
+namespace {
+
+/// Hartree in kcal/mol, as the energies in atomic units are shown.
+constexpr double kHartreePerKcal = 0.001593569619711464;
+
+bool HasCi() {
+    return scf.nCiKind != 0;
+}
+
+/// A configuration interaction that is after the state above the lowest one.
+bool IsNextLowestState() {
+    return HasCi() && options.fNextLowestState == 1;
+}
+
+bool HasOpenLevels() {
+    return setup.nOccupied != setup.nDoublyOcc;
+}
+
+bool IsDynamics() {
+    return job.nCalcKind == kMolecularDynamics || job.nCalcKind == kLangevinDynamics;
+}
+
+/// Jobs whose energy is the potential one of a step.
+bool HasKineticEnergy() {
+    return IsDynamics() || job.nCalcKind == kMonteCarlo;
+}
+
+/// Turns the gradient into kcal/mol, zeroes the rows of the capping atoms and sets its root mean
+/// square, per Angstrom, over all selected atoms: the capping ones count in the mean.
+void ConvertGradient(double dKcal) {
+    gradient.dRmsGradient = 0.0;
+    if (!gradient.fComputed || !gradient.pGradient) return;
+    const int nReal = 3 * (system.nSelected - system.nCapping), nAll = 3 * system.nSelected;
+    double* p = gradient.pGradient.Data();
+    double dSquare = 0.0;
+    for (int i = 0; i < nReal; ++i) {
+        p[i] *= dKcal;
+        dSquare += p[i] * p[i];
+    }
+    for (int i = nReal; i < nAll; ++i) p[i] = 0.0;
+    if (UsesAtomicUnits(system.MethodId)) dSquare *= kBohrPerAngstrom * kBohrPerAngstrom;
+    gradient.dRmsGradient = std::sqrt(dSquare / nAll);
+}
+
+void ConvertOrbitalEnergies() {
+    if (!UsesAtomicUnits(system.MethodId)) return;
+    for (float& flEnergy : results.Orbitals.vOrbitalEnergy)
+        flEnergy = static_cast<float>(static_cast<double>(flEnergy) * kReportEvPerHartree);
+}
+
+/// Sets the energies of `scf`, kcal/mol, from the electronic and the core energy in the unit of the
+/// method. In a next lowest state they are those of that state.
+void ConvertEnergies(double dEnergy, double dCoreEnergy, double dKcal) {
+    scf.dStateCorrection *= dKcal;
+    if (HasCi()) scf.dNextStateCorrection *= dKcal;
+    scf.dElectronic = dEnergy * dKcal + scf.dStateCorrection;
+    scf.dCoreRepulsion = dCoreEnergy * dKcal;
+    scf.dTotalEnergy = (dEnergy + dCoreEnergy) * dKcal + scf.dStateCorrection;
+    scf.dBinding = scf.dTotalEnergy - setup.dAtomicEnergy;
+    scf.dHeatOfFormation = scf.dCoreRepulsion + scf.dElectronic + setup.dHeatCorrection;
+}
+
+void FillBlock() {
+    ResultBlock& block = results.Block;
+    // In dynamics the total energy has a kinetic part, which the job adds.
+    if (!IsDynamics()) block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);
+    block.flAtomicEnergy = static_cast<float>(setup.dAtomicEnergy);
+    block.flElectronicEnergy = static_cast<float>(scf.dElectronic);
+    block.flCoreEnergy = static_cast<float>(scf.dCoreRepulsion);
+    block.flHeatOfFormation = static_cast<float>(scf.dHeatOfFormation);
+    block.flRmsGradient = static_cast<float>(gradient.dRmsGradient);
+    block.flBindingEnergy = static_cast<float>(scf.dBinding);
+}
+
+void ReportCorrection() {
+    if (HasCi()) {
+        LogFormat(HasOpenLevels() ? kMsgOpenCiEnergy : kMsgCiEnergy, scf.dStateCorrection);
+        LogFormat(kMsgCiConfigurations, setup.nCiConfigurations);
+    } else if (HasOpenLevels()) {
+        LogFormat(kMsgHalfElectronCorrection, scf.dStateCorrection);
+    }
+}
+
+void ReportGradient() {
+    if (gradient.fComputed)
+        LogFormat(HasCi() ? kMsgCiGradient : kMsgGradient, gradient.dRmsGradient);
+}
+
+/// The energies of the state that was computed.
+void ReportStateEnergies() {
+    const bool fPotential = HasKineticEnergy();
+    LogFormat(kMsgEnergyHeading);
+    LogFormat(fPotential ? kMsgPotentialEnergy : kMsgTotalEnergy, scf.dTotalEnergy);
+    LogFormat(fPotential ? kMsgPotentialEnergyAu : kMsgTotalEnergyAu,
+              scf.dTotalEnergy * kHartreePerKcal);
+    LogFormat(kMsgBindingEnergy, scf.dBinding);
+    LogFormat(kMsgAtomicEnergy, setup.dAtomicEnergy);
+    LogFormat(kMsgElectronicEnergy, scf.dElectronic);
+    LogFormat(kMsgCoreEnergy, scf.dCoreRepulsion);
+    ReportCorrection();
+    LogFormat(kMsgHeatOfFormation, scf.dHeatOfFormation);
+    ReportGradient();
+}
+
+/// The same of a next lowest state, beside the lowest.
+void ReportNextStateEnergies(double dExcitation) {
+    LogFormat(kMsgNextStateEnergy, scf.dTotalEnergy);
+    LogFormat(kMsgLowestStateEnergy, scf.dTotalEnergy - dExcitation);
+    LogFormat(kMsgExcitationEnergy, dExcitation);
+    LogFormat(kMsgCiConfigurations, setup.nCiConfigurations);
+    LogFormat(kMsgNextStateAtomic, setup.dAtomicEnergy);
+    LogFormat(kMsgNextStateElectronic, scf.dElectronic);
+    LogFormat(kMsgNextStateCore, scf.dCoreRepulsion);
+    LogFormat(kMsgNextStateHeat, scf.dHeatOfFormation);
+    ReportGradient();
+}
+
+void ReportSummary(double dEnergy) {
+    if (job.nCalcKind == kSinglePoint)
+        StatusFormat(kMsgSinglePointEnd, dEnergy, gradient.dRmsGradient,
+                     results.Orbitals.sPointGroup);
+}
+
+/// The energies in the log and the summary on the status line, which in a next lowest state belongs
+/// to the full report.
+void ReportEnergyLines() {
+    if (!IsNextLowestState()) {
+        if (setup.fFinalReport) ReportStateEnergies();
+        ReportSummary(scf.dBinding);
+    } else if (setup.fFinalReport) {
+        const double dExcitation = scf.dStateCorrection - scf.dNextStateCorrection;
+        ReportNextStateEnergies(dExcitation);
+        ReportSummary(dExcitation);
+    }
+}
+
+}  // namespace
+
+void ReportEnergies(double dEnergy, double dCoreEnergy) {
+    const double dKcal = KcalPerUnit(system.MethodId);
+    ConvertEnergies(dEnergy, dCoreEnergy, dKcal);
+    ConvertGradient(dKcal);
+    ConvertOrbitalEnergies();
+    FillBlock();
+    Yield(static_cast<std::size_t>(system.nSelected));
+
+    ReportEnergyLines();
+    if (!setup.fFinalReport) return;
+    if (symmetry.fPointGroupKnown) LogFormat(kMsgPointGroup, results.Orbitals.sPointGroup);
+    ReportLevels();
+    ReportOrbitalPopulations();
+    ReportAtoms();
+}
+
+}  // namespace qsolve

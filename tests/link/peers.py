@@ -1,0 +1,221 @@
+"""Peers of a real backend process: raw conversations, frames in and frames out.
+
+A frame is a transaction code and a body. Tests that speak of the conversation alone take the
+fixture `start`, which runs them over each transport of TRANSPORTS; those that speak of the socket
+itself take `start_socket`.
+"""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+from orbitrax import wire
+
+ROOT = Path(__file__).resolve().parents[2]
+PROGRAM = Path(os.environ.get("ORBITRAX_QSOLVE", ROOT / "build" / "release" / "qsolve"))
+HEAD = struct.Struct("<II")
+PATIENCE = 10.0  # seconds after which a wait for the backend is a failure
+SOON = 1.0  # seconds that a process may take to end
+
+
+def names(*texts: str) -> bytes:
+    """Texts as they travel, each with its NUL."""
+    return b"".join(text.encode() + b"\0" for text in texts)
+
+
+def frame(code: int, body: bytes = b"") -> bytes:
+    """A frame on the packet socket."""
+    return HEAD.pack(code, len(body)) + body
+
+
+class Backend:
+    """A backend process of ours and what it prints."""
+
+    def __init__(self, *arguments: str, stdin=subprocess.DEVNULL, program: Path = PROGRAM, **more):
+        self._out = tempfile.TemporaryFile()
+        self._error = tempfile.TemporaryFile()
+        self.process = subprocess.Popen([str(program), *arguments], stdin=stdin, stdout=self._out,
+                                        stderr=self._error, **more)
+        self.pid = self.process.pid
+        self.expected_error = ""  # what it is to have said on standard error when it has ended
+        self.expected_status = 0
+
+    def wait(self, seconds: float = SOON) -> int:
+        """The exit status; the process must end within `seconds`."""
+        return self.process.wait(seconds)
+
+    def printed(self) -> str:
+        return self._text(self._out)
+
+    def complained(self) -> str:
+        """What it wrote on standard error."""
+        return self._text(self._error)
+
+    @staticmethod
+    def _text(file) -> str:
+        file.seek(0)
+        return file.read().decode()
+
+    def memory(self, what: str = "VmRSS") -> int:
+        """A line of the process's memory status, KiB."""
+        for line in Path(f"/proc/{self.pid}/status").read_text().splitlines():
+            if line.startswith(what + ":"):
+                return int(line.split()[1])
+        raise AssertionError(f"no {what}")
+
+    def descriptors(self) -> list[str]:
+        """What the open descriptors of the process are, by number."""
+        folder = Path(f"/proc/{self.pid}/fd")
+        return [os.readlink(folder / name) for name in sorted(os.listdir(folder), key=int)]
+
+    def program_file(self) -> Path:
+        """The program that the process runs."""
+        return Path(os.readlink(f"/proc/{self.pid}/exe"))
+
+    def processor_time(self) -> int:
+        """Time on a processor so far, nanoseconds."""
+        return int(Path(f"/proc/{self.pid}/schedstat").read_text().split()[0])
+
+    def asleep(self) -> bool:
+        """Whether the process sleeps in a wait."""
+        return Path(f"/proc/{self.pid}/stat").read_text().rsplit(")", 1)[1].split()[0] == "S"
+
+    def leave(self) -> None:
+        """The client goes; nothing to close here."""
+
+    def finish(self) -> None:
+        """The client goes, and the process must end at once, soundly, with nothing to complain of.
+        """
+        self.leave()
+        try:
+            status = self.wait(PATIENCE if self.expected_status is None else SOON)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
+            raise AssertionError("the process did not end with its client") from None
+        finally:
+            complaint = self.complained()
+            self._out.close()
+            self._error.close()
+        assert complaint == self.expected_error
+        assert status == self.expected_status
+
+
+class SocketPeer(Backend):
+    """A client over the packet socket, by default one end of a pair whose other end is the standard
+    input of a process of its own."""
+
+    def __init__(self, *arguments: str, program: Path = PROGRAM):
+        self.link, theirs = socket.socketpair()
+        self.link.settimeout(PATIENCE)
+        with theirs:
+            super().__init__(*arguments, stdin=theirs, program=program)
+
+    # ---- frames -------------------------------------------------------------------------------
+
+    def send(self, code: int, body: bytes = b"") -> None:
+        """Sends a frame and waits for nothing."""
+        self.write(frame(code, body))
+
+    def receive(self) -> tuple[int, bytes]:
+        """The next frame of the backend."""
+        code, count = HEAD.unpack(self.read(HEAD.size))
+        assert count <= wire.HEADER_BYTES + wire.MAX_PAYLOAD
+        return code, self.read(count)
+
+    def ask(self, code: int, body: bytes = b"") -> bytes:
+        """Sends a frame and returns the body of its answer."""
+        self.send(code, body)
+        answered, answer = self.receive()
+        assert answered == code
+        return answer
+
+    def silent(self, seconds: float = 0.05) -> bool:
+        """Whether the backend says nothing for a while."""
+        self.link.settimeout(seconds)
+        try:
+            return self.link.recv(1, socket.MSG_PEEK) is None
+        except TimeoutError:
+            return True
+        finally:
+            self.link.settimeout(PATIENCE)
+
+    # ---- bytes --------------------------------------------------------------------------------
+
+    def write(self, data: bytes) -> None:
+        self.link.sendall(data)
+
+    def read(self, count: int) -> bytes:
+        data = b""
+        while len(data) < count:
+            more = self.link.recv(count - len(data))
+            assert more, "the backend closed the link"
+            data += more
+        return data
+
+    def closed(self) -> bool:
+        """Whether the backend has closed the link and nothing is left to read."""
+        try:
+            return self.link.recv(1) == b""
+        except ConnectionResetError:
+            return True
+
+    def leave(self) -> None:
+        self.link.close()
+
+    def hand_over(self) -> subprocess.Popen:
+        """Makes another process the client, which holds the link and does nothing."""
+        holder = subprocess.Popen(["sleep", "1000"], pass_fds=[self.link.fileno()])
+        self.link.close()
+        return holder
+
+
+TRANSPORTS = {"socket": SocketPeer}
+
+
+class Listener(Backend):
+    """A process that listens in a runtime directory of its own."""
+
+    def __init__(self, runtime: Path, *arguments: str, topic: str = "CalcBackend", **more):
+        self.folder = runtime / "qsolve"
+        self.path = self.folder / topic
+        environment = {**os.environ, "XDG_RUNTIME_DIR": str(runtime), **more.pop("env", {})}
+        super().__init__(*arguments, env=environment, **more)
+
+    def leave(self) -> None:
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGTERM)
+
+    def client(self) -> socket.socket:
+        """A socket that is connected to the process, as soon as it listens, with nothing said."""
+        for _ in range(5000):
+            link = socket.socket(socket.AF_UNIX)
+            link.settimeout(PATIENCE)
+            try:
+                link.connect(str(self.path))
+                return link
+            except (FileNotFoundError, ConnectionRefusedError):
+                link.close()
+                assert self.process.poll() is None, self.complained()
+                time.sleep(0.002)
+        raise AssertionError("nobody listens")
+
+
+class ListenerPeer(SocketPeer):
+    """A client of a process that somebody else started."""
+
+    def __init__(self, link: socket.socket):
+        self.link = link
+
+
+def copy_program(folder: Path, name: str = "qsolve", source: Path = PROGRAM) -> Path:
+    """A copy of the program that stands alone, without its twin for modern processors."""
+    return Path(shutil.copy(source, folder / name))

@@ -1,0 +1,134 @@
+"""A client that goes away, and signals, wherever the backend is; and what waiting costs."""
+
+import functools
+import signal
+import subprocess
+import time
+
+import pytest
+from peers import SocketPeer, frame
+from sessions import calculation, connect, options, play, reset, tables
+from waits import WAITS, settle
+
+
+class Recorder:
+    """A peer that keeps the frames it sent."""
+
+    def __init__(self, peer):
+        self._peer = peer
+        self.frames: list[tuple[int, bytes]] = []
+
+    def ask(self, code: int, body: bytes = b"") -> bytes:
+        self.frames.append((code, body))
+        return self._peer.ask(code, body)
+
+
+@functools.lru_cache(None)
+def conversation() -> list:
+    """The frames of a whole conversation: a first session with a calculation, and a second."""
+    peer = SocketPeer()
+    recorder = Recorder(peer)
+    connect(recorder)
+    play(recorder, [*tables("mindo3"), *calculation("mindo3", run={"nLogLevel": 10})])
+    reset(recorder)
+    play(recorder, options({"fCalculate": 0}))
+    peer.finish()
+    return recorder.frames
+
+
+def send_until(peer, count: int) -> None:
+    """Sends the first `count` frames and takes the answers of all but the last."""
+    frames = conversation()
+    for i, (code, body) in enumerate(frames[:count]):
+        peer.send(code, body)
+        if i < count - 1:
+            assert peer.receive()[0] == code
+
+
+def test_the_process_ends_wherever_its_client_closes_the_link(start):
+    count = len(conversation())
+    assert count > 30
+    for sent in range(count + 1):
+        peer = start()
+        send_until(peer, sent)
+        peer.leave()
+        assert peer.wait() == 0, f"after frame {sent}"
+
+
+def test_the_process_ends_wherever_its_client_stops_with_all_answers_read(start):
+    for sent in range(1, len(conversation()) + 1):
+        peer = start()
+        send_until(peer, sent)
+        peer.receive()
+        peer.leave()
+        assert peer.wait() == 0, f"after the answer to frame {sent}"
+
+
+@pytest.mark.parametrize("place", [0, 1, 3, 8, 30])
+def test_the_process_ends_when_its_client_goes_in_the_middle_of_a_frame(start_socket, place):
+    frames = conversation()
+    place = next(i for i in range(place, len(frames)) if place < 8 or len(frames[i][1]) > 100)
+    code, body = frames[place]
+    data = frame(code, body)
+    for sent in [*range(1, 9), 8 + len(body) // 3, 8 + 2 * len(body) // 3, len(data) - 1]:
+        peer = start_socket()
+        for answered_code, answered_body in frames[:place]:
+            peer.ask(answered_code, answered_body)
+        peer.write(data[:sent])
+        peer.leave()
+        assert peer.wait() == 0, f"after {sent} bytes of frame {place}"
+
+
+@pytest.mark.parametrize("sent", [0, 1, 2, 3, 8, 17, 30])
+def test_the_process_ends_when_its_client_is_killed(start_socket, sent):
+    peer = start_socket()
+    send_until(peer, sent)
+    holder = peer.hand_over()
+    holder.send_signal(signal.SIGKILL)
+    holder.wait()
+    assert peer.wait() == 0
+
+
+def test_a_conversation_goes_on_in_another_process_that_holds_the_link(start_socket):
+    # The counterpart of the tests above: the process lives as long as somebody holds the link.
+    peer = start_socket()
+    send_until(peer, 8)
+    holder = peer.hand_over()
+    with pytest.raises(subprocess.TimeoutExpired):
+        peer.wait(0.2)
+    holder.kill()
+    holder.wait()
+    assert peer.wait() == 0
+
+
+@pytest.mark.parametrize("wait", WAITS)
+def test_the_process_ends_when_its_client_goes_in_a_wait(start_socket, wait):
+    peer = start_socket()
+    wait(peer)
+    peer.leave()
+    assert peer.wait() == 0
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGHUP])
+@pytest.mark.parametrize("wait", WAITS)
+def test_a_signal_ends_the_process_in_a_wait(start_socket, wait, number):
+    peer = start_socket()
+    wait(peer)
+    settle(peer)
+    peer.process.send_signal(number)
+    assert peer.wait() == 0
+
+
+def test_no_wait_costs_processor_time(start_socket):
+    peers = []
+    for wait in WAITS:
+        peer = start_socket()
+        wait(peer)
+        peers.append(peer)
+    for peer in peers:
+        settle(peer)
+    before = [peer.processor_time() for peer in peers]
+    time.sleep(1.0)
+    spent = {wait.__name__: peer.processor_time() - start
+             for wait, peer, start in zip(WAITS, peers, before)}
+    assert max(spent.values()) < 1_000_000, spent  # nanoseconds: a thousandth of the time
