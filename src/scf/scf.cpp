@@ -15,6 +15,8 @@
 #include "scf/diis.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"
+#include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
 #include "scf/level_shift.h"
@@ -92,7 +94,8 @@ struct Run {
 }
 
 void DeclineWhatIsMissing() {
-    if (FamilyOf(system.MethodId) == Family::kNddo) Decline("this method");
+    if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
+        Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
     if (setup.nOccupied != setup.nDoublyOcc) Decline("the half-electron method");
 }
@@ -110,7 +113,7 @@ void CopyCoordinatesToAtoms() {
 double BuildIntegrals() {
     const int n = setup.nOrbitals;
     double* mCore = scf.mCore.Data();
-    double* mCoulomb = integrals.pIntegrals.Data();
+    double* mCoulomb = integrals.pIntegrals.Data();  // Nddo: the blocks of all pairs
     double* vDiagonal = integrals.vCoreDiagonal.Data();
     double dCoreEnergy = 0.0;
     BuildOverlapMatrix(mCore, n, n);
@@ -127,6 +130,8 @@ double BuildIntegrals() {
             BuildZindoCore(mCore, mCoulomb, vDiagonal, &dCoreEnergy, n, n);
             break;
         case Family::kNddo:
+            BuildNddoCore(mCore, mCoulomb, integrals.pPairIndex.Data(), &dCoreEnergy, n, n);
+            break;
         case Family::kNone:
             break;
     }
@@ -192,6 +197,17 @@ bool IsShifted(const Run& run) {
     return std::abs(run.Shift.dShiftA) > kNoShift && run.Shift.fLevelShift;
 }
 
+/// The same for the methods that retain differential overlap, which know no seed.
+void AddElectronsNddo(const Run& run, const SpinRun& s) {
+    const int n = setup.nOrbitals;
+    const double* mTotal = scf.mDensityT.Data();
+    const bool fOtherIsBeta = run.fUnrestricted && s.spin == Spin::kAlpha;
+    const double* mOther = fOtherIsBeta ? scf.mDensityB.Data() : scf.mDensityA.Data();
+    BuildFockTwoCentre(s.mFock.Data(), mTotal, s.mDensity.Data(), integrals.pIntegrals.Data(),
+                       integrals.pPairIndex.Data(), n);
+    BuildFockOneCentreSp(s.mFock.Data(), mTotal, s.mDensity.Data(), mOther, n);
+}
+
 /// The electrons' part of a Fock matrix that holds the core Hamiltonian.
 void AddElectrons(const Run& run, const SpinRun& s) {
     const bool fSeed = run.Family.fSeedFock && run.Cycle.nCycle <= 1 && scf.nScfRuns < 1;
@@ -213,6 +229,8 @@ void AddElectrons(const Run& run, const SpinRun& s) {
                 BuildFockZindo(mTotal, s.mDensity.Data(), mCoulomb, n, s.mFock.Data());
             break;
         case Family::kNddo:
+            AddElectronsNddo(run, s);
+            break;
         case Family::kNone:
             break;
     }

@@ -1,0 +1,116 @@
+#include "integrals/nddo_core.h"
+
+#include <limits>
+
+#include "integrals/mindo3.h"
+#include "integrals/nddo_classical.h"
+#include "integrals/nddo_pair_sp.h"
+#include "link/link.h"
+#include "numeric/row.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+/// Work charged for one pair.
+constexpr std::size_t kChargePerPair = 50;
+
+/// What BuildNddoCore fills.
+struct NddoCore {
+    double* mCore;
+    int nLeading;
+    double* vTwoCentre;
+    double dEnergy;  ///< core-core repulsion, eV
+};
+
+bool AreInOnePlace(const NddoAtom& a, const NddoAtom& b) {
+    const double* p = a.Listed.pXyz;
+    const double* q = b.Listed.pXyz;
+    const double x = p[0] - q[0], y = p[1] - q[1], z = p[2] - q[2];
+    return x * x + y * y + z * z < kOnePlaceSquare;
+}
+
+/// Gives each ordered pair its place in the store, the second atom running fastest.
+void NumberBlocks(int nAtoms, const NddoAtom* pAtoms, int* pPairIndex) {
+    long long nPosition = 0;
+    for (int iA = 0; iA < nAtoms; ++iA)
+        for (int iB = 0; iB < nAtoms; ++iB) {
+            const NddoAtom &a = pAtoms[iA], &b = pAtoms[iB];
+            int& nIndex = *pPairIndex++;
+            nIndex = kNoBlock;
+            if (iA == iB || a.IsDummy() || b.IsDummy() || AreInOnePlace(a, b)) continue;
+            if (nPosition > std::numeric_limits<int>::max()) Fatal(kMsgOutOfMemory);
+            nIndex = static_cast<int>(nPosition);
+            nPosition += a.nProducts * b.nProducts;
+        }
+}
+
+double BetaOf(const NddoAtom& atom, int nOrbital) {
+    switch (AngularOf(nOrbital)) {
+        case 0:
+            return atom.pRow->dBetaS;
+        case 1:
+            return atom.pRow->dBetaP;
+        default:
+            return atom.pRow->dBetaD;
+    }
+}
+
+/// Turns the overlap of two atoms into their resonance integrals, in both triangles.
+void ScaleToResonance(const NddoAtom& a, const NddoAtom& b, double* mCore, int nLeading) {
+    const bool fMindo = system.MethodId == kMindo3;
+    for (int i = 0; i < a.Listed.nOrbitals; ++i)
+        for (int j = 0; j < b.Listed.nOrbitals; ++j) {
+            const int mu = a.Listed.nFirst + i, nu = b.Listed.nFirst + j;
+            const double dFactor =
+                fMindo ? MindoResonance(a, i, b, j) : 0.5 * (BetaOf(a, i) + BetaOf(b, j));
+            Row(mCore, nLeading, mu)[nu] *= dFactor;
+            Row(mCore, nLeading, nu)[mu] *= dFactor;
+        }
+}
+
+void ComputePair(const NddoAtom& a, const NddoAtom& b, double* pBlock, PairTerms& terms) {
+    ComputePairSp(a, b, GeometryOf(a, b), pBlock, terms);
+}
+
+/// Both blocks of a pair and its terms. One order of the atoms gives all.
+void AddPair(const NddoAtom& a, const NddoAtom& b, int nBlock, int nTransposed, NddoCore& core) {
+    PairTerms terms;
+    double* pBlock = core.vTwoCentre + nBlock;
+    ComputePair(a, b, pBlock, terms);
+    TransposeBlock(pBlock, a.nProducts, b.nProducts, core.vTwoCentre + nTransposed);
+    AddProducts(a, a.Listed.nOrbitals, terms.vE1b, core.mCore, core.nLeading);
+    AddProducts(b, b.Listed.nOrbitals, terms.vE2a, core.mCore, core.nLeading);
+    core.dEnergy += terms.dPairEnergy;
+}
+
+}  // namespace
+
+void BuildNddoCore(double* mCore, double* vTwoCentre, int* pPairIndex, double* pCoreEnergy,
+                   int nLeading, int nOrbitals) {
+    const int nAtoms = system.nSelected;
+    Array<NddoAtom> pAtoms;
+    pAtoms.Take(static_cast<std::size_t>(nAtoms), kWork);
+    for (int i = 0; i < nAtoms; ++i) pAtoms[i] = NddoAtomAt(i);
+    NumberBlocks(nAtoms, pAtoms.Data(), pPairIndex);
+
+    NddoCore core{mCore, nLeading, vTwoCentre, 0.0};
+    for (int iA = 0; iA < nAtoms; ++iA) {
+        for (int iB = 0; iB < iA; ++iB) {
+            ScaleToResonance(pAtoms[iA], pAtoms[iB], mCore, nLeading);
+            const int nBlock = BlockOf(pPairIndex, nAtoms, iA, iB);
+            if (nBlock == kNoBlock) continue;
+            AddPair(pAtoms[iA], pAtoms[iB], nBlock, BlockOf(pPairIndex, nAtoms, iB, iA), core);
+        }
+        Yield(kChargePerPair * static_cast<std::size_t>(iA + 1));
+    }
+    // The diagonal still holds the overlap of each orbital with itself.
+    for (int mu = 0; mu < nOrbitals; ++mu)
+        Row(mCore, nLeading, mu)[mu] += setup.Map.pOrbitalU[mu] - 1.0;
+    *pCoreEnergy = core.dEnergy;
+    if (system.nSelected == system.nAtoms) return;
+    *pCoreEnergy += system.MethodId == kMindo3 ? AddClassicalChargesMindo(mCore, nLeading)
+                                               : AddClassicalChargesNddo(mCore, nLeading);
+}
+
+}  // namespace qsolve
