@@ -10,6 +10,7 @@
 #include "integrals/diatomic_block.h"
 #include "integrals/local_charges.h"
 #include "integrals/mindo3.h"
+#include "integrals/mo_integral.h"
 #include "integrals/nddo_classical.h"
 #include "integrals/nddo_core.h"
 #include "integrals/nddo_core_core.h"

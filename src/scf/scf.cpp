@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "gradient/gradient.h"
+#include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/link.h"
@@ -19,6 +21,7 @@
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
+#include "scf/half_electron.h"
 #include "scf/level_shift.h"
 #include "scf/pseudo_diagonalise.h"
 #include "scf/state.h"
@@ -73,6 +76,7 @@ struct SpinRun {
     bool fHistoryShifted = false;  ///< its last matrix holds the level shift
     double dEnergy = 0.0;
     double dDelta = 1.0;  ///< largest change of a diagonal density element
+    double dShift = 0.0;  ///< level shift in its last Fock matrix, eV
 };
 
 /// One SCF. Energies are in the unit of the family.
@@ -99,7 +103,6 @@ void DeclineWhatIsMissing() {
     if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
         Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
-    if (setup.nOccupied != setup.nDoublyOcc) Decline("the half-electron method");
 }
 
 void CopyCoordinatesToAtoms() {
@@ -238,14 +241,23 @@ void AddElectrons(const Run& run, const SpinRun& s) {
     }
 }
 
+/// Takes a spin's shift of this cycle. Where it is another than before, the extrapolation starts
+/// anew: a mean of matrices with different shifts would leave part of one in the levels.
+void NoteShift(const Run& run, SpinRun& s) {
+    const double dAsked = s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB;
+    const double dShift = IsShifted(run) ? dAsked : 0.0;
+    if (dShift != s.dShift) s.History.fDiisRestart = true;
+    s.dShift = dShift;
+}
+
 /// The Fock matrix of a spin. The shift enters before the electrons, so that the energy can take it
 /// out again; whether it does follows from the alpha shift for either spin.
 void BuildFock(const Run& run, SpinRun& s) {
     CopyCoreToFock(run.Cycle.nCycle, s.mFock.Data());
+    NoteShift(run, s);
     if (IsShifted(run))
-        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle,
-                        s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB,
-                        s.mDensity.Data(), s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
+        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle, s.dShift, s.mDensity.Data(),
+                        s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
     AddElectrons(run, s);
 }
 
@@ -375,10 +387,13 @@ void CheckResults(const Run& run) {
 void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     CheckResults(run);
     scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
+    if (setup.nOccupied != setup.nDoublyOcc)
+        scf.dStateCorrection = HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
     if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
+    ComputeGradient(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ReportEnergies(run.dEnergy, run.dCoreEnergy);
     ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);
@@ -390,7 +405,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
 void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
     DeclineWhatIsMissing();
-    scf.fResultsValid = false;
+    scf.fResultsValid = gradient.fComputed = false;
     CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;

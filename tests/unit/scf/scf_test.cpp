@@ -422,15 +422,6 @@ class Missing : public FreshState {
     }
 };
 
-TEST_F(Missing, OpenShellsWithoutUnrestrictedSpinsAreRefused) {
-    JobScript script = Water(kCndo);
-    script.Options.nMultiplicity = 3;
-    EXPECT_EQ(RefusalOf(script), Sorry("the half-electron method"));
-    script.Options.nMultiplicity = 1;
-    script.Options.fNextLowestState = 1;
-    EXPECT_EQ(RefusalOf(script), Sorry("the half-electron method"));
-}
-
 TEST_F(Missing, ConfigurationInteractionIsRefused) {
     JobScript script = Water(kZindoS);
     script.Options.nCiKind = 1;
