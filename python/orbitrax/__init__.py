@@ -19,7 +19,9 @@ __version__ = "0.1.0"
 _HOMES = {
     "Backend": "backend",
     "Job": "job",
+    "OPTIMISATION": "job",
     "Molecule": "molecule",
+    "Restraint": "restraints",
     "Result": "results",
     "from_ase": "molecule",
     "from_smiles": "molecule",

@@ -17,7 +17,7 @@ from typing import Callable, Iterator
 from orbitrax import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkClosed, OrbitraxError, OutOfMemory, ProtocolError, UsageError)
-from orbitrax.job import Job
+from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.parameters import ParameterSet, load_parameters
 from orbitrax.reader import SessionReader
@@ -269,7 +269,8 @@ class Backend:
             tables = self.parameters(job.method)
             head = [wire.word(4), wire.word(job.method.number), *tables.packets]
             pokes[:0] = [wire.packet(payload) for payload in head]
-        reader = SessionReader(len(job.molecule), job.unrestricted, job.send_eigenvectors, first)
+        reader = SessionReader(len(job.molecule), job.unrestricted, job.send_eigenvectors, first,
+                               job.kind == OPTIMISATION)
         words: list[str] = []
         results = False
         try:

@@ -10,7 +10,7 @@ from orbitrax import __version__
 from orbitrax.errors import OrbitraxError, UsageError
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("optimize", "vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
+UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
                "plot", "batch", "serve")
 
 _INTERRUPTED = 130  # 128 + SIGINT
@@ -24,6 +24,14 @@ examples:
   orbitrax energy protein.pdb -m am1 --select 1-24,31
   cat water.xyz | orbitrax energy - -m mndo --log
   orbitrax energy --smiles CCO -m pm3
+"""
+
+
+_OPTIMIZE_EXAMPLES = """\
+examples:
+  orbitrax optimize examples/caffeine.xyz -m pm3 -o relaxed.xyz
+  orbitrax optimize examples/water.xyz -m am1 --limit 0.01 --trajectory path.xyz
+  orbitrax optimize examples/ethanol.xyz -m mndo --restrain "stretch 1 2 1.6 k=500"
 """
 
 
@@ -79,9 +87,12 @@ def _run(argv: list[str]) -> int:
         return 2
     if arguments.task == "methods":
         return _methods(arguments)
-    from orbitrax import energy
+    from orbitrax import energy, optimize
 
-    return energy.run(arguments, Terminal(arguments))
+    terminal = Terminal(arguments)
+    if arguments.task == "optimize":
+        return energy.run(arguments, terminal, optimize.Optimize(arguments, terminal))
+    return energy.run(arguments, terminal)
 
 
 def _usage_failure(argv: list[str], text: str) -> int:
@@ -128,7 +139,19 @@ def build_parser() -> argparse.ArgumentParser:
         formatter_class=formatter, allow_abbrev=False)
     _add_molecule(energy)
     _add_scf(energy)
-    _add_output(energy)
+    _add_restraints(energy)
+    _add_output(energy, "write there what would be printed")
+
+    optimize = tasks.add_parser(
+        "optimize", help="the nearest structure of lowest energy",
+        description="Moves the atoms downhill to the nearest structure of lowest energy.",
+        epilog=_OPTIMIZE_EXAMPLES, formatter_class=formatter, allow_abbrev=False)
+    _add_molecule(optimize)
+    _add_search(optimize)
+    _add_restraints(optimize)
+    _add_scf(optimize)
+    _add_output(optimize, "write the final structure there, in the format of its name (xyz, mol, "
+                          "pdb, cif, ...)")
 
     methods = tasks.add_parser("methods",
                                help="the methods, the elements they cover, their sources",
@@ -175,7 +198,32 @@ def _add_scf(parser) -> None:
                        help="exit with status 0 even if the iterations did not converge")
 
 
-def _add_output(parser) -> None:
+def _add_search(parser) -> None:
+    group = parser.add_argument_group("search")
+    group.add_argument("--optimizer", choices=("polak-ribiere", "fletcher-reeves",
+                                               "steepest-descent"),
+                       default="polak-ribiere", help="how to go downhill (default polak-ribiere)")
+    group.add_argument("--limit", type=float, default=0.1, metavar="G",
+                       help="RMS gradient at convergence, kcal/(mol Angstrom) (default 0.1)")
+    group.add_argument("--cycles", type=int, default=1000, metavar="N",
+                       help="most cycles (default 1000)")
+    group.add_argument("--report-period", type=int, default=1, metavar="N",
+                       help="report every N-th cycle (default 1)")
+    group.add_argument("--trajectory", metavar="FILE",
+                       help="write every report point there as extended xyz, with energy and "
+                            "forces in eV and eV/Angstrom")
+
+
+def _add_restraints(parser) -> None:
+    group = parser.add_argument_group("restraints")
+    group.add_argument("--restrain", action="append", default=[], metavar="TEXT",
+                       help="hold a part of the geometry: 'tether 1 [X Y Z]', 'stretch 1 2 "
+                            "[LENGTH]', 'bend 1 2 3 [DEGREES]' or 'torsion 1 2 3 4 [DEGREES]', "
+                            "each with k=NUMBER or 100 kcal/mol per square Angstrom or radian; "
+                            "without a target what is there is held; may be given again")
+
+
+def _add_output(parser, output: str) -> None:
     group = parser.add_argument_group("output and backend")
     form = group.add_mutually_exclusive_group()
     form.add_argument("--log", action="store_true",
@@ -184,7 +232,7 @@ def _add_output(parser) -> None:
                       help="print one JSON document and nothing else")
     group.add_argument("--log-level", type=int, default=0, metavar="N",
                        help="1 to 9 choose what the report shows beside the results (default 0)")
-    group.add_argument("-o", "--output", metavar="FILE", help="write there what would be printed")
+    group.add_argument("-o", "--output", metavar="FILE", help=output)
     group.add_argument("-q", "--quiet", action="store_true",
                        help="no progress, no warnings, no summary")
     group.add_argument("--color", choices=("auto", "always", "never"), default="auto",
@@ -256,6 +304,12 @@ class Terminal:
         from rich.text import Text
 
         self._status.update(Text(text))
+
+    def row(self, text: str) -> None:
+        """A line that stays, above the progress line, on a terminal only."""
+        if self._live:
+            self.end_progress()
+            print(text, file=sys.stderr, flush=True)
 
     def end_progress(self) -> None:
         """Takes the progress line away."""

@@ -1,4 +1,4 @@
-"""The task `energy`: one structure, one calculation, one answer."""
+"""The task `energy`: one structure, one calculation, one answer. Other tasks build on its `Task`."""
 
 from __future__ import annotations
 
@@ -17,31 +17,76 @@ from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
 from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
 
 
-def run(arguments, terminal: Terminal) -> int:
+class Task:
+    """In what one task differs from another; here those of `energy`."""
+
+    name = "energy"
+
+    def __init__(self, arguments, terminal: Terminal):
+        self.arguments, self.terminal = arguments, terminal
+        self.text_file = arguments.output  # where the text goes that would be printed
+
+    def check(self) -> None:
+        """Refuses what cannot be done, before anything is computed."""
+
+    def settings(self) -> dict:
+        """What the task says of its Job beside the settings that all share."""
+        return {}
+
+    def begin(self, job: Job) -> None:
+        """Called once the job is known."""
+
+    def on_event(self, event: events.Event) -> None:
+        """Called with each event of the session."""
+
+    def judge(self, result: Result) -> None:
+        """Raises NotConverged for a result that is not to be believed."""
+        _judge_scf(result, self.arguments)
+
+    def end(self, result: Result | None) -> None:
+        """Called once, with what there is of a result, after the session or its failure."""
+
+    def block(self, result: Result | None) -> dict:
+        """The task's own entries of the JSON document."""
+        return {}
+
+    def summary(self, result: Result) -> str:
+        """What is printed for a person."""
+        return summary(result)
+
+
+def run(arguments, terminal: Terminal, task: Task | None = None) -> int:
     """Runs the task; returns the exit status."""
-    output = Output(arguments.output)
+    task = task or Task(arguments, terminal)
+    output = Output(task.text_file)
     try:
-        return _run(arguments, terminal, output)
+        return _run(arguments, terminal, output, task)
     except KeyboardInterrupt:
         terminal.end_progress()
         if arguments.json:
-            document = empty_document("energy")
-            document.update(status="interrupted", errors=["interrupted"])
+            document = empty_document(task.name)
+            document.update(status="interrupted", errors=["interrupted"], **task.block(None))
             output.write(json.dumps(document) + "\n")
         output.close()
         raise
 
 
-def _run(arguments, terminal: Terminal, output: Output) -> int:
+def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
     try:
         output.check()
-        result = _calculate(arguments, terminal, output)
-        _judge(result, arguments)
+        task.check()
+        result = _calculate(arguments, terminal, output, task)
+        task.judge(result)
         failure = None
     except OrbitraxError as error:
         terminal.end_progress()
         result, failure = error.partial, error
         terminal.error(str(error))
+    try:
+        task.end(result)
+    except OrbitraxError as error:
+        terminal.error(str(error))
+        failure = failure or error
     for text in result.warnings if result else ():
         terminal.warning(text)
     if failure is None:
@@ -50,9 +95,9 @@ def _run(arguments, terminal: Terminal, output: Output) -> int:
 
     shown = failure is None or isinstance(failure, NotConverged)
     if arguments.json:
-        output.write(json.dumps(_document(result, failure), allow_nan=False) + "\n")
-    elif shown and not arguments.log and not (arguments.quiet and not arguments.output):
-        output.write(summary(result))
+        output.write(json.dumps(_document(result, failure, task), allow_nan=False) + "\n")
+    elif shown and not arguments.log and not (arguments.quiet and not task.text_file):
+        output.write(task.summary(result))
     try:
         output.close()
     except OrbitraxError as error:
@@ -61,14 +106,16 @@ def _run(arguments, terminal: Terminal, output: Output) -> int:
     return failure.exit_status if failure else 0
 
 
-def _calculate(arguments, terminal: Terminal, output: Output) -> Result:
+def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Result:
     molecule = _molecule(arguments)
     selection = parse_selection(arguments.select) if arguments.select else None
     job = Job(molecule, arguments.method, arguments.charge, arguments.multiplicity,
               unrestricted=arguments.uhf, selection=selection,
               convergence_limit=arguments.scf_limit, iteration_limit=arguments.scf_iterations,
               diis=arguments.diis, overlap_sigma=arguments.sigma, overlap_pi=arguments.pi,
-              level_shift_start=arguments.level_shift_start, log_level=arguments.log_level)
+              level_shift_start=arguments.level_shift_start, log_level=arguments.log_level,
+              restraints=arguments.restrain, **task.settings())
+    task.begin(job)
     if job.selection is not None and molecule.point_charges is None:
         terminal.warning("the atoms outside the selection carry no charges in this file and have "
                          "no effect but to end cut bonds")
@@ -78,12 +125,13 @@ def _calculate(arguments, terminal: Terminal, output: Output) -> Result:
             terminal.progress(event.text)
         elif isinstance(event, events.LogLine) and arguments.log:
             output.write(event.text + "\n")
+        task.on_event(event)
 
     limit = arguments.time_limit
     if limit is not None and not limit > 0:
         raise UsageError(f"--time-limit {limit}: should be above 0")
     with Backend(arguments.backend, arguments.tables, limit) as backend:
-        result = backend.run(job, show)
+        result = backend.run(job, show, task=task.name)
     terminal.end_progress()
     return result
 
@@ -100,8 +148,7 @@ def _molecule(arguments) -> Molecule:
     return read_molecule(arguments.molecule, arguments.format)
 
 
-def _judge(result: Result, arguments) -> None:
-    """Raises NotConverged for a result that is not to be believed."""
+def _judge_scf(result: Result, arguments) -> None:
     if result.converged is not False or arguments.allow_unconverged:
         return
     last = result.final_scf_difference
@@ -116,8 +163,9 @@ def _judge(result: Result, arguments) -> None:
     raise error
 
 
-def _document(result: Result | None, failure: OrbitraxError | None) -> dict:
-    document = result.to_dict() if result else empty_document("energy")
+def _document(result: Result | None, failure: OrbitraxError | None, task: Task) -> dict:
+    document = result.to_dict() if result else empty_document(task.name)
+    document.update(task.block(result))
     if failure is not None:
         document["status"] = failure.status
         if str(failure) not in "\n".join(document["errors"]):
@@ -199,7 +247,8 @@ def summary(result: Result) -> str:
                         ("Electronic energy", result.electronic_energy),
                         ("Core-core energy", result.core_energy),
                         ("Isolated atoms", result.isolated_atomic_energy),
-                        ("Binding energy", result.binding_energy)):
+                        ("Binding energy", result.binding_energy),
+                        ("Restraint energy", result.restraint_energy)):
         if value is not None:
             text = f"{value:18.6f} kcal/mol"
             if name == "Total energy":
@@ -213,8 +262,11 @@ def summary(result: Result) -> str:
     _frontier(result, line)
     if result.point_group and result.point_group != "?":
         line("Point group", f"{result.point_group:>18}")
-    if result.scf_iterations is not None:
-        word = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
+    word = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
+    if result.task == "optimize":
+        line("Search", f"{word[result.converged]:>18}, {result.cycles} cycles, "
+             f"{result.energy_points} energies")
+    elif result.scf_iterations is not None:
         line("SCF", f"{word[result.converged]:>18}, {result.scf_iterations} iterations")
     if result.charges is not None:
         lines += ["", " atom        charge (e)"]

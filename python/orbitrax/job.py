@@ -13,8 +13,11 @@ from orbitrax.geometry import TOO_CLOSE, close_pairs, find_bonds
 from orbitrax.methods import ZINDOS, Method, find_method
 from orbitrax.molecule import Molecule
 from orbitrax.parameters import ParameterSet
+from orbitrax.restraints import Restraint, packets_of, parse_restraint
 
-SINGLE_POINT = 0
+SINGLE_POINT, OPTIMISATION = 0, 1  # kinds of job
+
+OPTIMISERS = ("steepest-descent", "fletcher-reeves", "polak-ribiere")  # by number
 
 LOG_SILENT = 10  # this log level and those above it send no log
 
@@ -35,7 +38,12 @@ class Job:
     the lowest multiplicity of its electron count. selection: atom numbers from 1 that are
     calculated, the others being point charges; None for all. convergence_limit in kcal/mol, on the
     energy change of an SCF cycle. level_shift_start: SCF cycle after which the level shift begins.
-    log_level 1 to 9 choose what the log shows beside the report, 10 silences it.
+    log_level 1 to 9 choose what the log shows beside the report, 10 silences it. restraints: objects
+    or their texts, as "stretch 1 2 1.5 k=100".
+
+    kind: SINGLE_POINT or OPTIMISATION. An optimisation minimises by the optimiser of that name
+    until the root mean square of the gradient, over the calculated atoms, is below rms_gradient
+    in kcal/(mol Angstrom), for at most max_cycles, with a report point every report_period cycles.
     """
 
     molecule: Molecule
@@ -54,7 +62,12 @@ class Job:
     send_eigenvectors: bool = False
     precise: bool = True
     debug: bool = False
+    restraints: list[Restraint | str] = field(default_factory=list)
     kind: int = SINGLE_POINT
+    optimiser: str = "polak-ribiere"
+    rms_gradient: float = 0.1
+    max_cycles: int = 1000
+    report_period: int = 1
     notes: list = field(default_factory=list)
 
     def __post_init__(self):
@@ -72,6 +85,8 @@ class Job:
         sigma, pi = overlap_weights(self.method)
         self.overlap_sigma = sigma if self.overlap_sigma is None else self.overlap_sigma
         self.overlap_pi = pi if self.overlap_pi is None else self.overlap_pi
+        self.restraints = [parse_restraint(r) if isinstance(r, str) else r
+                           for r in self.restraints]
         self._check_settings()
 
     # ---- what is calculated ---------------------------------------------------------------------
@@ -138,17 +153,23 @@ class Job:
         for name, low, high in (("charge", -_INT_MAX, _INT_MAX), ("multiplicity", 1, _INT_MAX),
                                 ("iteration_limit", 0, _INT_MAX - 2),
                                 ("level_shift_start", -_INT_MAX, _INT_MAX),
-                                ("log_level", 0, _INT_MAX)):
+                                ("log_level", 0, _INT_MAX), ("max_cycles", 0, _INT_MAX),
+                                ("report_period", 0, _INT_MAX)):
             value = getattr(self, name)
             if not isinstance(value, (int, np.integer)) or not low <= value <= high:
                 raise UsageError(f"{name} {value} is not a whole number of {low} to {high}")
-        for name in ("convergence_limit", "overlap_sigma", "overlap_pi"):
+        for name in ("convergence_limit", "overlap_sigma", "overlap_pi", "rms_gradient"):
             with np.errstate(over="ignore"):
                 value = np.float32(getattr(self, name))
             if not np.isfinite(value):
                 raise UsageError(f"{name} {getattr(self, name)} is not a number that can be sent")
         if self.convergence_limit <= 0:
             raise UsageError(f"convergence_limit {self.convergence_limit} should be above 0")
+        if self.rms_gradient < 0:
+            raise UsageError(f"rms_gradient {self.rms_gradient} should not be below 0")
+        if self.optimiser not in OPTIMISERS:
+            raise UsageError(f"there is no optimiser '{self.optimiser}'; there are "
+                             + ", ".join(OPTIMISERS))
 
     def check(self, parameters: ParameterSet) -> None:
         """Refuses what the method cannot calculate: elements without parameters, atoms in one
@@ -185,6 +206,8 @@ class Job:
         ]
         for start in range(0, len(atoms), size):
             result.append(wire.packet(atoms[start:start + size].tobytes()))
+        if self.restraints:
+            result += packets_of(self.restraints, self.molecule.positions)
         result.append(wire.packet(self.selection_block()))
         return result
 
@@ -210,7 +233,11 @@ class Job:
         """The JobOptions record."""
         record = np.zeros((), wire.JOB_OPTIONS)
         record["nCalcKind"] = self.kind
-        record["nReportPeriod"] = 1
+        record["fRestraints"] = int(bool(self.restraints))
+        record["nOptimiser"] = OPTIMISERS.index(self.optimiser)
+        record["nMaxCycles"] = self.max_cycles
+        record["flRmsGradient"] = self.rms_gradient
+        record["nReportPeriod"] = self.report_period
         record["fShowWarnings"] = 1
         return record
 

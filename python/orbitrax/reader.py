@@ -30,9 +30,11 @@ class SessionReader:
     """Reads the packets of one session: of a job with `n_atoms` atoms, unrestricted or not.
 
     first: whether this is the first session of its process, which begins with the node count.
+    optimisation: whether the job is one, which has report points.
     """
 
-    def __init__(self, n_atoms: int, unrestricted: bool, eigenvectors: bool, first: bool):
+    def __init__(self, n_atoms: int, unrestricted: bool, eigenvectors: bool, first: bool,
+                 optimisation: bool = False):
         self._n_atoms = n_atoms
         self._unrestricted = unrestricted
         self._eigenvectors = eigenvectors
@@ -41,9 +43,10 @@ class SessionReader:
         self._charges = bytearray()
         self._precise = bytearray()
         self._data = bytearray()
-        self._results_begun = False
+        self._at_report_point = True  # what comes next would be a result block
         self._finished = False
-        self._script = self._single_point(first)
+        self._script = self._session(first, self._optimisation if optimisation
+                                     else self._single_point)
         self._wanted = next(self._script)
 
     @property
@@ -103,8 +106,8 @@ class SessionReader:
     def _take_data(self, payload: bytes) -> None:
         if self._finished:
             raise ProtocolError(f"the backend sent {len(payload)} bytes after its last result")
-        if self._refused and not self._results_begun and len(payload) != self._wanted:
-            return  # what an ended job still sends of an earlier one
+        if self._refused and self._at_report_point and len(payload) != self._wanted:
+            return  # eigenvectors of an ended job, or of an earlier one
         self._data += payload
         while not self._finished and len(self._data) >= self._wanted:
             if len(self._data) > self._wanted:
@@ -118,16 +121,33 @@ class SessionReader:
 
     # ---- by place -------------------------------------------------------------------------------
 
-    def _single_point(self, first: bool):
+    def _session(self, first: bool, job):
         if first:
             count = _word((yield 4))
             self._ready.append(events.NodeCount(count))
-        block = yield wire.RESULT_BLOCK.itemsize
-        self._results_begun = True
-        self._ready.append(events.ResultBlock(_block(block)))
+        yield from job()
         n_orbitals = yield from self._orbital_data()
         if self._eigenvectors:
             yield from self._eigenvector_matrices(n_orbitals)
+
+    def _single_point(self):
+        yield from self._result_block()
+
+    def _optimisation(self):
+        """Report points, up to the last block of the job."""
+        final = False
+        while not final:
+            final = yield from self._result_block()
+            xyz = yield 12 * self._n_atoms
+            self._ready.append(events.Coordinates(_floats(xyz).reshape(-1, 3)))
+            self._at_report_point = not final
+
+    def _result_block(self):
+        """Reads one; returns whether it is the last of the job."""
+        values = _block((yield wire.RESULT_BLOCK.itemsize))
+        self._at_report_point = False
+        self._ready.append(events.ResultBlock(values))
+        return bool(values["fFinalResult"])
 
     def _orbital_data(self):
         """Reads the orbital data; returns the number of orbitals."""

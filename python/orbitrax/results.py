@@ -10,6 +10,7 @@ import numpy as np
 
 from orbitrax import events
 from orbitrax.errors import CalculationFailed
+from orbitrax.job import OPTIMISATION
 
 SCHEMA = "orbitrax-result-1"
 HARTREE_PER_KCAL = 0.001593569619711464  # as the backend's own report converts
@@ -41,6 +42,7 @@ class Result:
     binding_energy: float | None = None
     isolated_atomic_energy: float | None = None
     heat_of_formation: float | None = None
+    restraint_energy: float | None = None
     gradient: np.ndarray | None = None
     rms_gradient: float | None = None
     dipole: np.ndarray | None = None
@@ -97,7 +99,8 @@ def empty_document(task: str | None) -> dict:
 
 
 class ResultBuilder:
-    """Collects the events of one session of a single point."""
+    """Collects the events of one session: of a single point, or of an optimisation, whose result is
+    its last report point."""
 
     def __init__(self, job, task: str = "energy"):
         self._job = job
@@ -158,7 +161,17 @@ class ResultBuilder:
                                   ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")])
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
-        result.converged = self._scf_converged()
+        if self._job.restraints:
+            result.restraint_energy = sum(
+                _short(self._finite(values[name], name)) for name in
+                ("flTetherEnergy", "flStretchEnergy", "flBendEnergy", "flTorsionEnergy"))
+        if self._job.kind == OPTIMISATION:
+            result.converged = bool(values["fConverged"])
+        else:
+            result.converged = self._scf_converged()
+
+    def _coordinates(self, event) -> None:
+        self.result.coordinates = self._finite(event.positions, "the coordinates")
 
     def _charges(self, event) -> None:
         self.result.charges = _short_array(self._finite(event.charges, "the charges"))
@@ -188,6 +201,7 @@ class ResultBuilder:
     _TAKERS = {
         events.LogLine: _log, events.StatusLine: _status, events.WarningLine: _warning,
         events.ErrorLine: _error, events.ResultBlock: _block, events.Charges: _charges,
+        events.Coordinates: _coordinates,
         events.Precise: _precise, events.OrbitalData: _orbitals, events.Eigenvectors: _vectors,
     }
 

@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "gradient/state.h"
+#include "link/link.h"
+#include "scf/state.h"
+#include "session/session.h"
+#include "setup/parameters.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/scf_job.h"
+#include "tests/support/scripted_client.h"
+
+namespace qsolve {
+namespace {
+
+class Optimisation : public FreshState {
+  protected:
+    static JobScript Job(JobScript script, int nOptimiser, int nMaxCycles = 300) {
+        script.Job.nCalcKind = kOptimisation;
+        script.Job.nOptimiser = nOptimiser;
+        script.Job.nMaxCycles = nMaxCycles;
+        script.Job.flRmsGradient = 0.02F;
+        script.Options.flConvergenceLimit = 1e-8F;
+        return script;
+    }
+
+    static void Play(const JobScript& script) {
+        ResetAllState();
+        NewScriptedClient();
+        PlaySession(script);
+    }
+
+    /// Kinds and sizes of what came after the node count, texts left out.
+    static std::vector<std::pair<int, std::size_t>> Packets() {
+        std::vector<std::pair<int, std::size_t>> found;
+        for (const SentPacket& packet : client.Sent)
+            if (packet.nType < kPacketLogLine)
+                found.emplace_back(packet.nType, packet.Payload.size());
+        found.erase(found.begin());
+        return found;
+    }
+
+    static ResultBlock LastBlock() {
+        ResultBlock block;
+        for (const SentPacket& packet : client.Sent)
+            if (packet.nType == kPacketData && packet.Payload.size() == sizeof block)
+                std::memcpy(&block, packet.Payload.data(), sizeof block);
+        return block;
+    }
+
+    /// Distances of all pairs of atoms, Angstrom.
+    static std::vector<double> Distances() {
+        const double dUnit = UsesAtomicUnits(system.MethodId) ? kAngstromPerBohr : 1.0;
+        std::vector<double> found;
+        for (int i = 0; i < system.nAtoms; ++i)
+            for (int j = 0; j < i; ++j) {
+                double r2 = 0.0;
+                for (int k = 0; k < 3; ++k)
+                    r2 += std::pow(system.pCoords[3 * i + k] - system.pCoords[3 * j + k], 2);
+                found.push_back(dUnit * std::sqrt(r2));
+            }
+        return found;
+    }
+};
+
+JobScript DistortedWater(int nMethod) {
+    return Molecule(nMethod, {{8, 0.05, 0.1, -0.02}, {1, 0.9, 0.72, 0.1}, {1, -0.85, 0.5, -0.3}});
+}
+
+JobScript DistortedFormaldehyde(int nMethod) {
+    return Molecule(
+        nMethod,
+        {{6, 0, 0, 0.05}, {8, 0.02, 0.04, 1.3}, {1, 0.85, 0.1, -0.6}, {1, -1.0, 0.05, -0.5}});
+}
+
+class EveryMethod : public Optimisation, public testing::WithParamInterface<int> {};
+
+TEST_P(EveryMethod, HasOneMinimumForAllThreeOptimisers) {
+    for (const JobScript& start : {DistortedWater(GetParam()), DistortedFormaldehyde(GetParam())}) {
+        std::vector<double> energies;
+        std::vector<std::vector<double>> shapes;
+        for (const int nOptimiser : {kPolakRibiere, kFletcherReeves, kSteepestDescent}) {
+            Play(Job(start, nOptimiser, 3000));
+            EXPECT_TRUE(client.Errors().empty());
+            ASSERT_EQ(LastBlock().fConverged, 1) << nOptimiser;
+            energies.push_back(scf.dTotalEnergy);
+            shapes.push_back(Distances());
+        }
+        for (std::size_t k = 1; k < 3; ++k) {
+            // Within the limit of 0.02 kcal/mol/Angstrom and force constants above 50.
+            EXPECT_NEAR(energies[k], energies[0], 1e-4);
+            for (std::size_t i = 0; i < shapes[0].size(); ++i)
+                EXPECT_NEAR(shapes[k][i], shapes[0][i], 2e-3);
+        }
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Methods, EveryMethod, testing::Values(kAm1, kPm3, kMndo, kCndo));
+
+TEST_F(Optimisation, SendsReportPointsAndThenItsTail) {
+    JobScript script = Job(DistortedWater(kAm1), kPolakRibiere, 2);
+    script.Job.flRmsGradient = 1e-6F;
+    script.Job.nReportPeriod = 1;
+    script.Options.nExtensions = kPreciseResults;
+    Play(script);
+    using Packet = std::pair<int, std::size_t>;
+    const std::vector<Packet> point{{kPacketData, 172}, {kPacketData, 36}, {kPacketCharges, 12}};
+    const Packet precise{kPacketPrecise, 16 + 72}, orbitals{kPacketData, 4 + 24 * 6};
+    std::vector<Packet> expected;
+    for (int i = 0; i < 3; ++i) {
+        expected.insert(expected.end(), point.begin(), point.end());
+        if (i == 2) expected.insert(expected.end(), {{kPacketData, 4}, orbitals});
+        expected.push_back(precise);
+    }
+    EXPECT_EQ(Packets(), expected);
+    EXPECT_EQ(LastBlock().fFinalResult, 1);
+    EXPECT_EQ(LastBlock().fConverged, 0);
+    EXPECT_EQ(LastBlock().nCycles, 2);
+}
+
+TEST_F(Optimisation, UnknownOptimiserSendsTheTailAndComputesNothing) {
+    for (const int nOptimiser : {3, 5, -1, 1000}) {
+        Play(Job(DistortedWater(kAm1), nOptimiser));
+        EXPECT_TRUE(client.Errors().empty());
+        EXPECT_EQ(Packets().size(), 5u);
+        EXPECT_EQ(scf.nScfRuns, -1);
+        EXPECT_EQ(LastBlock().fFinalResult, 1);
+    }
+}
+
+TEST_F(Optimisation, EigenvectorFollowingSaysThatItIsMissing) {
+    Play(Job(DistortedWater(kAm1), kEigenvectorFollowing));
+    EXPECT_EQ(client.Errors().size(), 1u);
+    EXPECT_TRUE(Packets().empty());
+}
+
+// The energy that is minimised is the one with the restraint, and its force is the missing part of
+// the gradient: both must be there for a search to end.
+TEST_F(Optimisation, RestraintHoldsADistance) {
+    for (const int nMethod : {int{kAm1}, int{kCndo}}) {
+        JobScript script = Job(DistortedWater(nMethod), kPolakRibiere);
+        script.Job.fRestraints = 1;
+        RestraintRecord stretch{.nKind = kStretch, .flForceConstant = 5000, .flTarget = 1.2F};
+        stretch.nAtom[1] = 1;
+        script.Restraints[kStretch].push_back(stretch);
+        Play(script);
+        ASSERT_TRUE(client.Errors().empty());
+        const ResultBlock block = LastBlock();
+        EXPECT_EQ(block.fConverged, 1) << nMethod;
+        EXPECT_NEAR(Distances()[0], 1.2, 0.03);
+        const double d = Distances()[0] - 1.2;
+        EXPECT_NEAR(static_cast<double>(block.flStretchEnergy), 5000 * d * d, 2e-3);
+    }
+}
+
+}  // namespace
+}  // namespace qsolve
