@@ -1,4 +1,4 @@
-"""The task `energy`: one structure, one calculation, one answer. Other tasks build on its `Task`."""
+"""The task `energy`: one structure, one calculation, one answer. Others build on its `Task`."""
 
 from __future__ import annotations
 

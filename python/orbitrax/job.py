@@ -38,8 +38,8 @@ class Job:
     the lowest multiplicity of its electron count. selection: atom numbers from 1 that are
     calculated, the others being point charges; None for all. convergence_limit in kcal/mol, on the
     energy change of an SCF cycle. level_shift_start: SCF cycle after which the level shift begins.
-    log_level 1 to 9 choose what the log shows beside the report, 10 silences it. restraints: objects
-    or their texts, as "stretch 1 2 1.5 k=100".
+    log_level 1 to 9 choose what the log shows beside the report, 10 silences it. restraints:
+    objects or their texts, as "stretch 1 2 1.5 k=100".
 
     kind: SINGLE_POINT or OPTIMISATION. An optimisation minimises by the optimiser of that name
     until the root mean square of the gradient, over the calculated atoms, is below rms_gradient

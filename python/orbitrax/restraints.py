@@ -114,8 +114,9 @@ def parse_restraint(text: str) -> Restraint:
     atoms, rest = words[:n], words[n:]
     wanted = 3 if kind == "tether" else 1
     if len(atoms) < n or len(rest) not in (0, wanted):
-        raise UsageError(f"--restrain '{text}': a {kind} takes {n} atom number{'s' * (n > 1)}, then "
-                         f"{'x y z' if wanted == 3 else 'the target'} or nothing, then k=NUMBER")
+        raise UsageError(f"--restrain '{text}': a {kind} takes {n} atom number{'s' * (n > 1)}, "
+                         f"then {'x y z' if wanted == 3 else 'the target'} or nothing, then "
+                         "k=NUMBER")
     try:
         numbers = tuple(int(atom) for atom in atoms)
     except ValueError:

@@ -1,0 +1,142 @@
+"""The task `optimize` with the real backend."""
+
+import json
+import os
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+from conftest import ROOT
+
+from orbitrax import Backend, Job, read_molecule
+from orbitrax.errors import BackendNotFound
+from orbitrax.backend import find_backend
+from orbitrax.job import OPTIMISATION, OPTIMISERS
+
+pytestmark = pytest.mark.timeout(120)
+
+ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
+ETHANOL = "examples/ethanol.xyz"
+
+
+@pytest.fixture(autouse=True)
+def backend():
+    try:
+        return find_backend()
+    except BackendNotFound as error:
+        pytest.skip(str(error))
+
+
+def orbitrax(*arguments):
+    return subprocess.run([sys.executable, "-m", "orbitrax", *map(str, arguments)], cwd=ROOT,
+                          capture_output=True, text=True, timeout=60, env=ENVIRONMENT)
+
+
+def document(*arguments):
+    done = orbitrax(*arguments, "--json")
+    return done.returncode, json.loads(done.stdout)
+
+
+def test_it_writes_structure_and_trajectory(tmp_path):
+    import ase.io
+
+    final, path = tmp_path / "final.xyz", tmp_path / "path.xyz"
+    status, found = document("optimize", ETHANOL, "-m", "am1", "-o", final, "--trajectory", path)
+    assert status == 0 and found["task"] == "optimize" and found["status"] == "done"
+    assert found["converged"] and found["rms_gradient"] < 0.1
+    gradient = np.array(found["gradient"])
+    assert np.sqrt(np.mean(gradient**2)) == pytest.approx(found["rms_gradient"], abs=1e-5)
+
+    frames = ase.io.read(path, ":")
+    points = found["optimize"]["report_points"]
+    assert len(frames) == len(points) >= 3
+    energies = [frame.get_potential_energy() for frame in frames]
+    assert energies == sorted(energies, reverse=True)
+    assert energies[-1] * 23.0605 == pytest.approx(found["total_energy"], rel=1e-5)
+    forces = frames[-1].get_forces()
+    assert forces * 23.0605 == pytest.approx(-gradient, abs=1e-4)
+    structure = ase.io.read(final)
+    assert structure.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
+
+
+def test_other_formats_go_by_the_name_of_the_file(tmp_path):
+    import ase.io
+
+    assert orbitrax("optimize", "examples/water.xyz", "-m", "pm3", "-o",
+                    tmp_path / "final.pdb").returncode == 0
+    assert ase.io.read(tmp_path / "final.pdb").get_chemical_formula() == "H2O"
+    done = orbitrax("optimize", "examples/water.xyz", "-m", "pm3", "-o", tmp_path / "final.nope")
+    assert done.returncode == 2 and "no format" in done.stderr
+
+
+def test_the_optimum_is_a_minimum_for_every_optimizer():
+    energies = []
+    for name in OPTIMISERS:
+        status, found = document("optimize", "examples/formaldehyde.xyz", "-m", "cndo", "--limit",
+                                 "0.02", "--optimizer", name)
+        assert status == 0 and found["optimize"]["optimizer"] == name
+        energies.append(found["total_energy"])
+    assert max(energies) - min(energies) < 1e-4
+
+
+def test_an_unfinished_search_keeps_everything_and_exits_with_1(tmp_path):
+    import ase.io
+
+    final, path = tmp_path / "final.xyz", tmp_path / "path.xyz"
+    status, found = document("optimize", ETHANOL, "-m", "am1", "--cycles", "2", "-o", final,
+                             "--trajectory", path)
+    assert status == 1 and found["status"] == "unconverged" and found["converged"] is False
+    assert found["cycles"] == 2 and found["total_energy"] is not None
+    assert "did not converge within 2 cycles" in found["errors"][0]
+    assert len(ase.io.read(path, ":")) == 3 and len(ase.io.read(final)) == 9
+
+
+def test_the_report_period_thins_the_report_points():
+    _, found = document("optimize", ETHANOL, "-m", "am1", "--cycles", "5", "--limit", "1e-5",
+                        "--report-period", "2")
+    assert [point["cycle"] for point in found["optimize"]["report_points"]] == [2, 4, 5]
+
+
+def test_a_restraint_holds_a_distance_and_has_its_energy():
+    status, found = document("optimize", "examples/water.xyz", "-m", "am1", "--restrain",
+                             "stretch 1 2 1.2 k=5000")
+    assert status == 0
+    xyz = np.array(found["coordinates_angstrom"])
+    distance = np.linalg.norm(xyz[0] - xyz[1])
+    assert distance == pytest.approx(1.2, abs=0.03)
+    assert found["optimize"]["restraint_energy"] == pytest.approx(
+        5000 * (distance - 1.2)**2, abs=5e-3)
+
+
+def test_a_torsion_has_the_sign_of_chemists():
+    from orbitrax.restraints import parse_restraint
+
+    molecule = read_molecule(str(ROOT / ETHANOL))
+    hydroxyl = int(np.argmin(np.where(molecule.numbers == 1, np.linalg.norm(
+        molecule.positions - molecule.positions[molecule.numbers == 8], axis=1), np.inf)))
+    carbons = np.nonzero(molecule.numbers == 6)[0]
+    oxygen = int(np.nonzero(molecule.numbers == 8)[0][0])
+    near, far = sorted(carbons.tolist(), key=lambda i: np.linalg.norm(
+        molecule.positions[i] - molecule.positions[oxygen]))
+    atoms = " ".join(str(i + 1) for i in (far, near, oxygen, hydroxyl))
+    with Backend() as backend:
+        result = backend.run(Job(molecule, "am1", kind=OPTIMISATION,
+                                 restraints=[f"torsion {atoms} 100 k=1000"]))
+    assert result.converged
+    assert parse_restraint(f"torsion {atoms}").value(result.coordinates) == pytest.approx(100, abs=1)
+
+
+def test_energy_prints_its_gradient_and_takes_restraints():
+    done = orbitrax("energy", "examples/water.xyz", "-m", "am1", "--restrain", "stretch 1 2 1.1")
+    assert done.returncode == 0
+    assert "RMS gradient" in done.stdout and "Restraint energy" in done.stdout
+    status, found = document("energy", "examples/water.xyz", "-m", "cndo")
+    assert status == 0 and np.array(found["gradient"]).shape == (3, 3)
+
+
+def test_wrong_usage_ends_with_2():
+    for extra in (["--limit", "-1"], ["--cycles", "-3"], ["--restrain", "stretch 1 9 1.0"],
+                  ["--restrain", "nonsense"], ["--trajectory", "/nowhere/path.xyz"]):
+        done = orbitrax("optimize", "examples/water.xyz", "-m", "am1", *extra)
+        assert done.returncode == 2, extra

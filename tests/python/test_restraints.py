@@ -1,0 +1,70 @@
+"""Restraints: their texts, their records, and what they hold."""
+
+import numpy as np
+import pytest
+
+from orbitrax import wire
+from orbitrax.errors import UsageError
+from orbitrax.job import Job
+from orbitrax.restraints import FORCE_CONSTANT, Restraint, packets_of, parse_restraint
+
+# a-b-c-d with unit sides and right angles; seen from b to c, d stands 90 degrees clockwise from a.
+CHAIN = np.array([[1, 0, 0], [0, 0, 0], [0, 0, 1], [0, 1, 1]], float)
+
+
+@pytest.mark.parametrize("text, expected", [
+    ("stretch 1 2 1.5 k=100", Restraint("stretch", (1, 2), 1.5, 100.0)),
+    ("Bend 1,2,3 109.5", Restraint("bend", (1, 2, 3), 109.5, FORCE_CONSTANT)),
+    ("torsion 1 2 3 4 K=50", Restraint("torsion", (1, 2, 3, 4), None, 50.0)),
+    ("tether 4 0 1.5 -2e-1 k=3", Restraint("tether", (4,), (0.0, 1.5, -0.2), 3.0)),
+    ("tether 4", Restraint("tether", (4,))),
+])
+def test_texts_say_what_is_held(text, expected):
+    assert parse_restraint(text) == expected
+
+
+@pytest.mark.parametrize("text", [
+    "", "spring 1 2 1.5", "stretch 1", "stretch 1 2 3 4", "stretch 1 1 2.0", "bend 1 2 3 wide",
+    "stretch one two", "tether 1 2 3", "stretch 1 2 1.5 k=soft", "stretch 1 2 nan",
+    "stretch 1 2 1.5 k=inf",
+])
+def test_texts_that_make_no_sense_are_refused(text):
+    with pytest.raises(UsageError):
+        parse_restraint(text)
+
+
+def test_without_a_target_the_geometry_is_held():
+    for text, value in (("stretch 1 3", 2**0.5), ("bend 1 2 3", 90.0), ("torsion 1 2 3 4", 90.0),
+                        ("tether 3", (0.0, 0.0, 1.0))):
+        assert parse_restraint(text).value(CHAIN) == pytest.approx(value), text
+    mirrored = CHAIN * [1, -1, 1]
+    assert parse_restraint("torsion 1 2 3 4").value(mirrored) == pytest.approx(-90.0)
+
+
+def test_records_count_atoms_from_0_and_angles_in_radians():
+    record = parse_restraint("bend 3 1 2 90 k=7").record(CHAIN)
+    assert record["nKind"] == 2 and record["nAtom"].tolist() == [2, 0, 1, 0]
+    assert record["flTarget"] == np.float32(np.pi / 2) and record["flForceConstant"] == 7
+    torsion = parse_restraint("torsion 1 2 3 4 60").record(CHAIN)
+    assert torsion["flTarget"] == np.float32(-np.pi / 3)
+    tether = parse_restraint("tether 2 1 2 3").record(CHAIN)
+    assert [tether[name] for name in ("flTarget", "flTargetY", "flTargetZ")] == [1, 2, 3]
+
+
+def test_atoms_that_are_not_there_are_refused():
+    with pytest.raises(UsageError, match="no atom 5"):
+        parse_restraint("stretch 1 5").record(CHAIN)
+
+
+def test_packets_are_counts_and_one_stream_for_each_kind():
+    many = [Restraint("stretch", (1, 2), 1.0)] * 500 + [Restraint("tether", (1,))]
+    packets = [packet[wire.HEADER_BYTES:] for packet in packets_of(many, CHAIN)]
+    assert packets[0] == b"".join(wire.word(n) for n in (1, 500, 0, 0))
+    assert [len(packet) for packet in packets[1:]] == [36, 16384, 36 * 500 - 16384]
+
+
+def test_a_job_takes_texts_and_sends_them_after_the_atoms(water):
+    job = Job(water, "am1", restraints=["stretch 1 2 1.0"])
+    assert job.restraints == [Restraint("stretch", (1, 2), 1.0)]
+    assert job.job_options()["fRestraints"] == 1
+    assert len(job.packets()) == len(Job(water, "am1").packets()) + 2
