@@ -439,9 +439,9 @@ TEST_F(Missing, ConfigurationInteractionIsRefused) {
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
 }
 
-TEST_F(Missing, NddoMethodsAreRefused) {
-    for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3, kMndoD})
-        EXPECT_EQ(RefusalOf(Water(nMethod)), Sorry("this method"));
+TEST_F(Missing, NddoMethodsWithDOrbitalsAreRefused) {
+    EXPECT_EQ(RefusalOf(Molecule(kMndoD, {{17, 0, 0, 0}, {1, 1.3, 0, 0}})),
+              Sorry("this method with d orbitals"));
 }
 
 }  // namespace
