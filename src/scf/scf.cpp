@@ -70,7 +70,6 @@ struct SpinRun {
     Array<double>&mFock, &mVectors, &vEnergy, &vLevel;
     Array<double>&mDensity, &mDensityPrev, &vDiagOlder, &mDiisError, &mDiisFock;
     DiisHistory History = {};
-    bool fHistoryShifted = false;  ///< its last matrix holds the level shift
     double dEnergy = 0.0;
     double dDelta = 1.0;  ///< largest change of a diagonal density element
 };
@@ -249,20 +248,13 @@ void BuildFock(const Run& run, SpinRun& s) {
     AddElectrons(run, s);
 }
 
-/// Extrapolates the Fock matrix of a spin. One without the level shift cannot be extrapolated from
-/// ones that hold it: the empty levels of the last cycle, which has none, would keep most of it.
-void Extrapolate(const Run& run, SpinRun& s) {
-    if (s.fHistoryShifted && !IsShifted(run)) s.History.fDiisRestart = true;
-    s.fHistoryShifted = IsShifted(run);
-    ExtrapolateFockDiis(setup.nOrbitals, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
-                        s.mDiisFock.Data(), s.History);
-}
-
 /// New orbitals from the Fock matrix, which is destroyed.
 void SolveOrbitals(const Run& run, SpinRun& s) {
     const int n = setup.nOrbitals;
     const ScfCycle& cycle = run.Cycle;
-    if (cycle.fNearConverged && options.fDiis) Extrapolate(run, s);
+    if (cycle.fNearConverged && options.fDiis)
+        ExtrapolateFockDiis(n, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
+                            s.mDiisFock.Data(), s.History);
     if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed)
         PseudoDiagonalise(n, s.Counts.nOcc, s.mFock.Data(), s.mVectors.Data(), s.vLevel.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());

@@ -3,15 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "integrals/integrals.h"
 #include "integrals/state.h"
+#include "link/link.h"
 #include "numeric/row.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"
+#include "tests/support/scripted_client.h"
 
 namespace qsolve {
 namespace {
@@ -135,6 +138,18 @@ TEST_F(NddoCoreTest, LeavesOutDummiesAndAtomsInOnePlace) {
         EXPECT_TRUE(std::isfinite(Build()) && IsFinite(scf.mCore));
         EXPECT_NE(Index(0, 2), kNoBlock);
     }
+}
+
+TEST_F(NddoCoreTest, WithoutMemoryForItsTableIsFatal) {
+    SetUpJob(Molecule(kAm1, Formamide()));
+    const int n = setup.nOrbitals;
+    memory = MemoryState{.nFailAt = 0, .nBytesHeld = memory.nBytesHeld};
+    double dEnergy = 0.0;
+    EXPECT_THROW(BuildNddoCore(scf.mCore.Data(), integrals.pIntegrals.Data(),
+                               integrals.pPairIndex.Data(), &dEnergy, n, n),
+                 Unwinding);
+    ASSERT_EQ(client.Errors().size(), 1u);
+    EXPECT_NE(client.Errors()[0].find("exhausted all available memory"), std::string::npos);
 }
 
 /// Energies do not depend on how a molecule lies, bonds on an axis and near it included.
