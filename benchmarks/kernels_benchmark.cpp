@@ -4,10 +4,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
+#include "benchmarks/silent_transport.h"
 #include "numeric/householder.h"
 #include "numeric/lanes.h"
 #include "numeric/product.h"

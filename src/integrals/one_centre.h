@@ -36,8 +36,8 @@ struct OneCentreList {
 ///
 ///     (ij|kl) = sum over n of R^n(ij,kl) <<Y_i Y_j P_n(cos theta_12) Y_k Y_l>>
 ///
-/// with the angular means over both spheres and R^n the F^n or G^n of the shells. Integrals over
-/// three or four different kinds of shells, (sp|pd), (sd|pp) and (sd|dd), are neglected as in INDO.
+/// with the angular means over both spheres and R^n the F^n or G^n of the shells. Integrals with
+/// other R^n, as of (sp|pd), (sd|pp) and (sd|dd), are neglected in INDO.
 /// J. C. Slater, Quantum Theory of Atomic Structure I, McGraw-Hill 1960, chapter 13; A. D. Bacon,
 /// M. C. Zerner, Theor. Chim. Acta 53, 21 (1979).
 OneCentreList OneCentreIntegralsOf(int nOrbitalsOnAtom);

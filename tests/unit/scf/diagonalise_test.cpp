@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
-#include <cstring>
+#include <cmath>
 #include <functional>
 #include <limits>
-#include <numeric>
+#include <string>
+#include <tuple>
 #include <utility>
 
+#include "numeric/product.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"
 
@@ -33,9 +36,11 @@ Solution Solve(const TestMatrix& a) {
 
 /// |V V^T - 1| and |A v - e v| / |A|, the largest elements.
 std::pair<double, double> Errors(const TestMatrix& a, const Solution& s) {
-    TestMatrix product = NaiveProduct(s.vectors, NaiveTransposed(s.vectors));
+    const int n = a.nRows;
+    TestMatrix product(n, n), residual(n, n);
+    MultiplyByTransposed(n, n, n, s.vectors.Data(), s.vectors.Data(), product.Data());
     for (int i = 0; i < a.nRows; ++i) product(i, i) -= 1.0;
-    TestMatrix residual = NaiveProduct(s.vectors, a);
+    Multiply(n, n, n, s.vectors.Data(), a.Data(), residual.Data());
     for (int k = 0; k < a.nRows; ++k)
         for (int i = 0; i < a.nRows; ++i) residual(k, i) -= s.values(0, k) * s.vectors(k, i);
     const TestMatrix zero(a.nRows, a.nRows);
@@ -92,12 +97,12 @@ const MatrixKind kKinds[] = {
     {"RandomLarge",   [](int n) { return Scaled(RandomSymmetric(n, 2), 1e6); }},
     {"RandomSmall",   [](int n) { return Scaled(RandomSymmetric(n, 3), 1e-6); }},
     {"Degenerate",    [](int n) { return FromRule(n, [](int i) { return i / 4; }); }},
-    {"CloseForNorm",  [](int n) { return FromRule(n, [](int i) { return i == 0 ? 1e7 : 0.06 * i; }); }},
+    {"CloseForNorm",  [](int n) { return FromRule(n, [](int i) { return i ? 0.06 * i : 1e7; }); }},
     {"AlmostUnit",    [](int n) { return FromRule(n, [](int) { return 1.0; }); }},
     {"Clusters6",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-6 * i; }); }},
     {"Clusters9",     [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-9 * i; }); }},
     {"Clusters12",    [](int n) { return FromRule(n, [](int i) { return i / 8 + 1e-12 * i; }); }},
-    {"GradedValues",  [](int n) { return FromRule(n, [n](int i) { return std::pow(10, -12.0 * i / n); }); }},
+    {"GradedValues",  [](int n) { return FromRule(n, [](int i) { return std::pow(0.7, i); }); }},
     {"Graded",        [](int n) { return Graded(n, 0.05); }},
     {"Steep",         [](int n) { return Graded(n, 0.4); }},
     {"Diagonal",      [](int n) { return Diagonal(n, [](int i) { return std::sin(9.0 * i); }); }},
@@ -139,7 +144,11 @@ INSTANTIATE_TEST_SUITE_P(Kinds, EigenSolver,
 class Diagonaliser : public FreshState {};
 
 TEST_F(Diagonaliser, IsAsGoodForSixHundredOrbitals) {
-    for (const MatrixKind& kind : {kKinds[0], kKinds[3], kKinds[6], kKinds[11]}) {
+    for (const MatrixKind& kind : kKinds) {
+        const std::string sName = kind.sName;
+        if (sName != "Random" && sName != "Degenerate" && sName != "Clusters9" &&
+            sName != "TwoChains")
+            continue;
         const TestMatrix a = kind.make(600);
         const auto [dOverlap, dResidual] = Errors(a, Solve(a));
         EXPECT_LE(dOverlap, 1e-12) << kind.sName;

@@ -238,6 +238,29 @@ TEST_P(ScfMethod, EnergyIsTheSameWhereverTheMoleculeLies) {
                 EnergyOf(script, PositionsOf(Moved(kFormaldehyde))), kSame);
 }
 
+/// The spins start apart, so that they find the broken bond, which lies below the closed shell.
+TEST_P(ScfMethod, SpinsPartInAStretchedBond) {
+    JobScript script = Molecule(GetParam(), {{1, 0, 0, 0}, {1, 0, 0, 2.0}});
+    script.Options.fDiis = 0;
+    const double dClosed = EnergyOf(script);
+    EXPECT_LT(EnergyOf(Unrestricted(script)), dClosed - 10.0);
+    EXPECT_NEAR(At(scf.mDensityA, 0, 0), At(scf.mDensityB, 1, 1), 1e-3);
+    EXPECT_GT(std::abs(At(scf.mDensityA, 0, 0) - At(scf.mDensityB, 0, 0)), 0.8);
+}
+
+int CountOfCycles() {
+    int nLines = 0;
+    for (const std::string& s : client.Texts(kPacketStatusLine))
+        nLines += s.find("Iteration") != std::string::npos;
+    return nLines + 2;  // neither the first nor the last one is told
+}
+
+TEST_P(ScfMethod, ExtrapolationConvergesInAFewCycles) {
+    EnergyOf(Molecule(GetParam(), kFormaldehyde));
+    EXPECT_LE(CountOfCycles(), 20);
+    EXPECT_NE(scf.mDiisFockA[0], 0.0);  // it did run
+}
+
 class Transition : public FreshState, public testing::WithParamInterface<int> {};
 INSTANTIATE_TEST_SUITE_P(Methods, Transition, testing::Values(kZindo1, kZindoS));
 
@@ -311,7 +334,7 @@ TEST_F(Scf, RunsAreCounted) {
     }
 }
 
-TEST_F(Scf, LevelsOfAFinalReportHaveUnknownSpecies) {
+TEST_F(Scf, LevelsHaveNoSpeciesUntilTheyAreClassified) {
     EnergyOf(Unrestricted(Water(kCndo)));
     ASSERT_EQ(results.Orbitals.sSymmetryLabel.Size(), 12u);
     for (const auto& sLabel : results.Orbitals.sSymmetryLabel) EXPECT_STREQ(sLabel, "  ?");
@@ -357,10 +380,7 @@ TEST_F(Scf, StagesOfTheCyclesAreReported) {
         for (const std::string& s : client.Log()) n += s.find(sTitle) != std::string::npos;
         return n;
     };
-    std::size_t nLines = 0;
-    for (const std::string& s : client.Texts(kPacketStatusLine))
-        nLines += s.find("Iteration") != std::string::npos;
-    const int nCycles = static_cast<int>(nLines) + 2;
+    const int nCycles = CountOfCycles();
     EXPECT_EQ(Count("Core Hamiltonian"), 1);
     EXPECT_EQ(Count("Alpha Fock"), nCycles);
     EXPECT_EQ(Count("Beta Fock"), nCycles);
@@ -410,9 +430,9 @@ TEST_F(Missing, ConfigurationInteractionIsRefused) {
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
 }
 
-TEST_F(Missing, NddoMethodsAreRefused) {
-    for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3, kMndoD})
-        EXPECT_EQ(RefusalOf(Water(nMethod)), Sorry("this method"));
+TEST_F(Missing, DOrbitalsAreRefusedInNddoMethods) {
+    const JobScript script = Molecule(kMndoD, {{17, 0, 0, 0}, {1, 0, 0, 1.27}});
+    EXPECT_EQ(RefusalOf(script), Sorry("this method with d orbitals"));
 }
 
 }  // namespace

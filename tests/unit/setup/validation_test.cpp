@@ -145,7 +145,7 @@ TEST_F(Validation, ClearsWhatTheLastCalculationLeft) {
     symmetry.fPointGroupKnown = true;
     EXPECT_EQ(TrySetUp(), 0);
     EXPECT_EQ(results.Block.flTotalEnergy, 0.0F);
-    EXPECT_EQ(results.Orbitals.sPointGroup[0], '\0');
+    EXPECT_EQ(results.Orbitals.sPointGroup[0], ' ');
     EXPECT_EQ(scf.nScfRuns, -1);
     EXPECT_FALSE(scf.fResultsValid);
     EXPECT_EQ(scf.dChargeOrigin[1], 0.0);
