@@ -74,7 +74,6 @@ struct SpinRun {
     bool fHistoryShifted = false;  ///< its last matrix holds the level shift
     double dEnergy = 0.0;
     double dDelta = 1.0;  ///< largest change of a diagonal density element
-    double dShift = 0.0;  ///< level shift in its last Fock matrix, eV
 };
 
 /// One SCF. Energies are in the unit of the family.
@@ -239,23 +238,14 @@ void AddElectrons(const Run& run, const SpinRun& s) {
     }
 }
 
-/// Takes a spin's shift of this cycle. Where it is another than before, the extrapolation starts
-/// anew: a mean of matrices with different shifts would leave part of one in the levels.
-void NoteShift(const Run& run, SpinRun& s) {
-    const double dAsked = s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB;
-    const double dShift = IsShifted(run) ? dAsked : 0.0;
-    if (dShift != s.dShift) s.History.fDiisRestart = true;
-    s.dShift = dShift;
-}
-
 /// The Fock matrix of a spin. The shift enters before the electrons, so that the energy can take it
 /// out again; whether it does follows from the alpha shift for either spin.
 void BuildFock(const Run& run, SpinRun& s) {
     CopyCoreToFock(run.Cycle.nCycle, s.mFock.Data());
-    NoteShift(run, s);
     if (IsShifted(run))
-        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle, s.dShift, s.mDensity.Data(),
-                        s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
+        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle,
+                        s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB,
+                        s.mDensity.Data(), s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
     AddElectrons(run, s);
 }
 

@@ -430,9 +430,9 @@ TEST_F(Missing, ConfigurationInteractionIsRefused) {
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
 }
 
-TEST_F(Missing, NddoMethodsAreRefused) {
-    for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3, kMndoD})
-        EXPECT_EQ(RefusalOf(Water(nMethod)), Sorry("this method"));
+TEST_F(Missing, DOrbitalsAreRefusedInNddoMethods) {
+    const JobScript script = Molecule(kMndoD, {{17, 0, 0, 0}, {1, 0, 0, 1.27}});
+    EXPECT_EQ(RefusalOf(script), Sorry("this method with d orbitals"));
 }
 
 }  // namespace
