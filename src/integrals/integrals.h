@@ -9,6 +9,7 @@
 #include "integrals/coulomb_matrices.h"
 #include "integrals/diatomic_block.h"
 #include "integrals/mindo3.h"
+#include "integrals/mo_integral.h"
 #include "integrals/nddo_classical.h"
 #include "integrals/nddo_core.h"
 #include "integrals/nddo_core_core.h"

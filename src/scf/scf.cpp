@@ -19,6 +19,7 @@
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
+#include "scf/half_electron.h"
 #include "scf/level_shift.h"
 #include "scf/pseudo_diagonalise.h"
 #include "scf/state.h"
@@ -98,7 +99,6 @@ void DeclineWhatIsMissing() {
     if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
         Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
-    if (setup.nOccupied != setup.nDoublyOcc) Decline("the half-electron method");
 }
 
 void CopyCoordinatesToAtoms() {
@@ -367,6 +367,8 @@ void CheckResults(const Run& run) {
 void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     CheckResults(run);
     scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
+    if (setup.nOccupied != setup.nDoublyOcc)
+        scf.dStateCorrection = HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
     if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);

@@ -30,7 +30,7 @@ from orbitrax.errors import LinkClosed, TimeLimitExceeded  # noqa: E402
 from orbitrax.methods import find_method  # noqa: E402
 
 SILENCE = 10.0  # seconds without a packet after which a process hangs
-AT_WORK = 2.0  # seconds after which a job that still sends packets is left alone
+AT_WORK = 1.0  # seconds after which a job that still sends packets is left alone
 MOST_DEMANDS = 1000  # more packets than any job here has
 
 CHANNELS = {wire.LOG_LINE: "log", wire.STATUS_LINE: "status", wire.WARNING_LINE: "warning",
@@ -194,7 +194,7 @@ class Outcome:
     """What a session sent: (type, payload) of each packet, demands and the node count left out."""
 
     packets: list = field(default_factory=list)
-    demands: int = 0
+    demands: int = field(default=0, compare=False)
     ended: bool = True  # False: still at work, and left alone
 
     def texts(self, channel: str) -> list[str]:
@@ -287,8 +287,15 @@ class Process:
 
     def peak_memory(self) -> int:
         """Most memory that the process has had so far, KiB."""
+        return self._status("VmHWM")
+
+    def peak_address_space(self) -> int:
+        """Most memory that the process has asked for so far, used or not, KiB."""
+        return self._status("VmPeak")
+
+    def _status(self, name: str) -> int:
         text = Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
-        return int(text.partition("VmHWM:")[2].split()[0])
+        return int(text.partition(f"{name}:")[2].split()[0])
 
 
 @functools.cache

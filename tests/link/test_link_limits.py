@@ -5,8 +5,8 @@ import time
 
 import pytest
 from peers import HEAD, PATIENCE, frame, names
-from sessions import (IDLE, ITEM, SERVICE, TOPIC, again, calculation, connect, options, play, poke, ready,
-                      reset, tables, to_demand)
+from sessions import (IDLE, ITEM, SERVICE, TOPIC, again, calculation, connect, options, play, poke,
+                      ready, reset, tables, to_demand)
 from waits import answers_not_read
 
 from orbitrax import wire

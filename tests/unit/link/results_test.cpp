@@ -142,6 +142,16 @@ TEST_F(Results, HalfABoxIsWrappedForwardAndBack) {
     EXPECT_EQ(All<float>()[3], 6.5F);
 }
 
+TEST_F(Results, AxisWithoutAnEdgeIsNotWrapped) {
+    BuildPair(1, 9);
+    job.flBoxX = 0;
+    system.dHalfBoxX = 0;
+    job.flBoxY = -10;  // no edge either
+    system.dHalfBoxY = -5;
+    SendCoordinates();
+    EXPECT_EQ(All<float>(), (Floats{1, 1, 1, 9, 1, 9}));
+}
+
 TEST_F(Results, OnlyAtomsWithOneBondAreWrapped) {
     Build({.Atoms = {{1, 1, 9.5}, {8, 4, 0.5}, {1, 1, 9}, {1, 1, 8.5}}});
     job.fPeriodicBox = 1;
