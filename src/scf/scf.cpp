@@ -16,6 +16,7 @@
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"
 #include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_one_centre_d.h"
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
@@ -97,8 +98,6 @@ struct Run {
 }
 
 void DeclineWhatIsMissing() {
-    if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
-        Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
 }
 
@@ -208,6 +207,7 @@ void AddElectronsNddo(const Run& run, const SpinRun& s) {
     BuildFockTwoCentre(s.mFock.Data(), mTotal, s.mDensity.Data(), integrals.pIntegrals.Data(),
                        integrals.pPairIndex.Data(), n);
     BuildFockOneCentreSp(s.mFock.Data(), mTotal, s.mDensity.Data(), mOther, n);
+    BuildFockOneCentreD(s.mFock.Data(), mTotal, s.mDensity.Data(), n);
 }
 
 /// The electrons' part of a Fock matrix that holds the core Hamiltonian.
