@@ -1,6 +1,5 @@
 #include "integrals/nddo_core_core.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "link/state.h"
@@ -37,7 +36,8 @@ double Screening(const NddoAtom& atom, bool fHydrogenRule, double R) {
 double Gaussian(const CoreGaussian& g, double R) {
     if (g.K == 0.0) return 0.0;
     const double u = -g.L * (R - g.M) * (R - g.M);
-    return g.K * std::exp(std::max(u, kLowestGaussianExponent));
+    // The least exponential is a constant of the compiler; most pairs are that far apart.
+    return g.K * (u > kLowestGaussianExponent ? std::exp(u) : std::exp(kLowestGaussianExponent));
 }
 
 /// The sum of an atom's Gaussians. AM1's boron takes its first ones by its partner.
