@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "gradient/gradient.h"
+#include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/link.h"
@@ -373,6 +375,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
+    ComputeGradient(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ReportEnergies(run.dEnergy, run.dCoreEnergy);
     ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);
@@ -384,7 +387,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
 void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
     DeclineWhatIsMissing();
-    scf.fResultsValid = false;
+    scf.fResultsValid = gradient.fComputed = false;
     CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;
