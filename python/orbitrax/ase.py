@@ -35,11 +35,12 @@ _SETTINGS = ("convergence_limit", "iteration_limit", "diis", "overlap_sigma", "o
 class Orbitrax(calculator.Calculator):
     """Energy, charges, dipole and, where the method has them, forces of a molecule.
 
-    method: one of the nine by name, as `orbitrax methods` lists them. charge, multiplicity: of the molecule; when None,
-    `atoms.info` says, else the initial charges and magnetic moments, else 0 and the lowest
-    multiplicity. unrestricted: UHF instead of RHF; None for UHF where the multiplicity is above 1.
-    allow_unconverged: takes the last energy of an SCF that did not converge. The other settings are
-    those of `orbitrax.Job`. backend, tables, time_limit: as `orbitrax.Backend` takes them.
+    method: one of the nine by name, as `orbitrax methods` lists them. charge, multiplicity: of the
+    molecule; when None, `atoms.info` says, else the initial charges and magnetic moments, else 0
+    and the lowest multiplicity. unrestricted: UHF instead of RHF; None for UHF where the
+    multiplicity is above 1. allow_unconverged: takes the last energy of an SCF that did not
+    converge. The other settings are those of `orbitrax.Job`. backend, tables, time_limit: as
+    `orbitrax.Backend` takes them.
 
     One backend process serves all geometries until the method changes or `close` is called. A
     calculator can be pickled; the copy starts a process of its own.

@@ -24,13 +24,6 @@ struct NddoCore {
     double dEnergy;  ///< core-core repulsion, eV
 };
 
-bool AreInOnePlace(const NddoAtom& a, const NddoAtom& b) {
-    const double* p = a.Listed.pXyz;
-    const double* q = b.Listed.pXyz;
-    const double x = p[0] - q[0], y = p[1] - q[1], z = p[2] - q[2];
-    return x * x + y * y + z * z < kOnePlaceSquare;
-}
-
 /// Gives each ordered pair its place in the store, the second atom running fastest.
 void NumberBlocks(int nAtoms, const NddoAtom* pAtoms, int* pPairIndex) {
     long long nPosition = 0;

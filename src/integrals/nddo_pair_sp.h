@@ -33,7 +33,8 @@ struct LocalFrame {
     double e[3], y[3], z[3];
 };
 
-/// The local frame of a unit vector. Within 1e-8 of the z axis the axis itself is taken.
+/// The local frame of a unit vector. Where its z component is within 1e-8 of 1, z is taken for
+/// sigma and what the vector has across it is left in e; so it is for no vector at all.
 LocalFrame FrameOf(const double* vDirection);
 
 /// The integrals of an atom with p with the monopole of another atom, in molecular axes: ten. vRi

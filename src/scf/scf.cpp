@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "gradient/gradient.h"
+#include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/link.h"
@@ -20,6 +22,7 @@
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
+#include "scf/half_electron.h"
 #include "scf/level_shift.h"
 #include "scf/pseudo_diagonalise.h"
 #include "scf/state.h"
@@ -71,7 +74,6 @@ struct SpinRun {
     Array<double>&mFock, &mVectors, &vEnergy, &vLevel;
     Array<double>&mDensity, &mDensityPrev, &vDiagOlder, &mDiisError, &mDiisFock;
     DiisHistory History = {};
-    bool fHistoryShifted = false;  ///< its last matrix holds the level shift
     double dEnergy = 0.0;
     double dDelta = 1.0;  ///< largest change of a diagonal density element
 };
@@ -98,7 +100,6 @@ struct Run {
 
 void DeclineWhatIsMissing() {
     if (options.nCiKind != 0) Decline("configuration interaction");
-    if (setup.nOccupied != setup.nDoublyOcc) Decline("the half-electron method");
 }
 
 void CopyCoordinatesToAtoms() {
@@ -249,20 +250,13 @@ void BuildFock(const Run& run, SpinRun& s) {
     AddElectrons(run, s);
 }
 
-/// Extrapolates the Fock matrix of a spin. One without the level shift cannot be extrapolated from
-/// ones that hold it: the empty levels of the last cycle, which has none, would keep most of it.
-void Extrapolate(const Run& run, SpinRun& s) {
-    if (s.fHistoryShifted && !IsShifted(run)) s.History.fDiisRestart = true;
-    s.fHistoryShifted = IsShifted(run);
-    ExtrapolateFockDiis(setup.nOrbitals, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
-                        s.mDiisFock.Data(), s.History);
-}
-
 /// New orbitals from the Fock matrix, which is destroyed.
 void SolveOrbitals(const Run& run, SpinRun& s) {
     const int n = setup.nOrbitals;
     const ScfCycle& cycle = run.Cycle;
-    if (cycle.fNearConverged && options.fDiis) Extrapolate(run, s);
+    if (cycle.fNearConverged && options.fDiis)
+        ExtrapolateFockDiis(n, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
+                            s.mDiisFock.Data(), s.History);
     if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed)
         PseudoDiagonalise(n, s.Counts.nOcc, s.mFock.Data(), s.mVectors.Data(), s.vLevel.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());
@@ -375,10 +369,13 @@ void CheckResults(const Run& run) {
 void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     CheckResults(run);
     scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
+    if (setup.nOccupied != setup.nDoublyOcc)
+        scf.dStateCorrection = HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
     if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
+    ComputeGradient(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ReportEnergies(run.dEnergy, run.dCoreEnergy);
     ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);
@@ -390,7 +387,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
 void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
     DeclineWhatIsMissing();
-    scf.fResultsValid = false;
+    scf.fResultsValid = gradient.fComputed = false;
     CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;

@@ -12,6 +12,7 @@ import pytest
 from peers import SOON, Listener, ListenerPeer, copy_program
 from sessions import (IDLE, calculation, connect, fetch, first, options, play, ready, tables,
                       to_demand)
+from waits import settle
 
 NO_CALCULATION = options({"fCalculate": 0})
 NOBODY = 65534
@@ -264,13 +265,18 @@ def test_a_second_client_is_refused_at_once(listen, place):
         assert fetch(peer) == IDLE
 
 
-def test_a_client_without_a_word_does_not_end_it(listen):
+@pytest.mark.parametrize("data", [b"", b"\x62", b"\x62\x10\0\0\x14\0\0\0qsolve"])
+def test_a_client_that_goes_before_it_is_connected_makes_room_for_the_next(listen, data):
     process = listen()
-    for data in (b"", b"\x62", b"\x62\x10\0\0\x14\0\0\0qsolve"):
-        link = process.client()
-        link.sendall(data)
-        link.close()
-    assert connect(peer_of(process)) == 1
+    link = process.client()
+    settle(process)
+    # Stopped, the process sees all of this at once: the end of one client and the next one.
+    process.process.send_signal(signal.SIGSTOP)
+    link.sendall(data)
+    link.close()
+    following = peer_of(process)
+    process.process.send_signal(signal.SIGCONT)
+    assert connect(following) == 1
 
 
 def test_a_stranger_who_breaks_the_protocol_does_not_end_it(listen):

@@ -152,14 +152,11 @@ ZINDO = [
 ]
 
 NDDO_SHARED = [
-    *[Fault(f"{before}CoreAttraction", say(f"the one-center core-electron attraction {name} in the "
+    *[Fault(f"{before}CoreAttraction", say("the one-center core-electron attraction Uss in the "
                                            "parameter files of the method is positive."), method,
-            one(symbol, f"d{name}", 1))
+            one(symbol, "dUss", 1))
       for before, say, symbol in (("", oxygen, "O"), ("Capping", carbon, "*C"))
-      for name in ("Uss", "Upp") for method in ("mindo3", "pm3")],
-    Fault("CoreAttraction", of(1, 16, "the one-center core-electron attraction Udd in the "
-                               "parameter files of the method is positive."), "mndod",
-          one("S", "dUdd", 1), metal("S")),
+      for method in ("mindo3", "mndo", "am1", "pm3", "mndod")],
     *[fatal(f"{before}NddoExponent", say(f"the Slater exponent of orbital {l.lower()} {FILES}"
                                          + (ADVICE if before else "")),
             method, one(symbol, f"dZeta{l}", 0))

@@ -422,26 +422,12 @@ class Missing : public FreshState {
     }
 };
 
-TEST_F(Missing, OpenShellsWithoutUnrestrictedSpinsAreRefused) {
-    JobScript script = Water(kCndo);
-    script.Options.nMultiplicity = 3;
-    EXPECT_EQ(RefusalOf(script), Sorry("the half-electron method"));
-    script.Options.nMultiplicity = 1;
-    script.Options.fNextLowestState = 1;
-    EXPECT_EQ(RefusalOf(script), Sorry("the half-electron method"));
-}
-
 TEST_F(Missing, ConfigurationInteractionIsRefused) {
     JobScript script = Water(kZindoS);
     script.Options.nCiKind = 1;
     script.Options.nCiSelection = 1;
     script.Options.nCiOccupied = script.Options.nCiUnoccupied = 1;
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
-}
-
-TEST_F(Missing, NddoMethodsWithDOrbitalsAreRefused) {
-    EXPECT_EQ(RefusalOf(Molecule(kMndoD, {{17, 0, 0, 0}, {1, 1.3, 0, 0}})),
-              Sorry("this method with d orbitals"));
 }
 
 }  // namespace
