@@ -9,7 +9,7 @@ import sys
 import time
 
 import pytest
-from conftest import ROOT
+from support import ROOT
 
 from orbitrax.cli import UNAVAILABLE, parse_selection
 from orbitrax.errors import UsageError

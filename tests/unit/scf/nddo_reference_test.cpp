@@ -5,19 +5,17 @@
 #include <string>
 #include <vector>
 
-#include "integrals/atom_list.h"
 #include "link/state.h"
-#include "numeric/row.h"
+#include "properties/state.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "setup/state.h"
+#include "setup/parameters.h"
 #include "tests/support/reference_table.h"
 #include "tests/support/scf_job.h"
 
 namespace qsolve {
 namespace {
 
-constexpr double kDebyePerAngstrom = 4.803;
 constexpr double kKcalPerEv = 23.061;
 
 // Tolerances. The parts of the energy, which all but cancel, depend on the digits to which the
@@ -27,35 +25,19 @@ constexpr double kHeat = 0.003, kEnergy = 2e-4, kDipole = 1e-3, kLevel = 5e-4;
 /// What a table holds, of the calculation that has just been made.
 struct Computed {
     double dHeat = 0.0, dElectronic = 0.0, dCore = 0.0;
-    double vDipole[3] = {};
+    const double* vDipole = nullptr;  ///< x y z and length
     std::vector<double> Charges;
 };
 
-/// Charges of the atoms, and the dipole of these charges and of the s-p products.
 Computed TakeResults() {
-    Computed c;
-    c.dHeat = scf.dTotalEnergy + setup.dHeatCorrection;
-    c.dElectronic = scf.dElectronic / kKcalPerEv;
-    c.dCore = scf.dCoreRepulsion / kKcalPerEv;
-    const double* P = scf.mDensityT.Data();
-    const int n = setup.nOrbitals;
-    for (int iA = 0; iA < system.nSelected; ++iA) {
-        const ListedAtom atom = AtomAt(iA);
-        double q = CoreChargeOf(atom.nElement);
-        for (int i = 0; i < atom.nOrbitals; ++i) q -= Row(P, n, atom.nFirst + i)[atom.nFirst + i];
-        c.Charges.push_back(q);
-        for (int k = 0; k < 3; ++k) {
-            c.vDipole[k] += kDebyePerAngstrom * q * (atom.pXyz[k] - scf.dChargeOrigin[k]);
-            if (atom.HasP())
-                c.vDipole[k] -=
-                    setup.vSpHybrid[atom.Row()] * Row(P, n, atom.nFirst + 1 + k)[atom.nFirst];
-        }
-    }
+    Computed c{scf.dHeatOfFormation,
+               scf.dElectronic / kKcalPerEv,
+               scf.dCoreRepulsion / kKcalPerEv,
+               properties.dDipoleTable[3],
+               {}};
+    for (const AtomRecord& atom : system.pAtoms)
+        c.Charges.push_back(static_cast<double>(atom.flCharge));
     return c;
-}
-
-double LengthOf(const double* v) {
-    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
 }
 
 struct Tables {
@@ -110,7 +92,7 @@ void Compare(const Computed& c, ReferenceRows& rows, double dChargeTolerance, Wo
     CompareAll({c.dCore}, rows["core"], kEnergy, worst.dEnergy);
     CompareAll(c.Charges, rows["charges"], dChargeTolerance, worst.dCharge);
     if (rows.contains("dipole_length"))
-        CompareAll({LengthOf(c.vDipole)}, rows["dipole_length"], kDipole, worst.dDipole);
+        CompareAll({c.vDipole[3]}, rows["dipole_length"], kDipole, worst.dDipole);
     else
         CompareAll({c.vDipole[0], c.vDipole[1], c.vDipole[2]}, rows["dipole"], kDipole,
                    worst.dDipole);
@@ -131,7 +113,7 @@ TEST_P(NddoReference, AgreesInEnergiesChargesDipolesAndLevels) {
         ++nCompared;
     }
     EXPECT_EQ(nCompared, values.size());
-    EXPECT_GE(nCompared, 25u);
+    EXPECT_GE(nCompared, 24u);
     worst.Record();
 }
 INSTANTIATE_TEST_SUITE_P(Methods, NddoReference,
