@@ -35,7 +35,6 @@ void AddTerms(const double* mDensityT, const double* mDensityA, const double* mD
 
 void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
     gradient.fComputed = false;
-    if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0) return;
     std::fill(gradient.pGradient.begin(), gradient.pGradient.end(), 0.0);
     const bool fUnrestricted = options.nSpinTreatment == 1;
     if (system.nSelected > 1)

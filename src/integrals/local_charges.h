@@ -30,12 +30,15 @@ struct ChargeTerm {
     double dShift = 0.0, dConstant = 0.0;
 };
 
+/// Shifted by d, bohr.
 constexpr ChargeShift operator+(ChargeShift s, double d) {
     return {s.dShift + d};
 }
+/// Shifted by -d, bohr.
 constexpr ChargeShift operator-(ChargeShift s, double d) {
     return {s.dShift - d};
 }
+/// With d more, bohr^2.
 constexpr ChargeTerm operator+(ChargeTerm t, double d) {
     return {t.dShift, t.dConstant + d};
 }

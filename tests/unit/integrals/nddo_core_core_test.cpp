@@ -187,7 +187,7 @@ TEST_P(CoreCoreSlope, OfAClassicalChargeIsThatOfTheEnergy) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Pairs, CoreCore,
+    Pairs, CoreCoreSlope,
     testing::Values(CorePair{kMndo, 6, 1}, CorePair{kMndo, 1, 8}, CorePair{kMndo, 7, 1},
                     CorePair{kAm1, 8, 1}, CorePair{kAm1, 1, 7}, CorePair{kAm1, 6, 8},
                     CorePair{kAm1, 5, 1}, CorePair{kAm1, 6, 5}, CorePair{kAm1, 5, 9},
