@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "gradient/gradient.h"
+#include "gradient/resonance.h"
+#include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/state.h"
@@ -182,6 +185,10 @@ int Measure(const char* sMethod, const char* sPath) {
     const double dTotal = Milliseconds(start);
     std::printf("%s %s: %zu atoms, %d orbitals, %d cycles, SCF in all %.2f ms\n", sMethod, sPath,
                 places.size(), setup.nOrbitals, CyclesOfStatus(), dTotal);
+    const double* mSpin = scf.mDensityA.Data();
+    Time("resonance gradient", Nothing,
+         [] { AddResonanceGradient(scf.mDensityT.Data(), gradient.pGradient.Data()); });
+    Time("gradient", Nothing, [mSpin] { ComputeGradient(scf.mDensityT.Data(), mSpin, mSpin); });
     TimeStages();
     return 0;
 }
