@@ -111,7 +111,7 @@ TEST_P(NddoDerivativeD, OfAPairThatCannotBeComputedIsZero) {
     const NddoAtom& heavy = a.HasD() ? a : b;
     setup.pExtended[heavy.Listed.Row()].dRho0dd = 0.0;
     vA[2] = 3.0;
-    PairDerivative derivative;
+    PairDerivative derivative = {{1.0, 1.0, 1.0}, 1.0, 1.0};
     ComputePairDerivativesD(a, b, GeometryOf(a, b), density, derivative);
     for (const double d : derivative.vOfA) EXPECT_EQ(d, 0.0);
     EXPECT_EQ(derivative.dSs, 0.0);
