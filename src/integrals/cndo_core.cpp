@@ -30,8 +30,7 @@ double OneCentreEnergy(const CindoRow& row, int nOrbital) {
 }
 
 void ScaleToResonance(const ListedAtom& a, const ListedAtom& b, double* mCore, int nLeading) {
-    const double k =
-        IsHeavy(a.nElement) || IsHeavy(b.nElement) ? kResonancePerEvHeavy : kResonancePerEv;
+    const double k = CndoResonancePerEv(a.nElement, b.nElement);
     const double dFactor =
         -(parameters.pCindoParams[a.Row()].dBeta + parameters.pCindoParams[b.Row()].dBeta) * k;
     for (int i = 0; i < a.nOrbitals; ++i) {
@@ -54,6 +53,10 @@ void FillDiagonal(const ListedAtom& a, double dAttraction, const double* mCoulom
 }
 
 }  // namespace
+
+double CndoResonancePerEv(int nElementA, int nElementB) {
+    return IsHeavy(nElementA) || IsHeavy(nElementB) ? kResonancePerEvHeavy : kResonancePerEv;
+}
 
 double IndoCoreTerm(int nElement, int nAngular) {
     if (nElement < 2 || nElement > 9 || nAngular > 1) return 0.0;

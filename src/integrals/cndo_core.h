@@ -24,4 +24,8 @@ void BuildCndoCore(double* mCore, const double* mCoulomb, double* vCoreDiagonal,
 /// hartree; 0 outside He to F and for d orbitals. Reads the parameter table.
 double IndoCoreTerm(int nElement, int nAngular);
 
+/// Hartree that CNDO/2 and INDO take for half an eV of a resonance parameter, for a pair of
+/// elements: three quarters once either is Ne or beyond. Elements as in ListedAtom.
+double CndoResonancePerEv(int nElementA, int nElementB);
+
 }  // namespace qsolve

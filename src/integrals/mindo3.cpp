@@ -33,11 +33,28 @@ double MindoCoulomb(const NddoAtom& a, const NddoAtom& b, double dDistance) {
     return kMindoCoulomb / std::sqrt(t * t + dDistance * dDistance);
 }
 
+double MindoCoulombSlope(double dGamma, double dDistance) {
+    const double s = dGamma / kMindoCoulomb;
+    return -kMindoCoulomb * s * s * s * dDistance;
+}
+
 double MindoCoreCore(const NddoAtom& a, const NddoAtom& b, double dDistance, double dGamma) {
     const double R = dDistance, ZZ = a.dCore * b.dCore;
     const double dAlpha = PairOf(a, b).dAlphaAB;
     const double x = HasHydrogenRule(a, b) ? dAlpha * std::exp(-R) : std::exp(-dAlpha * R);
     return dGamma * ZZ + std::abs((kMindoCoulomb / R - dGamma) * x * ZZ);
+}
+
+double MindoCoreExcessSlope(const NddoAtom& a, const NddoAtom& b, double dDistance, double dGamma,
+                            double dGammaSlope) {
+    const double R = dDistance, ZZ = a.dCore * b.dCore;
+    const double dAlpha = PairOf(a, b).dAlphaAB;
+    const bool fHydrogenRule = HasHydrogenRule(a, b);
+    const double x = fHydrogenRule ? dAlpha * std::exp(-R) : std::exp(-dAlpha * R);
+    const double dSlopeX = fHydrogenRule ? -x : -dAlpha * x;
+    const double y = kMindoCoulomb / R - dGamma;
+    const double dSign = y * x * ZZ < 0.0 ? -1.0 : 1.0;
+    return dSign * ZZ * ((-kMindoCoulomb / (R * R) - dGammaSlope) * x + y * dSlopeX);
 }
 
 double MindoResonance(const NddoAtom& a, int mu, const NddoAtom& b, int nu) {

@@ -12,9 +12,17 @@ namespace qsolve {
 /// R. C. Bingham, M. J. S. Dewar, D. H. Lo, J. Am. Chem. Soc. 97, 1285 (1975).
 double MindoCoulomb(const NddoAtom& a, const NddoAtom& b, double dDistance);
 
+/// The derivative of that integral, of the value dGamma, with respect to the distance, eV/Angstrom.
+double MindoCoulombSlope(double dGamma, double dDistance);
+
 /// Core-core repulsion of two atoms, eV: Z_A Z_B gamma + |(14.399651703941002/R - gamma) x Z_A Z_B|
 /// with x = exp(-alpha_AB R), or alpha_AB exp(-R) for H with N or O.
 double MindoCoreCore(const NddoAtom& a, const NddoAtom& b, double dDistance, double dGamma);
+
+/// The derivative of |(14.399651703941002/R - gamma) x Z_A Z_B| with respect to R, eV/Angstrom;
+/// dGammaSlope is that of gamma.
+double MindoCoreExcessSlope(const NddoAtom& a, const NddoAtom& b, double dDistance, double dGamma,
+                            double dGammaSlope);
 
 /// Resonance integral over overlap for orbitals mu of A and nu of B, counted from 0 on their atoms,
 /// eV: beta_AB (I_mu + I_nu), I the ionisation potential of the shell.

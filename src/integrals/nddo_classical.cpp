@@ -31,12 +31,15 @@ void AddChargeNddo(const NddoAtom& a, const NddoAtom& p, double q, const Classic
     field.dEnergy += v[0] * (p.dCore * f - (p.dCore - q));
 }
 
+/// MINDO/3's exponent of two elements, also for N-H and O-H.
+double PairAlpha(const NddoAtom& a, const NddoAtom& p) {
+    return setup.pMindoPairs[MindoPairIndex(a.Listed.nElement, p.Listed.nElement)].dAlphaAB;
+}
+
 void AddChargeMindo(const NddoAtom& a, const NddoAtom& p, double q, const ClassicalPlace& place,
                     AtomField& field) {
     const double R = place.dDistance, g = MindoCoulomb(a, p, R);
-    const double dAlpha =
-        setup.pMindoPairs[MindoPairIndex(a.Listed.nElement, p.Listed.nElement)].dAlphaAB;
-    const double x = std::exp(-dAlpha * R);
+    const double x = std::exp(-PairAlpha(a, p) * R);
     for (int i = 0; i < a.Listed.nOrbitals; ++i) field.vPotential[ProductNumber(i, i)] -= q * g;
     field.dEnergy += ((kMindoCoulomb / R - g) * x + g) * p.dCore - (p.dCore - q) * g;
 }
@@ -88,6 +91,22 @@ void ClassicalPotential(const NddoAtom& a, const NddoAtom& p, const double* vDir
         vPotential[0] = g[0];
     *pCoreFactor = std::exp(-a.pRow->dAlpha * dDistance) +
                    std::exp(-p.pRow->dAlpha * dDistance) / dDistance + 1.0;
+}
+
+double ClassicalExcessSlopeNddo(const NddoAtom& a, const NddoAtom& p, double dDistance, double dSs,
+                                double dSsSlope) {
+    const double R = dDistance, dAlphaA = a.pRow->dAlpha, dAlphaP = p.pRow->dAlpha;
+    const double dOfA = std::exp(-dAlphaA * R), dOfP = std::exp(-dAlphaP * R) / R;
+    const double dSlope = -dAlphaA * dOfA - (dAlphaP + 1.0 / R) * dOfP;
+    return a.dCore * p.dCore * (dSsSlope * (dOfA + dOfP) + dSs * dSlope);
+}
+
+double ClassicalExcessSlopeMindo(const NddoAtom& a, const NddoAtom& p, double dDistance,
+                                 double dGamma, double dGammaSlope) {
+    const double R = dDistance, dAlpha = PairAlpha(a, p);
+    const double dValue = kMindoCoulomb / R - dGamma;
+    const double dSlope = -kMindoCoulomb / (R * R) - dGammaSlope;
+    return a.dCore * p.dCore * std::exp(-dAlpha * R) * (dSlope - dAlpha * dValue);
 }
 
 double AddClassicalChargesNddo(double* mCore, int nLeading) {

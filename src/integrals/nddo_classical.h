@@ -30,6 +30,14 @@ ClassicalPlace ClassicalPlaceOf(const double* pXyzA, const double* pXyzP);
 void ClassicalPotential(const NddoAtom& a, const NddoAtom& p, const double* vDirection,
                         double dDistance, double* vPotential, double* pCoreFactor);
 
+/// The derivative with respect to the distance of what A's core adds to -q_P (Z_A - electrons),
+/// eV/Angstrom: of Z_A Z_P V_ss (f - 1) in all methods but MINDO/3, where it is
+/// Z_A Z_P (14.399651703941002/R - gamma) x. dSs and dSsSlope are V_ss or gamma and its derivative.
+double ClassicalExcessSlopeNddo(const NddoAtom& a, const NddoAtom& p, double dDistance, double dSs,
+                                double dSsSlope);
+double ClassicalExcessSlopeMindo(const NddoAtom& a, const NddoAtom& p, double dDistance,
+                                 double dGamma, double dGammaSlope);
+
 /// Adds the potential of all classical charges to mCore, -q_P (mu nu|s s) in the s and p block of
 /// each atom and its mirror image, and returns their energy with the cores,
 ///

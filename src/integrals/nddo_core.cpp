@@ -4,6 +4,7 @@
 
 #include "integrals/mindo3.h"
 #include "integrals/nddo_classical.h"
+#include "integrals/nddo_pair_d.h"
 #include "integrals/nddo_pair_sp.h"
 #include "link/link.h"
 #include "numeric/row.h"
@@ -22,13 +23,6 @@ struct NddoCore {
     double* vTwoCentre;
     double dEnergy;  ///< core-core repulsion, eV
 };
-
-bool AreInOnePlace(const NddoAtom& a, const NddoAtom& b) {
-    const double* p = a.Listed.pXyz;
-    const double* q = b.Listed.pXyz;
-    const double x = p[0] - q[0], y = p[1] - q[1], z = p[2] - q[2];
-    return x * x + y * y + z * z < kOnePlaceSquare;
-}
 
 /// Gives each ordered pair its place in the store, the second atom running fastest.
 void NumberBlocks(int nAtoms, const NddoAtom* pAtoms, int* pPairIndex) {
@@ -69,8 +63,18 @@ void ScaleToResonance(const NddoAtom& a, const NddoAtom& b, double* mCore, int n
         }
 }
 
+/// Number of an atom in the molecule, from 1.
+int NumberOf(const NddoAtom& atom) {
+    return static_cast<int>((atom.Listed.pXyz - system.pCoords.Data()) / 3) + 1;
+}
+
 void ComputePair(const NddoAtom& a, const NddoAtom& b, double* pBlock, PairTerms& terms) {
-    ComputePairSp(a, b, GeometryOf(a, b), pBlock, terms);
+    if (!a.HasD() && !b.HasD()) {
+        ComputePairSp(a, b, GeometryOf(a, b), pBlock, terms);
+        return;
+    }
+    ComputePairD(a, b, GeometryOf(a, b), pBlock, terms);
+    if (fDebugTrace != 0) LogPair(NumberOf(a), NumberOf(b), a, b, pBlock, terms);
 }
 
 /// Both blocks of a pair and its terms. One order of the atoms gives all.

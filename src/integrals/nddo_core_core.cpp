@@ -26,30 +26,59 @@ constexpr CoreGaussian kBoronHalogen[kBoronGaussians] = {
     {0.359244, 9, 0.819351}, {0.074729, 9, 1.574414}, {0, 0, 0}};
 // clang-format on
 
+/// A function of the distance and its derivative.
+struct Sloped {
+    double dValue = 0.0, dSlope = 0.0;  ///< per Angstrom
+};
+
 /// An atom's part of s.
-double Screening(const NddoAtom& atom, bool fHydrogenRule, double R) {
-    const double d = std::exp(-atom.pRow->dAlpha * R);
+Sloped Screening(const NddoAtom& atom, bool fHydrogenRule, double R) {
+    const double dAlpha = atom.pRow->dAlpha, d = std::exp(-dAlpha * R);
     const int nElement = atom.Listed.nElement;
-    return fHydrogenRule && (nElement == kNitrogen || nElement == kOxygen) ? R * d : d;
+    if (fHydrogenRule && (nElement == kNitrogen || nElement == kOxygen))
+        return {R * d, (1.0 - dAlpha * R) * d};
+    return {d, -dAlpha * d};
 }
 
-double Gaussian(const CoreGaussian& g, double R) {
-    if (g.K == 0.0) return 0.0;
+void AddGaussian(const CoreGaussian& g, double R, Sloped& sum) {
+    if (g.K == 0.0) return;
     const double u = -g.L * (R - g.M) * (R - g.M);
     // The least exponential is a constant of the compiler; most pairs are that far apart.
-    return g.K * (u > kLowestGaussianExponent ? std::exp(u) : std::exp(kLowestGaussianExponent));
+    if (u <= kLowestGaussianExponent) {
+        sum.dValue += g.K * std::exp(kLowestGaussianExponent);
+        return;
+    }
+    const double d = g.K * std::exp(u);
+    sum.dValue += d;
+    sum.dSlope -= 2.0 * g.L * (R - g.M) * d;
 }
 
-/// The sum of an atom's Gaussians. AM1's boron takes its first ones by its partner.
-double GaussiansOf(const NddoAtom& atom, int nSumOfNumbers, double R) {
-    double dSum = 0.0;
+/// Adds an atom's Gaussians. AM1's boron takes its first ones by its partner.
+void AddGaussians(const NddoAtom& atom, int nSumOfNumbers, double R, Sloped& sum) {
     int k = 0;
     if (system.MethodId == kAm1 && atom.Listed.nElement == kBoron)
         for (const CoreGaussian* g = BoronGaussians(nSumOfNumbers); k < kBoronGaussians; ++k)
-            dSum += Gaussian(g[k], R);
+            AddGaussian(g[k], R, sum);
     const GaussianRow& row = parameters.pGaussianParams[atom.Listed.Row()];
-    for (; k < kCoreGaussians; ++k) dSum += Gaussian({row.dK[k], row.dL[k], row.dM[k]}, R);
-    return dSum;
+    for (; k < kCoreGaussians; ++k) AddGaussian({row.dK[k], row.dL[k], row.dM[k]}, R, sum);
+}
+
+/// The Gaussians of both atoms, and none in methods that have none.
+Sloped GaussiansOf(const NddoAtom& a, const NddoAtom& b, double R) {
+    Sloped sum;
+    if (system.MethodId != kAm1 && system.MethodId != kPm3) return sum;
+    const int nSum = a.Listed.nElement + b.Listed.nElement;
+    AddGaussians(a, nSum, R, sum);
+    AddGaussians(b, nSum, R, sum);
+    return sum;
+}
+
+/// s of two atoms.
+Sloped ScreeningOf(const NddoAtom& a, const NddoAtom& b, double R) {
+    const int nSum = a.Listed.nElement + b.Listed.nElement;
+    const bool fHydrogenRule = nSum == kNitrogenWithHydrogen || nSum == kOxygenWithHydrogen;
+    const Sloped sA = Screening(a, fHydrogenRule, R), sB = Screening(b, fHydrogenRule, R);
+    return {sA.dValue + sB.dValue, sA.dSlope + sB.dSlope};
 }
 
 }  // namespace
@@ -64,12 +93,16 @@ const CoreGaussian* BoronGaussians(int nSumOfNumbers) {
 
 double NddoCoreCore(const NddoAtom& a, const NddoAtom& b, double dDistance, double dSs) {
     const double R = dDistance, ZZ = a.dCore * b.dCore;
-    const int nSum = a.Listed.nElement + b.Listed.nElement;
-    const bool fHydrogenRule = nSum == kNitrogenWithHydrogen || nSum == kOxygenWithHydrogen;
-    const double s = Screening(a, fHydrogenRule, R) + Screening(b, fHydrogenRule, R);
-    const double dEnergy = ZZ * dSs + std::abs(s * ZZ * dSs);
-    if (system.MethodId != kAm1 && system.MethodId != kPm3) return dEnergy;
-    return dEnergy + ZZ / R * (GaussiansOf(a, nSum, R) + GaussiansOf(b, nSum, R));
+    const double dScreened = ScreeningOf(a, b, R).dValue * ZZ * dSs;
+    return ZZ * dSs + std::abs(dScreened) + ZZ / R * GaussiansOf(a, b, R).dValue;
+}
+
+double NddoCoreExcessSlope(const NddoAtom& a, const NddoAtom& b, double dDistance, double dSs,
+                           double dSsSlope) {
+    const double R = dDistance, ZZ = a.dCore * b.dCore;
+    const Sloped s = ScreeningOf(a, b, R), g = GaussiansOf(a, b, R);
+    const double dSign = s.dValue * ZZ * dSs < 0.0 ? -1.0 : 1.0;
+    return ZZ * (dSign * (s.dSlope * dSs + s.dValue * dSsSlope) + (g.dSlope - g.dValue / R) / R);
 }
 
 }  // namespace qsolve

@@ -17,6 +17,11 @@ namespace qsolve {
 /// Soc. 107, 3902 (1985); J. J. P. Stewart, J. Comput. Chem. 10, 209 (1989).
 double NddoCoreCore(const NddoAtom& a, const NddoAtom& b, double dDistance, double dSs);
 
+/// The derivative with respect to R of all of this energy but Z_A Z_B (ss|ss), eV/Angstrom;
+/// dSsSlope is that of (ss|ss). A Gaussian whose exponent is held at -25 changes by its 1/R alone.
+double NddoCoreExcessSlope(const NddoAtom& a, const NddoAtom& b, double dDistance, double dSs,
+                           double dSsSlope);
+
 /// One of the Gaussians of a core: K exp(-L (R - M)^2).
 struct CoreGaussian {
     double K, L, M;

@@ -14,6 +14,13 @@ constexpr double kGreatestDistance = 1e10;
 
 }  // namespace
 
+bool AreInOnePlace(const NddoAtom& a, const NddoAtom& b) {
+    const double* p = a.Listed.pXyz;
+    const double* q = b.Listed.pXyz;
+    const double x = p[0] - q[0], y = p[1] - q[1], z = p[2] - q[2];
+    return x * x + y * y + z * z < kOnePlaceSquare;
+}
+
 PairGeometry GeometryOf(const NddoAtom& a, const NddoAtom& b) {
     const double dDistance = std::min(Distance(a.Listed.pXyz, b.Listed.pXyz), kGreatestDistance);
     PairGeometry geometry{dDistance, {}};

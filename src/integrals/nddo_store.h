@@ -77,6 +77,9 @@ struct PairGeometry {
     double vDirection[3] = {};  ///< (A - B) / R: the z axis of the local frame
 };
 
+/// Whether two atoms are closer than kOnePlaceSquare allows: they have no block and no terms.
+bool AreInOnePlace(const NddoAtom& a, const NddoAtom& b);
+
 /// The geometry of a pair. Two atoms in one place are for the caller to skip.
 PairGeometry GeometryOf(const NddoAtom& a, const NddoAtom& b);
 

@@ -46,12 +46,7 @@ void ScaleToResonance(const ListedAtom& a, const ListedAtom& b, double* mCore, i
 
 /// Attraction of an orbital, whose row of the Coulomb matrix begins at pGamma, to the core of B.
 double CoreAttraction(const ListedAtom& b, const double* pGamma) {
-    const double Z = CoreChargeOf(b.nElement), dS = pGamma[b.nFirst];
-    if (!IsTransitionMetal(b.nElement) || !b.HasD()) return Z * dS;
-    const double dD = pGamma[b.nFirst + kFirstD];
-    const double* m = setup.pZindo[b.Row()].dConfigMix;
-    const double dThird = IsSecondTransitionRow(b.nElement) ? m[2] * Z * dD : 0.0;
-    return m[1] * ((Z - 1.0) * dD + dS) + m[0] * ((Z - 2.0) * dD + 2.0 * dS) + dThird;
+    return ZindoCoreAttraction(b, pGamma[b.nFirst], b.HasD() ? pGamma[b.nFirst + kFirstD] : 0.0);
 }
 
 void FillDiagonal(const ListedAtom& a, const double* mCoulomb, double* mCore, double* vCoreDiagonal,
@@ -79,6 +74,14 @@ double CoreCore(const ListedAtom& a, const ListedAtom& b, const double* mCoulomb
 }
 
 }  // namespace
+
+double ZindoCoreAttraction(const ListedAtom& b, double dS, double dD) {
+    const double Z = CoreChargeOf(b.nElement);
+    if (!IsTransitionMetal(b.nElement) || !b.HasD()) return Z * dS;
+    const double* m = setup.pZindo[b.Row()].dConfigMix;
+    const double dThird = IsSecondTransitionRow(b.nElement) ? m[2] * Z * dD : 0.0;
+    return m[1] * ((Z - 1.0) * dD + dS) + m[0] * ((Z - 2.0) * dD + 2.0 * dS) + dThird;
+}
 
 AtomCoreEnergies AtomCoreTerms(int nElement, const AtomCoulomb& gamma, double qS, double qP,
                                double qD) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "integrals/atom_list.h"
+
 namespace qsolve {
 
 /// Energies that the electrons and the core of an atom give its own orbitals, hartree.
@@ -20,6 +22,11 @@ AtomCoreEnergies AtomCoreTerms(int nElement, const AtomCoulomb& gamma, double qS
 
 /// The terms of an element averaged over its ground configurations.
 AtomCoreEnergies GroundStateCoreTerms(int nElement, const AtomCoulomb& gamma);
+
+/// Attraction by the core of B of an orbital whose Coulomb integrals with the s and the d shell of
+/// B are dS and dD. It is linear in them, so that slopes give the slope of the attraction; dD is
+/// only read for a transition metal.
+double ZindoCoreAttraction(const ListedAtom& b, double dS, double dD);
 
 /// Turns the overlap matrix in mCore into the core Hamiltonian of ZINDO/1 or ZINDO/S, in place, and
 /// fills vCoreDiagonal (minus the ionisation potentials, mixed for Sc to Cu) and *pCoreEnergy.

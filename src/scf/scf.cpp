@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "gradient/gradient.h"
+#include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "link/link.h"
@@ -16,6 +18,7 @@
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"
 #include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_one_centre_d.h"
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
@@ -96,8 +99,6 @@ struct Run {
 }
 
 void DeclineWhatIsMissing() {
-    if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
-        Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
 }
 
@@ -207,6 +208,7 @@ void AddElectronsNddo(const Run& run, const SpinRun& s) {
     BuildFockTwoCentre(s.mFock.Data(), mTotal, s.mDensity.Data(), integrals.pIntegrals.Data(),
                        integrals.pPairIndex.Data(), n);
     BuildFockOneCentreSp(s.mFock.Data(), mTotal, s.mDensity.Data(), mOther, n);
+    BuildFockOneCentreD(s.mFock.Data(), mTotal, s.mDensity.Data(), n);
 }
 
 /// The electrons' part of a Fock matrix that holds the core Hamiltonian.
@@ -373,6 +375,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     const Array<double>& mDensity = run.fUnrestricted ? scf.mDensityA : scf.mDensityT;
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
+    ComputeGradient(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ReportEnergies(run.dEnergy, run.dCoreEnergy);
     ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);
@@ -384,7 +387,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
 void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
     DeclineWhatIsMissing();
-    scf.fResultsValid = false;
+    scf.fResultsValid = gradient.fComputed = false;
     CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;

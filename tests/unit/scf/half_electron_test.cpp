@@ -261,6 +261,21 @@ TEST_F(HalfElectronJob, DegenerateOpenLevelsAreBothHalfFilled) {
     }
 }
 
+TEST_F(HalfElectronJob, DOrbitalsTakePart) {
+    const std::vector<Place> places = {{16, 0, 0, 0}, {8, 1.4, 0.1, 0.2}, {8, -0.6, 1.3, -0.1}};
+    for (const int nMethod : {kMndoD, kZindo1}) {
+        EnergyOf(OpenShell(nMethod, places, 3));
+        ASSERT_EQ(setup.nDoublyOcc, 8);
+        EXPECT_NEAR(scf.dElectronic, DeterminantEnergy(Levels(10), Levels(8)), kSame) << nMethod;
+        EnergyOf(NextLowest(nMethod, places));
+        const double dMixed = DeterminantEnergy(Levels(9), LevelsAnd(8, 9));
+        EXPECT_NEAR(scf.dElectronic, 2 * dMixed - DeterminantEnergy(Levels(10), Levels(8)), kSame)
+            << nMethod;
+    }
+    EnergyOf(OpenShell(kMndoD, places, 3));
+    EXPECT_EQ(setup.Map.nAtomsWithD, 1);
+}
+
 std::vector<std::string> LogWith(const std::string& sPart) {
     std::vector<std::string> lines;
     for (const std::string& s : client.Log())

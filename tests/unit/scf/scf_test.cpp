@@ -430,10 +430,5 @@ TEST_F(Missing, ConfigurationInteractionIsRefused) {
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
 }
 
-TEST_F(Missing, DOrbitalsAreRefusedInNddoMethods) {
-    const JobScript script = Molecule(kMndoD, {{17, 0, 0, 0}, {1, 0, 0, 1.27}});
-    EXPECT_EQ(RefusalOf(script), Sorry("this method with d orbitals"));
-}
-
 }  // namespace
 }  // namespace qsolve

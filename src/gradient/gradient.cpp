@@ -1,0 +1,44 @@
+#include "gradient/gradient.h"
+
+#include <algorithm>
+
+#include "gradient/classical_gradient.h"
+#include "gradient/cndo_gradient.h"
+#include "gradient/resonance.h"
+#include "gradient/state.h"
+#include "link/state.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+/// All terms; mDensityB is null in a restricted calculation.
+void AddTerms(const double* mDensityT, const double* mDensityA, const double* mDensityB,
+              double* pGradient) {
+    AddResonanceGradient(mDensityT, pGradient);
+    switch (FamilyOf(system.MethodId)) {
+        case Family::kCndo:
+        case Family::kZindo:
+            AddCndoGradient(mDensityT, mDensityA, mDensityB, pGradient);
+            if (system.nSelected != system.nAtoms) AddClassicalChargeGradient(mDensityT, pGradient);
+            break;
+        case Family::kNddo:
+        case Family::kNone:
+            break;
+    }
+}
+
+}  // namespace
+
+void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
+    gradient.fComputed = false;
+    if (FamilyOf(system.MethodId) == Family::kNddo) return;
+    std::fill(gradient.pGradient.begin(), gradient.pGradient.end(), 0.0);
+    const bool fUnrestricted = options.nSpinTreatment == 1;
+    if (system.nSelected > 1)
+        AddTerms(mDensityT, mDensityA, fUnrestricted ? mDensityB : nullptr,
+                 gradient.pGradient.Data());
+    gradient.fComputed = true;
+}
+
+}  // namespace qsolve
