@@ -15,26 +15,36 @@
 namespace qsolve {
 namespace {
 
-/// Step of the differences, Angstrom: the third derivative of a bond's energy, some 1e4 kcal/mol,
-/// leaves 2e-5; what is left of 1e-9 kcal/mol in the energies as much.
-constexpr double kStep = 1e-4;
+/// Step of the differences, Angstrom. With four points the error of the formula is step^4 / 30
+/// times the fifth derivative, 1e-6 kcal/(mol Angstrom) for a bond; what the energies of an
+/// unrestricted run lack, some 1e-8 kcal/mol, leaves 1e-5.
+constexpr double kStep = 5e-4;
 
-/// The energy converges with the square of what the density lacks; each run goes on with the
-/// density of the last, and the energies agree before it does.
-constexpr int kRuns = 4;
+/// The energy converges with the square of what the density lacks, and slowly where a level is
+/// nearly empty: runs go on with the density of the last until two agree, kcal/mol.
+constexpr double kSettled = 1e-10;
+constexpr int kMostRuns = 8;
 
-double EnergyAt(const std::vector<double>& vAngstrom, int nRuns = 1) {
+double EnergyAt(const std::vector<double>& vAngstrom) {
     SetPositions(vAngstrom);
-    for (int i = 0; i < nRuns; ++i) RunScf();
-    return scf.dTotalEnergy - scf.dStateCorrection;
+    double dEnergy = 0.0, dBefore = 1.0;
+    for (int i = 0; i < kMostRuns && std::abs(dEnergy - dBefore) > kSettled; ++i) {
+        RunScf();
+        dBefore = dEnergy;
+        dEnergy = scf.dTotalEnergy - scf.dStateCorrection;
+    }
+    return dEnergy;
 }
 
 double Slope(std::vector<double> vAngstrom, std::size_t i) {
     const double dMiddle = vAngstrom[i];
-    vAngstrom[i] = dMiddle + kStep;
-    const double dUp = EnergyAt(vAngstrom);
-    vAngstrom[i] = dMiddle - kStep;
-    return (dUp - EnergyAt(vAngstrom)) / (2 * kStep);
+    const auto EnergyAtStep = [&](int nSteps) {
+        vAngstrom[i] = dMiddle + nSteps * kStep;
+        return EnergyAt(vAngstrom);
+    };
+    const double dNear = EnergyAtStep(1) - EnergyAtStep(-1);
+    const double dFar = EnergyAtStep(2) - EnergyAtStep(-2);
+    return (8.0 * dNear - dFar) / (12.0 * kStep);
 }
 
 /// Sums of the forces and of the torques about the origin.
@@ -70,7 +80,7 @@ std::vector<double> GradientOfLastScf() {
 GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& vAngstrom) {
     GradientCheck check;
     SetUpJob(script);
-    EnergyAt(vAngstrom, kRuns);
+    EnergyAt(vAngstrom);
     const std::vector<double> vGradient = GradientOfLastScf();
     Balance(vGradient, vAngstrom, check);
     for (std::size_t i = 0; i < vGradient.size(); ++i) {
