@@ -1,8 +1,8 @@
-"""The text reports, as people read and script them: layout letter for letter, numbers nearly so, and
-what they say held against sums that must be right.
+"""The text reports, as people read and script them: layout letter for letter, numbers nearly so,
+and what they say held against sums that must be right.
 
-A report that is meant to change is written anew by `python3 tests/python/test_reports.py`; read every
-line of the difference before it is committed.
+A report that is meant to change is written anew by `python3 tests/python/test_reports.py`; read
+every line of the difference before it is committed.
 """
 
 import re

@@ -24,12 +24,6 @@ namespace {
 /// the overlap's series where that is cut off.
 constexpr double kTolerance = 1e-3;
 
-/// The differences. Their step leaves the z axis: a pair within 1.4e-4 radian of it
-/// stands on it for the integrals. What it leaves of a bond's energy is some 1e-7 kcal/(mol
-/// Angstrom).
-/// Each energy is run anew until its density has come to rest.
-constexpr Stencil kStencil = {1e-3, 4};
-
 /// A sum of forces that is zero but for rounding.
 constexpr double kBalanced = 1e-9;
 
@@ -116,7 +110,7 @@ TEST_P(NddoGradient, IsTheSlopeOfTheEnergyAndBalanced) {
     const Sample& sample = GetParam();
     for (const int nMethod : sample.Methods) {
         const GradientCheck check =
-            CheckGradient(ScriptOf(sample, nMethod), PositionsOf(sample.Places), kStencil);
+            CheckGradient(ScriptOf(sample, nMethod), PositionsOf(sample.Places));
         Print(sample.sName, nMethod, check);
         EXPECT_LT(check.dWorst, kTolerance) << sample.sName << ", method " << nMethod;
         EXPECT_GT(check.dLargest, 10.0) << "the molecule is distorted";
@@ -160,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Methods, MixedNddoGradient,
 TEST_P(MixedNddoGradient, IsTheSlopeOfTheEnergyAmongClassicalCharges) {
     for (const int nCharge : {0, 1}) {
         const JobScript script = Mixed(GetParam(), nCharge);
-        const GradientCheck check = CheckGradient(script, PositionsOf(script), kStencil);
+        const GradientCheck check = CheckGradient(script, PositionsOf(script));
         ASSERT_EQ(system.nCapping, 1);
         Print(nCharge ? "mixed model, ion" : "mixed model", GetParam(), check);
         EXPECT_LT(check.dWorst, kTolerance);
@@ -172,7 +166,7 @@ TEST_F(MixedNddoGradient, LeavesDOrbitalsOutOfTheChargesPush) {
     JobScript script = Molecule(kMndoD, kSilicon);
     script.Options.flConvergenceLimit = 1e-10F;
     script.Add(8, 0.7F, 2.9F, -1.1F, kClassical).flCharge = -0.5F;
-    const GradientCheck check = CheckGradient(script, PositionsOf(script), kStencil);
+    const GradientCheck check = CheckGradient(script, PositionsOf(script));
     Print("silicon and a charge", kMndoD, check);
     EXPECT_LT(check.dWorst, kTolerance);
 }
@@ -186,7 +180,7 @@ TEST_P(MixedNddoGradient, OfADummyIsZero) {
     script.Atoms[1].nAtomicNumber = 0;
     script.Atoms[1].flMass = 1.0F;
     script.Atoms[1].flX = 0.7F;
-    const GradientCheck check = CheckGradient(script, PositionsOf(script), kStencil);
+    const GradientCheck check = CheckGradient(script, PositionsOf(script));
     EXPECT_LT(check.dWorst, kTolerance);
     for (int c = 0; c < 3; ++c) EXPECT_EQ(gradient.pGradient[3 + c], 0.0);
 }
