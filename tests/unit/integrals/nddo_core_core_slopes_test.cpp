@@ -54,7 +54,7 @@ TEST_P(CoreCoreSlopes, ExcessHasTheSlopeOfTheEnergy) {
     const bool fMindo = system.MethodId == kMindo3;
     const auto excess = [&](double R) {
         const double dEnergy =
-            fMindo ? MindoCoreCoreSlopes(a, b, R, Ss(R)) : NddoCoreCore(a, b, R, Ss(R));
+            fMindo ? MindoCoreCore(a, b, R, Ss(R)) : NddoCoreCore(a, b, R, Ss(R));
         return dEnergy - ZZ * Ss(R);
     };
     for (const double R : kDistances) {
