@@ -127,6 +127,17 @@ struct TwoMultipoles {
     double R, dSeparationA, dSeparationB, dRhoSquare;
 };
 
+/// A quotient of two charges, at z along the axis, with the whole square of their distance; and its
+/// derivative with respect to z.
+double Quotient(double /*z*/, double dSquare) {
+    return 1.0 / std::sqrt(dSquare);
+}
+double QuotientSlope(double z, double dSquare) {
+    return -z / (dSquare * std::sqrt(dSquare));
+}
+
+/// The sum of one of these over the charges of two multipoles.
+template <double (&quotient)(double, double)>
 double Interaction(const ChargeSet& setA, const ChargeSet& setB, const TwoMultipoles& m) {
     double dSum = 0.0;
     for (int i = 0; i < setA.nCharges; ++i) {
@@ -139,7 +150,7 @@ double Interaction(const ChargeSet& setA, const ChargeSet& setB, const TwoMultip
             const MultipoleCharge& b = setB.Charge[j];
             const double x = xA - m.dSeparationB * b.x, y = yA - m.dSeparationB * b.y;
             const double z = zA - m.dSeparationB * b.z;
-            dPotential += b.q / std::sqrt(x * x + y * y + z * z + m.dRhoSquare);
+            dPotential += b.q * quotient(z, x * x + y * y + z * z + m.dRhoSquare);
         }
         dSum += a.dWeight * a.q * dPotential;
     }
@@ -164,10 +175,10 @@ int ProductsOfKind(int nKind) {
     return nKind == 2 ? kMostProducts : nKind == 1 ? ProductsOf(4) : 1;
 }
 
-}  // namespace
-
-bool ComputeMultipoleInteractions(const MultipoleTerms& a, const MultipoleTerms& b,
-                                  double dDistance, double* vInteraction) {
+/// The table of interactions, or of their derivatives.
+template <double (&quotient)(double, double)>
+bool FillInteractions(const MultipoleTerms& a, const MultipoleTerms& b, double dDistance,
+                      double* vInteraction) {
     std::fill_n(vInteraction, kInteractions, 0.0);
     if (!IsUsable(a) || !IsUsable(b) || !std::isfinite(dDistance)) return false;
     for (int nA = 0; nA < kMultipoles; ++nA) {
@@ -177,11 +188,23 @@ bool ComputeMultipoleInteractions(const MultipoleTerms& a, const MultipoleTerms&
             const double dRho = a.dRho[nA] + b.dRho[nB];
             const TwoMultipoles m = {dDistance, a.dSeparation[nA], b.dSeparation[nB], dRho * dRho};
             for (int nOrder = 0; nOrder <= std::min(kRank[nA], kRank[nB]); ++nOrder)
-                vInteraction[InteractionIndex(nA, nB, nOrder)] =
-                    Interaction(kChargeSet[kRank[nA]][nOrder], kChargeSet[kRank[nB]][nOrder], m);
+                vInteraction[InteractionIndex(nA, nB, nOrder)] = Interaction<quotient>(
+                    kChargeSet[kRank[nA]][nOrder], kChargeSet[kRank[nB]][nOrder], m);
         }
     }
     return true;
+}
+
+}  // namespace
+
+bool ComputeMultipoleInteractions(const MultipoleTerms& a, const MultipoleTerms& b,
+                                  double dDistance, double* vInteraction) {
+    return FillInteractions<Quotient>(a, b, dDistance, vInteraction);
+}
+
+bool ComputeMultipoleDerivatives(const MultipoleTerms& a, const MultipoleTerms& b, double dDistance,
+                                 double* vDerivative) {
+    return FillInteractions<QuotientSlope>(a, b, dDistance, vDerivative);
 }
 
 bool ExpandLocalBlock(int nKindA, int nKindB, const double* vInteraction, double* vLocalBlock) {

@@ -71,6 +71,11 @@ constexpr int InteractionIndex(int nA, int nB, int m) {
 bool ComputeMultipoleInteractions(const MultipoleTerms& a, const MultipoleTerms& b,
                                   double dDistance, double* vInteraction);
 
+/// The derivatives of these interactions with respect to the distance, eV/bohr, in the same places.
+/// Fails as they do.
+bool ComputeMultipoleDerivatives(const MultipoleTerms& a, const MultipoleTerms& b, double dDistance,
+                                 double* vDerivative);
+
 /// Makes the local block of two atoms of the interactions of the multipoles: products of A by
 /// products of B. Returns false and writes nothing where a kind is none of the three.
 bool ExpandLocalBlock(int nKindA, int nKindB, const double* vInteraction, double* vLocalBlock);

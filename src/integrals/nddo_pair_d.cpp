@@ -46,22 +46,6 @@ constexpr ProductClasses ClassesOfProducts() {
 }
 constexpr ProductClasses kClasses = ClassesOfProducts();
 
-/// Molecular orbitals over the local ones: m[molecular][local].
-struct OrbitalRotation {
-    double m[kAtomOrbitals][kAtomOrbitals] = {};
-};
-
-OrbitalRotation RotationAlong(const double* vDirection, int nShells) {
-    double mFunctions[kAtomOrbitals * kLocalFunctions];
-    BuildRotation(vDirection, 1.0, nShells, mFunctions);
-    OrbitalRotation r;
-    for (int l = 0; l < nShells; ++l)
-        for (int i = kShellBegin[l]; i < kShellBegin[l + 1]; ++i)
-            for (int j = kShellBegin[l]; j < kShellBegin[l + 1]; ++j)
-                r.m[i][j] = mFunctions[i * kLocalFunctions + kFunctionOf[j]];
-    return r;
-}
-
 /// Coefficient of the local product of i and j in the molecular product of mu and nu.
 double ProductCoefficient(const OrbitalRotation& r, int mu, int nu, int i, int j) {
     const double d = r.m[mu][i] * r.m[nu][j];
@@ -146,6 +130,17 @@ bool ComputeBlock(const NddoAtom& a, const NddoAtom& b, const PairGeometry& geom
 }
 
 }  // namespace
+
+OrbitalRotation RotationAlong(const double* vDirection, int nShells) {
+    double mFunctions[kAtomOrbitals * kLocalFunctions];
+    BuildRotation(vDirection, 1.0, nShells, mFunctions);
+    OrbitalRotation r;
+    for (int l = 0; l < nShells; ++l)
+        for (int i = kShellBegin[l]; i < kShellBegin[l + 1]; ++i)
+            for (int j = kShellBegin[l]; j < kShellBegin[l + 1]; ++j)
+                r.m[i][j] = mFunctions[i * kLocalFunctions + kFunctionOf[j]];
+    return r;
+}
 
 MultipoleTerms MultipoleTermsOf(const NddoAtom& atom) {
     const NddoExtended& row = setup.pExtended[atom.Listed.Row()];

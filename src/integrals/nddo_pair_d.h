@@ -2,12 +2,22 @@
 
 #include "integrals/multipole_table.h"
 #include "integrals/nddo_store.h"
+#include "integrals/rotation.h"
 
 namespace qsolve {
 
 /// The charges of an atom's multipoles, from setup.pExtended. An additive term that the table lacks
 /// is infinite.
 MultipoleTerms MultipoleTermsOf(const NddoAtom& atom);
+
+/// Molecular orbitals over those of a local frame, whose x, y and z axes stand for the molecule's:
+/// m[molecular][local].
+struct OrbitalRotation {
+    double m[kAtomOrbitals][kAtomOrbitals] = {};
+};
+
+/// The frame with its z axis along a unit vector, for 1, 2 or 3 shells.
+OrbitalRotation RotationAlong(const double* vDirection, int nShells);
 
 /// Puts the local integrals of s and p into a local block, products of A by products of B, where
 /// both products are of s and p. vRi is as ComputeLocalIntegrals leaves it.

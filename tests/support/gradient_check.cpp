@@ -15,26 +15,27 @@
 namespace qsolve {
 namespace {
 
-/// Step of the differences, Angstrom: the third derivative of a bond's energy, some 1e4 kcal/mol,
-/// leaves 2e-5; what is left of 1e-9 kcal/mol in the energies as much.
-constexpr double kStep = 1e-4;
-
 /// The energy converges with the square of what the density lacks; each run goes on with the
 /// density of the last, and the energies agree before it does.
 constexpr int kRuns = 4;
 
-double EnergyAt(const std::vector<double>& vAngstrom, int nRuns = 1) {
+double EnergyAt(const std::vector<double>& vAngstrom, int nRuns) {
     SetPositions(vAngstrom);
     for (int i = 0; i < nRuns; ++i) RunScf();
     return scf.dTotalEnergy - scf.dStateCorrection;
 }
 
-double Slope(std::vector<double> vAngstrom, std::size_t i) {
+/// The slope along coordinate i by five points.
+double Slope(std::vector<double> vAngstrom, std::size_t i, const Stencil& stencil) {
     const double dMiddle = vAngstrom[i];
-    vAngstrom[i] = dMiddle + kStep;
-    const double dUp = EnergyAt(vAngstrom);
-    vAngstrom[i] = dMiddle - kStep;
-    return (dUp - EnergyAt(vAngstrom)) / (2 * kStep);
+    const auto difference = [&](double d) {
+        vAngstrom[i] = dMiddle + d;
+        const double dUp = EnergyAt(vAngstrom, stencil.nRuns);
+        vAngstrom[i] = dMiddle - d;
+        return dUp - EnergyAt(vAngstrom, stencil.nRuns);
+    };
+    const double dStep = stencil.dStep;
+    return (8.0 * difference(dStep) - difference(2.0 * dStep)) / (12.0 * dStep);
 }
 
 /// Sums of the forces and of the torques about the origin.
@@ -67,7 +68,8 @@ std::vector<double> GradientOfLastScf() {
     return v;
 }
 
-GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& vAngstrom) {
+GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& vAngstrom,
+                            const Stencil& stencil) {
     GradientCheck check;
     SetUpJob(script);
     EnergyAt(vAngstrom, kRuns);
@@ -75,7 +77,7 @@ GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& 
     Balance(vGradient, vAngstrom, check);
     for (std::size_t i = 0; i < vGradient.size(); ++i) {
         const auto nAtom = static_cast<std::size_t>(system.nSelectedAtoms[i / 3] - 1);
-        const double d = std::abs(vGradient[i] - Slope(vAngstrom, 3 * nAtom + i % 3));
+        const double d = std::abs(vGradient[i] - Slope(vAngstrom, 3 * nAtom + i % 3, stencil));
         check.dWorst = d <= check.dWorst ? check.dWorst
                        : std::isnan(d)   ? std::numeric_limits<double>::infinity()
                                          : d;
