@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""One backend process, many molecules: the energies of small molecules by AM1, and how many a second.
+"""One backend process, many molecules: the energies of small ones by AM1, and how many a second.
 
     examples/many_molecules.py [method]
 """
