@@ -4,6 +4,7 @@
 
 #include "gradient/classical_gradient.h"
 #include "gradient/cndo_gradient.h"
+#include "gradient/nddo_gradient.h"
 #include "gradient/resonance.h"
 #include "gradient/state.h"
 #include "link/state.h"
@@ -23,6 +24,8 @@ void AddTerms(const double* mDensityT, const double* mDensityA, const double* mD
             if (system.nSelected != system.nAtoms) AddClassicalChargeGradient(mDensityT, pGradient);
             break;
         case Family::kNddo:
+            AddNddoGradient(mDensityT, mDensityA, mDensityB, pGradient);
+            break;
         case Family::kNone:
             break;
     }
@@ -32,7 +35,6 @@ void AddTerms(const double* mDensityT, const double* mDensityA, const double* mD
 
 void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
     gradient.fComputed = false;
-    if (FamilyOf(system.MethodId) == Family::kNddo) return;
     std::fill(gradient.pGradient.begin(), gradient.pGradient.end(), 0.0);
     const bool fUnrestricted = options.nSpinTreatment == 1;
     if (system.nSelected > 1)

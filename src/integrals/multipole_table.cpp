@@ -44,9 +44,11 @@ constexpr ChargeSet kChargeSet[3][kOrders] = {  // by rank and order, cosine typ
           {-0.25, 0, kRootOf2, 0, 0}, {-0.25, 0, -kRootOf2, 0, 0}}}},
 };
 
-/// A harmonic stands for a multipole's rank, order and type: s for the monopole, x, y and z for the
-/// dipoles, the d orbitals for the quadrupoles.
+/// A harmonic stands for a multipole's rank, order and type, cosine or sine: s for the monopole, x,
+/// y and z for the dipoles, the d orbitals for the quadrupoles. Those of one azimuth, which is an
+/// order with a type, interact.
 constexpr int kOrderOf[kMomentOrbitals] = {0, 1, 1, 0, 0, 1, 1, 2, 2};
+constexpr int kAzimuthOf[kMomentOrbitals] = {0, 1, 2, 0, 0, 1, 2, 3, 4};
 constexpr int kCosineType[kMomentOrbitals] = {0, 1, 1, 3, 4, 5, 5, 7, 7};
 
 /// Radial moments over powers of the separation: <r> = f D, <r^2> = f D^2.
@@ -74,13 +76,16 @@ constexpr double ChargeMoment(int nHarmonic) {
     return d;
 }
 
-/// A product that holds a harmonic, from which multipole and how much of it.
+constexpr int kAzimuths = 5;
+constexpr int kOrderOfAzimuth[kAzimuths] = {0, 1, 1, 2, 2};
+
+/// A product that holds a multipole of an azimuth, and how much of it.
 struct Holder {
     int nProduct = 0, nMultipole = 0;
     double c = 0.0;
 };
 
-constexpr int kMostHolders = 9;
+constexpr int kMostHolders = 22;
 struct Holders {
     int nCount = 0;
     Holder Entry[kMostHolders];
@@ -89,7 +94,7 @@ struct Holders {
 };
 
 struct Content {
-    Holders Harmonic[kMomentOrbitals];
+    Holders Azimuth[kAzimuths];
 };
 
 /// Coefficients below this are zeros with rounding errors.
@@ -111,7 +116,7 @@ constexpr Content ContentOfProducts() {
                     MeanWith(kOrbitalPolynomials[h], kProductMoments.Pair[MomentIndex(i, j)]);
                 const double c = dMean * kRadialMoment[t] / ChargeMoment(h);
                 if (c * c < kNothing) continue;
-                content.Harmonic[h].Add({ProductNumber(i, j), t, c});
+                content.Azimuth[kAzimuthOf[h]].Add({ProductNumber(i, j), t, c});
             }
     return content;
 }
@@ -183,8 +188,8 @@ bool ExpandLocalBlock(int nKindA, int nKindB, const double* vInteraction, double
     if (!IsKind(nKindA) || !IsKind(nKindB)) return false;
     const int nProductsA = ProductsOfKind(nKindA), nProductsB = ProductsOfKind(nKindB);
     std::fill_n(vLocalBlock, nProductsA * nProductsB, 0.0);
-    for (int h = 0; h < kMomentOrbitals; ++h) {
-        const Holders& holders = kContent.Harmonic[h];
+    for (int k = 0; k < kAzimuths; ++k) {
+        const Holders& holders = kContent.Azimuth[k];
         for (int i = 0; i < holders.nCount; ++i) {
             const Holder& a = holders.Entry[i];
             if (a.nProduct >= nProductsA) break;  // holders stand in the order of the products
@@ -192,7 +197,7 @@ bool ExpandLocalBlock(int nKindA, int nKindB, const double* vInteraction, double
             for (int j = 0; j < holders.nCount; ++j) {
                 const Holder& b = holders.Entry[j];
                 if (b.nProduct >= nProductsB) break;
-                const int n = InteractionIndex(a.nMultipole, b.nMultipole, kOrderOf[h]);
+                const int n = InteractionIndex(a.nMultipole, b.nMultipole, kOrderOfAzimuth[k]);
                 pRow[b.nProduct] += a.c * b.c * vInteraction[n];
             }
         }

@@ -9,6 +9,8 @@
 namespace qsolve {
 namespace {
 
+static_assert(LocalCharges::kRoom >= kMostTerms && LocalCharges::kRoom % kFour == 0);
+
 constexpr int kS = 0, kSigma = 1, kPi = 2, kPiPrime = 3;
 
 /// |e_z| from which the frame is built beside the x axis instead of the z axis.

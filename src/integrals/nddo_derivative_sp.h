@@ -13,7 +13,7 @@ namespace qsolve {
 
 /// The charges of two elements (local_charges.h): shift, bohr, and constant, bohr^2, of each term.
 struct LocalCharges {
-    static constexpr int kRoom = 64;
+    static constexpr int kRoom = 72;
 
     bool fPOfA = false, fPOfB = false;
     int nTerms = 0;  ///< rounded up to whole registers

@@ -6,7 +6,7 @@
 /// The end of an SCF, in this order:
 ///
 ///     label the levels; ReportScfStage(..., 3, true), unrestricted also (..., 4, true)
-///     the gradient, in raw units, with gradient.fComputed set
+///     the gradient, in raw units, with gradient.fComputed set, and the restraints
 ///     ComputeAtomCharges   (properties)  populations and net charges
 ///     ReportEnergies                     units, result block, the report down to the atoms
 ///     ComputeDipole        (properties)  dipole, its fields of the block and its lines
@@ -17,8 +17,9 @@ namespace qsolve {
 /// dCoreEnergy the core energy in the unit of the method. Once for each SCF: it scales in place
 /// scf.dStateCorrection and scf.dNextStateCorrection, results.Orbitals.vOrbitalEnergy (hartree to
 /// eV, for the methods that work in hartree) and, if gradient.fComputed, gradient.pGradient, whose
-/// capping rows it zeroes. Sets the energies of `scf`, gradient.dRmsGradient (0 where there is no
-/// gradient) and the energies of the result block.
+/// capping rows it zeroes. Adds the restraints to the total energy. Sets the energies of `scf`,
+/// gradient.dGradientSquared and .dRmsGradient (0 where there is no gradient) and the energies of
+/// the result block.
 ///
 /// With setup.fFinalReport the log gets the energies, the point group, the levels, the populations
 /// and the atoms; in a single point the status line gets the summary. A configuration interaction

@@ -38,10 +38,11 @@ bool HasKineticEnergy() {
     return IsDynamics() || job.nCalcKind == kMonteCarlo;
 }
 
-/// Turns the gradient into kcal/mol, zeroes the rows of the capping atoms and sets its root mean
-/// square, per Angstrom, over all selected atoms: the capping ones count in the mean.
+/// Turns the gradient into kcal/mol, zeroes the rows of the capping atoms and sets its square and,
+/// over all selected atoms, its root mean square, both per Angstrom: the capping ones count in the
+/// mean.
 void ConvertGradient(double dKcal) {
-    gradient.dRmsGradient = 0.0;
+    gradient.dGradientSquared = gradient.dRmsGradient = 0.0;
     if (!gradient.fComputed || !gradient.pGradient) return;
     const int nReal = 3 * (system.nSelected - system.nCapping), nAll = 3 * system.nSelected;
     double* p = gradient.pGradient.Data();
@@ -52,6 +53,7 @@ void ConvertGradient(double dKcal) {
     }
     for (int i = nReal; i < nAll; ++i) p[i] = 0.0;
     if (UsesAtomicUnits(system.MethodId)) dSquare *= kBohrPerAngstrom * kBohrPerAngstrom;
+    gradient.dGradientSquared = dSquare;
     gradient.dRmsGradient = std::sqrt(dSquare / nAll);
 }
 
@@ -61,14 +63,21 @@ void ConvertOrbitalEnergies() {
         flEnergy = static_cast<float>(static_cast<double>(flEnergy) * kReportEvPerHartree);
 }
 
+double RestraintEnergy() {
+    double dSum = 0.0;
+    for (const double dEnergy : gradient.dRestraintEnergy) dSum += dEnergy;
+    return dSum;
+}
+
 /// Sets the energies of `scf`, kcal/mol, from the electronic and the core energy in the unit of the
-/// method. In a next lowest state they are those of that state.
+/// method. In a next lowest state they are those of that state. The restraints enter the total and
+/// the binding energy; the heat of formation is that of the molecule without them.
 void ConvertEnergies(double dEnergy, double dCoreEnergy, double dKcal) {
     scf.dStateCorrection *= dKcal;
     if (HasCi()) scf.dNextStateCorrection *= dKcal;
     scf.dElectronic = dEnergy * dKcal + scf.dStateCorrection;
     scf.dCoreRepulsion = dCoreEnergy * dKcal;
-    scf.dTotalEnergy = (dEnergy + dCoreEnergy) * dKcal + scf.dStateCorrection;
+    scf.dTotalEnergy = (dEnergy + dCoreEnergy) * dKcal + scf.dStateCorrection + RestraintEnergy();
     scf.dBinding = scf.dTotalEnergy - setup.dAtomicEnergy;
     scf.dHeatOfFormation = scf.dCoreRepulsion + scf.dElectronic + setup.dHeatCorrection;
 }
@@ -83,6 +92,10 @@ void FillBlock() {
     block.flHeatOfFormation = static_cast<float>(scf.dHeatOfFormation);
     block.flRmsGradient = static_cast<float>(gradient.dRmsGradient);
     block.flBindingEnergy = static_cast<float>(scf.dBinding);
+    block.flTetherEnergy = static_cast<float>(gradient.dRestraintEnergy[kTether]);
+    block.flStretchEnergy = static_cast<float>(gradient.dRestraintEnergy[kStretch]);
+    block.flBendEnergy = static_cast<float>(gradient.dRestraintEnergy[kBend]);
+    block.flTorsionEnergy = static_cast<float>(gradient.dRestraintEnergy[kTorsion]);
 }
 
 void ReportCorrection() {
@@ -99,6 +112,14 @@ void ReportGradient() {
         LogFormat(HasCi() ? kMsgCiGradient : kMsgGradient, gradient.dRmsGradient);
 }
 
+void ReportRestraints() {
+    if (!job.fRestraints) return;
+    LogFormat(kMsgTetherEnergy, gradient.dRestraintEnergy[kTether]);
+    LogFormat(kMsgStretchEnergy, gradient.dRestraintEnergy[kStretch]);
+    LogFormat(kMsgBendEnergy, gradient.dRestraintEnergy[kBend]);
+    LogFormat(kMsgTorsionEnergy, gradient.dRestraintEnergy[kTorsion]);
+}
+
 /// The energies of the state that was computed.
 void ReportStateEnergies() {
     const bool fPotential = HasKineticEnergy();
@@ -111,6 +132,7 @@ void ReportStateEnergies() {
     LogFormat(kMsgElectronicEnergy, scf.dElectronic);
     LogFormat(kMsgCoreEnergy, scf.dCoreRepulsion);
     ReportCorrection();
+    ReportRestraints();
     LogFormat(kMsgHeatOfFormation, scf.dHeatOfFormation);
     ReportGradient();
 }
@@ -124,6 +146,7 @@ void ReportNextStateEnergies(double dExcitation) {
     LogFormat(kMsgNextStateAtomic, setup.dAtomicEnergy);
     LogFormat(kMsgNextStateElectronic, scf.dElectronic);
     LogFormat(kMsgNextStateCore, scf.dCoreRepulsion);
+    ReportRestraints();
     LogFormat(kMsgNextStateHeat, scf.dHeatOfFormation);
     ReportGradient();
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "gradient/gradient.h"
+#include "gradient/restraints.h"
 #include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
@@ -376,6 +377,7 @@ void FinishRun(const Run& run, const SpinRun& a, const SpinRun& b) {
     ReportLevels(run, a, mDensity.Data(), true);
     if (run.fUnrestricted) ReportLevels(run, b, scf.mDensityB.Data(), true);
     ComputeGradient(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
+    ApplyRestraints();
     ComputeAtomCharges(scf.mDensityT.Data(), scf.mDensityA.Data(), scf.mDensityB.Data());
     ReportEnergies(run.dEnergy, run.dCoreEnergy);
     ComputeDipole(scf.mDensityT.Data(), setup.nOrbitals);

@@ -175,9 +175,10 @@ TEST_P(TurnedMolecules, HaveOneEnergy) {
         return EnergyOf(script, v);
     };
     const double dEnergy = EnergyAlong(0.3, -0.6, 0.5);
-    const double vAlong[][3] = {{1, 0, 0},    {-1, 0, 0},        {0, 1, 0},      {0, -1, 0},
-                                {0, 0, 1},    {0, 0, -1},        {1, 1e-6, 0},   {1e-7, 1, 1e-5},
-                                {2e-4, 0, 1}, {1e-4, -2e-4, -1}, {1e-3, 1e-3, 1}};
+    const double vAlong[][3] = {
+        {1, 0, 0},       {-1, 0, 0},   {0, 1, 0},         {0, -1, 0},     {0, 0, 1},
+        {0, 0, -1},      {1, 1e-6, 0}, {1e-7, 1, 1e-5},   {2e-4, 0, 1},   {1e-4, -2e-4, -1},
+        {1e-3, 1e-3, 1}, {1e-4, 0, 1}, {3e-5, -5e-5, -1}, {1e-7, 1e-8, 1}};
     for (const auto& v : vAlong)
         EXPECT_NEAR(EnergyAlong(v[0], v[1], v[2]), dEnergy, 1e-6) << v[0] << v[1] << v[2];
 }

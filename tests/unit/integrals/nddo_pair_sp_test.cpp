@@ -232,25 +232,32 @@ TEST_P(PairBlocks, GiveTheAttractionByTheOtherCore) {
     }
 }
 
-// On each axis, near it on both sides of where the axis itself is taken, and between.
+// On each axis, near it and between.
 INSTANTIATE_TEST_SUITE_P(Directions, PairBlocks,
                          testing::Values(std::array{1.0, 0.0, 0.0}, std::array{-1.0, 0.0, 0.0},
                                          std::array{0.0, 1.0, 0.0}, std::array{0.0, -1.0, 0.0},
                                          std::array{0.0, 0.0, 1.0}, std::array{0.0, 0.0, -1.0},
                                          std::array{2e-4, -1e-5, 1.0},
                                          std::array{-1e-4, 2e-4, -1.0}, std::array{0.0, 2e-4, 1.0},
-                                         std::array{1.0, 1e-9, 1e-8}, std::array{-1e-7, 1.0, 0.0},
-                                         std::array{0.3, -0.5, 0.8}, std::array{-0.7, 0.2, -0.4},
-                                         std::array{0.5, 0.5, 0.0}));
+                                         std::array{6e-5, -8e-5, -1.0},
+                                         std::array{1e-10, 1e-9, 1.0}, std::array{1.0, 1e-9, 1e-8},
+                                         std::array{-1e-7, 1.0, 0.0}, std::array{0.3, -0.5, 0.8},
+                                         std::array{-0.7, 0.2, -0.4}, std::array{0.5, 0.5, 0.0}));
 
-TEST(LocalFrames, CloseToTheZAxisAreThoseOfTheAxis) {
-    const double v[] = {6e-5, -8e-5, -std::sqrt(1.0 - 1e-8)};
-    const LocalFrame f = FrameOf(v);
-    EXPECT_EQ(f.e[2], -1.0);
-    EXPECT_EQ(f.e[0], 6e-5);  // what the direction has across the axis stays
-    EXPECT_EQ(f.e[1], -8e-5);
-    EXPECT_EQ(f.y[1], 1.0);
-    EXPECT_EQ(f.z[0], 1.0);
+TEST(LocalFrames, AreOrthonormalHoweverCloseToTheZAxis) {
+    for (const double t : {0.0, 1e-15, 1e-13, 1e-11, 1e-8, 1e-5, 1.4e-4, 1e-2})
+        for (const double dSign : {1.0, -1.0}) {
+            const double v[] = {0.6 * t, -0.8 * t, dSign * std::sqrt(1.0 - t * t)};
+            const LocalFrame f = FrameOf(v);
+            const auto Dot = [](const double* p, const double* q) {
+                return p[0] * q[0] + p[1] * q[1] + p[2] * q[2];
+            };
+            for (const double* p : {f.e, f.y, f.z}) EXPECT_NEAR(Dot(p, p), 1.0, 1e-14) << t;
+            EXPECT_NEAR(Dot(f.e, f.y), 0.0, 1e-12) << t;
+            EXPECT_NEAR(Dot(f.e, f.z), 0.0, 1e-12) << t;
+            EXPECT_NEAR(Dot(f.y, f.z), 0.0, 1e-12) << t;
+            EXPECT_EQ(f.e[2], v[2]);
+        }
 }
 
 TEST(LocalIntegrals, AtGreatDistanceAreThoseOfTheChargesAsPoints) {

@@ -105,6 +105,30 @@ TEST_F(EnergyReport, FillsTheResultBlock) {
     EXPECT_EQ(block.flRmsGradient, 0);
 }
 
+TEST_F(EnergyReport, RestraintsEnterTheTotalAndHaveTheirLines) {
+    BuildHydrogen(kPm3);
+    job.fRestraints = 1;
+    for (int i = 0; i < 4; ++i) gradient.dRestraintEnergy[i] = 1.5 * (i + 1);
+    ReportEnergies(kElectronic, kCoreEnergy);
+    const Lines log = EnergyLines();
+    ASSERT_EQ(log.size(), 12u);
+    const Lines expected{
+        "Core-Core Interaction               =     242.1405000 (kcal/mol)",
+        "Tether Restraint Energy             =       1.5000000 (kcal/mol)",
+        "Stretch Restraint Energy            =       3.0000000 (kcal/mol)",
+        "Bend Restraint Energy               =       4.5000000 (kcal/mol)",
+        "Torsion Restraint Energy            =       6.0000000 (kcal/mol)",
+        "Heat of Formation                   =      38.7800000 (kcal/mol)",
+    };
+    EXPECT_EQ(Lines(log.begin() + 6, log.end()), expected);
+    EXPECT_DOUBLE_EQ(scf.dTotalEnergy, -461.22 + 15.0);
+    EXPECT_NEAR(scf.dBinding, -11.22 + 15.0, 1e-9);
+    EXPECT_FLOAT_EQ(results.Block.flTetherEnergy, 1.5F);
+    EXPECT_FLOAT_EQ(results.Block.flStretchEnergy, 3.0F);
+    EXPECT_FLOAT_EQ(results.Block.flBendEnergy, 4.5F);
+    EXPECT_FLOAT_EQ(results.Block.flTorsionEnergy, 6.0F);
+}
+
 TEST_F(EnergyReport, InventsNoGradient) {
     BuildHydrogen(kPm3);
     TakeGradient({1, 2, 3, 4, 5, 6});
