@@ -1,6 +1,8 @@
+#include "gradient/state.h"
 #include "link/link.h"
 #include "link/results.h"
 #include "scf/scf.h"
+#include "search/search.h"
 #include "session/session.h"
 #include "setup/setup.h"
 
@@ -28,13 +30,55 @@ void RunSinglePoint() {
     SendPreciseResults();
 }
 
+/// The last block of a job, and the results that go with it.
+void SendTail() {
+    results.Block.fFinalResult = 1;
+    SendResultBlock();
+    SendCoordinates();
+    SendCharges();
+    SendOrbitalData();
+    SendPreciseResults();
+}
+
+/// An SCF at the first geometry, for energy and gradient.
+void RunFirstScf() {
+    RunScf();
+    if (!gradient.fComputed) Decline("gradient");
+}
+
+/// An optimiser that is not one leaves the geometry as it came, and nothing is computed.
+void RunOptimisation() {
+    SetUpCalculation();
+    const double dRms = static_cast<double>(job.flRmsGradient);
+    switch (job.nOptimiser) {
+        case kSteepestDescent:
+            RunFirstScf();
+            SteepestDescent(dRms, job.nMaxCycles);
+            break;
+        case kFletcherReeves:
+            RunFirstScf();
+            FletcherReeves(dRms, job.nMaxCycles);
+            break;
+        case kPolakRibiere:
+            RunFirstScf();
+            PolakRibiere(dRms, job.nMaxCycles);
+            break;
+        case kEigenvectorFollowing:
+            Decline("optimisation by eigenvector following");
+        default:
+            break;
+    }
+    SendTail();
+}
+
 void DispatchJob() {
     switch (job.nCalcKind) {
         case kSinglePoint:
             RunSinglePoint();
             break;
         case kOptimisation:
-            SetUpAndDecline("geometry optimisation");
+            RunOptimisation();
+            break;
         case kMolecularDynamics:
             SetUpCalculation();
             if (job.nMdKind < 0 || job.nMdKind > 2) return;

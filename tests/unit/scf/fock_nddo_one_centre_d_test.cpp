@@ -141,5 +141,43 @@ TEST(FockNddoOneCentreD, FockMatrixIsTheDerivativeOfTheEnergy) {
     }
 }
 
+TEST(FockNddoOneCentreD, AtomsWithoutDAreLeftAlone) {
+    SetUpIntegrals(kMolecule);
+    const int n = setup.nOrbitals;
+    const Matrix a = RandomDensity(n, 1);
+    Matrix f(a.size(), 0.0);
+    BuildFockOneCentreD(f.data(), a.data(), a.data(), n);
+    std::size_t nChanged = 0;
+    for (const double d : f) nChanged += d != 0.0 ? 1 : 0;
+    EXPECT_EQ(nChanged, 2u * 81u);
+    for (const int nPosition : {1, 2}) {
+        const ListedAtom atom = AtomAt(nPosition);
+        EXPECT_EQ(Row(f.data(), n, atom.nFirst)[atom.nFirst], 0.0);
+    }
+}
+
+/// The s orbital of an atom with one electron in it repels that of the other spin by F0(ss), p by
+/// F0(sp) - G1(sp)/3 for its own and F0(sp) for the other spin, d by F0(sd) - G2(sd)/5 and F0(sd).
+TEST(FockNddoOneCentreD, OneElectronInSActsOnEachShell) {
+    SetUpIntegrals({{17, 0, 0, 0}, {1, 0, 0, 1.3}});
+    const int n = setup.nOrbitals, s = AtomAt(0).nFirst;
+    Matrix total(static_cast<std::size_t>(n * n), 0.0), none = total, own = total, other = total;
+    Row(total.data(), n, s)[s] = 1.0;
+    BuildFockOneCentreD(own.data(), total.data(), total.data(), n);
+    BuildFockOneCentreD(other.data(), total.data(), none.data(), n);
+    const NddoExtended& x = setup.pExtended[16];
+    const auto At = [&](const Matrix& f, int i) { return Row(f.data(), n, s + i)[s + i]; };
+    EXPECT_NEAR(At(own, 0), 0.0, 1e-12);
+    EXPECT_NEAR(At(other, 0), x.dF0ss, 1e-12);
+    for (int i = 1; i < 4; ++i) {
+        EXPECT_NEAR(At(own, i), x.dF0sp - x.dG1sp / 3, 1e-12);
+        EXPECT_NEAR(At(other, i), x.dF0sp, 1e-12);
+    }
+    for (int i = 4; i < 9; ++i) {
+        EXPECT_NEAR(At(own, i), x.dF0sd - x.dG2sd / 5, 1e-12);
+        EXPECT_NEAR(At(other, i), x.dF0sd, 1e-12);
+    }
+}
+
 }  // namespace
 }  // namespace qsolve

@@ -1,0 +1,39 @@
+#include "search/finish.h"
+
+#include "gradient/state.h"
+#include "link/state.h"
+#include "scf/scf.h"
+#include "setup/state.h"
+
+namespace qsolve {
+
+namespace {
+
+void SetCounts(int nCycles, int nEnergyPoints) {
+    results.Block.nCycles = nCycles;
+    results.Block.nEnergyPoints = nEnergyPoints;
+}
+
+}  // namespace
+
+double SquareLimit(double dRms) {
+    return 3.0 * system.nSelected * dRms * dRms;
+}
+
+bool IsBelowLimit(double dLimit) {
+    return gradient.dGradientSquared < dLimit || gradient.dGradientSquared == 0.0;
+}
+
+void FinishConverged(int nCycles, int nEnergyPoints) {
+    setup.fFinalReport = true;
+    results.Block.fConverged = 1;
+    RunScf();
+    SetCounts(nCycles, nEnergyPoints);
+}
+
+void FinishUnconverged(int nCycles, int nEnergyPoints) {
+    results.Block.fConverged = 0;
+    SetCounts(nCycles, nEnergyPoints);
+}
+
+}  // namespace qsolve

@@ -1,0 +1,18 @@
+#pragma once
+
+namespace qsolve {
+
+/// What dGradientSquared has to come below: 3 nSelected dRms^2, (kcal/(mol Angstrom))^2.
+double SquareLimit(double dRms);
+
+/// Whether the gradient's square is below a limit, or zero, so that there is no way to go.
+bool IsBelowLimit(double dLimit);
+
+/// Ends a search in its minimum: one more SCF in the same place, with the full report. Sets
+/// fConverged and the counts of the result block.
+void FinishConverged(int nCycles, int nEnergyPoints);
+
+/// Ends a search elsewhere: clears fConverged and sets the counts.
+void FinishUnconverged(int nCycles, int nEnergyPoints);
+
+}  // namespace qsolve
