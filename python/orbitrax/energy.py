@@ -108,7 +108,7 @@ def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
 
 def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Result:
     molecule = _molecule(arguments)
-    selection = parse_selection(arguments.select) if arguments.select else None
+    selection = None if arguments.select is None else parse_selection(arguments.select)
     job = Job(molecule, arguments.method, arguments.charge, arguments.multiplicity,
               unrestricted=arguments.uhf, selection=selection,
               convergence_limit=arguments.scf_limit, iteration_limit=arguments.scf_iterations,
@@ -143,6 +143,8 @@ def _molecule(arguments) -> Molecule:
         return from_smiles(arguments.smiles)
     if arguments.molecule is None:
         raise UsageError("a molecule is needed: a file, - for standard input, or --smiles TEXT")
+    if arguments.molecule == "-" and sys.stdin is None:
+        raise MoleculeError("- reads a molecule from standard input, which is closed")
     if arguments.molecule == "-" and sys.stdin.isatty():
         raise MoleculeError("- reads a molecule from standard input, which is the keyboard")
     return read_molecule(arguments.molecule, arguments.format)
@@ -235,7 +237,7 @@ def summary(result: Result) -> str:
     """The results as a person reads them, with units."""
     from orbitrax.methods import find_method
 
-    lines = [f"{formula_of(result.symbols)}, {len(result.symbols)} atoms, "
+    lines = [f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
              f"{find_method(result.method).title} "
              f"{result.spin}, charge {result.charge}, multiplicity {result.multiplicity}", ""]
 
@@ -263,16 +265,21 @@ def summary(result: Result) -> str:
     if result.point_group and result.point_group != "?":
         line("Point group", f"{result.point_group:>18}")
     word = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
+    shown = f"{word[result.converged]:>18}"
     if result.task == "optimize":
-        line("Search", f"{word[result.converged]:>18}, {result.cycles} cycles, "
-             f"{result.energy_points} energies")
+        line("Search", f"{shown}, {_counted(result.cycles, 'cycle')}, "
+             f"{_counted(result.energy_points, 'energy point')}")
     elif result.scf_iterations is not None:
-        line("SCF", f"{word[result.converged]:>18}, {result.scf_iterations} iterations")
+        line("SCF", f"{shown}, {_counted(result.scf_iterations, 'iteration')}")
     if result.charges is not None:
         lines += ["", " atom        charge (e)"]
         lines += [f"{i:5d} {symbol:<3}{charge:14.6f}" for i, (symbol, charge) in
                   enumerate(zip(result.symbols, result.charges), 1)]
     return "\n".join(lines) + "\n"
+
+
+def _counted(number: int, word: str) -> str:
+    return f"{number} {word}" + ("" if number == 1 else "s")
 
 
 def _frontier(result: Result, line) -> None:

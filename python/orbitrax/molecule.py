@@ -121,6 +121,9 @@ def _read_ase(source, format, title):
         hint = f"the format '{format}'" if format else "its format"
         raise MoleculeError(f"{title}: {hint} is not known ({error}); name one with --format, "
                             "such as xyz, extxyz, mol, sdf, proteindatabank") from None
+    except KeyError as error:  # what a reader looks up by a name from the file is an element
+        raise MoleculeError(f"{title}: cannot be read as a molecule: there is no element "
+                            f"{error}") from None
     except Exception as error:  # the readers raise whatever their parsing happens to raise
         text = str(error) or type(error).__name__
         raise MoleculeError(f"{title}: cannot be read as a molecule: {text}") from None

@@ -29,6 +29,7 @@ class Optimize(energy.Task):
         self._point: dict = {}
         self._points: list[dict] = []
         self._positions: np.ndarray | None = None
+        self._shown: np.ndarray | None = None  # the positions of the last report point
 
     def settings(self) -> dict:
         """The settings of the search."""
@@ -72,6 +73,10 @@ class Optimize(energy.Task):
 
     def _finish_point(self, event: events.Precise) -> None:
         point = self._point
+        if self._shown is not None and np.array_equal(self._shown, self._positions):
+            self._points[-1] = point  # the end of the job repeats its last report point
+            return
+        self._shown = self._positions
         if not self._points:
             self.terminal.row(_HEADER)
         self._points.append(point)

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "integrals/integrals.h"
+#include "integrals/nddo_derivative_d.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"
@@ -20,7 +21,7 @@ bool IsMindo() {
 /// An atom and its density, which has the core charge in its first entry.
 struct GradientAtom {
     NddoAtom Atom;
-    Square4 D = {};  ///< MINDO/3: electrons less core charge in the first entry
+    Square4 D = {};  ///< of s and p; MINDO/3: electrons less core charge in the first entry
     int nKind = 0;   ///< number of its element among those of the job
 };
 
@@ -29,7 +30,8 @@ struct PairTables {
     Array<GradientAtom> pAtoms;    ///< by position
     int nKinds = 0;                ///< elements
     Array<LocalCharges> pCharges;  ///< nKinds x nKinds; MINDO/3: none
-    const double* mSpin[2] = {};   ///< densities that exchange
+    const double* mDensityT = nullptr;
+    const double* mSpin[2] = {};  ///< densities that exchange
     int nSpins = 0;
     double dExchange = 0.0;  ///< how often each counts
 };
@@ -97,10 +99,31 @@ void TakeCharges(PairTables& tables) {
             MakeLocalCharges(*pOfKind[k], *pOfKind[l], tables.pCharges[k * nKinds + l]);
 }
 
-/// The derivative of E_AB with respect to the position of A.
-void DifferentiatePair(const PairTables& tables, const GradientAtom& a, const GradientAtom& b,
-                       double* v) {
-    const PairGeometry geometry = GeometryOf(a.Atom, b.Atom);
+/// Part of a matrix between the orbitals of two atoms, with zeros for those that they have not.
+void TakePart(const double* m, const NddoAtom& a, const NddoAtom& b, double* mPart) {
+    std::fill_n(mPart, kAtomOrbitals * kAtomOrbitals, 0.0);
+    for (int i = 0; i < a.Listed.nOrbitals; ++i)
+        std::copy_n(Row(m, setup.nOrbitals, a.Listed.nFirst + i) + b.Listed.nFirst,
+                    b.Listed.nOrbitals, mPart + i * kAtomOrbitals);
+}
+
+/// What the integrals of a pair with d orbitals give.
+void DifferentiatePairD(const PairTables& tables, const NddoAtom& a, const NddoAtom& b,
+                        const PairGeometry& geometry, PairDerivative& d) {
+    PairDensityD density;
+    TakePart(tables.mDensityT, a, a, density.mA);
+    TakePart(tables.mDensityT, b, b, density.mB);
+    density.mA[0] -= a.dCore;
+    density.mB[0] -= b.dCore;
+    density.nSpins = tables.nSpins;
+    density.dExchange = tables.dExchange;
+    for (int n = 0; n < tables.nSpins; ++n) TakePart(tables.mSpin[n], a, b, density.mSpin[n]);
+    ComputePairDerivativesD(a, b, geometry, density, d);
+}
+
+/// The same of s and p.
+void DifferentiatePairSp(const PairTables& tables, const GradientAtom& a, const GradientAtom& b,
+                         const PairGeometry& geometry, PairDerivative& d) {
     PairDensity density;
     density.pA = &a.D;
     density.pB = &b.D;
@@ -108,16 +131,25 @@ void DifferentiatePair(const PairTables& tables, const GradientAtom& a, const Gr
     density.dExchange = tables.dExchange;
     for (int n = 0; n < tables.nSpins; ++n)
         TakeSpin(tables.mSpin[n], a.Atom, b.Atom, density.mSpin[n]);
-    PairDerivative d;
-    double dExcess = 0.0;
-    if (IsMindo()) {
+    if (IsMindo())
         ComputePairDerivativesMindo(a.Atom, b.Atom, geometry, density, d);
-        dExcess = MindoCoreExcessSlope(a.Atom, b.Atom, geometry.dDistance, d.dSs, d.dSsDerivative);
-    } else {
+    else
         ComputePairDerivativesSp(tables.pCharges[a.nKind * tables.nKinds + b.nKind], geometry,
                                  density, d);
-        dExcess = NddoCoreExcessSlope(a.Atom, b.Atom, geometry.dDistance, d.dSs, d.dSsDerivative);
-    }
+}
+
+/// The derivative of E_AB with respect to the position of A.
+void DifferentiatePair(const PairTables& tables, const GradientAtom& a, const GradientAtom& b,
+                       double* v) {
+    const PairGeometry geometry = GeometryOf(a.Atom, b.Atom);
+    PairDerivative d;
+    if (a.Atom.HasD() || b.Atom.HasD())
+        DifferentiatePairD(tables, a.Atom, b.Atom, geometry, d);
+    else
+        DifferentiatePairSp(tables, a, b, geometry, d);
+    const double dExcess =
+        IsMindo() ? MindoCoreExcessSlope(a.Atom, b.Atom, geometry.dDistance, d.dSs, d.dSsDerivative)
+                  : NddoCoreExcessSlope(a.Atom, b.Atom, geometry.dDistance, d.dSs, d.dSsDerivative);
     for (int k = 0; k < 3; ++k) v[k] = d.vOfA[k] + dExcess * geometry.vDirection[k];
 }
 
@@ -185,6 +217,7 @@ void AddNddoGradient(const double* mDensityT, const double* mDensityA, const dou
     PairTables tables;
     TakeAtoms(mDensityT, tables);
     if (!IsMindo()) TakeCharges(tables);
+    tables.mDensityT = mDensityT;
     tables.mSpin[0] = mDensityA;
     tables.mSpin[1] = mDensityB;
     tables.nSpins = mDensityB ? 2 : 1;

@@ -15,6 +15,7 @@
 
 namespace qsolve {
 
+/// x^2.
 inline double Square(double x) {
     return x * x;
 }
@@ -29,15 +30,19 @@ struct ChargeTerm {
     double dShift = 0.0, dConstant = 0.0;
 };
 
+/// Shifted by d, bohr.
 constexpr ChargeShift operator+(ChargeShift s, double d) {
     return {s.dShift + d};
 }
+/// Shifted by -d, bohr.
 constexpr ChargeShift operator-(ChargeShift s, double d) {
     return {s.dShift - d};
 }
+/// With d more, bohr^2.
 constexpr ChargeTerm operator+(ChargeTerm t, double d) {
     return {t.dShift, t.dConstant + d};
 }
+/// Its square, with no constant yet.
 constexpr ChargeTerm Square(ChargeShift s) {
     return {s.dShift, 0.0};
 }
@@ -47,17 +52,13 @@ inline double Additive(double dRhoA, double dRhoB) {
     return Square(dRhoA + dRhoB);
 }
 
-// The interactions of two multipoles come in pairs of functions: the first writes the squares of
-// the distances of the charges, additive terms included, the second sums the quotients made of
-// them. d is the place of the positive charge of a dipole; that of B counts down the axis from A,
-// so that its sign is turned where A and B change roles. q = 2 D.
+// The squares of the distances of the charges of two multipoles, additive terms included. d is the
+// place of the positive charge of a dipole; that of B counts down the axis from A, so that its sign
+// is turned where A and B change roles. q = 2 D.
 
-/// A dipole and the two quadrupoles along and across the axis, with a monopole.
-constexpr int kWithMonopole = 6;
-struct WithMonopole {
-    double dDipole, dAlong, dAcross;
-};
+constexpr int kWithMonopole = 6, kTwoDipoles = 6, kWithDipole = 12, kTwoQuadrupoles = 26;
 
+/// Those of a dipole and the two quadrupoles along and across the axis with a monopole.
 template <class Length, class Term>
 void SquaresWithMonopole(Length R, double d, double D, double a1, double a2, Term* v) {
     const double q = 2.0 * D;
@@ -69,16 +70,7 @@ void SquaresWithMonopole(Length R, double d, double D, double a1, double a2, Ter
     v[5] = Square(R) + a2;
 }
 
-inline WithMonopole SumWithMonopole(const double* f) {
-    return {0.5 * (f[0] - f[1]), 0.25 * (f[2] + f[3]) - 0.5 * f[5], 0.5 * (f[4] - f[5])};
-}
-
 /// Two dipoles along the axis, and two across it.
-constexpr int kTwoDipoles = 6;
-struct TwoDipoles {
-    double dAlong, dAcross;
-};
-
 template <class Length, class Term>
 void SquaresOfDipoles(Length R, double dA, double dB, double a, Term* v) {
     v[0] = Square(R + dA - dB) + a;
@@ -89,17 +81,8 @@ void SquaresOfDipoles(Length R, double dA, double dB, double a, Term* v) {
     v[5] = Square(R) + Square(dA + dB) + a;
 }
 
-inline TwoDipoles SumOfDipoles(const double* f) {
-    return {0.25 * (f[0] + f[1] - f[2] - f[3]), 0.5 * (f[4] - f[5])};
-}
-
 /// A quadrupole along, across and skew to the axis with a dipole d of the other atom: along it
 /// for the first two, across it for the last.
-constexpr int kWithDipole = 12;
-struct WithDipole {
-    double dAlong, dAcross, dSkew;
-};
-
 template <class Length, class Term>
 void SquaresWithDipole(Length R, double D, double d, double a, Term* v) {
     const double q = 2.0 * D;
@@ -117,18 +100,7 @@ void SquaresWithDipole(Length R, double D, double d, double a, Term* v) {
     v[11] = Square(R - D) + Square(D - d) + a;
 }
 
-inline WithDipole SumWithDipole(const double* f) {
-    const double dCentre = 0.25 * (f[4] - f[5]);
-    return {0.125 * (f[0] + f[1] - f[2] - f[3]) - dCentre, 0.25 * (f[6] - f[7]) - dCentre,
-            0.25 * (f[8] + f[9] - f[10] - f[11])};
-}
-
-/// Two quadrupoles, A's before B's; dOther is for two across the axis and one another.
-constexpr int kTwoQuadrupoles = 26;
-struct TwoQuadrupoles {
-    double dAlongAlong, dAcrossAlong, dAlongAcross, dAcrossAcross, dOther, dSkewSkew;
-};
-
+/// Two quadrupoles.
 template <class Length, class Term>
 void SquaresOfQuadrupoles(Length R, double DA, double DB, double a, Term* v) {
     const double qA = 2.0 * DA, qB = 2.0 * DB;
@@ -160,17 +132,6 @@ void SquaresOfQuadrupoles(Length R, double DA, double DB, double a, Term* v) {
     v[23] = Square(R - DA - DB) + dLess;
     v[24] = Square(R + DA - DB) + dMore;
     v[25] = Square(R - DA + DB) + dMore;
-}
-
-inline TwoQuadrupoles SumOfQuadrupoles(const double* f) {
-    const double dA = 0.125 * (f[4] + f[5]), dB = 0.125 * (f[6] + f[7]), dCentre = 0.25 * f[8];
-    const double dAcrossA = 0.25 * f[9], dAcrossB = 0.25 * f[10];
-    return {0.0625 * (f[0] + f[1] + f[2] + f[3]) - dA - dB + dCentre,
-            0.125 * (f[11] + f[12]) - dAcrossA - dB + dCentre,
-            0.125 * (f[13] + f[14]) - dAcrossB - dA + dCentre,
-            0.125 * (f[15] + f[16]) - dAcrossA - dAcrossB + dCentre,
-            0.25 * f[17] - dAcrossA - dAcrossB + dCentre,
-            0.125 * (f[18] + f[19] + f[20] + f[21] - f[22] - f[23] - f[24] - f[25])};
 }
 
 /// Places of the terms in the list of two atoms: that of the monopoles, and where both have p, A's

@@ -125,6 +125,12 @@ void AddOrbitalCharges(const double* x, double* y) {
 }
 
 void AddNddoOneCentre(const ListedAtom& atom, const double* x, double* y) {
+    if (atom.HasD()) {
+        double W[kOneCentreValuesNddo];
+        BuildOneCentreIntegralsNddo(atom.nElement, atom.nOrbitals, W);
+        AddListPotential(OneCentreIntegralsNddo(atom.nOrbitals), W, x, y);
+        return;
+    }
     const NddoRow& row = setup.pNddo[atom.Row()];
     const SpIntegrals g = {.dSS = row.dGss,
                            .dSP = row.dGsp,

@@ -10,11 +10,13 @@ namespace qsolve {
 /// Products of s and p orbitals, which alone meet a classical charge.
 constexpr int kClassicalProducts = 10;
 
-/// A distance to a classical charge: one below 1e-6 Angstrom counts as that.
+/// Where a classical charge stands, seen from an atom.
 struct ClassicalPlace {
     double dDistance = 0.0;     ///< Angstrom
     double vDirection[3] = {};  ///< (A - P) / R
 };
+
+/// The place of P for A, from their positions in Angstrom. A distance below 1e-6 counts as that.
 ClassicalPlace ClassicalPlaceOf(const double* pXyzA, const double* pXyzP);
 
 /// The potential of a unit charge at P in the orbitals of A, eV: vPotential[mu nu] = (mu nu|s s),

@@ -4,6 +4,7 @@
 
 #include "integrals/mindo3.h"
 #include "integrals/nddo_classical.h"
+#include "integrals/nddo_pair_d.h"
 #include "integrals/nddo_pair_sp.h"
 #include "link/link.h"
 #include "numeric/row.h"
@@ -62,8 +63,18 @@ void ScaleToResonance(const NddoAtom& a, const NddoAtom& b, double* mCore, int n
         }
 }
 
+/// Number of an atom in the molecule, from 1.
+int NumberOf(const NddoAtom& atom) {
+    return static_cast<int>((atom.Listed.pXyz - system.pCoords.Data()) / 3) + 1;
+}
+
 void ComputePair(const NddoAtom& a, const NddoAtom& b, double* pBlock, PairTerms& terms) {
-    ComputePairSp(a, b, GeometryOf(a, b), pBlock, terms);
+    if (!a.HasD() && !b.HasD()) {
+        ComputePairSp(a, b, GeometryOf(a, b), pBlock, terms);
+        return;
+    }
+    ComputePairD(a, b, GeometryOf(a, b), pBlock, terms);
+    if (fDebugTrace != 0) LogPair(NumberOf(a), NumberOf(b), a, b, pBlock, terms);
 }
 
 /// Both blocks of a pair and its terms. One order of the atoms gives all.

@@ -1,6 +1,5 @@
 #include "integrals/nddo_core_core.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "link/state.h"
@@ -44,9 +43,14 @@ Sloped Screening(const NddoAtom& atom, bool fHydrogenRule, double R) {
 void AddGaussian(const CoreGaussian& g, double R, Sloped& sum) {
     if (g.K == 0.0) return;
     const double u = -g.L * (R - g.M) * (R - g.M);
-    const double d = g.K * std::exp(std::max(u, kLowestGaussianExponent));
+    // The least exponential is a constant of the compiler; most pairs are that far apart.
+    if (u <= kLowestGaussianExponent) {
+        sum.dValue += g.K * std::exp(kLowestGaussianExponent);
+        return;
+    }
+    const double d = g.K * std::exp(u);
     sum.dValue += d;
-    if (u > kLowestGaussianExponent) sum.dSlope -= 2.0 * g.L * (R - g.M) * d;
+    sum.dSlope -= 2.0 * g.L * (R - g.M) * d;
 }
 
 /// Adds an atom's Gaussians. AM1's boron takes its first ones by its partner.

@@ -52,7 +52,7 @@ struct PairDensity {
 
 /// What a pair's integrals give to the gradient.
 struct PairDerivative {
-    double vOfA[3];              ///< dE with respect to the position of A; of B the negative
+    double vOfA[3] = {};         ///< dE with respect to the position of A; of B the negative
     double dSs = 0.0;            ///< (ss|ss), eV
     double dSsDerivative = 0.0;  ///< with respect to the distance, eV/Angstrom
 };

@@ -11,8 +11,8 @@
 namespace qsolve {
 namespace {
 
-/// |e_z| beyond which a pair stands on the z axis.
-constexpr double kOnAxis = 0.99999999;
+/// What a unit vector on the z axis may have across it.
+constexpr double kOnAxis = 1e-12;
 
 constexpr int kProducts = 10;  ///< of s and p
 
@@ -126,11 +126,11 @@ void ComputeLocalIntegrals(const NddoAtom& a, const NddoAtom& b, double dDistanc
 LocalFrame FrameOf(const double* vDirection) {
     LocalFrame f = {
         {vDirection[0], vDirection[1], vDirection[2]}, {0.0, 1.0, 0.0}, {1.0, 0.0, 0.0}};
-    if (std::abs(f.e[2]) > kOnAxis) {
+    const double a = std::sqrt(f.e[0] * f.e[0] + f.e[1] * f.e[1]);
+    if (a < kOnAxis) {
         f.e[2] = f.e[2] < 0.0 ? -1.0 : 1.0;
         return f;
     }
-    const double a = std::sqrt(f.e[0] * f.e[0] + f.e[1] * f.e[1]);
     const double dSign = f.e[0] < 0.0 ? -1.0 : 1.0;
     f.y[0] = -f.e[1] * dSign / a;
     f.y[1] = std::abs(f.e[0]) / a;

@@ -1,6 +1,7 @@
 #include "integrals/one_centre.h"
 
 #include "integrals/atom_list.h"
+#include "integrals/orbital_moments.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -10,9 +11,31 @@ namespace {
 constexpr double kRoot3 = 1.7320508;
 constexpr double kRoot12 = 3.4641016;
 
+constexpr double kRoot15 = 3.872983346207417, kRoot5 = 2.23606797749979;
+constexpr double kRoot20 = 4.47213595499958;
+
 /// Constants that the values are linear in: Coulomb integrals, and the Slater-Condon constants with
 /// the denominators of their angular factors taken out.
-enum Constant { kGss, kGsd, kGdd, kFp, kGp, kGd, kA, kB, kC, kE, kF, kConstants };
+enum Constant {
+    kSs,
+    kSp,
+    kPp,
+    kSd,
+    kPd,
+    kDd,
+    kFp,
+    kGp,
+    kGd,
+    kA,
+    kB,
+    kC,
+    kE,
+    kF,
+    kU,
+    kV,
+    kW,
+    kConstants
+};
 struct Constants {
     double Value[kConstants] = {};
 
@@ -21,16 +44,17 @@ struct Constants {
 };
 
 /// The denominators: Fp = F2(pp)/25, Gp = G1(sp)/3, Gd = G2(sd)/5, a = G1(pd)/15, b = G3(pd)/245,
-/// c = F2(pd)/35, e = F2(dd)/49, f = F4(dd)/441.
-constexpr Constants kDenominator = {{1, 1, 1, 25, 3, 5, 15, 245, 35, 49, 441}};
+/// c = F2(pd)/35, e = F2(dd)/49, f = F4(dd)/441, u = R1(sp,pd)/15, v = R2(sd,pp)/25,
+/// w = R2(sd,dd)/35.
+constexpr Constants kDenominator = {{1, 1, 1, 1, 1, 1, 25, 3, 5, 15, 245, 35, 49, 441, 15, 25, 35}};
 
 /// The distinct values that s and p orbitals have, 1 to 5, and the first.
 constexpr void FillSp(const Constants& x, double* W) {
     W[1] = x[kGp];
-    W[2] = x[kGss];
-    W[3] = x[kGss] + 4 * x[kFp];
+    W[2] = x[kSp];
+    W[3] = x[kPp] + 4 * x[kFp];
     W[4] = 3 * x[kFp];
-    W[5] = x[kGss] - 2 * x[kFp];
+    W[5] = x[kPp] - 2 * x[kFp];
 }
 
 /// The distinct exchange values between a d and an s or p orbital, 6 to 19.
@@ -54,19 +78,19 @@ constexpr void FillDExchange(const Constants& x, double* W) {
 
 /// Those with two or four d orbitals that are no exchange between shells, 20 to 44.
 constexpr void FillDCoulomb(const Constants& x, double* W) {
-    const double g = x[kGsd], gdd = x[kGdd], c = x[kC], e = x[kE], f = x[kF];
-    W[20] = g;
-    W[21] = g - 2 * c;
-    W[22] = g + 4 * c;
-    W[23] = gdd + 4 * e + 36 * f;
+    const double pd = x[kPd], dd = x[kDd], c = x[kC], e = x[kE], f = x[kF];
+    W[20] = x[kSd];
+    W[21] = pd - 2 * c;
+    W[22] = pd + 4 * c;
+    W[23] = dd + 4 * e + 36 * f;
     W[24] = -kRoot12 * c;
     W[25] = kRoot12 * c;
     W[26] = 4 * e + 15 * f;
     W[27] = kRoot3 * c;
     W[28] = e + 30 * f;
-    W[29] = g + 2 * c;
-    W[30] = g - 4 * c;
-    W[31] = gdd - 4 * e + 6 * f;
+    W[29] = pd + 2 * c;
+    W[30] = pd - 4 * c;
+    W[31] = dd - 4 * e + 6 * f;
     W[32] = 35 * f;
     W[33] = 3 * c;
     W[34] = kRoot3 * (e - 5 * f);
@@ -74,147 +98,71 @@ constexpr void FillDCoulomb(const Constants& x, double* W) {
     W[36] = -3 * c;
     W[37] = kRoot3 * (5 * f - e);
     W[38] = 15 * f - 3 * e;
-    W[39] = gdd + 4 * e - 34 * f;
+    W[39] = dd + 4 * e - 34 * f;
     W[40] = 3 * e - 15 * f;
-    W[41] = gdd + 2 * e - 24 * f;
+    W[41] = dd + 2 * e - 24 * f;
     W[42] = kRoot3 * (10 * f - 2 * e);
-    W[43] = gdd - 2 * e - 4 * f;
+    W[43] = dd - 2 * e - 4 * f;
     W[44] = kRoot3 * (2 * e - 10 * f);
 }
 
+/// Those of three or four kinds of shells, 45 to 57.
+constexpr void FillHybrids(const Constants& x, double* W) {
+    const double u = x[kU], v = x[kV], w = x[kW];
+    W[45] = -kRoot15 * u;
+    W[46] = kRoot15 * u;
+    W[47] = -kRoot5 * u;
+    W[48] = kRoot20 * u;
+    W[49] = kRoot15 * v;
+    W[50] = -kRoot5 * v;
+    W[51] = kRoot20 * v;
+    W[52] = -kRoot15 * v;
+    W[53] = -kRoot20 * w;
+    W[54] = kRoot15 * w;
+    W[55] = kRoot5 * w;
+    W[56] = -kRoot15 * w;
+    W[57] = kRoot20 * w;
+}
+
 constexpr void FillValues(const Constants& x, int nOrbitalsOnAtom, double* W) {
-    W[0] = x[kGss];
+    W[0] = x[kSs];
     if (nOrbitalsOnAtom >= 4) FillSp(x, W);
     if (nOrbitalsOnAtom < 9) return;
     FillDExchange(x, W);
     FillDCoulomb(x, W);
 }
 
-// ---- angular means, exact, from polynomials ----------------------------------------------------
-
-constexpr int kOrbitals = 9;
-constexpr int kPairs = kOrbitals * (kOrbitals + 1) / 2;
-constexpr int kHighestRank = 4;
-
-/// c x^nX y^nY z^nZ.
-struct Monomial {
-    double c = 0.0;
-    int nX = 0, nY = 0, nZ = 0;
-};
-
-/// A real orbital on the unit sphere, normalised so that its square has the mean 1.
-struct Polynomial {
-    Monomial Terms[3];
-};
-
-constexpr double kThree = 1.7320508075688772, kFive = 2.23606797749979;  // square roots
-constexpr Polynomial kOrbital[kOrbitals] = {
-    {{{1.0, 0, 0, 0}}},
-    {{{kThree, 1, 0, 0}}},
-    {{{kThree, 0, 1, 0}}},
-    {{{kThree, 0, 0, 1}}},
-    {{{kFive, 0, 0, 2}, {-0.5 * kFive, 2, 0, 0}, {-0.5 * kFive, 0, 2, 0}}},
-    {{{kThree * kFive, 1, 0, 1}}},
-    {{{kThree * kFive, 0, 1, 1}}},
-    {{{0.5 * kThree * kFive, 2, 0, 0}, {-0.5 * kThree * kFive, 0, 2, 0}}},
-    {{{kThree * kFive, 1, 1, 0}}},
-};
-
-/// 1 3 5 ... (n - 1) for even n.
-constexpr double OddProduct(int n) {
-    double d = 1.0;
-    for (int i = 1; i < n; i += 2) d *= i;
-    return d;
-}
-
-/// Mean of x^nX y^nY z^nZ over the unit sphere.
-constexpr double SphereMean(int nX, int nY, int nZ) {
-    if (nX % 2 != 0 || nY % 2 != 0 || nZ % 2 != 0) return 0.0;
-    return OddProduct(nX) * OddProduct(nY) * OddProduct(nZ) / OddProduct(nX + nY + nZ + 2);
-}
-
-/// Moments of a product of two orbitals: the means of x^nX y^nY z^nZ times it.
-struct Moments {
-    double d[kHighestRank + 1][kHighestRank + 1][kHighestRank + 1] = {};
-};
-
-constexpr Moments MomentsOf(const Polynomial& p, const Polynomial& q) {
-    Moments m;
-    for (const Monomial& s : p.Terms)
-        for (const Monomial& t : q.Terms) {
-            const double c = s.c * t.c;
-            if (c == 0.0) continue;
-            for (int x = 0; x <= kHighestRank; ++x)
-                for (int y = 0; x + y <= kHighestRank; ++y)
-                    for (int z = 0; x + y + z <= kHighestRank; ++z)
-                        m.d[x][y][z] +=
-                            c * SphereMean(s.nX + t.nX + x, s.nY + t.nY + y, s.nZ + t.nZ + z);
-        }
-    return m;
-}
-
-/// Index of the pair i >= j.
-constexpr int PairIndex(int i, int j) {
-    return i * (i + 1) / 2 + j;
-}
-
-struct PairMoments {
-    Moments Pair[kPairs];
-};
-
-constexpr PairMoments AllMoments() {
-    PairMoments all;
-    for (int i = 0; i < kOrbitals; ++i)
-        for (int j = 0; j <= i; ++j)
-            all.Pair[PairIndex(i, j)] = MomentsOf(kOrbital[i], kOrbital[j]);
-    return all;
-}
-constexpr PairMoments kMoments = AllMoments();
-
-constexpr double kFactorials[] = {1, 1, 2, 6, 24};
-
-/// Mean of the n-th power of the cosine of the angle between the electrons, with the two products
-/// as weights: (x x' + y y' + z z')^n by the multinomial theorem.
-constexpr double CosinePower(const Moments& ij, const Moments& kl, int n) {
-    double d = 0.0;
-    for (int x = 0; x <= n; ++x)
-        for (int y = 0; x + y <= n; ++y) {
-            const int z = n - x - y;
-            const double m = ij.d[x][y][z];
-            if (m == 0.0) continue;
-            d += kFactorials[n] / (kFactorials[x] * kFactorials[y] * kFactorials[z]) * m *
-                 kl.d[x][y][z];
-        }
-    return d;
-}
-
-/// Coefficients of the Legendre polynomials, by rank and power.
-constexpr double kLegendre[kHighestRank + 1][kHighestRank + 1] = {
-    {1.0, 0.0, 0.0, 0.0, 0.0},  {0.0, 1.0, 0.0, 0.0, 0.0},       {-0.5, 0.0, 1.5, 0.0, 0.0},
-    {0.0, -1.5, 0.0, 2.5, 0.0}, {0.375, 0.0, -3.75, 0.0, 4.375},
-};
-
-constexpr double AngularFactor(const Moments& ij, const Moments& kl, int nRank) {
-    double d = 0.0;
-    for (int n = nRank % 2; n <= nRank; n += 2) d += kLegendre[nRank][n] * CosinePower(ij, kl, n);
-    return d;
-}
-
 // ---- the sparse table --------------------------------------------------------------------------
+
+constexpr Constant CoulombConstant(int nLow, int nHigh) {
+    if (nHigh == 2) return nLow == 2 ? kDd : nLow == 1 ? kPd : kSd;
+    return nHigh == 0 ? kSs : nLow == 0 ? kSp : kPp;
+}
+
+/// The constant of an integral over three or four kinds of shells that has R^1(sp,pd), R^2(sd,pp)
+/// or R^2(sd,dd).
+constexpr Constant HybridConstant(int li, int lj, int lk, int ll, int n) {
+    const int nSum = li + lj + lk + ll;
+    const bool fD = li == 2 || lj == 2, fOtherD = lk == 2 || ll == 2;
+    if (nSum == 6) return n == 2 ? kW : kConstants;
+    if (nSum != 4) return kConstants;
+    if (n == 1 && (li + lj) % 2 == 1) return fD != fOtherD ? kU : kConstants;
+    return n == 2 && (li + lj) % 2 == 0 ? kV : kConstants;
+}
 
 /// The constant that stands for R^n of an integral over shells (l_i l_j|l_k l_l); kConstants where
 /// there is none.
 constexpr Constant RadialConstant(int li, int lj, int lk, int ll, int n) {
     if (li == lj && lk == ll) {  // F^n of two shells
         const int nLow = li < lk ? li : lk, nHigh = li < lk ? lk : li;
-        if (n == 0) return nHigh < 2 ? kGss : nLow < 2 ? kGsd : kGdd;
+        if (n == 0) return CoulombConstant(nLow, nHigh);
         if (n == 2 && nLow == 1) return nHigh == 1 ? kFp : kC;
         if (n == 2 && nLow == 2) return kE;
         if (n == 4 && nLow == 2) return kF;
         return kConstants;
     }
     const bool fSameShells = (li == lk && lj == ll) || (li == ll && lj == lk);
-    if (!fSameShells) return kConstants;
+    if (!fSameShells) return HybridConstant(li, lj, lk, ll, n);
     const int nLow = li < lj ? li : lj, nHigh = li < lj ? lj : li;
     if (nLow == 0 && nHigh == 1) return n == 1 ? kGp : kConstants;
     if (nLow == 0 && nHigh == 2) return n == 2 ? kGd : kConstants;
@@ -223,8 +171,8 @@ constexpr Constant RadialConstant(int li, int lj, int lk, int ll, int n) {
 
 /// An integral as coefficients of the constants.
 constexpr Constants Expand(int i, int j, int k, int l) {
-    const Moments& ij = kMoments.Pair[PairIndex(i, j)];
-    const Moments& kl = kMoments.Pair[PairIndex(k, l)];
+    const Moments& ij = kProductMoments.Pair[MomentIndex(i, j)];
+    const Moments& kl = kProductMoments.Pair[MomentIndex(k, l)];
     Constants x = {};
     for (int n = (AngularOf(i) + AngularOf(j)) % 2; n <= kHighestRank; n += 2) {
         const Constant c =
@@ -249,16 +197,17 @@ constexpr bool IsZero(const Constants& x) {
 
 /// The values of the list, each as coefficients of the constants.
 struct Rows {
-    Constants Row[kOneCentreValues] = {};
+    Constants Row[kOneCentreValuesNddo] = {};
 };
 constexpr Rows RowsOfList() {
     Rows rows;
     for (int c = 0; c < kConstants; ++c) {
         Constants unit = {};
         unit[c] = 1.0;
-        double W[kOneCentreValues] = {};
-        FillValues(unit, kOrbitals, W);
-        for (int n = 0; n < kOneCentreValues; ++n) rows.Row[n][c] = W[n];
+        double W[kOneCentreValuesNddo] = {};
+        FillValues(unit, kMomentOrbitals, W);
+        FillHybrids(unit, W);
+        for (int n = 0; n < kOneCentreValuesNddo; ++n) rows.Row[n][c] = W[n];
     }
     return rows;
 }
@@ -272,17 +221,18 @@ constexpr bool AreEqual(const Constants& x, const Constants& y) {
 
 /// Where an integral stands in the list; -1 where it does not.
 constexpr int FindValue(const Constants& x) {
-    for (int n = 0; n < kOneCentreValues; ++n)
+    for (int n = 0; n < kOneCentreValuesNddo; ++n)
         if (AreEqual(x, kRowsOfList.Row[n])) return n;
     return -1;
 }
 
-constexpr int kMostEntries = 120;
+constexpr int kMostEntries = 260;
 
 struct Table {
     OneCentreEntry Entries[kMostEntries] = {};
-    int nCount[kOrbitals + 1] = {};  ///< by number of orbitals: entries among the first of them
-    bool fComplete = true;           ///< every integral has its value in the list
+    int nCount[kMomentOrbitals + 1] =
+        {};                 ///< by number of orbitals: entries among the first of them
+    bool fComplete = true;  ///< every integral has its value in the list
 };
 
 /// The integrals whose highest orbital is i, in canonical order.
@@ -298,10 +248,11 @@ constexpr void AddIntegralsOf(int i, Table& table, int& nCount) {
             }
 }
 
+/// The table with all integrals.
 constexpr Table BuildTable() {
     Table table;
     int nCount = 0;
-    for (int i = 0; i < kOrbitals; ++i) {
+    for (int i = 0; i < kMomentOrbitals; ++i) {
         AddIntegralsOf(i, table, nCount);
         table.nCount[i + 1] = nCount;
     }
@@ -309,6 +260,20 @@ constexpr Table BuildTable() {
 }
 constexpr Table kTable = BuildTable();
 static_assert(kTable.fComplete, "every integral stands in the list");
+
+/// Those without the integrals over three or four kinds of shells.
+constexpr Table TableWithoutHybrids() {
+    Table table;
+    int nCount = 0, nAll = 0;
+    for (int n = 1; n <= kMomentOrbitals; ++n) {
+        for (; nAll < kTable.nCount[n]; ++nAll)
+            if (kTable.Entries[nAll].nValue < kOneCentreValues)
+                table.Entries[nCount++] = kTable.Entries[nAll];
+        table.nCount[n] = nCount;
+    }
+    return table;
+}
+constexpr Table kTableWithoutHybrids = TableWithoutHybrids();
 
 }  // namespace
 
@@ -325,13 +290,26 @@ void BuildOneCentreIntegrals(int nElement, int nOrbitalsOnAtom, double dGss, dou
     x[kE] = row.dSlaterF2dd;
     x[kF] = row.dSlaterF4dd;
     for (int c = kFp; c < kConstants; ++c) x[c] *= kHartreePerEv / kDenominator[c];
-    x[kGss] = dGss;
-    x[kGsd] = dGsd;
-    x[kGdd] = dGdd;
+    x[kSs] = x[kSp] = x[kPp] = dGss;
+    x[kSd] = x[kPd] = dGsd;
+    x[kDd] = dGdd;
     FillValues(x, nOrbitalsOnAtom, vOneCentre);
 }
 
+void BuildOneCentreIntegralsNddo(int nElement, int nOrbitalsOnAtom, double* vOneCentre) {
+    const NddoExtended& r = setup.pExtended[nElement - 1];
+    Constants x = {{r.dF0ss, r.dF0sp, r.dF0pp, r.dF0sd, r.dF0pd, r.dF0dd, r.dF2pp, r.dG1sp, r.dG2sd,
+                    r.dG1pd, r.dG3pd, r.dF2pd, r.dF2dd, r.dF4dd, r.dR1sppd, r.dR2sdpp, r.dR2sddd}};
+    for (int c = 0; c < kConstants; ++c) x[c] /= kDenominator[c];
+    FillValues(x, nOrbitalsOnAtom, vOneCentre);
+    if (nOrbitalsOnAtom >= kMomentOrbitals) FillHybrids(x, vOneCentre);
+}
+
 OneCentreList OneCentreIntegralsOf(int nOrbitalsOnAtom) {
+    return {kTableWithoutHybrids.Entries, kTableWithoutHybrids.nCount[nOrbitalsOnAtom]};
+}
+
+OneCentreList OneCentreIntegralsNddo(int nOrbitalsOnAtom) {
     return {kTable.Entries, kTable.nCount[nOrbitalsOnAtom]};
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 
-/// Two-electron integrals of one atom's orbitals in ZINDO, from its Slater-Condon constants.
-/// Orbitals of an atom are counted from 0: s, px, py, pz, dz2, dxz, dyz, dx2-y2, dxy.
+/// Two-electron integrals of one atom's orbitals from its Slater-Condon constants, in ZINDO and,
+/// for atoms with d orbitals, in the methods that retain differential overlap. Orbitals of an atom
+/// are counted from 0: s, px, py, pz, dz2, dxz, dyz, dx2-y2, dxy.
 
 namespace qsolve {
 
-/// Length of the list of distinct values.
+/// Length of the list of distinct values in ZINDO, and with the integrals that it neglects.
 constexpr int kOneCentreValues = 45;
+constexpr int kOneCentreValuesNddo = 58;
 
 /// Fills the list W of an element's distinct one-centre integrals, hartree; vOneCentre has
 /// kOneCentreValues entries. The dG are the Coulomb integrals of its shells, s with s, s with d and
@@ -16,6 +18,11 @@ constexpr int kOneCentreValues = 45;
 /// orbitals, nOrbitalsOnAtom being 1, 4 or 9.
 void BuildOneCentreIntegrals(int nElement, int nOrbitalsOnAtom, double dGss, double dGsd,
                              double dGdd, double* vOneCentre);
+
+/// The same list, eV, from the Slater-Condon constants of setup.pExtended, with a Coulomb integral
+/// of its own for each pair of shells. For an atom with d orbitals kOneCentreValuesNddo entries are
+/// written: those from kOneCentreValues on are multiples of R1(sp,pd), R2(sd,pp) and R2(sd,dd).
+void BuildOneCentreIntegralsNddo(int nElement, int nOrbitalsOnAtom, double* vOneCentre);
 
 /// One integral that is not zero: (ij|kl) = W[nValue], with i >= j, k >= l and (i, j) not
 /// before (k, l). Its seven other forms under exchange of i with j, k with l and of the two pairs
@@ -41,5 +48,8 @@ struct OneCentreList {
 /// J. C. Slater, Quantum Theory of Atomic Structure I, McGraw-Hill 1960, chapter 13; A. D. Bacon,
 /// M. C. Zerner, Theor. Chim. Acta 53, 21 (1979).
 OneCentreList OneCentreIntegralsOf(int nOrbitalsOnAtom);
+
+/// The same for the list of BuildOneCentreIntegralsNddo: nothing is neglected.
+OneCentreList OneCentreIntegralsNddo(int nOrbitalsOnAtom);
 
 }  // namespace qsolve

@@ -95,7 +95,10 @@ void UpdateLevelShift(double dE1, double dE2, LevelShift& shift, ScfCycle& cycle
     UpdateAlpha(dRise, shift, cycle);
     if (options.nSpinTreatment == 1) UpdateBeta(fRisen, shift, cycle);
     scf.dSavedTarget = shift.dShiftTarget;
-    if (cycle.fTightDensity) {
+    // Extrapolation ends the shift for good, also where the density settles in the same cycle: held
+    // on, it would bring the levels of a pseudo-diagonalised cycle down once more with each cycle.
+    const bool fEnded = options.fDiis && cycle.fShiftFrozenClosed;
+    if (cycle.fTightDensity && !fEnded) {
         shift.dShiftA = scf.dSavedShiftA;
         shift.dShiftB = scf.dSavedShiftB;
     } else {

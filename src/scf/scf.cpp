@@ -19,6 +19,7 @@
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"
 #include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_one_centre_d.h"
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/guess.h"
@@ -74,10 +75,8 @@ struct SpinRun {
     Array<double>&mFock, &mVectors, &vEnergy, &vLevel;
     Array<double>&mDensity, &mDensityPrev, &vDiagOlder, &mDiisError, &mDiisFock;
     DiisHistory History = {};
-    bool fHistoryShifted = false;  ///< its last matrix holds the level shift
     double dEnergy = 0.0;
     double dDelta = 1.0;  ///< largest change of a diagonal density element
-    double dShift = 0.0;  ///< level shift in its last Fock matrix, eV
 };
 
 /// One SCF. Energies are in the unit of the family.
@@ -101,8 +100,6 @@ struct Run {
 }
 
 void DeclineWhatIsMissing() {
-    if (FamilyOf(system.MethodId) == Family::kNddo && setup.Map.nAtomsWithD > 0)
-        Decline("this method with d orbitals");
     if (options.nCiKind != 0) Decline("configuration interaction");
 }
 
@@ -212,6 +209,7 @@ void AddElectronsNddo(const Run& run, const SpinRun& s) {
     BuildFockTwoCentre(s.mFock.Data(), mTotal, s.mDensity.Data(), integrals.pIntegrals.Data(),
                        integrals.pPairIndex.Data(), n);
     BuildFockOneCentreSp(s.mFock.Data(), mTotal, s.mDensity.Data(), mOther, n);
+    BuildFockOneCentreD(s.mFock.Data(), mTotal, s.mDensity.Data(), n);
 }
 
 /// The electrons' part of a Fock matrix that holds the core Hamiltonian.
@@ -242,40 +240,24 @@ void AddElectrons(const Run& run, const SpinRun& s) {
     }
 }
 
-/// Takes a spin's shift of this cycle. Where it is another than before, the extrapolation starts
-/// anew: a mean of matrices with different shifts would leave part of one in the levels.
-void NoteShift(const Run& run, SpinRun& s) {
-    const double dAsked = s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB;
-    const double dShift = IsShifted(run) ? dAsked : 0.0;
-    if (dShift != s.dShift) s.History.fDiisRestart = true;
-    s.dShift = dShift;
-}
-
 /// The Fock matrix of a spin. The shift enters before the electrons, so that the energy can take it
 /// out again; whether it does follows from the alpha shift for either spin.
 void BuildFock(const Run& run, SpinRun& s) {
     CopyCoreToFock(run.Cycle.nCycle, s.mFock.Data());
-    NoteShift(run, s);
     if (IsShifted(run))
-        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle, s.dShift, s.mDensity.Data(),
-                        s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
+        ApplyLevelShift(s.Counts.nOcc, run.Cycle.nCycle,
+                        s.spin == Spin::kAlpha ? run.Shift.dShiftA : run.Shift.dShiftB,
+                        s.mDensity.Data(), s.vLevel.Data(), s.vEnergy.Data(), s.mFock.Data());
     AddElectrons(run, s);
-}
-
-/// Extrapolates the Fock matrix of a spin. One without the level shift cannot be extrapolated from
-/// ones that hold it: the empty levels of the last cycle, which has none, would keep most of it.
-void Extrapolate(const Run& run, SpinRun& s) {
-    if (s.fHistoryShifted && !IsShifted(run)) s.History.fDiisRestart = true;
-    s.fHistoryShifted = IsShifted(run);
-    ExtrapolateFockDiis(setup.nOrbitals, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
-                        s.mDiisFock.Data(), s.History);
 }
 
 /// New orbitals from the Fock matrix, which is destroyed.
 void SolveOrbitals(const Run& run, SpinRun& s) {
     const int n = setup.nOrbitals;
     const ScfCycle& cycle = run.Cycle;
-    if (cycle.fNearConverged && options.fDiis) Extrapolate(run, s);
+    if (cycle.fNearConverged && options.fDiis)
+        ExtrapolateFockDiis(n, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
+                            s.mDiisFock.Data(), s.History);
     if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed)
         PseudoDiagonalise(n, s.Counts.nOcc, s.mFock.Data(), s.mVectors.Data(), s.vLevel.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());

@@ -1,16 +1,15 @@
 """What the Python tests share: the package from the checkout, molecules, and the scripted peer."""
 
 import json
-import os
 import stat
 import sys
 from pathlib import Path
 
 import pytest
 
-ROOT = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "python"))
-sys.path.insert(0, str(ROOT / "tests" / "python"))
+sys.path.insert(0, str(Path(__file__).parent))
+
+from support import ROOT, children  # noqa: E402
 
 
 @pytest.fixture
@@ -42,18 +41,6 @@ def make_peer(tmp_path):
         return script
 
     return make
-
-
-def children() -> set[int]:
-    """Process ids of all children of this process, zombies among them."""
-    found = set()
-    for task in os.listdir("/proc/self/task"):
-        try:
-            children = Path(f"/proc/self/task/{task}/children").read_text().split()
-            found |= {int(pid) for pid in children}
-        except OSError:
-            pass
-    return found
 
 
 @pytest.fixture

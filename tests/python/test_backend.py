@@ -10,7 +10,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from conftest import ROOT
+from support import ROOT
 
 from orbitrax import Backend, Job, Molecule, events, read_molecule
 from orbitrax.conversation import Conversation
@@ -106,8 +106,9 @@ def test_refusals_carry_the_words_of_the_backend(backend, water, settings, words
 
 
 def test_what_is_not_available_is_said(backend, water):
-    with pytest.raises(CalculationFailed, match="is not available in this version"):
-        backend.run(Job(water, "am1"))
+    langevin_dynamics = 7
+    with pytest.raises(OrbitraxError, match="is not available in this version"):
+        backend.run(Job(water, "am1", kind=langevin_dynamics))
 
 
 def test_a_refusal_leaves_the_process_as_good_as_new(backend, water):
@@ -246,11 +247,20 @@ def test_another_name_or_topic_is_refused(qsolve):
 # ---- the command line ---------------------------------------------------------------------------
 
 
-def test_the_command_line_shows_the_settings_and_the_words_of_the_backend(qsolve):
+def test_the_command_line_shows_the_report_of_the_backend(qsolve):
     done = subprocess.run(
         [sys.executable, "-m", "orbitrax", "energy", "examples/water.xyz", "-m", "am1", "--log"],
         cwd=ROOT, capture_output=True, text=True, timeout=30,
         env={**os.environ, "PYTHONPATH": "python", "ORBITRAX_QSOLVE": str(qsolve)})
-    assert done.returncode == 1
+    assert done.returncode == 0 and done.stderr == ""
     assert "Number of electrons = 8\n" in done.stdout
-    assert done.stderr.startswith("orbitrax: error: Sorry,")
+    assert "\nDipole (Debyes)  x         y         z          Total\n" in done.stdout
+
+
+def test_the_command_line_repeats_the_refusal_of_the_backend(qsolve):
+    done = subprocess.run(
+        [sys.executable, "-m", "orbitrax", "energy", "examples/water.xyz", "-m", "am1", "-s", "2"],
+        cwd=ROOT, capture_output=True, text=True, timeout=30,
+        env={**os.environ, "PYTHONPATH": "python", "ORBITRAX_QSOLVE": str(qsolve)})
+    assert done.returncode == 1 and done.stdout == ""
+    assert "even number of electrons" in done.stderr or "odd number of electrons" in done.stderr

@@ -13,7 +13,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from conftest import ROOT, children
+from support import ROOT, children
 
 from orbitrax import Backend, Job, Molecule, events
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,

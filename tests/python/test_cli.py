@@ -9,7 +9,7 @@ import sys
 import time
 
 import pytest
-from conftest import ROOT
+from support import ROOT
 
 from orbitrax.cli import UNAVAILABLE, parse_selection
 from orbitrax.errors import UsageError
@@ -185,6 +185,7 @@ def test_a_number_that_is_not_finite_never_gets_into_json(make_peer):
     (("energy", WATER, "-m", "am1", "-s", "0"), "multiplicity 0"),
     (("energy", WATER, "-m", "am1", "--select", "1-x"), "'1-x' is neither"),
     (("energy", WATER, "-m", "am1", "--select", "7"), "no atom 7"),
+    (("energy", WATER, "-m", "am1", "--select", ""), "'' is neither"),
     (("energy", WATER, "-m", "am1", "--time-limit", "-1"), "should be above 0"),
     (("energy", WATER, "-m", "am1", "-o", "no/such/folder/x"), "no file can be written"),
     (("nonsense",), "nonsense"),
@@ -277,6 +278,29 @@ def test_text_that_the_terminal_cannot_show_is_escaped(make_peer):
                     make_peer(texts=[(9994, "\xe5ngstr\xf6m")]),
                     env={**ENVIRONMENT, "PYTHONIOENCODING": "ascii"})
     assert (done.returncode, done.stdout) == (0, "\\xe5ngstr\\xf6m\n")
+
+
+def test_closed_input_is_no_molecule():
+    done = subprocess.run(f"exec {sys.executable} -m orbitrax energy - -m am1 <&-", shell=True,
+                          cwd=ROOT, env=ENVIRONMENT, capture_output=True, text=True, timeout=30,
+                          check=False)
+    assert (done.returncode, done.stdout) == (2, "")
+    assert done.stderr == ("orbitrax: error: - reads a molecule from standard input, which is "
+                           "closed\n")
+
+
+def test_an_element_that_does_not_exist_is_named(tmp_path):
+    (tmp_path / "a.xyz").write_text("1\n\nQq 0 0 0\n")
+    done = orbitrax("energy", tmp_path / "a.xyz", "-m", "am1")
+    assert done.returncode == 2 and "there is no element 'Qq'" in done.stderr
+
+
+def test_one_atom_and_one_iteration_are_not_plural(tmp_path):
+    (tmp_path / "h.xyz").write_text("1\n\nH 0 0 0\n")
+    done = orbitrax("energy", tmp_path / "h.xyz", "-m", "am1", "-c", "1")
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.startswith("H, 1 atom, AM1 RHF, charge 1, multiplicity 1\n")
+    assert "converged, 1 iteration\n" in done.stdout
 
 
 def test_closed_output_does_not_matter(make_peer):

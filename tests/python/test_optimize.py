@@ -7,7 +7,7 @@ import sys
 
 import numpy as np
 import pytest
-from conftest import ROOT
+from support import ROOT
 
 from orbitrax import Backend, Job, read_molecule
 from orbitrax.errors import BackendNotFound
@@ -89,7 +89,7 @@ def test_an_unfinished_search_keeps_everything_and_exits_with_1(tmp_path):
     assert status == 1 and found["status"] == "unconverged" and found["converged"] is False
     assert found["cycles"] == 2 and found["total_energy"] is not None
     assert "did not converge within 2 cycles" in found["errors"][0]
-    assert len(ase.io.read(path, ":")) == 3 and len(ase.io.read(final)) == 9
+    assert len(ase.io.read(path, ":")) == 2 and len(ase.io.read(final)) == 9
 
 
 def test_the_report_period_thins_the_report_points():
@@ -124,7 +124,8 @@ def test_a_torsion_has_the_sign_of_chemists():
         result = backend.run(Job(molecule, "am1", kind=OPTIMISATION,
                                  restraints=[f"torsion {atoms} 100 k=1000"]))
     assert result.converged
-    assert parse_restraint(f"torsion {atoms}").value(result.coordinates) == pytest.approx(100, abs=1)
+    turned = parse_restraint(f"torsion {atoms}").value(result.coordinates)
+    assert turned == pytest.approx(100, abs=1)
 
 
 def test_energy_prints_its_gradient_and_takes_restraints():
@@ -133,6 +134,29 @@ def test_energy_prints_its_gradient_and_takes_restraints():
     assert "RMS gradient" in done.stdout and "Restraint energy" in done.stdout
     status, found = document("energy", "examples/water.xyz", "-m", "cndo")
     assert status == 0 and np.array(found["gradient"]).shape == (3, 3)
+
+
+def test_a_terminal_shows_a_row_for_every_report_point():
+    import pty
+
+    controller, terminal = pty.openpty()
+    with subprocess.Popen(
+            [sys.executable, "-m", "orbitrax", "optimize", ETHANOL, "-m", "am1", "--cycles", "3",
+             "--limit", "1e-5", "--json", "--color", "never"],
+            cwd=ROOT, stdout=subprocess.PIPE, stderr=terminal, text=True, env=ENVIRONMENT) as done:
+        os.close(terminal)
+        shown = b""
+        try:
+            while part := os.read(controller, 4096):
+                shown += part
+        except OSError:  # how a terminal ends
+            pass
+        points = json.loads(done.stdout.read())["optimize"]["report_points"]
+    os.close(controller)
+    text = shown.decode()
+    assert text.count("RMS gradient") == 2  # the header, and the error at the end
+    for point in points:
+        assert f"{point['total_energy']:20.5f}{point['rms_gradient']:15.5f}" in text
 
 
 def test_wrong_usage_ends_with_2():

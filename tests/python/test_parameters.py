@@ -5,7 +5,7 @@ import struct
 from pathlib import Path
 
 import pytest
-from conftest import ROOT
+from support import ROOT
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 

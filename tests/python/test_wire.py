@@ -6,7 +6,7 @@ import subprocess
 
 import numpy as np
 import pytest
-from conftest import ROOT
+from support import ROOT
 
 from orbitrax import wire
 

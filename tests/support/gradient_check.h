@@ -20,17 +20,9 @@ struct GradientCheck {
     double dTorque = 0.0;   ///< largest component of the sum of the torques, kcal/mol
 };
 
-/// How the energy is differenced: by five points, each of so many runs of the SCF, which goes on
-/// with the density of the last.
-struct Stencil {
-    double dStep = 1e-4;  ///< Angstrom
-    int nRuns = 1;
-};
-
-/// Runs a job at vAngstrom (x y z by atom) and compares its gradient with five-point differences of
-/// reconverged energies, without the half-electron correction, which has none.
-/// Components that are no number count as infinite deviations.
-GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& vAngstrom,
-                            const Stencil& stencil = {});
+/// Runs a job at vAngstrom (x y z by atom) and compares its gradient with central differences of
+/// reconverged energies, without the half-electron correction, which has none. Components that are
+/// no number count as infinite deviations.
+GradientCheck CheckGradient(const JobScript& script, const std::vector<double>& vAngstrom);
 
 }  // namespace qsolve

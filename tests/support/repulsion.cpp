@@ -4,6 +4,7 @@
 #include "link/state.h"
 #include "scf/fock_cndo.h"
 #include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_one_centre_d.h"
 #include "scf/fock_nddo_two_centre.h"
 #include "scf/fock_zindo.h"
 #include "scf/state.h"
@@ -45,6 +46,7 @@ std::vector<double> Repulsion(const std::vector<double>& mTotal, const std::vect
             BuildFockTwoCentre(mFock.data(), mTotal.data(), mSpin.data(), g,
                                integrals.pPairIndex.Data(), n);
             BuildFockOneCentreSp(mFock.data(), mTotal.data(), mSpin.data(), mOther.data(), n);
+            BuildFockOneCentreD(mFock.data(), mTotal.data(), mSpin.data(), n);
             break;
         case Family::kNone:
             break;

@@ -86,11 +86,9 @@ const Sample kSamples[] = {
     {"two rows of metals", {kZindo1}, kMetals, 1, 2, 1, 1.1, 0.9},
 };
 
-/// Differences want sharp energies. Without a level shift, which a run from a converged density
-/// does not need.
+/// Differences want sharp energies.
 void Sharpen(JobScript& script) {
     script.Options.flConvergenceLimit = 1e-10F;
-    script.Options.nLevelShiftStart = 0;
 }
 
 JobScript ScriptOf(const Sample& sample, int nMethod) {

@@ -73,6 +73,15 @@ void SetSp(const ListedAtom& atom, const SpValues& v, AllIntegrals& all) {
     }
 }
 
+void SetList(const ListedAtom& atom, const OneCentreList& list, const double* W,
+             AllIntegrals& all) {
+    const int s = atom.nFirst;
+    for (int t = 0; t < list.nCount; ++t) {
+        const auto [i, j, k, l, nValue] = list.pEntries[t];
+        all.Set(s + i, s + j, s + k, s + l, W[nValue]);
+    }
+}
+
 double Coulomb(int i, int j) {
     return Row(integrals.pIntegrals.Data(), setup.nOrbitals, i)[j];
 }
@@ -86,6 +95,10 @@ void SetOneCentre(const ListedAtom& atom, AllIntegrals& all) {
         const CindoRow& row = parameters.pCindoParams[atom.Row()];
         const double G1 = row.dSlaterG1 * dHartree, F2 = row.dSlaterF2 * dHartree;
         SetSp(atom, {g, g, G1 / 3, g + 4 * F2 / 25, g - 2 * F2 / 25, 3 * F2 / 25}, all);
+    } else if (FamilyOf(system.MethodId) == Family::kNddo && atom.HasD()) {
+        double W[kOneCentreValuesNddo];
+        BuildOneCentreIntegralsNddo(atom.nElement, atom.nOrbitals, W);
+        SetList(atom, OneCentreIntegralsNddo(atom.nOrbitals), W, all);
     } else if (FamilyOf(system.MethodId) == Family::kNddo) {
         const NddoRow& r = setup.pNddo[atom.Row()];
         SetSp(atom, {r.dGss, r.dGsp, r.dHsp, r.dGpp, r.dGp2, (r.dGpp - r.dGp2) / 2}, all);
@@ -93,11 +106,7 @@ void SetOneCentre(const ListedAtom& atom, AllIntegrals& all) {
         const int s = atom.nFirst, d = s + (atom.HasD() ? kFirstD : 0);
         double W[kOneCentreValues];
         BuildOneCentreIntegrals(atom.nElement, atom.nOrbitals, g, Coulomb(s, d), Coulomb(d, d), W);
-        const OneCentreList list = OneCentreIntegralsOf(atom.nOrbitals);
-        for (int t = 0; t < list.nCount; ++t) {
-            const auto [i, j, k, l, nValue] = list.pEntries[t];
-            all.Set(s + i, s + j, s + k, s + l, W[nValue]);
-        }
+        SetList(atom, OneCentreIntegralsOf(atom.nOrbitals), W, all);
     }
 }
 
@@ -138,10 +147,12 @@ class MoIntegrals : public FreshState, public testing::WithParamInterface<int> {
   protected:
     /// Fills the integrals of a molecule without symmetry, and four orbitals that are none of its.
     MoIntegrals() {
-        const bool fD = FamilyOf(GetParam()) == Family::kZindo;
+        const int nHeavy = GetParam() == kMndoD                     ? 16
+                           : FamilyOf(GetParam()) == Family::kZindo ? 22
+                                                                    : 6;
         EnergyOf(Molecule(
             GetParam(),
-            {{fD ? 22 : 6, 0, 0, 0}, {1, -0.6, 0, 0.8}, {8, 0.9, 1.1, 0.4}, {1, -0.2, -1, -0.5}}));
+            {{nHeavy, 0, 0, 0}, {1, -0.6, 0, 0.8}, {8, 0.9, 1.1, 0.4}, {1, -0.2, -1, -0.5}}));
         mOrbitals = RandomMatrix(4, setup.nOrbitals, 7);
         vWork.resize(static_cast<std::size_t>(2 * MoProductSize()));
     }
@@ -168,8 +179,8 @@ class MoIntegrals : public FreshState, public testing::WithParamInterface<int> {
     std::vector<double> vWork;
 };
 INSTANTIATE_TEST_SUITE_P(Methods, MoIntegrals,
-                         testing::Values(kCndo, kIndo, kZindo1, kZindoS, kMindo3, kMndo, kAm1,
-                                         kPm3));
+                         testing::Values(kCndo, kIndo, kZindo1, kZindoS, kMindo3, kMndo, kAm1, kPm3,
+                                         kMndoD));
 
 TEST_P(MoIntegrals, AreTheSumsOverAllFourOrbitals) {
     AllIntegrals all = Generate();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
 #include <numbers>
 #include <set>
 #include <vector>
@@ -94,13 +95,15 @@ double Radial(int li, int lj, int lk, int ll, int k) {
     return k == 1 ? c * row.dSlaterG1pd : k == 3 ? c * row.dSlaterG3pd : 0.0;
 }
 
-double Direct(int i, int j, int k, int l) {
+using RadialFunction = double (*)(int li, int lj, int lk, int ll, int k);
+
+double Direct(int i, int j, int k, int l, RadialFunction radial = Radial) {
     const auto& a = Coefficients()[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
     const auto& b = Coefficients()[static_cast<std::size_t>(k)][static_cast<std::size_t>(l)];
     double d = 0.0;
     for (int n = 0; n <= 4; ++n) {
         const double dRadial =
-            Radial(kOrbital[i].l, kOrbital[j].l, kOrbital[k].l, kOrbital[l].l, n);
+            radial(kOrbital[i].l, kOrbital[j].l, kOrbital[k].l, kOrbital[l].l, n);
         double dAngular = 0.0;
         for (int q = 0; q < 2 * n + 1; ++q) {
             const auto t = static_cast<std::size_t>(n * n + q);
@@ -132,11 +135,14 @@ class OneCentre : public FreshState {
     static std::vector<double> FullTable(int nOrbitals) {
         double W[kOneCentreValues] = {};
         BuildOneCentreIntegrals(kIron, nOrbitals, kGss, kGsd, kGdd, W);
+        return FullTable(OneCentreIntegralsOf(nOrbitals), W);
+    }
+
+    static std::vector<double> FullTable(const OneCentreList& list, const double* W) {
         std::vector<double> m(9 * 9 * 9 * 9, 0.0);
         const auto At = [&](int i, int j, int k, int l) -> double& {
             return m[static_cast<std::size_t>(((i * 9 + j) * 9 + k) * 9 + l)];
         };
-        const OneCentreList list = OneCentreIntegralsOf(nOrbitals);
         for (int t = 0; t < list.nCount; ++t) {
             const auto [i, j, k, l, n] = list.pEntries[t];
             At(i, j, k, l) = At(j, i, k, l) = At(i, j, l, k) = At(j, i, l, k) = W[n];
@@ -194,8 +200,8 @@ TEST_F(OneCentre, EveryValueOfTheListIsUsed) {
     const OneCentreList list = OneCentreIntegralsOf(9);
     std::set<int> used;
     for (int t = 0; t < list.nCount; ++t) used.insert(list.pEntries[t].nValue);
-    for (int n = 0; n < kOneCentreValues; ++n)
-        EXPECT_EQ(used.count(n), n == 2 ? 0u : 1u) << n;  // 2 equals 0
+    for (int n = 0; n < kOneCentreValues; ++n) EXPECT_EQ(used.count(n), 1u) << n;
+    EXPECT_EQ(used.size(), static_cast<std::size_t>(kOneCentreValues));
 }
 
 TEST_F(OneCentre, SecondCoulombValueOfTheListIsTheFirst) {
@@ -211,6 +217,78 @@ TEST_F(OneCentre, ValuesOfMissingShellsAreNotWritten) {
         std::fill_n(W, kOneCentreValues, -7.0);
         BuildOneCentreIntegrals(kIron, nOrbitals, kGss, kGsd, kGdd, W);
         for (int n = 0; n < kOneCentreValues; ++n) EXPECT_EQ(W[n] == -7.0, n >= nWritten) << n;
+    }
+}
+
+// ---- with nothing neglected --------------------------------------------------------------------
+
+/// Slater-Condon constants of an atom by shells, 0 to 2: R^k(ab, cd) with a <= b, c <= d and (a, b)
+/// not after (c, d). All differ, so that none can stand for another.
+const std::map<std::array<int, 5>, double>& Constants() {
+    static const std::map<std::array<int, 5>, double> constants = {
+        {{0, 0, 0, 0, 0}, 12.2}, {{0, 0, 1, 1, 0}, 8.9}, {{0, 0, 2, 2, 0}, 8.8},
+        {{1, 1, 1, 1, 0}, 7.9},  {{1, 1, 2, 2, 0}, 7.6}, {{2, 2, 2, 2, 0}, 7.4},
+        {{1, 1, 1, 1, 2}, 4.2},  {{1, 1, 2, 2, 2}, 4.0}, {{2, 2, 2, 2, 2}, 3.9},
+        {{2, 2, 2, 2, 4}, 2.5},  {{0, 1, 0, 1, 1}, 7.8}, {{0, 2, 0, 2, 2}, 3.3},
+        {{1, 2, 1, 2, 1}, 5.3},  {{1, 2, 1, 2, 3}, 3.2}, {{0, 1, 1, 2, 1}, 4.9},
+        {{0, 2, 1, 1, 2}, 3.6},  {{0, 2, 2, 2, 2}, 3.4}};
+    return constants;
+}
+
+double RadialNddo(int li, int lj, int lk, int ll, int k) {
+    std::pair<int, int> a = std::minmax({li, lj}), b = std::minmax({lk, ll});
+    if (b < a) std::swap(a, b);
+    const auto found = Constants().find({a.first, a.second, b.first, b.second, k});
+    return found == Constants().end() ? 0.0 : found->second;
+}
+
+class OneCentreNddo : public OneCentre {
+  protected:
+    OneCentreNddo() {
+        setup.pExtended.Take(kRows, kSetUp);
+        NddoExtended& x = setup.pExtended[kIron - 1];
+        const auto R = [](int a, int b, int c, int d, int k) { return RadialNddo(a, b, c, d, k); };
+        x.dF0ss = R(0, 0, 0, 0, 0), x.dF0sp = R(0, 0, 1, 1, 0), x.dF0sd = R(0, 0, 2, 2, 0);
+        x.dF0pp = R(1, 1, 1, 1, 0), x.dF0pd = R(1, 1, 2, 2, 0), x.dF0dd = R(2, 2, 2, 2, 0);
+        x.dF2pp = R(1, 1, 1, 1, 2), x.dF2pd = R(1, 1, 2, 2, 2), x.dF2dd = R(2, 2, 2, 2, 2);
+        x.dF4dd = R(2, 2, 2, 2, 4);
+        x.dG1sp = R(0, 1, 0, 1, 1), x.dG2sd = R(0, 2, 0, 2, 2);
+        x.dG1pd = R(1, 2, 1, 2, 1), x.dG3pd = R(1, 2, 1, 2, 3);
+        x.dR1sppd = R(0, 1, 1, 2, 1), x.dR2sdpp = R(0, 2, 1, 1, 2), x.dR2sddd = R(0, 2, 2, 2, 2);
+    }
+};
+
+TEST_F(OneCentreNddo, EveryIntegralEqualsItsExpansionInGauntCoefficients) {
+    for (const int nOrbitals : {1, 4, 9}) {
+        double W[kOneCentreValuesNddo] = {};
+        BuildOneCentreIntegralsNddo(kIron, nOrbitals, W);
+        const std::vector<double> m = FullTable(OneCentreIntegralsNddo(nOrbitals), W);
+        std::size_t t = 0;
+        // The roots in the list have eight digits.
+        for (int i = 0; i < 9; ++i)
+            for (int j = 0; j < 9; ++j)
+                for (int k = 0; k < 9; ++k)
+                    for (int l = 0; l < 9; ++l, ++t) {
+                        const bool fOwn = std::max({i, j, k, l}) < nOrbitals;
+                        const double d = fOwn ? Direct(i, j, k, l, RadialNddo) : 0.0;
+                        ASSERT_NEAR(m[t], d, 3e-7) << i << j << "|" << k << l;
+                    }
+    }
+}
+
+TEST_F(OneCentreNddo, EveryValueOfTheListIsUsed) {
+    const OneCentreList list = OneCentreIntegralsNddo(9);
+    std::set<int> used;
+    for (int t = 0; t < list.nCount; ++t) used.insert(list.pEntries[t].nValue);
+    EXPECT_EQ(used.size(), static_cast<std::size_t>(kOneCentreValuesNddo));
+}
+
+TEST_F(OneCentreNddo, ValuesOfMissingShellsAreNotWritten) {
+    for (const auto& [nOrbitals, nWritten] : {std::pair{1, 1}, {4, 6}, {9, 58}}) {
+        double W[kOneCentreValuesNddo];
+        std::fill_n(W, kOneCentreValuesNddo, -7.0);
+        BuildOneCentreIntegralsNddo(kIron, nOrbitals, W);
+        for (int n = 0; n < kOneCentreValuesNddo; ++n) EXPECT_EQ(W[n] == -7.0, n >= nWritten) << n;
     }
 }
 

@@ -7,13 +7,13 @@
 namespace qsolve {
 namespace {
 
-class AtomList : public ReportTest {};
+class ReportedAtoms : public ReportTest {};
 
 const Lines kHead{"\nNET CHARGES AND COORDINATES",
                   "Atom  Z     Charge            Coordinates(Angstrom)              Mass",
                   "                            x           y           z"};
 
-TEST_F(AtomList, FollowsTheSelectionAndShowsCappingAtomsAsNegative) {
+TEST_F(ReportedAtoms, FollowsTheSelectionAndShowsCappingAtomsAsNegative) {
     Build(
         {.Atoms = {{8, 4, 0.5, -1.25, 3}, {105 + 1, 4, 1, 2, 3}, {1, 1, 7, 8, 9}, {1, 1, 2, 0, 0}},
          .Selection = {4, 1, 2}});
@@ -28,7 +28,7 @@ TEST_F(AtomList, FollowsTheSelectionAndShowsCappingAtomsAsNegative) {
     EXPECT_EQ(client.Log(), expected);
 }
 
-TEST_F(AtomList, IsInAngstromWhereTheMethodWorksInBohr) {
+TEST_F(ReportedAtoms, IsInAngstromWhereTheMethodWorksInBohr) {
     for (const int nMethod : {kCndo, kIndo, kZindo1, kZindoS}) {
         Build({.Atoms = {{1, 1, 10, -1, 0}}, .nMethod = nMethod});
         client.Sent.clear();

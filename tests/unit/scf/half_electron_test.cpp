@@ -189,47 +189,63 @@ struct Reference {
     double dHeat;
     std::vector<double> Levels, Charges;
 };
-struct ReferenceFile {
+struct ReferenceMolecule {
+    std::string sName;
+    int nMultiplicity;
+    double dTolerance;
     std::vector<Place> Places;
     std::vector<Reference> Methods;
 };
-ReferenceFile ReadMethyl() {
-    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/half_electron_methyl.txt");
+std::vector<ReferenceMolecule> ReadReference() {
+    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/half_electron.txt");
     if (!file) throw std::runtime_error("no reference values");
-    ReferenceFile all;
+    std::vector<ReferenceMolecule> all;
     for (std::string sLine, sKey, sName; std::getline(file, sLine);) {
         std::istringstream line(sLine);
         line >> sKey;
+        ReferenceMolecule molecule{};
         Place p{};
-        if (sKey == "atom" && line >> p.nElement >> p.x >> p.y >> p.z) all.Places.push_back(p);
+        if (sKey == "molecule" &&
+            line >> molecule.sName >> molecule.nMultiplicity >> molecule.dTolerance)
+            all.push_back(molecule);
+        if (sKey == "atom" && line >> p.nElement >> p.x >> p.y >> p.z)
+            all.back().Places.push_back(p);
         if (sKey == "method" && line >> sName)
-            all.Methods.push_back({sName == "AM1"   ? kAm1
-                                   : sName == "PM3" ? kPm3
-                                                    : kMndo,
-                                   0.0,
-                                   {},
-                                   {}});
-        if (sKey == "heat") line >> all.Methods.back().dHeat;
-        if (sKey == "level") line >> all.Methods.back().Levels.emplace_back();
-        if (sKey == "charge") line >> all.Methods.back().Charges.emplace_back();
+            all.back().Methods.push_back({sName == "AM1"   ? kAm1
+                                          : sName == "PM3" ? kPm3
+                                                           : kMndo,
+                                          0.0,
+                                          {},
+                                          {}});
+        if (sKey == "heat") line >> all.back().Methods.back().dHeat;
+        if (sKey == "level") line >> all.back().Methods.back().Levels.emplace_back();
+        if (sKey == "charge") line >> all.back().Methods.back().Charges.emplace_back();
     }
     return all;
 }
 
+void ExpectReference(const Reference& wanted, double dTolerance) {
+    EXPECT_NEAR(scf.dHeatOfFormation, wanted.dHeat, dTolerance);
+    ASSERT_EQ(wanted.Levels.size(), scf.vEnergyA.Size());
+    for (std::size_t i = 0; i < wanted.Levels.size(); ++i)
+        EXPECT_NEAR(scf.vEnergyA[i], wanted.Levels[i], 5e-4) << i;
+    ASSERT_EQ(wanted.Charges.size(), system.pAtoms.Size());
+    for (std::size_t i = 0; i < wanted.Charges.size(); ++i)
+        EXPECT_NEAR(static_cast<double>(system.pAtoms[i].flCharge), wanted.Charges[i], 1e-4) << i;
+}
+
 using HalfElectronJob = FreshState;
 
-TEST_F(HalfElectronJob, MethylIsThatOfAnotherProgram) {
-    const ReferenceFile all = ReadMethyl();
-    ASSERT_EQ(all.Methods.size(), 3u);
-    for (const Reference& wanted : all.Methods) {
-        EnergyOf(OpenShell(wanted.nMethod, all.Places, 2));
-        EXPECT_NEAR(scf.dHeatOfFormation, wanted.dHeat, 0.003) << wanted.nMethod;
-        ASSERT_EQ(wanted.Levels.size(), scf.vEnergyA.Size());
-        for (std::size_t i = 0; i < wanted.Levels.size(); ++i)
-            EXPECT_NEAR(scf.vEnergyA[i], wanted.Levels[i], 5e-4) << wanted.nMethod << " " << i;
-        ASSERT_EQ(wanted.Charges.size(), 4u);
-        for (std::size_t i = 0; i < 4; ++i)
-            EXPECT_NEAR(system.pAtoms[i].flCharge, wanted.Charges[i], 1e-4F) << i;
+TEST_F(HalfElectronJob, RadicalsAndTripletsAreThoseOfAnotherProgram) {
+    const std::vector<ReferenceMolecule> all = ReadReference();
+    ASSERT_EQ(all.size(), 3u);
+    for (const ReferenceMolecule& molecule : all) {
+        ASSERT_EQ(molecule.Methods.size(), 3u);
+        for (const Reference& wanted : molecule.Methods) {
+            SCOPED_TRACE(molecule.sName + ", method " + std::to_string(wanted.nMethod));
+            EnergyOf(OpenShell(wanted.nMethod, molecule.Places, molecule.nMultiplicity));
+            ExpectReference(wanted, molecule.dTolerance);
+        }
     }
 }
 
@@ -243,6 +259,21 @@ TEST_F(HalfElectronJob, DegenerateOpenLevelsAreBothHalfFilled) {
         EXPECT_NEAR(scf.dElectronic, DeterminantEnergy(Levels(7), Levels(5)), kSame) << nMethod;
         EXPECT_TRUE(client.Warnings().empty());
     }
+}
+
+TEST_F(HalfElectronJob, DOrbitalsTakePart) {
+    const std::vector<Place> places = {{16, 0, 0, 0}, {8, 1.4, 0.1, 0.2}, {8, -0.6, 1.3, -0.1}};
+    for (const int nMethod : {kMndoD, kZindo1}) {
+        EnergyOf(OpenShell(nMethod, places, 3));
+        ASSERT_EQ(setup.nDoublyOcc, 8);
+        EXPECT_NEAR(scf.dElectronic, DeterminantEnergy(Levels(10), Levels(8)), kSame) << nMethod;
+        EnergyOf(NextLowest(nMethod, places));
+        const double dMixed = DeterminantEnergy(Levels(9), LevelsAnd(8, 9));
+        EXPECT_NEAR(scf.dElectronic, 2 * dMixed - DeterminantEnergy(Levels(10), Levels(8)), kSame)
+            << nMethod;
+    }
+    EnergyOf(OpenShell(kMndoD, places, 3));
+    EXPECT_EQ(setup.Map.nAtomsWithD, 1);
 }
 
 std::vector<std::string> LogWith(const std::string& sPart) {

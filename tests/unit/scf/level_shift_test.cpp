@@ -177,6 +177,15 @@ TEST_F(LevelShifts, AreHeldAtTheSavedValuesInATightDensity) {
     EXPECT_EQ(shift.dShiftB, -2.5);
 }
 
+TEST_F(LevelShifts, WithExtrapolationEndInASettledDensityThatIsTightToo) {
+    scf.dSavedShiftA = -8.0;
+    options.fDiis = 1;
+    cycle.fTightDensity = cycle.fShiftFrozenClosed = true;
+    UpdateLevelShift(-2.0, -1.0, shift, cycle);
+    EXPECT_EQ(shift.dShiftA, 0.0);
+    EXPECT_EQ(scf.dSavedShiftA, 0.0);
+}
+
 TEST_F(LevelShifts, CountAGapWithoutLevelsOnOneSideAsNone) {
     scf.vLevelA[0] = -7.0;
     for (const int nOcc : {0, 4}) {

@@ -430,10 +430,5 @@ TEST_F(Missing, ConfigurationInteractionIsRefused) {
     EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
 }
 
-TEST_F(Missing, NddoMethodsAreRefused) {
-    for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3, kMndoD})
-        EXPECT_EQ(RefusalOf(Water(nMethod)), Sorry("this method"));
-}
-
 }  // namespace
 }  // namespace qsolve

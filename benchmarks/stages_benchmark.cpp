@@ -1,0 +1,206 @@
+// Where the time of a single point goes: each stage of the SCF alone, at the converged density.
+//
+//     stages_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]      METHOD as on the command line
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "gradient/gradient.h"
+#include "gradient/resonance.h"
+#include "gradient/state.h"
+#include "integrals/integrals.h"
+#include "integrals/state.h"
+#include "link/state.h"
+#include "scf/density.h"
+#include "scf/diagonalise.h"
+#include "scf/diis.h"
+#include "scf/electronic_energy.h"
+#include "scf/fock_cndo.h"
+#include "scf/fock_nddo_one_centre.h"
+#include "scf/fock_nddo_two_centre.h"
+#include "scf/fock_zindo.h"
+#include "scf/guess.h"
+#include "scf/pseudo_diagonalise.h"
+#include "scf/scf.h"
+#include "scf/state.h"
+#include "setup/state.h"
+#include "tests/support/scf_job.h"
+#include "tests/support/scripted_client.h"
+
+namespace qsolve {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Milliseconds(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+int MethodNamed(const std::string& sName) {
+    static const std::vector<std::string> names = {"",    "cndo", "indo",   "mindo3", "mndo",
+                                                   "am1", "pm3",  "zindo1", "zindos", "mndod"};
+    for (std::size_t i = 1; i < names.size(); ++i)
+        if (names[i] == sName) return static_cast<int>(i);
+    return 0;
+}
+
+int ElementNamed(const std::string& sSymbol) {
+    for (int i = 0; i < kHighestElement; ++i)
+        if (sSymbol == kElementSymbol[i] + (kElementSymbol[i][0] == ' ' ? 1 : 0)) return i + 1;
+    return 0;
+}
+
+std::vector<Place> ReadXyz(const char* sPath) {
+    std::ifstream file(sPath);
+    std::string sLine, sSymbol;
+    std::size_t nAtoms = 0;
+    file >> nAtoms;
+    std::getline(file, sLine);
+    std::getline(file, sLine);
+    std::vector<Place> places;
+    double x, y, z;
+    while (places.size() < nAtoms && file >> sSymbol >> x >> y >> z) {
+        places.push_back({ElementNamed(sSymbol), x, y, z});
+        std::getline(file, sLine);
+    }
+    return places;
+}
+
+/// Best of several runs; a stage that destroys its input gets it anew from Prepare, unmeasured.
+void Time(const char* sStage, const std::function<void()>& Prepare,
+          const std::function<void()>& Stage) {
+    double dBest = 1e300;
+    for (int i = 0; i < 5; ++i) {
+        Prepare();
+        const auto start = Clock::now();
+        Stage();
+        dBest = std::min(dBest, Milliseconds(start));
+    }
+    std::printf("  %-24s %10.3f ms\n", sStage, dBest);
+}
+
+void Nothing() {}
+
+void BuildIntegralsOfJob() {
+    const int n = setup.nOrbitals;
+    double* mCore = scf.mCore.Data();
+    double* pStore = integrals.pIntegrals.Data();
+    double dCoreEnergy = 0.0;
+    if (FamilyOf(system.MethodId) == Family::kNddo) {
+        BuildNddoCore(mCore, pStore, integrals.pPairIndex.Data(), &dCoreEnergy, n, n);
+        return;
+    }
+    if (system.MethodId == kZindoS)
+        BuildMatagaCoulombMatrix(pStore, n, n);
+    else
+        BuildSlaterCoulombMatrix(pStore, n, n);
+    double* vDiagonal = integrals.vCoreDiagonal.Data();
+    if (FamilyOf(system.MethodId) == Family::kZindo)
+        BuildZindoCore(mCore, pStore, vDiagonal, &dCoreEnergy, n, n);
+    else
+        BuildCndoCore(mCore, pStore, vDiagonal, &dCoreEnergy, n, n);
+}
+
+void BuildFockOfJob() {
+    const int n = setup.nOrbitals;
+    double* mFock = scf.mFockA.Data();
+    const double* mTotal = scf.mDensityT.Data();
+    const double* mSpin = scf.mDensityA.Data();
+    const double* pStore = integrals.pIntegrals.Data();
+    switch (FamilyOf(system.MethodId)) {
+        case Family::kCndo:
+            BuildFockCndo(mTotal, mSpin, pStore, mFock);
+            break;
+        case Family::kZindo:
+            BuildFockZindo(mTotal, mSpin, pStore, n, mFock);
+            break;
+        case Family::kNddo:
+            BuildFockTwoCentre(mFock, mTotal, mSpin, pStore, integrals.pPairIndex.Data(), n);
+            BuildFockOneCentreSp(mFock, mTotal, mSpin, mSpin, n);
+            break;
+        case Family::kNone:
+            break;
+    }
+}
+
+int CyclesOfStatus() {
+    int nCycles = 0;
+    for (const std::string& sText : client.Texts(kPacketStatusLine))
+        std::sscanf(sText.c_str(), "Iteration = %d", &nCycles);
+    return nCycles + 1;
+}
+
+void TimeStages() {
+    const int n = setup.nOrbitals, nOcc = setup.nDoublyOcc;
+    const auto RebuildFock = [] {
+        CopyCoreToFock(9, scf.mFockA.Data());
+        BuildFockOfJob();
+    };
+    Time("overlap", Nothing, [n] { BuildOverlapMatrix(scf.mCore.Data(), n, n); });
+    Time(
+        "integrals and core", [n] { BuildOverlapMatrix(scf.mCore.Data(), n, n); },
+        BuildIntegralsOfJob);
+    Time(
+        "Fock", [] { CopyCoreToFock(9, scf.mFockA.Data()); }, BuildFockOfJob);
+    RebuildFock();
+    Time("electronic energy", Nothing, [n] {
+        ComputeElectronicEnergy(n, scf.mCore.Data(), scf.mFockA.Data(), scf.mDensityA.Data());
+    });
+    Time("pseudo-diagonalisation", RebuildFock, [n, nOcc] {
+        PseudoDiagonalise(n, nOcc, scf.mFockA.Data(), scf.mVectorsA.Data(), scf.vLevelA.Data(),
+                          scf.pWork.Data(), scf.mSquareWork.Data());
+    });
+    Time("full diagonalisation", RebuildFock,
+         [n] { Diagonalise(n, scf.mFockA.Data(), scf.mVectorsA.Data(), scf.vEnergyA.Data()); });
+    Time("density", Nothing, [nOcc] {
+        BuildDensity({nOcc, nOcc, 0}, scf.vEnergyA.Data(), scf.vLevelA.Data(), scf.mVectorsA.Data(),
+                     scf.mDensityA.Data());
+    });
+    FinishDensity();
+    DiisHistory history;
+    RebuildFock();
+    Time("extrapolation", Nothing, [n, &history] {
+        ExtrapolateFockDiis(n, scf.mFockA.Data(), scf.mDensityA.Data(), scf.mDiisErrorA.Data(),
+                            scf.mDiisFockA.Data(), history);
+    });
+}
+
+int Measure(const char* sMethod, const char* sPath) {
+    const int nMethod = MethodNamed(sMethod);
+    const std::vector<Place> places = ReadXyz(sPath);
+    if (nMethod == 0 || places.empty()) {
+        std::fprintf(stderr, "cannot use method %s with %s\n", sMethod, sPath);
+        return 2;
+    }
+    JobScript script = Molecule(nMethod, places);
+    script.Options.flConvergenceLimit = 1e-4F;
+    SetUpJob(script);
+    const auto start = Clock::now();
+    RunScf();
+    const double dTotal = Milliseconds(start);
+    std::printf("%s %s: %zu atoms, %d orbitals, %d cycles, SCF in all %.2f ms\n", sMethod, sPath,
+                places.size(), setup.nOrbitals, CyclesOfStatus(), dTotal);
+    const double* mSpin = scf.mDensityA.Data();
+    Time("resonance gradient", Nothing,
+         [] { AddResonanceGradient(scf.mDensityT.Data(), gradient.pGradient.Data()); });
+    Time("gradient", Nothing, [mSpin] { ComputeGradient(scf.mDensityT.Data(), mSpin, mSpin); });
+    TimeStages();
+    return 0;
+}
+
+}  // namespace
+}  // namespace qsolve
+
+int main(int nArguments, char** pArguments) {
+    if (nArguments < 3) {
+        std::fprintf(stderr, "usage: stages_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]\n");
+        return 2;
+    }
+    for (int i = 1; i + 1 < nArguments; i += 2)
+        if (const int n = qsolve::Measure(pArguments[i], pArguments[i + 1])) return n;
+}
