@@ -16,13 +16,15 @@ from typing import Callable, Iterator
 
 from orbitrax import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
-                             LinkClosed, OrbitraxError, OutOfMemory, ProtocolError, UsageError)
+                             LinkClosed, OrbitraxError, OutOfMemory, ProtocolError,
+                             TimeLimitExceeded, UsageError)
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.parameters import ParameterSet, load_parameters
 from orbitrax.reader import SessionReader
 from orbitrax.results import Result, ResultBuilder
 
+_GREETING = 10.0  # seconds a backend may take to accept the conversation
 _PATIENCE = 1.0  # seconds a process is given to end by itself, and again after SIGTERM
 _SHORT_PATIENCE = 0.25  # the same for one whose session was given up
 _OUTPUT_KEPT = 2000  # last bytes of a dead process's own output that an error repeats
@@ -274,7 +276,10 @@ class Backend:
         words: list[str] = []
         results = False
         try:
-            link.connect() if first else link.execute()
+            if first:
+                self._greet(link, deadline)
+            else:
+                link.execute()
             running.first_session = False
             while (packet := link.request()) is not None:
                 if packet.kind == wire.REQUEST_NEXT:
@@ -295,6 +300,21 @@ class Backend:
                                     "middle of its results")
         if not results and not words:
             raise ProtocolError("the backend ended the session without results and without a word")
+
+    @staticmethod
+    def _greet(link, deadline: float | None) -> None:
+        """Opens the conversation. A program that is no backend never answers, so this wait always
+        has an end."""
+        patience = time.monotonic() + _GREETING
+        link.deadline = patience if deadline is None else min(patience, deadline)
+        try:
+            link.connect()
+        except TimeLimitExceeded:
+            if deadline is not None and deadline <= patience:
+                raise
+            raise ProtocolError(f"the backend has not answered for {_GREETING:g} seconds; is it "
+                                "the right program?") from None
+        link.deadline = deadline
 
     def _ensure_process(self, job: Job) -> None:
         if self._running is not None and os.getpid() != self._owner:

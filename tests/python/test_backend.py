@@ -14,7 +14,7 @@ from support import ROOT
 
 from orbitrax import Backend, Job, Molecule, events, read_molecule
 from orbitrax.conversation import Conversation
-from orbitrax.errors import (BackendDied, CalculationFailed, InputError, OrbitraxError,
+from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
                              ProtocolError)
 from orbitrax.methods import METHODS
 
@@ -242,6 +242,13 @@ def test_another_name_or_topic_is_refused(qsolve):
         link.connect()
     link.disconnect()
     assert process.wait(5) == 0
+
+
+def test_a_program_that_is_no_backend_is_given_up(water, monkeypatch):
+    monkeypatch.setattr("orbitrax.backend._GREETING", 0.3)
+    with Backend(program="/bin/cat") as mute:  # reads, and says nothing
+        with pytest.raises(ProtocolError, match="not answered"):
+            mute.run(Job(water, "am1"))
 
 
 # ---- the command line ---------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-"""The commands and programs of the how-to pages run, and print what the pages show."""
+"""The commands and programs of README and how-to pages run, and print what the pages show."""
 
 import os
 import re
@@ -10,7 +10,7 @@ from support import ROOT
 
 pytestmark = pytest.mark.timeout(60)
 
-PAGES = sorted((ROOT / "docs").glob("how-to-*.md"))
+PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("how-to-*.md"))]
 NUMBER = re.compile(r"-?\d+\.\d+")
 PATH = re.compile(r"\d+ iterations|last difference [\d.]+")  # may differ between builds
 
