@@ -83,13 +83,16 @@ class Optimize(energy.Task):
         self.terminal.row(f"{point['cycle']:6d}{point['energy_points']:8d}"
                           f"{point['total_energy']:20.5f}{point['rms_gradient']:15.5f}")
         if self._trajectory is not None:
-            _write_frame(self._trajectory, self._atoms(), event)
+            atoms = self._atoms()
+            atoms.info.update(method=self._job.method.key, step=int(point["cycle"]))
+            _write_frame(self._trajectory, atoms, event)
 
     def _atoms(self):
         from ase import Atoms
 
-        molecule = self._job.molecule
-        return Atoms(numbers=molecule.numbers, positions=self._positions)
+        job = self._job
+        return Atoms(numbers=job.molecule.numbers, positions=self._positions,
+                     info={"charge": int(job.charge), "multiplicity": int(job.multiplicity)})
 
     # ---- the end --------------------------------------------------------------------------------
 

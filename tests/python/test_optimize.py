@@ -56,7 +56,10 @@ def test_it_writes_structure_and_trajectory(tmp_path):
     assert energies[-1] * 23.0605 == pytest.approx(found["total_energy"], rel=1e-5)
     forces = frames[-1].get_forces()
     assert forces * 23.0605 == pytest.approx(-gradient, abs=1e-4)
+    told = {key: frames[-1].info[key] for key in ("charge", "multiplicity", "method", "step")}
+    assert told == {"charge": 0, "multiplicity": 1, "method": "am1", "step": points[-1]["cycle"]}
     structure = ase.io.read(final)
+    assert structure.info["charge"] == 0 and structure.info["multiplicity"] == 1
     assert structure.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
 
 
