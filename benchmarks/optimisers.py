@@ -92,7 +92,8 @@ def row(backend, name: str, method: str) -> list[str]:
     molecule = start(name)
     results = [optimise(backend, molecule, method, optimiser) for optimiser in OPTIMISERS]
     counts = [f"{result.cycles} / {result.energy_points}" for result in results]
-    return [name.replace("_", " "), method, f"{energy(method, results):.4f}", *counts, remark(results)]
+    cell = f"{energy(method, results):.4f}"
+    return [name.replace("_", " "), method, cell, *counts, remark(results)]
 
 
 def main() -> None:

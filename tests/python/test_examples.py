@@ -20,7 +20,8 @@ def example(name: str, *arguments: str) -> str:
 
 def test_every_script_is_tried():
     scripts = {path.name for path in (ROOT / "examples").glob("*.py")}
-    assert scripts == {"many_molecules.py", "ase_calculator.py", "orbitals.py"}
+    assert scripts == {"many_molecules.py", "ase_calculator.py", "ase_optimise.py",
+                       "orbitals.py"}
 
 
 def test_many_molecules_have_the_heats_of_the_literature():
@@ -75,3 +76,20 @@ def test_ferrocene_has_five_equal_bonds_to_either_ring():
     distances = np.linalg.norm(molecule.positions - molecule.positions[0], axis=1)
     assert molecule.formula == "C10H10Fe"
     assert distances[molecule.numbers == 6] == pytest.approx(2.064, abs=2e-6)
+
+
+def test_ases_minimiser_ends_where_ours_does(tmp_path):
+    from ase.io import read
+
+    from orbitrax import OPTIMISATION, Backend, Job, from_ase
+
+    lines = example("ase_optimise.py", str(ROOT / "examples" / "ethanol.xyz"), "am1",
+                    str(tmp_path / "out.xyz")).splitlines()
+    assert lines[-1].startswith("converged")
+    heat = float(lines[-1].split()[1])
+    molecule = from_ase(read(ROOT / "examples" / "ethanol.xyz"))
+    with Backend() as backend:
+        ours = backend.run(Job(molecule, "am1", kind=OPTIMISATION, rms_gradient=0.01))
+        there = backend.run(Job(from_ase(read(tmp_path / "out.xyz")), "am1"))
+    assert heat == pytest.approx(ours.heat_of_formation, abs=1e-3)
+    assert there.heat_of_formation == pytest.approx(heat, abs=1e-4)
