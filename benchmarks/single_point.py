@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Times single points: the whole command as a user types it, and the backend's own time for one
-session in a process that is already warm. Where MOPAC is installed it runs the same inputs side by
-side, dense and on one core.
+"""Times single points with their gradients: the whole command as a user types it, and the backend's
+own time for one session in a process that is already warm. Where MOPAC is installed it runs the
+same inputs side by side, with gradients, dense and on one core.
 
     benchmarks/single_point.py [--method am1] [--runs 5] [--no-peer] [molecule ...]
 """
@@ -43,7 +43,7 @@ def peer_command(path: Path, method: str) -> float | None:
     from ase.io import read
 
     atoms = read(path)
-    lines = [f"{method.upper()} 1SCF XYZ GEO-OK NOMM", path.stem, ""]
+    lines = [f"{method.upper()} 1SCF GRADIENTS XYZ GEO-OK NOMM", path.stem, ""]
     lines += [f"{symbol} {x:.6f} 1 {y:.6f} 1 {z:.6f} 1"
               for symbol, (x, y, z) in zip(atoms.get_chemical_symbols(), atoms.positions)]
     with tempfile.TemporaryDirectory() as folder:
