@@ -27,7 +27,10 @@ class ReportTest : public FreshState {
 template <class Make>
 std::string Join(int nCount, const char* sBetween, Make make) {
     std::string sText;
-    for (int i = 0; i < nCount; ++i) sText += (i ? sBetween : "") + make(i);
+    for (int i = 0; i < nCount; ++i) {
+        if (i > 0) sText += sBetween;
+        sText += make(i);
+    }
     return sText;
 }
 
