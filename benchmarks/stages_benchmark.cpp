@@ -170,6 +170,10 @@ void TimeStages() {
     });
 }
 
+double Megabytes(std::size_t nBytes) {
+    return 1e-6 * static_cast<double>(nBytes);
+}
+
 int Measure(const char* sMethod, const char* sPath) {
     const int nMethod = MethodNamed(sMethod);
     const std::vector<Place> places = ReadXyz(sPath);
@@ -188,7 +192,11 @@ int Measure(const char* sMethod, const char* sPath) {
     const double* mSpin = scf.mDensityA.Data();
     Time("resonance gradient", Nothing,
          [] { AddResonanceGradient(scf.mDensityT.Data(), gradient.pGradient.Data()); });
+    const std::size_t nHeld = memory.nBytesHeld;
+    memory.nBytesHighest = nHeld;
     Time("gradient", Nothing, [mSpin] { ComputeGradient(scf.mDensityT.Data(), mSpin, mSpin); });
+    std::printf("  %-24s %10.3f MB, at most %.3f more in the gradient\n", "arrays",
+                Megabytes(nHeld), Megabytes(memory.nBytesHighest - nHeld));
     TimeStages();
     return 0;
 }
