@@ -10,18 +10,8 @@ from support import ROOT
 
 from orbitrax import OPTIMISATION, Backend, Job, from_ase
 from orbitrax.ase import Orbitrax
-from orbitrax.backend import find_backend
-from orbitrax.errors import BackendNotFound
 
 KCAL = units.kcal / units.mol
-
-
-@pytest.fixture(autouse=True, scope="module")
-def backend():
-    try:
-        return find_backend()
-    except BackendNotFound as error:
-        pytest.skip(str(error))
 
 
 @pytest.fixture

@@ -9,8 +9,6 @@ sys.path.insert(0, str(ROOT / "benchmarks"))
 
 import optimisers  # noqa: E402
 from orbitrax import Backend  # noqa: E402
-from orbitrax.backend import find_backend  # noqa: E402
-from orbitrax.errors import BackendNotFound  # noqa: E402
 
 FEW = ("H2O", "NH3", "HCN", "H2CO", "CH3", "CH3OH", "C2H6", "C6H6")
 COUNTS = 0.3  # how far a build may change counts of cycles; an error in a gradient changes more
@@ -18,10 +16,6 @@ COUNTS = 0.3  # how far a build may change counts of cycles; an error in a gradi
 
 @pytest.fixture(scope="module")
 def backend():
-    try:
-        find_backend()
-    except BackendNotFound as error:
-        pytest.skip(str(error))
     with Backend() as backend:
         yield backend
 

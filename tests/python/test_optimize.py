@@ -10,22 +10,12 @@ import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, read_molecule
-from orbitrax.errors import BackendNotFound
-from orbitrax.backend import find_backend
 from orbitrax.job import OPTIMISATION, OPTIMISERS
 
 pytestmark = pytest.mark.timeout(120)
 
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
 ETHANOL = "examples/ethanol.xyz"
-
-
-@pytest.fixture(autouse=True)
-def backend():
-    try:
-        return find_backend()
-    except BackendNotFound as error:
-        pytest.skip(str(error))
 
 
 def orbitrax(*arguments):

@@ -5,8 +5,6 @@ import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, Molecule
-from orbitrax.backend import find_backend
-from orbitrax.errors import BackendNotFound
 from orbitrax.geometry import find_bonds
 from orbitrax.job import OPTIMISATION
 
@@ -49,10 +47,6 @@ def bond_lengths(symbols, positions):
 
 @pytest.fixture(scope="module")
 def backend():
-    try:
-        find_backend()
-    except BackendNotFound as error:
-        pytest.skip(str(error))
     with Backend() as backend:
         yield backend
 
