@@ -2,16 +2,14 @@
 
 from __future__ import annotations
 
-import contextlib
 import json
-import os
 import sys
-import tempfile
 
 from orbitrax import events
 from orbitrax.backend import Backend
 from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
+from orbitrax.files import check_target, replaced
 from orbitrax.job import Job
 from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
 from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
@@ -38,6 +36,9 @@ class Task:
 
     def on_event(self, event: events.Event) -> None:
         """Called with each event of the session."""
+
+    def follow(self, backend: Backend, result: Result) -> None:
+        """Called after the job, with the backend that still holds what the job has left."""
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a result that is not to be believed."""
@@ -76,7 +77,6 @@ def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
         output.check()
         task.check()
         result = _calculate(arguments, terminal, output, task)
-        task.judge(result)
         failure = None
     except OrbitraxError as error:
         terminal.end_progress()
@@ -132,6 +132,12 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
         raise UsageError(f"--time-limit {limit}: should be above 0")
     with Backend(arguments.backend, arguments.tables, limit) as backend:
         result = backend.run(job, show, task=task.name)
+        try:
+            task.judge(result)
+            task.follow(backend, result)
+        except OrbitraxError as error:
+            error.partial = result
+            raise
     terminal.end_progress()
     return result
 
@@ -160,9 +166,7 @@ def _judge_scf(result: Result, arguments) -> None:
     other = "--no-diis" if arguments.diis else "--diis"
     text += (f"; try a higher --scf-iterations, {other}, another --level-shift-start, or --uhf for "
              "an open shell")
-    error = NotConverged(text)
-    error.partial = result
-    raise error
+    raise NotConverged(text)
 
 
 def _document(result: Result | None, failure: OrbitraxError | None, task: Task) -> dict:
@@ -187,11 +191,8 @@ class Output:
 
     def check(self) -> None:
         """Refuses a file that cannot be written, before anything is computed."""
-        if self._path is None:
-            return
-        folder = os.path.dirname(self._path) or "."
-        if os.path.isdir(self._path) or not os.access(folder, os.W_OK):
-            raise UsageError(f"{self._path}: no file can be written there")
+        if self._path is not None:
+            check_target(self._path)
 
     def write(self, text: str) -> None:
         """Text for standard output goes at once, text for a file when it is closed."""
@@ -202,32 +203,12 @@ class Output:
             self._parts.append(text)
 
     def close(self) -> None:
-        """Writes the file. What is not an ordinary file (a device, a pipe) is written in place."""
+        """Writes the file."""
         if self._path is None or not self._parts:
             return
         text, self._parts = "".join(self._parts), []
-        try:
-            if os.path.exists(self._path) and not os.path.isfile(self._path):
-                with open(self._path, "w", encoding="utf-8") as file:
-                    file.write(text)
-            else:
-                self._replace(os.path.realpath(self._path), text)
-        except OSError as error:
-            raise OrbitraxError(f"{self._path}: cannot be written: {error.strerror}") from None
-
-    def _replace(self, path: str, text: str) -> None:
-        handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-")
-        try:
-            with open(handle, "w", encoding="utf-8") as file:
-                file.write(text)
-            mask = os.umask(0)
-            os.umask(mask)
-            os.chmod(temporary, 0o666 & ~mask)
-            os.replace(temporary, path)
-        except BaseException:
-            with contextlib.suppress(OSError):
-                os.unlink(temporary)
-            raise
+        with replaced(self._path) as path, open(path, "w", encoding="utf-8") as file:
+            file.write(text)
 
 
 # ---- the summary --------------------------------------------------------------------------------

@@ -2,14 +2,11 @@
 
 from __future__ import annotations
 
-import contextlib
-import os
-import tempfile
-
 import numpy as np
 
 from orbitrax import energy, events
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
+from orbitrax.files import check_target, replaced
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.results import Result
 
@@ -42,9 +39,7 @@ class Optimize(energy.Task):
         for path in (self.arguments.output, self.arguments.trajectory):
             if path is None:
                 continue
-            folder = os.path.dirname(path) or "."
-            if os.path.isdir(path) or not os.access(folder, os.W_OK):
-                raise UsageError(f"{path}: no file can be written there")
+            check_target(path)
         if self.arguments.output is not None:
             _format_of(self.arguments.output)
 
@@ -104,9 +99,7 @@ class Optimize(energy.Task):
         if result.rms_gradient is not None:
             text += (f" (RMS gradient {result.rms_gradient:.5f} kcal/(mol Angstrom), limit "
                      f"{self.arguments.limit:g})")
-        error = NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
-        error.partial = result
-        raise error
+        raise NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
 
     def end(self, result: Result | None) -> None:
         """Closes the trajectory and writes the last structure, converged or not."""
@@ -155,22 +148,9 @@ def _write_structure(path: str, atoms) -> None:
     """Writes a structure; the file appears whole or not at all."""
     import ase.io
 
-    folder = os.path.dirname(os.path.realpath(path))
     try:
-        handle, temporary = tempfile.mkstemp(dir=folder, prefix=".orbitrax-")
-        os.close(handle)
-        try:
-            ase.io.write(temporary, atoms, format=_format_of(path))
-            mask = os.umask(0)
-            os.umask(mask)
-            os.chmod(temporary, 0o666 & ~mask)
-            os.replace(temporary, os.path.realpath(path))
-        except BaseException:
-            with contextlib.suppress(OSError):
-                os.unlink(temporary)
-            raise
-    except OSError as error:
-        raise OrbitraxError(f"{path}: cannot be written: {error.strerror}") from None
+        with replaced(path) as name:
+            ase.io.write(name, atoms, format=_format_of(path))
     except (ValueError, RuntimeError, KeyError, AttributeError, TypeError) as error:
         raise OrbitraxError(f"{path}: cannot be written in this format: {error}") from None
 
