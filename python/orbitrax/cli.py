@@ -11,7 +11,7 @@ from orbitrax.errors import OrbitraxError, UsageError
 
 # Tasks of this program that this version does not have yet.
 UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
-               "plot", "batch", "serve")
+               "batch", "serve")
 
 _INTERRUPTED = 130  # 128 + SIGINT
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
@@ -32,6 +32,15 @@ examples:
   orbitrax optimize examples/caffeine.xyz -m pm3 -o relaxed.xyz
   orbitrax optimize examples/water.xyz -m am1 --limit 0.01 --trajectory path.xyz
   orbitrax optimize examples/ethanol.xyz -m mndo --restrain "stretch 1 2 1.6 k=500"
+"""
+
+
+_PLOT_EXAMPLES = """\
+examples:
+  orbitrax plot examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png
+  orbitrax plot examples/caffeine.xyz -m am1 --potential -o potential.png
+  orbitrax plot examples/benzene.xyz -m pm3 --orbital 15 --plane molecule=1 -o pi.svg
+  orbitrax plot examples/water.xyz -m mndo --density -o density.cube
 """
 
 
@@ -87,12 +96,23 @@ def _run(argv: list[str]) -> int:
         return 2
     if arguments.task == "methods":
         return _methods(arguments)
-    from orbitrax import energy, optimize
+    from orbitrax import energy
 
     terminal = Terminal(arguments)
+    return energy.run(arguments, terminal, _task(arguments, terminal))
+
+
+def _task(arguments, terminal):
+    """The task of the arguments; None for `energy`."""
     if arguments.task == "optimize":
-        return energy.run(arguments, terminal, optimize.Optimize(arguments, terminal))
-    return energy.run(arguments, terminal)
+        from orbitrax.optimize import Optimize
+
+        return Optimize(arguments, terminal)
+    if arguments.task == "plot":
+        from orbitrax.plot import PlotTask
+
+        return PlotTask(arguments, terminal)
+    return None
 
 
 def _usage_failure(argv: list[str], text: str) -> int:
@@ -153,6 +173,18 @@ def build_parser() -> argparse.ArgumentParser:
     _add_output(optimize, "write the final structure there, in the format of its name (xyz, mol, "
                           "pdb, cif, ...)")
 
+    plot = tasks.add_parser(
+        "plot", help="an orbital, a density or the potential, as a picture or a cube file",
+        description="Draws an orbital, a density or the electrostatic potential of one structure, "
+                    "or writes it as a cube file.",
+        epilog=_PLOT_EXAMPLES, formatter_class=formatter, allow_abbrev=False)
+    _add_molecule(plot)
+    _add_plot(plot)
+    _add_scf(plot)
+    _add_restraints(plot)
+    _add_output(plot, "what to write: NAME.cube, or a picture, NAME.png, .svg or .pdf; - prints "
+                      "the cube")
+
     methods = tasks.add_parser("methods",
                                help="the methods, the elements they cover, their sources",
                                description="The methods, the elements they cover, their sources.",
@@ -212,6 +244,35 @@ def _add_search(parser) -> None:
     group.add_argument("--trajectory", metavar="FILE",
                        help="write every report point there as extended xyz, with energy and "
                             "forces in eV and eV/Angstrom")
+
+
+def _add_plot(parser) -> None:
+    group = parser.add_argument_group("plot")
+    what = group.add_mutually_exclusive_group()
+    what.add_argument("--orbital", metavar="NAME",
+                      help="homo (default), lumo, homo-1, lumo+2, ..., or its number from 1")
+    what.add_argument("--density", action="store_true", help="the density of the electrons")
+    what.add_argument("--spin-density", action="store_true",
+                      help="the density of alpha less that of beta electrons")
+    what.add_argument("--potential", action="store_true",
+                      help="the electrostatic potential; a picture shows it on a surface of the "
+                           "density")
+    group.add_argument("--beta", action="store_true", help="the orbital of beta spin")
+    group.add_argument("--squared", action="store_true", help="the orbital squared")
+    group.add_argument("--points", type=int, metavar="N",
+                       help="points along the longest axis (default 80, more in a large molecule)")
+    group.add_argument("--margin", type=float, default=3.0, metavar="A",
+                       help="Angstrom from the outermost atoms to the edge (default 3)")
+    group.add_argument("--plane", metavar="PLANE",
+                       help="contours in a plane: three atoms like 1,2,3, or xy, xz, yz or "
+                            "molecule; =0.5 behind it moves it by so many Angstrom")
+    group.add_argument("--isovalue", type=float, metavar="V",
+                       help="value on the surface (default 0.05 of an orbital, 0.002 of a "
+                            "density, 0.004 of a spin density)")
+    group.add_argument("--view", metavar="A,E",
+                       help="degrees by which the molecule is turned, and seen from above "
+                            "(default 22,28; densities 20,50)")
+    group.add_argument("--width", type=int, metavar="N", help="pixels across (default 1200)")
 
 
 def _add_restraints(parser) -> None:

@@ -214,13 +214,18 @@ class Output:
 # ---- the summary --------------------------------------------------------------------------------
 
 
-def summary(result: Result) -> str:
-    """The results as a person reads them, with units."""
+def heading(result: Result) -> str:
+    """What was calculated, and how."""
     from orbitrax.methods import find_method
 
-    lines = [f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
-             f"{find_method(result.method).title} "
-             f"{result.spin}, charge {result.charge}, multiplicity {result.multiplicity}", ""]
+    return (f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
+            f"{find_method(result.method).title} {result.spin}, charge {result.charge}, "
+            f"multiplicity {result.multiplicity}")
+
+
+def summary(result: Result) -> str:
+    """The results as a person reads them, with units."""
+    lines = [heading(result), ""]
 
     def line(name: str, text: str) -> None:
         lines.append(f"{name:<26}{text}")

@@ -1,0 +1,191 @@
+"""Draws triangles with light on them: an orthographic camera, smooth shading, some see-through.
+
+Numpy alone, a few million points of triangles a second; enough for one picture of a molecule.
+"""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+
+import numpy as np
+
+SUPERSAMPLING = 2  # points drawn for each pixel, in each direction
+
+_CHUNK = 1 << 21  # points looked at together
+_LAYERS = 3  # see-through surfaces shown before one another
+_SAME_SURFACE = 0.02  # Angstrom: what is no deeper than this is the same layer
+
+def _direction(*vector: float) -> np.ndarray:
+    return (np.array(vector) / np.linalg.norm(vector)).astype(np.float32)
+
+
+_KEY_LIGHT, _FILL_LIGHT = _direction(-0.45, 0.6, 0.75), _direction(0.7, -0.1, 0.6)
+_HALFWAY = _direction(*(_KEY_LIGHT + [0, 0, 1]))  # between the light and the viewer
+_AMBIENT, _KEY, _FILL = 0.42, 0.5, 0.14
+_HIGHLIGHT, _SHININESS = 0.35, 45.0
+
+
+@dataclass(eq=False)
+class Mesh:
+    """Triangles: vertices n x 3 in Angstrom, normals n x 3 of length 1, faces m x 3 indices,
+    counter-clockwise seen from outside, colours n x 3 from 0 to 1. Opacity 1 hides what is behind;
+    below that it is the opacity where the surface faces the viewer, more at its rims."""
+
+    vertices: np.ndarray
+    normals: np.ndarray
+    faces: np.ndarray
+    colours: np.ndarray
+    opacity: float = 1.0
+
+
+@dataclass(frozen=True, eq=False)
+class Camera:
+    """rotation: 3 x 3, its rows the directions right, up and towards the viewer. centre: the point
+    in the middle of the picture, Angstrom. scale: pixels per Angstrom. width, height in pixels."""
+
+    rotation: np.ndarray
+    centre: np.ndarray
+    scale: float
+    width: int
+    height: int
+
+
+def draw(meshes: list[Mesh], camera: Camera) -> np.ndarray:
+    """The picture on white: height x width x 3, from 0 to 1."""
+    fine = Camera(camera.rotation, camera.centre, camera.scale * SUPERSAMPLING,
+                  camera.width * SUPERSAMPLING, camera.height * SUPERSAMPLING)
+    picture = np.ones((fine.height * fine.width, 3), dtype=np.float32)
+    depth = np.full(fine.height * fine.width, -np.inf, dtype=np.float32)
+    solid = _Scene([mesh for mesh in meshes if mesh.opacity >= 1], fine)
+    seen = solid.nearest(np.full_like(depth, np.inf), depth)
+    picture[seen.pixels] = solid.shade(seen)[0]
+    depth[seen.pixels] = seen.depth
+
+    clear = _Scene([mesh for mesh in meshes if mesh.opacity < 1], fine)
+    layers, front = [], np.full_like(depth, np.inf)
+    for _ in range(_LAYERS):
+        seen = clear.nearest(front, depth)
+        if len(seen.pixels) == 0:
+            break
+        layers.append((seen.pixels, *clear.shade(seen)))
+        front = np.full_like(depth, -np.inf)
+        front[seen.pixels] = seen.depth - _SAME_SURFACE
+    for pixels, colour, opacity in reversed(layers):
+        picture[pixels] += opacity[:, None] * (colour - picture[pixels])
+    shape = (camera.height, SUPERSAMPLING, camera.width, SUPERSAMPLING, 3)
+    return picture.reshape(shape).mean(axis=(1, 3))
+
+
+@dataclass(eq=False)
+class _Fragments:
+    """Points of triangles on pixels: pixel and triangle numbers, weights of the second and third
+    corner, depth towards the viewer."""
+
+    pixels: np.ndarray
+    faces: np.ndarray
+    second: np.ndarray
+    third: np.ndarray
+    depth: np.ndarray
+
+    def take(self, which) -> _Fragments:
+        return _Fragments(self.pixels[which], self.faces[which], self.second[which],
+                          self.third[which], self.depth[which])
+
+
+class _Scene:
+    """Meshes as a camera sees them."""
+
+    def __init__(self, meshes: list[Mesh], camera: Camera):
+        offsets = np.cumsum([0, *(len(mesh.vertices) for mesh in meshes)])
+        vertices = np.concatenate([np.zeros((0, 3)), *(mesh.vertices for mesh in meshes)])
+        seen = (vertices - camera.centre) @ camera.rotation.T
+        self._x = (camera.width / 2 + camera.scale * seen[:, 0]).astype(np.float32)
+        self._y = (camera.height / 2 - camera.scale * seen[:, 1]).astype(np.float32)
+        self._z = seen[:, 2].astype(np.float32)
+        self._faces = np.concatenate([np.zeros((0, 3), int),
+                                      *(m.faces + o for m, o in zip(meshes, offsets))])
+        self._normals = np.concatenate([np.zeros((0, 3)), *(m.normals for m in meshes)])
+        self._normals = (self._normals @ camera.rotation.T).astype(np.float32)
+        self._colours = np.concatenate([np.zeros((0, 3), np.float32),
+                                        *(np.float32(m.colours) for m in meshes)])
+        self._opacity = np.repeat([m.opacity for m in meshes],
+                                  [len(m.vertices) for m in meshes]).astype(np.float32)
+        self._all = self._fragments(camera.width, camera.height)
+
+    def nearest(self, front: np.ndarray, back: np.ndarray) -> _Fragments:
+        """What is seen of it between two depths, each given for every pixel."""
+        found = self._all
+        between = np.flatnonzero((found.depth < front[found.pixels])
+                                 & (found.depth > back[found.pixels]))
+        best = np.full(len(front), -1)
+        best[found.pixels[between]] = between  # they come by rising depth, and the last one stays
+        return found.take(best[best >= 0])
+
+    def shade(self, seen: _Fragments) -> tuple[np.ndarray, np.ndarray]:
+        """Colours, n x 3, and opacities, n."""
+        corners = self._faces[seen.faces]
+
+        def mix(quantity):
+            mixed = quantity[corners[:, 0]] * (1 - seen.second - seen.third)[:, None]
+            mixed += quantity[corners[:, 1]] * seen.second[:, None]
+            mixed += quantity[corners[:, 2]] * seen.third[:, None]
+            return mixed
+
+        normal = mix(self._normals)
+        normal /= np.maximum(np.linalg.norm(normal, axis=1, keepdims=True), 1e-6)
+        light = (_AMBIENT + _KEY * np.maximum(normal @ _KEY_LIGHT, 0)
+                 + _FILL * np.maximum(normal @ _FILL_LIGHT, 0))
+        highlight = _HIGHLIGHT * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS
+        colour = np.clip(mix(self._colours) * light[:, None] + highlight[:, None], 0, 1)
+        facing = self._opacity[corners[:, 0]]
+        rim = 1 - np.abs(normal[:, 2])
+        opacity = np.clip(facing + (1 - facing) * (rim ** 2 + highlight), 0, 1)
+        return colour, opacity
+
+    # ---- from triangles to pixels ---------------------------------------------------------------
+
+    def _fragments(self, width: int, height: int) -> _Fragments:
+        """All pixels whose middle lies within a triangle that faces the viewer, by depth."""
+        x, y = self._x[self._faces], self._y[self._faces]
+        area = ((x[:, 1] - x[:, 0]) * (y[:, 2] - y[:, 0])
+                - (x[:, 2] - x[:, 0]) * (y[:, 1] - y[:, 0]))
+        left = np.clip(np.ceil(x.min(axis=1) - 0.5), 0, width).astype(int)
+        right = np.clip(np.floor(x.max(axis=1) - 0.5) + 1, 0, width).astype(int)
+        top = np.clip(np.ceil(y.min(axis=1) - 0.5), 0, height).astype(int)
+        bottom = np.clip(np.floor(y.max(axis=1) - 0.5) + 1, 0, height).astype(int)
+        count = np.maximum(right - left, 0) * np.maximum(bottom - top, 0)
+        faces = np.flatnonzero((area < 0) & (count > 0))  # y runs down, which turns them round
+        parts, begin = [], 0
+        running = np.cumsum(count[faces])
+        while begin < len(faces):
+            end = max(begin + 1, int(np.searchsorted(
+                running, (running[begin - 1] if begin else 0) + _CHUNK)))
+            some = faces[begin:end]
+            parts.append(self._points(some, left[some], top[some], (right - left)[some],
+                                      count[some], width))
+            begin = end
+        if not parts:
+            none = np.zeros(0, np.float32)
+            return _Fragments(none.astype(int), none.astype(int), none, none, none)
+        whole = _Fragments(*(np.concatenate([getattr(part, name) for part in parts]) for name in
+                             ("pixels", "faces", "second", "third", "depth")))
+        return whole.take(np.argsort(whole.depth, kind="stable"))
+
+    def _points(self, faces, left, top, columns, count, width) -> _Fragments:
+        """The pixels of the rectangles round some triangles that lie within them."""
+        which = np.repeat(np.arange(len(faces)), count)
+        place = np.arange(len(which)) - np.repeat(np.cumsum(count) - count, count)
+        column = left[which] + place % columns[which]
+        row = top[which] + place // columns[which]
+        a, b, c = (self._faces[faces, corner] for corner in range(3))
+        x, y, z = self._x, self._y, self._z
+        bx, by, cx, cy = x[b] - x[a], y[b] - y[a], x[c] - x[a], y[c] - y[a]
+        inverse = 1 / (bx * cy - cx * by)
+        px = column + np.float32(0.5) - x[a][which]
+        py = row + np.float32(0.5) - y[a][which]
+        second = px * (cy * inverse)[which] - py * (cx * inverse)[which]
+        third = py * (bx * inverse)[which] - px * (by * inverse)[which]
+        hit = (second >= 0) & (third >= 0) & (second + third <= 1)
+        which, second, third = which[hit], second[hit], third[hit]
+        depth = z[a][which] + second * (z[b] - z[a])[which] + third * (z[c] - z[a])[which]
+        return _Fragments(row[hit] * width + column[hit], faces[which], second, third, depth)
