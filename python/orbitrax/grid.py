@@ -20,6 +20,7 @@ _ABOVE_LUMO, _BELOW_HOMO, _NUMBER = range(3)  # ways to name an orbital, as on t
 BOHR_PER_ANGSTROM = np.float32(1.889726)  # with which the backend takes points and atoms in
 MARGIN = 3.0  # Angstrom from the outermost atoms to the edge of the grid
 POINTS = 80  # along the longest axis, unless that makes steps longer than
+PLANE_POINTS = 200  # of a single plane
 LONGEST_STEP = 0.15  # Angstrom
 
 _OCCUPIED, _DOUBLY = 0.01, 1.5  # electrons above which an orbital counts as occupied, as doubly so
@@ -196,9 +197,10 @@ def plane_through(positions: np.ndarray, text: str, margin: float = MARGIN,
     text: three atoms counted from 1, "1,2,3"; two axes, "xy", "xz" or "yz", through the zero of the
     third; "molecule", the plane to which the atoms are nearest. "=0.5" behind it moves it by so
     many Angstrom along its normal, or puts it there on the third axis. Rows run from the first atom
-    to the second. points as for `box_around`.
+    to the second. points: how many along the longer side, 200 when None.
     """
     _check(margin, points)
+    points = PLANE_POINTS if points is None else points
     origin, right, up = _plane(positions, text)
     seen = (positions - origin) @ np.stack((right, up)).T
     low, high = seen.min(axis=0) - margin, seen.max(axis=0) + margin
@@ -315,3 +317,11 @@ class Grid:
     def is_zero(self) -> bool:
         """Whether there is nothing to see anywhere."""
         return not np.any(np.abs(self.values) > 1e-7)
+
+    @property
+    def largest_at_edge(self) -> float:
+        """The largest absolute value on the outer faces of a box, of the density beside a
+        potential: a surface at a lower value is cut there."""
+        values = self.values if self.density is None else self.density
+        faces = [np.take(values, index, axis) for axis in range(3) for index in (0, -1)]
+        return max(float(np.abs(face).max()) for face in faces)

@@ -10,8 +10,8 @@ import numpy as np
 from orbitrax.elements import SYMBOLS
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.geometry import find_bonds
-from orbitrax.grid import (DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
-                           SPIN_DENSITY, Grid)
+from orbitrax.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
+                           SPIN_DENSITY, Grid, principal_axes)
 from orbitrax.molecule import formula_of
 
 FORMATS = ("png", "svg", "pdf")
@@ -25,13 +25,19 @@ _FIRST_CONTOURS = {ORBITAL: 0.01, ORBITAL_SQUARED: 0.0001, DENSITY: 0.002, SPIN_
 _MOST_CONTOURS = 8
 _LAST_POTENTIAL = 0.64  # hartree: contours round the nuclei end there
 
-_VIEWS = {DENSITY: (20, 50), POTENTIAL: (20, 50)}  # azimuth and elevation in degrees
-_USUAL_VIEW = (22, 28)
+# Azimuth and elevation in degrees: from the side where the molecule's plane is a node, so that both
+# lobes are seen, else from above.
+_SIDE, _ABOVE = (22.0, 36.0), (22.0, 52.0)
+_NEAR_PLANE = 0.2  # Angstrom
+_NODE = 0.25  # less of an orbital's square than this so near the plane means a node
 
 _KCAL_PER_HARTREE = 627.5095
 WIDTH = 1200  # pixels
 _INCHES = 6.0  # width of a picture where pixels do not count
 _SCALE = 0.1  # height of the scale of colours, by the width
+_SUBSCRIPTS = str.maketrans("0123456789", "₀₁₂₃₄₅₆₇₈₉")
+_TITLE = 0.4  # inches
+_SPACE = 0.5  # Angstrom round contours and atoms
 _IN_PLANE = 0.3  # Angstrom: atoms this near to a plane lie in it
 _SHOWN = 1.6  # Angstrom: atoms farther from a plane are left out
 
@@ -96,7 +102,7 @@ def surface(grid: Grid, isovalue: float | None = None,
         raise CalculationFailed(_nothing_to_see(grid, level))
     meshes += scene.molecule(grid.numbers, grid.positions)
     picture = scene.image(meshes, grid.positions,
-                          view or _VIEWS.get(grid.plot.kind, _USUAL_VIEW), width)
+                          view or _usual_view(grid), width)
     height = picture.shape[0]
     whole = height + (round(_SCALE * width) if paint else 0)
     figure = _matplotlib().figure.Figure((_INCHES, _INCHES * whole / width),
@@ -107,6 +113,22 @@ def surface(grid: Grid, isovalue: float | None = None,
     if paint:
         paint.scale(figure, 1 - height / whole)
     return figure
+
+
+def _usual_view(grid: Grid) -> tuple[float, float]:
+    """Azimuth and elevation from which most is seen."""
+    if grid.plot.kind in (DENSITY, POTENTIAL):
+        return _ABOVE
+    frame, values = grid.frame, grid.values
+    normal = principal_axes(grid.positions)[2]
+    places = frame.first / float(BOHR_PER_ANGSTROM) - grid.positions.mean(axis=0)
+    heights = places @ normal + sum(
+        np.multiply.outer(np.arange(count), step @ normal / float(BOHR_PER_ANGSTROM)).reshape(
+            [-1 if axis == i else 1 for i in range(3)])
+        for axis, (count, step) in enumerate(zip(values.shape, frame.steps)))
+    weights = values.astype(float) ** (2 if grid.plot.kind == ORBITAL else 1)
+    near = np.abs(weights[np.abs(heights) < _NEAR_PLANE]).sum()
+    return _SIDE if near < _NODE * np.abs(weights).sum() else _ABOVE
 
 
 def _nothing_to_see(grid: Grid, level: float) -> str:
@@ -139,8 +161,8 @@ class _Paint:
 
     def scale(self, figure, share: float) -> None:
         """The scale of colours in the lowest `share` of a figure."""
-        bar = figure.colorbar(self._map, cax=figure.add_axes([0.3, 0.62 * share, 0.4, 0.17 * share]),
-                              orientation="horizontal")
+        axes = figure.add_axes([0.3, 0.62 * share, 0.4, 0.17 * share])
+        bar = figure.colorbar(self._map, cax=axes, orientation="horizontal")
         bar.set_ticks([-self._most, 0, self._most])
         bar.outline.set_linewidth(0.4)
         bar.ax.tick_params(labelsize=8, length=2, width=0.4)
@@ -169,26 +191,50 @@ def contours(grid: Grid, width: int = WIDTH):
     frame = grid.frame
     x, y = (np.arange(count) * np.linalg.norm(step) for count, step in
             zip(frame.counts, (frame.column, frame.row)))
-    figure = matplotlib.figure.Figure((_INCHES, 0.7 + 0.85 * _INCHES * min(1.4, y[-1] / x[-1])),
-                                      dpi=width / _INCHES, layout="constrained")
-    axes = figure.add_subplot(aspect="equal")
+    left, right, low, high = _shown_part(grid, x, y, lines[0])
+    shape = min(max((high - low) / (right - left), 0.4), 1.4)
+    figure = matplotlib.figure.Figure((_INCHES, _TITLE + _INCHES * shape), dpi=width / _INCHES)
+    share = _INCHES * shape / (_TITLE + _INCHES * shape)
+    axes = figure.add_axes([0.02, 0.02, 0.96, share - 0.02], aspect="equal")
+    axes.set_axis_off()
+    axes.set(xlim=(left, right), ylim=(low, high))
     values = grid.values[:, :, 0].T
     ends = np.array([*(-lines[::-1]), *lines])
     shades = matplotlib.colors.LinearSegmentedColormap.from_list(
         "signs", [scene.NEGATIVE, (1, 1, 1), scene.POSITIVE])
-    steps = np.linspace(0.62, 1, len(lines))
+    steps = np.linspace(0.6, 0.95, len(lines))
     colours = [*shades(1 - steps[::-1]), (1, 1, 1, 1), *shades(steps)]
     axes.contourf(x, y, values, [-np.inf, *ends, np.inf], colors=colours)
     for sign, colour, style in ((1, scene.POSITIVE, "solid"), (-1, scene.NEGATIVE, "dashed")):
         axes.contour(x, y, values, np.sort(sign * lines), linewidths=0.8, linestyles=style,
                      colors=[tuple(0.75 * c for c in colour)])
     _molecule_in_plane(axes, grid)
-    axes.set_xlabel("Å")
-    axes.set_ylabel("Å")
-    axes.set_title(f"{grid.title}, {grid.method}", fontsize=11)
-    axes.text(0, -0.11, f"contours from ±{lines[0]:g}, doubling", transform=axes.transAxes,
-              fontsize=7, color="0.4")
+    figure.suptitle(f"{_formula(grid).translate(_SUBSCRIPTS)}   "
+                    f"{grid.title.replace('(-', '(−').replace(' -', ' −')}, {grid.method}",
+                    fontsize=11)
+    _scale_bar(axes, left, low, f"1 Å;  contours from {'±' if grid.plot.signed else ''}"
+                                f"{lines[0]:g}, doubling")
     return figure
+
+
+def _shown_part(grid: Grid, x: np.ndarray, y: np.ndarray, least: float) -> tuple:
+    """Left, right, low and high end of what has contours or atoms, and some space."""
+    columns, rows = np.nonzero(np.abs(grid.values[:, :, 0]) >= least)
+    spots, strength = _seen_atoms(grid)
+    spots = spots[strength > 0]
+    ends = []
+    for lengths, found, atoms in ((x, columns, spots[:, 0]), (y, rows, spots[:, 1])):
+        places = np.concatenate((lengths[found], atoms))
+        ends += [max(places.min() - _SPACE, lengths[0]), min(places.max() + _SPACE, lengths[-1])]
+    return tuple(ends)
+
+
+def _scale_bar(axes, left: float, low: float, text: str) -> None:
+    """A bar one Angstrom long in the lower left corner, and a text beside it."""
+    start, height = left + 0.1, low + 0.15
+    axes.plot([start, start + 1], [height, height], color="0.25", linewidth=1.5, clip_on=False)
+    axes.annotate(text, (start + 1, height), (4, 0), textcoords="offset points", fontsize=7,
+                  color="0.25", va="center")
 
 
 def _contour_values(grid: Grid) -> np.ndarray:
@@ -201,17 +247,22 @@ def _contour_values(grid: Grid) -> np.ndarray:
     return first * 2.0 ** np.arange(min(int(math.log2(most / first)) + 1, _MOST_CONTOURS))
 
 
-def _molecule_in_plane(axes, grid: Grid) -> None:
-    """Bonds and atoms, faint where they are out of the plane, seen from where rows run to the right
-    and columns up."""
-    matplotlib = _matplotlib()
+def _seen_atoms(grid: Grid) -> tuple[np.ndarray, np.ndarray]:
+    """Where the atoms are drawn, n x 2, Angstrom along rows and columns, and how strongly: fully in
+    the plane, faintly near it, 0 farther away."""
     frame = grid.frame
     right, up = (v / np.linalg.norm(v) for v in (frame.column.astype(float),
                                                  frame.row.astype(float)))
     place = grid.positions - frame.origin
     height = np.abs(place @ np.cross(right, up))
-    spots = place @ np.stack((right, up)).T
     strength = np.where(height <= _IN_PLANE, 1.0, 0.35) * (height <= _SHOWN)
+    return place @ np.stack((right, up)).T, strength * (grid.numbers > 0)
+
+
+def _molecule_in_plane(axes, grid: Grid) -> None:
+    """Bonds and atoms as seen from where rows run to the right and columns up."""
+    matplotlib = _matplotlib()
+    spots, strength = _seen_atoms(grid)
     halo = [matplotlib.patheffects.withStroke(linewidth=2.5, foreground="white")]
     for i, neighbours in enumerate(find_bonds(grid.numbers, grid.positions)):
         for j in neighbours:
@@ -219,6 +270,6 @@ def _molecule_in_plane(axes, grid: Grid) -> None:
                 axes.plot(*spots[[i, j]].T, color="0.15", linewidth=2.2, zorder=4,
                           alpha=min(strength[i], strength[j]), solid_capstyle="round")
     for number, spot, alpha in zip(grid.numbers, spots, strength):
-        if alpha and number > 0:
+        if alpha:
             axes.text(*spot, SYMBOLS[number], ha="center", va="center", fontsize=12, zorder=5,
                       fontweight="bold", alpha=alpha, path_effects=halo, clip_on=True)

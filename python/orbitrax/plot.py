@@ -131,6 +131,9 @@ class PlotTask(energy.Task):
         given = self.arguments
         if given.plane is None:
             self._isovalue = given.isovalue or picture.ISOVALUES[self._plot.kind]
+            if self._grid.largest_at_edge > self._isovalue:
+                self.terminal.warning("the surface reaches the edge of the grid and is cut there; "
+                                      "choose a larger --margin or --isovalue")
         picture.save(self._grid, given.output, name, self._isovalue, self._view,
                      given.width or picture.WIDTH)
 

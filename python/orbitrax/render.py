@@ -21,7 +21,7 @@ def _direction(*vector: float) -> np.ndarray:
 
 _KEY_LIGHT, _FILL_LIGHT = _direction(-0.45, 0.6, 0.75), _direction(0.7, -0.1, 0.6)
 _HALFWAY = _direction(*(_KEY_LIGHT + [0, 0, 1]))  # between the light and the viewer
-_AMBIENT, _KEY, _FILL = 0.42, 0.5, 0.14
+_AMBIENT, _KEY, _FILL = 0.5, 0.45, 0.14
 _HIGHLIGHT, _SHININESS = 0.35, 45.0
 
 
