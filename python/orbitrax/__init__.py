@@ -31,6 +31,8 @@ _HOMES = {
     "from_smiles": "molecule",
     "plane_through": "grid",
     "read_molecule": "molecule",
+    "slater_basis": "basis",
+    "write_molden": "molden",
 }
 
 __all__ = ["__version__", *sorted(_HOMES)]
