@@ -32,6 +32,7 @@ _HOMES = {
     "plane_through": "grid",
     "read_molecule": "molecule",
     "slater_basis": "basis",
+    "to_cclib": "cclib_data",
     "write_molden": "molden",
 }
 

@@ -8,6 +8,7 @@ import sys
 
 from orbitrax import __version__
 from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.files import is_molden
 
 # Tasks of this program that this version does not have yet.
 UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
@@ -108,7 +109,7 @@ def _task(arguments, terminal):
         from orbitrax.optimize import Optimize
 
         return Optimize(arguments, terminal)
-    if arguments.task == "plot":
+    if arguments.task == "plot" and not is_molden(arguments.output):
         from orbitrax.plot import PlotTask
 
         return PlotTask(arguments, terminal)
@@ -160,7 +161,8 @@ def build_parser() -> argparse.ArgumentParser:
     _add_molecule(energy)
     _add_scf(energy)
     _add_restraints(energy)
-    _add_output(energy, "write there what would be printed")
+    _add_output(energy, "write there what would be printed, or NAME.molden: the orbitals, for "
+                        "programs that show them")
 
     optimize = tasks.add_parser(
         "optimize", help="the nearest structure of lowest energy",
@@ -171,7 +173,7 @@ def build_parser() -> argparse.ArgumentParser:
     _add_restraints(optimize)
     _add_scf(optimize)
     _add_output(optimize, "write the final structure there, in the format of its name (xyz, mol, "
-                          "pdb, cif, ...)")
+                          "pdb, cif, ...; molden: with its orbitals)")
 
     plot = tasks.add_parser(
         "plot", help="an orbital, a density or the potential, as a picture or a cube file",
@@ -183,7 +185,7 @@ def build_parser() -> argparse.ArgumentParser:
     _add_scf(plot)
     _add_restraints(plot)
     _add_output(plot, "what to write: NAME.cube, or a picture, NAME.png, .svg or .pdf; - prints "
-                      "the cube")
+                      "the cube; NAME.molden: all orbitals, for other programs to plot")
 
     methods = tasks.add_parser("methods",
                                help="the methods, the elements they cover, their sources",
@@ -294,6 +296,9 @@ def _add_output(parser, output: str) -> None:
     group.add_argument("--log-level", type=int, default=0, metavar="N",
                        help="1 to 9 choose what the report shows beside the results (default 0)")
     group.add_argument("-o", "--output", metavar="FILE", help=output)
+    group.add_argument("--molden-raw", action="store_true",
+                       help="in NAME.molden the orbitals as the method has them, instead of made "
+                            "orthonormal in space by S^-1/2")
     group.add_argument("-q", "--quiet", action="store_true",
                        help="no progress, no warnings, no summary")
     group.add_argument("--color", choices=("auto", "always", "never"), default="auto",
@@ -334,7 +339,8 @@ class Terminal:
         choice = arguments.color
         self._color = choice == "always" or (
             choice == "auto" and self._terminal and not os.environ.get("NO_COLOR"))
-        shares = arguments.log and not arguments.output and sys.stdout.isatty()
+        to_file = arguments.output and not is_molden(arguments.output)
+        shares = arguments.log and not to_file and sys.stdout.isatty()
         self._live = self._terminal and not self._quiet and not shares
         self._status = None
 

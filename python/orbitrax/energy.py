@@ -9,7 +9,7 @@ from orbitrax import events
 from orbitrax.backend import Backend
 from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
 from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
 from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
@@ -22,7 +22,8 @@ class Task:
 
     def __init__(self, arguments, terminal: Terminal):
         self.arguments, self.terminal = arguments, terminal
-        self.text_file = arguments.output  # where the text goes that would be printed
+        # Where the text goes that would be printed.
+        self.text_file = None if is_molden(arguments.output) else arguments.output
 
     def check(self) -> None:
         """Refuses what cannot be done, before anything is computed."""
@@ -75,6 +76,7 @@ def run(arguments, terminal: Terminal, task: Task | None = None) -> int:
 def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
     try:
         output.check()
+        _check_orbital_file(arguments)
         task.check()
         result = _calculate(arguments, terminal, output, task)
         failure = None
@@ -114,7 +116,8 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
               convergence_limit=arguments.scf_limit, iteration_limit=arguments.scf_iterations,
               diis=arguments.diis, overlap_sigma=arguments.sigma, overlap_pi=arguments.pi,
               level_shift_start=arguments.level_shift_start, log_level=arguments.log_level,
-              restraints=arguments.restrain, **task.settings())
+              restraints=arguments.restrain, send_eigenvectors=is_molden(arguments.output),
+              **task.settings())
     task.begin(job)
     if job.selection is not None and molecule.point_charges is None:
         terminal.warning("the atoms outside the selection carry no charges in this file and have "
@@ -133,6 +136,8 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
     with Backend(arguments.backend, arguments.tables, limit) as backend:
         result = backend.run(job, show, task=task.name)
         try:
+            if is_molden(arguments.output):
+                _write_orbitals(arguments, backend, job, result)
             task.judge(result)
             task.follow(backend, result)
         except OrbitraxError as error:
@@ -140,6 +145,29 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
             raise
     terminal.end_progress()
     return result
+
+
+def _check_orbital_file(arguments) -> None:
+    """Refuses what a Molden file cannot be or hold, before anything is computed."""
+    path = arguments.output
+    if not is_molden(path):
+        if arguments.molden_raw:
+            raise UsageError("--molden-raw says how to write a Molden file; give it a name with "
+                             "-o NAME.molden")
+        return
+    check_target(path)
+    for name in ("orbital", "density", "spin_density", "potential", "beta", "squared", "points",
+                 "plane", "isovalue", "view", "width"):
+        if getattr(arguments, name, None):
+            raise UsageError(f"{path}: a Molden file holds all orbitals and no grid; leave out "
+                             f"--{name.replace('_', '-')}")
+
+
+def _write_orbitals(arguments, backend: Backend, job: Job, result: Result) -> None:
+    from orbitrax.molden import write_molden
+
+    write_molden(arguments.output, job, result, backend.parameters(job.method),
+                 arguments.molden_raw)
 
 
 def _molecule(arguments) -> Molecule:

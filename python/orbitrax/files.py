@@ -17,6 +17,11 @@ def check_target(path: str) -> None:
         raise UsageError(f"{path}: no file can be written there")
 
 
+def is_molden(path: str | None) -> bool:
+    """Whether a file of this name holds orbitals in the Molden format."""
+    return path is not None and path.lower().endswith(".molden")
+
+
 @contextlib.contextmanager
 def replaced(path: str) -> Iterator[str]:
     """Gives the name of a file to write; when the block has ended well, that file takes the place

@@ -6,7 +6,7 @@ import numpy as np
 
 from orbitrax import energy, events
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.results import Result
 
@@ -40,8 +40,13 @@ class Optimize(energy.Task):
             if path is None:
                 continue
             check_target(path)
-        if self.arguments.output is not None:
-            _format_of(self.arguments.output)
+        if self._structure_file is not None:
+            _format_of(self._structure_file)
+
+    @property
+    def _structure_file(self) -> str | None:
+        """A Molden file is written with the orbitals, by what all tasks share."""
+        return None if is_molden(self.arguments.output) else self.arguments.output
 
     def begin(self, job: Job) -> None:
         """Opens the trajectory."""
@@ -105,8 +110,8 @@ class Optimize(energy.Task):
         """Closes the trajectory and writes the last structure, converged or not."""
         if self._trajectory is not None:
             self._trajectory.close()
-        if self.arguments.output is not None and self._positions is not None:
-            _write_structure(self.arguments.output, self._atoms())
+        if self._structure_file is not None and self._positions is not None:
+            _write_structure(self._structure_file, self._atoms())
 
     def block(self, result: Result | None) -> dict:
         """The entry `optimize` of the JSON document."""

@@ -99,7 +99,8 @@ def test_an_element_without_functions_is_refused(water):
 
 @pytest.mark.parametrize("method,settings", [
     ("am1", {}), ("zindos", {}), ("cndo", {"charge": 1, "multiplicity": 2}),
-    ("pm3", {"charge": 1, "multiplicity": 2, "unrestricted": True}), ("mindo3", {"multiplicity": 3})])
+    ("pm3", {"charge": 1, "multiplicity": 2, "unrestricted": True}),
+    ("mindo3", {"multiplicity": 3})])
 def test_eigenvectors_are_orthonormal_and_hold_the_populations(examples, method, settings):
     """The populations come from the density, by another way."""
     job = Job(read_molecule(str(examples / "formaldehyde.xyz")), method, send_eigenvectors=True,
