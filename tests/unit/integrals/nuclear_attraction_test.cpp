@@ -29,41 +29,13 @@ double Potential(double r, int nA, int nTypeA, double dZetaA, int nB, int nTypeB
                      kMagnetic[nTypeB], dZetaB);
 }
 
-/// The shells of a radial integral, broken where the charge is.
-Rule RadialRule(double R, double dDecay) {
-    Rule rule;
-    for (int nPart = 1; nPart <= 10; ++nPart) {  // within R, where exp(-dDecay r) is not dead
-        const double a = R * (nPart - 1) / 10.0, b = R * nPart / 10.0;
-        if (dDecay * a < 120.0) rule.Append(GaussLegendre(14, a, b));
-    }
-    if (dDecay * R < 120.0) rule.Append(DecayingRule(R, dDecay));
-    return rule;
-}
-
-/// The integral from the orbitals' values in space. On a shell of radius t the distance s to the
-/// charge takes the place of the polar angle: cos theta = (t^2 + R^2 - s^2) / (2 t R), and 1/s
-/// goes with the volume element, t^2 sin theta dtheta = t s ds / R.
 double ByQuadrature(double R, int nA, int nTypeA, double dZetaA, int nB, int nTypeB,
                     double dZetaB) {
-    const Rule radial = RadialRule(R, dZetaA + dZetaB), unit = GaussLegendre(8, -1.0, 1.0);
-    constexpr int kAzimuth = 5;
-    double dSum = 0.0;
-    for (std::size_t i = 0; i < radial.Node.size(); ++i) {
-        const double t = radial.Node[i], dFrom = std::abs(t - R), dTo = t + R;
-        for (std::size_t j = 0; j < unit.Node.size(); ++j) {
-            const double s = 0.5 * (dFrom + dTo) + 0.5 * (dTo - dFrom) * unit.Node[j];
-            const double z = (t * t + R * R - s * s) / (2.0 * R);
-            const double rho = std::sqrt(std::max(0.0, t * t - z * z));
-            for (int k = 0; k < kAzimuth; ++k) {
-                const double phi = 2.0 * 3.141592653589793 * (k + 0.3) / kAzimuth;
-                const double x = rho * std::cos(phi), y = rho * std::sin(phi);
-                dSum += radial.Weight[i] * unit.Weight[j] * 0.5 * (dTo - dFrom) * t / R * 2.0 *
-                        3.141592653589793 / kAzimuth * SlaterOrbital(nA, dZetaA, nTypeA, x, y, z) *
-                        SlaterOrbital(nB, dZetaB, nTypeB, x, y, z);
-            }
-        }
-    }
-    return dSum;
+    const double vR[3] = {0.0, 0.0, R};
+    return IntegrateOverDistance(vR, dZetaA + dZetaB, 5, [&](double x, double y, double z) {
+        return SlaterOrbital(nA, dZetaA, nTypeA, x, y, z) *
+               SlaterOrbital(nB, dZetaB, nTypeB, x, y, z);
+    });
 }
 
 class EveryPrincipalPair : public testing::TestWithParam<std::tuple<int, int>> {
