@@ -66,4 +66,24 @@ void FillPotentialRow(const PotentialField& field, const double* pStart, const d
     }
 }
 
+void PlotPotential(float* pGrid) {
+    const auto nRows = static_cast<std::size_t>(std::max(options.nGridRows, 0));
+    const auto nColumns = static_cast<std::size_t>(std::max(options.nGridCols, 0));
+    if (system.MethodId == kExtendedHueckel) {
+        Warn(kMsgHuckelPotential);
+        std::fill_n(pGrid, nRows * nColumns, 0.0F);
+        return;
+    }
+    const PotentialField field = BuildPotentialField();
+    for (std::size_t nRow = 0; nRow < nRows; ++nRow) {
+        double dStart[3], dStep[3];
+        for (int c = 0; c < 3; ++c) {
+            dStep[c] = static_cast<double>(options.flPlotGrid[3 + c]);
+            dStart[c] = static_cast<double>(options.flPlotGrid[c]) +
+                        static_cast<double>(nRow) * static_cast<double>(options.flPlotGrid[6 + c]);
+        }
+        FillPotentialRow(field, dStart, dStep, options.nGridCols, pGrid + nRow * nColumns);
+    }
+}
+
 }  // namespace qsolve

@@ -26,4 +26,9 @@ PotentialField BuildPotentialField();
 void FillPotentialRow(const PotentialField& field, const double* pStart, const double* pStep,
                       int nPoints, float* pRow);
 
+/// Fills one plane of a plot with the potential: options.nGridRows rows of options.nGridCols values
+/// at the points of options.flPlotGrid (first point, step along a row, step from row to row; bohr).
+/// In extended Hueckel there is none: a warning, and zeros. May unwind.
+void PlotPotential(float* pGrid);
+
 }  // namespace qsolve

@@ -230,7 +230,7 @@ void AddPotential(const PotentialSource& source, const AtomDensity& atom, int nP
     FillMonomials(source.nTopRank, strip);
     AddMultipoles(source, strip, vOfAtom);
     for (int c = 0; c < source.nClouds; ++c)
-        if (!(strip.dNearest >= source.pClouds[c].dReach))
+        if (strip.dNearest < source.pClouds[c].dReach)
             AddScreening(source.pClouds[c], strip, vOfAtom);
     for (int k = 0; k < nPoints; ++k) {
         const double r = strip.vDistance[k];

@@ -71,6 +71,15 @@ TEST(PotentialSource, OfEqualExponentsHasOneCloud) {
     EXPECT_NEAR(source.At(1.1, -0.7, 0.4), 5.0 / r - AttractionOfDensity(atom, v, r), 1e-12);
 }
 
+TEST(PotentialSource, OfEqualExponentsKeepsPrincipalQuantumNumbersApart) {
+    AtomDensity atom = HandMadeAtom(9);
+    for (ShellTerms& shell : atom.Shells) shell = {shell.nPrincipal, 1, {1.35, 0.0}, {1.0, 0.0}};
+    const SourceOfAtom source(atom);
+    EXPECT_EQ(source.Source.nClouds, 3);  // of 4 + 4, 4 + 3 and 3 + 3
+    const double v[3] = {1.1, -0.7, 0.4}, r = std::hypot(1.1, 0.7, 0.4);
+    EXPECT_NEAR(source.At(1.1, -0.7, 0.4), 5.0 / r - AttractionOfDensity(atom, v, r), 1e-12);
+}
+
 TEST(PotentialSource, LeavesOutTheScreeningOnlyWhereItIsNegligible) {
     const SourceOfAtom source(HandMadeAtom(9));
     for (int c = 0; c < source.Source.nClouds; ++c) {

@@ -258,6 +258,70 @@ TEST_F(Potential, OfARowIsThatOfItsPoints) {
                 field, {start[0] + k * step[0], start[1] + k * step[1], start[2] + k * step[2]})));
 }
 
+/// A grid of 3 rows of 5 columns, askew.
+void AskForAGrid() {
+    options.nGridCols = 5;
+    options.nGridRows = 3;
+    const float flGrid[9] = {-1.0F, 0.5F, 0.25F, 0.75F, 0.0F, 0.125F, 0.0F, -0.5F, 0.5F};
+    std::copy_n(flGrid, 9, options.flPlotGrid);
+}
+
+TEST_F(Potential, IsPlottedRowByRow) {
+    Run(Water(kAm1));
+    AskForAGrid();
+    std::vector<float> vGrid(16, 7.0F);
+    PlotPotential(vGrid.data());
+    const PotentialField field = BuildPotentialField();
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 5; ++c)
+            EXPECT_FLOAT_EQ(vGrid[static_cast<std::size_t>(5 * r + c)],
+                            static_cast<float>(At(field, {-1.0 + 0.75 * c, 0.5 - 0.5 * r,
+                                                          0.25 + 0.125 * c + 0.5 * r})))
+                << r << " " << c;
+    EXPECT_EQ(vGrid[15], 7.0F);
+}
+
+TEST_F(Potential, OfAGridThatIsNoNumberIsZero) {
+    Run(Water(kAm1));
+    for (float fl :
+         {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
+        AskForAGrid();
+        options.flPlotGrid[1] = fl;
+        std::vector<float> vGrid(15, 7.0F);
+        PlotPotential(vGrid.data());
+        for (float flValue : vGrid) EXPECT_EQ(flValue, 0.0F);
+    }
+    AskForAGrid();
+    options.flPlotGrid[3] = std::numeric_limits<float>::max();
+    std::vector<float> vGrid(15, 7.0F);
+    PlotPotential(vGrid.data());
+    for (float flValue : vGrid) EXPECT_TRUE(std::isfinite(flValue));
+    EXPECT_NE(vGrid[0], 0.0F);
+}
+
+TEST_F(Potential, IsNotAvailableInExtendedHueckel) {
+    Run(Water(kAm1));
+    system.MethodId = kExtendedHueckel;
+    AskForAGrid();
+    std::vector<float> vGrid(16, 7.0F);
+    PlotPotential(vGrid.data());
+    for (std::size_t i = 0; i < 15; ++i) EXPECT_EQ(vGrid[i], 0.0F);
+    EXPECT_EQ(vGrid[15], 7.0F);
+    EXPECT_EQ(client.Warnings().back(),
+              "Sorry, the electrostatic potential is not available in the Extended-Huckel method.");
+}
+
+TEST_F(Potential, OfAnEmptyGridIsNothing) {
+    Run(Water(kAm1));
+    for (const auto& [nRows, nColumns] : {std::pair{0, 5}, {3, 0}, {-1, 5}, {3, -1}}) {
+        options.nGridRows = nRows;
+        options.nGridCols = nColumns;
+        float fl = 7.0F;
+        PlotPotential(&fl);
+        EXPECT_EQ(fl, 7.0F);
+    }
+}
+
 TEST_F(Potential, WithoutMemoryIsRefused) {
     for (long long n : {0, 1, 2}) {
         Run(Water(kAm1));
