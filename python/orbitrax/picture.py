@@ -50,6 +50,12 @@ def format_of(path: str) -> str:
     return suffix
 
 
+def check(path: str) -> None:
+    """Refuses a name that tells no format, and to draw without Matplotlib."""
+    format_of(path)
+    _matplotlib()
+
+
 def save(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
          view: tuple[float, float] | None = None, width: int = WIDTH) -> None:
     """Draws a grid: contours of a plane, surfaces of a box. The name of `path` tells the format;
@@ -206,8 +212,10 @@ def contours(grid: Grid, width: int = WIDTH):
     colours = [*shades(1 - steps[::-1]), (1, 1, 1, 1), *shades(steps)]
     axes.contourf(x, y, values, [-np.inf, *ends, np.inf], colors=colours)
     for sign, colour, style in ((1, scene.POSITIVE, "solid"), (-1, scene.NEGATIVE, "dashed")):
-        axes.contour(x, y, values, np.sort(sign * lines), linewidths=0.8, linestyles=style,
-                     colors=[tuple(0.75 * c for c in colour)])
+        levels = np.sort(sign * lines[lines < np.max(sign * values)])
+        if len(levels):
+            axes.contour(x, y, values, levels, linewidths=0.8, linestyles=style,
+                         colors=[tuple(0.75 * c for c in colour)])
     _molecule_in_plane(axes, grid)
     figure.suptitle(f"{_formula(grid).translate(_SUBSCRIPTS)}   "
                     f"{grid.title.replace('(-', '(−').replace(' -', ' −')}, {grid.method}",

@@ -63,7 +63,10 @@ class PlotTask(energy.Task):
         from orbitrax import picture
 
         given = self.arguments
-        picture.format_of(given.output)
+        if not given.output.lower().endswith(tuple(f".{name}" for name in picture.FORMATS)):
+            raise UsageError(f"{given.output}: its name does not tell what to write; try .cube, "
+                             ".png, .svg or .pdf")
+        picture.check(given.output)
         if given.plane is not None:
             for option in ("isovalue", "view"):
                 if getattr(given, option) is not None:

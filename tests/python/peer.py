@@ -12,7 +12,8 @@ the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "w
 "silence", "unknown type", "wrong length"; first_only, the fault comes in the first process alone;
 refuse_pokes, how many pokes are first not taken; record, a file that receives every payload poked,
 one line of hex each; plot, what a session without calculation does: "normal", "refusal", "warning"
-(and grids), "nan", "short" (a plane less), "long" (a number more).
+(and grids), "nan", "short" (a plane less), "long" (a number more),
+"silence".
 """
 
 import os
@@ -226,6 +227,8 @@ class Peer:
         if told == "refusal":
             yield "send", 9997, b"Unable to graph (43).\0"
             return
+        if told == "silence":
+            time.sleep(60)
         if told == "warning":
             yield "send", 9996, b"The orbital doesn't exist (44).\0"
         for plane in range(planes if told != "short" else planes - 1):

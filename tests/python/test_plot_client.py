@@ -1,4 +1,4 @@
-"""Plots of the client's Backend against a scripted peer: order of the values, and what goes wrong."""
+"""Plots of the client's Backend against a scripted peer: order of the values, what goes wrong."""
 
 import numpy as np
 import pytest
