@@ -1,5 +1,5 @@
-"""An independent reader of Molden files, and integrals over what they hold: overlap by Gauss-Hermite
-quadrature, which is exact for products of Gaussian functions, and values at points."""
+"""An independent reader of Molden files, and integrals over what they hold: overlap by quadrature
+(Gauss-Hermite, exact for products of Gaussian functions), and values at points."""
 
 import re
 from math import gamma, pi, sqrt
