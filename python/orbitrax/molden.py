@@ -23,7 +23,7 @@ from orbitrax.results import Result
 
 EV_PER_HARTREE = 27.211386245988  # CODATA 2018
 
-_WIRE_ROUNDING = 1e-3  # far above that of single precision; beyond it the vectors are no orbitals
+_WIRE_ROUNDING = 1e-4  # far above that of single precision; beyond it the vectors are no orbitals
 _DEPENDENT = 1e-7  # smallest eigenvalue of an overlap matrix whose root is worth anything
 
 
@@ -52,8 +52,7 @@ def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
     """Orbitals by spin, "alpha" and, of an unrestricted calculation, "beta": N x N, row k orbital
     k. As they come if raw, else times S^-1/2.
 
-    What single precision took from their orthonormality on the way is given back first, by the
-    change that is least. Raises UsageError if there are no eigenvectors, or none of this basis.
+    What single precision took from their orthonormality on the way is given back first. Raises UsageError if there are no eigenvectors, or none of this basis.
     """
     vectors = result.eigenvectors
     if not vectors:
@@ -63,16 +62,14 @@ def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
         for matrix in found.values():
             _check_size(matrix, basis)
         return found
-    root = _inverse_root(basis.overlap(result.coordinates),
-                         "the functions of the atoms are too near to linear dependence to make "
-                         "the orbitals orthonormal in space; write the raw ones")
+    root = _inverse_root(basis.overlap(result.coordinates))
     found = {}
     for spin, matrix in vectors.items():
         _check_size(matrix, basis)
-        product = matrix @ matrix.T
-        if np.abs(product - np.eye(len(product))).max() > _WIRE_ROUNDING:
+        excess = matrix @ matrix.T - np.eye(len(matrix))
+        if np.abs(excess).max() > _WIRE_ROUNDING:
             raise OrbitraxError(f"the {spin} eigenvectors are not orthonormal")
-        found[spin] = _inverse_root(product, "") @ matrix @ root
+        found[spin] = (matrix - 0.5 * excess @ matrix) @ root  # (1 + excess)^-1/2, to first order
     return found
 
 
@@ -82,11 +79,12 @@ def _check_size(matrix: np.ndarray, basis: Basis) -> None:
                          f"{' x '.join(map(str, matrix.shape))}: they belong to another job")
 
 
-def _inverse_root(matrix: np.ndarray, complaint: str) -> np.ndarray:
-    """The symmetric M^-1/2: P.-O. Lowdin, J. Chem. Phys. 18, 365 (1950)."""
-    values, vectors = np.linalg.eigh(matrix)
+def _inverse_root(overlap: np.ndarray) -> np.ndarray:
+    """The symmetric S^-1/2: P.-O. Lowdin, J. Chem. Phys. 18, 365 (1950)."""
+    values, vectors = np.linalg.eigh(overlap)
     if values[0] < _DEPENDENT:
-        raise OrbitraxError(complaint)
+        raise OrbitraxError("the functions of the atoms are too near to linear dependence to make "
+                            "the orbitals orthonormal in space; write the raw ones")
     return (vectors / np.sqrt(values)) @ vectors.T
 
 

@@ -1,16 +1,13 @@
-"""Molden files, read back by a reader of the tests' own, by Open Babel, cclib and ASE."""
+"""Molden files, read back by a reader of the tests' own."""
 
-import io
 import os
-import subprocess
-import sys
 
 import numpy as np
 import pytest
 from molden_file import MoldenFile
 from support import ROOT
 
-from orbitrax import Backend, Job, Molecule, from_ase, read_molecule, slater_basis, write_molden
+from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis, write_molden
 from orbitrax.basis import BOHR
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.molden import EV_PER_HARTREE, molden_text, orbitals_in_space
@@ -218,6 +215,18 @@ def test_vectors_that_are_not_orthonormal_are_refused(done):
             molden_text(result, slater_basis(job))
     finally:
         result.eigenvectors = kept
+
+
+def test_functions_in_one_place_have_no_orthonormal_orbitals(done):
+    """The raw orbitals can be written all the same."""
+    job, result = done("water")
+    kept, result.coordinates = result.coordinates, result.coordinates * 1e-5
+    try:
+        with pytest.raises(OrbitraxError, match="linear dependence.*write the raw ones"):
+            molden_text(result, slater_basis(job))
+        assert written(job, result, raw=True).orbitals().shape == (6, 6)
+    finally:
+        result.coordinates = kept
 
 
 def test_a_file_is_written_whole_or_not_at_all(done, tmp_path):
