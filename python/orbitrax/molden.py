@@ -52,7 +52,8 @@ def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
     """Orbitals by spin, "alpha" and, of an unrestricted calculation, "beta": N x N, row k orbital
     k. As they come if raw, else times S^-1/2.
 
-    What single precision took from their orthonormality on the way is given back first. Raises UsageError if there are no eigenvectors, or none of this basis.
+    What single precision took from their orthonormality on the way is given back first. Raises
+    UsageError if there are no eigenvectors, or none of this basis.
     """
     vectors = result.eigenvectors
     if not vectors:
