@@ -13,17 +13,6 @@ namespace {
 /// m of the orbitals of an atom: below 0 the function with the sine.
 constexpr int kMagnetic[kAtomOrbitals] = {0, 1, -1, 0, 0, 1, -1, 2, -2};
 
-ShellTerms TermsOfOrbital(int nOrbital) {
-    ShellTerms terms;
-    terms.nPrincipal = setup.vOrbitalShell[nOrbital];
-    terms.nTerms = setup.vCoef2[nOrbital] != 0.0 ? 2 : 1;
-    terms.dZeta[0] = setup.vZeta1[nOrbital];
-    terms.dZeta[1] = setup.vZeta2[nOrbital];
-    terms.dWeight[0] = terms.nTerms > 1 ? setup.vCoef1[nOrbital] : 1.0;
-    terms.dWeight[1] = setup.vCoef2[nOrbital];
-    return terms;
-}
-
 double IntegralOfPair(const AtomDensity& atom, int i, int j, double r) {
     const int lA = ShellOfOrbital(i), lB = ShellOfOrbital(j), m = kMagnetic[i];
     const ShellTerms &a = atom.Shells[lA], &b = atom.Shells[lB];
@@ -53,6 +42,17 @@ void FillLocalPotential(const AtomDensity& atom, double r, double* mLocalPotenti
 }
 
 }  // namespace
+
+ShellTerms TermsOfOrbital(int nOrbital) {
+    ShellTerms terms;
+    terms.nPrincipal = setup.vOrbitalShell[nOrbital];
+    terms.nTerms = setup.vCoef2[nOrbital] != 0.0 ? 2 : 1;
+    terms.dZeta[0] = setup.vZeta1[nOrbital];
+    terms.dZeta[1] = setup.vZeta2[nOrbital];
+    terms.dWeight[0] = terms.nTerms > 1 ? setup.vCoef1[nOrbital] : 1.0;
+    terms.dWeight[1] = setup.vCoef2[nOrbital];
+    return terms;
+}
 
 AtomDensity DensityOfAtom(int nPosition) {
     AtomDensity atom;

@@ -15,6 +15,9 @@ struct ShellTerms {
     double dWeight[2] = {};
 };
 
+/// The terms of the shell that an orbital, from 0, of the last calculation belongs to.
+ShellTerms TermsOfOrbital(int nOrbital);
+
 struct AtomDensity {
     int nOrbitals = 0;                                    ///< 0, 1, 4 or 9
     ShellTerms Shells[3];                                 ///< s, p, d

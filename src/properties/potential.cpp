@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "link/link.h"
+#include "properties/grid.h"
 #include "setup/job_atoms.h"
 #include "setup/state.h"
 
@@ -75,15 +76,10 @@ void PlotPotential(float* pGrid) {
         return;
     }
     const PotentialField field = BuildPotentialField();
-    for (std::size_t nRow = 0; nRow < nRows; ++nRow) {
-        double dStart[3], dStep[3];
-        for (int c = 0; c < 3; ++c) {
-            dStep[c] = static_cast<double>(options.flPlotGrid[3 + c]);
-            dStart[c] = static_cast<double>(options.flPlotGrid[c]) +
-                        static_cast<double>(nRow) * static_cast<double>(options.flPlotGrid[6 + c]);
-        }
-        FillPotentialRow(field, dStart, dStep, options.nGridCols, pGrid + nRow * nColumns);
-    }
+    WalkGrid(pGrid, field.pSources.Size() + 1,
+             [&](const double* pStart, const double* pStep, int nPoints, float* pValues) {
+                 FillPotentialRow(field, pStart, pStep, nPoints, pValues);
+             });
 }
 
 }  // namespace qsolve

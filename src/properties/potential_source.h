@@ -2,6 +2,7 @@
 
 #include "integrals/integrals.h"
 #include "properties/atom_density.h"
+#include "properties/grid.h"
 
 /// The potential of one atom as a sum over multipoles, prepared once for many points. Polynomials
 /// in the vector R from the atom are kept by the coefficients of their monomials; atomic units.
@@ -47,9 +48,6 @@ constexpr int CloudsOf(int nOrbitals) {
 /// all that follows from density and core. Place and net charge are the caller's.
 void BuildPotentialSource(const AtomDensity& atom, double dCore, ScreenedCloud* pClouds,
                           PotentialSource& source);
-
-/// Points of one strip.
-constexpr int kStripPoints = 64;
 
 /// vPotential += the potential of an atom at nPoints points, at most kStripPoints, with their
 /// coordinates in three arrays. Nearer than kNoDistance the atom adds nothing, farther than
