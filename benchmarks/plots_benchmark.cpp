@@ -11,6 +11,7 @@
 
 #include "benchmarks/molecule_files.h"
 #include "link/state.h"
+#include "properties/plot.h"
 #include "properties/potential.h"
 #include "scf/scf.h"
 #include "setup/state.h"
@@ -76,6 +77,9 @@ int Measure(const char* sMethod, const char* sPath) {
     RunScf();
     std::printf("%s %s: %zu atoms, %d orbitals\n", sMethod, sPath, places.size(), setup.nOrbitals);
     const float flPlaneStep = LayGrid();
+    options.nPlotOrbitalMode = 1;  // the highest occupied one
+    Time("orbital", flPlaneStep, [](float* pGrid) { PlotOrbital(false, pGrid); });
+    Time("density", flPlaneStep, PlotChargeDensity);
     Time("potential", flPlaneStep, PlotPotential);
     return 0;
 }
