@@ -245,6 +245,22 @@ TEST_F(Potential, OfClassicalAtomsIsNothing) {
     EXPECT_LT(std::abs(At(field, {there[0], there[1], there[2] + 0.01})), 0.1);
 }
 
+TEST_F(Potential, OfACappingAtomIsThatOfItsDensity) {
+    // Methyl of ethane: the other carbon closes it, and its hydrogens are classical.
+    JobScript script = Molecule(
+        kAm1,
+        {{6, 0.0, 0.0, 0.0}, {1, -0.4, 1.0, 0.0}, {1, -0.4, -0.5, 0.9}, {1, -0.4, -0.5, -0.9}});
+    script.Add(6, 1.5F, 0.0F, 0.0F, kClassical);
+    script.Add(1, 1.9F, 1.0F, 0.0F, kClassical).flCharge = 0.1F;
+    for (int i : {1, 2, 3, 4}) script.Bond(0, i);
+    script.Bond(4, 5);
+    Run(script);
+    ASSERT_TRUE(IsCapping(AtomByNumber(5)));
+    EXPECT_EQ(BuildPotentialField().pSources.Size(), 5U);
+    ExpectTheDensityInSpace();
+    EXPECT_NEAR(90.0 * At({0.0, 90.0, 0.0}), 0.0, 0.03);  // five atoms without a charge
+}
+
 /// A grid of 3 rows of 5 columns, askew.
 void AskForAGrid() {
     options.nGridCols = 5;
