@@ -34,7 +34,7 @@ _NODE = 0.25  # less of an orbital's square than this so near the plane means a 
 _KCAL_PER_HARTREE = 627.5095
 WIDTH = 1200  # pixels
 _INCHES = 6.0  # width of a picture where pixels do not count
-_SCALE = 0.1  # height of the scale of colours, by the width
+_SCALE = 0.12  # height of the scale of colours, by the width
 _SUBSCRIPTS = str.maketrans("0123456789", "₀₁₂₃₄₅₆₇₈₉")
 _TITLE = 0.4  # inches
 _SPACE = 0.5  # Angstrom round contours and atoms
@@ -156,18 +156,19 @@ class _Paint:
         matplotlib = _matplotlib()
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
-        self._most = _rounded(float(np.percentile(values, 99.5)) * _KCAL_PER_HARTREE)
+        self._most = _rounded(float(np.percentile(values, 98)) * _KCAL_PER_HARTREE)
         self._map = matplotlib.cm.ScalarMappable(
             matplotlib.colors.Normalize(-self._most, self._most),
             matplotlib.colors.LinearSegmentedColormap.from_list(
-                "potential", ["#c8102e", "#f28e5c", "#f7f3ee", "#6aaee0", "#123f9c"]))
+                "potential", [(0, "#b8001f"), (0.25, "#f0673c"), (0.5, "#f8f4ec"),
+                              (0.75, "#4a97dd"), (1, "#0a2f8f")]))
 
     def __call__(self, values: np.ndarray) -> np.ndarray:
         return self._map.to_rgba(values * _KCAL_PER_HARTREE)[:, :3]
 
     def scale(self, figure, share: float) -> None:
         """The scale of colours in the lowest `share` of a figure."""
-        axes = figure.add_axes([0.3, 0.62 * share, 0.4, 0.17 * share])
+        axes = figure.add_axes([0.3, 0.66 * share, 0.4, 0.16 * share])
         bar = figure.colorbar(self._map, cax=axes, orientation="horizontal")
         bar.set_ticks([-self._most, 0, self._most])
         bar.outline.set_linewidth(0.4)

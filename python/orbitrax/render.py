@@ -29,13 +29,15 @@ _HIGHLIGHT, _SHININESS = 0.35, 45.0
 class Mesh:
     """Triangles: vertices n x 3 in Angstrom, normals n x 3 of length 1, faces m x 3 indices,
     counter-clockwise seen from outside, colours n x 3 from 0 to 1. Opacity 1 hides what is behind;
-    below that it is the opacity where the surface faces the viewer, more at its rims."""
+    below that it is the opacity where the surface faces the viewer, more at its rims. shine: how
+    strong its highlights are."""
 
     vertices: np.ndarray
     normals: np.ndarray
     faces: np.ndarray
     colours: np.ndarray
     opacity: float = 1.0
+    shine: float = 1.0
 
 
 @dataclass(frozen=True, eq=False)
@@ -110,6 +112,8 @@ class _Scene:
                                         *(np.float32(m.colours) for m in meshes)])
         self._opacity = np.repeat([m.opacity for m in meshes],
                                   [len(m.vertices) for m in meshes]).astype(np.float32)
+        self._shine = np.repeat([m.shine for m in meshes],
+                                [len(m.vertices) for m in meshes]).astype(np.float32)
         self._all = self._fragments(camera.width, camera.height)
 
     def nearest(self, front: np.ndarray, back: np.ndarray) -> _Fragments:
@@ -135,7 +139,8 @@ class _Scene:
         normal /= np.maximum(np.linalg.norm(normal, axis=1, keepdims=True), 1e-6)
         light = (_AMBIENT + _KEY * np.maximum(normal @ _KEY_LIGHT, 0)
                  + _FILL * np.maximum(normal @ _FILL_LIGHT, 0))
-        highlight = _HIGHLIGHT * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS
+        highlight = (_HIGHLIGHT * self._shine[corners[:, 0]]
+                     * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS)
         colour = np.clip(mix(self._colours) * light[:, None] + highlight[:, None], 0, 1)
         facing = self._opacity[corners[:, 0]]
         rim = 1 - np.abs(normal[:, 2])

@@ -205,4 +205,4 @@ def test_help_shows_examples_and_loads_no_matplotlib():
                "assert not {'matplotlib', 'numpy', 'scipy'} & set(sys.modules)")
     done = subprocess.run([sys.executable, "-c", program], env=ENVIRONMENT, cwd=ROOT, text=True,
                           capture_output=True, check=True)
-    assert "orbitrax plot examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png" in done.stdout
+    assert "examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png" in done.stdout
