@@ -31,7 +31,7 @@ def main(folder: str = str(HERE.parent / "docs" / "pictures"), points: str = "")
         molecule, *options = what.split()
         if points:
             options += ["--points", points]
-        status = orbitrax(["plot", str(HERE / molecule), *options, "--width", "640", "-q",
+        status = orbitrax(["plot", str(HERE / molecule), *options, "--width", "600", "-q",
                            "-o", str(Path(folder) / name)])
         if status:
             return status

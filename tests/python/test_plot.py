@@ -135,7 +135,7 @@ def test_an_orbital_out_of_range_is_refused_in_the_backends_words(runs, number):
 
 
 def test_a_second_calculation_is_plotted_from_itself():
-    first, second = Job(read_molecule(str(ROOT / "examples/water.xyz")), "am1"), Job(skewed(), "am1")
+    first, second = SYSTEMS["water"](), SYSTEMS["skewed"]()
     frame = box_around(skewed().positions, 1.5, 8)
     with Backend() as backend:
         backend.run(second)
