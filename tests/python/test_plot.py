@@ -95,6 +95,24 @@ def test_every_orbital_is_its_sum_of_slater_functions(runs, name):
         assert squared.values == pytest.approx(exact ** 2, abs=3e-5)
 
 
+@pytest.mark.parametrize("method,table", [
+    ("cndo", "cindo.abp"), ("indo", "cindo.abp"), ("mindo3", "mindo3_1.abp"),
+    ("mndo", "mndo_1.abp"), ("pm3", "pm3_1.abp"), ("zindo1", "zindo1_1.abp"),
+    ("zindos", "zindos_1.abp"), ("mndod", "mndod_1.abp")])
+def test_every_method_has_its_own_functions(method, table):
+    run = Run(Job(skewed(), method), table)
+    frame = box_around(run.positions, 1.7, 8)
+    for what in ("homo", "lumo", "1"):
+        grid = run.backend.plot(what, frame)
+        exact = run.orbital(grid.orbital[0], points_of(frame))
+        assert np.abs(exact).max() > 0.05
+        assert grid.values == pytest.approx(exact, abs=3e-5)
+    density = run.backend.plot("density", frame).values
+    exact = slater.density(run.basis, run.matrix(), points_of(frame))
+    run.backend.close()
+    assert density == pytest.approx(exact, abs=1e-4)
+
+
 @pytest.mark.parametrize("plane", ["1,2,3", "1,3,2=0.6", "xz=0.2", "molecule=0.5"])
 def test_a_tilted_plane_lies_where_it_should(runs, plane):
     run = runs("skewed")
