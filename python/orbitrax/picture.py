@@ -22,6 +22,7 @@ ISOVALUES = {ORBITAL: 0.05, ORBITAL_SQUARED: 0.0025, DENSITY: 0.002, SPIN_DENSIT
              POTENTIAL: 0.002}
 _FIRST_CONTOURS = {ORBITAL: 0.01, ORBITAL_SQUARED: 0.0001, DENSITY: 0.002, SPIN_DENSITY: 0.0005,
                    POTENTIAL: 0.005}
+_INSIDE = 0.75  # of an orbital's square lies within its surface at least
 _MOST_CONTOURS = 8
 _LAST_POTENTIAL = 0.64  # hartree: contours round the nuclei end there
 
@@ -54,6 +55,19 @@ def check(path: str) -> None:
     """Refuses a name that tells no format, and to draw without Matplotlib."""
     format_of(path)
     _matplotlib()
+
+
+def usual_isovalue(grid: Grid) -> float:
+    """The value at which a box is drawn when nothing else is said: that of its kind, and lower for
+    an orbital that is spread so thin that less than three quarters of it would be inside."""
+    usual = ISOVALUES[grid.plot.kind]
+    if not grid.plot.of_orbital:
+        return usual
+    power = 2 if grid.plot.kind == ORBITAL else 1
+    parts = np.sort(np.abs(grid.values.ravel()).astype(float) ** power)[::-1]
+    total = np.cumsum(parts)
+    thin = float(parts[np.searchsorted(total, _INSIDE * total[-1])]) ** (1 / power)
+    return min(usual, float(f"{thin:.1g}")) if thin > 0 else usual
 
 
 def save(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
@@ -100,7 +114,7 @@ def surface(grid: Grid, isovalue: float | None = None,
     """A figure of the molecule and the surfaces of a box of values."""
     from orbitrax import scene
 
-    level = ISOVALUES[grid.plot.kind] if isovalue is None else isovalue
+    level = usual_isovalue(grid) if isovalue is None else isovalue
     paint = _Paint(grid, level) if grid.plot.kind == POTENTIAL else None
     meshes = (scene.painted_surface(grid, level, paint) if paint else
               scene.surfaces(grid, level))

@@ -133,7 +133,7 @@ class PlotTask(energy.Task):
 
         given = self.arguments
         if given.plane is None:
-            self._isovalue = given.isovalue or picture.ISOVALUES[self._plot.kind]
+            self._isovalue = given.isovalue or picture.usual_isovalue(self._grid)
             if self._grid.largest_at_edge > self._isovalue:
                 result.warnings.append("the surface reaches the edge of the grid and is cut there; "
                                        "choose a larger --margin or --isovalue")
