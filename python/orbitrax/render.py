@@ -22,6 +22,8 @@ def _direction(*vector: float) -> np.ndarray:
 _KEY_LIGHT, _FILL_LIGHT = _direction(-0.45, 0.6, 0.75), _direction(0.7, -0.1, 0.6)
 _HALFWAY = _direction(*(_KEY_LIGHT + [0, 0, 1]))  # between the light and the viewer
 _AMBIENT, _KEY, _FILL = 0.5, 0.45, 0.14
+_HAZE = 0.5  # of the farthest point, in a scene deeper than twice
+_SHALLOW = 5.0  # Angstrom, up to which there is none
 _HIGHLIGHT, _SHININESS = 0.35, 45.0
 
 
@@ -69,13 +71,34 @@ def draw(meshes: list[Mesh], camera: Camera) -> np.ndarray:
         seen = clear.nearest(front, depth)
         if len(seen.pixels) == 0:
             break
-        layers.append((seen.pixels, *clear.shade(seen)))
+        layers.append((seen.pixels, *clear.shade(seen), seen.depth))
         front = np.full_like(depth, -np.inf)
         front[seen.pixels] = seen.depth - _SAME_SURFACE
-    for pixels, colour, opacity in reversed(layers):
+    haze = _Haze(meshes, fine)
+    picture = haze.over(picture, depth)
+    for pixels, colour, opacity, deep in reversed(layers):
+        colour = haze.over(colour, deep)
         picture[pixels] += opacity[:, None] * (colour - picture[pixels])
     shape = (camera.height, SUPERSAMPLING, camera.width, SUPERSAMPLING, 3)
     return picture.reshape(shape).mean(axis=(1, 3))
+
+
+class _Haze:
+    """White that thickens with distance, in scenes that are deep."""
+
+    def __init__(self, meshes: list[Mesh], camera: Camera):
+        towards = [(mesh.vertices - camera.centre) @ camera.rotation[2] for mesh in meshes
+                   if len(mesh.vertices)]
+        self._near = max((part.max() for part in towards), default=0.0)
+        far = min((part.min() for part in towards), default=0.0)
+        depth = self._near - far
+        most = _HAZE * min(max((depth - _SHALLOW) / _SHALLOW, 0.0), 1.0)
+        self._per_angstrom = np.float32(most / depth) if depth > 0 else np.float32(0)
+
+    def over(self, colours: np.ndarray, depth: np.ndarray) -> np.ndarray:
+        """Colours, n x 3, as they look from the front; depth n, infinite where nothing is."""
+        part = self._per_angstrom * np.where(np.isfinite(depth), self._near - depth, 0)
+        return colours + part[:, None].astype(np.float32) * (1 - colours)
 
 
 @dataclass(eq=False)
