@@ -15,7 +15,7 @@ namespace {
 constexpr long long kMostPoints = 1LL << 28;
 
 /// Of the records' coordinates for a plot and back. They are no inverses of each other.
-constexpr float kPlotBohrPerAngstrom = 1.889726F, kPlotAngstromPerBohr = 0.52917725F;
+constexpr double kPlotBohrPerAngstrom = 1.889726, kPlotAngstromPerBohr = 0.52917725;
 
 /// Whether the last calculation left what a plot needs. Extended Hueckel computes nothing, but
 /// answers for the potential with a text of its own.
@@ -33,12 +33,10 @@ void CheckGrid() {
         Fatal(kMsgOutOfMemory);
 }
 
-void ScaleRecords(float flFactor) {
-    for (AtomRecord& atom : system.pAtoms) {
-        atom.flX *= flFactor;
-        atom.flY *= flFactor;
-        atom.flZ *= flFactor;
-    }
+void ScaleRecords(double dFactor) {
+    for (AtomRecord& atom : system.pAtoms)
+        for (float* pCoordinate : {&atom.flX, &atom.flY, &atom.flZ})
+            *pCoordinate = static_cast<float>(static_cast<double>(*pCoordinate) * dFactor);
 }
 
 /// The atoms' records in bohr, for as long as it lives.
