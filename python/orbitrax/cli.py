@@ -271,7 +271,7 @@ def _add_plot(parser) -> None:
                             "spread thin; 0.002 of a density, 0.004 of a spin density)")
     group.add_argument("--view", metavar="A,E",
                        help="degrees by which the molecule is turned, and seen from above "
-                            "(default 22,36 or 22,52, by what is drawn)")
+                            "(default 22,40 or 22,52, by what is drawn)")
     group.add_argument("--width", type=int, metavar="N", help="pixels across (default 1200)")
 
 

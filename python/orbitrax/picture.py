@@ -28,7 +28,7 @@ _LAST_POTENTIAL = 0.64  # hartree: contours round the nuclei end there
 
 # Azimuth and elevation in degrees: from the side where the molecule's plane is a node, so that both
 # lobes are seen, else from above.
-_SIDE, _ABOVE = (22.0, 36.0), (22.0, 52.0)
+_SIDE, _ABOVE = (22.0, 40.0), (22.0, 52.0)
 _NEAR_PLANE = 0.2  # Angstrom
 _NODE = 0.25  # less of an orbital's square than this so near the plane means a node
 

@@ -14,7 +14,7 @@ from support import ROOT
 
 from orbitrax import (Backend, Frame, Job, Molecule, Plot, box_around, from_ase, plane_through,
                       read_molecule)
-from orbitrax.errors import InputError
+from orbitrax.errors import InputError, UsageError
 from orbitrax.grid import BOHR_PER_ANGSTROM
 
 pytestmark = pytest.mark.timeout(120)
@@ -162,6 +162,16 @@ def test_a_second_calculation_is_plotted_from_itself():
         assert not np.allclose(backend.plot("homo", frame).values, alone, atol=1e-3)
         backend.run(second)
         assert backend.plot("homo", frame).values == pytest.approx(alone, abs=1e-5)
+
+
+def test_a_job_that_failed_leaves_nothing_of_the_one_before():
+    with Backend() as backend:
+        backend.run(SYSTEMS["water"]())
+        assert backend.plot("homo").orbital[0] == 4
+        with pytest.raises(InputError):
+            backend.run(Job(SYSTEMS["water"]().molecule, "am1", multiplicity=2))
+        with pytest.raises(UsageError, match="run a job on this backend first"):
+            backend.plot("homo")
 
 
 # ---- densities ----------------------------------------------------------------------------------
