@@ -269,11 +269,11 @@ def _add_plot(parser) -> None:
                        help="contours in a plane: three atoms like 1,2,3, or xy, xz, yz or "
                             "molecule; =0.5 behind it moves it by so many Angstrom")
     group.add_argument("--isovalue", type=float, metavar="V",
-                       help="value on the surface (default 0.05 of an orbital, 0.002 of a "
-                            "density, 0.004 of a spin density)")
+                       help="value on the surface (default 0.05 of an orbital, less of one that is "
+                            "spread thin; 0.002 of a density, 0.004 of a spin density)")
     group.add_argument("--view", metavar="A,E",
                        help="degrees by which the molecule is turned, and seen from above "
-                            "(default 22,36 or 22,52, by what is drawn)")
+                            "(default 22,40 or 22,52, by what is drawn)")
     group.add_argument("--width", type=int, metavar="N", help="pixels across (default 1200)")
 
 

@@ -22,19 +22,20 @@ ISOVALUES = {ORBITAL: 0.05, ORBITAL_SQUARED: 0.0025, DENSITY: 0.002, SPIN_DENSIT
              POTENTIAL: 0.002}
 _FIRST_CONTOURS = {ORBITAL: 0.01, ORBITAL_SQUARED: 0.0001, DENSITY: 0.002, SPIN_DENSITY: 0.0005,
                    POTENTIAL: 0.005}
+_INSIDE = 0.75  # of an orbital's square lies within its surface at least
 _MOST_CONTOURS = 8
 _LAST_POTENTIAL = 0.64  # hartree: contours round the nuclei end there
 
 # Azimuth and elevation in degrees: from the side where the molecule's plane is a node, so that both
 # lobes are seen, else from above.
-_SIDE, _ABOVE = (22.0, 36.0), (22.0, 52.0)
+_SIDE, _ABOVE = (22.0, 40.0), (22.0, 52.0)
 _NEAR_PLANE = 0.2  # Angstrom
 _NODE = 0.25  # less of an orbital's square than this so near the plane means a node
 
 _KCAL_PER_HARTREE = 627.5095
 WIDTH = 1200  # pixels
 _INCHES = 6.0  # width of a picture where pixels do not count
-_SCALE = 0.1  # height of the scale of colours, by the width
+_SCALE = 0.12  # height of the scale of colours, by the width
 _SUBSCRIPTS = str.maketrans("0123456789", "₀₁₂₃₄₅₆₇₈₉")
 _TITLE = 0.4  # inches
 _SPACE = 0.5  # Angstrom round contours and atoms
@@ -54,6 +55,19 @@ def check(path: str) -> None:
     """Refuses a name that tells no format, and to draw without Matplotlib."""
     format_of(path)
     _matplotlib()
+
+
+def usual_isovalue(grid: Grid) -> float:
+    """The value at which a box is drawn when nothing else is said: that of its kind, and lower for
+    an orbital that is spread so thin that less than three quarters of it would be inside."""
+    usual = ISOVALUES[grid.plot.kind]
+    if not grid.plot.of_orbital:
+        return usual
+    power = 2 if grid.plot.kind == ORBITAL else 1
+    parts = np.sort(np.abs(grid.values.ravel()).astype(float) ** power)[::-1]
+    total = np.cumsum(parts)
+    thin = float(parts[np.searchsorted(total, _INSIDE * total[-1])]) ** (1 / power)
+    return min(usual, float(f"{thin:.1g}")) if thin > 0 else usual
 
 
 def save(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
@@ -100,7 +114,7 @@ def surface(grid: Grid, isovalue: float | None = None,
     """A figure of the molecule and the surfaces of a box of values."""
     from orbitrax import scene
 
-    level = ISOVALUES[grid.plot.kind] if isovalue is None else isovalue
+    level = usual_isovalue(grid) if isovalue is None else isovalue
     paint = _Paint(grid, level) if grid.plot.kind == POTENTIAL else None
     meshes = (scene.painted_surface(grid, level, paint) if paint else
               scene.surfaces(grid, level))
@@ -156,18 +170,19 @@ class _Paint:
         matplotlib = _matplotlib()
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
-        self._most = _rounded(float(np.percentile(values, 99.5)) * _KCAL_PER_HARTREE)
+        self._most = _rounded(float(np.percentile(values, 98)) * _KCAL_PER_HARTREE)
         self._map = matplotlib.cm.ScalarMappable(
             matplotlib.colors.Normalize(-self._most, self._most),
             matplotlib.colors.LinearSegmentedColormap.from_list(
-                "potential", ["#c8102e", "#f28e5c", "#f7f3ee", "#6aaee0", "#123f9c"]))
+                "potential", [(0, "#b8001f"), (0.25, "#f0673c"), (0.5, "#f8f4ec"),
+                              (0.75, "#4a97dd"), (1, "#0a2f8f")]))
 
     def __call__(self, values: np.ndarray) -> np.ndarray:
         return self._map.to_rgba(values * _KCAL_PER_HARTREE)[:, :3]
 
     def scale(self, figure, share: float) -> None:
         """The scale of colours in the lowest `share` of a figure."""
-        axes = figure.add_axes([0.3, 0.62 * share, 0.4, 0.17 * share])
+        axes = figure.add_axes([0.3, 0.66 * share, 0.4, 0.16 * share])
         bar = figure.colorbar(self._map, cax=axes, orientation="horizontal")
         bar.set_ticks([-self._most, 0, self._most])
         bar.outline.set_linewidth(0.4)

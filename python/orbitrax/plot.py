@@ -9,13 +9,13 @@ import numpy as np
 
 from orbitrax import energy, events
 from orbitrax.backend import Backend
-from orbitrax.errors import UsageError
+from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
-from orbitrax.grid import Frame, Grid, Plot, box_around, plane_through
+from orbitrax.grid import POTENTIAL, Frame, Grid, Plot, box_around, plane_through
 from orbitrax.job import Job
 from orbitrax.results import Result
 
-_WIDTHS = (100, 8000)  # pixels
+_WIDTHS = (100, 4000)  # pixels
 
 
 class PlotTask(energy.Task):
@@ -95,19 +95,19 @@ class PlotTask(energy.Task):
     def follow(self, backend: Backend, result: Result) -> None:
         """Fetches the grid."""
         frame = self._frame(result.coordinates)
+        planes = frame.counts[2] * (2 if self._plot.kind == POTENTIAL else 1)
         done = 0
 
         def show(event: events.Event) -> None:
             nonlocal done
             if isinstance(event, events.PlotPlane):
                 done += 1
-                self.terminal.progress(f"Plotting: grid {done} of {frame.counts[2]} planes")
+                self.terminal.progress(f"Plotting: grid {done} of {planes}")
 
         self.terminal.progress("Plotting")
         self._grid = backend.plot(self._plot, frame, show)
         if self._grid.is_zero:
-            self.terminal.end_progress()
-            self.terminal.warning(f"the {self._grid.title} is zero everywhere")
+            result.warnings.append(f"the {self._grid.title} is zero everywhere")
 
     def end(self, result: Result | None) -> None:
         """Writes the file."""
@@ -121,24 +121,28 @@ class PlotTask(energy.Task):
                 with open(name, "w", encoding="ascii") as file:
                     self._write_cube(file)
             else:
-                self._draw(name)
+                self._draw(name, result)
 
     def _write_cube(self, file) -> None:
         from orbitrax.cube import write_cube
 
         write_cube(file, self._grid)
 
-    def _draw(self, name: str) -> None:
+    def _draw(self, name: str, result: Result) -> None:
         from orbitrax import picture
 
         given = self.arguments
         if given.plane is None:
-            self._isovalue = given.isovalue or picture.ISOVALUES[self._plot.kind]
+            self._isovalue = given.isovalue or picture.usual_isovalue(self._grid)
             if self._grid.largest_at_edge > self._isovalue:
-                self.terminal.warning("the surface reaches the edge of the grid and is cut there; "
-                                      "choose a larger --margin or --isovalue")
-        picture.save(self._grid, given.output, name, self._isovalue, self._view,
-                     given.width or picture.WIDTH)
+                result.warnings.append("the surface reaches the edge of the grid and is cut there; "
+                                       "choose a larger --margin or --isovalue")
+        try:
+            picture.save(self._grid, given.output, name, self._isovalue, self._view,
+                         given.width or picture.WIDTH)
+        except MemoryError:
+            raise OrbitraxError("there is not enough memory to draw this picture; choose fewer "
+                                "--points or a smaller --width") from None
 
     # ---- what is said ---------------------------------------------------------------------------
 

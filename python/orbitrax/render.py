@@ -22,6 +22,8 @@ def _direction(*vector: float) -> np.ndarray:
 _KEY_LIGHT, _FILL_LIGHT = _direction(-0.45, 0.6, 0.75), _direction(0.7, -0.1, 0.6)
 _HALFWAY = _direction(*(_KEY_LIGHT + [0, 0, 1]))  # between the light and the viewer
 _AMBIENT, _KEY, _FILL = 0.5, 0.45, 0.14
+_HAZE = 0.5  # of the farthest point, in a scene deeper than twice
+_SHALLOW = 5.0  # Angstrom, up to which there is none
 _HIGHLIGHT, _SHININESS = 0.35, 45.0
 
 
@@ -29,13 +31,15 @@ _HIGHLIGHT, _SHININESS = 0.35, 45.0
 class Mesh:
     """Triangles: vertices n x 3 in Angstrom, normals n x 3 of length 1, faces m x 3 indices,
     counter-clockwise seen from outside, colours n x 3 from 0 to 1. Opacity 1 hides what is behind;
-    below that it is the opacity where the surface faces the viewer, more at its rims."""
+    below that it is the opacity where the surface faces the viewer, more at its rims. shine: how
+    strong its highlights are."""
 
     vertices: np.ndarray
     normals: np.ndarray
     faces: np.ndarray
     colours: np.ndarray
     opacity: float = 1.0
+    shine: float = 1.0
 
 
 @dataclass(frozen=True, eq=False)
@@ -67,13 +71,36 @@ def draw(meshes: list[Mesh], camera: Camera) -> np.ndarray:
         seen = clear.nearest(front, depth)
         if len(seen.pixels) == 0:
             break
-        layers.append((seen.pixels, *clear.shade(seen)))
+        layers.append((seen.pixels, *clear.shade(seen), seen.depth))
         front = np.full_like(depth, -np.inf)
         front[seen.pixels] = seen.depth - _SAME_SURFACE
-    for pixels, colour, opacity in reversed(layers):
+    haze = _Haze(meshes, fine)
+    picture = haze.over(picture, depth)
+    for pixels, colour, opacity, deep in reversed(layers):
+        colour = haze.over(colour, deep)
         picture[pixels] += opacity[:, None] * (colour - picture[pixels])
     shape = (camera.height, SUPERSAMPLING, camera.width, SUPERSAMPLING, 3)
     return picture.reshape(shape).mean(axis=(1, 3))
+
+
+class _Haze:
+    """White that thickens with distance, in scenes that are deep."""
+
+    def __init__(self, meshes: list[Mesh], camera: Camera):
+        towards = [(mesh.vertices - camera.centre) @ camera.rotation[2] for mesh in meshes
+                   if len(mesh.vertices)]
+        self._near = max((part.max() for part in towards), default=0.0)
+        far = min((part.min() for part in towards), default=0.0)
+        depth = self._near - far
+        most = _HAZE * min(max((depth - _SHALLOW) / _SHALLOW, 0.0), 1.0)
+        self._per_angstrom = np.float32(most / depth) if depth > 0 else np.float32(0)
+
+    def over(self, colours: np.ndarray, depth: np.ndarray) -> np.ndarray:
+        """Colours, n x 3, as they look from the front; depth n, infinite where nothing is."""
+        if not self._per_angstrom:
+            return colours
+        part = self._per_angstrom * np.where(np.isfinite(depth), self._near - depth, 0)
+        return colours + part[:, None].astype(np.float32) * (1 - colours)
 
 
 @dataclass(eq=False)
@@ -103,22 +130,26 @@ class _Scene:
         self._y = (camera.height / 2 - camera.scale * seen[:, 1]).astype(np.float32)
         self._z = seen[:, 2].astype(np.float32)
         self._faces = np.concatenate([np.zeros((0, 3), int),
-                                      *(m.faces + o for m, o in zip(meshes, offsets))])
+                                      *(m.faces + o for m, o in zip(meshes, offsets))
+                                      ]).astype(np.int32)
         self._normals = np.concatenate([np.zeros((0, 3)), *(m.normals for m in meshes)])
         self._normals = (self._normals @ camera.rotation.T).astype(np.float32)
         self._colours = np.concatenate([np.zeros((0, 3), np.float32),
                                         *(np.float32(m.colours) for m in meshes)])
         self._opacity = np.repeat([m.opacity for m in meshes],
                                   [len(m.vertices) for m in meshes]).astype(np.float32)
+        self._shine = np.repeat([m.shine for m in meshes],
+                                [len(m.vertices) for m in meshes]).astype(np.float32)
         self._all = self._fragments(camera.width, camera.height)
+        self._order = np.argsort(self._all.depth, kind="stable").astype(np.int32)
 
     def nearest(self, front: np.ndarray, back: np.ndarray) -> _Fragments:
         """What is seen of it between two depths, each given for every pixel."""
         found = self._all
-        between = np.flatnonzero((found.depth < front[found.pixels])
-                                 & (found.depth > back[found.pixels]))
-        best = np.full(len(front), -1)
-        best[found.pixels[between]] = between  # they come by rising depth, and the last one stays
+        between = (found.depth < front[found.pixels]) & (found.depth > back[found.pixels])
+        rising = self._order[between[self._order]]
+        best = np.full(len(front), -1, np.int32)
+        best[found.pixels[rising]] = rising  # the last one stays, which is the nearest
         return found.take(best[best >= 0])
 
     def shade(self, seen: _Fragments) -> tuple[np.ndarray, np.ndarray]:
@@ -135,7 +166,8 @@ class _Scene:
         normal /= np.maximum(np.linalg.norm(normal, axis=1, keepdims=True), 1e-6)
         light = (_AMBIENT + _KEY * np.maximum(normal @ _KEY_LIGHT, 0)
                  + _FILL * np.maximum(normal @ _FILL_LIGHT, 0))
-        highlight = _HIGHLIGHT * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS
+        highlight = (_HIGHLIGHT * self._shine[corners[:, 0]]
+                     * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS)
         colour = np.clip(mix(self._colours) * light[:, None] + highlight[:, None], 0, 1)
         facing = self._opacity[corners[:, 0]]
         rim = 1 - np.abs(normal[:, 2])
@@ -145,14 +177,14 @@ class _Scene:
     # ---- from triangles to pixels ---------------------------------------------------------------
 
     def _fragments(self, width: int, height: int) -> _Fragments:
-        """All pixels whose middle lies within a triangle that faces the viewer, by depth."""
+        """All pixels whose middle lies within a triangle that faces the viewer."""
         x, y = self._x[self._faces], self._y[self._faces]
         area = ((x[:, 1] - x[:, 0]) * (y[:, 2] - y[:, 0])
                 - (x[:, 2] - x[:, 0]) * (y[:, 1] - y[:, 0]))
-        left = np.clip(np.ceil(x.min(axis=1) - 0.5), 0, width).astype(int)
-        right = np.clip(np.floor(x.max(axis=1) - 0.5) + 1, 0, width).astype(int)
-        top = np.clip(np.ceil(y.min(axis=1) - 0.5), 0, height).astype(int)
-        bottom = np.clip(np.floor(y.max(axis=1) - 0.5) + 1, 0, height).astype(int)
+        left = np.clip(np.ceil(x.min(axis=1) - 0.5), 0, width).astype(np.int32)
+        right = np.clip(np.floor(x.max(axis=1) - 0.5) + 1, 0, width).astype(np.int32)
+        top = np.clip(np.ceil(y.min(axis=1) - 0.5), 0, height).astype(np.int32)
+        bottom = np.clip(np.floor(y.max(axis=1) - 0.5) + 1, 0, height).astype(np.int32)
         count = np.maximum(right - left, 0) * np.maximum(bottom - top, 0)
         faces = np.flatnonzero((area < 0) & (count > 0))  # y runs down, which turns them round
         parts, begin = [], 0
@@ -167,25 +199,26 @@ class _Scene:
         if not parts:
             none = np.zeros(0, np.float32)
             return _Fragments(none.astype(int), none.astype(int), none, none, none)
-        whole = _Fragments(*(np.concatenate([getattr(part, name) for part in parts]) for name in
-                             ("pixels", "faces", "second", "third", "depth")))
-        return whole.take(np.argsort(whole.depth, kind="stable"))
+        return _Fragments(*(np.concatenate([getattr(part, name) for part in parts]) for name in
+                            ("pixels", "faces", "second", "third", "depth")))
 
     def _points(self, faces, left, top, columns, count, width) -> _Fragments:
         """The pixels of the rectangles round some triangles that lie within them."""
-        which = np.repeat(np.arange(len(faces)), count)
-        place = np.arange(len(which)) - np.repeat(np.cumsum(count) - count, count)
+        which = np.repeat(np.arange(len(faces), dtype=np.int32), count)
+        place = np.arange(len(which), dtype=np.int32) - np.repeat(
+            (np.cumsum(count) - count).astype(np.int32), count)
         column = left[which] + place % columns[which]
         row = top[which] + place // columns[which]
         a, b, c = (self._faces[faces, corner] for corner in range(3))
         x, y, z = self._x, self._y, self._z
         bx, by, cx, cy = x[b] - x[a], y[b] - y[a], x[c] - x[a], y[c] - y[a]
         inverse = 1 / (bx * cy - cx * by)
-        px = column + np.float32(0.5) - x[a][which]
-        py = row + np.float32(0.5) - y[a][which]
+        px = (column + np.float32(0.5)).astype(np.float32) - x[a][which]
+        py = (row + np.float32(0.5)).astype(np.float32) - y[a][which]
         second = px * (cy * inverse)[which] - py * (cx * inverse)[which]
         third = py * (bx * inverse)[which] - px * (by * inverse)[which]
         hit = (second >= 0) & (third >= 0) & (second + third <= 1)
         which, second, third = which[hit], second[hit], third[hit]
+        faces = faces.astype(np.int32)
         depth = z[a][which] + second * (z[b] - z[a])[which] + third * (z[c] - z[a])[which]
         return _Fragments(row[hit] * width + column[hit], faces[which], second, third, depth)

@@ -120,7 +120,7 @@ def painted_surface(grid: Grid, isovalue: float, paint) -> list[Mesh]:
     if not len(faces):
         return []
     colours = paint(Field(grid.values).at(vertices))
-    return [Mesh(_in_place(grid, vertices), normals, faces, colours, _MAP_OPACITY)]
+    return [Mesh(_in_place(grid, vertices), normals, faces, colours, _MAP_OPACITY, shine=0.3)]
 
 
 def _in_place(grid: Grid, vertices: np.ndarray) -> np.ndarray:

@@ -1,9 +1,9 @@
 """Surfaces of equal value in a grid, as triangles.
 
 One vertex is put into every cell that the surface crosses and one pair of triangles across every
-edge of the grid that it crosses (surface nets: S. F. F. Gibson, MICCAI 1998, 888); then the
-vertices are moved onto the surface of a cubic spline through the grid, each triangle is cut into
-four, and the new vertices are moved there too.
+edge of the grid that it crosses (surface nets: S. F. F. Gibson, MICCAI 1998, 888); then
+each triangle is cut into four, and all vertices are moved onto the surface of a cubic spline
+through the grid.
 """
 
 from __future__ import annotations
@@ -57,7 +57,7 @@ def isosurface(field: Field, level: float) -> tuple[np.ndarray, np.ndarray, np.n
         return np.zeros((0, 3)), np.zeros((0, 3)), np.zeros((0, 3), int)
     number = np.full(cells.shape, -1)
     number[tuple(places.T)] = np.arange(len(places))
-    vertices = _onto_the_surface(field, level, _crossings(field.values, level, places))
+    vertices = _crossings(field.values, level, places)
     vertices, faces = _quartered(vertices, _triangles(inside, number))
     vertices = _onto_the_surface(field, level, vertices)
     gradient = field.gradient(vertices)

@@ -124,7 +124,7 @@ def test_a_plane_is_drawn_as_contours(make_peer, tmp_path):
     (("-o", "a.png", "--plane", "xy", "--isovalue", "0.1"), "--isovalue is for surfaces"),
     (("-o", "a.png", "--isovalue", "-0.1"), "should be above 0"),
     (("-o", "a.png", "--view", "1"), "two angles in degrees"),
-    (("-o", "a.png", "--width", "20"), "choose from 100 to 8000"),
+    (("-o", "a.png", "--width", "20"), "choose from 100 to 4000"),
     (("-o", "a.cube", "--plane", "xy"), "--plane is for pictures"),
     (("-o", "a.cube", "--isovalue", "0.1"), "--isovalue is for pictures"),
     (("-o", "-", "--json"), "-o - prints the cube, which leaves no room for --json"),
@@ -154,6 +154,27 @@ def test_an_unconverged_calculation_is_not_plotted_unless_allowed(make_peer, tmp
     assert not (tmp_path / "a.cube").exists()
     done = plot("-o", tmp_path / "a.cube", "--points", 4, "--allow-unconverged", "--backend", peer)
     assert done.returncode == 0 and (tmp_path / "a.cube").exists()
+
+
+def test_too_little_memory_to_draw_is_an_error_of_one_line(make_peer, tmp_path):
+    import resource
+
+    def limit():
+        resource.setrlimit(resource.RLIMIT_AS, (700 << 20, 700 << 20))
+
+    done = plot("--points", 8, "--isovalue", 20000, "-o", tmp_path / "a.png", "--width", 4000,
+                "--backend", make_peer(), preexec_fn=limit)
+    assert done.returncode == 1 and "Traceback" not in done.stderr
+    assert "not enough memory to draw this picture; choose fewer --points" in done.stderr
+    assert not (tmp_path / "a.png").exists()
+
+
+def test_warnings_stand_in_the_document(make_peer, tmp_path):
+    done = plot("--points", 8, "--isovalue", 20000, "-o", tmp_path / "a.png", "--width", 200,
+                "--json", "--backend", make_peer())
+    assert json.loads(done.stdout)["warnings"] == [
+        "the surface reaches the edge of the grid and is cut there; choose a larger --margin or "
+        "--isovalue"]
 
 
 def test_a_full_disk_is_an_error_of_one_line(make_peer, tmp_path):
@@ -205,4 +226,4 @@ def test_help_shows_examples_and_loads_no_matplotlib():
                "assert not {'matplotlib', 'numpy', 'scipy'} & set(sys.modules)")
     done = subprocess.run([sys.executable, "-c", program], env=ENVIRONMENT, cwd=ROOT, text=True,
                           capture_output=True, check=True)
-    assert "orbitrax plot examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png" in done.stdout
+    assert "examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png" in done.stdout

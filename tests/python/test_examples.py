@@ -21,7 +21,18 @@ def example(name: str, *arguments: str) -> str:
 def test_every_script_is_tried():
     scripts = {path.name for path in (ROOT / "examples").glob("*.py")}
     assert scripts == {"many_molecules.py", "ase_calculator.py", "ase_optimise.py",
-                       "orbitals.py"}
+                       "orbitals.py", "pictures.py"}
+
+
+def test_the_pictures_of_the_pages_are_drawn(tmp_path):
+    names = example("pictures.py", str(tmp_path), "14").split()
+    assert sorted(names) == sorted(path.name for path in tmp_path.iterdir())
+    shown = {name for page in (ROOT / "README.md", *(ROOT / "docs").glob("*.md"))
+             for name in re.findall(r"pictures/([\w.-]+)\)", page.read_text("utf-8"))}
+    there = {path.name for path in (ROOT / "docs" / "pictures").iterdir()}
+    assert set(names) == shown == there
+    assert all(path.stat().st_size > 8000 for path in tmp_path.iterdir())
+    assert all((ROOT / "docs" / "pictures" / name).stat().st_size < 200_000 for name in names)
 
 
 def test_many_molecules_have_the_heats_of_the_literature():

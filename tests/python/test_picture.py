@@ -82,6 +82,16 @@ def test_a_higher_isovalue_shows_less(tmp_path):
         picture.save(grid(), str(tmp_path / "a.png"), isovalue=5.0)
 
 
+def test_an_orbital_that_is_spread_thin_is_drawn_at_a_lower_value():
+    """A box of constant density is inside at its own value; a compact one keeps 0.05."""
+    assert picture.usual_isovalue(grid()) == 0.05
+    assert picture.usual_isovalue(grid(shape=lambda p: 0 * p[..., 0] + 0.0312)) == 0.03
+    squared = grid(shape=lambda p: 0 * p[..., 0] + 0.00091)
+    squared.plot = Plot("homo", squared=True)
+    assert picture.usual_isovalue(squared) == 0.0009
+    assert picture.usual_isovalue(grid("density", shape=lambda p: 0 * p[..., 0])) == 0.002
+
+
 def test_the_view_of_a_pi_orbital_is_from_the_side():
     """It has its node in the plane of the molecule; one of sigma kind has not."""
     def pi(places):

@@ -113,9 +113,17 @@ def test_what_is_clear_lets_what_is_behind_be_seen():
 
 
 def test_a_clear_ball_behind_a_solid_one_is_not_seen():
-    solid = [sphere(2.0, (0, 0, 3), RED)]
-    hidden = [*solid, sphere(1.0, (0, 0, -3), BLUE, 0.5)]
+    solid = [sphere(1.5, (0, 0, 1), RED)]
+    hidden = [*solid, sphere(0.5, (0, 0, -1.5), BLUE, 0.5)]
     assert np.array_equal(render.draw(hidden, CAMERA), render.draw(solid, CAMERA))
+
+
+def test_what_is_far_in_a_deep_scene_is_paler():
+    near, far = sphere(1.0, (-2, 0, 6), RED), sphere(1.0, (2, 0, -6), RED)
+    picture = render.draw([near, far], CAMERA)
+    assert picture[80, 60][1] < picture[80, 140][1] - 0.2
+    shallow = render.draw([sphere(1.0, (-2, 0, 1), RED), sphere(1.0, (2, 0, -1), RED)], CAMERA)
+    assert shallow[80, 60] == pytest.approx(shallow[80, 140], abs=1e-3)
 
 
 def test_nothing_is_white():
