@@ -10,7 +10,7 @@ from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis
 from orbitrax.basis import BOHR, Basis, Shell
 from orbitrax.elements import valence_electrons
 from orbitrax.errors import InputError, UsageError
-from orbitrax.methods import METHODS
+from orbitrax.methods import METHODS, find_method
 from orbitrax.parameters import load_parameters
 
 pytestmark = pytest.mark.timeout(120)
@@ -75,6 +75,18 @@ def test_a_capping_hydrogen_has_a_second_shell():
     job = Job(water, "am1", selection=[1, 2])
     assert job.capping == [2]
     assert slater_basis(job).labels[-4:] == ["H3 2s", "H3 2px", "H3 2py", "H3 2pz"]
+
+
+def test_a_metal_without_d_parameters_has_four_orbitals_in_these_methods():
+    class Tables:
+        method = find_method("am1")
+
+        @staticmethod
+        def value(name, number, capping=False):
+            return 0.0 if name.upper().endswith("D") else 1.5
+
+    iron = Job(Molecule([26], [[0.0] * 3]), "am1", charge=0, multiplicity=1)
+    assert slater_basis(iron, Tables).labels == ["Fe1 4s", "Fe1 4px", "Fe1 4py", "Fe1 4pz"]
 
 
 def test_a_dummy_has_no_orbitals():

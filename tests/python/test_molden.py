@@ -75,11 +75,12 @@ def test_the_density_of_a_file_holds_the_electrons(done, name):
 
 @pytest.mark.parametrize("name", JOBS)
 def test_the_orbitals_of_a_file_are_orthonormal(done, name):
+    """Beyond the 1e-7 of the single precision in which they come."""
     file = written(*done(name))
     s = file.overlap()
     for spin in file.spins:
         c = file.orbitals(spin)
-        assert c @ s @ c.T == pytest.approx(np.eye(len(c)), abs=1e-7)
+        assert c @ s @ c.T == pytest.approx(np.eye(len(c)), abs=5e-9)
 
 
 @pytest.mark.parametrize("name", ["water", "radical", "ferrocene"])
