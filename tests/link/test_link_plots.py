@@ -213,7 +213,7 @@ def test_orbitals_of_another_treatment_are_not_asked_for(start):
 
 
 def test_many_plots_leave_the_atoms_where_they_are(start):
-    """To bohr and back moves a coordinate by its last digit at the most."""
+    """To bohr and back moves a coordinate in its last digits, and no farther the next time."""
     peer, _ = calculated(start)
     before = values(ask(peer, plot(DENSITY)))
     for _ in range(300):
