@@ -5,6 +5,7 @@
 
 #include "link/link.h"
 #include "properties/grid.h"
+#include "scf/state.h"
 #include "setup/job_atoms.h"
 #include "setup/state.h"
 
@@ -52,33 +53,28 @@ PotentialField BuildPotentialField() {
     return field;
 }
 
-void FillPotentialRow(const PotentialField& field, const double* pStart, const double* pStep,
-                      int nPoints, float* pRow) {
-    for (int nFirst = 0; nFirst < nPoints; nFirst += kStripPoints) {
-        const int n = std::min(nPoints - nFirst, kStripPoints);
-        double vXyz[3][kStripPoints], vPotential[kStripPoints] = {};
-        for (int c = 0; c < 3; ++c)
-            for (int k = 0; k < n; ++k) vXyz[c][k] = pStart[c] + (nFirst + k) * pStep[c];
-        for (std::size_t i = 0; i < field.pSources.Size(); ++i)
-            AddPotential(field.pSources[i], field.pAtoms[i], n, vXyz[0], vXyz[1], vXyz[2],
-                         vPotential);
-        for (int k = 0; k < n; ++k) pRow[nFirst + k] = static_cast<float>(vPotential[k]);
-        Yield(static_cast<std::size_t>(n) * (field.pSources.Size() + 1));
-    }
+void FillPotentialStrip(const PotentialField& field, const double* pStart, const double* pStep,
+                        int nPoints, float* pValues) {
+    double vX[kStripPoints], vY[kStripPoints], vZ[kStripPoints], vPotential[kStripPoints] = {};
+    FillPoints(pStart, pStep, nPoints, vX, vY, vZ);
+    for (std::size_t i = 0; i < field.pSources.Size(); ++i)
+        AddPotential(field.pSources[i], field.pAtoms[i], nPoints, vX, vY, vZ, vPotential);
+    for (int k = 0; k < nPoints; ++k) pValues[k] = static_cast<float>(vPotential[k]);
 }
 
 void PlotPotential(float* pGrid) {
     const auto nRows = static_cast<std::size_t>(std::max(options.nGridRows, 0));
     const auto nColumns = static_cast<std::size_t>(std::max(options.nGridCols, 0));
-    if (system.MethodId == kExtendedHueckel) {
-        Warn(kMsgHuckelPotential);
+    const bool fHueckel = system.MethodId == kExtendedHueckel;
+    if (fHueckel) Warn(kMsgHuckelPotential);
+    if (fHueckel || !scf.mDensityT) {
         std::fill_n(pGrid, nRows * nColumns, 0.0F);
         return;
     }
     const PotentialField field = BuildPotentialField();
     WalkGrid(pGrid, field.pSources.Size() + 1,
              [&](const double* pStart, const double* pStep, int nPoints, float* pValues) {
-                 FillPotentialRow(field, pStart, pStep, nPoints, pValues);
+                 FillPotentialStrip(field, pStart, pStep, nPoints, pValues);
              });
 }
 

@@ -20,11 +20,11 @@ struct PotentialField {
 /// Without memory: Fatal.
 PotentialField BuildPotentialField();
 
-/// pRow = the potential, hartree per unit charge, at nPoints points pStart, pStart + pStep, ...,
-/// x y z in bohr. An atom adds nothing to a point within 0.001 bohr of it, and only its net charge
-/// beyond 100 bohr. May unwind: long rows yield.
-void FillPotentialRow(const PotentialField& field, const double* pStart, const double* pStep,
-                      int nPoints, float* pRow);
+/// pValues = the potential, hartree per unit charge, at nPoints points pStart, pStart + pStep, ...,
+/// at most kStripPoints of them, x y z in bohr. An atom adds nothing to a point within 0.001 bohr
+/// of it, and only its net charge beyond 100 bohr.
+void FillPotentialStrip(const PotentialField& field, const double* pStart, const double* pStep,
+                        int nPoints, float* pValues);
 
 /// Fills one plane of a plot with the potential: options.nGridRows rows of options.nGridCols values
 /// at the points of options.flPlotGrid (first point, step along a row, step from row to row; bohr).

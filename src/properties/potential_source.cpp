@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "numeric/decay.h"
 #include "numeric/row.h"
 
 namespace qsolve {
@@ -168,10 +169,8 @@ void AddMultipoles(const PotentialSource& source, const Strip& strip, double* vP
 /// vPotential -= what the points do not see of a cloud.
 void AddScreening(const ScreenedCloud& cloud, const Strip& strip, double* vPotential) {
     double vArgument[kStripPoints], vDecay[kStripPoints], vQ[kStripPoints], vSum[kStripPoints];
-    for (int k = 0; k < strip.nPoints; ++k) {
-        vArgument[k] = cloud.dZeta * strip.vDistance[k];
-        vDecay[k] = std::exp(-vArgument[k]);
-    }
+    FillDecay(strip.nPoints, cloud.dZeta, strip.vDistance, vDecay);
+    for (int k = 0; k < strip.nPoints; ++k) vArgument[k] = cloud.dZeta * strip.vDistance[k];
     for (int L = 0; L <= kTopRank; ++L) {
         if (!cloud.fRank[L]) continue;
         EvaluateRank(L, cloud.vMoments, strip, vSum);

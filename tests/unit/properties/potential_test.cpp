@@ -49,7 +49,7 @@ class Potential : public FreshState {
     static double At(const PotentialField& field, const Point& point) {
         const double vStep[3] = {};
         float fl = std::numeric_limits<float>::quiet_NaN();
-        FillPotentialRow(field, point.data(), vStep, 1, &fl);
+        FillPotentialStrip(field, point.data(), vStep, 1, &fl);
         return static_cast<double>(fl);
     }
     static double At(const Point& point) { return At(BuildPotentialField(), point); }
@@ -245,17 +245,20 @@ TEST_F(Potential, OfClassicalAtomsIsNothing) {
     EXPECT_LT(std::abs(At(field, {there[0], there[1], there[2] + 0.01})), 0.1);
 }
 
-TEST_F(Potential, OfARowIsThatOfItsPoints) {
-    Run(Water(kAm1));
-    const PotentialField field = BuildPotentialField();
-    const Point start = {-30.0, 0.1, 0.2}, step = {0.31, 0.001, -0.002};
-    std::vector<float> vRow(200);
-    FillPotentialRow(field, start.data(), step.data(), 200, vRow.data());
-    for (int k = 0; k < 200; ++k)
-        EXPECT_FLOAT_EQ(
-            vRow[static_cast<std::size_t>(k)],
-            static_cast<float>(At(
-                field, {start[0] + k * step[0], start[1] + k * step[1], start[2] + k * step[2]})));
+TEST_F(Potential, OfACappingAtomIsThatOfItsDensity) {
+    // Methyl of ethane: the other carbon closes it, and its hydrogens are classical.
+    JobScript script = Molecule(
+        kAm1,
+        {{6, 0.0, 0.0, 0.0}, {1, -0.4, 1.0, 0.0}, {1, -0.4, -0.5, 0.9}, {1, -0.4, -0.5, -0.9}});
+    script.Add(6, 1.5F, 0.0F, 0.0F, kClassical);
+    script.Add(1, 1.9F, 1.0F, 0.0F, kClassical).flCharge = 0.1F;
+    for (int i : {1, 2, 3, 4}) script.Bond(0, i);
+    script.Bond(4, 5);
+    Run(script);
+    ASSERT_TRUE(IsCapping(AtomByNumber(5)));
+    EXPECT_EQ(BuildPotentialField().pSources.Size(), 5U);
+    ExpectTheDensityInSpace();
+    EXPECT_NEAR(90.0 * At({0.0, 90.0, 0.0}), 0.0, 0.03);  // five atoms without a charge
 }
 
 /// A grid of 3 rows of 5 columns, askew.
@@ -279,6 +282,21 @@ TEST_F(Potential, IsPlottedRowByRow) {
                                                           0.25 + 0.125 * c + 0.5 * r})))
                 << r << " " << c;
     EXPECT_EQ(vGrid[15], 7.0F);
+}
+
+TEST_F(Potential, OfALongRowIsThatOfItsPoints) {
+    Run(Water(kAm1));
+    const PotentialField field = BuildPotentialField();
+    const float flGrid[9] = {-30.0F, 0.125F, 0.25F, 0.3125F, 0.015625F, -0.0625F, 0.0F, 0.0F, 0.0F};
+    std::copy_n(flGrid, 9, options.flPlotGrid);
+    options.nGridCols = 200;
+    options.nGridRows = 1;
+    std::vector<float> vRow(200);
+    PlotPotential(vRow.data());
+    for (int k = 0; k < 200; ++k)
+        EXPECT_FLOAT_EQ(vRow[static_cast<std::size_t>(k)],
+                        static_cast<float>(At(
+                            field, {-30.0 + 0.3125 * k, 0.125 + 0.015625 * k, 0.25 - 0.0625 * k})));
 }
 
 TEST_F(Potential, OfAGridThatIsNoNumberIsZero) {
@@ -338,11 +356,14 @@ TEST_F(Potential, WithoutMemoryIsRefused) {
 
 TEST_F(Potential, StopsWhenTheClientHasGone) {
     Run(Water(kAm1));
-    const PotentialField field = BuildPotentialField();
     client.DuringPump = [] { throw LinkStop{}; };
+    AskForAGrid();
+    options.nGridRows = 1;
+    options.nGridCols = 100000;
     std::vector<float> vRow(100000);
-    const double vStart[3] = {}, vStep[3] = {1e-4, 0.0, 0.0};
-    EXPECT_THROW(FillPotentialRow(field, vStart, vStep, 100000, vRow.data()), LinkStop);
+    EXPECT_THROW(PlotPotential(vRow.data()), LinkStop);
+    client.DuringPump = nullptr;
+    EXPECT_EQ(vRow.back(), 0.0F);
 }
 
 }  // namespace
