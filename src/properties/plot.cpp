@@ -1,6 +1,8 @@
 #include "properties/plot.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "link/link.h"
 #include "properties/potential.h"
@@ -13,6 +15,9 @@ namespace {
 
 /// Most points of a plane.
 constexpr long long kMostPoints = 1LL << 28;
+
+/// Where a plane ends up that lies beyond what a float holds.
+constexpr double kFarthestPlane = std::numeric_limits<float>::max();
 
 /// Of the records' coordinates for a plot and back. They are no inverses of each other.
 constexpr double kPlotBohrPerAngstrom = 1.889726, kPlotAngstromPerBohr = 0.52917725;
@@ -98,7 +103,8 @@ void RunPlot() {
     const double dFirst = static_cast<double>(options.flPlotGrid[2]);
     const double dStep = static_cast<double>(options.flPlotGrid[3]);
     for (int nPlane = 0; nPlane < options.nPlotPlanes; ++nPlane) {
-        options.flPlotGrid[2] = static_cast<float>(dFirst + nPlane * dStep);
+        options.flPlotGrid[2] = static_cast<float>(
+            std::clamp(dFirst + nPlane * dStep, -kFarthestPlane, kFarthestPlane));
         PlotPlane(grid);
     }
 }

@@ -1,9 +1,11 @@
 """The plot step: grids of every kind as they come over the link, and what is refused."""
 
+import time
+
 import numpy as np
 import pytest
-from sessions import (ETHANE_PART, NOTHING_TO_PLOT, WATER, Step, again, calculation, first,
-                      options, tables)
+from sessions import (ETHANE_PART, ITEM, NOTHING_TO_PLOT, WATER, Step, again, calculation, connect,
+                      first, options, play, poke, reset, tables, to_demand)
 
 from orbitrax import wire
 from orbitrax.molecule import Molecule
@@ -213,7 +215,7 @@ def test_orbitals_of_another_treatment_are_not_asked_for(start):
 
 
 def test_many_plots_leave_the_atoms_where_they_are(start):
-    """To bohr and back moves a coordinate by its last digit at the most."""
+    """To bohr and back moves a coordinate in its last digits, and no farther the next time."""
     peer, _ = calculated(start)
     before = values(ask(peer, plot(DENSITY)))
     for _ in range(300):
@@ -311,6 +313,19 @@ def test_another_molecule_of_a_job_that_computes_nothing_is_not_plotted(start):
     assert ask(peer, plot(DENSITY)).errors == [NOTHING_TO_PLOT]
 
 
+def test_extended_hueckel_says_that_it_has_no_potential(start):
+    """A job of a method that computes nothing, and its plot."""
+    peer = start()
+    head = [Step(None, wire.word(4)), Step("parameter method", wire.word(0))]
+    assert connect(peer) == 1
+    play(peer, [*head, *calculation(method_id=0)])
+    transcript = ask(peer, plot(POTENTIAL), {"fShowWarnings": 1})
+    assert transcript.texts(wire.WARNING_LINE) == [
+        "Sorry, the electrostatic potential is not available in the Extended-Huckel method."]
+    assert not values(transcript, 2).any()
+    assert ask(peer, plot(DENSITY)).errors == [NOTHING_TO_PLOT]
+
+
 def test_a_selected_part_is_plotted_with_its_caps_alone(start):
     peer = start()
     first(peer, calculation("am1", ETHANE_PART, selection=[1, 2, 3, 4]))
@@ -318,3 +333,18 @@ def test_a_selected_part_is_plotted_with_its_caps_alone(start):
     # At the place of the cap there is an orbital of it; its core is 0.3 Angstrom away.
     cap = plot(DENSITY, **line, flPlotGrid=(1.2, 0, 0, *COLUMN, *ROW))
     assert values(ask(peer, cap), 1, **line) > 0.05
+
+
+@pytest.mark.parametrize(("columns", "rows"), [(2**27, 1), (1, 2**27), (2**13, 2**13)])
+@pytest.mark.parametrize("kind", range(5))
+def test_the_process_ends_when_its_client_goes_in_the_middle_of_a_plot(start, kind, columns, rows):
+    peer = start()
+    first(peer, calculation("am1", OXYGEN, run={"nSpinTreatment": 1, "nMultiplicity": 3}))
+    reset(peer)
+    to_demand(peer, options(plot(kind, 1, columns, rows, nPlotOrbitalMode=1))[:-1])
+    assert poke(peer, options()[-1].packet()) == wire.ACKNOWLEDGED
+    peer.send(wire.REQUEST, ITEM)
+    time.sleep(0.05)
+    assert not peer.asleep(), "it should be plotting"
+    peer.leave()
+    assert peer.wait(1.0) == 0
