@@ -24,7 +24,7 @@ _HALFWAY = _direction(*(_KEY_LIGHT + [0, 0, 1]))  # between the light and the vi
 _AMBIENT, _KEY, _FILL = 0.5, 0.45, 0.14
 _HAZE = 0.5  # of the farthest point, in a scene deeper than twice
 _SHALLOW = 5.0  # Angstrom, up to which there is none
-_HIGHLIGHT, _SHININESS = 0.35, 45.0
+_HIGHLIGHT, _SQUARINGS = 0.35, 5  # strength; the cosine to the power 2^5 = 32
 
 
 @dataclass(eq=False)
@@ -119,6 +119,16 @@ class _Fragments:
                           self.third[which], self.depth[which])
 
 
+def _looks(mesh: Mesh, camera: Camera) -> np.ndarray:
+    """What is mixed between the corners of a triangle, n x 8: normal as the camera sees it, colour,
+    opacity, shine."""
+    looks = np.empty((len(mesh.vertices), 8), np.float32)
+    looks[:, :3] = mesh.normals @ camera.rotation.T
+    looks[:, 3:6] = mesh.colours
+    looks[:, 6:] = mesh.opacity, mesh.shine
+    return looks
+
+
 class _Scene:
     """Meshes as a camera sees them."""
 
@@ -132,14 +142,8 @@ class _Scene:
         self._faces = np.concatenate([np.zeros((0, 3), int),
                                       *(m.faces + o for m, o in zip(meshes, offsets))
                                       ]).astype(np.int32)
-        self._normals = np.concatenate([np.zeros((0, 3)), *(m.normals for m in meshes)])
-        self._normals = (self._normals @ camera.rotation.T).astype(np.float32)
-        self._colours = np.concatenate([np.zeros((0, 3), np.float32),
-                                        *(np.float32(m.colours) for m in meshes)])
-        self._opacity = np.repeat([m.opacity for m in meshes],
-                                  [len(m.vertices) for m in meshes]).astype(np.float32)
-        self._shine = np.repeat([m.shine for m in meshes],
-                                [len(m.vertices) for m in meshes]).astype(np.float32)
+        self._looks = np.concatenate([np.zeros((0, 8), np.float32),
+                                      *(_looks(mesh, camera) for mesh in meshes)])
         self._all = self._fragments(camera.width, camera.height)
         self._order = np.argsort(self._all.depth, kind="stable").astype(np.int32)
 
@@ -155,21 +159,18 @@ class _Scene:
     def shade(self, seen: _Fragments) -> tuple[np.ndarray, np.ndarray]:
         """Colours, n x 3, and opacities, n."""
         corners = self._faces[seen.faces]
-
-        def mix(quantity):
-            mixed = quantity[corners[:, 0]] * (1 - seen.second - seen.third)[:, None]
-            mixed += quantity[corners[:, 1]] * seen.second[:, None]
-            mixed += quantity[corners[:, 2]] * seen.third[:, None]
-            return mixed
-
-        normal = mix(self._normals)
-        normal /= np.maximum(np.linalg.norm(normal, axis=1, keepdims=True), 1e-6)
+        mixed = self._looks[corners[:, 0]] * (1 - seen.second - seen.third)[:, None]
+        mixed += self._looks[corners[:, 1]] * seen.second[:, None]
+        mixed += self._looks[corners[:, 2]] * seen.third[:, None]
+        normal, facing, shine = mixed[:, :3], mixed[:, 6], mixed[:, 7]
+        normal /= np.maximum(np.sqrt(np.einsum("ij,ij->i", normal, normal)), 1e-6)[:, None]
         light = (_AMBIENT + _KEY * np.maximum(normal @ _KEY_LIGHT, 0)
                  + _FILL * np.maximum(normal @ _FILL_LIGHT, 0))
-        highlight = (_HIGHLIGHT * self._shine[corners[:, 0]]
-                     * np.maximum(normal @ _HALFWAY, 0) ** _SHININESS)
-        colour = np.clip(mix(self._colours) * light[:, None] + highlight[:, None], 0, 1)
-        facing = self._opacity[corners[:, 0]]
+        highlight = np.maximum(normal @ _HALFWAY, 0)
+        for _ in range(_SQUARINGS):
+            highlight *= highlight
+        highlight *= _HIGHLIGHT * shine
+        colour = np.clip(mixed[:, 3:6] * light[:, None] + highlight[:, None], 0, 1)
         rim = 1 - np.abs(normal[:, 2])
         opacity = np.clip(facing + (1 - facing) * (rim ** 2 + highlight), 0, 1)
         return colour, opacity
