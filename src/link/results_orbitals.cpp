@@ -34,13 +34,18 @@ OrbitalRange OrbitalsAt(int nPosition, int n) {
     return {nFirst, nLast - nFirst};
 }
 
+/// Whether set-up has taken all that belongs to the orbitals; before, nothing is remembered.
+bool IsSetUp() {
+    return scf.mVectorsA && scf.nOrbitals > 0;
+}
+
 /// N of the orbitals there are, or of those that the last set-up counted.
 int OrbitalCount() {
-    return scf.mVectorsA ? scf.nOrbitals : setup.nOrbitals;
+    return IsSetUp() ? scf.nOrbitals : setup.nOrbitals;
 }
 
 bool IsUnrestricted() {
-    return (scf.mVectorsA ? scf.nSpinTreatment : options.nSpinTreatment) == 1;
+    return (IsSetUp() ? scf.nSpinTreatment : options.nSpinTreatment) == 1;
 }
 
 /// Fills n rows of mTarget with orbitals in the order of vOrder; leaves it as it is without them.

@@ -193,6 +193,14 @@ TEST_F(OrbitalDelivery, VectorsThatDoNotExistAreZeros) {
     EXPECT_EQ(From<float>(0), Floats(2 * 70 * 70, 0.0F));
 }
 
+TEST_F(OrbitalDelivery, VectorsOfASetUpThatRanOutOfMemoryAreZeros) {
+    setup.nOrbitals = 6;
+    options.nSpinTreatment = 1;
+    scf.mVectorsA.Take(36, kSetUp);  // and none of beta, nor anything to remember
+    SendEigenvectors();
+    EXPECT_EQ(From<float>(0), Floats(2 * 36, 0.0F));
+}
+
 TEST_F(OrbitalDelivery, WithoutOrbitalsNoVectorsAreSent) {
     SendEigenvectors();
     EXPECT_TRUE(client.Sent.empty());

@@ -176,6 +176,17 @@ TEST_F(OrbitalPlot, CountsNaturalOrbitalsEmptyBelowHalfAnElectron) {
     ExpectRow(scf.mVectorsA, 0);
 }
 
+TEST_F(OrbitalPlot, FindsItsVectorThroughTheTableOfItsSpin) {
+    Run(WithSpin(Molecule(kAm1, {{8, 0.0, 0.1, -0.6}, {8, 0.2, 0.0, 0.6}}), 3, 1));
+    ToBohr();
+    AskForAGrid();
+    for (int k = 0; k < 8; ++k) results.Orbitals.vOrbitalOrder[8 + k] = 7 - k;
+    AskForOrbital(2, 3, 0);
+    ExpectRow(scf.mVectorsA, 2);
+    AskForOrbital(2, 3, 1);
+    ExpectRow(scf.mVectorsB, 5);
+}
+
 TEST_F(OrbitalPlot, GoesByTheTreatmentThatTheVectorsHaveAndNotByNewOptions) {
     Run(Water(kAm1));
     ToBohr();

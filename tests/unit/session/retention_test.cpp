@@ -52,6 +52,7 @@ TEST_F(Retention, VibrationsOnTheStoredMatrixKeepAllButTheMolecule) {
     options.fComputeForceMatrix = 0;
     FreeSessionArrays();
     EXPECT_FALSE(system.pAtoms);
+    EXPECT_FALSE(scf.fResultsValid);  // of no molecule
     EXPECT_TRUE(scf.mDensityT);
     EXPECT_TRUE(vibrations.pHessian);
 }
