@@ -47,6 +47,7 @@ INT_PTR CALLBACK AboutDlgProc(HWND hDialog, UINT nMessage, WPARAM wParam, LPARAM
 }
 
 LRESULT ShowAbout(HWND hWindow) {
+    if (shell.hAboutDialog) return 0;
     DialogBoxParamA(shell.hInstance, MAKEINTRESOURCEA(kAboutDialog), hWindow, AboutDlgProc, 0);
     if (shell.fClosePending) DestroyWindow(hWindow);
     return 0;
