@@ -18,6 +18,9 @@ constexpr UINT kStartSessionMessage = WM_USER, kLinkLostMessage = WM_USER + 2;
 constexpr UINT kAboutCommand = 100;
 constexpr int kAboutDialog = 1, kMenuTextId = 50, kMenuTextLength = 30;
 constexpr char kClassName[] = "qsolve", kWindowTitle[] = "Orbitrax";
+/// The window has it while a session runs or is about to: a request that brings no packet cannot
+/// say so.
+constexpr char kSessionProperty[] = "Session";
 
 /// The minimised window that receives the process's messages.
 struct Shell {
@@ -26,6 +29,7 @@ struct Shell {
     HWND hWindow = nullptr;
     HWND hAboutDialog = nullptr;
     bool fClosePending = false;  ///< to be closed once the About dialog is
+    int nStartsPosted = 0;       ///< sessions that the queue still asks for
     std::exception_ptr parked;   ///< what a handler threw, until the system's code is left
 };
 Shell shell;
@@ -86,6 +90,7 @@ LRESULT Destroy(HWND hWindow) {
 LRESULT HandleMessage(HWND hWindow, UINT nMessage, WPARAM wParam, LPARAM lParam) {
     switch (nMessage) {
         case kStartSessionMessage:
+            if (shell.nStartsPosted > 0) --shell.nStartsPosted;
             shell.pHandler(Message::kStartSession);
             return 0;
         case kLinkLostMessage:
@@ -189,12 +194,18 @@ void BecomeModernTwin(char**) {}
 
 void PostToSelf(Message message) {
     const bool fStart = message == Message::kStartSession;
+    if (fStart) {
+        ++shell.nStartsPosted;
+        SetPropA(shell.hWindow, kSessionProperty, shell.hWindow);
+    }
     PostMessageA(shell.hWindow, fStart ? kStartSessionMessage : kLinkLostMessage, 0, 0);
 }
 
 void PacketOffered() {}
 
-void SessionEnded() {}
+void SessionEnded() {
+    if (shell.nStartsPosted == 0) RemovePropA(shell.hWindow, kSessionProperty);
+}
 
 bool HandleOneMessage() {
     MSG message;

@@ -4,6 +4,7 @@ import tempfile
 from pathlib import Path
 
 import pytest
+import wine
 from peers import TRANSPORTS, Listener, SocketPeer
 
 
@@ -26,9 +27,21 @@ def _starter(make):
         raise problems[0]
 
 
-@pytest.fixture(params=sorted(TRANSPORTS))
+@pytest.fixture(scope="session")
+def _wine():
+    """What runs under Wine needs; nothing of it is left at the end."""
+    if problem := wine.missing():
+        pytest.skip(problem)
+    anchor = wine.Anchor()
+    yield
+    anchor.release()
+
+
+@pytest.fixture(params=["socket", pytest.param("dde", marks=pytest.mark.windows)])
 def start(request):
     """Starts a backend with the given arguments and returns a peer that is not connected yet."""
+    if request.param == "dde":
+        request.getfixturevalue("_wine")
     yield from _starter(TRANSPORTS[request.param])
 
 

@@ -7,6 +7,9 @@ itself take `start_socket`.
 
 from __future__ import annotations
 
+import contextlib
+import functools
+import itertools
 import os
 import shutil
 import signal
@@ -16,6 +19,8 @@ import subprocess
 import tempfile
 import time
 from pathlib import Path
+
+import wine
 
 from orbitrax import wire
 
@@ -178,7 +183,54 @@ class SocketPeer(Backend):
         return holder
 
 
-TRANSPORTS = {"socket": SocketPeer}
+class DdePeer(SocketPeer):
+    """A client of qsolve.exe under Wine: the frames go to the DDE bridge of tests/windows, which
+    carries them to a server of its own.
+
+    `process` is the bridge, whose exit status is that of the server; `pid` is the server. With
+    `alone`, the server has its usual topic, which then only one of them can have at a time;
+    otherwise the usual topic stands for one of its own.
+    """
+
+    _count = itertools.count()
+
+    def __init__(self, *arguments: str, program: Path = wine.PROGRAM, alone: bool = False):
+        own = f"{os.getpid():x}{next(self._count) % 256:02x}"
+        topic = None
+        self._lock = contextlib.ExitStack()
+        if arguments or alone:
+            self._lock.enter_context(wine.locked("wine-topic.lock"))
+        else:
+            arguments, topic = ("Molarium", own), own
+        self._out = tempfile.NamedTemporaryFile()
+        self._error = tempfile.TemporaryFile()
+        self.link, theirs = socket.socketpair()
+        self.link.settimeout(PATIENCE)
+        with theirs:
+            self.process = wine.launch(*arguments, program=program, out=Path(self._out.name),
+                                       topic=topic, mark=own, stdin=theirs, stdout=theirs,
+                                       stderr=self._error)
+        self._mark = own
+        self.expected_error = ""
+        self.expected_status = 0
+
+    @functools.cached_property
+    def pid(self) -> int:
+        return wine.find_process(self._mark)
+
+    def wait(self, seconds: float = SOON) -> int:
+        # Wine's own server takes its time over a process that ends while others start.
+        return super().wait(seconds + SOON)
+
+    def hand_over(self):
+        raise NotImplementedError("a conversation over DDE belongs to one process")
+
+    def finish(self) -> None:
+        with self._lock:
+            super().finish()
+
+
+TRANSPORTS = {"socket": SocketPeer, "dde": DdePeer}
 
 
 class Listener(Backend):
