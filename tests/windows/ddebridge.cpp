@@ -22,6 +22,7 @@
 
 #include <windows.h>
 // Needs the above.
+#include <dde.h>
 #include <ddeml.h>
 
 #include <algorithm>
@@ -202,6 +203,15 @@ bool TakeOption(const char* sName, char*& sRest, std::string& sValue) {
     return true;
 }
 
+/// Returns when the program has a window and waits for messages. The first window of all makes Wine
+/// start a desktop.
+void WaitUntilReady() {
+    constexpr int kPause = 5;
+    for (int i = 0; i < 30000 / kPause && !WindowOfServer(); ++i)
+        if (WaitForSingleObject(bridge.server.hProcess, kPause) == WAIT_OBJECT_0) return;
+    WaitForInputIdle(bridge.server.hProcess, kPatience);
+}
+
 /// Starts the program that our own command line names, and returns when it waits for messages: by
 /// then it has registered its names.
 bool StartServer() {
@@ -222,7 +232,7 @@ bool StartServer() {
         std::fprintf(stderr, "ddebridge: cannot start %s (error %lu)\n", sRest, GetLastError());
         return false;
     }
-    WaitForInputIdle(bridge.server.hProcess, kPatience);
+    WaitUntilReady();
     return true;
 }
 
@@ -325,6 +335,26 @@ std::uint32_t PostToServer(const Frame& frame) {
     return hWindow && PostMessageA(hWindow, words[0], words[1], words[2]);
 }
 
+bool UnderWine() {
+    return GetProcAddress(GetModuleHandleA("ntdll"), "wine_get_version") != nullptr;
+}
+
+/// Wine's server side follows each packet with an acknowledgement that nobody waits for. If the
+/// next transaction began before it came, Wine's client side would take it for the answer.
+void TakeStrayAcknowledgement() {
+    static const bool fUnderWine = UnderWine();
+    const ULONGLONG nLimit = GetTickCount64() + kPatience;
+    while (fUnderWine && GetTickCount64() < nLimit) {
+        MSG message;
+        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+            DispatchMessageA(&message);
+            if (message.message == WM_DDE_ACK) return;
+        }
+        MsgWaitForMultipleObjects(1, &bridge.server.hProcess, FALSE, kPatience, QS_ALLINPUT);
+        if (WaitForSingleObject(bridge.server.hProcess, 0) == WAIT_OBJECT_0) return;
+    }
+}
+
 /// Answers a request with a packet, or with the state of the session; false when it has to be held.
 /// The state is asked for after the packet: a session cannot end while one waits to be fetched.
 bool Fetch(const Frame& frame) {
@@ -336,6 +366,7 @@ bool Fetch(const Frame& frame) {
         hData = DdeClientTransaction(nullptr, 0, bridge.hConversation, item.hsz, bridge.nFormat,
                                      XTYP_REQUEST, kTransactionTime, nullptr);
     if (hData) {
+        TakeStrayAcknowledgement();
         // The handle may be larger than what it was made for; the header knows.
         DWORD nBytes = 0;
         std::int32_t nPayload = 0;
