@@ -22,6 +22,7 @@ struct Dde {
     HSZ hszItem = nullptr;
     UINT nPacketFormat = 0;
     HCONV hConversation = nullptr;
+    HANDLE hClient = nullptr;  ///< its process, to see it die; null where it cannot be told
 };
 Dde dde;
 
@@ -78,6 +79,28 @@ HDDEDATA AsAnswer(int nAnswer) {
     return reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(nAnswer));
 }
 
+HANDLE OpenClient(HCONV hConversation) {
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    DWORD nProcess = 0;
+    if (!DdeQueryConvInfo(hConversation, QID_SYNC, &info)) return nullptr;
+    if (!GetWindowThreadProcessId(info.hwndPartner, &nProcess)) return nullptr;
+    return OpenProcess(SYNCHRONIZE, FALSE, nProcess);
+}
+
+void Remember(HCONV hConversation) {
+    dde.hConversation = hConversation;
+    dde.hClient = OpenClient(hConversation);
+    OnConnectConfirm();
+}
+
+void Forget() {
+    dde.hConversation = nullptr;
+    if (dde.hClient) CloseHandle(dde.hClient);
+    dde.hClient = nullptr;
+    OnDisconnect();
+}
+
 /// Nothing in here sends, waits or throws: it runs inside whatever wait pumps the messages.
 HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFirst, HSZ hszSecond,
                                HDDEDATA hData, ULONG_PTR, ULONG_PTR) noexcept {
@@ -85,8 +108,7 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_CONNECT:
             return AsAnswer(OnConnect(NameOf(hszSecond), NameOf(hszFirst)) ? 1 : 0);
         case XTYP_CONNECT_CONFIRM:
-            dde.hConversation = hConversation;
-            OnConnectConfirm();
+            Remember(hConversation);
             return nullptr;
         case XTYP_REQUEST:
             return GivePacket(hszFirst, hszSecond);
@@ -95,8 +117,7 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_EXECUTE:
             return AsAnswer(Obey(hszFirst, hData));
         case XTYP_DISCONNECT:
-            dde.hConversation = nullptr;
-            OnDisconnect();
+            Forget();
             return nullptr;
         case XTYP_ERROR:
             OnError();
@@ -142,10 +163,12 @@ void StopDde() {
 
 void DropDdeConversation() {
     if (!dde.hConversation) return;
-    const HCONV hConversation = dde.hConversation;
-    dde.hConversation = nullptr;
-    DdeDisconnect(hConversation);
-    OnDisconnect();
+    DdeDisconnect(dde.hConversation);
+    Forget();
+}
+
+HANDLE DdeClient() {
+    return dde.hClient;
 }
 
 }  // namespace qsolve

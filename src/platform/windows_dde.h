@@ -16,4 +16,8 @@ void StopDde();
 /// Ends the conversation from our side, if there is one.
 void DropDdeConversation();
 
+/// The process of the client in conversation, which is signalled when it ends; null when there is
+/// none or it cannot be told. DDE itself does not always tell of a client that dies.
+HANDLE DdeClient();
+
 }  // namespace qsolve

@@ -210,6 +210,7 @@ void SessionEnded() {
 bool HandleOneMessage() {
     MSG message;
     RethrowParked();
+    if (DdeClient() && WaitForSingleObject(DdeClient(), 0) == WAIT_OBJECT_0) DropDdeConversation();
     if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
     Dispatch(message);
     return true;
@@ -218,8 +219,14 @@ bool HandleOneMessage() {
 void WaitForMessage() {
     MSG message;
     RethrowParked();
-    const BOOL nGot = GetMessageA(&message, nullptr, 0, 0);
-    if (nGot <= 0) message.message = WM_QUIT;
+    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        const HANDLE hClient = DdeClient();
+        const DWORD nHandles = hClient ? 1 : 0;
+        const DWORD nWhat =
+            MsgWaitForMultipleObjects(nHandles, &hClient, FALSE, INFINITE, QS_ALLINPUT);
+        if (nWhat < WAIT_OBJECT_0 + nHandles) return DropDdeConversation();
+        if (nWhat == WAIT_FAILED) WaitMessage();
+    }
     Dispatch(message);
 }
 

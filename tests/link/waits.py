@@ -89,7 +89,7 @@ def settle(peer) -> None:
 
 
 def big_job(peer, iteration: int, name: str = "w200") -> None:
-    """Drives a job, by default of 200 waters, until its n-th cycle is reported; the next packet is
+    """Drives a job, of 200 waters by default, until its n-th cycle is reported; the next packet is
     asked for and not taken, so that the backend calculates on."""
     job = Job(read_molecule(str(ROOT / "benchmarks" / "molecules" / f"{name}.xyz")), "am1")
     head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]

@@ -15,11 +15,15 @@ pytestmark = pytest.mark.windows
 
 WAITS = [packet_not_fetched, poke_awaited, poke_awaited_with_request_held, text_not_fetched,
          text_not_fetched_in_job, no_session]
-MOLECULE = "taxol"  # 113 atoms
 
 def in_a_calculation(peer) -> None:
-    big_job(peer, 1, MOLECULE)
-    assert not peer.asleep(), "it should be calculating"
+    """Returns in the middle of an SCF cycle of 300 atoms, which takes some tenths of a second."""
+    connect(peer)
+    big_job(peer, 1, "w100")
+    start, limit = peer.processor_time(), time.monotonic() + SOON
+    while peer.processor_time() - start < 50_000_000:  # nanoseconds
+        assert time.monotonic() < limit, "it should be calculating"
+        time.sleep(0.005)
 
 @pytest.mark.parametrize("wait", WAITS)
 def test_the_process_ends_when_its_client_disconnects_in_a_wait(start, wait):
@@ -30,7 +34,6 @@ def test_the_process_ends_when_its_client_disconnects_in_a_wait(start, wait):
 
 def test_the_process_ends_when_its_client_disconnects_in_a_calculation(start):
     peer = start()
-    connect(peer)
     in_a_calculation(peer)
     peer.leave()
     assert peer.wait() == 0
@@ -47,7 +50,6 @@ def test_a_close_or_a_quit_ends_the_process_in_a_wait(start, wait, message):
 @pytest.mark.parametrize("message", [WM_CLOSE, WM_QUIT])
 def test_a_close_or_a_quit_ends_the_process_in_a_calculation(start, message):
     peer = start()
-    connect(peer)
     in_a_calculation(peer)
     post(peer, message)
     assert peer.wait() == 0
@@ -61,7 +63,6 @@ def test_the_process_ends_when_its_client_is_killed_in_a_wait(start, wait):
 
 def test_the_process_ends_when_its_client_is_killed_in_a_calculation(start):
     peer = start()
-    connect(peer)
     in_a_calculation(peer)
     kill_client(peer)
     wait_for_end(peer.pid, SOON)
@@ -87,4 +88,5 @@ def test_no_wait_costs_processor_time(start):
              for wait, peer, start in zip(WAITS, peers, before)}
     # A request that is held comes again and again: over DDE nobody tells of a packet.
     spent.pop(poke_awaited_with_request_held.__name__)
-    assert max(spent.values()) < 1_000_000, spent  # nanoseconds: a thousandth of the time
+    # Nanoseconds, a fiftieth of the time: whoever else connects meanwhile asks every window.
+    assert max(spent.values()) < 20_000_000, spent
