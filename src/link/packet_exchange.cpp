@@ -65,6 +65,13 @@ int ReceiveFromSelf(void* pBuffer, int nCapacity) {
     return link.ReceivedHeader.nLength;
 }
 
+/// Tells of an error that the transport has reported.
+void SendQueuedError() {
+    if (!link.fQueuedLinkError) return;
+    link.fQueuedLinkError = false;
+    ErrorLine(MessageText(kMsgOutOfMemory));
+}
+
 }  // namespace
 
 void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination) {
@@ -77,10 +84,8 @@ void SendPacket(PacketType nType, const void* pData, int nLength, int nDestinati
     }
     if (nDestination != link.nFrontendNode) return;
     WaitUntilFetched();
-    if (link.fQueuedLinkError) {
-        link.fQueuedLinkError = false;
-        ErrorLine(MessageText(kMsgOutOfMemory));
-    }
+    // Not between a demand and what it demands: the client's poke would find nobody waiting.
+    if (nType != kPacketRequestNext) SendQueuedError();
 }
 
 void SendChunked(PacketType nType, const void* pData, std::size_t nBytes, int nDestination) {
@@ -100,6 +105,7 @@ int ReceivePacket(void* pBuffer, int nCapacity) {
 }
 
 int RequestPacket(void* pBuffer, int nCapacity) {
+    SendQueuedError();
     SendPacket(kPacketRequestNext, "", 1);
     return ReceivePacket(pBuffer, nCapacity);
 }
