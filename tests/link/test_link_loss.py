@@ -138,12 +138,12 @@ def test_no_wait_costs_processor_time(start_socket):
 
 
 def big_job(peer, iteration: int) -> None:
-    """Drives a job of 200 waters until its n-th cycle is reported; the next packet is asked for and
+    """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for and
     not taken, so that the backend calculates on."""
     from orbitrax import Job, read_molecule
     from orbitrax.parameters import load_parameters
 
-    waters = Path(__file__).parents[2] / "benchmarks" / "molecules" / "w200.xyz"
+    waters = Path(__file__).parents[2] / "benchmarks" / "molecules" / f"{peer.waters}.xyz"
     job = Job(read_molecule(str(waters)), "am1")
     head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]
     pokes = [*(wire.packet(payload) for payload in head), *job.packets()]
