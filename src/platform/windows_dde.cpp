@@ -13,6 +13,7 @@ namespace {
 
 constexpr UINT kStartFlags =
     CBF_FAIL_SELFCONNECTIONS | CBF_FAIL_ADVISES | CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS;
+static_assert(kStartFlags == 0x185000);
 
 /// What DDE has lent us.
 struct Dde {
@@ -22,7 +23,7 @@ struct Dde {
     HSZ hszItem = nullptr;
     UINT nPacketFormat = 0;
     HCONV hConversation = nullptr;
-    HANDLE hClient = nullptr;  ///< its process, to see it die; null where it cannot be told
+    HANDLE hClientProcess = nullptr;
 };
 Dde dde;
 
@@ -75,30 +76,30 @@ int Obey(HSZ hszTopic, HDDEDATA hData) {
     return OnExecute(CopyName(sCommand, std::strlen(sCommand)));
 }
 
-HDDEDATA AsAnswer(int nAnswer) {
-    return reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(nAnswer));
-}
-
-HANDLE OpenClient(HCONV hConversation) {
+/// The process on the other side of a conversation; null when it cannot be had.
+HANDLE OpenClientProcess(HCONV hConversation) {
     CONVINFO info = {};
     info.cb = sizeof info;
     DWORD nProcess = 0;
     if (!DdeQueryConvInfo(hConversation, QID_SYNC, &info)) return nullptr;
-    if (!GetWindowThreadProcessId(info.hwndPartner, &nProcess)) return nullptr;
-    return OpenProcess(SYNCHRONIZE, FALSE, nProcess);
+    GetWindowThreadProcessId(info.hwndPartner, &nProcess);
+    return nProcess != 0 ? OpenProcess(SYNCHRONIZE, FALSE, nProcess) : nullptr;
 }
 
-void Remember(HCONV hConversation) {
+void TakeConversation(HCONV hConversation) {
     dde.hConversation = hConversation;
-    dde.hClient = OpenClient(hConversation);
+    dde.hClientProcess = OpenClientProcess(hConversation);
     OnConnectConfirm();
 }
 
-void Forget() {
+void ForgetConversation() {
     dde.hConversation = nullptr;
-    if (dde.hClient) CloseHandle(dde.hClient);
-    dde.hClient = nullptr;
-    OnDisconnect();
+    if (dde.hClientProcess) CloseHandle(dde.hClientProcess);
+    dde.hClientProcess = nullptr;
+}
+
+HDDEDATA AsAnswer(int nAnswer) {
+    return reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(nAnswer));
 }
 
 /// Nothing in here sends, waits or throws: it runs inside whatever wait pumps the messages.
@@ -108,7 +109,7 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_CONNECT:
             return AsAnswer(OnConnect(NameOf(hszSecond), NameOf(hszFirst)) ? 1 : 0);
         case XTYP_CONNECT_CONFIRM:
-            Remember(hConversation);
+            TakeConversation(hConversation);
             return nullptr;
         case XTYP_REQUEST:
             return GivePacket(hszFirst, hszSecond);
@@ -117,7 +118,8 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_EXECUTE:
             return AsAnswer(Obey(hszFirst, hData));
         case XTYP_DISCONNECT:
-            Forget();
+            ForgetConversation();
+            OnDisconnect();
             return nullptr;
         case XTYP_ERROR:
             OnError();
@@ -138,17 +140,22 @@ void FreeName(HSZ& hszName) {
 
 }  // namespace
 
-bool StartDde() {
+bool RegisterPacketFormat() {
     dde.nPacketFormat = RegisterClipboardFormatA(kItemName);
-    if (dde.nPacketFormat < 0xC000 || dde.nPacketFormat > 0xFFFF) return false;
+    return dde.nPacketFormat >= 0xC000 && dde.nPacketFormat <= 0xFFFF;
+}
+
+DdeStart StartDde() {
     if (DdeInitializeA(&dde.nInstance, LinkCallback, kStartFlags, 0) != DMLERR_NO_ERROR)
-        return false;
+        return DdeStart::kNoDde;
     dde.hszService = MakeName(kServiceName);
     dde.hszItem = MakeName(kItemName);
     dde.hszTopic = MakeName(link.sTopicName);
-    if (!dde.hszService || !dde.hszItem || !dde.hszTopic) return false;
-    return DdeNameService(dde.nInstance, dde.hszService, nullptr, DNS_REGISTER | DNS_FILTERON) !=
-           nullptr;
+    if (!dde.hszService || !dde.hszItem || !dde.hszTopic) return DdeStart::kNoMemory;
+    // Nothing that a client sends is handled before the first pump, when the name stands.
+    const UINT nFlags = DNS_REGISTER | DNS_FILTERON;
+    return DdeNameService(dde.nInstance, dde.hszService, nullptr, nFlags) ? DdeStart::kReady
+                                                                          : DdeStart::kNoMemory;
 }
 
 void StopDde() {
@@ -158,17 +165,20 @@ void StopDde() {
     FreeName(dde.hszItem);
     DdeNameService(dde.nInstance, nullptr, nullptr, DNS_UNREGISTER);
     DdeUninitialize(dde.nInstance);
+    ForgetConversation();
     dde = Dde{};
 }
 
 void DropDdeConversation() {
     if (!dde.hConversation) return;
-    DdeDisconnect(dde.hConversation);
-    Forget();
+    const HCONV hConversation = dde.hConversation;
+    ForgetConversation();
+    DdeDisconnect(hConversation);
+    OnDisconnect();
 }
 
-HANDLE DdeClient() {
-    return dde.hClient;
+HANDLE DdeClientProcess() {
+    return dde.hClientProcess;
 }
 
 }  // namespace qsolve

@@ -30,6 +30,7 @@ struct Shell {
     HWND hAboutDialog = nullptr;
     bool fClosePending = false;  ///< to be closed once the About dialog is
     int nStartsPosted = 0;       ///< sessions that the queue still asks for
+    int nExitStatus = 0;         ///< of the message that ends the process
     std::exception_ptr parked;   ///< what a handler threw, until the system's code is left
 };
 Shell shell;
@@ -127,12 +128,26 @@ void RethrowParked() {
 
 void Dispatch(const MSG& message) {
     if (message.message == WM_QUIT) {
+        shell.nExitStatus = static_cast<int>(message.wParam);
         link.fQuit = true;
         return;
     }
     TranslateMessage(&message);
     DispatchMessageA(&message);
     RethrowParked();
+}
+
+/// Waits at most nMilliseconds for a message. Returns true when the client's process has ended
+/// instead, which is then the end of the conversation.
+bool NoticeDeadClient(DWORD nMilliseconds) {
+    const HANDLE hClient = DdeClientProcess();
+    const DWORD nHandles = hClient ? 1 : 0;
+    if (nMilliseconds == 0 && !hClient) return false;
+    const DWORD nWhat =
+        MsgWaitForMultipleObjects(nHandles, &hClient, FALSE, nMilliseconds, QS_ALLINPUT);
+    if (!hClient || nWhat != WAIT_OBJECT_0) return false;
+    DropDdeConversation();
+    return true;
 }
 
 bool RegisterWindowClass() {
@@ -176,18 +191,20 @@ bool MakeWindow() {
 bool StartPlatform(MessageHandler pHandler) {
     shell.pHandler = pHandler;
     shell.hInstance = GetModuleHandleA(nullptr);
-    if (!RegisterWindowClass() || !MakeWindow()) {
-        MessageBoxA(nullptr, MessageText(kMsgOutOfMemory), kWindowTitle, MB_ICONSTOP);
-        return false;
-    }
-    if (StartDde()) return true;
-    MessageBoxA(nullptr, MessageText(kMsgNoConversation), kWindowTitle, MB_ICONSTOP);
+    DdeStart nStart = DdeStart::kNoMemory;
+    if (RegisterWindowClass() && RegisterPacketFormat() && MakeWindow()) nStart = StartDde();
+    if (nStart == DdeStart::kReady) return true;
+    const bool fNoDde = nStart == DdeStart::kNoDde;
+    MessageBoxA(nullptr, MessageText(fNoDde ? kMsgNoConversation : kMsgOutOfMemory), kWindowTitle,
+                MB_ICONSTOP);
+    StopPlatform();
     return false;
 }
 
-void StopPlatform() {
+int StopPlatform() {
     StopDde();
     UnregisterClassA(kClassName, shell.hInstance);
+    return shell.nExitStatus;
 }
 
 void BecomeModernTwin(char**) {}
@@ -210,8 +227,7 @@ void SessionEnded() {
 bool HandleOneMessage() {
     MSG message;
     RethrowParked();
-    if (DdeClient() && WaitForSingleObject(DdeClient(), 0) == WAIT_OBJECT_0) DropDdeConversation();
-    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
+    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return NoticeDeadClient(0);
     Dispatch(message);
     return true;
 }
@@ -219,14 +235,8 @@ bool HandleOneMessage() {
 void WaitForMessage() {
     MSG message;
     RethrowParked();
-    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
-        const HANDLE hClient = DdeClient();
-        const DWORD nHandles = hClient ? 1 : 0;
-        const DWORD nWhat =
-            MsgWaitForMultipleObjects(nHandles, &hClient, FALSE, INFINITE, QS_ALLINPUT);
-        if (nWhat < WAIT_OBJECT_0 + nHandles) return DropDdeConversation();
-        if (nWhat == WAIT_FAILED) WaitMessage();
-    }
+    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE))
+        if (NoticeDeadClient(INFINITE)) return;
     Dispatch(message);
 }
 

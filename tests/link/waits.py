@@ -88,10 +88,11 @@ def settle(peer) -> None:
     raise AssertionError("the process does not come to rest")
 
 
-def big_job(peer, iteration: int, name: str = "w200") -> None:
-    """Drives a job, of 200 waters by default, until its n-th cycle is reported; the next packet is
-    asked for and not taken, so that the backend calculates on."""
-    job = Job(read_molecule(str(ROOT / "benchmarks" / "molecules" / f"{name}.xyz")), "am1")
+def big_job(peer, iteration: int) -> None:
+    """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for and
+    not taken, so that the backend calculates on."""
+    waters = ROOT / "benchmarks" / "molecules" / f"{peer.waters}.xyz"
+    job = Job(read_molecule(str(waters)), "am1")
     head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]
     pokes = [*(wire.packet(payload) for payload in head), *job.packets()]
     words = "Starting an AM1" if iteration == 0 else f"Iteration = {iteration} "

@@ -203,13 +203,14 @@ bool TakeOption(const char* sName, char*& sRest, std::string& sValue) {
     return true;
 }
 
-/// Returns when the program has a window and waits for messages. The first window of all makes Wine
-/// start a desktop.
+/// Returns when the program has a window and answers messages to it. The first window of all makes
+/// Wine start a desktop.
 void WaitUntilReady() {
     constexpr int kPause = 5;
     for (int i = 0; i < 30000 / kPause && !WindowOfServer(); ++i)
         if (WaitForSingleObject(bridge.server.hProcess, kPause) == WAIT_OBJECT_0) return;
-    WaitForInputIdle(bridge.server.hProcess, kPatience);
+    DWORD_PTR nAnswer = 0;
+    SendMessageTimeoutA(WindowOfServer(), WM_NULL, 0, 0, SMTO_NORMAL, kPatience, &nAnswer);
 }
 
 /// Starts the program that our own command line names, and returns when it waits for messages: by

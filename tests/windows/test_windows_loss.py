@@ -19,7 +19,7 @@ WAITS = [packet_not_fetched, poke_awaited, poke_awaited_with_request_held, text_
 def in_a_calculation(peer) -> None:
     """Returns in the middle of an SCF cycle of 300 atoms, which takes some tenths of a second."""
     connect(peer)
-    big_job(peer, 1, "w100")
+    big_job(peer, 1)
     start, limit = peer.processor_time(), time.monotonic() + SOON
     while peer.processor_time() - start < 50_000_000:  # nanoseconds
         assert time.monotonic() < limit, "it should be calculating"
