@@ -77,7 +77,7 @@ void SendQueuedError() {
 void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination) {
     if (nLength < 0 || nLength > kMaxPayload) Fatal(kMsgBufferOverflow);
     if (nLength > 0) std::memcpy(link.SendBuffer.Payload, pData, static_cast<std::size_t>(nLength));
-    link.SendBuffer.Header = {nLength, nType, nDestination, link.nOwnNode, 0};
+    link.SendBuffer.Header = {nLength, nType, nDestination, link.nOwnNode, link.hOwnWindow};
     if (nDestination == link.nOwnNode || nDestination == kNodeSelf) {
         link.fLoopbackPending = true;
         return;

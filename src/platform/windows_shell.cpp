@@ -181,6 +181,8 @@ bool MakeWindow() {
                                     CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr,
                                     shell.hInstance, nullptr);
     if (!shell.hWindow || !TrimSystemMenu()) return false;
+    // Window handles have 32 significant bits.
+    link.hOwnWindow = static_cast<int>(reinterpret_cast<LONG_PTR>(shell.hWindow));
     ShowWindow(shell.hWindow, SW_SHOWMINNOACTIVE);
     UpdateWindow(shell.hWindow);
     return true;

@@ -141,7 +141,8 @@ def test_the_process_ends_within_a_second_in_the_middle_of_a_calculation(start, 
     peer = start()
     connect(peer)
     big_job(peer, iteration)
-    time.sleep(0.05)
-    assert not peer.asleep(), "it should be calculating"
+    limit = time.monotonic() + 1.0
+    while peer.asleep():  # on its way from the last packet to the calculation
+        assert time.monotonic() < limit, "it should be calculating"
     peer.leave()
     assert peer.wait(1.0) == 0

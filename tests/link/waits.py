@@ -89,8 +89,8 @@ def settle(peer) -> None:
 
 
 def big_job(peer, iteration: int) -> None:
-    """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for and
-    not taken, so that the backend calculates on."""
+    """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for
+    and not taken, so that the backend calculates on."""
     waters = ROOT / "benchmarks" / "molecules" / f"{peer.waters}.xyz"
     job = Job(read_molecule(str(waters)), "am1")
     head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]

@@ -1,8 +1,9 @@
 """Runs qsolve.exe under Wine, without a display, in a Wine prefix of this checkout's own.
 
-The prefix stands in build/wine. It is made once, which takes some ten seconds; the programs are
-those of `cmake --preset windows`. Run as a program, this file makes the prefix. `launch` starts a backend behind the DDE bridge; `Anchor` keeps
-Wine's own processes alive from one start to the next, which saves most of the time of a start.
+The prefix stands in build/wine. It is made once, which takes some ten seconds, by this file run as
+a program or by the first test; the programs are those of `cmake --preset windows`. `launch` starts
+a backend behind the DDE bridge; `Anchor` keeps Wine's own processes alive from one start to the
+next, which saves most of the time of a start.
 """
 
 from __future__ import annotations
