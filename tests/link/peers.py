@@ -218,6 +218,7 @@ class DdePeer(SocketPeer):
                                        topic=topic, mark=own, stdin=theirs, stdout=theirs,
                                        stderr=self._error)
         self._mark = own
+        self.topic = topic or "CalcBackend"
         self._transactions = self._bytes = 0
         self.expected_error = ""
         self.expected_status = 0

@@ -1,10 +1,10 @@
 // Built into a copy of qsolve.exe, so that tests can see what only the process itself can. Messages
 // that are posted to the window drive it, from WM_APP on:
 //
-//     WM_APP      prints a line "name=value" for each thing that is counted or looked at, then "."
+//     WM_APP      prints a line "name=value" for each thing that it looks at, then "."
 //     WM_APP + 1  an error of DDE's own
 //     WM_APP + 2  presses the button wParam of the About box
-//     WM_APP + 3  prints the names in the system's table of atoms, one a line, then "."
+//     WM_APP + 3  prints in the same way what there is of windows, GDI objects and names
 //
 // windows_dde.cpp of this program is compiled to call ProbedDdeInitialize in the place of
 // DdeInitializeA; what it registers is then known here.
@@ -23,7 +23,7 @@ extern "C" void* WINAPI RtlGetCurrentPeb();  // of ntdll: the process's own bloc
 
 namespace {
 
-constexpr UINT kReport = WM_APP, kFail = WM_APP + 1, kPress = WM_APP + 2, kAtoms = WM_APP + 3;
+constexpr UINT kReport = WM_APP, kFail = WM_APP + 1, kPress = WM_APP + 2, kCount = WM_APP + 3;
 
 PFNCALLBACK pCallback = nullptr;
 DWORD nFlags = 0;
@@ -118,9 +118,6 @@ void PrintReport() {
     char sTitle[40] = {}, sText[80] = {};
     GetWindowTextA(hWindow, sTitle, sizeof sTitle);
     LoadStringA(GetModuleHandleA(nullptr), 50, sText, sizeof sText);
-    std::printf("windows=%d\ngdi=%d\n", CountWindows(), CountGdiObjects());
-    std::printf("system gdi=%lu\n", GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS));
-    std::printf("system user=%lu\n", GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS));
     std::printf("flags=%lX\ntitle=%s\nstring 50=%s\n", nFlags, sTitle, sText);
     std::printf("style=%lX\n", static_cast<DWORD>(GetWindowLongPtrA(hWindow, GWL_STYLE)));
     std::printf("class style=%llX\n", GetClassLongPtrA(hWindow, GCL_STYLE));
@@ -134,11 +131,16 @@ void PrintReport() {
     std::fflush(stdout);
 }
 
-void PrintAtoms() {
+/// The names are those of the process's own table of atoms, in which DDE keeps its texts here.
+void PrintCounts() {
+    const HANDLE hProcess = GetCurrentProcess();
+    std::printf("windows=%d\ngdi=%d\n", CountWindows(), CountGdiObjects());
+    std::printf("system gdi=%lu\n", GetGuiResources(hProcess, GR_GDIOBJECTS));
+    std::printf("system user=%lu\n", GetGuiResources(hProcess, GR_USEROBJECTS));
     for (UINT nAtom = 0xC000; nAtom <= 0xFFFF; ++nAtom) {
         char sName[256] = {};
-        if (GlobalGetAtomNameA(static_cast<ATOM>(nAtom), sName, sizeof sName))
-            std::printf("%s\n", sName);
+        if (GetAtomNameA(static_cast<ATOM>(nAtom), sName, sizeof sName))
+            std::printf("name=%s\n", sName);
     }
     std::printf(".\n");
     std::fflush(stdout);
@@ -148,7 +150,7 @@ LRESULT CALLBACK OnMessage(int nCode, WPARAM wParam, LPARAM lParam) {
     const MSG& message = *reinterpret_cast<const MSG*>(lParam);
     if (nCode == HC_ACTION && wParam == PM_REMOVE) {
         if (message.message == kReport) PrintReport();
-        if (message.message == kAtoms) PrintAtoms();
+        if (message.message == kCount) PrintCounts();
         if (message.message == kPress) PostMessageA(AboutBox(), WM_COMMAND, message.wParam, 0);
         if (message.message == kFail)
             pCallback(XTYP_ERROR, 0, nullptr, nullptr, nullptr, nullptr, DMLERR_LOW_MEMORY, 0);

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-import os
+import re
 import signal
 import struct
 import time
@@ -72,22 +72,26 @@ class ProbedPeer(DdePeer):
         return lines[:lines.index(".")]
 
     def report(self) -> dict[str, list[str]]:
-        """What the program says of itself: values by name."""
+        """What the program says of its window and boxes: values by name."""
         found: dict[str, list[str]] = {}
         for line in self._asked(WM_APP):
             name, value = line.split("=", 1)
             found.setdefault(name, []).append(value.strip())
         return found
 
-    def counts(self) -> tuple[int, int, int]:
-        """Windows, GDI objects and open descriptors of the process."""
-        report = self.report()
-        return int(report["windows"][0]), int(report["gdi"][0]), len(os.listdir(
-            f"/proc/{self.pid}/fd"))
+    def holds(self) -> tuple[dict[str, int], list[str]]:
+        """What the process holds: numbers of windows, of GDI objects and of descriptors, and the
+        names that DDE has for it.
 
-    def atoms(self) -> list[str]:
-        """The names in the system's table of atoms, in which DDE keeps its texts."""
-        return self._asked(WM_APP + 3)
+        Wine keeps the topic of every client that has ever asked around; those are left out. It
+        does not count the objects of the system itself, and says 0 there.
+        """
+        found = [line.split("=", 1) for line in self._asked(WM_APP + 3)]
+        counts = {name: int(value) for name, value in found if name != "name"}
+        asked = re.compile(r"nobody|CalcBackend2|[0-9a-f]{5,}")
+        names = [value for name, value in found
+                 if name == "name" and (value == self.topic or not asked.fullmatch(value))]
+        return {**counts, "descriptors": len(self.descriptors())}, sorted(names)
 
     def fail(self) -> None:
         """Lets DDE report an error of its own."""
@@ -96,3 +100,10 @@ class ProbedPeer(DdePeer):
     def press(self, button: int) -> None:
         """Presses a button of the About box."""
         post(self, WM_APP + 2, button)
+
+    def close_about(self, button: int) -> None:
+        """Presses a button, and returns when the About box has gone."""
+        self.press(button)
+        limit = time.monotonic() + PATIENCE
+        while self.report()["about"] != ["0"]:
+            assert time.monotonic() < limit, "the About box stays"
