@@ -288,6 +288,26 @@ class ListenerPeer(SocketPeer):
         self.link = link
 
 
+def starter(make):
+    """The body of a fixture: starts peers by `make`, and at the end of the test sees each of them
+    off."""
+    peers = []
+
+    def start(*arguments, **more):
+        peers.append(make(*arguments, **more))
+        return peers[-1]
+
+    yield start
+    problems = []
+    for peer in peers:
+        try:
+            peer.finish()
+        except AssertionError as problem:
+            problems.append(problem)
+    if problems:
+        raise problems[0]
+
+
 def copy_program(folder: Path, name: str = "qsolve", source: Path = PROGRAM) -> Path:
     """A copy of the program that stands alone, without its twin for modern processors."""
     return Path(shutil.copy(source, folder / name))

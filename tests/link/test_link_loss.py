@@ -8,7 +8,7 @@ import time
 import pytest
 from peers import SocketPeer, frame
 from sessions import calculation, connect, options, play, reset, tables
-from waits import WAITS, big_job, settle
+from waits import WAITS, at_work, big_job, settle
 
 from orbitrax import wire
 
@@ -141,8 +141,6 @@ def test_the_process_ends_within_a_second_in_the_middle_of_a_calculation(start, 
     peer = start()
     connect(peer)
     big_job(peer, iteration)
-    limit = time.monotonic() + 1.0
-    while peer.asleep():  # on its way from the last packet to the calculation
-        assert time.monotonic() < limit, "it should be calculating"
+    at_work(peer)
     peer.leave()
     assert peer.wait(1.0) == 0

@@ -88,6 +88,14 @@ def settle(peer) -> None:
     raise AssertionError("the process does not come to rest")
 
 
+def at_work(peer) -> None:
+    """Returns when the process has calculated for a moment, which no wait and no frame costs."""
+    start, limit = peer.processor_time(), time.monotonic() + 5
+    while peer.processor_time() - start < 20_000_000:  # nanoseconds
+        assert time.monotonic() < limit, "the process does not calculate"
+        time.sleep(0.005)
+
+
 def big_job(peer, iteration: int) -> None:
     """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for
     and not taken, so that the backend calculates on."""

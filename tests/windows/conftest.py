@@ -6,21 +6,11 @@ import time
 from pathlib import Path
 
 import pytest
-import wine
+from under_wine import under_wine  # noqa: F401, a fixture
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "link"))  # whose peers these tests use
-from peers import SOON, DdePeer  # noqa: E402
+from peers import SOON, DdePeer, starter  # noqa: E402
 from probed import ProbedPeer  # noqa: E402
-
-
-@pytest.fixture(scope="session")
-def _wine():
-    """What runs under Wine needs; nothing of it is left at the end."""
-    if problem := wine.missing():
-        pytest.skip(problem)
-    anchor = wine.Anchor()
-    yield
-    anchor.release()
 
 
 def _left_over() -> list[str]:
@@ -40,35 +30,21 @@ def _left_over() -> list[str]:
     return found
 
 
-def _starter(make):
-    peers = []
-
-    def start(*arguments, **more):
-        peers.append(make(*arguments, **more))
-        return peers[-1]
-
-    yield start
-    problems = []
-    for peer in peers:
-        try:
-            peer.finish()
-        except AssertionError as problem:
-            problems.append(problem)
+def _alone(make):
+    yield from starter(make)
     limit = time.monotonic() + SOON
     while (left := _left_over()) and time.monotonic() < limit:
         time.sleep(0.02)
     assert left == []
-    if problems:
-        raise problems[0]
 
 
 @pytest.fixture
-def start(_wine):
+def start(under_wine):  # noqa: F811
     """Starts qsolve.exe and the bridge, and returns the peer; nothing of them may be left."""
-    yield from _starter(DdePeer)
+    yield from _alone(DdePeer)
 
 
 @pytest.fixture
-def start_probed(_wine):
+def start_probed(under_wine):  # noqa: F811
     """The same with the program that can be looked into."""
-    yield from _starter(ProbedPeer)
+    yield from _alone(ProbedPeer)

@@ -4,10 +4,10 @@
 //     WM_APP      prints a line "name=value" for each thing that it looks at, then "."
 //     WM_APP + 1  an error of DDE's own
 //     WM_APP + 2  presses the button wParam of the About box
-//     WM_APP + 3  prints in the same way what there is of windows, GDI objects and names
+//     WM_APP + 3  prints in the same way what there is of windows, GDI objects and texts of DDE
 //
-// windows_dde.cpp of this program is compiled to call ProbedDdeInitialize in the place of
-// DdeInitializeA; what it registers is then known here.
+// windows_dde.cpp of this program is compiled to call the functions Probed... in the place of DDE's
+// own, which tells what it registers and counts its string handles.
 
 #include <windows.h>
 // Needs the above.
@@ -17,9 +17,13 @@
 #include <cstdio>
 #include <cstring>
 
-extern "C" UINT WINAPI ProbedDdeInitialize(LPDWORD pInstance, PFNCALLBACK pCallback, DWORD nFlags,
-                                           DWORD nReserved);
-extern "C" void* WINAPI RtlGetCurrentPeb();  // of ntdll: the process's own block
+extern "C" {
+UINT WINAPI ProbedDdeInitialize(LPDWORD pInstance, PFNCALLBACK pCallback, DWORD nFlags,
+                                DWORD nReserved);
+HSZ WINAPI ProbedDdeCreateString(DWORD nInstance, LPCSTR sText, int nCodePage);
+BOOL WINAPI ProbedDdeFreeString(DWORD nInstance, HSZ hszText);
+void* WINAPI RtlGetCurrentPeb();  // of ntdll: the process's own block
+}
 
 namespace {
 
@@ -27,6 +31,7 @@ constexpr UINT kReport = WM_APP, kFail = WM_APP + 1, kPress = WM_APP + 2, kCount
 
 PFNCALLBACK pCallback = nullptr;
 DWORD nFlags = 0;
+int nStrings = 0;  // handles made and not freed
 
 // ---- what there is ------------------------------------------------------------------------------
 
@@ -131,17 +136,12 @@ void PrintReport() {
     std::fflush(stdout);
 }
 
-/// The names are those of the process's own table of atoms, in which DDE keeps its texts here.
 void PrintCounts() {
     const HANDLE hProcess = GetCurrentProcess();
     std::printf("windows=%d\ngdi=%d\n", CountWindows(), CountGdiObjects());
+    std::printf("strings=%d\n", nStrings);
     std::printf("system gdi=%lu\n", GetGuiResources(hProcess, GR_GDIOBJECTS));
     std::printf("system user=%lu\n", GetGuiResources(hProcess, GR_USEROBJECTS));
-    for (UINT nAtom = 0xC000; nAtom <= 0xFFFF; ++nAtom) {
-        char sName[256] = {};
-        if (GetAtomNameA(static_cast<ATOM>(nAtom), sName, sizeof sName))
-            std::printf("name=%s\n", sName);
-    }
     std::printf(".\n");
     std::fflush(stdout);
 }
@@ -166,4 +166,16 @@ UINT WINAPI ProbedDdeInitialize(LPDWORD pInstance, PFNCALLBACK pTheirs, DWORD nT
     nFlags = nTheirs;
     SetWindowsHookExA(WH_GETMESSAGE, OnMessage, nullptr, GetCurrentThreadId());
     return DdeInitializeA(pInstance, pTheirs, nTheirs, nReserved);
+}
+
+HSZ WINAPI ProbedDdeCreateString(DWORD nInstance, LPCSTR sText, int nCodePage) {
+    const HSZ hszText = DdeCreateStringHandleA(nInstance, sText, nCodePage);
+    if (hszText) ++nStrings;
+    return hszText;
+}
+
+BOOL WINAPI ProbedDdeFreeString(DWORD nInstance, HSZ hszText) {
+    const BOOL fFreed = DdeFreeStringHandle(nInstance, hszText);
+    if (fFreed) --nStrings;
+    return fFreed;
 }

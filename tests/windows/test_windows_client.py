@@ -41,7 +41,7 @@ def numbers(document, path: str = "") -> dict:
 
 
 @windows
-@pytest.mark.usefixtures("_wine")
+@pytest.mark.usefixtures("under_wine")
 def test_the_command_line_computes_the_same_with_it(tmp_path):
     ours, theirs = energy(str(copy_program(tmp_path))), energy("wine")
     assert len(numbers(ours)) > 10
@@ -49,7 +49,7 @@ def test_the_command_line_computes_the_same_with_it(tmp_path):
 
 
 @windows
-@pytest.mark.usefixtures("_wine")
+@pytest.mark.usefixtures("under_wine")
 def test_one_process_serves_many_jobs_and_ends_soundly():
     with Backend("wine") as backend:
         job = Job(read_molecule(str(WATER)), "am1")
@@ -59,7 +59,7 @@ def test_one_process_serves_many_jobs_and_ends_soundly():
 
 
 @windows
-@pytest.mark.usefixtures("_wine")
+@pytest.mark.usefixtures("under_wine")
 def test_two_backends_work_side_by_side():
     job = Job(read_molecule(str(WATER)), "am1")
     with Backend("wine") as first, Backend("wine") as second:
