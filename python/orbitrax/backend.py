@@ -33,6 +33,7 @@ _SHORT_PATIENCE = 0.25  # the same for one whose session was given up
 _OUTPUT_KEPT = 2000  # last bytes of a dead process's own output that an error repeats
 _NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
               "Unable to allocate memory")
+_UNDER_WINE = Path(__file__).resolve().parents[2] / "tests" / "windows" / "qsolve-wine"
 _V3_FLAGS = {"avx2", "fma", "bmi1", "bmi2", "f16c", "movbe", "abm"}
 
 
@@ -41,10 +42,11 @@ _V3_FLAGS = {"avx2", "fma", "bmi1", "bmi2", "f16c", "movbe", "abm"}
 
 def find_backend(program: str | os.PathLike | None = None) -> Path:
     """The backend program: the one named, else ORBITRAX_QSOLVE, else the release build of this
-    checkout, in its form for modern processors where there is one and this processor is."""
+    checkout, in its form for modern processors where there is one and this processor is. "wine"
+    names the Windows build of this checkout, under Wine; for its developers."""
     told = program or os.environ.get("ORBITRAX_QSOLVE")
     if told:
-        path = Path(told)
+        path = _UNDER_WINE if told == "wine" else Path(told)
         if not path.is_file() or not os.access(path, os.X_OK):
             raise BackendNotFound(f"{path} is not a program that can be started")
         return path

@@ -65,22 +65,27 @@ int ReceiveFromSelf(void* pBuffer, int nCapacity) {
     return link.ReceivedHeader.nLength;
 }
 
+/// Tells of an error that the transport has reported.
+void SendQueuedError() {
+    if (!link.fQueuedLinkError) return;
+    link.fQueuedLinkError = false;
+    ErrorLine(MessageText(kMsgOutOfMemory));
+}
+
 }  // namespace
 
 void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination) {
     if (nLength < 0 || nLength > kMaxPayload) Fatal(kMsgBufferOverflow);
     if (nLength > 0) std::memcpy(link.SendBuffer.Payload, pData, static_cast<std::size_t>(nLength));
-    link.SendBuffer.Header = {nLength, nType, nDestination, link.nOwnNode, 0};
+    link.SendBuffer.Header = {nLength, nType, nDestination, link.nOwnNode, link.hOwnWindow};
     if (nDestination == link.nOwnNode || nDestination == kNodeSelf) {
         link.fLoopbackPending = true;
         return;
     }
     if (nDestination != link.nFrontendNode) return;
     WaitUntilFetched();
-    if (link.fQueuedLinkError) {
-        link.fQueuedLinkError = false;
-        ErrorLine(MessageText(kMsgOutOfMemory));
-    }
+    // Not between a demand and what it demands: the client's poke would find nobody waiting.
+    if (nType != kPacketRequestNext) SendQueuedError();
 }
 
 void SendChunked(PacketType nType, const void* pData, std::size_t nBytes, int nDestination) {
@@ -100,6 +105,7 @@ int ReceivePacket(void* pBuffer, int nCapacity) {
 }
 
 int RequestPacket(void* pBuffer, int nCapacity) {
+    SendQueuedError();
     SendPacket(kPacketRequestNext, "", 1);
     return ReceivePacket(pBuffer, nCapacity);
 }

@@ -18,6 +18,7 @@ struct LinkState {
 
     int nOwnNode = kNodeBackend;
     int nFrontendNode = kNodeFrontend;
+    int hOwnWindow = 0;  ///< our main window, where there is one; it stands in each header
 
     bool fPacketPending = false;    ///< SendBuffer waits to be fetched
     bool fLoopbackPending = false;  ///< a packet to ourselves waits in SendBuffer

@@ -194,10 +194,11 @@ bool StartPlatform(MessageHandler pHandler) {
     return transport.nListener >= 0;
 }
 
-void StopPlatform() {
+int StopPlatform() {
     if (transport.nClient >= 0) close(transport.nClient);
     CloseListener(transport.nListener);
     transport.nClient = transport.nListener = -1;
+    return 0;
 }
 
 void PostToSelf(Message message) {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr UINT kStartFlags =
     CBF_FAIL_SELFCONNECTIONS | CBF_FAIL_ADVISES | CBF_SKIP_REGISTRATIONS | CBF_SKIP_UNREGISTRATIONS;
+static_assert(kStartFlags == 0x185000);
 
 /// What DDE has lent us.
 struct Dde {
@@ -22,6 +23,7 @@ struct Dde {
     HSZ hszItem = nullptr;
     UINT nPacketFormat = 0;
     HCONV hConversation = nullptr;
+    HANDLE hClientProcess = nullptr;
 };
 Dde dde;
 
@@ -74,6 +76,28 @@ int Obey(HSZ hszTopic, HDDEDATA hData) {
     return OnExecute(CopyName(sCommand, std::strlen(sCommand)));
 }
 
+/// The process on the other side of a conversation; null when it cannot be had.
+HANDLE OpenClientProcess(HCONV hConversation) {
+    CONVINFO info = {};
+    info.cb = sizeof info;
+    DWORD nProcess = 0;
+    if (!DdeQueryConvInfo(hConversation, QID_SYNC, &info)) return nullptr;
+    GetWindowThreadProcessId(info.hwndPartner, &nProcess);
+    return nProcess != 0 ? OpenProcess(SYNCHRONIZE, FALSE, nProcess) : nullptr;
+}
+
+void TakeConversation(HCONV hConversation) {
+    dde.hConversation = hConversation;
+    dde.hClientProcess = OpenClientProcess(hConversation);
+    OnConnectConfirm();
+}
+
+void ForgetConversation() {
+    dde.hConversation = nullptr;
+    if (dde.hClientProcess) CloseHandle(dde.hClientProcess);
+    dde.hClientProcess = nullptr;
+}
+
 HDDEDATA AsAnswer(int nAnswer) {
     return reinterpret_cast<HDDEDATA>(static_cast<ULONG_PTR>(nAnswer));
 }
@@ -85,8 +109,7 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_CONNECT:
             return AsAnswer(OnConnect(NameOf(hszSecond), NameOf(hszFirst)) ? 1 : 0);
         case XTYP_CONNECT_CONFIRM:
-            dde.hConversation = hConversation;
-            OnConnectConfirm();
+            TakeConversation(hConversation);
             return nullptr;
         case XTYP_REQUEST:
             return GivePacket(hszFirst, hszSecond);
@@ -95,7 +118,7 @@ HDDEDATA CALLBACK LinkCallback(UINT nType, UINT, HCONV hConversation, HSZ hszFir
         case XTYP_EXECUTE:
             return AsAnswer(Obey(hszFirst, hData));
         case XTYP_DISCONNECT:
-            dde.hConversation = nullptr;
+            ForgetConversation();
             OnDisconnect();
             return nullptr;
         case XTYP_ERROR:
@@ -117,17 +140,22 @@ void FreeName(HSZ& hszName) {
 
 }  // namespace
 
-bool StartDde() {
+bool RegisterPacketFormat() {
     dde.nPacketFormat = RegisterClipboardFormatA(kItemName);
-    if (dde.nPacketFormat < 0xC000 || dde.nPacketFormat > 0xFFFF) return false;
+    return dde.nPacketFormat >= 0xC000 && dde.nPacketFormat <= 0xFFFF;
+}
+
+DdeStart StartDde() {
     if (DdeInitializeA(&dde.nInstance, LinkCallback, kStartFlags, 0) != DMLERR_NO_ERROR)
-        return false;
+        return DdeStart::kNoDde;
     dde.hszService = MakeName(kServiceName);
     dde.hszItem = MakeName(kItemName);
     dde.hszTopic = MakeName(link.sTopicName);
-    if (!dde.hszService || !dde.hszItem || !dde.hszTopic) return false;
-    return DdeNameService(dde.nInstance, dde.hszService, nullptr, DNS_REGISTER | DNS_FILTERON) !=
-           nullptr;
+    if (!dde.hszService || !dde.hszItem || !dde.hszTopic) return DdeStart::kNoMemory;
+    // Nothing that a client sends is handled before the first pump, when the name stands.
+    const UINT nFlags = DNS_REGISTER | DNS_FILTERON;
+    return DdeNameService(dde.nInstance, dde.hszService, nullptr, nFlags) ? DdeStart::kReady
+                                                                          : DdeStart::kNoMemory;
 }
 
 void StopDde() {
@@ -137,15 +165,20 @@ void StopDde() {
     FreeName(dde.hszItem);
     DdeNameService(dde.nInstance, nullptr, nullptr, DNS_UNREGISTER);
     DdeUninitialize(dde.nInstance);
+    ForgetConversation();
     dde = Dde{};
 }
 
 void DropDdeConversation() {
     if (!dde.hConversation) return;
     const HCONV hConversation = dde.hConversation;
-    dde.hConversation = nullptr;
+    ForgetConversation();
     DdeDisconnect(hConversation);
     OnDisconnect();
+}
+
+HANDLE DdeClientProcess() {
+    return dde.hClientProcess;
 }
 
 }  // namespace qsolve

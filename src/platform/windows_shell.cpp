@@ -18,6 +18,9 @@ constexpr UINT kStartSessionMessage = WM_USER, kLinkLostMessage = WM_USER + 2;
 constexpr UINT kAboutCommand = 100;
 constexpr int kAboutDialog = 1, kMenuTextId = 50, kMenuTextLength = 30;
 constexpr char kClassName[] = "qsolve", kWindowTitle[] = "Orbitrax";
+/// The window has it while a session runs or is about to: a request that brings no packet cannot
+/// say so.
+constexpr char kSessionProperty[] = "Session";
 
 /// The minimised window that receives the process's messages.
 struct Shell {
@@ -26,6 +29,8 @@ struct Shell {
     HWND hWindow = nullptr;
     HWND hAboutDialog = nullptr;
     bool fClosePending = false;  ///< to be closed once the About dialog is
+    int nStartsPosted = 0;       ///< sessions that the queue still asks for
+    int nExitStatus = 0;         ///< of the message that ends the process
     std::exception_ptr parked;   ///< what a handler threw, until the system's code is left
 };
 Shell shell;
@@ -47,6 +52,7 @@ INT_PTR CALLBACK AboutDlgProc(HWND hDialog, UINT nMessage, WPARAM wParam, LPARAM
 }
 
 LRESULT ShowAbout(HWND hWindow) {
+    if (shell.hAboutDialog) return 0;
     DialogBoxParamA(shell.hInstance, MAKEINTRESOURCEA(kAboutDialog), hWindow, AboutDlgProc, 0);
     if (shell.fClosePending) DestroyWindow(hWindow);
     return 0;
@@ -85,6 +91,7 @@ LRESULT Destroy(HWND hWindow) {
 LRESULT HandleMessage(HWND hWindow, UINT nMessage, WPARAM wParam, LPARAM lParam) {
     switch (nMessage) {
         case kStartSessionMessage:
+            if (shell.nStartsPosted > 0) --shell.nStartsPosted;
             shell.pHandler(Message::kStartSession);
             return 0;
         case kLinkLostMessage:
@@ -121,12 +128,27 @@ void RethrowParked() {
 
 void Dispatch(const MSG& message) {
     if (message.message == WM_QUIT) {
+        shell.nExitStatus = static_cast<int>(message.wParam);
         link.fQuit = true;
         return;
     }
     TranslateMessage(&message);
     DispatchMessageA(&message);
     RethrowParked();
+}
+
+/// Ends the conversation when the client's process has ended. Returns whether it has.
+bool NoticeDeadClient() {
+    const HANDLE hClient = DdeClientProcess();
+    if (!hClient || WaitForSingleObject(hClient, 0) != WAIT_OBJECT_0) return false;
+    DropDdeConversation();
+    return true;
+}
+
+/// Sleeps until there is a message, or the client's process ends.
+void SleepUntilSomethingHappens() {
+    const HANDLE hClient = DdeClientProcess();
+    MsgWaitForMultipleObjects(hClient ? 1 : 0, &hClient, FALSE, INFINITE, QS_ALLINPUT);
 }
 
 bool RegisterWindowClass() {
@@ -160,6 +182,8 @@ bool MakeWindow() {
                                     CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr,
                                     shell.hInstance, nullptr);
     if (!shell.hWindow || !TrimSystemMenu()) return false;
+    // Window handles have 32 significant bits.
+    link.hOwnWindow = static_cast<int>(reinterpret_cast<LONG_PTR>(shell.hWindow));
     ShowWindow(shell.hWindow, SW_SHOWMINNOACTIVE);
     UpdateWindow(shell.hWindow);
     return true;
@@ -170,35 +194,43 @@ bool MakeWindow() {
 bool StartPlatform(MessageHandler pHandler) {
     shell.pHandler = pHandler;
     shell.hInstance = GetModuleHandleA(nullptr);
-    if (!RegisterWindowClass() || !MakeWindow()) {
-        MessageBoxA(nullptr, MessageText(kMsgOutOfMemory), kWindowTitle, MB_ICONSTOP);
-        return false;
-    }
-    if (StartDde()) return true;
-    MessageBoxA(nullptr, MessageText(kMsgNoConversation), kWindowTitle, MB_ICONSTOP);
+    DdeStart nStart = DdeStart::kNoMemory;
+    if (RegisterWindowClass() && RegisterPacketFormat() && MakeWindow()) nStart = StartDde();
+    if (nStart == DdeStart::kReady) return true;
+    const bool fNoDde = nStart == DdeStart::kNoDde;
+    MessageBoxA(nullptr, MessageText(fNoDde ? kMsgNoConversation : kMsgOutOfMemory), kWindowTitle,
+                MB_ICONSTOP);
+    StopPlatform();
     return false;
 }
 
-void StopPlatform() {
+int StopPlatform() {
     StopDde();
     UnregisterClassA(kClassName, shell.hInstance);
+    return shell.nExitStatus;
 }
 
 void BecomeModernTwin(char**) {}
 
 void PostToSelf(Message message) {
     const bool fStart = message == Message::kStartSession;
+    if (fStart) {
+        ++shell.nStartsPosted;
+        SetPropA(shell.hWindow, kSessionProperty, shell.hWindow);
+    }
     PostMessageA(shell.hWindow, fStart ? kStartSessionMessage : kLinkLostMessage, 0, 0);
 }
 
 void PacketOffered() {}
 
-void SessionEnded() {}
+void SessionEnded() {
+    if (shell.nStartsPosted == 0) RemovePropA(shell.hWindow, kSessionProperty);
+}
 
 bool HandleOneMessage() {
     MSG message;
     RethrowParked();
-    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
+    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return NoticeDeadClient();
     Dispatch(message);
     return true;
 }
@@ -206,8 +238,10 @@ bool HandleOneMessage() {
 void WaitForMessage() {
     MSG message;
     RethrowParked();
-    const BOOL nGot = GetMessageA(&message, nullptr, 0, 0);
-    if (nGot <= 0) message.message = WM_QUIT;
+    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        SleepUntilSomethingHappens();
+        if (NoticeDeadClient()) return;
+    }
     Dispatch(message);
 }
 

@@ -17,8 +17,7 @@ int BackendMain(const char* sCommandLine) {
             // Its text has gone out.
         }
     }
-    StopPlatform();
-    return 0;
+    return StopPlatform();
 }
 
 }  // namespace qsolve

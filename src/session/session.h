@@ -7,7 +7,8 @@
 namespace qsolve {
 
 /// Runs the process until its client is gone or it is told to end. sCommandLine is what followed
-/// the program's name. Returns the exit status: 1 when the link cannot be opened, otherwise 0.
+/// the program's name. Returns the exit status: 1 when the link cannot be opened, otherwise that of
+/// the platform, 0 unless the system's message to quit says another.
 int BackendMain(const char* sCommandLine);
 
 /// Handles a message that the process has posted to itself: runs a session, or closes. A session

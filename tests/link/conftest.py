@@ -4,38 +4,22 @@ import tempfile
 from pathlib import Path
 
 import pytest
-from peers import TRANSPORTS, Listener, SocketPeer
+from peers import TRANSPORTS, Listener, SocketPeer, starter
+from under_wine import under_wine  # noqa: F401, a fixture
 
 
-def _starter(make):
-    """Starts peers, and at the end of the test sees each of them off."""
-    peers = []
-
-    def start(*arguments, **more):
-        peers.append(make(*arguments, **more))
-        return peers[-1]
-
-    yield start
-    problems = []
-    for peer in peers:
-        try:
-            peer.finish()
-        except AssertionError as problem:
-            problems.append(problem)
-    if problems:
-        raise problems[0]
-
-
-@pytest.fixture(params=sorted(TRANSPORTS))
+@pytest.fixture(params=["socket", pytest.param("dde", marks=pytest.mark.windows)])
 def start(request):
     """Starts a backend with the given arguments and returns a peer that is not connected yet."""
-    yield from _starter(TRANSPORTS[request.param])
+    if request.param == "dde":
+        request.getfixturevalue("under_wine")
+    yield from starter(TRANSPORTS[request.param])
 
 
 @pytest.fixture
 def start_socket():
     """The same over the packet socket alone."""
-    yield from _starter(SocketPeer)
+    yield from starter(SocketPeer)
 
 
 @pytest.fixture
@@ -48,4 +32,4 @@ def runtime():
 @pytest.fixture
 def listen(runtime):
     """Starts a process that listens in `runtime`."""
-    yield from _starter(lambda *arguments, **more: Listener(runtime, *arguments, **more))
+    yield from starter(lambda *arguments, **more: Listener(runtime, *arguments, **more))

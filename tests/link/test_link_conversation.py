@@ -43,7 +43,7 @@ def test_a_second_connect_is_refused_and_the_conversation_goes_on(start):
 @pytest.mark.parametrize(("arguments", "topic"), [
     (["Molarium", "1a2b"], "1a2b"), (["Molarium 1a2b"], "1a2b"), (["Molarium", "1A2B"], "1a2b"),
     (["Molarium", "0x01a2b", "x"], "1a2b"), (["Lumenol", "1a2b", "x"], "1a2b"),
-    (["Lumenol 1a2b x"], "1a2b"), (["Molarium", "ffffffffffffffff"], "ffffffffffffffff"),
+    (["Lumenol 1a2b x"], "1a2b"), (["Molarium", "ffffffff"], "ffffffff"),
     ([], "CalcBackend"), ([""], "CalcBackend"), (["Molarium"], "CalcBackend"),
     (["Molarium", "window"], "CalcBackend"), (["Lumenol", "1a2b"], "CalcBackend"),
     (["molarium", "1a2b"], "CalcBackend"), (["Molariums", "1a2b", "x"], "CalcBackend"),
@@ -54,6 +54,11 @@ def test_the_command_line_chooses_the_topic(start, arguments, topic):
     assert connect(peer, topic=other) == 0
     assert connect(peer, topic=topic) == 1
     assert fetch(peer).payload == wire.word(1)
+
+
+def test_an_id_may_have_as_many_digits_as_a_long_holds(start_socket):
+    # 16 here; a long of Windows has 32 bits, and so have its window handles.
+    assert connect(start_socket("Molarium", "f" * 16), topic="f" * 16) == 1
 
 
 @pytest.mark.parametrize("item", ["Packe", "Packets", "", "Packet" + LONG])

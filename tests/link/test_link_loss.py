@@ -4,12 +4,11 @@ import functools
 import signal
 import subprocess
 import time
-from pathlib import Path
 
 import pytest
 from peers import SocketPeer, frame
 from sessions import calculation, connect, options, play, reset, tables
-from waits import WAITS, settle
+from waits import WAITS, at_work, big_job, settle
 
 from orbitrax import wire
 
@@ -137,32 +136,11 @@ def test_no_wait_costs_processor_time(start_socket):
     assert max(spent.values()) < 1_000_000, spent  # nanoseconds: a thousandth of the time
 
 
-def big_job(peer, iteration: int) -> None:
-    """Drives a job of 200 waters until its n-th cycle is reported; the next packet is asked for and
-    not taken, so that the backend calculates on."""
-    from orbitrax import Job, read_molecule
-    from orbitrax.parameters import load_parameters
-
-    waters = Path(__file__).parents[2] / "benchmarks" / "molecules" / "w200.xyz"
-    job = Job(read_molecule(str(waters)), "am1")
-    head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]
-    pokes = [*(wire.packet(payload) for payload in head), *job.packets()]
-    words = "Starting an AM1" if iteration == 0 else f"Iteration = {iteration} "
-    while True:
-        packet = peer.ask(wire.REQUEST, b"Packet\0")
-        kind = int.from_bytes(packet[4:8], "little")
-        if kind == wire.REQUEST_NEXT:
-            peer.ask(wire.POKE, b"Packet\0" + pokes.pop(0))
-        elif packet[wire.HEADER_BYTES:].startswith(words.encode()):
-            return peer.send(wire.REQUEST, b"Packet\0")
-
-
 @pytest.mark.parametrize("iteration", [0, 1, 4])
 def test_the_process_ends_within_a_second_in_the_middle_of_a_calculation(start, iteration):
     peer = start()
     connect(peer)
     big_job(peer, iteration)
-    time.sleep(0.05)
-    assert not peer.asleep(), "it should be calculating"
+    at_work(peer)
     peer.leave()
     assert peer.wait(1.0) == 0

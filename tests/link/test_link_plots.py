@@ -1,11 +1,10 @@
 """The plot step: grids of every kind as they come over the link, and what is refused."""
 
-import time
-
 import numpy as np
 import pytest
 from sessions import (ETHANE_PART, ITEM, NOTHING_TO_PLOT, WATER, Step, again, calculation, connect,
                       first, options, play, poke, reset, tables, to_demand)
+from waits import at_work
 
 from orbitrax import wire
 from orbitrax.molecule import Molecule
@@ -344,7 +343,6 @@ def test_the_process_ends_when_its_client_goes_in_the_middle_of_a_plot(start, ki
     to_demand(peer, options(plot(kind, 1, columns, rows, nPlotOrbitalMode=1))[:-1])
     assert poke(peer, options()[-1].packet()) == wire.ACKNOWLEDGED
     peer.send(wire.REQUEST, ITEM)
-    time.sleep(0.05)
-    assert not peer.asleep(), "it should be plotting"
+    at_work(peer)
     peer.leave()
     assert peer.wait(1.0) == 0

@@ -4,10 +4,11 @@ from __future__ import annotations
 
 import time
 
-from peers import PATIENCE, frame
+from peers import PATIENCE, ROOT, frame
 from sessions import ITEM, calculation, connect, fetch, poke, ready, tables, to_demand
 
-from orbitrax import wire
+from orbitrax import Job, read_molecule, wire
+from orbitrax.parameters import load_parameters
 
 REQUEST = (wire.REQUEST, ITEM)
 
@@ -85,3 +86,28 @@ def settle(peer) -> None:
         before = now
         time.sleep(0.01)
     raise AssertionError("the process does not come to rest")
+
+
+def at_work(peer) -> None:
+    """Returns when the process has calculated for a moment, which no wait and no frame costs."""
+    start, limit = peer.processor_time(), time.monotonic() + 5
+    while peer.processor_time() - start < 20_000_000:  # nanoseconds
+        assert time.monotonic() < limit, "the process does not calculate"
+        time.sleep(0.005)
+
+
+def big_job(peer, iteration: int) -> None:
+    """Drives a job of many waters until its n-th cycle is reported; the next packet is asked for
+    and not taken, so that the backend calculates on."""
+    waters = ROOT / "benchmarks" / "molecules" / f"{peer.waters}.xyz"
+    job = Job(read_molecule(str(waters)), "am1")
+    head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]
+    pokes = [*(wire.packet(payload) for payload in head), *job.packets()]
+    words = "Starting an AM1" if iteration == 0 else f"Iteration = {iteration} "
+    while True:
+        packet = peer.ask(wire.REQUEST, b"Packet\0")
+        kind = int.from_bytes(packet[4:8], "little")
+        if kind == wire.REQUEST_NEXT:
+            peer.ask(wire.POKE, b"Packet\0" + pokes.pop(0))
+        elif packet[wire.HEADER_BYTES:].startswith(words.encode()):
+            return peer.send(wire.REQUEST, b"Packet\0")

@@ -22,9 +22,10 @@ STAND_INS = {
     "apt-get": 'echo "apt-get $*" >>"$CALLS"; [ -z "$OFFLINE" ]',
     "sudo": 'echo "sudo $*" >>"$CALLS"; exec "$@"',
     "id": 'echo "${WHO:-0}"',
-    "cmake": 'echo "cmake $*" >>"$CALLS"; mkdir -p build/release; touch build/release/build.ninja; '
-    'echo "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" >build/release/CMakeCache.txt; [ -z "$NO_CMAKE" ]',
-    "ninja": 'echo "ninja $*" >>"$CALLS"; [ -z "$NO_BUILD" ] && touch build/release/qsolve',
+    "cmake": 'echo "cmake $*" >>"$CALLS"; for folder; do folder=build/$folder; done; '
+    'mkdir -p "$folder"; touch "$folder/build.ninja"; '
+    'echo "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" >"$folder/CMakeCache.txt"; [ -z "$NO_CMAKE" ]',
+    "ninja": 'echo "ninja $*" >>"$CALLS"; [ -z "$NO_BUILD" ] && touch "$2/qsolve"',
 }
 
 
@@ -137,6 +138,28 @@ def test_setup_dry_run_does_nothing(checkout: Checkout):
     assert checkout.calls() == [] and not (checkout.top / "build").exists()
 
 
+def test_setup_takes_what_windows_needs_only_when_asked(checkout: Checkout):
+    assert checkout.run("setup", MISSING="wine wine64 g++-mingw-w64-x86-64-posix").returncode == 0
+    assert not any("apt-get" in call or "windows" in call for call in checkout.calls())
+    run = checkout.run("setup", "--windows", MISSING="wine wine64 g++-mingw-w64-x86-64-posix cmake")
+    assert run.returncode == 0, run.stderr
+    _, install, release, configure, windows = checkout.calls()
+    assert install.endswith("install cmake g++-mingw-w64-x86-64-posix wine64 wine")
+    assert release.startswith("ninja") and "build/release" in release
+    assert configure.startswith("cmake") and configure.endswith("windows")
+    assert windows.startswith("ninja") and "build/windows" in windows and windows.endswith("all")
+    checkout.run("setup", "--windows")
+    assert [call.split()[0] for call in checkout.calls()] == ["ninja", "ninja"]
+
+
+def test_setup_for_windows_dry_run_does_nothing(checkout: Checkout):
+    run = checkout.run("setup", "--windows", "--dry-run", MISSING="wine64")
+    assert run.returncode == 0 and "would install: wine64" in run.stdout
+    assert "build/windows" in run.stdout
+    assert "build/windows" not in checkout.run("setup", "--dry-run").stdout
+    assert checkout.calls() == [] and not (checkout.top / "build").exists()
+
+
 @pytest.mark.parametrize("launcher", ["setup", "test"])
 def test_an_unknown_option_is_refused_and_help_is_given(checkout: Checkout, launcher: str):
     run = checkout.run(launcher, "--no-such-thing")
@@ -207,3 +230,11 @@ def test_a_failed_set_up_is_a_failed_test_run_with_its_summary_last(checkout: Ch
     run = checkout.run("test", NO_BUILD="yes")
     assert run.returncode == 1
     assert run.stdout.splitlines()[-1] == "0 passed, 1 failed, 0 skipped"
+
+
+def test_tests_for_windows_set_up_for_windows(checkout: Checkout):
+    run = checkout.run("test", "--windows", MISSING="wine64", OFFLINE="yes")
+    assert run.returncode == 1 and "could not install: wine64" in run.stderr
+    assert run.stdout.splitlines()[-1] == "0 passed, 1 failed, 0 skipped"
+    checkout.run("test", MISSING="wine64", NO_BUILD="yes")
+    assert not any("apt-get" in call for call in checkout.calls())
