@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "benchmarks/molecule_files.h"
 #include "gradient/gradient.h"
 #include "gradient/resonance.h"
 #include "gradient/state.h"
@@ -29,7 +29,6 @@
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "setup/state.h"
-#include "tests/support/scf_job.h"
 #include "tests/support/scripted_client.h"
 
 namespace qsolve {
@@ -39,36 +38,6 @@ using Clock = std::chrono::steady_clock;
 
 double Milliseconds(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-int MethodNamed(const std::string& sName) {
-    static const std::vector<std::string> names = {"",    "cndo", "indo",   "mindo3", "mndo",
-                                                   "am1", "pm3",  "zindo1", "zindos", "mndod"};
-    for (std::size_t i = 1; i < names.size(); ++i)
-        if (names[i] == sName) return static_cast<int>(i);
-    return 0;
-}
-
-int ElementNamed(const std::string& sSymbol) {
-    for (int i = 0; i < kHighestElement; ++i)
-        if (sSymbol == kElementSymbol[i] + (kElementSymbol[i][0] == ' ' ? 1 : 0)) return i + 1;
-    return 0;
-}
-
-std::vector<Place> ReadXyz(const char* sPath) {
-    std::ifstream file(sPath);
-    std::string sLine, sSymbol;
-    std::size_t nAtoms = 0;
-    file >> nAtoms;
-    std::getline(file, sLine);
-    std::getline(file, sLine);
-    std::vector<Place> places;
-    double x, y, z;
-    while (places.size() < nAtoms && file >> sSymbol >> x >> y >> z) {
-        places.push_back({ElementNamed(sSymbol), x, y, z});
-        std::getline(file, sLine);
-    }
-    return places;
 }
 
 /// Best of several runs; a stage that destroys its input gets it anew from Prepare, unmeasured.

@@ -12,7 +12,7 @@ sys.path.insert(0, str(HERE.parent / "python"))
 
 import numpy as np  # noqa: E402
 
-from orbitrax import Backend, Job, read_molecule  # noqa: E402
+from orbitrax import Backend, Job, read_molecule, slater_basis  # noqa: E402
 
 
 def main(path: str = str(HERE / "formaldehyde.xyz"), method: str = "am1") -> None:
@@ -22,11 +22,12 @@ def main(path: str = str(HERE / "formaldehyde.xyz"), method: str = "am1") -> Non
     levels = result.orbital_energies  # eV, ascending
     vectors = result.eigenvectors["alpha"]  # row k is orbital k over the functions of the atoms
     assert np.allclose(vectors @ vectors.T, np.eye(len(levels)), atol=1e-5)
+    names = slater_basis(job).labels
     highest = np.flatnonzero(result.occupancies > 0.01)[-1]
     for name, k in (("HOMO", highest), ("LUMO", highest + 1)):
         print(f"{name} {levels[k]:10.4f} eV")
         for i in np.argsort(-vectors[k] ** 2)[:4]:
-            print(f"  function {i + 1:3d}{vectors[k, i]:10.4f}{100 * vectors[k, i] ** 2:8.1f} %")
+            print(f"  {names[i]:<12}{vectors[k, i]:10.4f}{100 * vectors[k, i] ** 2:8.1f} %")
     print(f"gap  {levels[highest + 1] - levels[highest]:10.4f} eV")
 
 

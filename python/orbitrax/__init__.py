@@ -18,14 +18,22 @@ __version__ = "0.1.0"
 
 _HOMES = {
     "Backend": "backend",
+    "Frame": "grid",
+    "Grid": "grid",
     "Job": "job",
     "OPTIMISATION": "job",
+    "Plot": "grid",
     "Molecule": "molecule",
     "Restraint": "restraints",
     "Result": "results",
+    "box_around": "grid",
     "from_ase": "molecule",
     "from_smiles": "molecule",
+    "plane_through": "grid",
     "read_molecule": "molecule",
+    "slater_basis": "basis",
+    "to_cclib": "cclib_data",
+    "write_molden": "molden",
 }
 
 __all__ = ["__version__", *sorted(_HOMES)]

@@ -14,6 +14,7 @@ of formation and all else that was computed stand in `calc.result`.
 
 from __future__ import annotations
 
+import contextlib
 import warnings
 
 import numpy as np
@@ -106,17 +107,16 @@ class Orbitrax(calculator.Calculator):
             raise calculator.PropertyNotImplementedError(
                 f"{result.method} with these settings yields no {missing[0]}")
 
+    def plot(self, plot="homo", frame=None):
+        """An orbital ("homo", "lumo+1", a number), "density", "spin-density", "potential" or an
+        `orbitrax.Plot` of the atoms calculated last: an `orbitrax.Grid` on the points of `frame`,
+        by default those of `orbitrax.box_around`."""
+        with _ase_errors():
+            return self._backend.plot(plot, frame)
+
     def _run(self):
-        try:
+        with _ase_errors():
             result = self._backend.run(self._job())
-        except (InputError, UsageError) as error:
-            raise calculator.InputError(str(error)) from error
-        except (BackendNotFound, ParameterError) as error:
-            raise calculator.CalculatorSetupError(str(error)) from error
-        except NotConverged as error:
-            raise calculator.SCFError(str(error)) from error
-        except OrbitraxError as error:
-            raise calculator.CalculationFailed(str(error)) from error
         if result.converged is False and not self.parameters.allow_unconverged:
             raise calculator.SCFError(
                 f"the SCF of {self.atoms.get_chemical_formula()} has not converged in "
@@ -133,6 +133,21 @@ class Orbitrax(calculator.Calculator):
         if settings.unrestricted is None:
             job.unrestricted = job.multiplicity > 1
         return job
+
+
+@contextlib.contextmanager
+def _ase_errors():
+    """Turns our errors into those of ASE."""
+    try:
+        yield
+    except (InputError, UsageError) as error:
+        raise calculator.InputError(str(error)) from error
+    except (BackendNotFound, ParameterError) as error:
+        raise calculator.CalculatorSetupError(str(error)) from error
+    except NotConverged as error:
+        raise calculator.SCFError(str(error)) from error
+    except OrbitraxError as error:
+        raise calculator.CalculationFailed(str(error)) from error
 
 
 def _in_ase_units(result) -> dict:

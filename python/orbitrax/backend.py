@@ -14,14 +14,17 @@ import weakref
 from pathlib import Path
 from typing import Callable, Iterator
 
+import numpy as np
+
 from orbitrax import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkClosed, OrbitraxError, OutOfMemory, ProtocolError,
                              TimeLimitExceeded, UsageError)
+from orbitrax.grid import POTENTIAL, Frame, Grid, Plot, box_around
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.parameters import ParameterSet, load_parameters
-from orbitrax.reader import SessionReader
+from orbitrax.reader import PlotReader, SessionReader
 from orbitrax.results import Result, ResultBuilder
 
 _GREETING = 10.0  # seconds a backend may take to accept the conversation
@@ -162,6 +165,7 @@ class Backend:
         self._finalizer = None
         self._parameters: dict[int, ParameterSet] = {}
         self._method = None
+        self._last: tuple[Job, Result] | None = None  # what the process still holds
         self._busy = threading.Lock()
         self._cancelled = False
         self._owner = os.getpid()
@@ -204,7 +208,7 @@ class Backend:
         if running is None:
             return None
         status = running.end(patience)
-        self._running = None
+        self._running = self._last = None
         self._finalizer.detach()
         return status
 
@@ -238,6 +242,7 @@ class Backend:
             builder.result.wall_seconds = time.monotonic() - began
         if not builder.has_values:
             raise _refusal(builder)
+        self._last = (job, builder.result)
         return builder.result
 
     def stream(self, job: Job, time_limit: float | None = None) -> Iterator[events.Event]:
@@ -245,15 +250,66 @@ class Backend:
 
         An error text is an event here, not an exception: the stream just ends.
         """
+        pokes: list[bytes] = []
+        with self._reserved(pokes):
+            self._last = None
+            job.check(self.parameters(job.method))
+            pokes += job.packets()
+
+            def reader(first: bool) -> SessionReader:
+                return SessionReader(len(job.molecule), job.unrestricted, job.send_eigenvectors,
+                                     first, job.kind == OPTIMISATION)
+
+            yield from self._session(job, pokes, time_limit, reader)
+
+    def plot(self, plot: Plot | str = "homo", frame: Frame | None = None,
+             on_event: Callable[[events.Event], None] | None = None,
+             time_limit: float | None = None) -> Grid:
+        """Values on a grid, from the job that `run` ran last. frame: the points, by default those
+        of `box_around`. `on_event` is called with each event as it comes.
+
+        Raises UsageError if no job has been run, InputError for an orbital that does not exist,
+        OutOfMemory or CalculationFailed where the backend refuses, LinkError as `run` does.
+        """
+        if self._last is None:
+            raise UsageError("there is nothing to plot: run a job on this backend first")
+        job, result = self._last
+        plot = Plot(plot) if isinstance(plot, str) else plot
+        frame = frame or box_around(result.coordinates)
+        columns, rows, planes = frame.counts
+        grids = planes * (2 if plot.kind == POTENTIAL else 1)
+        frame.check_memory(grids // planes)
+        pokes = job.plot_packets(plot, frame)
+        found: list = []
+        words: dict[type, list] = {events.ErrorLine: [], events.WarningLine: []}
+        with self._reserved(pokes):
+            for event in self._session(job, pokes, time_limit,
+                                       lambda first: PlotReader(columns * rows, grids, first)):
+                if isinstance(event, events.PlotPlane):
+                    found.append(event.values)
+                elif type(event) in words:
+                    words[type(event)].append(event.text)
+                if on_event is not None:
+                    on_event(event)
+        _check_plot(plot, words[events.ErrorLine], words[events.WarningLine])
+        stack = np.array(found).reshape(planes, -1, rows, columns).transpose(1, 3, 2, 0)
+        if not np.all(np.isfinite(stack)):
+            raise CalculationFailed("the backend sent a number that is not finite, in a plot")
+        return Grid(stack[0], frame, plot, job.molecule.numbers, result.coordinates,
+                    plot.title(result), job.method.title, plot.orbital_of(result),
+                    stack[1] if plot.kind == POTENTIAL else None)
+
+    @contextlib.contextmanager
+    def _reserved(self, pokes: list) -> Iterator[None]:
+        """Keeps other threads out of a session that hands over `pokes`. A session that broke off,
+        or ended before its intake did, leaves an odd state; its process is ended."""
         if not self._busy.acquire(blocking=False):
             raise UsageError("this backend is running a job already; use one for each thread")
         sound = False
         try:
             self._cancelled = False
-            job.check(self.parameters(job.method))
-            pokes = job.packets()
-            yield from self._session(job, pokes, time_limit)
-            sound = not pokes  # a session that ended before its intake did leaves an odd state
+            yield
+            sound = not pokes
         finally:
             try:
                 if not sound:
@@ -261,8 +317,10 @@ class Backend:
             finally:
                 self._busy.release()
 
-    def _session(self, job: Job, pokes: list, time_limit: float | None) -> Iterator[events.Event]:
-        """The lock-step loop. Takes from `pokes` what the backend asks for."""
+    def _session(self, job: Job, pokes: list, time_limit: float | None,
+                 make_reader: Callable[[bool], SessionReader]) -> Iterator[events.Event]:
+        """The lock-step loop. Takes from `pokes` what the backend asks for; `make_reader` is told
+        whether this is the first session of its process."""
         limit = self.time_limit if time_limit is None else time_limit
         deadline = None if limit is None else time.monotonic() + limit
         self._ensure_process(job)
@@ -273,8 +331,7 @@ class Backend:
             tables = self.parameters(job.method)
             head = [wire.word(4), wire.word(job.method.number), *tables.packets]
             pokes[:0] = [wire.packet(payload) for payload in head]
-        reader = SessionReader(len(job.molecule), job.unrestricted, job.send_eigenvectors, first,
-                               job.kind == OPTIMISATION)
+        reader = make_reader(first)
         words: list[str] = []
         results = False
         try:
@@ -293,7 +350,7 @@ class Backend:
                 for event in reader.feed(packet):
                     if isinstance(event, events.ErrorLine):
                         words.append(event.text)
-                    results |= isinstance(event, events.ResultBlock)
+                    results |= isinstance(event, (events.ResultBlock, events.PlotPlane))
                     yield event
         except LinkClosed:
             raise self._post_mortem() from None
@@ -356,6 +413,17 @@ def _signal_name(number: int) -> str:
         return signal.Signals(number).name
     except ValueError:
         return "unknown"
+
+
+def _check_plot(plot: Plot, errors: list, warnings: list) -> None:
+    """Raises what the texts of a plot say. A warning about an orbital means that there is none, and
+    that the grid which came holds nothing."""
+    words = "\n".join(errors)
+    if errors:
+        memory = any(text in words for text in _NO_MEMORY)
+        raise OutOfMemory(words) if memory else CalculationFailed(words)
+    if warnings and plot.of_orbital:
+        raise InputError("\n".join(warnings))
 
 
 def _refusal(builder: ResultBuilder) -> OrbitraxError:

@@ -8,10 +8,11 @@ import sys
 
 from orbitrax import __version__
 from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.files import is_molden
 
 # Tasks of this program that this version does not have yet.
 UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
-               "plot", "batch", "serve")
+               "batch", "serve")
 
 _INTERRUPTED = 130  # 128 + SIGINT
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
@@ -32,6 +33,15 @@ examples:
   orbitrax optimize examples/caffeine.xyz -m pm3 -o relaxed.xyz
   orbitrax optimize examples/water.xyz -m am1 --limit 0.01 --trajectory path.xyz
   orbitrax optimize examples/ethanol.xyz -m mndo --restrain "stretch 1 2 1.6 k=500"
+"""
+
+
+_PLOT_EXAMPLES = """\
+examples:
+  orbitrax plot examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png
+  orbitrax plot examples/caffeine.xyz -m am1 --potential -o potential.png
+  orbitrax plot examples/benzene.xyz -m pm3 --orbital 15 --plane molecule=1 -o pi.svg
+  orbitrax plot examples/water.xyz -m mndo --density -o density.cube
 """
 
 
@@ -87,12 +97,23 @@ def _run(argv: list[str]) -> int:
         return 2
     if arguments.task == "methods":
         return _methods(arguments)
-    from orbitrax import energy, optimize
+    from orbitrax import energy
 
     terminal = Terminal(arguments)
+    return energy.run(arguments, terminal, _task(arguments, terminal))
+
+
+def _task(arguments, terminal):
+    """The task of the arguments; None for `energy`."""
     if arguments.task == "optimize":
-        return energy.run(arguments, terminal, optimize.Optimize(arguments, terminal))
-    return energy.run(arguments, terminal)
+        from orbitrax.optimize import Optimize
+
+        return Optimize(arguments, terminal)
+    if arguments.task == "plot" and not is_molden(arguments.output):
+        from orbitrax.plot import PlotTask
+
+        return PlotTask(arguments, terminal)
+    return None
 
 
 def _usage_failure(argv: list[str], text: str) -> int:
@@ -140,7 +161,8 @@ def build_parser() -> argparse.ArgumentParser:
     _add_molecule(energy)
     _add_scf(energy)
     _add_restraints(energy)
-    _add_output(energy, "write there what would be printed")
+    _add_output(energy, "write there what would be printed, or NAME.molden: the orbitals, for "
+                        "programs that show them")
 
     optimize = tasks.add_parser(
         "optimize", help="the nearest structure of lowest energy",
@@ -151,7 +173,19 @@ def build_parser() -> argparse.ArgumentParser:
     _add_restraints(optimize)
     _add_scf(optimize)
     _add_output(optimize, "write the final structure there, in the format of its name (xyz, mol, "
-                          "pdb, cif, ...)")
+                          "pdb, cif, ...; molden: with its orbitals)")
+
+    plot = tasks.add_parser(
+        "plot", help="an orbital, a density or the potential, as a picture or a cube file",
+        description="Draws an orbital, a density or the electrostatic potential of one structure, "
+                    "or writes it as a cube file.",
+        epilog=_PLOT_EXAMPLES, formatter_class=formatter, allow_abbrev=False)
+    _add_molecule(plot)
+    _add_plot(plot)
+    _add_scf(plot)
+    _add_restraints(plot)
+    _add_output(plot, "what to write: NAME.cube, or a picture, NAME.png, .svg or .pdf; - prints "
+                      "the cube; NAME.molden: all orbitals, for other programs to plot")
 
     methods = tasks.add_parser("methods",
                                help="the methods, the elements they cover, their sources",
@@ -214,6 +248,35 @@ def _add_search(parser) -> None:
                             "forces in eV and eV/Angstrom")
 
 
+def _add_plot(parser) -> None:
+    group = parser.add_argument_group("plot")
+    what = group.add_mutually_exclusive_group()
+    what.add_argument("--orbital", metavar="NAME",
+                      help="homo (default), lumo, homo-1, lumo+2, ..., or its number from 1")
+    what.add_argument("--density", action="store_true", help="the density of the electrons")
+    what.add_argument("--spin-density", action="store_true",
+                      help="the density of alpha less that of beta electrons")
+    what.add_argument("--potential", action="store_true",
+                      help="the electrostatic potential; a picture shows it on a surface of the "
+                           "density")
+    group.add_argument("--beta", action="store_true", help="the orbital of beta spin")
+    group.add_argument("--squared", action="store_true", help="the orbital squared")
+    group.add_argument("--points", type=int, metavar="N",
+                       help="points along the longest axis (default 80, more in a large molecule)")
+    group.add_argument("--margin", type=float, default=3.0, metavar="A",
+                       help="Angstrom from the outermost atoms to the edge (default 3)")
+    group.add_argument("--plane", metavar="PLANE",
+                       help="contours in a plane: three atoms like 1,2,3, or xy, xz, yz or "
+                            "molecule; =0.5 behind it moves it by so many Angstrom")
+    group.add_argument("--isovalue", type=float, metavar="V",
+                       help="value on the surface (default 0.05 of an orbital, less of one that is "
+                            "spread thin; 0.002 of a density, 0.004 of a spin density)")
+    group.add_argument("--view", metavar="A,E",
+                       help="degrees by which the molecule is turned, and seen from above "
+                            "(default 22,40 or 22,52, by what is drawn)")
+    group.add_argument("--width", type=int, metavar="N", help="pixels across (default 1200)")
+
+
 def _add_restraints(parser) -> None:
     group = parser.add_argument_group("restraints")
     group.add_argument("--restrain", action="append", default=[], metavar="TEXT",
@@ -233,6 +296,9 @@ def _add_output(parser, output: str) -> None:
     group.add_argument("--log-level", type=int, default=0, metavar="N",
                        help="1 to 9 choose what the report shows beside the results (default 0)")
     group.add_argument("-o", "--output", metavar="FILE", help=output)
+    group.add_argument("--molden-raw", action="store_true",
+                       help="in NAME.molden the orbitals as the method has them, instead of made "
+                            "orthonormal in space by S^-1/2")
     group.add_argument("-q", "--quiet", action="store_true",
                        help="no progress, no warnings, no summary")
     group.add_argument("--color", choices=("auto", "always", "never"), default="auto",
@@ -273,7 +339,8 @@ class Terminal:
         choice = arguments.color
         self._color = choice == "always" or (
             choice == "auto" and self._terminal and not os.environ.get("NO_COLOR"))
-        shares = arguments.log and not arguments.output and sys.stdout.isatty()
+        to_file = arguments.output and not is_molden(arguments.output)
+        shares = arguments.log and not to_file and sys.stdout.isatty()
         self._live = self._terminal and not self._quiet and not shares
         self._status = None
 

@@ -38,3 +38,8 @@ def valence_orbitals(number: int) -> int:
     if number <= 2:
         return 1
     return 9 if 21 <= number <= 29 or 39 <= number <= 47 else 4
+
+
+def principal_number(number: int) -> int:
+    """Principal quantum number of the valence s and p shell: the period of the element."""
+    return 1 + sum(number > noble for noble in (2, 10, 18, 36, 54, 86))

@@ -2,16 +2,14 @@
 
 from __future__ import annotations
 
-import contextlib
 import json
-import os
 import sys
-import tempfile
 
 from orbitrax import events
 from orbitrax.backend import Backend
 from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
+from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
 from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
 from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
@@ -24,7 +22,8 @@ class Task:
 
     def __init__(self, arguments, terminal: Terminal):
         self.arguments, self.terminal = arguments, terminal
-        self.text_file = arguments.output  # where the text goes that would be printed
+        # Where the text goes that would be printed.
+        self.text_file = None if is_molden(arguments.output) else arguments.output
 
     def check(self) -> None:
         """Refuses what cannot be done, before anything is computed."""
@@ -38,6 +37,9 @@ class Task:
 
     def on_event(self, event: events.Event) -> None:
         """Called with each event of the session."""
+
+    def follow(self, backend: Backend, result: Result) -> None:
+        """Called after the job, with the backend that still holds what the job has left."""
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a result that is not to be believed."""
@@ -74,9 +76,9 @@ def run(arguments, terminal: Terminal, task: Task | None = None) -> int:
 def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
     try:
         output.check()
+        _check_orbital_file(arguments)
         task.check()
         result = _calculate(arguments, terminal, output, task)
-        task.judge(result)
         failure = None
     except OrbitraxError as error:
         terminal.end_progress()
@@ -114,7 +116,8 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
               convergence_limit=arguments.scf_limit, iteration_limit=arguments.scf_iterations,
               diis=arguments.diis, overlap_sigma=arguments.sigma, overlap_pi=arguments.pi,
               level_shift_start=arguments.level_shift_start, log_level=arguments.log_level,
-              restraints=arguments.restrain, **task.settings())
+              restraints=arguments.restrain, send_eigenvectors=is_molden(arguments.output),
+              **task.settings())
     task.begin(job)
     if job.selection is not None and molecule.point_charges is None:
         terminal.warning("the atoms outside the selection carry no charges in this file and have "
@@ -132,8 +135,39 @@ def _calculate(arguments, terminal: Terminal, output: Output, task: Task) -> Res
         raise UsageError(f"--time-limit {limit}: should be above 0")
     with Backend(arguments.backend, arguments.tables, limit) as backend:
         result = backend.run(job, show, task=task.name)
+        try:
+            if is_molden(arguments.output):
+                _write_orbitals(arguments, backend, job, result)
+            task.judge(result)
+            task.follow(backend, result)
+        except OrbitraxError as error:
+            error.partial = result
+            raise
     terminal.end_progress()
     return result
+
+
+def _check_orbital_file(arguments) -> None:
+    """Refuses what a Molden file cannot be or hold, before anything is computed."""
+    path = arguments.output
+    if not is_molden(path):
+        if arguments.molden_raw:
+            raise UsageError("--molden-raw says how to write a Molden file; give it a name with "
+                             "-o NAME.molden")
+        return
+    check_target(path)
+    for name in ("orbital", "density", "spin_density", "potential", "beta", "squared", "points",
+                 "plane", "isovalue", "view", "width"):
+        if getattr(arguments, name, None):
+            raise UsageError(f"{path}: a Molden file holds all orbitals and no grid; leave out "
+                             f"--{name.replace('_', '-')}")
+
+
+def _write_orbitals(arguments, backend: Backend, job: Job, result: Result) -> None:
+    from orbitrax.molden import write_molden
+
+    write_molden(arguments.output, job, result, backend.parameters(job.method),
+                 arguments.molden_raw)
 
 
 def _molecule(arguments) -> Molecule:
@@ -160,9 +194,7 @@ def _judge_scf(result: Result, arguments) -> None:
     other = "--no-diis" if arguments.diis else "--diis"
     text += (f"; try a higher --scf-iterations, {other}, another --level-shift-start, or --uhf for "
              "an open shell")
-    error = NotConverged(text)
-    error.partial = result
-    raise error
+    raise NotConverged(text)
 
 
 def _document(result: Result | None, failure: OrbitraxError | None, task: Task) -> dict:
@@ -187,11 +219,8 @@ class Output:
 
     def check(self) -> None:
         """Refuses a file that cannot be written, before anything is computed."""
-        if self._path is None:
-            return
-        folder = os.path.dirname(self._path) or "."
-        if os.path.isdir(self._path) or not os.access(folder, os.W_OK):
-            raise UsageError(f"{self._path}: no file can be written there")
+        if self._path is not None:
+            check_target(self._path)
 
     def write(self, text: str) -> None:
         """Text for standard output goes at once, text for a file when it is closed."""
@@ -202,44 +231,29 @@ class Output:
             self._parts.append(text)
 
     def close(self) -> None:
-        """Writes the file. What is not an ordinary file (a device, a pipe) is written in place."""
+        """Writes the file."""
         if self._path is None or not self._parts:
             return
         text, self._parts = "".join(self._parts), []
-        try:
-            if os.path.exists(self._path) and not os.path.isfile(self._path):
-                with open(self._path, "w", encoding="utf-8") as file:
-                    file.write(text)
-            else:
-                self._replace(os.path.realpath(self._path), text)
-        except OSError as error:
-            raise OrbitraxError(f"{self._path}: cannot be written: {error.strerror}") from None
-
-    def _replace(self, path: str, text: str) -> None:
-        handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-")
-        try:
-            with open(handle, "w", encoding="utf-8") as file:
-                file.write(text)
-            mask = os.umask(0)
-            os.umask(mask)
-            os.chmod(temporary, 0o666 & ~mask)
-            os.replace(temporary, path)
-        except BaseException:
-            with contextlib.suppress(OSError):
-                os.unlink(temporary)
-            raise
+        with replaced(self._path) as path, open(path, "w", encoding="utf-8") as file:
+            file.write(text)
 
 
 # ---- the summary --------------------------------------------------------------------------------
 
 
-def summary(result: Result) -> str:
-    """The results as a person reads them, with units."""
+def heading(result: Result) -> str:
+    """What was calculated, and how."""
     from orbitrax.methods import find_method
 
-    lines = [f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
-             f"{find_method(result.method).title} "
-             f"{result.spin}, charge {result.charge}, multiplicity {result.multiplicity}", ""]
+    return (f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
+            f"{find_method(result.method).title} {result.spin}, charge {result.charge}, "
+            f"multiplicity {result.multiplicity}")
+
+
+def summary(result: Result) -> str:
+    """The results as a person reads them, with units."""
+    lines = [heading(result), ""]
 
     def line(name: str, text: str) -> None:
         lines.append(f"{name:<26}{text}")

@@ -100,3 +100,11 @@ class Eigenvectors(Event):
 
     spin: str
     vectors: np.ndarray
+
+
+@dataclass(frozen=True)
+class PlotPlane(Event):
+    """One plane of a plot, row by row, single precision; of a potential two for each plane, its own
+    and that of the electron density."""
+
+    values: np.ndarray

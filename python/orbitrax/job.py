@@ -10,6 +10,7 @@ from orbitrax import wire
 from orbitrax.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons, valence_orbitals
 from orbitrax.errors import InputError, UsageError
 from orbitrax.geometry import TOO_CLOSE, close_pairs, find_bonds
+from orbitrax.grid import Frame, Plot
 from orbitrax.methods import ZINDOS, Method, find_method
 from orbitrax.molecule import Molecule
 from orbitrax.parameters import ParameterSet
@@ -228,6 +229,19 @@ class Job:
         record["fSendOrbitals"] = int(self.send_eigenvectors)
         record["nLevelShiftStart"] = self.level_shift_start
         return record
+
+    def plot_packets(self, plot: Plot, frame: Frame) -> list[bytes]:
+        """The packets of a later session that plots what this job has left."""
+        record = self.run_options()
+        record["fCalculate"], record["fSendOrbitals"], record["fPlot"] = 0, 0, 1
+        record["nPlotKind"] = plot.kind
+        if plot.of_orbital:
+            record["nPlotOrbitalMode"], record["nPlotOrbitalOffset"] = plot.level()
+        record["fPlotBetaSpin"] = int(plot.beta)
+        record["nGridCols"], record["nGridRows"], record["nPlotPlanes"] = frame.counts
+        record["flPlotGrid"] = np.concatenate((frame.origin, frame.column, frame.row))
+        return [wire.packet(wire.word(int(self.debug)), wire.DEBUG_FLAG),
+                wire.packet(record.tobytes()), wire.packet(self.job_options().tobytes())]
 
     def job_options(self) -> np.ndarray:
         """The JobOptions record."""

@@ -2,14 +2,11 @@
 
 from __future__ import annotations
 
-import contextlib
-import os
-import tempfile
-
 import numpy as np
 
 from orbitrax import energy, events
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
+from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.results import Result
 
@@ -42,11 +39,14 @@ class Optimize(energy.Task):
         for path in (self.arguments.output, self.arguments.trajectory):
             if path is None:
                 continue
-            folder = os.path.dirname(path) or "."
-            if os.path.isdir(path) or not os.access(folder, os.W_OK):
-                raise UsageError(f"{path}: no file can be written there")
-        if self.arguments.output is not None:
-            _format_of(self.arguments.output)
+            check_target(path)
+        if self._structure_file is not None:
+            _format_of(self._structure_file)
+
+    @property
+    def _structure_file(self) -> str | None:
+        """A Molden file is written with the orbitals, by what all tasks share."""
+        return None if is_molden(self.arguments.output) else self.arguments.output
 
     def begin(self, job: Job) -> None:
         """Opens the trajectory."""
@@ -104,16 +104,14 @@ class Optimize(energy.Task):
         if result.rms_gradient is not None:
             text += (f" (RMS gradient {result.rms_gradient:.5f} kcal/(mol Angstrom), limit "
                      f"{self.arguments.limit:g})")
-        error = NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
-        error.partial = result
-        raise error
+        raise NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
 
     def end(self, result: Result | None) -> None:
         """Closes the trajectory and writes the last structure, converged or not."""
         if self._trajectory is not None:
             self._trajectory.close()
-        if self.arguments.output is not None and self._positions is not None:
-            _write_structure(self.arguments.output, self._atoms())
+        if self._structure_file is not None and self._positions is not None:
+            _write_structure(self._structure_file, self._atoms())
 
     def block(self, result: Result | None) -> dict:
         """The entry `optimize` of the JSON document."""
@@ -155,22 +153,9 @@ def _write_structure(path: str, atoms) -> None:
     """Writes a structure; the file appears whole or not at all."""
     import ase.io
 
-    folder = os.path.dirname(os.path.realpath(path))
     try:
-        handle, temporary = tempfile.mkstemp(dir=folder, prefix=".orbitrax-")
-        os.close(handle)
-        try:
-            ase.io.write(temporary, atoms, format=_format_of(path))
-            mask = os.umask(0)
-            os.umask(mask)
-            os.chmod(temporary, 0o666 & ~mask)
-            os.replace(temporary, os.path.realpath(path))
-        except BaseException:
-            with contextlib.suppress(OSError):
-                os.unlink(temporary)
-            raise
-    except OSError as error:
-        raise OrbitraxError(f"{path}: cannot be written: {error.strerror}") from None
+        with replaced(path) as name:
+            ase.io.write(name, atoms, format=_format_of(path))
     except (ValueError, RuntimeError, KeyError, AttributeError, TypeError) as error:
         raise OrbitraxError(f"{path}: cannot be written in this format: {error}") from None
 

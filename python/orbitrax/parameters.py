@@ -48,7 +48,8 @@ _SECTIONS = {
     "zindos": (_ZINDO_1, _ZINDO_2, _ZINDO_3, _GAMMA),
 }
 
-_SHORT_ROWS = 54  # normal, and as many capping rows, in the blocks of these families
+_SHORT_TABLES = ("cindo", "zindo1", "zindos")
+_SHORT_ROWS = 54  # normal, and as many capping rows, in the blocks of these tables
 _LONG_ROWS = 210  # rows of all other blocks; row 105 + Z - 1 is element Z as a capping atom
 _CAPPING_OFFSET = 105
 _HIGHEST_CAPPING = 88  # the last capping row that has orbitals
@@ -96,6 +97,22 @@ class ParameterSet:
             return [self.block]
         count = len(self.pairs) // 32
         return [self.block, count.to_bytes(4, "little"), self.pairs]
+
+    def value(self, name: str, element: int, capping: bool = False) -> float:
+        """A number of the block, by the name of its column, as the backend gets it; 0 for an
+        element without a row. Raises KeyError for a column that the method's tables lack."""
+        short = self.method.tables in _SHORT_TABLES
+        rows, shift = (2 * _SHORT_ROWS, _SHORT_ROWS) if short else (_LONG_ROWS, _CAPPING_OFFSET)
+        row = element - 1 + (shift if capping else 0)
+        start = 0
+        for columns in _SECTIONS[self.method.tables]:
+            if name in columns:
+                if not 0 < element <= shift:
+                    return 0.0
+                index = start + row * len(columns) + columns.index(name)
+                return float(np.frombuffer(self.block, "<f8", 1, 8 * index)[0])
+            start += rows * len(columns)
+        raise KeyError(name)
 
 
 def parameter_directory() -> Path:
@@ -209,8 +226,7 @@ def load_parameters(method, directory: Path | None = None) -> ParameterSet:
     tables = [read_table(directory / name, columns) for name, columns in zip(names, sections)]
     _check_same_elements(tables)
 
-    short = method.tables in ("cindo", "zindo1", "zindos")
-    if short:
+    if method.tables in _SHORT_TABLES:
         block = b"".join(_short_section(table) for table in tables)
     else:
         block = b"".join(_long_section(table) for table in tables)

@@ -164,6 +164,22 @@ class SessionReader:
             self._ready.append(events.Eigenvectors(spin, _floats(matrix).reshape(n, n)))
 
 
+class PlotReader(SessionReader):
+    """Reads the packets of a session that plots and does nothing else: `n_grids` grids of
+    `n_points` points."""
+
+    def __init__(self, n_points: int, n_grids: int, first: bool):
+        self._n_points, self._n_grids = n_points, n_grids
+        super().__init__(0, False, False, first)
+
+    def _session(self, first: bool, job):
+        if first:
+            self._ready.append(events.NodeCount(_word((yield 4))))
+        for _ in range(self._n_grids):
+            plane = yield 4 * self._n_points
+            self._ready.append(events.PlotPlane(np.frombuffer(plane, "<f4")))
+
+
 def _word(data: bytes) -> int:
     return int.from_bytes(data, "little", signed=True)
 

@@ -26,7 +26,10 @@ class Result:
     """A calculation's results. Energies kcal/mol, orbital energies eV, charges e, dipole Debye (x,
     y, z, length), gradient n x 3 kcal/(mol Angstrom). What the backend did not send is None.
 
-    Orbital arrays hold alpha before beta in an unrestricted calculation.
+    Orbital arrays hold alpha before beta in an unrestricted calculation. eigenvectors, where the
+    job asks for them: by spin, "alpha" and, unrestricted, "beta", an array N x N whose row k is
+    orbital k, by rising energy, over the atomic orbitals, atom by atom and in each s, px, py, pz,
+    dz2, dxz, dyz, dx2-y2, dxy; `orbitrax.slater_basis` names them. The rows are orthonormal.
     """
 
     task: str

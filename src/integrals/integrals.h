@@ -17,6 +17,8 @@
 #include "integrals/nddo_derivative_sp.h"
 #include "integrals/nddo_pair_sp.h"
 #include "integrals/nddo_store.h"
+#include "integrals/nuclear_attraction.h"
 #include "integrals/overlap_matrix.h"
+#include "integrals/rotation.h"
 #include "integrals/slater_coulomb.h"
 #include "integrals/zindo_core.h"

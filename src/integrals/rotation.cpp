@@ -119,6 +119,20 @@ void BuildRotation(const double* pVector, double dDistance, int nShells, double*
     if (nShells > 2) FillD(angles, mRotation);
 }
 
+void BuildRotation(const double* vDirection, double* mRotation, int nOrbitals) {
+    constexpr LocalFunction kFunctionOf[kAtomOrbitals] = {kSigma, kPi2, kPi1,    kSigma, kSigma,
+                                                          kPi2,   kPi1, kDelta2, kDelta1};
+    const int nShells = nOrbitals > kShellBegin[2] ? 3 : nOrbitals > kShellBegin[1] ? 2 : 1;
+    double mFunctions[kAtomOrbitals * kLocalFunctions];
+    BuildRotation(vDirection, 1.0, nShells, mFunctions);
+    std::fill_n(mRotation, kAtomOrbitals * kAtomOrbitals, 0.0);
+    for (int l = 0; l < nShells; ++l)
+        for (int a = kShellBegin[l]; a < kShellBegin[l + 1]; ++a)
+            for (int i = kShellBegin[l]; i < kShellBegin[l + 1]; ++i)
+                Row(mRotation, kAtomOrbitals, a)[i] =
+                    Row(mFunctions, kLocalFunctions, i)[kFunctionOf[a]];
+}
+
 void RotateInfinitesimally(int nAxis, int nShellsRow, int nShellsColumn, const double* mBlock,
                            double* mRotated) {
     std::fill_n(mRotated, kAtomOrbitals * kAtomOrbitals, 0.0);

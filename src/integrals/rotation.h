@@ -22,6 +22,13 @@ enum LocalFunction { kDelta1, kPi1, kSigma, kPi2, kDelta2, kLocalFunctions };
 /// dDistance must not be 0.
 void BuildRotation(const double* pVector, double dDistance, int nShells, double* mRotation);
 
+/// The same between the orbitals of the two frames: chi_i = sum over a of R_ai chi'_a, where the
+/// primed orbitals stand in the frame x' = pi-2, y' = pi-1, z' = sigma and a and i are orbitals of
+/// an atom in their order. A block L of the primed frame is R^T L R in molecular axes. vDirection
+/// is the unit vector of sigma; mRotation is kAtomOrbitals x kAtomOrbitals, of which the rows and
+/// columns of nOrbitals, 1, 4 or 9, are filled and all others 0.
+void BuildRotation(const double* vDirection, double* mRotation, int nOrbitals);
+
 /// mRotated = G_k M + M G_k^T for the generator G_k of rotations about the Cartesian axis nAxis:
 /// to first order a rotation by the angle w about it turns the block M of two atoms into
 /// M + w mRotated. Blocks are kAtomOrbitals x kAtomOrbitals; nShellsRow and nShellsColumn say how

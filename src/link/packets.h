@@ -49,7 +49,7 @@ struct RunOptions {
     int nTotalCharge = 0;
     int nMultiplicity = 0;  ///< 0 is taken as 1 by validation
     int fPlot = 0;
-    int nPlotKind = 0;         ///< 0 potential, 1 density, 2 orbital, 3 its square, 4 spin density
+    int nPlotKind = 0;         ///< PlotKind
     int nPlotOrbitalMode = 0;  ///< 0 offset above the LUMO, 1 below the HOMO, 2 index
     int nPlotOrbitalOffset = 0;
     int nGridCols = 0;
@@ -63,7 +63,7 @@ struct RunOptions {
     int fModelHessian = 0;  ///< eigenvector following starts from the bond model
     int fPlotBetaSpin = 0;
     int nLogLevel = 0;  ///< 1 to 9 choose dumps, 10 and above silence the log
-    int nCiKind = 0;    ///< 0 none, 1 singly excited, 2 microstates
+    int nCiKind = 0;    ///< CiKind
     int nUnused124 = 0;
     float flOverlapSigma = 0;
     float flOverlapPi = 0;
@@ -91,6 +91,17 @@ static_assert(offsetof(RunOptions, nCiSelection) == 140);
 static_assert(offsetof(RunOptions, flCiMaxExcitation) == 152);
 static_assert(offsetof(RunOptions, nLevelShiftStart) == 160);
 static_assert(offsetof(RunOptions, nFollowMode) == 180);
+
+enum CiKind : int { kNoCi = 0, kSingles = 1, kMicrostates = 2 };
+
+/// What a plot shows. The potential is followed by the density.
+enum PlotKind : int {
+    kPlotPotential = 0,
+    kPlotDensity = 1,
+    kPlotOrbital = 2,
+    kPlotOrbitalSquare = 3,
+    kPlotSpinDensity = 4,
+};
 
 /// Value of RunOptions::nExtensions that asks for packets of type kPacketPrecise.
 constexpr int kPreciseResults = 0x3158524F;

@@ -137,17 +137,18 @@ void Dispatch(const MSG& message) {
     RethrowParked();
 }
 
-/// Waits at most nMilliseconds for a message. Returns true when the client's process has ended
-/// instead, which is then the end of the conversation.
-bool NoticeDeadClient(DWORD nMilliseconds) {
+/// Ends the conversation when the client's process has ended. Returns whether it has.
+bool NoticeDeadClient() {
     const HANDLE hClient = DdeClientProcess();
-    const DWORD nHandles = hClient ? 1 : 0;
-    if (nMilliseconds == 0 && !hClient) return false;
-    const DWORD nWhat =
-        MsgWaitForMultipleObjects(nHandles, &hClient, FALSE, nMilliseconds, QS_ALLINPUT);
-    if (!hClient || nWhat != WAIT_OBJECT_0) return false;
+    if (!hClient || WaitForSingleObject(hClient, 0) != WAIT_OBJECT_0) return false;
     DropDdeConversation();
     return true;
+}
+
+/// Sleeps until there is a message, or the client's process ends.
+void SleepUntilSomethingHappens() {
+    const HANDLE hClient = DdeClientProcess();
+    MsgWaitForMultipleObjects(hClient ? 1 : 0, &hClient, FALSE, INFINITE, QS_ALLINPUT);
 }
 
 bool RegisterWindowClass() {
@@ -229,7 +230,7 @@ void SessionEnded() {
 bool HandleOneMessage() {
     MSG message;
     RethrowParked();
-    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return NoticeDeadClient(0);
+    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return NoticeDeadClient();
     Dispatch(message);
     return true;
 }
@@ -237,8 +238,10 @@ bool HandleOneMessage() {
 void WaitForMessage() {
     MSG message;
     RethrowParked();
-    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE))
-        if (NoticeDeadClient(INFINITE)) return;
+    while (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        SleepUntilSomethingHappens();
+        if (NoticeDeadClient()) return;
+    }
     Dispatch(message);
 }
 

@@ -7,8 +7,6 @@ namespace qsolve {
 
 namespace {
 
-constexpr int kMicrostates = 2;
-
 /// When in an SCF a dump is written, and on what condition beyond the log level.
 enum class When { kAny, kDuring, kAfter };
 enum class If { kAlways, kFinalReport, kMicrostateCi };

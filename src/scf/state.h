@@ -50,6 +50,7 @@ struct ScfState {
     // Remembered with the arrays, since the options may be of a later session.
     int nOrbitals = 0;       ///< N of these arrays
     int nSpinTreatment = 0;  ///< 0 RHF, 1 UHF
+    int nMultiplicity = 0;
     int nCiKind = 0;
     bool fDiis = false;
     bool fResultsValid = false;  ///< an SCF has finished on these arrays

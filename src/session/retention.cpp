@@ -13,8 +13,10 @@ namespace qsolve {
 
 namespace {
 
-/// What every calculation brings anew: atoms, selection, restraints, gradient.
+/// What every calculation brings anew: atoms, selection, restraints, gradient. Orbitals that stay
+/// behind belong to no molecule, and nothing can be plotted from them.
 void FreeMolecule() noexcept {
+    scf.fResultsValid = false;
     symmetry = SymmetryState{};
     ForgetMolecule();
 }

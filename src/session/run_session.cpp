@@ -1,7 +1,7 @@
 #include "link/intake.h"
 #include "link/link.h"
 #include "link/results.h"
-#include "scf/state.h"
+#include "properties/plot.h"
 #include "session/session.h"
 #include "session/state.h"
 #include "setup/parameter_intake.h"
@@ -30,20 +30,13 @@ void Calculate() {
     RunJob();
 }
 
-/// A plot works from what the last calculation left.
-void Plot() {
-    const bool fUsable = session.fResultsExist && scf.fResultsValid && system.pAtoms;
-    if (!fUsable) Fatal(kMsgNothingToPlot);
-    Fatal(kMsgNotAvailable, "plotting", job.nCalcKind);
-}
-
 void RunSteps() {
     ReadParametersOnce();
     ReadDebugWord();
     ReadRunOptions();
     ReadJobOptions();
     if (options.fCalculate) Calculate();
-    if (options.fPlot) Plot();
+    if (options.fPlot) RunPlot();
     if (options.fSendOrbitals) SendEigenvectors();
 }
 

@@ -140,6 +140,7 @@ void TakeCoordinates() {
 void RememberWithArrays() {
     scf.nOrbitals = setup.nOrbitals;
     scf.nSpinTreatment = options.nSpinTreatment;
+    scf.nMultiplicity = options.nMultiplicity;
     scf.nCiKind = options.nCiKind;
     scf.fDiis = options.fDiis != 0;
 }

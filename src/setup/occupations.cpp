@@ -9,8 +9,6 @@ namespace qsolve {
 
 namespace {
 
-constexpr int kMicrostates = 2;
-
 /// Marks in place of an occupancy, for the client: an electron of beta spin, and the level that the
 /// electron of a next lowest state has left.
 constexpr float kBetaMark = -1.0F, kHoleMark = -1.0F;

@@ -13,7 +13,6 @@ namespace qsolve {
 namespace {
 
 constexpr int kByCounts = 1;
-constexpr int kSingles = 1, kMicrostates = 2;
 constexpr long long kLargeCi = 200;
 constexpr long long kMost = std::numeric_limits<long long>::max();
 

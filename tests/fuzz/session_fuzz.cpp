@@ -58,6 +58,14 @@ JobScript GoodJob(int nMethod, int nKind, int nVariant) {
     script.Job.nCalcKind = nKind;
     script.Job.nMaxCycles = 1;
     script.Job.fRestraints = nVariant >> 3 & 1;
+    script.Options.fPlot = nVariant >> 4 & 1;
+    script.Options.nPlotKind = nVariant >> 5;
+    script.Options.nPlotOrbitalMode = 1;
+    script.Options.nGridCols = 4;
+    script.Options.nGridRows = 3;
+    script.Options.nPlotPlanes = 2;
+    const float flGrid[9] = {-1.0F, -1.0F, -1.0F, 0.5F, 0.1F, 0.0F, 0.0F, 0.6F, 0.2F};
+    std::copy_n(flGrid, 9, script.Options.flPlotGrid);
     for (int k = 0; k < 4; ++k) {
         RestraintRecord record;
         record.nKind = k;

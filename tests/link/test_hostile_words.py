@@ -208,6 +208,23 @@ def test_no_option_of_another_calculation_does_harm(setting):
     play_all(script, bent_words(script, "run options", every=3))
 
 
+@pytest.mark.parametrize("kind", range(5))
+def test_no_word_of_a_plot_does_harm(kind):
+    script = capped("am1")
+    for name, value in {"fPlot": 1, "nPlotKind": kind, "nPlotOrbitalMode": 1, "nGridCols": 4,
+                        "nGridRows": 3, "nPlotPlanes": 2,
+                        "flPlotGrid": (-1, -1, -1, 0.5, 0.1, 0, 0, 0.6, 0.2)}.items():
+        script.options[name] = value
+    words = [*range(6, 22), 28]  # of the plot, and of its spin
+    if kind != 1:
+        words.remove(12)  # planes without end take a second each, and are the same for all kinds
+    large = "word 10 is denormal", "word 11 is denormal"  # as an integer a good grid, but slow
+    sessions = [bent for bent in bent_words(script, "run options")
+                if int(bent.change.split()[1]) in words and bent.change not in large]
+    assert len(sessions) >= 9 * len(words) - len(large)
+    play_all(script, sessions)
+
+
 @pytest.mark.parametrize("index", range(4))
 def test_every_bonded_index_is_believed_only_after_a_look(index):
     """All twelve places of a bond table, announced as full."""

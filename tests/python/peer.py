@@ -11,7 +11,9 @@ difference of the last progress line; energy to report in place of the usual one
 the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code",
 "silence", "unknown type", "wrong length"; first_only, the fault comes in the first process alone;
 refuse_pokes, how many pokes are first not taken; record, a file that receives every payload poked,
-one line of hex each.
+one line of hex each; plot, what a session without calculation does: "normal", "refusal", "warning"
+(and grids), "nan", "short" (a plane less), "long" (a number more),
+"silence".
 """
 
 import os
@@ -153,6 +155,9 @@ class Peer:
         yield "take", 4
         options = yield "take", 184
         yield "take", 152
+        if struct.unpack_from("<i", options)[0] == 0:
+            yield from self.plot(options)
+            return
         n, = struct.unpack("<i", (yield "take", 4))
         records = b""
         while len(records) < 96 * n:
@@ -211,6 +216,30 @@ class Peer:
             for _ in range(2 if self.told.get("unrestricted") else 1):
                 matrix = struct.pack("<16f", *range(16))
                 yield from self.chunks(10, matrix)
+
+    def plot(self, options):
+        """Grids of x + 100 y + 10000 z, each a whole number of steps from the first point, and
+        minus that for the second grid of a potential."""
+        told = self.told.get("plot", "normal")
+        plots, kind = struct.unpack_from("<2i", options, 24)
+        assert plots == 1
+        columns, rows, planes = struct.unpack_from("<3i", options, 40)
+        if told == "refusal":
+            yield "send", 9997, b"Unable to graph (43).\0"
+            return
+        if told == "silence":
+            time.sleep(60)
+        if told == "warning":
+            yield "send", 9996, b"The orbital doesn't exist (44).\0"
+        for plane in range(planes if told != "short" else planes - 1):
+            for sign in (1, -1) if kind == 0 else (1,):
+                values = [sign * (i + 100.0 * j + 10000.0 * plane)
+                          for j in range(rows) for i in range(columns)]
+                if told == "nan":
+                    values[-1] = float("nan")
+                yield from self.chunks(10, struct.pack(f"<{rows * columns}f", *values))
+        if told == "long":
+            yield "send", 10, bytes(4)
 
     @staticmethod
     def chunks(kind, data):

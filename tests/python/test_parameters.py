@@ -104,6 +104,34 @@ def test_pairs_code_capping_atoms_as_negative_numbers():
         assert records[code] == (float(alpha), float(beta))
 
 
+@pytest.mark.parametrize("method", [method.key for method in METHODS])
+def test_a_value_is_that_of_its_column_in_the_file(method):
+    """Every number of every row, of elements and of capping atoms, read from the text again."""
+    tables = load_parameters(method)
+    stem, count = tables.method.tables, 0
+    names = [f"{stem}.abp"] if stem == "cindo" else [f"{stem}_{i}.abp" for i in range(1, 5)]
+    for name in names:
+        path = TABLES / name
+        if not path.exists() or name == "mindo3_3.abp":
+            continue
+        rows = [line.split() for line in path.read_text("utf-8").splitlines()
+                if line.strip() and line[0] != "#"]
+        for symbol, *numbers in rows[1:]:
+            element = SYMBOLS.index(symbol.lstrip("*"))
+            for column, number in zip(rows[0][1:], numbers):
+                value = tables.value(column, element, capping=symbol[0] == "*")
+                assert value == float(number), (name, symbol, column)
+                count += 1
+    assert count > 390
+
+
+def test_an_element_without_a_row_has_zeros_and_a_wrong_column_is_an_error():
+    assert load_parameters("am1").value("dZetaS", 92) == 0.0
+    assert load_parameters("zindos").value("dZetaS", 60) == 0.0  # beyond the end of this block
+    with pytest.raises(KeyError):
+        load_parameters("mndo").value("dGammaSS", 6)
+
+
 # ---- reading ------------------------------------------------------------------------------------
 
 

@@ -73,6 +73,47 @@ inline double IntegrateTwoCentres(double R, double dDecay, int nAzimuth,
     return dSum;
 }
 
+/// The integral over space of f(r) / |r - R|: calls f with points r, x y z, from the centre where f
+/// decays as exp(-dDecay r). pVector is R, not 0; nAzimuth points run round it. On a sphere of
+/// radius t the distance s to R takes the place of the polar angle: cos theta = (t^2 + R^2 - s^2) /
+/// (2 t R), and 1/s goes with the volume element, t^2 sin theta dtheta = t s ds / R. Products of
+/// two d orbitals are integrated over a sphere without error.
+inline double IntegrateOverDistance(const double* pVector, double dDecay, int nAzimuth,
+                                    const std::function<double(double, double, double)>& f) {
+    const double *v = pVector, R = std::hypot(v[0], v[1], v[2]), pi = 3.141592653589793;
+    Rule radial;  // broken at R, and ended where f is dead
+    double dBegin = 0.0;
+    for (double dEnd : {0.5, 1.0, 2.0, 4.0, 6.0, 9.0, 13.0, 18.0, 25.0, 35.0, 50.0, 90.0}) {
+        dEnd = std::fmin(dEnd / dDecay, R);
+        if (dEnd > dBegin) radial.Append(GaussLegendre(14, dBegin, dEnd));
+        dBegin = dEnd;
+    }
+    if (dDecay * R < 90.0) radial.Append(DecayingRule(R, dDecay));
+
+    const double w[3] = {v[0] / R, v[1] / R, v[2] / R};  // and two axes across it
+    const double a = 1.0 / (1.0 + std::abs(w[2])), g = w[2] < 0.0 ? -1.0 : 1.0;
+    const double p[3] = {1.0 - a * w[0] * w[0], -a * w[0] * w[1], -g * w[0]};
+    const double q[3] = {-a * w[0] * w[1], 1.0 - a * w[1] * w[1], -g * w[1]};
+    const Rule unit = GaussLegendre(8, -1.0, 1.0);
+    double dSum = 0.0;
+    for (std::size_t i = 0; i < radial.Node.size(); ++i)
+        for (std::size_t j = 0; j < unit.Node.size(); ++j) {
+            const double t = radial.Node[i], dHalf = std::fmin(t, R);
+            const double s = std::fmax(t, R) + dHalf * unit.Node[j];
+            const double z = (t * t + R * R - s * s) / (2.0 * R);
+            const double rho = std::sqrt(std::fmax(0.0, t * t - z * z));
+            const double dWeight =
+                radial.Weight[i] * unit.Weight[j] * dHalf * t / R * 2.0 * pi / nAzimuth;
+            for (int k = 0; k < nAzimuth; ++k) {
+                const double phi = 2.0 * pi * (k + 0.3) / nAzimuth;
+                const double x = rho * std::cos(phi), y = rho * std::sin(phi);
+                dSum += dWeight * f(x * p[0] + y * q[0] + z * w[0], x * p[1] + y * q[1] + z * w[1],
+                                    x * p[2] + y * q[2] + z * w[2]);
+            }
+        }
+    return dSum;
+}
+
 /// Value at (x, y, z) of a real Slater orbital: n, exponent and type 0 .. 8 in the order s, px, py,
 /// pz, d(z2), d(xz), d(yz), d(x2-y2), d(xy).
 inline double SlaterOrbital(int n, double dZeta, int nType, double x, double y, double z) {

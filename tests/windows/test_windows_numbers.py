@@ -31,6 +31,9 @@ EXACT = {"nExtensions": wire.PRECISE_RESULTS, "flConvergenceLimit": 1e-6, "flOve
 TRIPLET = {"nSpinTreatment": 1, "nMultiplicity": 3}
 DOUBLET = {"nSpinTreatment": 1, "nMultiplicity": 2}
 LONGEST_LOG = {"nLogLevel": 9}
+PLOT = {"fPlot": 1, "nPlotOrbitalMode": 1, "nGridCols": 20, "nGridRows": 20, "nPlotPlanes": 20,
+        "flPlotGrid": [-3.0, -3.0, -3.0, 0.31, 0.0, 0.0, 0.0, 0.29, 0.0]}
+POTENTIAL, DENSITY, ORBITAL, SPIN = ({**PLOT, "nPlotKind": kind} for kind in (0, 1, 2, 4))
 
 # name: method, molecule, RunOptions, JobOptions, other arguments of `calculation`
 JOBS = {
@@ -46,6 +49,10 @@ JOBS = {
     "pm3, half an electron": ("pm3", METHYL, {"nMultiplicity": 2}, {}, {}),
     "zindo/1": ("zindo1", FORMALDEHYDE, {}, {}, {}),
     "zindo/s, cation": ("zindos", FORMALDEHYDE, {**DOUBLET, "nTotalCharge": 1}, {}, {}),
+    "am1, potential": ("am1", FORMALDEHYDE, POTENTIAL, {}, {}),
+    "zindo/s, density": ("zindos", FORMALDEHYDE, DENSITY, {}, {}),
+    "mndo, orbital": ("mndo", FORMALDEHYDE, ORBITAL, {}, {}),
+    "indo, spin density": ("indo", METHYL, {**DOUBLET, **SPIN}, {}, {}),
     "mndo/d, sulphur": ("mndod", THIOL, LONGEST_LOG, {}, {}),
     "mndo/d, search": ("mndod", THIOL, {}, {**SEARCH, "nOptimiser": 2}, {}),
 }
@@ -56,7 +63,7 @@ BOUND = 1e-9
 
 
 def record(peer, name: str) -> list:
-    """Every packet of a job and, in a session of their own, of its eigenvectors."""
+    """Every packet of a job and, in a session of their own, of its eigenvectors and its plot."""
     method, molecule, run, job, more = JOBS[name]
     steps = calculation(method, molecule, {**EXACT, **run}, {"fShowWarnings": 1, **job}, **more)
     packets = first(peer, steps, method).packets

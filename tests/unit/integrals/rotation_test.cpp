@@ -73,6 +73,32 @@ TEST_P(Rotations, ExpressOrbitalsInTheLocalFrame) {
         }
 }
 
+TEST_P(Rotations, TurnOneFrameIntoTheOther) {
+    const auto v = GetParam();
+    const double vUnit[3] = {v[0] / dDistance, v[1] / dDistance, v[2] / dDistance};
+    double m[kAtomOrbitals * kAtomOrbitals];
+    BuildRotation(vUnit, m, kAtomOrbitals);
+    for (int i = 0; i < kAtomOrbitals; ++i)
+        for (int j = 0; j < kAtomOrbitals; ++j) {
+            double dSum = 0.0;
+            for (int a = 0; a < kAtomOrbitals; ++a)
+                dSum += m[kAtomOrbitals * a + i] * m[kAtomOrbitals * a + j];
+            EXPECT_NEAR(dSum, i == j ? 1.0 : 0.0, 1e-12) << i << " " << j;
+        }
+    // A point has the coordinates q in the frame whose axes px', py', pz' the rows are.
+    const double r[3] = {0.7, -1.1, 0.4};
+    double q[3] = {};
+    for (int a = 0; a < 3; ++a)
+        for (int c = 0; c < 3; ++c) q[a] += m[kAtomOrbitals * (1 + a) + 1 + c] * r[c];
+    for (int i = 0; i < kAtomOrbitals; ++i) {
+        double dSum = 0.0;
+        for (int a = 0; a < kAtomOrbitals; ++a)
+            dSum += m[kAtomOrbitals * a + i] * SlaterOrbital(3, 1.0, a, q[0], q[1], q[2]);
+        EXPECT_NEAR(dSum, SlaterOrbital(3, 1.0, i, r[0], r[1], r[2]), 1e-12) << "orbital " << i;
+    }
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(m[kAtomOrbitals * 3 + 1 + c], vUnit[c], 1e-9);
+}
+
 INSTANTIATE_TEST_SUITE_P(Vectors, Rotations,
                          testing::Values(std::array{0.3, -0.8, 1.1}, std::array{-2.0, 0.5, -0.1},
                                          std::array{1.0, 0.0, 0.0}, std::array{0.0, -2.0, 0.0},
@@ -88,6 +114,20 @@ TEST(Rotation, FillsNoMoreThanTheShellsAskedFor) {
         for (int i = kShellBegin[nShells] * kLocalFunctions; i < kAtomOrbitals * kLocalFunctions;
              ++i)
             EXPECT_EQ(mRotation[i], 0.0);
+    }
+}
+
+TEST(Rotation, BetweenFramesFillsNoMoreThanTheOrbitalsAskedFor) {
+    const double v[3] = {0.6, 0.0, 0.8};
+    double m[kAtomOrbitals * kAtomOrbitals];
+    for (int nOrbitals : {1, 4}) {
+        BuildRotation(v, m, nOrbitals);
+        EXPECT_EQ(m[0], 1.0);
+        for (int i = 0; i < kAtomOrbitals; ++i)
+            for (int j = 0; j < kAtomOrbitals; ++j)
+                if (i >= nOrbitals || j >= nOrbitals) {
+                    EXPECT_EQ(m[kAtomOrbitals * i + j], 0.0);
+                }
     }
 }
 

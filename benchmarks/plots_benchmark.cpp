@@ -1,0 +1,97 @@
+// How fast grids are filled: 80 x 80 x 80 points round a molecule, 3 Angstrom beyond its atoms.
+//
+//     plots_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]      METHOD as on the command line
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include "benchmarks/molecule_files.h"
+#include "link/state.h"
+#include "properties/plot.h"
+#include "properties/potential.h"
+#include "scf/scf.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPoints = 80;
+constexpr float kMargin = 3.0F * 1.889726F;
+
+/// Turns the atoms' coordinates to bohr, as they are while a plot is made, and lays the grid round
+/// them. Returns the distance of the planes.
+float LayGrid() {
+    const float flBohr = UsesAtomicUnits(system.MethodId) ? 1.0F : 1.889726F;
+    float flLow[3], flHigh[3];
+    std::fill_n(flLow, 3, std::numeric_limits<float>::max());
+    std::fill_n(flHigh, 3, std::numeric_limits<float>::lowest());
+    for (AtomRecord& atom : system.pAtoms) {
+        float* const pXyz[3] = {&atom.flX, &atom.flY, &atom.flZ};
+        for (int c = 0; c < 3; ++c) {
+            *pXyz[c] *= flBohr;
+            flLow[c] = std::min(flLow[c], *pXyz[c]);
+            flHigh[c] = std::max(flHigh[c], *pXyz[c]);
+        }
+    }
+    float flStep[3];
+    for (int c = 0; c < 3; ++c) {
+        options.flPlotGrid[c] = flLow[c] - kMargin;
+        flStep[c] = (flHigh[c] - flLow[c] + 2.0F * kMargin) / (kPoints - 1);
+    }
+    std::fill_n(options.flPlotGrid + 3, 6, 0.0F);
+    options.flPlotGrid[3] = flStep[0];
+    options.flPlotGrid[7] = flStep[1];
+    options.nGridCols = options.nGridRows = kPoints;
+    return flStep[2];
+}
+
+/// Fills all planes with one kind of plot and prints the rate.
+void Time(const char* sKind, float flPlaneStep, const std::function<void(float*)>& Plot) {
+    std::vector<float> vGrid(static_cast<std::size_t>(kPoints) * kPoints);
+    const float flBottom = options.flPlotGrid[2];
+    const auto start = Clock::now();
+    for (int nPlane = 0; nPlane < kPoints; ++nPlane) {
+        options.flPlotGrid[2] = flBottom + static_cast<float>(nPlane) * flPlaneStep;
+        Plot(vGrid.data());
+    }
+    options.flPlotGrid[2] = flBottom;
+    const double dSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::printf("  %-12s %8.3f s  %8.3f million points/s\n", sKind, dSeconds,
+                1e-6 * kPoints * kPoints * kPoints / dSeconds);
+}
+
+int Measure(const char* sMethod, const char* sPath) {
+    const int nMethod = MethodNamed(sMethod);
+    const std::vector<Place> places = ReadXyz(sPath);
+    if (nMethod == 0 || places.empty()) {
+        std::fprintf(stderr, "cannot use method %s with %s\n", sMethod, sPath);
+        return 2;
+    }
+    SetUpJob(Molecule(nMethod, places));
+    RunScf();
+    std::printf("%s %s: %zu atoms, %d orbitals\n", sMethod, sPath, places.size(), setup.nOrbitals);
+    const float flPlaneStep = LayGrid();
+    options.nPlotOrbitalMode = 1;  // the highest occupied one
+    Time("orbital", flPlaneStep, [](float* pGrid) { PlotOrbital(false, pGrid); });
+    Time("density", flPlaneStep, PlotChargeDensity);
+    Time("potential", flPlaneStep, PlotPotential);
+    return 0;
+}
+
+}  // namespace
+}  // namespace qsolve
+
+int main(int nArguments, char** pArguments) {
+    if (nArguments < 3) {
+        std::fprintf(stderr, "usage: plots_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]\n");
+        return 2;
+    }
+    for (int i = 1; i + 1 < nArguments; i += 2)
+        if (const int n = qsolve::Measure(pArguments[i], pArguments[i + 1])) return n;
+}

@@ -1,0 +1,56 @@
+"""Files that appear whole or not at all."""
+
+from __future__ import annotations
+
+import contextlib
+import os
+import tempfile
+from typing import Iterator
+
+from orbitrax.errors import OrbitraxError, UsageError
+
+
+def check_target(path: str) -> None:
+    """Refuses a file that cannot be written, before anything is computed."""
+    folder = os.path.dirname(path) or "."
+    if os.path.isdir(path) or not os.access(folder, os.W_OK):
+        raise UsageError(f"{path}: no file can be written there")
+
+
+def is_molden(path: str | None) -> bool:
+    """Whether a file of this name holds orbitals in the Molden format."""
+    return path is not None and path.lower().endswith(".molden")
+
+
+@contextlib.contextmanager
+def replaced(path: str) -> Iterator[str]:
+    """Gives the name of a file to write; when the block has ended well, that file takes the place
+    of `path`, else it is gone. What is not an ordinary file (a device, a pipe) is written in place.
+
+    The system's refusals become an OrbitraxError that names `path`.
+    """
+    try:
+        if os.path.exists(path) and not os.path.isfile(path):
+            yield path
+        else:
+            with _beside(os.path.realpath(path)) as temporary:
+                yield temporary
+    except OSError as error:
+        raise OrbitraxError(f"{path}: cannot be written: {error.strerror}") from None
+
+
+@contextlib.contextmanager
+def _beside(path: str) -> Iterator[str]:
+    handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-",
+                                         suffix=os.path.splitext(path)[1])
+    os.close(handle)
+    try:
+        yield temporary
+        mask = os.umask(0)
+        os.umask(mask)
+        os.chmod(temporary, 0o666 & ~mask)
+        os.replace(temporary, path)
+    except BaseException:
+        with contextlib.suppress(OSError):
+            os.unlink(temporary)
+        raise

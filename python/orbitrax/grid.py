@@ -1,0 +1,327 @@
+"""What a plot shows, where its points lie, and the values that come back.
+
+Points lie on rows and columns of one plane, or of a stack of planes that makes a box with the same
+step along x, y and z. The backend computes in bohr; people say where things are in Angstrom.
+"""
+
+from __future__ import annotations
+
+import math
+import re
+from dataclasses import dataclass
+
+import numpy as np
+
+from orbitrax.errors import UsageError
+
+POTENTIAL, DENSITY, ORBITAL, ORBITAL_SQUARED, SPIN_DENSITY = range(5)  # kinds, as on the wire
+_ABOVE_LUMO, _BELOW_HOMO, _NUMBER = range(3)  # ways to name an orbital, as on the wire
+
+BOHR_PER_ANGSTROM = np.float32(1.889726)  # with which the backend takes points and atoms in
+MARGIN = 3.0  # Angstrom from the outermost atoms to the edge of the grid
+POINTS = 80  # along the longest axis, unless that makes steps longer than
+PLANE_POINTS = 200  # of a single plane
+LONGEST_STEP = 0.15  # Angstrom
+
+_OCCUPIED, _DOUBLY = 0.01, 1.5  # electrons above which an orbital counts as occupied, as doubly so
+_LARGEST_PLANE = 1 << 28  # points
+_BYTES_PER_POINT = 24  # the value as it comes, in its array, and in what draws or writes it
+_SMALLEST_SIDE = 1e-3  # Angstrom: atoms on a line this near make no plane
+_ORBITAL = re.compile(r"(homo|lumo)(?:([+-])(\d{1,6}))?|(\d{1,9})")
+_AXES = {"xy": (0, 1, 2), "xz": (0, 2, 1), "yz": (1, 2, 0)}
+
+
+# ---- what ---------------------------------------------------------------------------------------
+
+
+@dataclass(frozen=True)
+class Plot:
+    """What is plotted: "potential", "density", "spin-density", or an orbital: "homo", "homo-1",
+    "lumo", "lumo+2", or its number from 1.
+
+    beta: HOMO, LUMO and number are those of the electrons of beta spin. squared: the square of an
+    orbital instead of its amplitude. Units: hartree per unit charge for the potential, electrons
+    per cubic bohr for densities, the square root of that for an orbital.
+    """
+
+    what: str = "homo"
+    beta: bool = False
+    squared: bool = False
+
+    def __post_init__(self):
+        object.__setattr__(self, "what", str(self.what).strip().lower().replace(" ", ""))
+        if self.what not in ("potential", "density", "spin-density"):
+            self.level()
+        elif self.beta or self.squared:
+            raise UsageError(f"there is no {'beta' if self.beta else 'square'} of the "
+                             f"{self.what.replace('-', ' ')}: these belong to orbitals")
+
+    @property
+    def kind(self) -> int:
+        """The number of the kind on the wire."""
+        others = {"potential": POTENTIAL, "density": DENSITY, "spin-density": SPIN_DENSITY}
+        return others.get(self.what, ORBITAL_SQUARED if self.squared else ORBITAL)
+
+    @property
+    def of_orbital(self) -> bool:
+        """Whether it is an orbital or its square."""
+        return self.kind in (ORBITAL, ORBITAL_SQUARED)
+
+    @property
+    def signed(self) -> bool:
+        """Whether its values may have either sign."""
+        return self.kind in (POTENTIAL, ORBITAL, SPIN_DENSITY)
+
+    def level(self) -> tuple[int, int]:
+        """Mode and offset that name the orbital on the wire."""
+        found = _ORBITAL.fullmatch(self.what)
+        if not found:
+            raise UsageError(f"'{self.what}' is no orbital; say homo, homo-1, lumo, lumo+2 or a "
+                             "number from 1")
+        name, sign, offset, number = found.groups()
+        if number:
+            return _NUMBER, int(number)
+        shift = int(offset or 0) * (-1 if sign == "-" else 1)
+        return (_ABOVE_LUMO, shift) if name == "lumo" else (_BELOW_HOMO, -shift)
+
+    def orbital_of(self, result) -> tuple[int, float] | None:
+        """Number from 1 and energy in eV of the orbital in a result; None where it has none."""
+        if not self.of_orbital or result.occupancies is None:
+            return None
+        energies, occupancies = result.orbital_energies, result.occupancies
+        if result.spin == "UHF":
+            half = len(energies) // 2
+            part = slice(half, None) if self.beta else slice(None, half)
+            energies, occupancies = energies[part], occupancies[part]
+            highest = int(np.sum(occupancies > _OCCUPIED))
+        else:
+            highest = int(np.sum(occupancies > (_DOUBLY if self.beta else _OCCUPIED)))
+        mode, offset = self.level()
+        number = {_ABOVE_LUMO: highest + 1 + offset, _BELOW_HOMO: highest - offset,
+                  _NUMBER: offset}[mode]
+        return (number, float(energies[number - 1])) if 1 <= number <= len(energies) else None
+
+    def title(self, result) -> str:
+        """It in words, for people: "HOMO (orbital 6, -10.77 eV)"."""
+        if not self.of_orbital:
+            return {POTENTIAL: "electrostatic potential", DENSITY: "electron density",
+                    SPIN_DENSITY: "spin density"}[self.kind]
+        name = f"orbital {self.what}" if self.what.isdigit() else self.what.upper()
+        if result.spin == "UHF":
+            name = f"{'beta' if self.beta else 'alpha'} {name}"
+        found = self.orbital_of(result)
+        if found:
+            number, energy = found
+            name += (f" ({energy:.2f} eV)" if self.what.isdigit() else
+                     f" (orbital {number}, {energy:.2f} eV)")
+        return f"square of {name}" if self.squared else name
+
+
+# ---- where --------------------------------------------------------------------------------------
+
+
+@dataclass(frozen=True, eq=False)
+class Frame:
+    """Where the points lie. origin: the first one, Angstrom. column, row: from each to the next
+    within a row, and from row to row, Angstrom. counts: points in a row, rows, planes.
+
+    More than one plane makes a box: column runs along x, row along y, the planes along z, all with
+    the same step.
+    """
+
+    origin: np.ndarray
+    column: np.ndarray
+    row: np.ndarray
+    counts: tuple[int, int, int]
+
+    def __post_init__(self):
+        with np.errstate(over="ignore"):
+            for name in ("origin", "column", "row"):
+                object.__setattr__(self, name, np.asarray(getattr(self, name), np.float32))
+        numbers = np.concatenate((self.origin, self.column, self.row))
+        if numbers.shape != (9,) or not np.all(np.isfinite(numbers)):
+            raise UsageError("the points of a grid need finite places")
+        if len(self.counts) != 3 or min(self.counts) < 1:
+            raise UsageError(f"a grid of {' x '.join(map(str, self.counts))} points is none")
+        if self.counts[0] * self.counts[1] > _LARGEST_PLANE:
+            raise UsageError(f"a plane of {self.counts[0]} x {self.counts[1]} points is too large "
+                             "to be sent; choose fewer points")
+        step = self.column[0]
+        if self.counts[2] > 1 and not (np.array_equal(self.column, [step, 0, 0])
+                                       and np.array_equal(self.row, [0, step, 0])):
+            raise UsageError("only a box with the same step along x, y and z has several planes")
+
+    @property
+    def points(self) -> int:
+        """How many there are."""
+        return math.prod(self.counts)
+
+    def check_memory(self, grids: int = 1) -> None:
+        """Refuses more points than there is memory for."""
+        needed, free = self.points * grids * _BYTES_PER_POINT, _free_memory()
+        if free is not None and needed > free:
+            raise UsageError(f"a grid of {' x '.join(map(str, self.counts))} points takes about "
+                             f"{needed / 1e9:.1f} GB, and {free / 1e9:.1f} GB are free; choose "
+                             "fewer points or a smaller margin")
+
+    @property
+    def first(self) -> np.ndarray:
+        """The first point, bohr."""
+        return (self.origin * BOHR_PER_ANGSTROM).astype(float)
+
+    @property
+    def steps(self) -> np.ndarray:
+        """The three steps as rows of a matrix, bohr. That of a single plane is its normal, as long
+        as a step within a row."""
+        column, row = ((v * BOHR_PER_ANGSTROM).astype(float) for v in (self.column, self.row))
+        normal = np.cross(column, row)
+        return np.stack((column, row, normal * (np.linalg.norm(column) / np.linalg.norm(normal))))
+
+
+def box_around(positions: np.ndarray, margin: float = MARGIN, points: int | None = None) -> Frame:
+    """A box round atoms at `positions`, n x 3 Angstrom, that leaves `margin` Angstrom on each side.
+    points: how many along its longest axis; when None 80, or what makes steps of 0.15 Angstrom in
+    a larger molecule."""
+    _check(margin, points)
+    low, high = positions.min(axis=0) - margin, positions.max(axis=0) + margin
+    step, counts = _divide(high - low, points)
+    middle = (low + high) / 2
+    return Frame(middle - step * (counts - 1) / 2, [step, 0, 0], [0, step, 0],
+                 tuple(counts.tolist()))
+
+
+def plane_through(positions: np.ndarray, text: str, margin: float = MARGIN,
+                  points: int | None = None) -> Frame:
+    """A plane through a molecule, large enough for the atoms and `margin` Angstrom more.
+
+    text: three atoms counted from 1, "1,2,3"; two axes, "xy", "xz" or "yz", through the zero of the
+    third; "molecule", the plane to which the atoms are nearest. "=0.5" behind it moves it by so
+    many Angstrom along its normal, or puts it there on the third axis. Rows run from the first atom
+    to the second. points: how many along the longer side, 200 when None.
+    """
+    _check(margin, points)
+    points = PLANE_POINTS if points is None else points
+    origin, right, up = _plane(positions, text)
+    seen = (positions - origin) @ np.stack((right, up)).T
+    low, high = seen.min(axis=0) - margin, seen.max(axis=0) + margin
+    step, counts = _divide(high - low, points)
+    corner = (low + high) / 2 - step * (counts - 1) / 2
+    return Frame(origin + corner[0] * right + corner[1] * up, step * right, step * up,
+                 (int(counts[0]), int(counts[1]), 1))
+
+
+def _check(margin: float, points: int | None) -> None:
+    if not 0 <= margin < 1e4:
+        raise UsageError(f"a margin of {margin} Angstrom is none; it should be 0 or above")
+    if points is not None and not 2 <= points <= 100000:
+        raise UsageError(f"{points} points along an axis: choose from 2 to 100000")
+
+
+def _divide(sides: np.ndarray, points: int | None) -> tuple[float, np.ndarray]:
+    """The step, and the points along each side."""
+    longest = float(sides.max())
+    if longest <= 0:
+        raise UsageError("a grid round one atom needs a margin above 0")
+    if points is None:
+        points = max(POINTS, math.ceil(longest / LONGEST_STEP) + 1)
+    step = longest / (points - 1)
+    return step, np.maximum(np.ceil(sides / step - 1e-6).astype(int) + 1, 1)
+
+
+def _plane(positions: np.ndarray, text: str) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """A point and two directions."""
+    name, equals, height = text.replace(" ", "").lower().partition("=")
+    try:
+        shift = float(height) if equals else 0.0
+    except ValueError:
+        shift = math.nan
+    if not math.isfinite(shift):
+        raise UsageError(f"plane '{text}': '{height}' is not a length in Angstrom")
+    if name in _AXES:
+        unit = np.eye(3)
+        first, second, third = (unit[axis] for axis in _AXES[name])
+        return shift * third, first, second
+    if name == "molecule":
+        middle = positions.mean(axis=0)
+        directions = principal_axes(positions)
+        return middle + shift * directions[2], directions[0], directions[1]
+    return _plane_of_atoms(positions, text, name, shift)
+
+
+def _plane_of_atoms(positions, text, name, shift):
+    words = name.split(",")
+    if len(words) != 3 or not all(word.isdigit() for word in words):
+        raise UsageError(f"plane '{text}': should be three atoms like 1,2,3, or xy, xz, yz or "
+                         "molecule, with =0.5 behind it to move it")
+    numbers = [int(word) for word in words]
+    for number in numbers:
+        if not 1 <= number <= len(positions):
+            raise UsageError(f"plane '{text}': there is no atom {number}; there are "
+                             f"{len(positions)}")
+    a, b, c = (positions[number - 1] for number in numbers)
+    length = np.linalg.norm(b - a)
+    right = (b - a) / length if length > _SMALLEST_SIDE else np.zeros(3)
+    up = (c - a) - ((c - a) @ right) * right
+    if not right.any() or np.linalg.norm(up) <= _SMALLEST_SIDE:
+        raise UsageError(f"plane '{text}': these atoms lie on a line, which is in many planes; "
+                         "choose a third atom beside it")
+    up = up / np.linalg.norm(up)
+    return a + shift * np.cross(right, up), right, up
+
+
+def _free_memory() -> int | None:
+    """Bytes that can be taken without swapping; None where the system does not say."""
+    try:
+        with open("/proc/meminfo", encoding="ascii") as file:
+            for line in file:
+                if line.startswith("MemAvailable:"):
+                    return int(line.split()[1]) * 1024
+    except (OSError, ValueError, IndexError):
+        pass
+    return None
+
+
+def principal_axes(positions: np.ndarray) -> np.ndarray:
+    """Three orthogonal directions as rows, right-handed: along which points, n x 3, extend most,
+    less, and least. Each has its largest component positive, the last one as it then must be."""
+    centred = positions - positions.mean(axis=0)
+    _, vectors = np.linalg.eigh(centred.T @ centred)
+    axes = vectors.T[::-1].copy()
+    for axis in axes[:2]:
+        axis *= np.sign(axis[np.argmax(np.abs(axis) > np.abs(axis).max() - 1e-6)])
+    axes[2] = np.cross(axes[0], axes[1])
+    return axes
+
+
+# ---- the values ---------------------------------------------------------------------------------
+
+
+@dataclass(eq=False)
+class Grid:
+    """Values on a frame. values: along column, row and planes, so x, y, z of a box; float32, in the
+    units of `Plot`. density: that of the electrons on the same points, beside a potential. numbers
+    and positions (n x 3, Angstrom) are the molecule's. title says in words what it is, orbital is
+    its number and energy in eV, or None, method the method's name."""
+
+    values: np.ndarray
+    frame: Frame
+    plot: Plot
+    numbers: np.ndarray
+    positions: np.ndarray
+    title: str
+    method: str
+    orbital: tuple[int, float] | None = None
+    density: np.ndarray | None = None
+
+    @property
+    def is_zero(self) -> bool:
+        """Whether there is nothing to see anywhere."""
+        return not np.any(np.abs(self.values) > 1e-7)
+
+    @property
+    def largest_at_edge(self) -> float:
+        """The largest absolute value on the outer faces of a box, of the density beside a
+        potential: a surface at a lower value is cut there."""
+        values = self.values if self.density is None else self.density
+        faces = [np.take(values, index, axis) for axis in range(3) for index in (0, -1)]
+        return max(float(np.abs(face).max()) for face in faces)

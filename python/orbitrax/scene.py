@@ -1,0 +1,156 @@
+"""A molecule as balls and sticks with surfaces round it, and the place to look at them from.
+
+All lengths in Angstrom.
+"""
+
+from __future__ import annotations
+
+import math
+
+import numpy as np
+
+from orbitrax.geometry import find_bonds
+from orbitrax.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
+from orbitrax.render import Camera, Mesh, draw
+from orbitrax.surface import Field, isosurface
+
+POSITIVE, NEGATIVE = (0.13, 0.40, 0.80), (0.96, 0.56, 0.10)  # colours of the two signs
+CLOUD = (0.35, 0.62, 0.72)  # of a density
+
+_SURFACE_OPACITY = 0.62
+_MAP_OPACITY = 0.82  # of a surface whose colours are to be read
+_BALL, _BALL_BY_RADIUS = 0.13, 0.2  # radius of an atom's ball: this, and this by covalent radius
+_STICK = 0.105  # radius of a bond
+_BALL_ROWS, _STICK_SIDES = 32, 28
+_LARGE = 150  # atoms, above which balls and sticks are made of fewer triangles
+_HYDROGEN, _CARBON = (0.93, 0.93, 0.93), (0.30, 0.30, 0.32)  # darker than white and grey
+
+TALLEST, LOWEST = 1.0, 0.6  # height of a picture, by its width
+_BORDER = 0.04  # of the picture, left free on each side
+_SMALLEST_VIEW = 3.0  # Angstrom across
+
+
+# ---- meshes -------------------------------------------------------------------------------------
+
+
+def molecule(numbers: np.ndarray, positions: np.ndarray) -> list[Mesh]:
+    """Balls for the atoms, in the usual colours, and sticks for the bonds, half and half."""
+    from ase.data import covalent_radii
+
+    real = np.flatnonzero(numbers > 0)
+    coarse = 2 if len(real) > _LARGE else 1
+    radii = _BALL + _BALL_BY_RADIUS * covalent_radii[numbers]
+    colours = _colours(numbers)
+    ball, ball_faces = _ball(_BALL_ROWS // coarse)
+    stick, stick_faces = _stick(_STICK_SIDES // coarse)
+    meshes = [_placed(positions[i] + radii[i] * ball, ball, ball_faces, colours[i]) for i in real]
+    for i, neighbours in enumerate(find_bonds(numbers, positions)):
+        for j in neighbours:
+            half = (positions[j] - positions[i]) / 2
+            length = np.linalg.norm(half)
+            if length < 1e-3:
+                continue
+            turn = _towards(half / length)
+            normals = stick * [1, 1, 0] @ turn
+            shape = stick * [_STICK, _STICK, length] @ turn
+            meshes.append(_placed(positions[i] + shape, normals, stick_faces, colours[i]))
+    return meshes
+
+
+def _placed(vertices, normals, faces, colour) -> Mesh:
+    return Mesh(vertices, normals, faces, np.broadcast_to(colour, vertices.shape))
+
+
+def _colours(numbers: np.ndarray) -> np.ndarray:
+    from ase.data.colors import jmol_colors
+
+    table = np.array(jmol_colors)
+    table[1], table[6] = _HYDROGEN, _CARBON
+    return table[numbers]
+
+
+def _ball(rows: int) -> tuple[np.ndarray, np.ndarray]:
+    """Points of a sphere of radius 1, and its triangles."""
+    polar, turn = np.meshgrid(np.linspace(0, np.pi, rows + 1),
+                              np.linspace(0, 2 * np.pi, 2 * rows, endpoint=False), indexing="ij")
+    points = np.stack((np.sin(polar) * np.cos(turn), np.sin(polar) * np.sin(turn),
+                       np.cos(polar)), axis=-1)
+    return points.reshape(-1, 3), _strip_faces(rows, 2 * rows)
+
+
+def _stick(sides: int) -> tuple[np.ndarray, np.ndarray]:
+    """Points of an open cylinder of radius 1 from z = 0 to 1, and its triangles."""
+    turn = np.linspace(0, 2 * np.pi, sides, endpoint=False)
+    ring = np.stack((np.cos(turn), np.sin(turn), np.zeros(sides)), axis=1)
+    return np.concatenate((ring + [0, 0, 1], ring)), _strip_faces(1, sides)
+
+
+def _strip_faces(rows: int, columns: int) -> np.ndarray:
+    """Triangles between rows + 1 closed rings of points, each of `columns`."""
+    i, j = (index.ravel() for index in np.indices((rows, columns)))
+    k = (j + 1) % columns
+    a, b, c, d = i * columns + j, (i + 1) * columns + j, (i + 1) * columns + k, i * columns + k
+    return np.concatenate((np.stack((a, b, c), axis=1), np.stack((a, c, d), axis=1)))
+
+
+def _towards(direction: np.ndarray) -> np.ndarray:
+    """A rotation whose third row is the direction."""
+    helper = np.eye(3)[np.argmin(np.abs(direction))]
+    first = np.cross(helper, direction)
+    first /= np.linalg.norm(first)
+    return np.stack((first, np.cross(direction, first), direction))
+
+
+def surfaces(grid: Grid, isovalue: float) -> list[Mesh]:
+    """Where the values are `isovalue`, and where they are minus that, in two colours."""
+    found = []
+    first = POSITIVE if np.any(grid.values < -isovalue) or grid.plot.signed else CLOUD
+    for sign, colour in ((1, first), (-1, NEGATIVE)):
+        vertices, normals, faces = isosurface(Field(sign * grid.values), isovalue)
+        if len(faces):
+            found.append(Mesh(_in_place(grid, vertices), normals, faces,
+                              np.broadcast_to(colour, vertices.shape), _SURFACE_OPACITY))
+    return found
+
+
+def painted_surface(grid: Grid, isovalue: float, paint) -> list[Mesh]:
+    """Where the density beside a potential is `isovalue`, coloured by the potential: `paint` makes
+    n x 3 colours of n values."""
+    vertices, normals, faces = isosurface(Field(grid.density), isovalue)
+    if not len(faces):
+        return []
+    colours = paint(Field(grid.values).at(vertices))
+    return [Mesh(_in_place(grid, vertices), normals, faces, colours, _MAP_OPACITY, shine=0.3)]
+
+
+def _in_place(grid: Grid, vertices: np.ndarray) -> np.ndarray:
+    return (grid.frame.first + vertices @ grid.frame.steps) / float(BOHR_PER_ANGSTROM)
+
+
+# ---- camera -------------------------------------------------------------------------------------
+
+
+def camera(meshes: list[Mesh], positions: np.ndarray, azimuth: float, elevation: float,
+           width: int) -> Camera:
+    """Looks at a molecule from `elevation` degrees above the plane in which it mostly lies, its
+    longest direction running across, turned by `azimuth` degrees; everything is in the picture,
+    which is `width` pixels wide."""
+    long, wide, normal = principal_axes(positions)
+    a, e = math.radians(azimuth), math.radians(elevation)
+    right = math.cos(a) * long + math.sin(a) * wide
+    ahead = math.cos(a) * wide - math.sin(a) * long
+    up = math.cos(e) * normal + math.sin(e) * ahead
+    rotation = np.stack((right, up, np.cross(right, up)))
+    seen = np.concatenate([mesh.vertices for mesh in meshes]) @ rotation.T
+    low, high = seen.min(axis=0), seen.max(axis=0)
+    across, tall, _ = np.maximum(high - low, _SMALLEST_VIEW) / (1 - 2 * _BORDER)
+    height = round(width * float(np.clip(tall / across, LOWEST, TALLEST)))
+    scale = min(width / across, height / tall)
+    return Camera(rotation, rotation.T @ ((low + high) / 2), scale, width, height)
+
+
+def image(meshes: list[Mesh], positions: np.ndarray, view: tuple[float, float], width: int
+          ) -> np.ndarray:
+    """The picture, `width` pixels wide, from azimuth and elevation: height x width x 3, from 0 to
+    1."""
+    return draw(meshes, camera(meshes, positions, *view, width))

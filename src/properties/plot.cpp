@@ -1,0 +1,112 @@
+#include "properties/plot.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include "link/link.h"
+#include "properties/potential.h"
+#include "scf/state.h"
+#include "session/state.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+/// Most points of a plane.
+constexpr long long kMostPoints = 1LL << 28;
+
+/// Where a plane ends up that lies beyond what a float holds.
+constexpr double kFarthestPlane = std::numeric_limits<float>::max();
+
+/// Of the records' coordinates for a plot and back. They are no inverses of each other.
+constexpr double kPlotBohrPerAngstrom = 1.889726, kPlotAngstromPerBohr = 0.52917725;
+
+/// Whether the last calculation left what a plot needs. Extended Hueckel computes nothing, but
+/// answers for the potential with a text of its own.
+bool IsUsable() {
+    if (!session.fResultsExist || !system.pAtoms) return false;
+    if (system.MethodId == kExtendedHueckel)
+        return options.nPlotKind == kPlotPotential && setup.Map.pFirstOrbital;
+    return scf.fResultsValid;
+}
+
+void CheckGrid() {
+    if (options.nGridCols < 1 || options.nGridRows < 1)
+        Fatal(kMsgPlotGrid, options.nGridCols, options.nGridRows);
+    if (static_cast<long long>(options.nGridCols) * options.nGridRows > kMostPoints)
+        Fatal(kMsgOutOfMemory);
+}
+
+void ScaleRecords(double dFactor) {
+    for (AtomRecord& atom : system.pAtoms)
+        for (float* pCoordinate : {&atom.flX, &atom.flY, &atom.flZ})
+            *pCoordinate = static_cast<float>(static_cast<double>(*pCoordinate) * dFactor);
+}
+
+/// The atoms' records in bohr, for as long as it lives.
+class RecordsInBohr {
+  public:
+    RecordsInBohr() {
+        if (fConvert_) ScaleRecords(kPlotBohrPerAngstrom);
+    }
+    ~RecordsInBohr() {
+        if (fConvert_) ScaleRecords(kPlotAngstromPerBohr);
+    }
+    RecordsInBohr(const RecordsInBohr&) = delete;
+    RecordsInBohr& operator=(const RecordsInBohr&) = delete;
+
+  private:
+    bool fConvert_ = FamilyOf(system.MethodId) == Family::kNddo;
+};
+
+void Send(const Array<float>& grid) {
+    SendChunked(kPacketData, grid.Data(), grid.Size() * sizeof(float));
+}
+
+void PlotPlane(Array<float>& grid) {
+    switch (options.nPlotKind) {
+        case kPlotPotential:
+            PlotPotential(grid.Data());
+            Send(grid);
+            PlotChargeDensity(grid.Data());
+            break;
+        case kPlotDensity:
+            PlotChargeDensity(grid.Data());
+            break;
+        case kPlotOrbital:
+            PlotOrbital(false, grid.Data());
+            break;
+        case kPlotOrbitalSquare:
+            PlotOrbital(true, grid.Data());
+            break;
+        case kPlotSpinDensity:
+            PlotSpinDensity(grid.Data());
+            break;
+        default:
+            Fatal(kMsgPlotKind);
+    }
+    Send(grid);
+}
+
+}  // namespace
+
+void RunPlot() {
+    if (!IsUsable()) Fatal(kMsgNothingToPlot);
+    if (options.nPlotPlanes < 1) return;
+    CheckGrid();
+    Array<float> grid;
+    grid.Take(static_cast<std::size_t>(options.nGridRows),
+              static_cast<std::size_t>(options.nGridCols), kWork);
+
+    const RecordsInBohr records;
+    const double dFirst = static_cast<double>(options.flPlotGrid[2]);
+    const double dStep = static_cast<double>(options.flPlotGrid[3]);
+    for (int nPlane = 0; nPlane < options.nPlotPlanes; ++nPlane) {
+        options.flPlotGrid[2] = static_cast<float>(
+            std::clamp(dFirst + nPlane * dStep, -kFarthestPlane, kFarthestPlane));
+        PlotPlane(grid);
+    }
+}
+
+}  // namespace qsolve

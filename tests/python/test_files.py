@@ -1,0 +1,62 @@
+"""Files appear whole or not at all, whatever happens while they are written."""
+
+import os
+import stat
+
+import pytest
+from support import ROOT  # noqa: F401
+
+from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.files import check_target, replaced
+
+
+def write(path, text="new"):
+    with replaced(str(path)) as name, open(name, "w", encoding="utf-8") as file:
+        file.write(text)
+
+
+def test_a_file_is_made_and_replaced_with_the_usual_rights(tmp_path):
+    path = tmp_path / "a.txt"
+    for text in ("one", "two"):
+        write(path, text)
+        assert path.read_text() == text and os.listdir(tmp_path) == ["a.txt"]
+    mask = os.umask(0)
+    os.umask(mask)
+    assert stat.S_IMODE(path.stat().st_mode) == 0o666 & ~mask
+
+
+@pytest.mark.parametrize("error", [KeyboardInterrupt, ValueError, MemoryError])
+def test_what_breaks_off_leaves_the_old_file(tmp_path, error):
+    path = tmp_path / "a.txt"
+    path.write_text("old")
+    with pytest.raises(error), replaced(str(path)) as name:
+        with open(name, "w", encoding="utf-8") as file:
+            file.write("half")
+        raise error
+    assert path.read_text() == "old" and os.listdir(tmp_path) == ["a.txt"]
+
+
+def test_a_link_stays_a_link(tmp_path):
+    (tmp_path / "real.txt").write_text("old")
+    (tmp_path / "link.txt").symlink_to("real.txt")
+    write(tmp_path / "link.txt")
+    assert (tmp_path / "link.txt").is_symlink() and (tmp_path / "real.txt").read_text() == "new"
+
+
+def test_a_device_is_written_in_place(tmp_path):
+    write("/dev/null")
+    assert stat.S_ISCHR(os.stat("/dev/null").st_mode)
+    with pytest.raises(OrbitraxError, match="/dev/full: cannot be written: No space left"):
+        write("/dev/full")
+
+
+def test_the_systems_refusal_names_the_file(tmp_path):
+    with pytest.raises(OrbitraxError, match="none/a.txt: cannot be written: No such file"):
+        write(tmp_path / "none" / "a.txt")
+
+
+def test_targets_that_cannot_be_are_refused_before(tmp_path):
+    check_target(str(tmp_path / "a.txt"))
+    for path in (tmp_path, tmp_path / "none" / "a.txt"):
+        with pytest.raises(UsageError, match="no file can be written there"):
+            check_target(str(path))
