@@ -7,6 +7,7 @@ folder: where they go, docs/pictures of this checkout by default. points: along 
 each grid; fewer are quicker and coarser.
 """
 
+import argparse
 import sys
 from pathlib import Path
 
@@ -25,7 +26,7 @@ PICTURES = {
 }
 
 
-def main(folder: str = str(HERE.parent / "docs" / "pictures"), points: str = "") -> int:
+def main(folder: str, points: str) -> int:
     Path(folder).mkdir(parents=True, exist_ok=True)
     for name, what in PICTURES.items():
         molecule, *options = what.split()
@@ -40,4 +41,8 @@ def main(folder: str = str(HERE.parent / "docs" / "pictures"), points: str = "")
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]))
+    parser = argparse.ArgumentParser(description="The pictures of README.md and docs/.")
+    parser.add_argument("folder", nargs="?", default=str(HERE.parent / "docs" / "pictures"))
+    parser.add_argument("points", nargs="?", default="")
+    given = parser.parse_args()
+    sys.exit(main(given.folder, given.points))

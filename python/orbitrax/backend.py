@@ -287,8 +287,8 @@ class Backend:
                                        lambda first: PlotReader(columns * rows, grids, first)):
                 if isinstance(event, events.PlotPlane):
                     found.append(event.values)
-                elif type(event) in words:
-                    words[type(event)].append(event.text)
+                elif type(event) in words and event.text not in words[type(event)]:
+                    words[type(event)].append(event.text)  # each plane says it again
                 if on_event is not None:
                     on_event(event)
         _check_plot(plot, words[events.ErrorLine], words[events.WarningLine])

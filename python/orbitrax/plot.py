@@ -36,7 +36,8 @@ class PlotTask(energy.Task):
         given = self.arguments
         self._plot = Plot(_what(given), given.beta, given.squared)
         if given.output is None:
-            raise UsageError("a plot needs a file: -o NAME.cube, or a picture: .png, .svg or .pdf")
+            raise UsageError("a plot needs a file: -o NAME.cube, a picture (.png, .svg or .pdf), "
+                             "or .molden for all orbitals")
         if self._to_stdout and (given.json or given.log):
             raise UsageError("-o - prints the cube, which leaves no room for "
                              + ("--json" if given.json else "--log"))
