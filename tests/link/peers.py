@@ -247,7 +247,11 @@ class DdePeer(SocketPeer):
 
     def finish(self) -> None:
         with self._lock:
-            super().finish()
+            try:
+                super().finish()
+            except AssertionError:
+                wine.kill(wine.left_over(self._mark))
+                raise
 
 
 TRANSPORTS = {"socket": SocketPeer, "dde": DdePeer}

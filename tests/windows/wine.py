@@ -12,6 +12,7 @@ import contextlib
 import fcntl
 import os
 import shutil
+import signal
 import subprocess
 import time
 from pathlib import Path
@@ -110,6 +111,29 @@ def find_process(mark: str, name: str = "qsolve.exe", seconds: float = 10.0) -> 
                 continue
         time.sleep(0.01)
     raise AssertionError(f"no {name} has been started")
+
+
+def left_over(mark: str) -> list[int]:
+    """The processes whose mark begins so and that are still there, Wine's own apart."""
+    wanted = f"ORBITRAX_MARK={mark}".encode()
+    found = []
+    for folder in Path("/proc").glob("[0-9]*"):
+        try:
+            variables = (folder / "environ").read_bytes().split(b"\0")
+            name = (folder / "comm").read_text().strip()
+        except OSError:  # it has ended, or is not ours
+            continue
+        if (name in (PROGRAM.name, BRIDGE.name)
+                and any(variable.startswith(wanted) for variable in variables)):
+            found.append(int(folder.name))
+    return found
+
+
+def kill(pids: list[int]) -> None:
+    """Ends what a failed test has left."""
+    for pid in pids:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(pid, signal.SIGKILL)
 
 
 class Anchor:

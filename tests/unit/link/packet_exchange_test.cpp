@@ -135,5 +135,14 @@ TEST_F(PacketExchange, ErrorOfTheTransportIsSaidOnceThePacketIsOut) {
     EXPECT_EQ(client.Errors()[0], MessageText(kMsgOutOfMemory));
 }
 
+TEST_F(PacketExchange, ErrorOfTheTransportIsSaidBeforeADemand) {
+    // Behind it, the client's answer would find nobody waiting. This client leaves at the demand.
+    int nReceived = 0;
+    link.fQueuedLinkError = true;
+    EXPECT_THROW(RequestPacket(&nReceived, 4), LinkStop);
+    ASSERT_EQ(client.Sent.size(), 1u);
+    EXPECT_EQ(client.Errors()[0], MessageText(kMsgOutOfMemory));
+}
+
 }  // namespace
 }  // namespace qsolve
