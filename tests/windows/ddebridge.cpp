@@ -9,11 +9,10 @@
 // The frames are those of docs/packet-link.md, and these of the bridge's own, each answered by one
 // word:
 //
-//     0x0001 format   name, NUL                  clipboard format of what follows, at first
-//     "Packet" 0x0002 topic    service, NUL, topic, NUL   whether a second conversation is given,
-//     and ended 0x0003 post     message, wParam, lParam    to the program's window; message 18: to
-//     its thread 0x1030 advise   item, NUL                  whether the server agrees to tell of
-//     changes
+// - 0x0001 format: name, NUL. The clipboard format of what follows, at first "Packet".
+// - 0x0002 topic: service, NUL, topic, NUL. Whether a second conversation is given; it is ended.
+// - 0x0003 post: message, wParam, lParam, to the program's window; message 18 to its thread.
+// - 0x1030 advise: item, NUL. Whether the server agrees to tell of changes.
 //
 // The bridge ends with its input, or with the program, whose exit status becomes its own. A program
 // that never had a conversation does not learn from DDE that its client has gone; its window is
@@ -38,6 +37,7 @@ namespace {
 
 constexpr DWORD kPatience = 5000, kTransactionTime = 60000;  // milliseconds
 constexpr DWORD kFirstPause = 1, kLongestPause = 32;         // between two requests, milliseconds
+constexpr int kConnects = 5;
 constexpr std::uint32_t kLongestFrame = 1u << 28;
 constexpr int kNotStarted = 97, kNotEnded = 98;
 
@@ -276,8 +276,13 @@ HCONV Connect(const Frame& frame) {
     std::size_t nStart = 0;
     const Text service(TakeText(frame.Body, nStart));
     const std::string sTopic = TakeText(frame.Body, nStart);
-    const Text topic(lstrcmpiA(sTopic.c_str(), "CalcBackend") == 0 ? bridge.sTopic : sTopic);
-    return DdeConnect(bridge.nInstance, service.hsz, topic.hsz, nullptr);
+    const bool fUsual = lstrcmpiA(sTopic.c_str(), "CalcBackend") == 0;
+    const Text topic(fUsual ? bridge.sTopic : sTopic);
+    // A server that is busy may miss the question, so the first conversation is asked for again.
+    for (int nLeft = fUsual && !bridge.hConversation ? kConnects : 1;; Sleep(kLongestPause)) {
+        const HCONV hConversation = DdeConnect(bridge.nInstance, service.hsz, topic.hsz, nullptr);
+        if (hConversation || --nLeft == 0) return hConversation;
+    }
 }
 
 std::uint32_t Open(const Frame& frame) {
