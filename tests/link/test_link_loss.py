@@ -3,12 +3,11 @@
 import functools
 import signal
 import subprocess
-import time
 
 import pytest
 from peers import SocketPeer, frame
 from sessions import calculation, connect, options, play, reset, tables
-from waits import WAITS, at_work, big_job, settle
+from waits import WAITS, at_work, big_job, settle, time_spent
 
 from orbitrax import wire
 
@@ -122,17 +121,7 @@ def test_a_signal_ends_the_process_in_a_wait(start_socket, wait, number):
 
 
 def test_no_wait_costs_processor_time(start_socket):
-    peers = []
-    for wait in WAITS:
-        peer = start_socket()
-        wait(peer)
-        peers.append(peer)
-    for peer in peers:
-        settle(peer)
-    before = [peer.processor_time() for peer in peers]
-    time.sleep(1.0)
-    spent = {wait.__name__: peer.processor_time() - start
-             for wait, peer, start in zip(WAITS, peers, before)}
+    spent = time_spent(start_socket, WAITS)
     assert max(spent.values()) < 1_000_000, spent  # nanoseconds: a thousandth of the time
 
 

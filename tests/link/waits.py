@@ -111,3 +111,17 @@ def big_job(peer, iteration: int) -> None:
             peer.ask(wire.POKE, b"Packet\0" + pokes.pop(0))
         elif packet[wire.HEADER_BYTES:].startswith(words.encode()):
             return peer.send(wire.REQUEST, b"Packet\0")
+
+
+def time_spent(start, waits) -> dict[str, int]:
+    """Processor time, nanoseconds, that fresh processes take for a second of each wait."""
+    peers = []
+    for wait in waits:
+        peers.append(start())
+        wait(peers[-1])
+    for peer in peers:
+        settle(peer)
+    before = [peer.processor_time() for peer in peers]
+    time.sleep(1.0)
+    return {wait.__name__: peer.processor_time() - then
+            for wait, peer, then in zip(waits, peers, before)}

@@ -9,7 +9,7 @@ from probed import WM_CLOSE, WM_QUIT, kill_client, post, wait_for_end
 from sessions import calculation, connect, play, tables
 from waits import (at_work, before_connect, big_job, no_session, packet_not_fetched,
                    poke_awaited, poke_awaited_with_request_held, settle, text_not_fetched,
-                   text_not_fetched_in_job)
+                   text_not_fetched_in_job, time_spent)
 
 pytestmark = pytest.mark.windows
 
@@ -81,17 +81,7 @@ def test_a_client_that_never_asks_is_waited_for_and_may_come_back(start):
 
 
 def test_no_wait_costs_processor_time(start):
-    peers = []
-    for wait in WAITS:
-        peer = start()
-        wait(peer)
-        peers.append(peer)
-    for peer in peers:
-        settle(peer)
-    before = [peer.processor_time() for peer in peers]
-    time.sleep(1.0)
-    spent = {wait.__name__: peer.processor_time() - start
-             for wait, peer, start in zip(WAITS, peers, before)}
+    spent = time_spent(start, WAITS)
     # A request that is held comes again and again: over DDE nobody tells of a packet.
     spent.pop(poke_awaited_with_request_held.__name__)
     # Nanoseconds, a fiftieth of the time: whoever else connects meanwhile asks every window.
