@@ -146,7 +146,6 @@ def test_smiles_without_rdkit_tells_how_to_get_it(monkeypatch):
 
 
 def test_smiles_give_hydrogens_charge_and_open_shells():
-    pytest.importorskip("rdkit")
     assert from_smiles("CCO").formula == "C2H6O"
     assert from_smiles("CC(=O)[O-]").charge == -1
     assert from_smiles("[CH3]").multiplicity == 2

@@ -11,6 +11,7 @@
 #include "session/state.h"
 #include "setup/state.h"
 #include "symmetry/state.h"
+#include "tests/support/scripted_client.h"
 #include "vibrations/state.h"
 
 namespace qsolve {
@@ -40,7 +41,10 @@ inline void ResetAllState() {
 class FreshState : public testing::Test {
   protected:
     FreshState() { ResetAllState(); }
-    ~FreshState() override { ResetAllState(); }
+    ~FreshState() override {
+        client.DuringPump = nullptr;  // may refer to what ends with the test
+        ResetAllState();
+    }
 };
 
 }  // namespace qsolve
