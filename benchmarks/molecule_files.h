@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdio>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -42,6 +43,28 @@ inline std::vector<Place> ReadXyz(const char* sPath) {
         std::getline(file, sLine);
     }
     return places;
+}
+
+/// The body of a benchmark whose arguments are pairs of a method and an xyz file: calls
+/// measure(method, atoms) for each. Returns the exit status.
+template <class Measure>
+int MeasureMolecules(int nArguments, char** pArguments, Measure measure) {
+    if (nArguments < 3 || nArguments % 2 == 0) {
+        std::fprintf(stderr, "usage: %s METHOD FILE.xyz [METHOD FILE.xyz ...]\n", pArguments[0]);
+        return 2;
+    }
+    for (int i = 1; i + 1 < nArguments; i += 2) {
+        const int nMethod = MethodNamed(pArguments[i]);
+        const std::vector<Place> places = ReadXyz(pArguments[i + 1]);
+        if (nMethod == 0 || places.empty()) {
+            std::fprintf(stderr, "cannot use method %s with %s\n", pArguments[i],
+                         pArguments[i + 1]);
+            return 2;
+        }
+        std::printf("%s %s: ", pArguments[i], pArguments[i + 1]);
+        measure(nMethod, places);
+    }
+    return 0;
 }
 
 }  // namespace qsolve

@@ -66,32 +66,20 @@ void Time(const char* sKind, float flPlaneStep, const std::function<void(float*)
                 1e-6 * kPoints * kPoints * kPoints / dSeconds);
 }
 
-int Measure(const char* sMethod, const char* sPath) {
-    const int nMethod = MethodNamed(sMethod);
-    const std::vector<Place> places = ReadXyz(sPath);
-    if (nMethod == 0 || places.empty()) {
-        std::fprintf(stderr, "cannot use method %s with %s\n", sMethod, sPath);
-        return 2;
-    }
+void Measure(int nMethod, const std::vector<Place>& places) {
     SetUpJob(Molecule(nMethod, places));
     RunScf();
-    std::printf("%s %s: %zu atoms, %d orbitals\n", sMethod, sPath, places.size(), setup.nOrbitals);
+    std::printf("%zu atoms, %d orbitals\n", places.size(), setup.nOrbitals);
     const float flPlaneStep = LayGrid();
     options.nPlotOrbitalMode = 1;  // the highest occupied one
     Time("orbital", flPlaneStep, [](float* pGrid) { PlotOrbital(false, pGrid); });
     Time("density", flPlaneStep, PlotChargeDensity);
     Time("potential", flPlaneStep, PlotPotential);
-    return 0;
 }
 
 }  // namespace
 }  // namespace qsolve
 
 int main(int nArguments, char** pArguments) {
-    if (nArguments < 3) {
-        std::fprintf(stderr, "usage: plots_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]\n");
-        return 2;
-    }
-    for (int i = 1; i + 1 < nArguments; i += 2)
-        if (const int n = qsolve::Measure(pArguments[i], pArguments[i + 1])) return n;
+    return qsolve::MeasureMolecules(nArguments, pArguments, qsolve::Measure);
 }

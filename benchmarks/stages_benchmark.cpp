@@ -143,21 +143,15 @@ double Megabytes(std::size_t nBytes) {
     return 1e-6 * static_cast<double>(nBytes);
 }
 
-int Measure(const char* sMethod, const char* sPath) {
-    const int nMethod = MethodNamed(sMethod);
-    const std::vector<Place> places = ReadXyz(sPath);
-    if (nMethod == 0 || places.empty()) {
-        std::fprintf(stderr, "cannot use method %s with %s\n", sMethod, sPath);
-        return 2;
-    }
+void Measure(int nMethod, const std::vector<Place>& places) {
     JobScript script = Molecule(nMethod, places);
     script.Options.flConvergenceLimit = 1e-4F;
     SetUpJob(script);
     const auto start = Clock::now();
     RunScf();
     const double dTotal = Milliseconds(start);
-    std::printf("%s %s: %zu atoms, %d orbitals, %d cycles, SCF in all %.2f ms\n", sMethod, sPath,
-                places.size(), setup.nOrbitals, CyclesOfStatus(), dTotal);
+    std::printf("%zu atoms, %d orbitals, %d cycles, SCF in all %.2f ms\n", places.size(),
+                setup.nOrbitals, CyclesOfStatus(), dTotal);
     const double* mSpin = scf.mDensityA.Data();
     Time("resonance gradient", Nothing,
          [] { AddResonanceGradient(scf.mDensityT.Data(), gradient.pGradient.Data()); });
@@ -167,17 +161,11 @@ int Measure(const char* sMethod, const char* sPath) {
     std::printf("  %-24s %10.3f MB, at most %.3f more in the gradient\n", "arrays",
                 Megabytes(nHeld), Megabytes(memory.nBytesHighest - nHeld));
     TimeStages();
-    return 0;
 }
 
 }  // namespace
 }  // namespace qsolve
 
 int main(int nArguments, char** pArguments) {
-    if (nArguments < 3) {
-        std::fprintf(stderr, "usage: stages_benchmark METHOD FILE.xyz [METHOD FILE.xyz ...]\n");
-        return 2;
-    }
-    for (int i = 1; i + 1 < nArguments; i += 2)
-        if (const int n = qsolve::Measure(pArguments[i], pArguments[i + 1])) return n;
+    return qsolve::MeasureMolecules(nArguments, pArguments, qsolve::Measure);
 }
