@@ -44,6 +44,8 @@ def frame(code: int, body: bytes = b"") -> bytes:
 class Backend:
     """A backend process of ours and what it prints."""
 
+    farewell = SOON  # seconds that it may take to end when a test is over
+
     def __init__(self, *arguments: str, stdin=subprocess.DEVNULL, program: Path = PROGRAM, **more):
         self._out = tempfile.TemporaryFile()
         self._error = tempfile.TemporaryFile()
@@ -105,7 +107,7 @@ class Backend:
         """
         self.leave()
         try:
-            status = self.wait(PATIENCE if self.expected_status is None else SOON)
+            status = self.wait(PATIENCE if self.expected_status is None else self.farewell)
         except subprocess.TimeoutExpired:
             self.process.kill()
             self.process.wait()
@@ -199,6 +201,7 @@ class DdePeer(SocketPeer):
     """
 
     waters = "w100"  # there is no build for modern processors, so it takes as long
+    farewell = PATIENCE  # Wine's server may be busy; the tests of losing a client ask for less
     _count = itertools.count()
 
     def __init__(self, *arguments: str, program: Path = wine.PROGRAM, alone: bool = False):

@@ -10,13 +10,13 @@ import wine
 from under_wine import under_wine  # noqa: F401, a fixture
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "link"))  # whose peers these tests use
-from peers import SOON, DdePeer, starter  # noqa: E402
+from peers import PATIENCE, DdePeer, starter  # noqa: E402
 from probed import ProbedPeer  # noqa: E402
 
 
 def _alone(make):
     yield from starter(make)
-    limit = time.monotonic() + SOON
+    limit = time.monotonic() + PATIENCE
     while (left := wine.left_over(f"{os.getpid():x}")) and time.monotonic() < limit:
         time.sleep(0.02)
     wine.kill(left)
