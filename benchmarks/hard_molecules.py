@@ -134,7 +134,7 @@ def compute(backend, molecule, case, settings, trace=None):
     """Result of one single point; None, after the words of the backend, where it is refused."""
     from orbitrax import Job
     from orbitrax.errors import OrbitraxError
-    from orbitrax.events import StatusLine
+    from orbitrax.link.events import StatusLine
 
     def follow(event):
         if trace is not None and isinstance(event, StatusLine):

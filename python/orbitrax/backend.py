@@ -16,7 +16,7 @@ from typing import Callable, Iterator
 
 import numpy as np
 
-from orbitrax import conversation, events, wire
+from orbitrax.link import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkClosed, OrbitraxError, OutOfMemory, ProtocolError,
                              TimeLimitExceeded, UsageError)

@@ -5,7 +5,7 @@ from __future__ import annotations
 import json
 import sys
 
-from orbitrax import events
+from orbitrax.link import events
 from orbitrax.backend import Backend
 from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError

@@ -6,7 +6,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons, valence_orbitals
 from orbitrax.errors import InputError, UsageError
 from orbitrax.geometry import TOO_CLOSE, close_pairs, find_bonds

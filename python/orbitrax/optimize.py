@@ -4,7 +4,8 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax import energy, events
+from orbitrax import energy
+from orbitrax.link import events
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import OPTIMISATION, Job

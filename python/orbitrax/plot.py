@@ -7,7 +7,8 @@ import sys
 
 import numpy as np
 
-from orbitrax import energy, events
+from orbitrax import energy
+from orbitrax.link import events
 from orbitrax.backend import Backend
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced

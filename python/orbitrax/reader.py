@@ -9,8 +9,8 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax import events, wire
-from orbitrax.conversation import Packet
+from orbitrax.link import events, wire
+from orbitrax.link.conversation import Packet
 from orbitrax.errors import ProtocolError
 
 _LINES = {

@@ -18,7 +18,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.errors import InputError, UsageError
 
 FORCE_CONSTANT = 100.0  # kcal/mol per square Angstrom or radian, where none is given

@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from orbitrax import events
+from orbitrax.link import events
 from orbitrax.errors import CalculationFailed
 from orbitrax.job import OPTIMISATION
 

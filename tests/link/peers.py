@@ -22,7 +22,7 @@ from pathlib import Path
 
 import wine
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 ROOT = Path(__file__).resolve().parents[2]
 PROGRAM = Path(os.environ.get("ORBITRAX_QSOLVE", ROOT / "build" / "release" / "qsolve"))

@@ -9,7 +9,7 @@ from typing import NamedTuple
 import numpy as np
 from peers import names
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.job import Job
 from orbitrax.methods import METHODS, find_method
 from orbitrax.molecule import Molecule

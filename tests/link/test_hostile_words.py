@@ -11,7 +11,7 @@ import pytest
 from jobs import (SILENCE, Died, Outcome, Process, Script, capped, is_sanitized, parameter_offset,
                   restraint, set_double, water)
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 pytestmark = pytest.mark.timeout(4 * SILENCE)
 

@@ -5,7 +5,7 @@ from peers import names
 from sessions import (IDLE, ITEM, RUNNING, Packet, again, calculation, connect, decode, fetch,
                       first, options, play, poke, ready, reset, tables, to_demand, word)
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 NO_CALCULATION = options({"fCalculate": 0})
 LONG = "x" * 60  # fits a frame, and no name of ours

@@ -9,7 +9,7 @@ from sessions import (IDLE, ITEM, SERVICE, TOPIC, again, calculation, connect, o
                       ready, reset, tables, to_demand)
 from waits import answers_not_read
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 REQUEST = frame(wire.REQUEST, ITEM)
 IDLE_ANSWER = HEAD.pack(wire.REQUEST, 4) + wire.word(IDLE)

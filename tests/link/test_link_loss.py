@@ -9,7 +9,7 @@ from peers import SocketPeer, frame
 from sessions import calculation, connect, options, play, reset, tables
 from waits import WAITS, at_work, big_job, settle, time_spent
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 
 class Recorder:

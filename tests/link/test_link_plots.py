@@ -6,7 +6,7 @@ from sessions import (ETHANE_PART, ITEM, NOTHING_TO_PLOT, WATER, Step, again, ca
                       first, options, play, poke, reset, tables, to_demand)
 from waits import at_work
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.molecule import Molecule
 
 BOHR = 1.889726

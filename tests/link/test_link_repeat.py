@@ -7,7 +7,7 @@ from peers import PROGRAM, copy_program
 from sessions import (ETHANE_PART, KEYS, Step, again, calculation, connect, first, options, ready,
                       restraint_steps, tables)
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.molecule import Molecule
 
 TWIN = PROGRAM.with_name(PROGRAM.name + "-v3")

@@ -6,7 +6,7 @@ from sessions import (BLOCK_BYTES, ETHANE_PART, KEYS, NO_FORCE_MATRIX, NOTHING_T
                       calculation, connect, first, grid, options, play, ready, reset,
                       restraint_steps, tables)
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 ASKS = wire.REQUEST_NEXT
 NO_CALCULATION = {"fCalculate": 0}

@@ -5,7 +5,7 @@ from peers import frame, names
 from sessions import IDLE, ITEM, SERVICE, TOPIC, connect, fetch, poke, to_demand, word
 from waits import no_session, packet_not_fetched, poke_awaited, settle, text_not_fetched
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 NOT_OURS = ("qsolve: the client broke the protocol (a frame that is none of ours); conversation "
             "closed\n")

@@ -11,7 +11,7 @@ import pytest
 import test_messages_parameters
 from jobs import ROOT, Process, Script, capped, messages, restraint, single_point, water
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 INT_MIN = -2**31
 

@@ -7,7 +7,8 @@ import time
 from peers import PATIENCE, ROOT, frame
 from sessions import ITEM, calculation, connect, fetch, poke, ready, tables, to_demand
 
-from orbitrax import Job, read_molecule, wire
+from orbitrax import Job, read_molecule
+from orbitrax.link import wire
 from orbitrax.parameters import load_parameters
 
 REQUEST = (wire.REQUEST, ITEM)

@@ -12,8 +12,9 @@ import numpy as np
 import pytest
 from support import ROOT
 
-from orbitrax import Backend, Job, Molecule, events, read_molecule
-from orbitrax.conversation import Conversation
+from orbitrax import Backend, Job, Molecule, read_molecule
+from orbitrax.link import events
+from orbitrax.link.conversation import Conversation
 from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
                              ProtocolError)
 from orbitrax.methods import METHODS
@@ -193,7 +194,7 @@ def test_a_killed_process_is_noticed_within_a_second(qsolve, water):
 def test_the_process_ends_within_a_second_of_a_killed_client(qsolve, frames):
     program = (
         "import sys, time; sys.path.insert(0, sys.argv[1])\n"
-        "from orbitrax import *\nfrom orbitrax import conversation\n"
+        "from orbitrax import *\nfrom orbitrax.link import conversation\n"
         "exchange, left = conversation.Conversation._exchange, [int(sys.argv[4])]\n"
         "def counted(self, code, body):\n"
         "    if left[0] == 0:\n"

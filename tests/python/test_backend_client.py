@@ -15,7 +15,8 @@ import numpy as np
 import pytest
 from support import ROOT, children
 
-from orbitrax import Backend, Job, Molecule, events
+from orbitrax import Backend, Job, Molecule
+from orbitrax.link import events
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkError, OutOfMemory, ProtocolError, TimeLimitExceeded, UsageError)
 

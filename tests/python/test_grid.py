@@ -4,7 +4,8 @@ import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
-from orbitrax import Job, Molecule, wire
+from orbitrax import Job, Molecule
+from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.grid import Frame, Plot, box_around, plane_through, principal_axes
 

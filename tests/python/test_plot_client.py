@@ -4,7 +4,8 @@ import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
-from orbitrax import Backend, Frame, Job, Plot, box_around, events, plane_through
+from orbitrax import Backend, Frame, Job, Plot, box_around, plane_through
+from orbitrax.link import events
 from orbitrax.errors import (CalculationFailed, InputError, LinkError, OutOfMemory, ProtocolError,
                              UsageError)
 

@@ -3,7 +3,7 @@
 import numpy as np
 import pytest
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.job import Job
 from orbitrax.restraints import FORCE_CONSTANT, Restraint, packets_of, parse_restraint

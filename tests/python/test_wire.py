@@ -8,7 +8,7 @@ import numpy as np
 import pytest
 from support import ROOT
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 FRAME_TYPES = {"packet types": {
     "kPacketData": wire.DATA, "kPacketDebugFlag": wire.DEBUG_FLAG, "kPacketCharges": wire.CHARGES,

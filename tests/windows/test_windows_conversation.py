@@ -11,7 +11,7 @@ from sessions import (IDLE, ITEM, SERVICE, TOPIC, Packet, again, calculation, co
                       decode, fetch, first, play, poke, ready, tables, to_demand, word)
 from waits import packet_not_fetched, poke_awaited, settle, text_not_fetched
 
-from orbitrax import wire
+from orbitrax.link import wire
 
 pytestmark = pytest.mark.windows
 

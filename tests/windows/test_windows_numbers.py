@@ -12,7 +12,7 @@ import pytest
 from peers import SocketPeer, copy_program
 from sessions import (ETHANE_PART, WATER, again, calculation, first, options, restraint_steps)
 
-from orbitrax import wire
+from orbitrax.link import wire
 from orbitrax.molecule import Molecule
 
 FORMALDEHYDE = Molecule([8, 6, 1, 1], [[0.0, 0.0, 1.21], [0.0, 0.0, 0.0], [0.0, 0.94, -0.59],

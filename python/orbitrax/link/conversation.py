@@ -12,8 +12,8 @@ import time
 from typing import NamedTuple
 
 from orbitrax.errors import ConnectRefused, LinkClosed, ProtocolError, TimeLimitExceeded
-from orbitrax.wire import (ACKNOWLEDGED, CONNECT, DISCONNECT, EXECUTE, HEADER_BYTES, MAX_PAYLOAD,
-                           POKE, REQUEST)
+from orbitrax.link.wire import (ACKNOWLEDGED, CONNECT, DISCONNECT, EXECUTE, HEADER_BYTES,
+                                MAX_PAYLOAD, POKE, REQUEST)
 
 SERVICE = "qsolve"
 TOPIC = "CalcBackend"
