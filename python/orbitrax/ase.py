@@ -25,7 +25,7 @@ from orbitrax.backend import Backend
 from orbitrax.errors import (BackendNotFound, InputError, NotConverged, OrbitraxError,
                              ParameterError, UsageError)
 from orbitrax.job import Job
-from orbitrax.molecule import from_ase
+from orbitrax.molecules.molecule import from_ase
 
 EV_PER_KCAL = units.kcal / units.mol
 

@@ -6,7 +6,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from orbitrax.elements import SYMBOLS, principal_number, valence_orbitals
+from orbitrax.molecules.elements import SYMBOLS, principal_number, valence_orbitals
 from orbitrax.errors import InputError, UsageError
 from orbitrax.gaussian import GaussianShell, overlap_matrix
 from orbitrax.job import Job

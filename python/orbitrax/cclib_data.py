@@ -7,7 +7,7 @@ import numpy as np
 from orbitrax import __version__
 from orbitrax.basis import slater_basis
 from orbitrax.energy import heading
-from orbitrax.elements import valence_electrons
+from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import OrbitraxError
 from orbitrax.job import Job
 from orbitrax.methods import find_method

@@ -389,7 +389,7 @@ class Terminal:
 
 
 def _methods(arguments) -> int:
-    from orbitrax.elements import SYMBOLS
+    from orbitrax.molecules.elements import SYMBOLS
     from orbitrax.methods import METHODS
     from orbitrax.parameters import load_parameters
 

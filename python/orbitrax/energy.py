@@ -11,7 +11,7 @@ from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
-from orbitrax.molecule import Molecule, formula_of, from_smiles, read_molecule
+from orbitrax.molecules.molecule import Molecule, formula_of, from_smiles, read_molecule
 from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
 
 

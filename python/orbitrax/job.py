@@ -7,14 +7,15 @@ from dataclasses import dataclass, field
 import numpy as np
 
 from orbitrax.link import wire
-from orbitrax.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons, valence_orbitals
+from orbitrax.molecules.elements import (CAPPING_VALENCE, SYMBOLS, valence_electrons,
+                                         valence_orbitals)
 from orbitrax.errors import InputError, UsageError
-from orbitrax.geometry import TOO_CLOSE, close_pairs, find_bonds
+from orbitrax.molecules.geometry import TOO_CLOSE, close_pairs, find_bonds
 from orbitrax.grid import Frame, Plot
 from orbitrax.methods import ZINDOS, Method, find_method
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 from orbitrax.parameters import ParameterSet
-from orbitrax.restraints import Restraint, packets_of, parse_restraint
+from orbitrax.molecules.restraints import Restraint, packets_of, parse_restraint
 
 SINGLE_POINT, OPTIMISATION = 0, 1  # kinds of job
 

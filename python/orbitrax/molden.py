@@ -12,12 +12,12 @@ from __future__ import annotations
 import numpy as np
 
 from orbitrax.basis import BOHR, Basis, slater_basis
-from orbitrax.elements import NUMBERS
+from orbitrax.molecules.elements import NUMBERS
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.job import Job
 from orbitrax.methods import find_method
-from orbitrax.molecule import formula_of
+from orbitrax.molecules.molecule import formula_of
 from orbitrax.parameters import ParameterSet
 from orbitrax.results import Result
 

@@ -15,7 +15,7 @@ from pathlib import Path
 
 import numpy as np
 
-from orbitrax.elements import NUMBERS, SYMBOLS
+from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.errors import ParameterError
 from orbitrax.methods import Method, find_method
 

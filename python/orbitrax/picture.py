@@ -7,12 +7,12 @@ import os
 
 import numpy as np
 
-from orbitrax.elements import SYMBOLS
+from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
-from orbitrax.geometry import find_bonds
+from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
                            SPIN_DENSITY, Grid, principal_axes)
-from orbitrax.molecule import formula_of
+from orbitrax.molecules.molecule import formula_of
 
 FORMATS = ("png", "svg", "pdf")
 

@@ -9,7 +9,7 @@ import math
 
 import numpy as np
 
-from orbitrax.geometry import find_bonds
+from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
 from orbitrax.render import Camera, Mesh, draw
 from orbitrax.surface import Field, isosurface

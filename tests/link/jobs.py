@@ -26,7 +26,7 @@ from orbitrax import parameters  # noqa: E402
 from orbitrax.link import wire  # noqa: E402
 from orbitrax.backend import find_backend  # noqa: E402
 from orbitrax.link.conversation import Conversation  # noqa: E402
-from orbitrax.elements import SYMBOLS  # noqa: E402
+from orbitrax.molecules.elements import SYMBOLS  # noqa: E402
 from orbitrax.errors import LinkClosed, TimeLimitExceeded  # noqa: E402
 from orbitrax.methods import find_method  # noqa: E402
 

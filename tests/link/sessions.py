@@ -12,7 +12,7 @@ from peers import names
 from orbitrax.link import wire
 from orbitrax.job import Job
 from orbitrax.methods import METHODS, find_method
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 from orbitrax.parameters import load_parameters
 
 KEYS = [method.key for method in METHODS]

@@ -7,7 +7,7 @@ from sessions import (ETHANE_PART, ITEM, NOTHING_TO_PLOT, WATER, Step, again, ca
 from waits import at_work
 
 from orbitrax.link import wire
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 
 BOHR = 1.889726
 POTENTIAL, DENSITY, ORBITAL, SQUARE, SPIN = range(5)

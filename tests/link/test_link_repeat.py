@@ -8,7 +8,7 @@ from sessions import (ETHANE_PART, KEYS, Step, again, calculation, connect, firs
                       restraint_steps, tables)
 
 from orbitrax.link import wire
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 
 TWIN = PROGRAM.with_name(PROGRAM.name + "-v3")
 HYDROGEN = Molecule([1, 1], [[0.0, 0.0, 0.0], [0.75, 0.0, 0.0]], masses=[1.008, 1.008])

@@ -8,7 +8,7 @@ from molden_file import _harmonics
 
 from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis
 from orbitrax.basis import BOHR, Basis, Shell
-from orbitrax.elements import valence_electrons
+from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, find_method
 from orbitrax.parameters import load_parameters

@@ -7,9 +7,9 @@ import pytest
 from ase.data import atomic_masses
 
 from orbitrax import Job, Molecule
-from orbitrax.elements import SYMBOLS, valence_electrons
+from orbitrax.molecules.elements import SYMBOLS, valence_electrons
 from orbitrax.errors import InputError, UsageError
-from orbitrax.geometry import close_pairs, find_bonds
+from orbitrax.molecules.geometry import close_pairs, find_bonds
 from orbitrax.methods import METHODS, find_method
 from orbitrax.parameters import load_parameters
 

@@ -9,7 +9,7 @@ from ase import Atoms
 from ase.build import molecule as ase_molecule
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecule import Molecule, from_ase, from_smiles, read_molecule
+from orbitrax.molecules.molecule import Molecule, from_ase, from_smiles, read_molecule
 
 XYZ = "2\n{}\nO 0 0 0\nH 0 0 0.97\n"
 

@@ -103,7 +103,7 @@ def test_a_restraint_holds_a_distance_and_has_its_energy():
 
 
 def test_a_torsion_has_the_sign_of_chemists():
-    from orbitrax.restraints import parse_restraint
+    from orbitrax.molecules.restraints import parse_restraint
 
     molecule = read_molecule(str(ROOT / ETHANOL))
     hydroxyl = int(np.argmin(np.where(molecule.numbers == 1, np.linalg.norm(

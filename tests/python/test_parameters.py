@@ -9,7 +9,7 @@ from support import ROOT
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
-from orbitrax.elements import SYMBOLS
+from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import ParameterError
 from orbitrax.methods import METHODS
 from orbitrax.parameters import load_parameters, read_table

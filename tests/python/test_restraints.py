@@ -6,7 +6,7 @@ import pytest
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.job import Job
-from orbitrax.restraints import FORCE_CONSTANT, Restraint, packets_of, parse_restraint
+from orbitrax.molecules.restraints import FORCE_CONSTANT, Restraint, packets_of, parse_restraint
 
 # a-b-c-d with unit sides and right angles; seen from b to c, d stands 90 degrees clockwise from a.
 CHAIN = np.array([[1, 0, 0], [0, 0, 0], [0, 0, 1], [0, 1, 1]], float)

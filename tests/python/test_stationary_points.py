@@ -5,7 +5,7 @@ import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, Molecule
-from orbitrax.geometry import find_bonds
+from orbitrax.molecules.geometry import find_bonds
 from orbitrax.job import OPTIMISATION
 
 TABLE = ROOT / "tests" / "reference" / "stationary_points.txt"

@@ -13,7 +13,7 @@ from peers import SocketPeer, copy_program
 from sessions import (ETHANE_PART, WATER, again, calculation, first, options, restraint_steps)
 
 from orbitrax.link import wire
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 
 FORMALDEHYDE = Molecule([8, 6, 1, 1], [[0.0, 0.0, 1.21], [0.0, 0.0, 0.0], [0.0, 0.94, -0.59],
                                        [0.0, -0.94, -0.59]], masses=[15.999, 12.011, 1.008, 1.008])

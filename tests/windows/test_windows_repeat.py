@@ -6,7 +6,7 @@ from probed import SECOND_CONVERSATION
 from sessions import (SERVICE, TOPIC, again, calculation, connect, options, ready, restraint_steps,
                       word)
 
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 
 pytestmark = pytest.mark.windows
 

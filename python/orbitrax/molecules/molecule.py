@@ -10,7 +10,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from orbitrax.elements import SYMBOLS
+from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import MoleculeError
 
 MAX_COORDINATE = 1e6  # Angstrom

@@ -1,0 +1,1 @@
+"""Molecules: elements, reading, neighbours, restraints."""
