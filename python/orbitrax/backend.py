@@ -23,7 +23,7 @@ from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Ca
 from orbitrax.grid import POTENTIAL, Frame, Grid, Plot, box_around
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
-from orbitrax.parameters import ParameterSet, load_parameters
+from orbitrax.tables import ParameterSet, load_parameters
 from orbitrax.reader import PlotReader, SessionReader
 from orbitrax.results import Result, ResultBuilder
 

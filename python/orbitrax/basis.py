@@ -11,7 +11,7 @@ from orbitrax.errors import InputError, UsageError
 from orbitrax.gaussian import GaussianShell, overlap_matrix
 from orbitrax.job import Job
 from orbitrax.methods import MNDO, MNDOD
-from orbitrax.parameters import ParameterSet, load_parameters
+from orbitrax.tables import ParameterSet, load_parameters
 from orbitrax.sto6g import EXPANSIONS
 
 BOHR = 0.529177210903  # Angstrom; CODATA 2018
@@ -89,7 +89,7 @@ class Basis:
 
 def slater_basis(job: Job, parameters: ParameterSet | None = None) -> Basis:
     """The orbitals of a job, from the tables that the backend gets; None for those of
-    `orbitrax.parameters.parameter_directory`.
+    `orbitrax.tables.parameter_directory`.
 
     Atoms outside the selection have none, but for capping atoms, which have an s and a p shell.
     Raises InputError for an atom that the tables give no usable functions.

@@ -12,7 +12,7 @@ from orbitrax.errors import OrbitraxError
 from orbitrax.job import Job
 from orbitrax.methods import find_method
 from orbitrax.molden import orbitals_in_space, symmetry_labels
-from orbitrax.parameters import ParameterSet
+from orbitrax.tables import ParameterSet
 from orbitrax.results import Result
 
 EV_PER_KCAL = 1.0 / 23.061  # as the backend converts

@@ -391,7 +391,7 @@ class Terminal:
 def _methods(arguments) -> int:
     from orbitrax.molecules.elements import SYMBOLS
     from orbitrax.methods import METHODS
-    from orbitrax.parameters import load_parameters
+    from orbitrax.tables import load_parameters
 
     try:
         for method in METHODS:

@@ -14,7 +14,7 @@ from orbitrax.molecules.geometry import TOO_CLOSE, close_pairs, find_bonds
 from orbitrax.grid import Frame, Plot
 from orbitrax.methods import ZINDOS, Method, find_method
 from orbitrax.molecules.molecule import Molecule
-from orbitrax.parameters import ParameterSet
+from orbitrax.tables import ParameterSet
 from orbitrax.molecules.restraints import Restraint, packets_of, parse_restraint
 
 SINGLE_POINT, OPTIMISATION = 0, 1  # kinds of job

@@ -18,7 +18,7 @@ from orbitrax.files import check_target, replaced
 from orbitrax.job import Job
 from orbitrax.methods import find_method
 from orbitrax.molecules.molecule import formula_of
-from orbitrax.parameters import ParameterSet
+from orbitrax.tables import ParameterSet
 from orbitrax.results import Result
 
 EV_PER_HARTREE = 27.211386245988  # CODATA 2018

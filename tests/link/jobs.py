@@ -22,8 +22,8 @@ import numpy as np
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "python"))
 
-from orbitrax import parameters  # noqa: E402
 from orbitrax.link import wire  # noqa: E402
+from orbitrax import tables  # noqa: E402
 from orbitrax.backend import find_backend  # noqa: E402
 from orbitrax.link.conversation import Conversation  # noqa: E402
 from orbitrax.molecules.elements import SYMBOLS  # noqa: E402
@@ -37,7 +37,7 @@ MOST_DEMANDS = 1000  # more packets than any job here has
 CHANNELS = {wire.LOG_LINE: "log", wire.STATUS_LINE: "status", wire.WARNING_LINE: "warning",
             wire.ERROR_LINE: "error", wire.DEBUG_LINE: "debug"}
 
-load_parameters = functools.cache(parameters.load_parameters)
+load_parameters = functools.cache(tables.load_parameters)
 
 
 # ---- jobs ---------------------------------------------------------------------------------------
@@ -96,7 +96,7 @@ def single_point(method, atoms) -> Script:
     """A single point of `atoms`: rows of symbol, x, y, z in Angstrom and, optionally, whether the
     atom is outside the selection."""
     found = find_method(method)
-    tables = load_parameters(found)
+    blocks = load_parameters(found)
     options = np.zeros((), wire.RUN_OPTIONS)
     options["fCalculate"] = options["nMultiplicity"] = options["fDiis"] = 1
     options["flConvergenceLimit"], options["nIterationLimit"] = 1e-4, 50
@@ -105,7 +105,7 @@ def single_point(method, atoms) -> Script:
     job = np.zeros((), wire.JOB_OPTIONS)
     job["nReportPeriod"] = job["fShowWarnings"] = 1
     job["flRmsGradient"], job["flTimeStep"] = 0.1, 0.001
-    head = [wire.word(4), wire.word(found.number), *tables.packets]
+    head = [wire.word(4), wire.word(found.number), *blocks.packets]
     return Script(found.number, head, options, job, atom_records(atoms))
 
 
@@ -164,7 +164,7 @@ def parameter_offset(method: int, symbol: str, column: str) -> int:
     capping = symbol.startswith("*")
     row = SYMBOLS.index(symbol.lstrip("*")) - 1 + (offset if capping else 0)
     start = 0
-    for columns in parameters._SECTIONS[stem]:
+    for columns in tables.SECTIONS[stem]:
         if column in columns:
             return 8 * (start + row * len(columns) + columns.index(column))
         start += rows * len(columns)

@@ -13,7 +13,7 @@ from orbitrax.link import wire
 from orbitrax.job import Job
 from orbitrax.methods import METHODS, find_method
 from orbitrax.molecules.molecule import Molecule
-from orbitrax.parameters import load_parameters
+from orbitrax.tables import load_parameters
 
 KEYS = [method.key for method in METHODS]
 SERVICE, TOPIC = "qsolve", "CalcBackend"

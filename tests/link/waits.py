@@ -9,7 +9,7 @@ from sessions import ITEM, calculation, connect, fetch, poke, ready, tables, to_
 
 from orbitrax import Job, read_molecule
 from orbitrax.link import wire
-from orbitrax.parameters import load_parameters
+from orbitrax.tables import load_parameters
 
 REQUEST = (wire.REQUEST, ITEM)
 

@@ -11,7 +11,7 @@ from orbitrax.basis import BOHR, Basis, Shell
 from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, find_method
-from orbitrax.parameters import load_parameters
+from orbitrax.tables import load_parameters
 
 pytestmark = pytest.mark.timeout(120)
 

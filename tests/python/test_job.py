@@ -11,7 +11,7 @@ from orbitrax.molecules.elements import SYMBOLS, valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.molecules.geometry import close_pairs, find_bonds
 from orbitrax.methods import METHODS, find_method
-from orbitrax.parameters import load_parameters
+from orbitrax.tables import load_parameters
 
 
 def payloads(job):

@@ -12,7 +12,7 @@ from hypothesis import strategies as st
 from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import ParameterError
 from orbitrax.methods import METHODS
-from orbitrax.parameters import load_parameters, read_table
+from orbitrax.tables import load_parameters, read_table
 
 TABLES = ROOT / "parameters"
 COLUMNS = ["dOne", "dTwo", "dThree"]

@@ -37,7 +37,7 @@ _GAMMA = "dGammaSS dGammaSD dGammaDD".split()
 _PAIR = "dAlphaAB dBetaAB".split()
 
 # By stem of the files: the columns of each section, in the order of the block.
-_SECTIONS = {
+SECTIONS = {
     "cindo": (_CINDO,),
     "mindo3": (_NDDO_1, _MINDO_2),
     "mndo": (_NDDO_1, _NDDO_2),
@@ -105,7 +105,7 @@ class ParameterSet:
         rows, shift = (2 * _SHORT_ROWS, _SHORT_ROWS) if short else (_LONG_ROWS, _CAPPING_OFFSET)
         row = element - 1 + (shift if capping else 0)
         start = 0
-        for columns in _SECTIONS[self.method.tables]:
+        for columns in SECTIONS[self.method.tables]:
             if name in columns:
                 if not 0 < element <= shift:
                     return 0.0
@@ -220,7 +220,7 @@ def load_parameters(method, directory: Path | None = None) -> ParameterSet:
     """Reads the tables of a method and builds its blocks."""
     method = find_method(method)
     directory = Path(directory) if directory else parameter_directory()
-    sections = _SECTIONS[method.tables]
+    sections = SECTIONS[method.tables]
     names = ([f"{method.tables}.abp"] if method.tables == "cindo" else
              [f"{method.tables}_{i + 1}.abp" for i in range(len(sections))])
     tables = [read_table(directory / name, columns) for name, columns in zip(names, sections)]
