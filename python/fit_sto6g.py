@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Fits six Gaussian functions to each Slater function of exponent 1, and writes the table.
 
-    python/fit_sto6g.py > python/orbitrax/sto6g.py
+    python/fit_sto6g.py > python/orbitrax/orbitals/sto6g.py
 
 A Slater function of principal quantum number n and angular momentum l is expanded in the lowest
 Gaussian functions of its l, r^l exp(-a r^2). Exponents and coefficients minimise the mean square

@@ -31,9 +31,9 @@ _HOMES = {
     "from_smiles": "molecules.molecule",
     "plane_through": "grid",
     "read_molecule": "molecules.molecule",
-    "slater_basis": "basis",
+    "slater_basis": "orbitals.basis",
     "to_cclib": "cclib_data",
-    "write_molden": "molden",
+    "write_molden": "orbitals.molden",
 }
 
 __all__ = ["__version__", *sorted(_HOMES)]

@@ -5,13 +5,13 @@ from __future__ import annotations
 import numpy as np
 
 from orbitrax import __version__
-from orbitrax.basis import slater_basis
+from orbitrax.orbitals.basis import slater_basis
 from orbitrax.energy import heading
 from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import OrbitraxError
 from orbitrax.job import Job
 from orbitrax.methods import find_method
-from orbitrax.molden import orbitals_in_space, symmetry_labels
+from orbitrax.orbitals.molden import orbitals_in_space, symmetry_labels
 from orbitrax.tables import ParameterSet
 from orbitrax.results import Result
 

@@ -164,7 +164,7 @@ def _check_orbital_file(arguments) -> None:
 
 
 def _write_orbitals(arguments, backend: Backend, job: Job, result: Result) -> None:
-    from orbitrax.molden import write_molden
+    from orbitrax.orbitals.molden import write_molden
 
     write_molden(arguments.output, job, result, backend.parameters(job.method),
                  arguments.molden_raw)

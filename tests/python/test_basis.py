@@ -7,7 +7,7 @@ import pytest
 from molden_file import _harmonics
 
 from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis
-from orbitrax.basis import BOHR, Basis, Shell
+from orbitrax.orbitals.basis import BOHR, Basis, Shell
 from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, find_method
@@ -226,7 +226,7 @@ def test_functions_of_one_atom_are_orthonormal():
 
 
 def test_overlap_does_not_depend_on_how_shells_are_taken_together(examples, monkeypatch):
-    from orbitrax import gaussian
+    from orbitrax.orbitals import gaussian
 
     molecule = read_molecule(str(examples / "ferrocene.xyz"))
     basis = slater_basis(Job(molecule, "zindos"))

@@ -8,9 +8,9 @@ from molden_file import MoldenFile
 from support import ROOT
 
 from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis, write_molden
-from orbitrax.basis import BOHR
+from orbitrax.orbitals.basis import BOHR
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.molden import EV_PER_HARTREE, molden_text, orbitals_in_space
+from orbitrax.orbitals.molden import EV_PER_HARTREE, molden_text, orbitals_in_space
 
 pytestmark = pytest.mark.timeout(120)
 

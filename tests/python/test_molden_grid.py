@@ -6,7 +6,7 @@ from molden_file import MoldenFile
 from support import ROOT
 
 from orbitrax import Backend, Frame, Job, Molecule, Plot, read_molecule, slater_basis
-from orbitrax.molden import molden_text
+from orbitrax.orbitals.molden import molden_text
 
 pytestmark = pytest.mark.timeout(120)
 

@@ -7,7 +7,7 @@ import pytest
 from scipy.integrate import quad
 from support import ROOT
 
-from orbitrax.sto6g import EXPANSIONS
+from orbitrax.orbitals.sto6g import EXPANSIONS
 
 SHELLS = sorted(EXPANSIONS)
 

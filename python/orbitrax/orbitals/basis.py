@@ -8,11 +8,11 @@ import numpy as np
 
 from orbitrax.molecules.elements import SYMBOLS, principal_number, valence_orbitals
 from orbitrax.errors import InputError, UsageError
-from orbitrax.gaussian import GaussianShell, overlap_matrix
+from orbitrax.orbitals.gaussian import GaussianShell, overlap_matrix
 from orbitrax.job import Job
 from orbitrax.methods import MNDO, MNDOD
 from orbitrax.tables import ParameterSet, load_parameters
-from orbitrax.sto6g import EXPANSIONS
+from orbitrax.orbitals.sto6g import EXPANSIONS
 
 BOHR = 0.529177210903  # Angstrom; CODATA 2018
 

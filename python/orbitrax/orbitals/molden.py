@@ -11,7 +11,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax.basis import BOHR, Basis, slater_basis
+from orbitrax.orbitals.basis import BOHR, Basis, slater_basis
 from orbitrax.molecules.elements import NUMBERS
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced

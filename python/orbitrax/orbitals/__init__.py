@@ -1,0 +1,1 @@
+"""Orbitals as functions in space: Slater functions, their Gaussian expansions, Molden files."""
