@@ -15,8 +15,8 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "python"))
 
 from orbitrax import Backend, Job, box_around, read_molecule  # noqa: E402
-from orbitrax import picture, scene  # noqa: E402
-from orbitrax.cube import write_cube  # noqa: E402
+from orbitrax.pictures import picture, scene  # noqa: E402
+from orbitrax.pictures.cube import write_cube  # noqa: E402
 
 
 def best(work):

@@ -20,7 +20,7 @@ from orbitrax.link import conversation, events, wire
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled, InputError,
                              LinkClosed, OrbitraxError, OutOfMemory, ProtocolError,
                              TimeLimitExceeded, UsageError)
-from orbitrax.grid import POTENTIAL, Frame, Grid, Plot, box_around
+from orbitrax.grids.grid import POTENTIAL, Frame, Grid, Plot, box_around
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.tables import ParameterSet, load_parameters

@@ -11,7 +11,7 @@ from orbitrax.molecules.elements import (CAPPING_VALENCE, SYMBOLS, valence_elect
                                          valence_orbitals)
 from orbitrax.errors import InputError, UsageError
 from orbitrax.molecules.geometry import TOO_CLOSE, close_pairs, find_bonds
-from orbitrax.grid import Frame, Plot
+from orbitrax.grids.grid import Frame, Plot
 from orbitrax.methods import ZINDOS, Method, find_method
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.tables import ParameterSet

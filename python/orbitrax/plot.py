@@ -12,7 +12,7 @@ from orbitrax.link import events
 from orbitrax.backend import Backend
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
-from orbitrax.grid import POTENTIAL, Frame, Grid, Plot, box_around, plane_through
+from orbitrax.grids.grid import POTENTIAL, Frame, Grid, Plot, box_around, plane_through
 from orbitrax.job import Job
 from orbitrax.results import Result
 
@@ -62,7 +62,7 @@ class PlotTask(energy.Task):
                                  "holds a whole box of values")
 
     def _check_picture_options(self) -> None:
-        from orbitrax import picture
+        from orbitrax.pictures import picture
 
         given = self.arguments
         if not given.output.lower().endswith(tuple(f".{name}" for name in picture.FORMATS)):
@@ -126,12 +126,12 @@ class PlotTask(energy.Task):
                 self._draw(name, result)
 
     def _write_cube(self, file) -> None:
-        from orbitrax.cube import write_cube
+        from orbitrax.pictures.cube import write_cube
 
         write_cube(file, self._grid)
 
     def _draw(self, name: str, result: Result) -> None:
-        from orbitrax import picture
+        from orbitrax.pictures import picture
 
         given = self.arguments
         if given.plane is None:

@@ -8,8 +8,8 @@ from ase.io.cube import read_cube_data
 from ase.units import Bohr
 from support import ROOT  # noqa: F401
 
-from orbitrax.cube import write_cube
-from orbitrax.grid import Grid, Plot, box_around
+from orbitrax.pictures.cube import write_cube
+from orbitrax.grids.grid import Grid, Plot, box_around
 
 POSITIONS = np.array([[0.1, -0.2, 0.3], [1.0, 0.4, 0.2], [-0.5, 1.9, 0.6]])
 NUMBERS = np.array([17, 6, 1])

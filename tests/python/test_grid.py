@@ -7,7 +7,7 @@ from support import ROOT  # noqa: F401
 from orbitrax import Job, Molecule
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
-from orbitrax.grid import Frame, Plot, box_around, plane_through, principal_axes
+from orbitrax.grids.grid import Frame, Plot, box_around, plane_through, principal_axes
 
 BENT = np.array([[0.0, 0.0, 0.1], [1.5, 0.0, 0.1], [1.5, 1.1, 0.1], [0.2, 0.3, 4.0]])
 

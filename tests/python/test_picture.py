@@ -8,10 +8,10 @@ import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
-from orbitrax import picture
+from orbitrax.pictures import picture
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
-from orbitrax.grid import (BOHR_PER_ANGSTROM, Grid, Plot, box_around, plane_through,
-                           principal_axes)
+from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, Grid, Plot, box_around, plane_through,
+                                 principal_axes)
 
 POSITIONS = np.array([[0.0, 0.0, 0.0], [1.2, 0.0, 0.0], [1.8, 0.9, 0.0]])
 NUMBERS = np.array([6, 8, 9])
@@ -171,7 +171,7 @@ def test_without_matplotlib_the_message_says_what_to_install(monkeypatch, tmp_pa
 
 def test_the_molecule_is_drawn_at_its_scale():
     """Balls of the right size and sticks between bonded atoms only."""
-    from orbitrax import scene
+    from orbitrax.pictures import scene
 
     meshes = scene.molecule(NUMBERS, POSITIONS)
     assert len(meshes) == 3 + 4  # three atoms, two bonds of two halves

@@ -4,8 +4,8 @@ import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
-from orbitrax import render
-from orbitrax.surface import Field, isosurface
+from orbitrax.pictures import render
+from orbitrax.pictures.surface import Field, isosurface
 
 
 def ball(counts=(30, 34, 38), centre=(13.2, 17.1, 18.7)):

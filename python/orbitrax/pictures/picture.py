@@ -10,8 +10,8 @@ import numpy as np
 from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.molecules.geometry import find_bonds
-from orbitrax.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
-                           SPIN_DENSITY, Grid, principal_axes)
+from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
+                                 SPIN_DENSITY, Grid, principal_axes)
 from orbitrax.molecules.molecule import formula_of
 
 FORMATS = ("png", "svg", "pdf")
@@ -112,7 +112,7 @@ def _formula(grid: Grid) -> str:
 def surface(grid: Grid, isovalue: float | None = None,
             view: tuple[float, float] | None = None, width: int = WIDTH):
     """A figure of the molecule and the surfaces of a box of values."""
-    from orbitrax import scene
+    from orbitrax.pictures import scene
 
     level = usual_isovalue(grid) if isovalue is None else isovalue
     paint = _Paint(grid, level) if grid.plot.kind == POTENTIAL else None
@@ -165,7 +165,7 @@ class _Paint:
     """Colours for a potential, red where it is negative, and their scale in kcal/mol."""
 
     def __init__(self, grid: Grid, level: float):
-        from orbitrax.surface import Field, isosurface
+        from orbitrax.pictures.surface import Field, isosurface
 
         matplotlib = _matplotlib()
         vertices, _, _ = isosurface(Field(grid.density), level)
@@ -201,7 +201,7 @@ def _rounded(value: float) -> float:
 
 def contours(grid: Grid, width: int = WIDTH):
     """A figure of contours in a plane, with the atoms that lie in it or near."""
-    from orbitrax import scene
+    from orbitrax.pictures import scene
 
     matplotlib = _matplotlib()
     lines = _contour_values(grid)

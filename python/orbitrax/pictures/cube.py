@@ -9,7 +9,7 @@ from __future__ import annotations
 from typing import TextIO
 
 from orbitrax import __version__
-from orbitrax.grid import BOHR_PER_ANGSTROM, Grid
+from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid
 from orbitrax.molecules.molecule import formula_of
 
 _PER_LINE = 6

@@ -10,9 +10,9 @@ import math
 import numpy as np
 
 from orbitrax.molecules.geometry import find_bonds
-from orbitrax.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
-from orbitrax.render import Camera, Mesh, draw
-from orbitrax.surface import Field, isosurface
+from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
+from orbitrax.pictures.render import Camera, Mesh, draw
+from orbitrax.pictures.surface import Field, isosurface
 
 POSITIVE, NEGATIVE = (0.13, 0.40, 0.80), (0.96, 0.56, 0.10)  # colours of the two signs
 CLOUD = (0.35, 0.62, 0.72)  # of a density

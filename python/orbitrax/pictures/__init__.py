@@ -1,0 +1,1 @@
+"""Pictures and cube files of grids."""
