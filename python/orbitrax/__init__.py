@@ -32,7 +32,7 @@ _HOMES = {
     "plane_through": "grids.grid",
     "read_molecule": "molecules.molecule",
     "slater_basis": "orbitals.basis",
-    "to_cclib": "cclib_data",
+    "to_cclib": "bridges.cclib",
     "write_molden": "orbitals.molden",
 }
 

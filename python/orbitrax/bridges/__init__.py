@@ -1,0 +1,1 @@
+"""Bridges to other programs: a calculator of ASE, data of cclib."""

@@ -1,0 +1,164 @@
+"""Orbitrax as an ASE calculator.
+
+    from ase.build import molecule
+    from orbitrax.ase import Orbitrax
+
+    with Orbitrax(method="am1") as calc:
+        atoms = molecule("CH3CH2OH")
+        atoms.calc = calc
+        print(atoms.get_potential_energy())
+
+Units are ASE's: eV, Angstrom, e, e Angstrom. The energy is the total energy of the method; its heat
+of formation and all else that was computed stand in `calc.result`.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import warnings
+
+import numpy as np
+from ase import units
+from ase.calculators import calculator
+
+from orbitrax.backend import Backend
+from orbitrax.errors import (BackendNotFound, InputError, NotConverged, OrbitraxError,
+                             ParameterError, UsageError)
+from orbitrax.job import Job
+from orbitrax.molecules.molecule import from_ase
+
+EV_PER_KCAL = units.kcal / units.mol
+
+_SETTINGS = ("convergence_limit", "iteration_limit", "diis", "overlap_sigma", "overlap_pi",
+             "level_shift_start", "selection")
+
+
+class Orbitrax(calculator.Calculator):
+    """Energy, charges, dipole and, where the method has them, forces of a molecule.
+
+    method: one of the nine by name, as `orbitrax methods` lists them. charge, multiplicity: of the
+    molecule; when None, `atoms.info` says, else the initial charges and magnetic moments, else 0
+    and the lowest multiplicity. unrestricted: UHF instead of RHF; None for UHF where the
+    multiplicity is above 1. allow_unconverged: takes the last energy of an SCF that did not
+    converge. The other settings are those of `orbitrax.Job`. backend, tables, time_limit: as
+    `orbitrax.Backend` takes them.
+
+    One backend process serves all geometries until the method changes or `close` is called. A
+    calculator can be pickled; the copy starts a process of its own.
+
+    Raises InputError (a job that is refused), SCFError (not converged), CalculatorSetupError (no
+    backend, no tables) and CalculationFailed (all else), of `ase.calculators.calculator`.
+    """
+
+    name = "orbitrax"
+    implemented_properties = ["energy", "free_energy", "forces", "dipole", "charges", "magmom"]
+    default_parameters = {
+        "method": "am1", "charge": None, "multiplicity": None, "unrestricted": None,
+        "allow_unconverged": False, "convergence_limit": 1e-6, "iteration_limit": 200,
+        "diis": True, "overlap_sigma": None, "overlap_pi": None, "level_shift_start": 1,
+        "selection": None,
+    }
+    discard_results_on_any_change = True
+    ignored_changes = {"cell", "pbc"}
+
+    def __init__(self, *, backend=None, tables=None, time_limit=None, **settings):
+        self._backend = Backend(backend, tables, time_limit)
+        self.result = None
+        unknown = sorted(set(settings) - set(self.default_parameters)
+                         - {"atoms", "label", "restart", "directory"})
+        if unknown:
+            raise calculator.InputError(f"Orbitrax has no setting '{unknown[0]}'; it has "
+                                        + ", ".join(sorted(self.default_parameters)))
+        super().__init__(**settings)
+
+    # ---- the process ----------------------------------------------------------------------------
+
+    def close(self) -> None:
+        """Ends the backend process; the next calculation starts another."""
+        self._backend.close()
+
+    def __enter__(self) -> Orbitrax:
+        return self
+
+    def __exit__(self, *_) -> None:
+        self.close()
+
+    def __del__(self):
+        try:
+            self.close()
+        except Exception:  # an interpreter that is going away has lost half its modules
+            pass
+
+    # ---- calculation ----------------------------------------------------------------------------
+
+    def calculate(self, atoms=None, properties=("energy",),
+                  system_changes=calculator.all_changes) -> None:
+        """Runs one single point and fills `results` and `result`."""
+        super().calculate(atoms, list(properties), system_changes)
+        self.result = None
+        if self.atoms.pbc.any():
+            warnings.warn("Orbitrax computes molecules: the periodic cell is ignored",
+                          stacklevel=2)
+        result = self._run()
+        self.result = result
+        self.results = _in_ase_units(result)
+        missing = [name for name in properties if name not in self.results]
+        if missing:
+            raise calculator.PropertyNotImplementedError(
+                f"{result.method} with these settings yields no {missing[0]}")
+
+    def plot(self, plot="homo", frame=None):
+        """An orbital ("homo", "lumo+1", a number), "density", "spin-density", "potential" or an
+        `orbitrax.Plot` of the atoms calculated last: an `orbitrax.Grid` on the points of `frame`,
+        by default those of `orbitrax.box_around`."""
+        with _ase_errors():
+            return self._backend.plot(plot, frame)
+
+    def _run(self):
+        with _ase_errors():
+            result = self._backend.run(self._job())
+        if result.converged is False and not self.parameters.allow_unconverged:
+            raise calculator.SCFError(
+                f"the SCF of {self.atoms.get_chemical_formula()} has not converged in "
+                f"{result.scf_iterations} cycles; raise iteration_limit, or change diis or "
+                "level_shift_start")
+        return result
+
+    def _job(self) -> Job:
+        settings = self.parameters
+        job = Job(from_ase(self.atoms, self.atoms.get_chemical_formula()), settings.method,
+                  charge=settings.charge, multiplicity=settings.multiplicity,
+                  unrestricted=bool(settings.unrestricted), log_level=10,
+                  **{name: settings[name] for name in _SETTINGS})
+        if settings.unrestricted is None:
+            job.unrestricted = job.multiplicity > 1
+        return job
+
+
+@contextlib.contextmanager
+def _ase_errors():
+    """Turns our errors into those of ASE."""
+    try:
+        yield
+    except (InputError, UsageError) as error:
+        raise calculator.InputError(str(error)) from error
+    except (BackendNotFound, ParameterError) as error:
+        raise calculator.CalculatorSetupError(str(error)) from error
+    except NotConverged as error:
+        raise calculator.SCFError(str(error)) from error
+    except OrbitraxError as error:
+        raise calculator.CalculationFailed(str(error)) from error
+
+
+def _in_ase_units(result) -> dict:
+    """What a result holds, under ASE's names and in ASE's units."""
+    energy = result.total_energy * EV_PER_KCAL
+    found = {"energy": energy, "free_energy": energy,
+             "magmom": float(result.multiplicity - 1)}
+    if result.gradient is not None:
+        found["forces"] = -np.asarray(result.gradient) * EV_PER_KCAL
+    if result.dipole is not None:
+        found["dipole"] = np.asarray(result.dipole[:3]) * units.Debye
+    if result.charges is not None:
+        found["charges"] = np.asarray(result.charges)
+    return found
