@@ -24,7 +24,7 @@ from orbitrax.grids.grid import POTENTIAL, Frame, Grid, Plot, box_around
 from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.tables import ParameterSet, load_parameters
-from orbitrax.reader import PlotReader, SessionReader
+from orbitrax.session.reader import PlotReader, SessionReader
 from orbitrax.results import Result, ResultBuilder
 
 _GREETING = 10.0  # seconds a backend may take to accept the conversation
