@@ -12,7 +12,8 @@ from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageErr
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
 from orbitrax.molecules.molecule import Molecule, formula_of, from_smiles, read_molecule
-from orbitrax.results import HARTREE_PER_KCAL, Result, empty_document
+from orbitrax.results import Result, empty_document
+from orbitrax.units import REPORT_HARTREE_PER_KCAL
 
 
 class Task:
@@ -268,7 +269,7 @@ def summary(result: Result) -> str:
         if value is not None:
             text = f"{value:18.6f} kcal/mol"
             if name == "Total energy":
-                text += f"  ({value * HARTREE_PER_KCAL:.8f} hartree)"
+                text += f"  ({value * REPORT_HARTREE_PER_KCAL:.8f} hartree)"
             line(name, text)
     if result.rms_gradient is not None:
         line("RMS gradient", f"{result.rms_gradient:18.6f} kcal/(mol Angstrom)")

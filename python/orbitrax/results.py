@@ -13,7 +13,6 @@ from orbitrax.errors import CalculationFailed
 from orbitrax.job import OPTIMISATION
 
 SCHEMA = "orbitrax-result-1"
-HARTREE_PER_KCAL = 0.001593569619711464  # as the backend's own report converts
 
 _PROGRESS = re.compile(r"Iter(?:ation)?\s*=\s*(\d+)\s+Diff(?:erence)?\s*=\s*([-+\d.eEinfa]+)")
 _PROGRESS_STEP = 0.5e-5  # the difference is printed with five decimals

@@ -7,7 +7,8 @@ import pytest
 from molden_file import _harmonics
 
 from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis
-from orbitrax.orbitals.basis import BOHR, Basis, Shell
+from orbitrax.orbitals.basis import Basis, Shell
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR as BOHR
 from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, find_method

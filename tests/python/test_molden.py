@@ -8,9 +8,10 @@ from molden_file import MoldenFile
 from support import ROOT
 
 from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis, write_molden
-from orbitrax.orbitals.basis import BOHR
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR as BOHR
+from orbitrax.units import CODATA_EV_PER_HARTREE as EV_PER_HARTREE
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.orbitals.molden import EV_PER_HARTREE, molden_text, orbitals_in_space
+from orbitrax.orbitals.molden import molden_text, orbitals_in_space
 
 pytestmark = pytest.mark.timeout(120)
 

@@ -18,7 +18,6 @@ import contextlib
 import warnings
 
 import numpy as np
-from ase import units
 from ase.calculators import calculator
 
 from orbitrax.backend import Backend
@@ -26,8 +25,7 @@ from orbitrax.errors import (BackendNotFound, InputError, NotConverged, Orbitrax
                              ParameterError, UsageError)
 from orbitrax.job import Job
 from orbitrax.molecules.molecule import from_ase
-
-EV_PER_KCAL = units.kcal / units.mol
+from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
 _SETTINGS = ("convergence_limit", "iteration_limit", "diis", "overlap_sigma", "overlap_pi",
              "level_shift_start", "selection")
@@ -152,13 +150,13 @@ def _ase_errors():
 
 def _in_ase_units(result) -> dict:
     """What a result holds, under ASE's names and in ASE's units."""
-    energy = result.total_energy * EV_PER_KCAL
+    energy = result.total_energy * ASE_EV_PER_KCAL
     found = {"energy": energy, "free_energy": energy,
              "magmom": float(result.multiplicity - 1)}
     if result.gradient is not None:
-        found["forces"] = -np.asarray(result.gradient) * EV_PER_KCAL
+        found["forces"] = -np.asarray(result.gradient) * ASE_EV_PER_KCAL
     if result.dipole is not None:
-        found["dipole"] = np.asarray(result.dipole[:3]) * units.Debye
+        found["dipole"] = np.asarray(result.dipole[:3]) * ASE_EANGSTROM_PER_DEBYE
     if result.charges is not None:
         found["charges"] = np.asarray(result.charges)
     return found

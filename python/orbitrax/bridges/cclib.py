@@ -14,8 +14,8 @@ from orbitrax.methods import find_method
 from orbitrax.orbitals.molden import orbitals_in_space, symmetry_labels
 from orbitrax.tables import ParameterSet
 from orbitrax.results import Result
+from orbitrax.units import REPORT_EV_PER_KCAL
 
-EV_PER_KCAL = 1.0 / 23.061  # as the backend converts
 
 
 def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
@@ -39,7 +39,7 @@ def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
         "coreelectrons": np.array([z - valence_electrons(z) for z in numbers.tolist()]),
     }
     if result.total_energy is not None:
-        values["scfenergies"] = np.array([result.total_energy * EV_PER_KCAL])
+        values["scfenergies"] = np.array([result.total_energy * REPORT_EV_PER_KCAL])
     if result.charges is not None:
         values["atomcharges"] = {"coulson": np.asarray(result.charges)}
     if result.dipole is not None:

@@ -13,11 +13,12 @@ from dataclasses import dataclass
 import numpy as np
 
 from orbitrax.errors import UsageError
+from orbitrax.units import WIRE_BOHR_PER_ANGSTROM
 
 POTENTIAL, DENSITY, ORBITAL, ORBITAL_SQUARED, SPIN_DENSITY = range(5)  # kinds, as on the wire
 _ABOVE_LUMO, _BELOW_HOMO, _NUMBER = range(3)  # ways to name an orbital, as on the wire
 
-BOHR_PER_ANGSTROM = np.float32(1.889726)  # with which the backend takes points and atoms in
+BOHR_PER_ANGSTROM = np.float32(WIRE_BOHR_PER_ANGSTROM)  # in single precision, as the backend has it
 MARGIN = 3.0  # Angstrom from the outermost atoms to the edge of the grid
 POINTS = 80  # along the longest axis, unless that makes steps longer than
 PLANE_POINTS = 200  # of a single plane

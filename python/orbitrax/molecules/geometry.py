@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import numpy as np
 
-TOO_CLOSE = 0.1 * 0.52917721  # Angstrom: a tenth of a bohr
+from orbitrax.units import RULE_ANGSTROM_PER_BOHR
+
+TOO_CLOSE = 0.1 * RULE_ANGSTROM_PER_BOHR  # Angstrom
 BOND_TOLERANCE = 0.4  # Angstrom beyond the sum of the covalent radii
 
 

@@ -12,9 +12,8 @@ from orbitrax.orbitals.gaussian import GaussianShell, overlap_matrix
 from orbitrax.job import Job
 from orbitrax.methods import MNDO, MNDOD
 from orbitrax.tables import ParameterSet, load_parameters
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR
 from orbitrax.orbitals.sto6g import EXPANSIONS
-
-BOHR = 0.529177210903  # Angstrom; CODATA 2018
 
 _CAPPING_ORBITALS = 4
 _SMALLEST = 1e-5  # what is smaller in a table counts as not there
@@ -79,7 +78,7 @@ class Basis:
     def overlap(self, positions: np.ndarray) -> np.ndarray:
         """Overlap matrix of the expansions in Gaussian functions, N x N; they stand for the Slater
         functions to some 1e-5. positions: of all atoms, n x 3, Angstrom."""
-        centres = np.asarray(positions, dtype=float) / BOHR
+        centres = np.asarray(positions, dtype=float) / CODATA_ANGSTROM_PER_BOHR
         shells, first = [], 0
         for shell in self.shells:
             shells.append(GaussianShell(centres[shell.atom], shell.l, *shell.gaussians(), first))

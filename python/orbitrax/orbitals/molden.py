@@ -11,7 +11,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax.orbitals.basis import BOHR, Basis, slater_basis
+from orbitrax.orbitals.basis import Basis, slater_basis
 from orbitrax.molecules.elements import NUMBERS
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
@@ -20,8 +20,7 @@ from orbitrax.methods import find_method
 from orbitrax.molecules.molecule import formula_of
 from orbitrax.tables import ParameterSet
 from orbitrax.results import Result
-
-EV_PER_HARTREE = 27.211386245988  # CODATA 2018
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, CODATA_EV_PER_HARTREE
 
 _WIRE_ROUNDING = 1e-4  # far above that of single precision; beyond it the vectors are no orbitals
 _DEPENDENT = 1e-7  # smallest eigenvalue of an overlap matrix whose root is worth anything
@@ -101,7 +100,7 @@ def _title(result: Result, raw: bool) -> str:
 
 def _atoms(result: Result) -> str:
     lines = ["[Atoms] AU\n"]
-    positions = np.asarray(result.coordinates, dtype=float) / BOHR
+    positions = np.asarray(result.coordinates, dtype=float) / CODATA_ANGSTROM_PER_BOHR
     for i, (symbol, (x, y, z)) in enumerate(zip(result.symbols, positions), 1):
         lines.append(f"{symbol:<2} {i:5d} {NUMBERS[symbol]:3d} {x:18.10f} {y:18.10f} {z:18.10f}\n")
     return "".join(lines)
@@ -131,7 +130,7 @@ def _orbitals(result: Result, orbitals: dict) -> str:
         form = "".join(f"{i:6d} %17.10f\n" for i in range(1, n + 1))
         labels = symmetry_labels(result, done, n)
         for k, row in enumerate(matrix):
-            energy = result.orbital_energies[done + k] / EV_PER_HARTREE
+            energy = result.orbital_energies[done + k] / CODATA_EV_PER_HARTREE
             parts.append(f" Sym= {labels[k]}\n Ene= {energy:16.10f}\n Spin= {spin.capitalize()}\n"
                          f" Occup= {result.occupancies[done + k]:10.6f}\n")
             parts.append(form % tuple(row.tolist()))

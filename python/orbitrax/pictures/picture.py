@@ -13,6 +13,7 @@ from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
                                  SPIN_DENSITY, Grid, principal_axes)
 from orbitrax.molecules.molecule import formula_of
+from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
 FORMATS = ("png", "svg", "pdf")
 
@@ -32,7 +33,6 @@ _SIDE, _ABOVE = (22.0, 40.0), (22.0, 52.0)
 _NEAR_PLANE = 0.2  # Angstrom
 _NODE = 0.25  # less of an orbital's square than this so near the plane means a node
 
-_KCAL_PER_HARTREE = 627.5095
 WIDTH = 1200  # pixels
 _INCHES = 6.0  # width of a picture where pixels do not count
 _SCALE = 0.12  # height of the scale of colours, by the width
@@ -170,7 +170,7 @@ class _Paint:
         matplotlib = _matplotlib()
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
-        self._most = _rounded(float(np.percentile(values, 98)) * _KCAL_PER_HARTREE)
+        self._most = _rounded(float(np.percentile(values, 98)) * CODATA_KCAL_PER_HARTREE)
         self._map = matplotlib.cm.ScalarMappable(
             matplotlib.colors.Normalize(-self._most, self._most),
             matplotlib.colors.LinearSegmentedColormap.from_list(
@@ -178,7 +178,7 @@ class _Paint:
                               (0.75, "#4a97dd"), (1, "#0a2f8f")]))
 
     def __call__(self, values: np.ndarray) -> np.ndarray:
-        return self._map.to_rgba(values * _KCAL_PER_HARTREE)[:, :3]
+        return self._map.to_rgba(values * CODATA_KCAL_PER_HARTREE)[:, :3]
 
     def scale(self, figure, share: float) -> None:
         """The scale of colours in the lowest `share` of a figure."""
