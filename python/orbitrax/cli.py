@@ -88,8 +88,8 @@ def _run(argv: list[str]) -> int:
     try:
         arguments = parser.parse_args(argv)
     except UsageError as error:
-        print(f"orbitrax: error: {error}", file=sys.stderr)
-        return _usage_failure(argv, str(error))
+        print(f"orbitrax: error: {error.typed}", file=sys.stderr)
+        return _usage_failure(argv, error.typed)
     except SystemExit:  # after --help and --version
         return 0
     if arguments.task is None:
@@ -404,7 +404,7 @@ def _methods(arguments) -> int:
                 for i, line in enumerate(_wrapped(symbols, 80)):
                     print(f"        {label if i == 0 else '':<10}{line}")
     except OrbitraxError as error:
-        print(f"orbitrax: error: {error}", file=sys.stderr)
+        print(f"orbitrax: error: {error.typed}", file=sys.stderr)
         return error.exit_status
     return 0
 

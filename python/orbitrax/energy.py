@@ -84,11 +84,11 @@ def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
     except OrbitraxError as error:
         terminal.end_progress()
         result, failure = error.partial, error
-        terminal.error(str(error))
+        terminal.error(error.typed)
     try:
         task.end(result)
     except OrbitraxError as error:
-        terminal.error(str(error))
+        terminal.error(error.typed)
         failure = failure or error
     for text in result.warnings if result else ():
         terminal.warning(text)
@@ -104,7 +104,7 @@ def _run(arguments, terminal: Terminal, output: Output, task: Task) -> int:
     try:
         output.close()
     except OrbitraxError as error:
-        terminal.error(str(error))
+        terminal.error(error.typed)
         failure = failure or error
     return failure.exit_status if failure else 0
 
@@ -203,8 +203,8 @@ def _document(result: Result | None, failure: OrbitraxError | None, task: Task) 
     document.update(task.block(result))
     if failure is not None:
         document["status"] = failure.status
-        if str(failure) not in "\n".join(document["errors"]):
-            document["errors"] = [*document["errors"], str(failure)]
+        if failure.typed not in "\n".join(document["errors"]):
+            document["errors"] = [*document["errors"], failure.typed]
     return document
 
 

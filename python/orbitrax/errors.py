@@ -1,10 +1,35 @@
 """Everything that can go wrong, as types.
 
+    OrbitraxError
+      UsageError              an argument that cannot be meant; a ValueError too
+        SettingError          a setting with a value that it cannot have
+        MoleculeError         a molecule that cannot be read or made
+      ParameterError          a parameter table that cannot be used
+      InputError              a job that was refused
+      CalculationFailed       a calculation that began and gave no usable result
+        OutOfMemory
+        NotConverged          `partial` holds its last values
+      LinkError               the link to the backend cannot be used any more
+        BackendNotFound
+        ConnectRefused
+        ProtocolError
+        LinkClosed
+        BackendDied
+        TimeLimitExceeded
+        Cancelled
+
 Each error knows under which `status` it stands in a JSON document and with which status the command
-line exits.
+line exits. Texts name settings as they are typed there, --scf-iterations; `str` has them as Python
+has them, scf_iterations.
 """
 
 from __future__ import annotations
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    import os
+
+    from orbitrax.results.result import Result
 
 
 class OrbitraxError(Exception):
@@ -12,13 +37,45 @@ class OrbitraxError(Exception):
 
     exit_status = 1
     status = "failed"
-    partial = None
+    partial: Result | None = None
+
+    @property
+    def typed(self) -> str:
+        """The text for someone at the command line."""
+        return str(self.args[0]) if self.args else type(self).__name__
+
+    def __str__(self) -> str:
+        return in_python(self.typed) if "--" in self.typed else self.typed
+
+
+def in_python(text: str) -> str:
+    """A text whose settings are spelled as in Python: diis=False for --no-diis, scf_limit for
+    --scf-limit."""
+    import re
+
+    def spelled(found: re.Match[str]) -> str:
+        name = found.group(2).replace("-", "_")
+        return f"{name}=False" if found.group(1) else name
+
+    return re.sub(r"(?<![\w-])--(no-)?([a-z][a-z-]*[a-z])", spelled, text)
 
 
 class UsageError(OrbitraxError, ValueError):
     """An argument that cannot be meant: an unknown method, an atom number out of range."""
 
     exit_status = 2
+
+
+class SettingError(UsageError):
+    """A setting with a value that it cannot have. name: of the setting; reason: what it should be,
+    the same sentence wherever the setting is given."""
+
+    def __init__(self, name: str, value: object, reason: str):
+        self.name, self.value, self.reason = name, value, reason
+        super().__init__(f"--{name.replace('_', '-')} {value}: {reason}")
+
+    def __reduce__(self) -> tuple[type[SettingError], tuple[str, object, str]]:
+        return type(self), (self.name, self.value, self.reason)
 
 
 class MoleculeError(UsageError):
@@ -28,14 +85,14 @@ class MoleculeError(UsageError):
 class ParameterError(OrbitraxError):
     """A parameter table that cannot be used. The text begins with file:line:column."""
 
-    def __init__(self, path, line: int, column: int, text: str):
+    def __init__(self, path: str | os.PathLike[str], line: int, column: int, text: str):
         super().__init__(path, line, column, text)
         self.path, self.line, self.column, self.text = path, line, column, text
 
-    def __str__(self) -> str:
-        place = f"{self.path}"
-        if self.line:
-            place += f":{self.line}:{self.column}"
+    @property
+    def typed(self) -> str:
+        """The text, with its place in front."""
+        place = f"{self.path}:{self.line}:{self.column}" if self.line else f"{self.path}"
         return f"{place}: {self.text}"
 
 
@@ -54,7 +111,7 @@ class OutOfMemory(CalculationFailed):
 
 
 class NotConverged(CalculationFailed):
-    """The SCF cycle ended at its iteration limit; `partial` holds its last values."""
+    """Iterations or a search that ended at their limit; `partial` holds the last values."""
 
     status = "unconverged"
 

@@ -90,7 +90,7 @@ def test_standard_input_tells_its_format_by_its_looks(text, symbols):
 
 
 @pytest.mark.parametrize("text,words", [("", "is empty"),
-                                        ("hello", "name its format with --format")])
+                                        ("hello", "name its format with format")])
 def test_standard_input_that_is_no_molecule_is_explained(text, words):
     with pytest.raises(MoleculeError, match=words):
         read_molecule("-", stdin=io.StringIO(text))
@@ -122,7 +122,7 @@ def test_a_path_that_is_no_file_is_explained(tmp_path, make, words):
 
 
 def test_an_unknown_format_asks_for_one(tmp_path):
-    with pytest.raises(MoleculeError, match="--format"):
+    with pytest.raises(MoleculeError, match="name one with format, such"):
         read_molecule(write(tmp_path, "what is this\n", "file.unknown"))
     with pytest.raises(MoleculeError, match="'nonsense' is not known"):
         read_molecule(write(tmp_path, XYZ.format("")), format="nonsense")

@@ -78,7 +78,7 @@ def test_a_higher_isovalue_shows_less(tmp_path):
              for value in (0.02, 0.3)]
     assert areas[0] > 2 * areas[1] > 0
     with pytest.raises(CalculationFailed, match=r"no value reaches 5; the largest is 0\.3\d+; "
-                                                "choose a lower --isovalue"):
+                                                "choose a lower isovalue"):
         picture.save(grid(), str(tmp_path / "a.png"), isovalue=5.0)
 
 
@@ -130,7 +130,7 @@ def test_contours_lie_where_the_values_are(tmp_path):
 @pytest.mark.parametrize("what", ["homo", "density", "potential", "spin-density"])
 def test_a_plane_where_nothing_is_says_so(what, tmp_path):
     made = grid(what, plane_through(POSITIONS, "xz=0", 2.0, 20), shape=lambda p: 1e-6 * p[..., 0])
-    with pytest.raises(CalculationFailed, match="everywhere in this plane; choose another --plane"):
+    with pytest.raises(CalculationFailed, match="everywhere in this plane; choose another plane"):
         picture.save(made, str(tmp_path / "a.png"))
 
 
