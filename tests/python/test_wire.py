@@ -55,7 +55,7 @@ def compiled(tmp_path_factory):
 
 @pytest.mark.parametrize("name", wire.STRUCTURES)
 def test_sizes_offsets_and_types_are_those_of_the_compiler(compiled, name):
-    record = wire.DTYPES[name]
+    record = wire.dtype(name)
     assert [record.itemsize] == compiled[name]
     for field in record.names:
         kind, offset = record.fields[field][:2]
@@ -69,12 +69,36 @@ def test_constants_are_those_of_the_backend(compiled, name):
 
 
 def test_no_two_fields_overlap():
-    for name, record in wire.DTYPES.items():
+    for name in wire.STRUCTURES:
+        record = wire.dtype(name)
         used = np.zeros(record.itemsize, int)
         for field in record.names:
             kind, offset = record.fields[field][:2]
             used[offset:offset + kind.itemsize] += 1
         assert used.max() == 1, name
+
+
+@pytest.mark.parametrize("name", wire.STRUCTURES)
+def test_a_record_packs_and_unpacks_what_numpy_has_at_its_places(name):
+    """Numpy lays the fields out by their offsets, the records by the gaps between them."""
+    record, found = wire.RECORDS[name], np.zeros((), wire.dtype(name))
+    values = {}
+    for i, (field, kind, _) in enumerate(wire.STRUCTURES[name][1], 1):
+        count = int(kind[:-2] or 0)
+        values[field] = tuple(range(i, i + count)) if count else i
+        found[field] = values[field]
+    assert record.pack(values) == found.tobytes() and len(found.tobytes()) == record.size
+    assert record.unpack(found.tobytes()) == values
+    assert record.pack({}) == bytes(record.size)
+
+
+def test_an_array_of_a_record_may_be_given_in_part():
+    data = wire.AtomRecord.pack({"nBonds": 2, "nBonded": [5, 7]})
+    assert wire.AtomRecord.unpack(data)["nBonded"] == (5, 7) + 10 * (0,)
+    with pytest.raises(struct.error):
+        wire.AtomRecord.pack({"nBonded": range(13)})
+    with pytest.raises(OverflowError):
+        wire.AtomRecord.pack({"flX": 1e39})
 
 
 def test_a_packet_has_its_length_and_node_ids_in_front():

@@ -1,11 +1,19 @@
-"""The structures that cross the link, as numpy record types, all made from one table.
+"""The structures that cross the link, all made from one table: records that pack and unpack.
 
-Every word is little-endian. Words that no one reads have no name and stay 0.
+Every word is little-endian. Words that no one reads have no name and stay 0. For work on many
+records at once numpy has them as record types: RUN_OPTIONS, ATOM_RECORD, ..., made when asked for.
 """
 
 from __future__ import annotations
 
-import numpy as np
+import struct
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Mapping
+    from typing import Any
+
+    import numpy as np
 
 # Structure: (bytes, ((field, type, offset), ...)); i4 a word, f4 a float, f8 a double, a count in
 # front of the type an array.
@@ -71,30 +79,85 @@ STRUCTURES = {
 }
 
 
-def _record(name: str) -> np.dtype:
+class Record:
+    """A structure of the wire. size: bytes; fields: their names, in order of their places."""
+
+    def __init__(self, size: int, fields: tuple[tuple[str, str, int], ...]):
+        self.size = size
+        self.fields = tuple(name for name, _, _ in fields)
+        self._counts = tuple(int(kind[:-2] or 0) for _, kind, _ in fields)
+        form, end = "<", 0
+        for _, kind, offset in fields:
+            count, base = kind[:-2], kind[-2:]
+            form += f"{offset - end}x{count}{_CODES[base]}"
+            end = offset + int(count or 1) * int(base[1])
+        self._struct = struct.Struct(f"{form}{size - end}x")
+
+    def pack(self, values: Mapping[str, Any]) -> bytes:
+        """The bytes of a record; what has no value is 0. A count in front of a type takes as many
+        values, or fewer. Raises struct.error or OverflowError for what does not fit."""
+        flat: list[Any] = []
+        for name, count in zip(self.fields, self._counts):
+            value = values.get(name, 0)
+            if not count:
+                flat.append(value)
+            else:
+                several = tuple(value) if value else ()
+                flat.extend(several)
+                flat.extend((0,) * (count - len(several)))
+        return self._struct.pack(*flat)
+
+    def unpack(self, data: bytes) -> dict[str, Any]:
+        """The values of a record by name."""
+        flat = self._struct.unpack(data)
+        if not any(self._counts):
+            return dict(zip(self.fields, flat))
+        found: dict[str, Any] = {}
+        place = 0
+        for name, count in zip(self.fields, self._counts):
+            found[name] = flat[place:place + count] if count else flat[place]
+            place += count or 1
+        return found
+
+
+_CODES = {"i4": "i", "f4": "f", "f8": "d"}
+
+RECORDS = {name: Record(*about) for name, about in STRUCTURES.items()}
+
+PacketHeader = RECORDS["PacketHeader"]
+RunOptions = RECORDS["RunOptions"]
+JobOptions = RECORDS["JobOptions"]
+AtomRecord = RECORDS["AtomRecord"]
+RestraintRecord = RECORDS["RestraintRecord"]
+SelectionBlock = RECORDS["SelectionBlock"]
+ResultBlock = RECORDS["ResultBlock"]
+
+_ARRAY_NAMES = {
+    "PACKET_HEADER": "PacketHeader", "RUN_OPTIONS": "RunOptions", "JOB_OPTIONS": "JobOptions",
+    "ATOM_RECORD": "AtomRecord", "RESTRAINT_RECORD": "RestraintRecord",
+    "SELECTION_BLOCK": "SelectionBlock", "RESULT_BLOCK": "ResultBlock",
+}
+
+
+def dtype(name: str) -> np.dtype[Any]:
+    """A structure as a record type of numpy."""
+    import numpy
+
     size, fields = STRUCTURES[name]
-    formats = []
-    for _, kind, _ in fields:
-        count, base = kind[:-2], kind[-2:]
-        formats.append((f"<{base}", (int(count),)) if count else f"<{base}")
-    return np.dtype({
-        "names": [name for name, _, _ in fields],
-        "formats": formats,
-        "offsets": [offset for _, _, offset in fields],
-        "itemsize": size,
-    })
+    formats = [(f"<{kind[-2:]}", (int(kind[:-2]),)) if kind[:-2] else f"<{kind}"
+               for _, kind, _ in fields]
+    return numpy.dtype({"names": [field for field, _, _ in fields], "formats": formats,
+                        "offsets": [offset for _, _, offset in fields], "itemsize": size})
 
 
-DTYPES = {name: _record(name) for name in STRUCTURES}
+def __getattr__(name: str) -> np.dtype[Any]:
+    """The record types of numpy, by their names in capitals."""
+    if name not in _ARRAY_NAMES:
+        raise AttributeError(f"module 'orbitrax.link.wire' has no attribute '{name}'")
+    found = dtype(_ARRAY_NAMES[name])
+    globals()[name] = found
+    return found
 
-PACKET_HEADER = DTYPES["PacketHeader"]
-RUN_OPTIONS = DTYPES["RunOptions"]
-JOB_OPTIONS = DTYPES["JobOptions"]
-ATOM_RECORD = DTYPES["AtomRecord"]
-RESTRAINT_RECORD = DTYPES["RestraintRecord"]
-SELECTION_BLOCK = DTYPES["SelectionBlock"]
-RESULT_BLOCK = DTYPES["ResultBlock"]
-MINDO_PAIR = DTYPES["MindoPairRecord"]
 
 # Packet types.
 DATA = 10
@@ -131,14 +194,12 @@ MAX_ATOMS = 1 << 24
 NODE_BACKEND, NODE_FRONTEND = 0, 1
 
 
+_HEADER = struct.Struct("<5i")
+
+
 def packet(payload: bytes, kind: int = DATA) -> bytes:
     """A whole packet from client to backend: header and payload."""
-    header = np.zeros((), PACKET_HEADER)
-    header["nLength"] = len(payload)
-    header["nType"] = kind
-    header["nDestination"] = NODE_BACKEND
-    header["nSource"] = NODE_FRONTEND
-    return header.tobytes() + payload
+    return _HEADER.pack(len(payload), kind, NODE_BACKEND, NODE_FRONTEND, 0) + payload
 
 
 def word(value: int) -> bytes:
