@@ -1,0 +1,126 @@
+"""Numbers in a row that are plain until somebody wants them from numpy.
+
+What comes over the link is kept as `array.array`, flat. A user of Python sees numpy arrays, made at
+the first look; a command that only prints never loads numpy.
+"""
+
+from __future__ import annotations
+
+import sys
+from array import array
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Iterable, Sequence
+    from typing import Any, overload
+
+    import numpy as np
+
+    Numbers = Sequence[float] | array[float] | np.ndarray[Any, Any]
+
+# Digits of a number in single precision: six are always kept, nine tell any two apart. Numbers below
+# the smallest normal one have fewer.
+_DIGITS, _FEWER_DIGITS = range(6, 10), range(1, 10)
+_SMALLEST_NORMAL = 2.0**-126
+
+
+def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
+    """The numbers in bytes of the wire. kind: "i", "f" or "d"."""
+    found = array(kind)
+    found.frombytes(data)
+    if sys.byteorder == "big":
+        found.byteswap()
+    return found
+
+
+def flat(values: Any) -> array[Any]:
+    """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array."""
+    if hasattr(values, "ravel"):
+        return array("d", values.ravel().tolist())
+    if isinstance(values, array):
+        return values if values.typecode == "d" else array("d", values.tolist())
+    found: array[Any] = array("d")
+    for value in values:
+        if isinstance(value, (int, float)):
+            found.append(value)
+        else:
+            found.extend(flat(value))
+    return found
+
+
+def rows(values: Sequence[float], columns: int) -> list[list[float]]:
+    """Flat numbers as rows."""
+    plain = list(values)
+    return [plain[i:i + columns] for i in range(0, len(plain), columns)]
+
+
+def as_numpy(values: Iterable[float], columns: int = 0) -> np.ndarray[Any, Any]:
+    """A copy as a numpy array in double precision, n x columns where there are columns."""
+    import numpy
+
+    found = numpy.array(values, dtype=float)
+    return found.reshape(-1, columns) if columns else found
+
+
+def finite(values: Iterable[float]) -> bool:
+    """Whether all numbers are finite. Infinity and NaN stay in a sum; should a sum of finite numbers
+    overflow, each is looked at."""
+    total = sum(values)
+    return total - total == 0 or all(value - value == 0 for value in values)
+
+
+def shortest(value: float) -> float:
+    """A number of single precision as the shortest decimal that means it, so that 0.1 stays 0.1."""
+    single = array("f", (value,))[0]
+    for digits in _DIGITS if abs(single) >= _SMALLEST_NORMAL else _FEWER_DIGITS:
+        text = float(f"{single:.{digits}g}")
+        if array("f", (text,))[0] == single:
+            return text
+    return single
+
+
+class ArrayField:
+    """An attribute that holds flat numbers, or None, and shows a numpy array, n x columns where
+    there are columns. Numbers of single precision are shown by their shortest decimals."""
+
+    def __init__(self, columns: int = 0):
+        self.columns = columns
+
+    def __set_name__(self, owner: type, name: str) -> None:
+        self._name = name
+
+    if TYPE_CHECKING:
+
+        @overload
+        def __get__(self, instance: None, owner: type) -> ArrayField: ...
+
+        @overload
+        def __get__(self, instance: object, owner: type) -> np.ndarray[Any, Any] | None: ...
+
+    def __get__(self, instance: object | None, owner: type) -> Any:
+        if instance is None:
+            return self
+        values: Any = instance.__dict__.get(self._name)
+        if isinstance(values, array):
+            values = as_numpy(plain(values), self.columns)
+            instance.__dict__[self._name] = values
+        return values
+
+    def __set__(self, instance: object, values: Any) -> None:
+        if values is not None and not hasattr(values, "ravel"):
+            values = values if isinstance(values, array) else flat(values)
+        instance.__dict__[self._name] = values
+
+    def plain(self, instance: object) -> list[float] | None:
+        """The numbers in one row, without numpy if they have not been looked at."""
+        values: Any = instance.__dict__.get(self._name)
+        if values is None:
+            return None
+        return plain(values) if isinstance(values, array) else list(values.ravel().tolist())
+
+
+def plain(values: array[Any]) -> list[float]:
+    """The numbers of an array, those of single precision by their shortest decimals."""
+    if values.typecode == "f":
+        return [shortest(value) for value in values]
+    return values.tolist()
