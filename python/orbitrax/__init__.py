@@ -25,7 +25,7 @@ _HOMES = {
     "Plot": "grids.grid",
     "Molecule": "molecules.molecule",
     "Restraint": "molecules.restraints",
-    "Result": "results",
+    "Result": "results.result",
     "box_around": "grids.grid",
     "from_ase": "molecules.molecule",
     "from_smiles": "molecules.molecule",

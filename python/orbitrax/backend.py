@@ -25,7 +25,8 @@ from orbitrax.job import OPTIMISATION, Job
 from orbitrax.methods import find_method
 from orbitrax.tables import ParameterSet, load_parameters
 from orbitrax.session.reader import PlotReader, SessionReader
-from orbitrax.results import Result, ResultBuilder
+from orbitrax.results.builder import ResultBuilder
+from orbitrax.results.result import Result
 
 _GREETING = 10.0  # seconds a backend may take to accept the conversation
 _PATIENCE = 1.0  # seconds a process is given to end by itself, and again after SIGTERM

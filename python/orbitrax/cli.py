@@ -127,7 +127,7 @@ def document_failure(task: str | None, text: str) -> None:
     """The JSON document of a run that never began."""
     import json
 
-    from orbitrax.results import empty_document
+    from orbitrax.results.document import empty_document
 
     document = empty_document(task)
     document.update(status="failed", errors=[text])

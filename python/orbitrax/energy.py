@@ -11,8 +11,9 @@ from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
-from orbitrax.molecules.molecule import Molecule, formula_of, from_smiles, read_molecule
-from orbitrax.results import Result, empty_document
+from orbitrax.molecules.molecule import Molecule, from_smiles, read_molecule
+from orbitrax.results.document import empty_document
+from orbitrax.results.result import Result
 from orbitrax.units import REPORT_HARTREE_PER_KCAL
 
 
@@ -243,18 +244,9 @@ class Output:
 # ---- the summary --------------------------------------------------------------------------------
 
 
-def heading(result: Result) -> str:
-    """What was calculated, and how."""
-    from orbitrax.methods import find_method
-
-    return (f"{formula_of(result.symbols)}, {_counted(len(result.symbols), 'atom')}, "
-            f"{find_method(result.method).title} {result.spin}, charge {result.charge}, "
-            f"multiplicity {result.multiplicity}")
-
-
 def summary(result: Result) -> str:
     """The results as a person reads them, with units."""
-    lines = [heading(result), ""]
+    lines = [result.heading, ""]
 
     def line(name: str, text: str) -> None:
         lines.append(f"{name:<26}{text}")
@@ -273,8 +265,9 @@ def summary(result: Result) -> str:
             line(name, text)
     if result.rms_gradient is not None:
         line("RMS gradient", f"{result.rms_gradient:18.6f} kcal/(mol Angstrom)")
-    if result.dipole is not None:
-        x, y, z, total = result.dipole
+    dipole, charges = result.plain("dipole"), result.plain("charges")
+    if dipole is not None:
+        x, y, z, total = dipole
         line("Dipole moment", f"{total:18.6f} Debye  (x {x:.4f}, y {y:.4f}, z {z:.4f})")
     _frontier(result, line)
     if result.point_group and result.point_group != "?":
@@ -286,10 +279,10 @@ def summary(result: Result) -> str:
              f"{_counted(result.energy_points, 'energy point')}")
     elif result.scf_iterations is not None:
         line("SCF", f"{shown}, {_counted(result.scf_iterations, 'iteration')}")
-    if result.charges is not None:
+    if charges is not None:
         lines += ["", " atom        charge (e)"]
         lines += [f"{i:5d} {symbol:<3}{charge:14.6f}" for i, (symbol, charge) in
-                  enumerate(zip(result.symbols, result.charges), 1)]
+                  enumerate(zip(result.symbols, charges), 1)]
     return "\n".join(lines) + "\n"
 
 
@@ -299,13 +292,15 @@ def _counted(number: int, word: str) -> str:
 
 def _frontier(result: Result, line) -> None:
     """Highest occupied and lowest empty orbital; by spin in an unrestricted calculation."""
-    if result.orbital_energies is None:
+    levels, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
+    if levels is None or occupancies is None:
         return
     spins = ("alpha", "beta") if result.spin == "UHF" else ("",)
-    n = len(result.orbital_energies) // len(spins)
+    n = len(levels) // len(spins)
     for i, spin in enumerate(spins):
-        energies = result.orbital_energies[i * n:(i + 1) * n]
-        filled = result.occupancies[i * n:(i + 1) * n] > 0.01
-        for name, values in (("HOMO", energies[filled][-1:]), ("LUMO", energies[~filled][:1])):
-            if len(values):
+        pairs = list(zip(levels[i * n:(i + 1) * n], occupancies[i * n:(i + 1) * n]))
+        filled = [level for level, occupancy in pairs if occupancy > 0.01]
+        empty = [level for level, occupancy in pairs if not occupancy > 0.01]
+        for name, values in (("HOMO", filled[-1:]), ("LUMO", empty[:1])):
+            if values:
                 line(f"{name} {spin}".strip(), f"{values[0]:18.6f} eV")

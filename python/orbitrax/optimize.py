@@ -9,7 +9,7 @@ from orbitrax.link import events
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import OPTIMISATION, Job
-from orbitrax.results import Result
+from orbitrax.results.result import Result
 
 _HEADER = f"{'cycle':>6}{'points':>8}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
 

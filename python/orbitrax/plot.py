@@ -14,7 +14,7 @@ from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.grids.grid import POTENTIAL, Frame, Grid, Plot, box_around, plane_through
 from orbitrax.job import Job
-from orbitrax.results import Result
+from orbitrax.results.result import Result
 
 _WIDTHS = (100, 4000)  # pixels
 
@@ -172,7 +172,7 @@ class PlotTask(energy.Task):
         columns, rows, planes = grid.frame.counts
         points = f"{columns} x {rows}" + (f" x {planes}" if planes > 1 else "")
         step = float(np.linalg.norm(grid.frame.column))
-        lines = [energy.heading(result), "",
+        lines = [result.heading, "",
                  f"{'Plot':<26}{grid.title}",
                  f"{'Grid':<26}{points} points, {step:.4f} Angstrom apart",
                  f"{'Values':<26}{grid.values.min():.5f} to {grid.values.max():.5f}"]

@@ -6,14 +6,13 @@ import numpy as np
 
 from orbitrax import __version__
 from orbitrax.orbitals.basis import slater_basis
-from orbitrax.energy import heading
 from orbitrax.molecules.elements import valence_electrons
 from orbitrax.errors import OrbitraxError
 from orbitrax.job import Job
 from orbitrax.methods import find_method
 from orbitrax.orbitals.molden import orbitals_in_space, symmetry_labels
 from orbitrax.tables import ParameterSet
-from orbitrax.results import Result
+from orbitrax.results.result import Result
 from orbitrax.units import REPORT_EV_PER_KCAL
 
 
@@ -32,7 +31,7 @@ def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
     numbers = job.molecule.numbers
     values = {
         "metadata": {"package": "Orbitrax", "package_version": __version__,
-                     "methods": [find_method(result.method).title], "comments": [heading(result)],
+                     "methods": [find_method(result.method).title], "comments": [result.heading],
                      "success": result.converged is not False},
         "natom": len(numbers), "atomnos": numbers, "charge": result.charge,
         "mult": result.multiplicity, "atomcoords": np.asarray(result.coordinates)[None],

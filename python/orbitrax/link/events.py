@@ -1,110 +1,182 @@
-"""What a session tells, in the order in which it tells it."""
+"""What a session tells, in the order in which it tells it.
+
+Arrays are kept flat, in `values` or under names of their own; the properties show them as numpy
+arrays.
+"""
 
 from __future__ import annotations
 
-from dataclasses import dataclass
+from orbitrax.arrays import as_numpy
 
-import numpy as np
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from array import array
+    from typing import Any
+
+    import numpy as np
+
+    Array = np.ndarray[Any, Any]
 
 
-@dataclass(frozen=True)
 class Event:
     """Anything that a session brings."""
 
+    __slots__: tuple[str, ...] = ()
 
-@dataclass(frozen=True)
+    def __repr__(self) -> str:
+        about = ", ".join(f"{name}={getattr(self, name)!r}" for name in self._names())
+        return f"{type(self).__name__}({about})"
+
+    def __eq__(self, other: object) -> bool:
+        return type(other) is type(self) and all(
+            getattr(self, name) == getattr(other, name) for name in self._names())
+
+    def __hash__(self) -> int:
+        return hash((type(self), repr(self)))
+
+    def _names(self) -> list[str]:
+        return [name for kind in type(self).__mro__ for name in getattr(kind, "__slots__", ())]
+
+
 class TextLine(Event):
     """A text of the backend, as it came."""
 
-    text: str
+    __slots__ = ("text",)
+
+    def __init__(self, text: str):
+        self.text = text
 
 
 class LogLine(TextLine):
     """A piece of the calculation's report."""
 
+    __slots__ = ()
+
 
 class StatusLine(TextLine):
     """Progress, for a status bar."""
+
+    __slots__ = ()
 
 
 class WarningLine(TextLine):
     """A warning; the work goes on."""
 
+    __slots__ = ()
+
 
 class ErrorLine(TextLine):
     """An error text. The job has ended if no results follow."""
+
+    __slots__ = ()
 
 
 class DebugLine(TextLine):
     """Text that the debug word asked for."""
 
+    __slots__ = ()
 
-@dataclass(frozen=True)
+
 class NodeCount(Event):
     """Number of backend nodes, once in the life of a process."""
 
-    count: int
+    __slots__ = ("count",)
+
+    def __init__(self, count: int):
+        self.count = count
 
 
-@dataclass(frozen=True)
 class ResultBlock(Event):
     """The scalars of a report point, by field name. Energies kcal/mol, dipole Debye, times ps."""
 
-    values: dict
+    __slots__ = ("values",)
+
+    def __init__(self, values: dict[str, Any]):
+        self.values = values
 
 
-@dataclass(frozen=True)
 class Coordinates(Event):
-    """Positions of all atoms, n x 3, Angstrom."""
+    """Positions of all atoms. values: 3 n, Angstrom."""
 
-    positions: np.ndarray
+    __slots__ = ("values",)
+
+    def __init__(self, values: array[float]):
+        self.values = values
+
+    @property
+    def positions(self) -> Array:
+        """n x 3, Angstrom."""
+        return as_numpy(self.values, 3)
 
 
-@dataclass(frozen=True)
 class Charges(Event):
-    """Net charge of each atom, n, e."""
+    """Net charges of the atoms. values: n, e."""
 
-    charges: np.ndarray
+    __slots__ = ("values",)
+
+    def __init__(self, values: array[float]):
+        self.values = values
+
+    @property
+    def charges(self) -> Array:
+        """n, e."""
+        return as_numpy(self.values)
 
 
-@dataclass(frozen=True)
 class Precise(Event):
-    """A report point in double precision: total energy in kcal/mol and its gradient, n x 3, in
+    """A report point in double precision. total_energy: kcal/mol. values: its gradient, 3 n,
     kcal/(mol Angstrom), or None."""
 
-    total_energy: float
-    gradient: np.ndarray | None
+    __slots__ = ("total_energy", "values")
+
+    def __init__(self, total_energy: float, values: array[float] | None):
+        self.total_energy, self.values = total_energy, values
+
+    @property
+    def gradient(self) -> Array | None:
+        """n x 3, kcal/(mol Angstrom), or None."""
+        return None if self.values is None else as_numpy(self.values, 3)
 
 
-@dataclass(frozen=True)
 class OrbitalData(Event):
     """Per-orbital values; in an unrestricted calculation alpha before beta.
 
     energies eV, occupancies in electrons, order the row of each orbital among the eigenvectors,
     populations of the atomic orbitals in atom order, symmetry_index the running number within the
-    species of symmetry_labels, "?" where it is not known.
+    species of symmetry_labels, "?" where it is not known. All are `array.array` or lists.
     """
 
-    energies: np.ndarray
-    occupancies: np.ndarray
-    order: np.ndarray
-    populations: np.ndarray
-    symmetry_index: np.ndarray
-    symmetry_labels: list
-    point_group: str
+    __slots__ = ("energies", "occupancies", "order", "populations", "symmetry_index",
+                 "symmetry_labels", "point_group")
+
+    def __init__(self, energies: array[float], occupancies: array[float], order: array[int],
+                 populations: array[float], symmetry_index: array[int],
+                 symmetry_labels: list[str], point_group: str):
+        self.energies, self.occupancies, self.order = energies, occupancies, order
+        self.populations, self.symmetry_index = populations, symmetry_index
+        self.symmetry_labels, self.point_group = symmetry_labels, point_group
 
 
-@dataclass(frozen=True)
 class Eigenvectors(Event):
-    """Orbitals of one spin ("alpha" or "beta"), one per row, atomic orbitals in atom order."""
+    """Orbitals of one spin ("alpha" or "beta"), one after the other, atomic orbitals in atom order.
+    values: n^2."""
 
-    spin: str
-    vectors: np.ndarray
+    __slots__ = ("spin", "count", "values")
+
+    def __init__(self, spin: str, count: int, values: array[float]):
+        self.spin, self.count, self.values = spin, count, values
+
+    @property
+    def vectors(self) -> Array:
+        """n x n, an orbital a row."""
+        return as_numpy(self.values, self.count)
 
 
-@dataclass(frozen=True)
 class PlotPlane(Event):
     """One plane of a plot, row by row, single precision; of a potential two for each plane, its own
     and that of the electron density."""
 
-    values: np.ndarray
+    __slots__ = ("values",)
+
+    def __init__(self, values: Array):
+        self.values = values

@@ -43,3 +43,13 @@ def valence_orbitals(number: int) -> int:
 def principal_number(number: int) -> int:
     """Principal quantum number of the valence s and p shell: the period of the element."""
     return 1 + sum(number > noble for noble in (2, 10, 18, 36, 54, 86))
+
+
+def formula_of(symbols: list[str]) -> str:
+    """The formula of a list of element symbols: carbon, hydrogen, then the others by name."""
+    counts: dict[str, int] = {}
+    for symbol in symbols:
+        counts[symbol] = counts.get(symbol, 0) + 1
+    head = [s for s in ("C", "H") if s in counts] if "C" in counts else []
+    order = head + sorted(s for s in counts if s not in head)
+    return "".join(s + (str(counts[s]) if counts[s] > 1 else "") for s in order)

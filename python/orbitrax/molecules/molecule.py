@@ -10,7 +10,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-from orbitrax.molecules.elements import SYMBOLS
+from orbitrax.molecules.elements import SYMBOLS, formula_of
 from orbitrax.errors import MoleculeError
 
 MAX_COORDINATE = 1e6  # Angstrom
@@ -79,16 +79,6 @@ class Molecule:
     def label(self, index: int) -> str:
         """An atom as a person names it, counted from 1."""
         return f"atom {index + 1} ({SYMBOLS[self.numbers[index]]})"
-
-
-def formula_of(symbols: list[str]) -> str:
-    """The formula of a list of element symbols: carbon, hydrogen, then the others by name."""
-    counts: dict[str, int] = {}
-    for symbol in symbols:
-        counts[symbol] = counts.get(symbol, 0) + 1
-    head = [s for s in ("C", "H") if s in counts] if "C" in counts else []
-    order = head + sorted(s for s in counts if s not in head)
-    return "".join(s + (str(counts[s]) if counts[s] > 1 else "") for s in order)
 
 
 # ---- files --------------------------------------------------------------------------------------

@@ -12,14 +12,13 @@ from __future__ import annotations
 import numpy as np
 
 from orbitrax.orbitals.basis import Basis, slater_basis
-from orbitrax.molecules.elements import NUMBERS
+from orbitrax.molecules.elements import NUMBERS, formula_of
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.job import Job
 from orbitrax.methods import find_method
-from orbitrax.molecules.molecule import formula_of
 from orbitrax.tables import ParameterSet
-from orbitrax.results import Result
+from orbitrax.results.result import Result
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, CODATA_EV_PER_HARTREE
 
 _WIRE_ROUNDING = 1e-4  # far above that of single precision; beyond it the vectors are no orbitals

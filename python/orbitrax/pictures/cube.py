@@ -10,7 +10,7 @@ from typing import TextIO
 
 from orbitrax import __version__
 from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid
-from orbitrax.molecules.molecule import formula_of
+from orbitrax.molecules.elements import SYMBOLS, formula_of
 
 _PER_LINE = 6
 _UNITS = ("hartree per unit charge", "electrons per cubic bohr", "bohr to the power -3/2",
@@ -19,8 +19,6 @@ _UNITS = ("hartree per unit charge", "electrons per cubic bohr", "bohr to the po
 
 def write_cube(file: TextIO, grid: Grid) -> None:
     """Writes a grid, and the molecule in it, to a text file that is open for writing."""
-    from orbitrax.molecules.elements import SYMBOLS
-
     formula = formula_of([SYMBOLS[number] for number in grid.numbers])
     unit = _UNITS[grid.plot.kind]
     file.write(f"{formula}, {grid.method}: {grid.title}\n"

@@ -7,12 +7,11 @@ import os
 
 import numpy as np
 
-from orbitrax.molecules.elements import SYMBOLS
+from orbitrax.molecules.elements import SYMBOLS, formula_of
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
                                  SPIN_DENSITY, Grid, principal_axes)
-from orbitrax.molecules.molecule import formula_of
 from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
 FORMATS = ("png", "svg", "pdf")

@@ -7,11 +7,22 @@ yields how many bytes come next and is sent those bytes.
 
 from __future__ import annotations
 
-import numpy as np
+import struct
 
-from orbitrax.link import events, wire
-from orbitrax.link.conversation import Packet
+from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
+from orbitrax.link import events, wire
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Callable, Generator
+    from typing import Any
+
+    import numpy as np
+
+    from orbitrax.link.conversation import Packet
+
+    Script = Generator[int, bytes, Any]  # yields how many bytes come next, is sent those
 
 _LINES = {
     wire.LOG_LINE: events.LogLine,
@@ -21,7 +32,7 @@ _LINES = {
     wire.DEBUG_LINE: events.DebugLine,
 }
 
-_PRECISE_HEAD = 16  # version, flags, total energy
+_PRECISE_HEAD = struct.Struct("<iid")  # version, flags, total energy
 _GRADIENT_FOLLOWS = 1
 _MAX_ORBITALS = 1 << 24
 
@@ -38,7 +49,7 @@ class SessionReader:
         self._n_atoms = n_atoms
         self._unrestricted = unrestricted
         self._eigenvectors = eigenvectors
-        self._ready: list = []
+        self._ready: list[events.Event] = []
         self._refused = False  # an error text has come: data may be missing
         self._charges = bytearray()
         self._precise = bytearray()
@@ -54,7 +65,7 @@ class SessionReader:
         """Whether all that the job's kind promises has come."""
         return self._finished and not self._charges and not self._precise
 
-    def feed(self, packet: Packet) -> list:
+    def feed(self, packet: Packet) -> list[events.Event]:
         """The events that a packet completes."""
         self._ready = []
         if packet.kind in _LINES:
@@ -82,25 +93,24 @@ class SessionReader:
         if len(self._charges) > wanted:
             raise ProtocolError(f"the backend sent more than {self._n_atoms} charges")
         if len(self._charges) == wanted:
-            self._ready.append(events.Charges(_floats(self._charges)))
+            self._ready.append(events.Charges(unpacked("f", self._charges)))
             self._charges = bytearray()
 
     def _take_precise(self, payload: bytes) -> None:
         self._precise += payload
-        if len(self._precise) < _PRECISE_HEAD:
+        if len(self._precise) < _PRECISE_HEAD.size:
             return
-        version, flags = np.frombuffer(self._precise, "<i4", 2).tolist()
+        version, flags, energy = _PRECISE_HEAD.unpack_from(self._precise)
         if version != 1:
             raise ProtocolError(f"precise results of version {version} are not known")
         with_gradient = bool(flags & _GRADIENT_FOLLOWS)
-        wanted = _PRECISE_HEAD + (24 * self._n_atoms if with_gradient else 0)
+        wanted = _PRECISE_HEAD.size + (24 * self._n_atoms if with_gradient else 0)
         if len(self._precise) > wanted:
             raise ProtocolError("the backend sent more precise results than there are")
         if len(self._precise) < wanted:
             return
-        numbers = np.frombuffer(bytes(self._precise), "<f8", offset=8).astype(float)
-        gradient = numbers[1:].reshape(-1, 3) if with_gradient else None
-        self._ready.append(events.Precise(float(numbers[0]), gradient))
+        gradient = unpacked("d", self._precise[_PRECISE_HEAD.size:]) if with_gradient else None
+        self._ready.append(events.Precise(energy, gradient))
         self._precise = bytearray()
 
     def _take_data(self, payload: bytes) -> None:
@@ -121,7 +131,7 @@ class SessionReader:
 
     # ---- by place -------------------------------------------------------------------------------
 
-    def _session(self, first: bool, job):
+    def _session(self, first: bool, job: Callable[[], Script]) -> Script:
         if first:
             count = _word((yield 4))
             self._ready.append(events.NodeCount(count))
@@ -130,26 +140,26 @@ class SessionReader:
         if self._eigenvectors:
             yield from self._eigenvector_matrices(n_orbitals)
 
-    def _single_point(self):
+    def _single_point(self) -> Script:
         yield from self._result_block()
 
-    def _optimisation(self):
+    def _optimisation(self) -> Script:
         """Report points, up to the last block of the job."""
         final = False
         while not final:
             final = yield from self._result_block()
             xyz = yield 12 * self._n_atoms
-            self._ready.append(events.Coordinates(_floats(xyz).reshape(-1, 3)))
+            self._ready.append(events.Coordinates(unpacked("f", xyz)))
             self._at_report_point = not final
 
-    def _result_block(self):
+    def _result_block(self) -> Script:
         """Reads one; returns whether it is the last of the job."""
-        values = _block((yield wire.RESULT_BLOCK.itemsize))
+        values = wire.ResultBlock.unpack((yield wire.ResultBlock.size))
         self._at_report_point = False
         self._ready.append(events.ResultBlock(values))
         return bool(values["fFinalResult"])
 
-    def _orbital_data(self):
+    def _orbital_data(self) -> Script:
         """Reads the orbital data; returns the number of orbitals."""
         n_values = _word((yield 4))
         if not 1 <= n_values <= _MAX_ORBITALS or (self._unrestricted and n_values % 2):
@@ -158,10 +168,10 @@ class SessionReader:
         self._ready.append(_orbitals(block, n_values))
         return n_values // 2 if self._unrestricted else n_values
 
-    def _eigenvector_matrices(self, n: int):
+    def _eigenvector_matrices(self, n: int) -> Script:
         for spin in ("alpha", "beta") if self._unrestricted else ("alpha",):
             matrix = yield 4 * n * n
-            self._ready.append(events.Eigenvectors(spin, _floats(matrix).reshape(n, n)))
+            self._ready.append(events.Eigenvectors(spin, n, unpacked("f", matrix)))
 
 
 class PlotReader(SessionReader):
@@ -172,25 +182,23 @@ class PlotReader(SessionReader):
         self._n_points, self._n_grids = n_points, n_grids
         super().__init__(0, False, False, first)
 
-    def _session(self, first: bool, job):
+    def _session(self, first: bool, job: Callable[[], Script]) -> Script:
         if first:
             self._ready.append(events.NodeCount(_word((yield 4))))
         for _ in range(self._n_grids):
             plane = yield 4 * self._n_points
-            self._ready.append(events.PlotPlane(np.frombuffer(plane, "<f4")))
+            self._ready.append(events.PlotPlane(_plane(plane)))
 
 
 def _word(data: bytes) -> int:
     return int.from_bytes(data, "little", signed=True)
 
 
-def _floats(data) -> np.ndarray:
-    return np.frombuffer(bytes(data), "<f4").astype(float)
+def _plane(data: bytes) -> np.ndarray[Any, Any]:
+    """Whoever plots works with numpy."""
+    import numpy
 
-
-def _block(data: bytes) -> dict:
-    record = np.frombuffer(data, wire.RESULT_BLOCK)[0]
-    return {name: record[name].item() for name in wire.RESULT_BLOCK.names}
+    return numpy.frombuffer(data, "<f4")
 
 
 def _orbitals(data: bytes, n: int) -> events.OrbitalData:
@@ -199,9 +207,9 @@ def _orbitals(data: bytes, n: int) -> events.OrbitalData:
     columns = [data[4 * n * i:4 * n * (i + 1)] for i in range(6)]
     labels = [_label(columns[5][4 * i:4 * i + 4]) for i in range(n)]
     return events.OrbitalData(
-        energies=_floats(columns[0]), occupancies=_floats(columns[1]),
-        order=np.frombuffer(columns[2], "<i4").astype(int), populations=_floats(columns[3]),
-        symmetry_index=np.frombuffer(columns[4], "<i4").astype(int), symmetry_labels=labels,
+        energies=unpacked("f", columns[0]), occupancies=unpacked("f", columns[1]),
+        order=unpacked("i", columns[2]), populations=unpacked("f", columns[3]),
+        symmetry_index=unpacked("i", columns[4]), symmetry_labels=labels,
         point_group=_label(data[24 * n:]))
 
 
