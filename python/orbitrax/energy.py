@@ -11,7 +11,8 @@ from orbitrax.cli import Terminal, parse_selection
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, is_molden, replaced
 from orbitrax.job import Job
-from orbitrax.molecules.molecule import Molecule, from_smiles, read_molecule
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.molecules.reading import from_smiles, read_molecule
 from orbitrax.results.document import empty_document
 from orbitrax.results.result import Result
 from orbitrax.units import REPORT_HARTREE_PER_KCAL

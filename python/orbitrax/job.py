@@ -7,7 +7,7 @@ from dataclasses import dataclass, field
 import numpy as np
 
 from orbitrax.link import wire
-from orbitrax.molecules.elements import (CAPPING_VALENCE, SYMBOLS, valence_electrons,
+from orbitrax.molecules.elements import (CAPPING_VALENCE, MASSES, SYMBOLS, valence_electrons,
                                          valence_orbitals)
 from orbitrax.errors import InputError, UsageError
 from orbitrax.molecules.geometry import TOO_CLOSE, close_pairs, find_bonds
@@ -278,9 +278,7 @@ class Job:
     def _masses(self) -> np.ndarray:
         if self.molecule.masses is not None:
             return self.molecule.masses
-        from ase.data import atomic_masses
-
-        return atomic_masses[self.molecule.numbers]
+        return np.array(MASSES)[self.molecule.numbers]
 
     def _check_records(self, records: np.ndarray) -> None:
         """Numbers that were finite may have become infinite in single precision."""

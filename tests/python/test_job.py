@@ -110,8 +110,7 @@ def ethanol(examples):
     from orbitrax import read_molecule
 
     molecule = read_molecule(str(examples / "ethanol.xyz"))
-    molecule.point_charges = np.linspace(-0.4, 0.4, 9)
-    return molecule
+    return molecule.replace(point_charges=np.linspace(-0.4, 0.4, 9))
 
 
 def test_a_selection_caps_the_bonds_it_cuts(ethanol):

@@ -1,6 +1,7 @@
 """Molecules: files, standard input, SMILES, charge and multiplicity."""
 
 import io
+import pickle
 import sys
 
 import numpy as np
@@ -9,7 +10,8 @@ from ase import Atoms
 from ase.build import molecule as ase_molecule
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecules.molecule import Molecule, from_ase, from_smiles, read_molecule
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.molecules.reading import from_ase, from_smiles, read_molecule
 
 XYZ = "2\n{}\nO 0 0 0\nH 0 0 0.97\n"
 
@@ -152,3 +154,29 @@ def test_smiles_give_hydrogens_charge_and_open_shells():
     assert np.array_equal(from_smiles("CCO").positions, from_smiles("CCO").positions)
     with pytest.raises(MoleculeError, match="not a SMILES string"):
         from_smiles("C(((")
+
+
+def test_a_molecule_does_not_change_and_replace_makes_another(water):
+    moved = water.replace(positions=water.positions + 1.0, charge=1)
+    assert (moved.charge, water.charge) == (1, None) and moved.symbols == water.symbols
+    assert np.allclose(moved.positions - water.positions, 1.0) and moved.title == water.title
+    with pytest.raises(ValueError, match="read-only"):
+        water.positions[0, 0] = 3.0
+    assert repr(moved).startswith("<Molecule H2O, 3 atoms, charge 1, from ")
+
+
+def test_plain_numbers_are_those_of_the_arrays(water):
+    full = water.replace(masses=[16, 1, 2], point_charges=np.array([0.5, -0.5, 0]))
+    assert full.z == (8, 1, 1) == tuple(full.numbers) and full.numbers.dtype.kind == "i"
+    assert full.xyz.tolist() == full.positions.ravel().tolist()
+    assert full.plain_masses.tolist() == full.masses.tolist() == [16, 1, 2]
+    assert full.plain_charges.tolist() == full.point_charges.tolist() == [0.5, -0.5, 0]
+    assert water.masses is None and water.point_charges is None
+    with pytest.raises(MoleculeError, match="3 atoms need 3 masses"):
+        water.replace(masses=[1])
+
+
+def test_a_molecule_can_be_sent_to_another_process(water):
+    water.positions  # which makes an array that need not travel
+    copy = pickle.loads(pickle.dumps(water))
+    assert copy.xyz == water.xyz and copy.numbers.tolist() == [8, 1, 1]

@@ -12,7 +12,7 @@ from peers import PROGRAM, copy_program
 
 from orbitrax.backend import Backend, find_backend
 from orbitrax.job import Job
-from orbitrax.molecules.molecule import read_molecule
+from orbitrax.molecules.reading import read_molecule
 
 WATER = wine.ROOT / "examples" / "water.xyz"
 windows = pytest.mark.windows

@@ -24,7 +24,7 @@ from orbitrax.backend import Backend
 from orbitrax.errors import (BackendNotFound, InputError, NotConverged, OrbitraxError,
                              ParameterError, UsageError)
 from orbitrax.job import Job
-from orbitrax.molecules.molecule import from_ase
+from orbitrax.molecules.reading import from_ase
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
 _SETTINGS = ("convergence_limit", "iteration_limit", "diis", "overlap_sigma", "overlap_pi",

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
+from orbitrax.molecules.elements import RADII
 from orbitrax.units import RULE_ANGSTROM_PER_BOHR
 
 TOO_CLOSE = 0.1 * RULE_ANGSTROM_PER_BOHR  # Angstrom
@@ -43,9 +44,7 @@ def close_pairs(positions: np.ndarray, cutoff: float) -> tuple[np.ndarray, np.nd
 def find_bonds(numbers: np.ndarray, positions: np.ndarray, most: int = 12) -> list[list[int]]:
     """Bonded atoms of each atom, ascending: those within the sum of the covalent radii and 0.4
     Angstrom, at most the `most` nearest. Dummies have no bonds."""
-    from ase.data import covalent_radii
-
-    radii = covalent_radii[numbers]
+    radii = np.array(RADII)[numbers]
     i, j, distance = close_pairs(positions, 2 * radii.max() + BOND_TOLERANCE)
     real = (numbers[i] > 0) & (numbers[j] > 0)
     bonded = real & (distance < radii[i] + radii[j] + BOND_TOLERANCE)

@@ -9,6 +9,7 @@ import math
 
 import numpy as np
 
+from orbitrax.molecules.elements import COLOURS, RADII
 from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
 from orbitrax.pictures.render import Camera, Mesh, draw
@@ -35,11 +36,9 @@ _SMALLEST_VIEW = 3.0  # Angstrom across
 
 def molecule(numbers: np.ndarray, positions: np.ndarray) -> list[Mesh]:
     """Balls for the atoms, in the usual colours, and sticks for the bonds, half and half."""
-    from ase.data import covalent_radii
-
     real = np.flatnonzero(numbers > 0)
     coarse = 2 if len(real) > _LARGE else 1
-    radii = _BALL + _BALL_BY_RADIUS * covalent_radii[numbers]
+    radii = _BALL + _BALL_BY_RADIUS * np.array(RADII)[numbers]
     colours = _colours(numbers)
     ball, ball_faces = _ball(_BALL_ROWS // coarse)
     stick, stick_faces = _stick(_STICK_SIDES // coarse)
@@ -62,9 +61,7 @@ def _placed(vertices, normals, faces, colour) -> Mesh:
 
 
 def _colours(numbers: np.ndarray) -> np.ndarray:
-    from ase.data.colors import jmol_colors
-
-    table = np.array(jmol_colors)
+    table = np.array([tuple(bytes.fromhex(colour)) for colour in COLOURS]) / 255
     table[1], table[6] = _HYDROGEN, _CARBON
     return table[numbers]
 
