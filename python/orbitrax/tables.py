@@ -10,14 +10,18 @@ from __future__ import annotations
 import math
 import os
 import re
-from dataclasses import dataclass, field
-from pathlib import Path
-
-import numpy as np
+import struct
 
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.errors import ParameterError
 from orbitrax.methods import Method, find_method
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Iterable, Sequence
+
+    Key = tuple[int, bool]  # an element, and whether it is a capping atom
+    Word = tuple[int, str]  # a column of a file, from 1, and what stands there
 
 _CINDO = ("dZetaS dZetaP dZetaD dHalfIpEaS dHalfIpEaP dHalfIpEaD dBeta dSlaterF2 dSlaterG1 "
           "dAtomEnergyCndo dAtomEnergyIndo dHeatOfAtom").split()
@@ -37,7 +41,7 @@ _GAMMA = "dGammaSS dGammaSD dGammaDD".split()
 _PAIR = "dAlphaAB dBetaAB".split()
 
 # By stem of the files: the columns of each section, in the order of the block.
-SECTIONS = {
+SECTIONS: dict[str, tuple[list[str], ...]] = {
     "cindo": (_CINDO,),
     "mindo3": (_NDDO_1, _MINDO_2),
     "mndo": (_NDDO_1, _NDDO_2),
@@ -58,25 +62,24 @@ _WORD = re.compile(r"\S+")
 _CAPPING_MARK = re.compile(r"#\s*capping atoms\s*$")
 
 
-@dataclass
 class Row:
-    """One row of a file: its key, its numbers, and where it stands."""
+    """One row of a file. key: of (element number, is a capping atom), one for an element, two for a
+    pair; values: its numbers; line: where it stands."""
 
-    key: tuple  # of (element number, is a capping atom), one for an element, two for a pair
-    values: list
-    line: int
+    __slots__ = ("key", "values", "line")
+
+    def __init__(self, key: tuple[Key, ...], values: list[float], line: int):
+        self.key, self.values, self.line = key, values, line
 
 
-@dataclass
 class Table:
-    """One file. `columns` are the names of the numbers, without the key columns."""
+    """One file. columns: the names of the numbers, without the key columns."""
 
-    path: Path
-    columns: list
-    rows: list = field(default_factory=list)
+    def __init__(self, path: str, columns: Sequence[str]):
+        self.path, self.columns = path, columns
+        self.rows: list[Row] = []
 
 
-@dataclass(frozen=True)
 class ParameterSet:
     """The tables of one method as they go over the wire.
 
@@ -84,11 +87,10 @@ class ParameterSet:
     capping the numbers of the elements that have a row as an atom and as a capping atom.
     """
 
-    method: Method
-    block: bytes
-    pairs: bytes
-    elements: frozenset
-    capping: frozenset
+    def __init__(self, method: Method, block: bytes, pairs: bytes, elements: Iterable[int],
+                 capping: Iterable[int]):
+        self.method, self.block, self.pairs = method, block, pairs
+        self.elements, self.capping = frozenset(elements), frozenset(capping)
 
     @property
     def packets(self) -> list[bytes]:
@@ -110,33 +112,35 @@ class ParameterSet:
                 if not 0 < element <= shift:
                     return 0.0
                 index = start + row * len(columns) + columns.index(name)
-                return float(np.frombuffer(self.block, "<f8", 1, 8 * index)[0])
+                return float(struct.unpack_from("<d", self.block, 8 * index)[0])
             start += rows * len(columns)
         raise KeyError(name)
 
 
-def parameter_directory() -> Path:
-    """Where the tables are: ORBITRAX_PARAMETERS, else `parameters/` beside this checkout."""
-    told = os.environ.get("ORBITRAX_PARAMETERS")
-    return Path(told) if told else Path(__file__).resolve().parents[2] / "parameters"
+def parameter_directory() -> str:
+    """Where the tables are: ORBITRAX_PARAMETERS, else those of the package."""
+    return os.environ.get("ORBITRAX_PARAMETERS") or os.path.join(os.path.dirname(__file__),
+                                                                 "parameters")
 
 
 # ---- reading ------------------------------------------------------------------------------------
 
 
-def read_table(path: Path, columns: list, keys: int = 1) -> Table:
+def read_table(path: str | os.PathLike[str], columns: Sequence[str], keys: int = 1) -> Table:
     """Reads a file whose columns must be `columns`, after `keys` columns of element symbols."""
-    path = Path(path)
+    path = os.fspath(path)
     try:
-        text = path.read_bytes().decode("utf-8")
+        with open(path, "rb") as file:
+            text = file.read().decode("utf-8")
     except OSError as error:
         raise ParameterError(path, 0, 0, error.strerror or "cannot be read") from None
     except UnicodeDecodeError as error:
-        line = error.object[:error.start].count(b"\n") + 1
-        column = error.start - error.object.rfind(b"\n", 0, error.start)
-        raise ParameterError(path, line, column, "is not UTF-8 text") from None
+        before = error.object[:error.start]
+        raise ParameterError(path, before.count(b"\n") + 1, len(before) - before.rfind(b"\n"),
+                             "is not UTF-8 text") from None
 
-    table, header, capping, seen = Table(path, columns), False, False, {}
+    table, header, capping = Table(path, columns), False, False
+    seen: dict[object, int] = {}
     for number, line in enumerate(text.split("\n"), 1):
         stripped = line.strip()
         if not stripped:
@@ -162,7 +166,8 @@ def read_table(path: Path, columns: list, keys: int = 1) -> Table:
     return table
 
 
-def _check_header(path, number, words, columns, keys) -> None:
+def _check_header(path: str, number: int, words: list[Word], columns: Sequence[str],
+                  keys: int) -> None:
     wanted = (["element"] if keys == 1 else ["element1", "element2"]) + list(columns)
     for (column, word), name in zip(words, wanted):
         if word != name:
@@ -175,7 +180,8 @@ def _check_header(path, number, words, columns, keys) -> None:
         raise ParameterError(path, number, column, f"column '{word}' is not known")
 
 
-def _read_row(path, number, words, columns, keys, capping) -> Row:
+def _read_row(path: str, number: int, words: list[Word], columns: Sequence[str], keys: int,
+              capping: bool) -> Row:
     key = tuple(_read_symbol(path, number, *word) for word in words[:keys])
     if any(is_capping for _, is_capping in key) != capping:
         text = ("a row with '*' must stand after the line '# capping atoms'" if not capping else
@@ -193,7 +199,7 @@ def _read_row(path, number, words, columns, keys, capping) -> Row:
     return Row(key, values, number)
 
 
-def _read_symbol(path, number, column, word) -> tuple:
+def _read_symbol(path: str, number: int, column: int, word: str) -> Key:
     is_capping = word.startswith("*")
     element = NUMBERS.get(word[1:] if is_capping else word, 0)
     if element == 0:
@@ -203,7 +209,7 @@ def _read_symbol(path, number, column, word) -> tuple:
     return element, is_capping
 
 
-def _read_number(path, number, column, word, name) -> float:
+def _read_number(path: str, number: int, column: int, word: str, name: str) -> float:
     try:
         value = float(word)
     except ValueError:
@@ -216,14 +222,16 @@ def _read_number(path, number, column, word, name) -> float:
 # ---- building -----------------------------------------------------------------------------------
 
 
-def load_parameters(method, directory: Path | None = None) -> ParameterSet:
+def load_parameters(method: Method | str | int,
+                    directory: str | os.PathLike[str] | None = None) -> ParameterSet:
     """Reads the tables of a method and builds its blocks."""
     method = find_method(method)
-    directory = Path(directory) if directory else parameter_directory()
+    folder = os.fspath(directory) if directory else parameter_directory()
     sections = SECTIONS[method.tables]
     names = ([f"{method.tables}.abp"] if method.tables == "cindo" else
              [f"{method.tables}_{i + 1}.abp" for i in range(len(sections))])
-    tables = [read_table(directory / name, columns) for name, columns in zip(names, sections)]
+    tables = [read_table(os.path.join(folder, name), columns)
+              for name, columns in zip(names, sections)]
     _check_same_elements(tables)
 
     if method.tables in _SHORT_TABLES:
@@ -232,14 +240,14 @@ def load_parameters(method, directory: Path | None = None) -> ParameterSet:
         block = b"".join(_long_section(table) for table in tables)
     pairs = b""
     if method.tables == "mindo3":
-        pairs = _pair_packet(read_table(directory / "mindo3_3.abp", _PAIR, keys=2))
+        pairs = _pair_packet(read_table(os.path.join(folder, "mindo3_3.abp"), _PAIR, keys=2))
     keys = [row.key[0] for row in tables[0].rows]
     return ParameterSet(method, block, pairs,
-                        elements=frozenset(z for z, is_capping in keys if not is_capping),
-                        capping=frozenset(z for z, is_capping in keys if is_capping))
+                        elements=(z for z, is_capping in keys if not is_capping),
+                        capping=(z for z, is_capping in keys if is_capping))
 
 
-def _check_same_elements(tables) -> None:
+def _check_same_elements(tables: list[Table]) -> None:
     first = tables[0]
     for other in tables[1:]:
         for one, two in ((first, other), (other, first)):
@@ -247,39 +255,42 @@ def _check_same_elements(tables) -> None:
             for row in one.rows:
                 if row.key not in present:
                     raise ParameterError(one.path, row.line, 1,
-                                         f"{_label(row.key[0])} has no row in {two.path.name}")
+                                         f"{_label(row.key[0])} has no row in {os.path.basename(two.path)}")
 
 
-def _label(key) -> str:
+def _label(key: Key) -> str:
     element, is_capping = key
     return ("*" if is_capping else "") + SYMBOLS[element]
 
 
 def _short_section(table: Table) -> bytes:
     """54 rows of atoms, then 54 rows of capping atoms."""
-    rows = np.zeros((2 * _SHORT_ROWS, len(table.columns)))
     for row in table.rows:
-        element, is_capping = row.key[0]
-        if element > _SHORT_ROWS:
+        if row.key[0][0] > _SHORT_ROWS:
             raise ParameterError(table.path, row.line, 1,
                                  f"'{_label(row.key[0])}' is beyond Xe, where this method ends")
-        rows[element - 1 + (_SHORT_ROWS if is_capping else 0)] = row.values
-    return rows.astype("<f8").tobytes()
+    return _section(table, 2 * _SHORT_ROWS, _SHORT_ROWS)
 
 
 def _long_section(table: Table) -> bytes:
     """210 rows: 105 elements as atoms, then as capping atoms."""
-    rows = np.zeros((_LONG_ROWS, len(table.columns)))
+    return _section(table, _LONG_ROWS, _CAPPING_OFFSET)
+
+
+def _section(table: Table, count: int, shift: int) -> bytes:
+    """`count` rows, those of capping atoms `shift` behind the atoms; zeros where there is none."""
+    width = len(table.columns)
+    values = [0.0] * (count * width)
     for row in table.rows:
         element, is_capping = row.key[0]
-        rows[element - 1 + (_CAPPING_OFFSET if is_capping else 0)] = row.values
-    return rows.astype("<f8").tobytes()
+        start = width * (element - 1 + (shift if is_capping else 0))
+        values[start:start + width] = row.values
+    return struct.pack(f"<{len(values)}d", *values)
 
 
 def _pair_packet(table: Table) -> bytes:
     """Records of two element codes, negative for a capping atom, and two values."""
-    records = np.zeros((len(table.rows), 4))
-    for record, row in zip(records, table.rows):
-        record[:2] = [-element if is_capping else element for element, is_capping in row.key]
-        record[2:] = row.values
-    return records.astype("<f8").tobytes()
+    return b"".join(
+        struct.pack("<4d", *(-element if is_capping else element for element, is_capping in row.key),
+                    *row.values)
+        for row in table.rows)

@@ -101,8 +101,7 @@ def test_tables_of_another_method_are_refused(water):
 
 
 def test_an_element_without_functions_is_refused(water):
-    job = Job(water, "am1")
-    job.molecule.numbers[0] = 92
+    job = Job(water.replace(numbers=[92, 1, 1]), "am1", charge=0)
     with pytest.raises(InputError, match=r"atom 1 \(U\).*AM1"):
         slater_basis(job)
 
