@@ -16,10 +16,10 @@ if TYPE_CHECKING:
 
     import numpy as np
 
-    Numbers = Sequence[float] | array[float] | np.ndarray[Any, Any]
+    Array = np.ndarray[Any, Any]
 
-# Digits of a number in single precision: six are always kept, nine tell any two apart. Numbers below
-# the smallest normal one have fewer.
+# Digits of a number in single precision: six are always kept, nine tell any two apart. Numbers
+# below the smallest normal one have fewer.
 _DIGITS, _FEWER_DIGITS = range(6, 10), range(1, 10)
 _SMALLEST_NORMAL = 2.0**-126
 
@@ -54,7 +54,7 @@ def rows(values: Sequence[float], columns: int) -> list[list[float]]:
     return [plain[i:i + columns] for i in range(0, len(plain), columns)]
 
 
-def as_numpy(values: Iterable[float], columns: int = 0) -> np.ndarray[Any, Any]:
+def as_numpy(values: Iterable[float], columns: int = 0) -> Array:
     """A copy as a numpy array in double precision, n x columns where there are columns."""
     import numpy
 
@@ -63,8 +63,8 @@ def as_numpy(values: Iterable[float], columns: int = 0) -> np.ndarray[Any, Any]:
 
 
 def finite(values: Iterable[float]) -> bool:
-    """Whether all numbers are finite. Infinity and NaN stay in a sum; should a sum of finite numbers
-    overflow, each is looked at."""
+    """Whether all numbers are finite. Infinity and NaN stay in a sum; should a sum of finite
+    numbers overflow, each is looked at."""
     total = sum(values)
     return total - total == 0 or all(value - value == 0 for value in values)
 
@@ -95,7 +95,7 @@ class ArrayField:
         def __get__(self, instance: None, owner: type) -> ArrayField: ...
 
         @overload
-        def __get__(self, instance: object, owner: type) -> np.ndarray[Any, Any] | None: ...
+        def __get__(self, instance: object, owner: type) -> Array | None: ...
 
     def __get__(self, instance: object | None, owner: type) -> Any:
         if instance is None:

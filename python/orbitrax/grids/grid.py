@@ -15,6 +15,10 @@ import numpy as np
 from orbitrax.errors import UsageError
 from orbitrax.units import WIRE_BOHR_PER_ANGSTROM
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 POTENTIAL, DENSITY, ORBITAL, ORBITAL_SQUARED, SPIN_DENSITY = range(5)  # kinds, as on the wire
 _ABOVE_LUMO, _BELOW_HOMO, _NUMBER = range(3)  # ways to name an orbital, as on the wire
 
@@ -130,9 +134,9 @@ class Frame:
     the same step.
     """
 
-    origin: np.ndarray
-    column: np.ndarray
-    row: np.ndarray
+    origin: Array
+    column: Array
+    row: Array
     counts: tuple[int, int, int]
 
     def __post_init__(self):
@@ -166,12 +170,12 @@ class Frame:
                              "fewer points or a smaller margin")
 
     @property
-    def first(self) -> np.ndarray:
+    def first(self) -> Array:
         """The first point, bohr."""
         return (self.origin * BOHR_PER_ANGSTROM).astype(float)
 
     @property
-    def steps(self) -> np.ndarray:
+    def steps(self) -> Array:
         """The three steps as rows of a matrix, bohr. That of a single plane is its normal, as long
         as a step within a row."""
         column, row = ((v * BOHR_PER_ANGSTROM).astype(float) for v in (self.column, self.row))
@@ -179,7 +183,7 @@ class Frame:
         return np.stack((column, row, normal * (np.linalg.norm(column) / np.linalg.norm(normal))))
 
 
-def box_around(positions: np.ndarray, margin: float = MARGIN, points: int | None = None) -> Frame:
+def box_around(positions: Array, margin: float = MARGIN, points: int | None = None) -> Frame:
     """A box round atoms at `positions`, n x 3 Angstrom, that leaves `margin` Angstrom on each side.
     points: how many along its longest axis; when None 80, or what makes steps of 0.15 Angstrom in
     a larger molecule."""
@@ -191,7 +195,7 @@ def box_around(positions: np.ndarray, margin: float = MARGIN, points: int | None
                  tuple(counts.tolist()))
 
 
-def plane_through(positions: np.ndarray, text: str, margin: float = MARGIN,
+def plane_through(positions: Array, text: str, margin: float = MARGIN,
                   points: int | None = None) -> Frame:
     """A plane through a molecule, large enough for the atoms and `margin` Angstrom more.
 
@@ -218,7 +222,7 @@ def _check(margin: float, points: int | None) -> None:
         raise UsageError(f"{points} points along an axis: choose from 2 to 100000")
 
 
-def _divide(sides: np.ndarray, points: int | None) -> tuple[float, np.ndarray]:
+def _divide(sides: Array, points: int | None) -> tuple[float, Array]:
     """The step, and the points along each side."""
     longest = float(sides.max())
     if longest <= 0:
@@ -229,7 +233,7 @@ def _divide(sides: np.ndarray, points: int | None) -> tuple[float, np.ndarray]:
     return step, np.maximum(np.ceil(sides / step - 1e-6).astype(int) + 1, 1)
 
 
-def _plane(positions: np.ndarray, text: str) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+def _plane(positions: Array, text: str) -> tuple[Array, Array, Array]:
     """A point and two directions."""
     name, equals, height = text.replace(" ", "").lower().partition("=")
     try:
@@ -282,7 +286,7 @@ def _free_memory() -> int | None:
     return None
 
 
-def principal_axes(positions: np.ndarray) -> np.ndarray:
+def principal_axes(positions: Array) -> Array:
     """Three orthogonal directions as rows, right-handed: along which points, n x 3, extend most,
     less, and least. Each has its largest component positive, the last one as it then must be."""
     centred = positions - positions.mean(axis=0)
@@ -304,15 +308,15 @@ class Grid:
     and positions (n x 3, Angstrom) are the molecule's. title says in words what it is, orbital is
     its number and energy in eV, or None, method the method's name."""
 
-    values: np.ndarray
+    values: Array
     frame: Frame
     plot: Plot
-    numbers: np.ndarray
-    positions: np.ndarray
+    numbers: Array
+    positions: Array
     title: str
     method: str
     orbital: tuple[int, float] | None = None
-    density: np.ndarray | None = None
+    density: Array | None = None
 
     @property
     def is_zero(self) -> bool:

@@ -11,6 +11,10 @@ from typing import NamedTuple
 
 import numpy as np
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 _STRIP = 1 << 20  # pairs of primitives taken together
 
 
@@ -18,10 +22,10 @@ class GaussianShell(NamedTuple):
     """The 2 l + 1 functions of one shell. centre: 3, bohr; exponents: 1/bohr^2; coefficients: of
     normalised primitives; first: index of its first function."""
 
-    centre: np.ndarray
+    centre: Array
     l: int
-    exponents: np.ndarray
-    coefficients: np.ndarray
+    exponents: Array
+    coefficients: Array
     first: int
 
 
@@ -43,12 +47,12 @@ _HARMONICS = (
 )
 
 
-def radial_norm(l: int, exponents: np.ndarray) -> np.ndarray:
+def radial_norm(l: int, exponents: Array) -> Array:
     """N for which N r^l exp(-a r^2) is normalised over r^2 dr; in the shape of `exponents`."""
     return np.sqrt(2.0 * (2.0 * exponents) ** (l + 1.5) / math.gamma(l + 1.5))
 
 
-def overlap_matrix(shells: list[GaussianShell]) -> np.ndarray:
+def overlap_matrix(shells: list[GaussianShell]) -> Array:
     """S, N x N, of all functions of the shells. Shells of one centre are treated as all others."""
     size = max((shell.first + 2 * shell.l + 1 for shell in shells), default=0)
     result = np.zeros((size, size))
@@ -82,11 +86,11 @@ class _Stack:
         return _Stack(self.l, self.shells[start:stop])
 
     @property
-    def functions(self) -> np.ndarray:
+    def functions(self) -> Array:
         return (self.first[:, None] + np.arange(2 * self.l + 1)).ravel()
 
 
-def _overlap(a: _Stack, b: _Stack) -> np.ndarray:
+def _overlap(a: _Stack, b: _Stack) -> Array:
     """The block of two stacks, in the order of their functions.
 
     By the recurrence of S. Obara and A. Saika, J. Chem. Phys. 84, 3963 (1986), axis by axis: with

@@ -14,6 +14,10 @@ from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQ
                                  SPIN_DENSITY, Grid, principal_axes)
 from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 FORMATS = ("png", "svg", "pdf")
 
 # By kind: the value at which surfaces are drawn (of the density, for a potential), and the least
@@ -176,7 +180,7 @@ class _Paint:
                 "potential", [(0, "#b8001f"), (0.25, "#f0673c"), (0.5, "#f8f4ec"),
                               (0.75, "#4a97dd"), (1, "#0a2f8f")]))
 
-    def __call__(self, values: np.ndarray) -> np.ndarray:
+    def __call__(self, values: Array) -> Array:
         return self._map.to_rgba(values * CODATA_KCAL_PER_HARTREE)[:, :3]
 
     def scale(self, figure, share: float) -> None:
@@ -239,7 +243,7 @@ def contours(grid: Grid, width: int = WIDTH):
     return figure
 
 
-def _shown_part(grid: Grid, x: np.ndarray, y: np.ndarray, least: float) -> tuple:
+def _shown_part(grid: Grid, x: Array, y: Array, least: float) -> tuple:
     """Left, right, low and high end of what has contours or atoms, and some space."""
     columns, rows = np.nonzero(np.abs(grid.values[:, :, 0]) >= least)
     spots, strength = _seen_atoms(grid)
@@ -259,7 +263,7 @@ def _scale_bar(axes, left: float, low: float, text: str) -> None:
                   color="0.25", va="center")
 
 
-def _contour_values(grid: Grid) -> np.ndarray:
+def _contour_values(grid: Grid) -> Array:
     """Positive contours, ascending: the last ones that there are room and values for."""
     first, most = _FIRST_CONTOURS[grid.plot.kind], float(np.abs(grid.values).max())
     if grid.plot.kind == POTENTIAL:
@@ -269,7 +273,7 @@ def _contour_values(grid: Grid) -> np.ndarray:
     return first * 2.0 ** np.arange(min(int(math.log2(most / first)) + 1, _MOST_CONTOURS))
 
 
-def _seen_atoms(grid: Grid) -> tuple[np.ndarray, np.ndarray]:
+def _seen_atoms(grid: Grid) -> tuple[Array, Array]:
     """Where the atoms are drawn, n x 2, Angstrom along rows and columns, and how strongly: fully in
     the plane, faintly near it, 0 farther away."""
     frame = grid.frame

@@ -9,13 +9,17 @@ from dataclasses import dataclass
 
 import numpy as np
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 SUPERSAMPLING = 2  # points drawn for each pixel, in each direction
 
 _CHUNK = 1 << 21  # points looked at together
 _LAYERS = 3  # see-through surfaces shown before one another
 _SAME_SURFACE = 0.02  # Angstrom: what is no deeper than this is the same layer
 
-def _direction(*vector: float) -> np.ndarray:
+def _direction(*vector: float) -> Array:
     return (np.array(vector) / np.linalg.norm(vector)).astype(np.float32)
 
 
@@ -34,10 +38,10 @@ class Mesh:
     below that it is the opacity where the surface faces the viewer, more at its rims. shine: how
     strong its highlights are."""
 
-    vertices: np.ndarray
-    normals: np.ndarray
-    faces: np.ndarray
-    colours: np.ndarray
+    vertices: Array
+    normals: Array
+    faces: Array
+    colours: Array
     opacity: float = 1.0
     shine: float = 1.0
 
@@ -47,14 +51,14 @@ class Camera:
     """rotation: 3 x 3, its rows the directions right, up and towards the viewer. centre: the point
     in the middle of the picture, Angstrom. scale: pixels per Angstrom. width, height in pixels."""
 
-    rotation: np.ndarray
-    centre: np.ndarray
+    rotation: Array
+    centre: Array
     scale: float
     width: int
     height: int
 
 
-def draw(meshes: list[Mesh], camera: Camera) -> np.ndarray:
+def draw(meshes: list[Mesh], camera: Camera) -> Array:
     """The picture on white: height x width x 3, from 0 to 1."""
     fine = Camera(camera.rotation, camera.centre, camera.scale * SUPERSAMPLING,
                   camera.width * SUPERSAMPLING, camera.height * SUPERSAMPLING)
@@ -95,7 +99,7 @@ class _Haze:
         most = _HAZE * min(max((depth - _SHALLOW) / _SHALLOW, 0.0), 1.0)
         self._per_angstrom = np.float32(most / depth) if depth > 0 else np.float32(0)
 
-    def over(self, colours: np.ndarray, depth: np.ndarray) -> np.ndarray:
+    def over(self, colours: Array, depth: Array) -> Array:
         """Colours, n x 3, as they look from the front; depth n, infinite where nothing is."""
         if not self._per_angstrom:
             return colours
@@ -108,18 +112,18 @@ class _Fragments:
     """Points of triangles on pixels: pixel and triangle numbers, weights of the second and third
     corner, depth towards the viewer."""
 
-    pixels: np.ndarray
-    faces: np.ndarray
-    second: np.ndarray
-    third: np.ndarray
-    depth: np.ndarray
+    pixels: Array
+    faces: Array
+    second: Array
+    third: Array
+    depth: Array
 
     def take(self, which) -> _Fragments:
         return _Fragments(self.pixels[which], self.faces[which], self.second[which],
                           self.third[which], self.depth[which])
 
 
-def _looks(mesh: Mesh, camera: Camera) -> np.ndarray:
+def _looks(mesh: Mesh, camera: Camera) -> Array:
     """What is mixed between the corners of a triangle, n x 8: normal as the camera sees it, colour,
     opacity, shine."""
     looks = np.empty((len(mesh.vertices), 8), np.float32)
@@ -147,7 +151,7 @@ class _Scene:
         self._all = self._fragments(camera.width, camera.height)
         self._order = np.argsort(self._all.depth, kind="stable").astype(np.int32)
 
-    def nearest(self, front: np.ndarray, back: np.ndarray) -> _Fragments:
+    def nearest(self, front: Array, back: Array) -> _Fragments:
         """What is seen of it between two depths, each given for every pixel."""
         found = self._all
         between = (found.depth < front[found.pixels]) & (found.depth > back[found.pixels])
@@ -156,7 +160,7 @@ class _Scene:
         best[found.pixels[rising]] = rising  # the last one stays, which is the nearest
         return found.take(best[best >= 0])
 
-    def shade(self, seen: _Fragments) -> tuple[np.ndarray, np.ndarray]:
+    def shade(self, seen: _Fragments) -> tuple[Array, Array]:
         """Colours, n x 3, and opacities, n."""
         corners = self._faces[seen.faces]
         mixed = self._looks[corners[:, 0]] * (1 - seen.second - seen.third)[:, None]

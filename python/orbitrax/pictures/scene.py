@@ -15,6 +15,10 @@ from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
 from orbitrax.pictures.render import Camera, Mesh, draw
 from orbitrax.pictures.surface import Field, isosurface
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 POSITIVE, NEGATIVE = (0.13, 0.40, 0.80), (0.96, 0.56, 0.10)  # colours of the two signs
 CLOUD = (0.35, 0.62, 0.72)  # of a density
 
@@ -34,7 +38,7 @@ _SMALLEST_VIEW = 3.0  # Angstrom across
 # ---- meshes -------------------------------------------------------------------------------------
 
 
-def molecule(numbers: np.ndarray, positions: np.ndarray) -> list[Mesh]:
+def molecule(numbers: Array, positions: Array) -> list[Mesh]:
     """Balls for the atoms, in the usual colours, and sticks for the bonds, half and half."""
     real = np.flatnonzero(numbers > 0)
     coarse = 2 if len(real) > _LARGE else 1
@@ -60,13 +64,13 @@ def _placed(vertices, normals, faces, colour) -> Mesh:
     return Mesh(vertices, normals, faces, np.broadcast_to(colour, vertices.shape))
 
 
-def _colours(numbers: np.ndarray) -> np.ndarray:
+def _colours(numbers: Array) -> Array:
     table = np.array([tuple(bytes.fromhex(colour)) for colour in COLOURS]) / 255
     table[1], table[6] = _HYDROGEN, _CARBON
     return table[numbers]
 
 
-def _ball(rows: int) -> tuple[np.ndarray, np.ndarray]:
+def _ball(rows: int) -> tuple[Array, Array]:
     """Points of a sphere of radius 1, and its triangles."""
     polar, turn = np.meshgrid(np.linspace(0, np.pi, rows + 1),
                               np.linspace(0, 2 * np.pi, 2 * rows, endpoint=False), indexing="ij")
@@ -75,14 +79,14 @@ def _ball(rows: int) -> tuple[np.ndarray, np.ndarray]:
     return points.reshape(-1, 3), _strip_faces(rows, 2 * rows)
 
 
-def _stick(sides: int) -> tuple[np.ndarray, np.ndarray]:
+def _stick(sides: int) -> tuple[Array, Array]:
     """Points of an open cylinder of radius 1 from z = 0 to 1, and its triangles."""
     turn = np.linspace(0, 2 * np.pi, sides, endpoint=False)
     ring = np.stack((np.cos(turn), np.sin(turn), np.zeros(sides)), axis=1)
     return np.concatenate((ring + [0, 0, 1], ring)), _strip_faces(1, sides)
 
 
-def _strip_faces(rows: int, columns: int) -> np.ndarray:
+def _strip_faces(rows: int, columns: int) -> Array:
     """Triangles between rows + 1 closed rings of points, each of `columns`."""
     i, j = (index.ravel() for index in np.indices((rows, columns)))
     k = (j + 1) % columns
@@ -90,7 +94,7 @@ def _strip_faces(rows: int, columns: int) -> np.ndarray:
     return np.concatenate((np.stack((a, b, c), axis=1), np.stack((a, c, d), axis=1)))
 
 
-def _towards(direction: np.ndarray) -> np.ndarray:
+def _towards(direction: Array) -> Array:
     """A rotation whose third row is the direction."""
     helper = np.eye(3)[np.argmin(np.abs(direction))]
     first = np.cross(helper, direction)
@@ -120,14 +124,14 @@ def painted_surface(grid: Grid, isovalue: float, paint) -> list[Mesh]:
     return [Mesh(_in_place(grid, vertices), normals, faces, colours, _MAP_OPACITY, shine=0.3)]
 
 
-def _in_place(grid: Grid, vertices: np.ndarray) -> np.ndarray:
+def _in_place(grid: Grid, vertices: Array) -> Array:
     return (grid.frame.first + vertices @ grid.frame.steps) / float(BOHR_PER_ANGSTROM)
 
 
 # ---- camera -------------------------------------------------------------------------------------
 
 
-def camera(meshes: list[Mesh], positions: np.ndarray, azimuth: float, elevation: float,
+def camera(meshes: list[Mesh], positions: Array, azimuth: float, elevation: float,
            width: int) -> Camera:
     """Looks at a molecule from `elevation` degrees above the plane in which it mostly lies, its
     longest direction running across, turned by `azimuth` degrees; everything is in the picture,
@@ -146,8 +150,8 @@ def camera(meshes: list[Mesh], positions: np.ndarray, azimuth: float, elevation:
     return Camera(rotation, rotation.T @ ((low + high) / 2), scale, width, height)
 
 
-def image(meshes: list[Mesh], positions: np.ndarray, view: tuple[float, float], width: int
-          ) -> np.ndarray:
+def image(meshes: list[Mesh], positions: Array, view: tuple[float, float], width: int
+          ) -> Array:
     """The picture, `width` pixels wide, from azimuth and elevation: height x width x 3, from 0 to
     1."""
     return draw(meshes, camera(meshes, positions, *view, width))

@@ -12,6 +12,10 @@ from itertools import product
 
 import numpy as np
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 _NEWTON_STEPS = 4
 _LONGEST_STEP = 0.5  # of a vertex in one step, in grid steps
 _DIFFERENCE = 0.5  # half the base of the differences that give gradients, in grid steps
@@ -21,7 +25,7 @@ class Field:
     """A grid of values that can be asked between its points. Places are n x 3, counted in grid
     steps from the first point; outside the grid the nearest value counts."""
 
-    def __init__(self, values: np.ndarray):
+    def __init__(self, values: Array):
         from scipy import ndimage
 
         self.values = np.asarray(values, dtype=np.float32)
@@ -29,12 +33,12 @@ class Field:
         self._spline = ndimage.spline_filter(self.values, order=3, output=np.float32,
                                              mode="nearest")
 
-    def at(self, places: np.ndarray) -> np.ndarray:
+    def at(self, places: Array) -> Array:
         """The values at n places."""
         return self._interpolate(self._spline, np.asarray(places).T, order=3, mode="nearest",
                                  prefilter=False)
 
-    def gradient(self, places: np.ndarray) -> np.ndarray:
+    def gradient(self, places: Array) -> Array:
         """The gradients at n places, n x 3, per grid step."""
         columns = []
         for axis in range(3):
@@ -44,7 +48,7 @@ class Field:
         return np.stack(columns, axis=1)
 
 
-def isosurface(field: Field, level: float) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+def isosurface(field: Field, level: float) -> tuple[Array, Array, Array]:
     """The surface on which a field has the value `level`: its vertices, n x 3 in grid steps, their
     normals, n x 3 of length 1 and pointing to lower values, and its triangles, m x 3 indices,
     counter-clockwise as seen from there. Where the surface leaves the grid it is open."""
@@ -65,7 +69,7 @@ def isosurface(field: Field, level: float) -> tuple[np.ndarray, np.ndarray, np.n
     return vertices, -gradient / np.where(length > 0, length, 1), faces
 
 
-def _crossings(values: np.ndarray, level: float, cells: np.ndarray) -> np.ndarray:
+def _crossings(values: Array, level: float, cells: Array) -> Array:
     """For each cell the mean of the points where the surface crosses its twelve edges."""
     total, count = np.zeros(cells.shape), np.zeros(len(cells))
     for axis in range(3):
@@ -84,7 +88,7 @@ def _crossings(values: np.ndarray, level: float, cells: np.ndarray) -> np.ndarra
     return total / count[:, None]
 
 
-def _onto_the_surface(field: Field, level: float, places: np.ndarray) -> np.ndarray:
+def _onto_the_surface(field: Field, level: float, places: Array) -> Array:
     """Newton's steps along the gradient, short ones, as the first guess is near."""
     for _ in range(_NEWTON_STEPS):
         gradient = field.gradient(places)
@@ -96,7 +100,7 @@ def _onto_the_surface(field: Field, level: float, places: np.ndarray) -> np.ndar
     return places
 
 
-def _triangles(inside: np.ndarray, number: np.ndarray) -> np.ndarray:
+def _triangles(inside: Array, number: Array) -> Array:
     """Two triangles across every edge that the surface crosses, between the vertices of the four
     cells round the edge."""
     found = []
@@ -122,7 +126,7 @@ def _triangles(inside: np.ndarray, number: np.ndarray) -> np.ndarray:
     return np.concatenate(found)
 
 
-def _quartered(vertices: np.ndarray, faces: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+def _quartered(vertices: Array, faces: Array) -> tuple[Array, Array]:
     """Every triangle as four, with a new vertex in the middle of each side."""
     ends = np.sort(np.stack((faces, np.roll(faces, -1, axis=1)), axis=2).reshape(-1, 2), axis=1)
     sides, which = np.unique(ends[:, 0] * len(vertices) + ends[:, 1], return_inverse=True)
