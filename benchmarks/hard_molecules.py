@@ -116,8 +116,8 @@ SETTINGS = [
     ("--no-diis", {"diis": False}),
     ("--level-shift-start 0", {"level_shift_start": 0}),
     ("--no-diis --level-shift-start 0", {"diis": False, "level_shift_start": 0}),
-    ("--scf-iterations 2000", {"iteration_limit": 2000}),
-    ("--no-diis --scf-iterations 2000", {"diis": False, "iteration_limit": 2000}),
+    ("--scf-iterations 2000", {"scf_iterations": 2000}),
+    ("--no-diis --scf-iterations 2000", {"diis": False, "scf_iterations": 2000}),
 ]
 
 SAME_STATE = 0.01  # kcal/mol
@@ -142,8 +142,8 @@ def compute(backend, molecule, case, settings, trace=None):
 
     _, _, method, charge, multiplicity, unrestricted = case
     try:
-        return backend.run(Job(molecule, method, charge, multiplicity, unrestricted=unrestricted,
-                               log_level=10, **settings), follow)
+        return backend.run(Job(molecule, method, charge=charge, multiplicity=multiplicity,
+                               uhf=unrestricted, **settings), follow)
     except OrbitraxError as error:
         print(f"{case[0]} {method}: {error}", file=sys.stderr)
         return None

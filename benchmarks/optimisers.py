@@ -57,12 +57,11 @@ def start(name: str):
 
 def optimise(backend, molecule, method: str, optimiser: str):
     """Result of one search, unrestricted for radicals."""
-    from orbitrax import OPTIMISATION, Job
+    from orbitrax import Job, Optimize
 
-    job = Job(molecule, method, kind=OPTIMISATION, optimiser=optimiser, rms_gradient=LIMIT,
-              max_cycles=MOST_CYCLES, convergence_limit=1e-8, log_level=10, report_period=0)
-    job.unrestricted = job.multiplicity > 1
-    return backend.run(job)
+    job = Job(molecule, method, Optimize(optimizer=optimiser, limit=LIMIT, cycles=MOST_CYCLES,
+                                         scf_limit=1e-8, report_period=0))
+    return backend.run(job.replace(uhf=job.multiplicity > 1))
 
 
 def remark(results) -> str:

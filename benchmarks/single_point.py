@@ -59,7 +59,7 @@ def warm_session(backend, path: Path, method: str):
     """Seconds of one session of a running backend, and its result."""
     from orbitrax import Job, read_molecule
 
-    job = Job(read_molecule(str(path)), method, convergence_limit=CONVERGENCE, log_level=10)
+    job = Job(read_molecule(str(path)), method, scf_limit=CONVERGENCE)
     began = time.perf_counter()
     result = backend.run(job)
     return time.perf_counter() - began, result

@@ -16,7 +16,7 @@ from orbitrax import Backend, Job, read_molecule, slater_basis  # noqa: E402
 
 
 def main(path: str = str(HERE / "formaldehyde.xyz"), method: str = "am1") -> None:
-    job = Job(read_molecule(path), method, send_eigenvectors=True)
+    job = Job(read_molecule(path), method, eigenvectors=True)
     with Backend() as backend:
         result = backend.run(job)
     levels = result.orbital_energies  # eV, ascending

@@ -19,9 +19,10 @@ __version__ = "0.1.0"
 _HOMES = {
     "Backend": "backend",
     "Frame": "grids.grid",
+    "Energy": "tasks.energy",
     "Grid": "grids.grid",
     "Job": "job",
-    "OPTIMISATION": "job",
+    "Optimize": "tasks.optimize",
     "Plot": "grids.grid",
     "Molecule": "molecules.molecule",
     "Restraint": "molecules.restraints",

@@ -1,13 +1,20 @@
-"""Files that appear whole or not at all."""
+"""Files: those of the package, and those that appear whole or not at all."""
 
 from __future__ import annotations
 
 import contextlib
 import os
-import tempfile
-from typing import Iterator
 
 from orbitrax.errors import OrbitraxError, UsageError
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Iterator
+
+
+def package_path(*names: str) -> str:
+    """A file that comes with the package."""
+    return os.path.join(os.path.dirname(__file__), *names)
 
 
 def check_target(path: str) -> None:
@@ -41,6 +48,8 @@ def replaced(path: str) -> Iterator[str]:
 
 @contextlib.contextmanager
 def _beside(path: str) -> Iterator[str]:
+    import tempfile
+
     handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-",
                                          suffix=os.path.splitext(path)[1])
     os.close(handle)

@@ -13,6 +13,8 @@ from __future__ import annotations
 
 from orbitrax.errors import SettingError, UsageError
 
+__all__ = ["LARGEST_FLOAT", "LARGEST_WORD", "Option", "Settings", "declared", "option", "unknown"]
+
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Callable, Iterable, Mapping
@@ -36,12 +38,12 @@ _KINDS = ("bool", "int", "float", "str", "tuple")
 class Option:
     """One setting. name: in Python; the command line has dashes for underscores.
 
-    kind: "bool", "int", "float", "str" or "tuple", of whole numbers or what `convert` makes.
+    kind: "bool", "int", "float", "str" or "tuple", of whole numbers or of what `convert` makes.
     default: what stands when nothing is said; optional: whether that may be None, which leaves it
-    to the molecule, the method or the job. unit, help: for people. above, least, most, choices: what
-    values there are. wire: the field of the options on the wire that it fills. group: the heading
-    under which it is listed. short, metavar, exclusive, repeated: how it is typed; typed: whether it
-    can be. convert: makes the value of what was given, and may refuse it.
+    to the molecule, the method or the job. unit, help: for people. above, least, most, choices:
+    what values there are. wire: the field of the options on the wire that it fills. group: the
+    heading under which it is listed. short, metavar, exclusive, repeated: how it is typed; typed:
+    whether it is at all. convert: makes the value of what was given, and may refuse it.
     """
 
     name: str
@@ -144,7 +146,7 @@ class Option:
 
 
 def option(default: Any, *, help: str, **about: Any) -> Any:
-    """Declares one setting: its default and, by the names of `Option`, what else there is to say."""
+    """Declares one setting: its default and, by the names of `Option`, what else is to be said."""
     return Option(default, help=help, **about)
 
 

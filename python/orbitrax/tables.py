@@ -14,6 +14,7 @@ import struct
 
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.errors import ParameterError
+from orbitrax.files import package_path
 from orbitrax.methods import Method, find_method
 
 TYPE_CHECKING = False
@@ -119,8 +120,7 @@ class ParameterSet:
 
 def parameter_directory() -> str:
     """Where the tables are: ORBITRAX_PARAMETERS, else those of the package."""
-    return os.environ.get("ORBITRAX_PARAMETERS") or os.path.join(os.path.dirname(__file__),
-                                                                 "parameters")
+    return os.environ.get("ORBITRAX_PARAMETERS") or package_path("parameters")
 
 
 # ---- reading ------------------------------------------------------------------------------------
@@ -254,8 +254,9 @@ def _check_same_elements(tables: list[Table]) -> None:
             present = {row.key for row in two.rows}
             for row in one.rows:
                 if row.key not in present:
+                    name = os.path.basename(two.path)
                     raise ParameterError(one.path, row.line, 1,
-                                         f"{_label(row.key[0])} has no row in {os.path.basename(two.path)}")
+                                         f"{_label(row.key[0])} has no row in {name}")
 
 
 def _label(key: Key) -> str:
@@ -290,7 +291,7 @@ def _section(table: Table, count: int, shift: int) -> bytes:
 
 def _pair_packet(table: Table) -> bytes:
     """Records of two element codes, negative for a capping atom, and two values."""
-    return b"".join(
-        struct.pack("<4d", *(-element if is_capping else element for element, is_capping in row.key),
-                    *row.values)
-        for row in table.rows)
+    codes = [[-element if is_capping else element for element, is_capping in row.key]
+             for row in table.rows]
+    return b"".join(struct.pack("<4d", *code, *row.values)
+                    for code, row in zip(codes, table.rows))

@@ -24,7 +24,7 @@ sys.path.insert(0, str(ROOT / "python"))
 
 from orbitrax.link import wire  # noqa: E402
 from orbitrax import tables  # noqa: E402
-from orbitrax.backend import find_backend  # noqa: E402
+from orbitrax.link.process import find_backend  # noqa: E402
 from orbitrax.link.conversation import Conversation  # noqa: E402
 from orbitrax.molecules.elements import SYMBOLS  # noqa: E402
 from orbitrax.errors import LinkClosed, TimeLimitExceeded  # noqa: E402
@@ -302,7 +302,7 @@ class Process:
 @functools.cache
 def program() -> Path:
     """The program under test: ORBITRAX_QSOLVE, else the release build of this checkout."""
-    return find_backend()
+    return Path(find_backend())
 
 
 @functools.cache

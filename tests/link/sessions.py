@@ -13,6 +13,7 @@ from orbitrax.link import wire
 from orbitrax.job import Job
 from orbitrax.methods import METHODS, find_method
 from orbitrax.molecules.molecule import Molecule
+from orbitrax.session import encode
 from orbitrax.tables import load_parameters
 
 KEYS = [method.key for method in METHODS]
@@ -95,8 +96,9 @@ def tables(method: str, block: bytes | None = None) -> list[Step]:
 def options(run: dict | None = None, job: dict | None = None,
             base: Job | None = None) -> list[Step]:
     """The three steps that every session has."""
-    base = base or Job(WATER, "am1", precise=False)
-    run_options, job_options = base.run_options(), base.job_options()
+    base = base or Job(WATER, "am1", precise=False, log_level=0)
+    run_options = np.frombuffer(encode.run_options(base), wire.RUN_OPTIONS)[0].copy()
+    job_options = np.frombuffer(encode.job_options(base), wire.JOB_OPTIONS)[0].copy()
     for record, changes in ((run_options, run), (job_options, job)):
         for name, value in (changes or {}).items():
             record[name] = value
@@ -109,9 +111,8 @@ def chunks(name: str, data: bytes, size: int) -> list[Step]:
 
 
 def molecule_steps(base: Job) -> list[Step]:
-    records = base.atom_records()
-    return [Step("atom count", wire.word(len(records))),
-            *chunks("atoms", records.tobytes(), 170 * 96)]
+    return [Step("atom count", wire.word(len(base.molecule))),
+            *chunks("atoms", encode.atom_records(base), 170 * 96)]
 
 
 def restraint_steps(counts: list[int], records: np.ndarray | bytes = b"") -> list[Step]:
@@ -125,12 +126,12 @@ def restraint_steps(counts: list[int], records: np.ndarray | bytes = b"") -> lis
 
 def calculation(method: str = "am1", molecule: Molecule = WATER, run: dict | None = None,
                 job: dict | None = None, restraints: list[Step] | None = None,
-                selection: list[int] | None = None, method_id: int | None = None) -> list[Step]:
+                select: list[int] | None = None, method_id: int | None = None) -> list[Step]:
     """The steps of a session that calculates, the tables apart."""
-    base = Job(molecule, method, selection=selection, precise=False)
+    base = Job(molecule, method, select=select, precise=False, log_level=0)
     if restraints:
         job = {**(job or {}), "fRestraints": 1}
-    block = bytearray(base.selection_block())
+    block = bytearray(encode.selection_block(base))
     block[32:36] = wire.word(find_method(method).number if method_id is None else method_id)
     steps = [*options(run, job, base), *molecule_steps(base), *(restraints or []),
              Step("selection", bytes(block))]

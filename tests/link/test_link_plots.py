@@ -327,7 +327,7 @@ def test_extended_hueckel_says_that_it_has_no_potential(start):
 
 def test_a_selected_part_is_plotted_with_its_caps_alone(start):
     peer = start()
-    first(peer, calculation("am1", ETHANE_PART, selection=[1, 2, 3, 4]))
+    first(peer, calculation("am1", ETHANE_PART, select=[1, 2, 3, 4]))
     line = {"columns": 1, "rows": 1}
     # At the place of the cap there is an orbital of it; its core is 0.3 Angstrom away.
     cap = plot(DENSITY, **line, flPlotGrid=(1.2, 0, 0, *COLUMN, *ROW))

@@ -31,7 +31,7 @@ def sessions(method: str) -> dict[str, list[Step]]:
         "silent": calculation(method, run={"nLogLevel": 10}),
         "nothing": options({"fCalculate": 0}),
         "two atoms": calculation(method, HYDROGEN),
-        "part": calculation(method, ETHANE_PART, selection=[1, 2, 3, 4]),
+        "part": calculation(method, ETHANE_PART, select=[1, 2, 3, 4]),
         "plot": options({"fCalculate": 0, "fPlot": 1}),
         "wrong parity": calculation(method, run={"nMultiplicity": 2}),
         "no multiplicity": calculation(method, run={"nMultiplicity": -1}),

@@ -252,7 +252,7 @@ def test_lists_without_restraints_are_not_asked_for(start):
 
 
 def test_the_selection_names_the_selected_atoms_and_no_capping_atoms(start):
-    steps = calculation(molecule=ETHANE_PART, selection=[1, 2, 3, 4], run=QUIET)
+    steps = calculation(molecule=ETHANE_PART, select=[1, 2, 3, 4], run=QUIET)
     assert len(steps[-1].payload) == 36 + 4 * 4
     status = first(start(), steps).texts(wire.STATUS_LINE)
     # Carbon and the capping atom have four orbitals each, the three hydrogens one.

@@ -9,6 +9,7 @@ from sessions import ITEM, calculation, connect, fetch, poke, ready, tables, to_
 
 from orbitrax import Job, read_molecule
 from orbitrax.link import wire
+from orbitrax.session.encode import job_packets
 from orbitrax.tables import load_parameters
 
 REQUEST = (wire.REQUEST, ITEM)
@@ -103,7 +104,7 @@ def big_job(peer, iteration: int) -> None:
     waters = ROOT / "benchmarks" / "molecules" / f"{peer.waters}.xyz"
     job = Job(read_molecule(str(waters)), "am1")
     head = [wire.word(4), wire.word(job.method.number), *load_parameters("am1").packets]
-    pokes = [*(wire.packet(payload) for payload in head), *job.packets()]
+    pokes = [*(wire.packet(payload) for payload in head), *job_packets(job)]
     words = "Starting an AM1" if iteration == 0 else f"Iteration = {iteration} "
     while True:
         packet = peer.ask(wire.REQUEST, b"Packet\0")

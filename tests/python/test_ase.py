@@ -140,10 +140,10 @@ def test_a_method_without_the_element_is_refused(calc):
 
 def test_an_scf_that_did_not_converge_is_an_error_unless_it_is_allowed():
     atoms = molecule("C6H6")
-    with Orbitrax(method="cndo", iteration_limit=1) as strict:
-        with pytest.raises(calculator.SCFError, match="iteration_limit"):
+    with Orbitrax(method="cndo", scf_iterations=1) as strict:
+        with pytest.raises(calculator.SCFError, match="scf_iterations"):
             energy(strict, atoms)
-    with Orbitrax(method="cndo", iteration_limit=1, allow_unconverged=True) as lenient:
+    with Orbitrax(method="cndo", scf_iterations=1, allow_unconverged=True) as lenient:
         assert np.isfinite(energy(lenient, atoms))
 
 

@@ -8,7 +8,7 @@ from ase.io import read
 from ase.optimize import BFGS, FIRE, LBFGS
 from support import ROOT
 
-from orbitrax import OPTIMISATION, Backend, Job, from_ase
+from orbitrax import Backend, Job, Optimize, from_ase
 from orbitrax.ase import Orbitrax
 
 KCAL = units.kcal / units.mol
@@ -16,7 +16,7 @@ KCAL = units.kcal / units.mol
 
 @pytest.fixture
 def calc():
-    with Orbitrax(method="am1", convergence_limit=1e-9) as calc:
+    with Orbitrax(method="am1", scf_limit=1e-9) as calc:
         yield calc
 
 
@@ -82,8 +82,7 @@ def test_the_minimisers_of_ase_reach_the_minimum_of_optimize(calc, optimiser):
     atoms = molecule("CH3OH")
     atoms.rattle(0.05, seed=3)
     with Backend() as backend:
-        ours = backend.run(Job(from_ase(atoms), "am1", kind=OPTIMISATION, rms_gradient=0.01,
-                               convergence_limit=1e-9))
+        ours = backend.run(Job(from_ase(atoms), "am1", Optimize(limit=0.01, scf_limit=1e-9)))
     atoms.calc = calc
     assert optimiser(atoms, logfile=None).run(fmax=0.0005, steps=500)
     assert atoms.get_potential_energy() / KCAL == pytest.approx(ours.total_energy, abs=1e-3)
@@ -155,7 +154,7 @@ def test_ase_finds_the_forces_equal_to_differences(method, capsys):
 
     atoms = molecule("CH3OH")
     atoms.rattle(0.05, seed=2)
-    with Orbitrax(method=method, convergence_limit=1e-9) as atoms.calc:
+    with Orbitrax(method=method, scf_limit=1e-9) as atoms.calc:
         forces, _ = gradient_test(atoms)
     rows = [line.split() for line in capsys.readouterr().out.splitlines()[1:]]
     worst = {float(step): float(difference) for step, difference in rows}

@@ -17,7 +17,9 @@ from orbitrax.link import events
 from orbitrax.link.conversation import Conversation
 from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
                              ProtocolError)
+from orbitrax.job import JobSettings
 from orbitrax.methods import METHODS
+from orbitrax.session.encode import job_packets
 
 pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(60)]
 
@@ -42,7 +44,7 @@ def backend(qsolve):
 def texts(backend, job):
     """The log of a job, its warnings and its errors, whether or not it yields results."""
     lines = {events.LogLine: [], events.WarningLine: [], events.ErrorLine: []}
-    for event in backend.stream(job):
+    for event in backend.stream(job.replace(log_level=0)):
         lines.get(type(event), []).append(getattr(event, "text", None))
     return ["\n".join(group) for group in lines.values()]
 
@@ -66,8 +68,8 @@ def test_every_method_counts_electrons_and_orbitals_as_the_client(backend, examp
 
 
 def test_settings_are_logged_as_they_were_sent(backend, water):
-    log, _, _ = texts(backend, Job(water, "zindos", charge=1, unrestricted=True, diis=False,
-                                   convergence_limit=1e-4, iteration_limit=77, overlap_pi=0.64))
+    log, _, _ = texts(backend, Job(water, "zindos", charge=1, uhf=True, diis=False,
+                                   scf_limit=1e-4, scf_iterations=77, pi=0.64))
     assert re.search(r"Convergence limit = 0\.0001000\s+Iteration limit = 77", log)
     assert "P(Sigma-Sigma) = 1.2670 and P(Pi-Pi) = 0.6400" in log
     assert "Accelerate convergence = NO" in log
@@ -77,7 +79,7 @@ def test_settings_are_logged_as_they_were_sent(backend, water):
 
 @pytest.mark.parametrize("method", ["cndo", "mindo3", "am1", "zindo1", "mndod"])
 def test_a_capped_selection_has_seven_electrons_more(backend, examples, method):
-    job = Job(molecule(examples, "ethanol"), method, selection=[3, 4])
+    job = Job(molecule(examples, "ethanol"), method, select=[3, 4])
     log, warnings, errors = texts(backend, job)
     assert "Number of electrons = 14\n" in log and "Total number of orbitals = 9\n" in log
     assert "is not there" not in errors
@@ -98,7 +100,7 @@ def test_more_atoms_than_a_packet_holds_arrive_whole(backend):
 @pytest.mark.parametrize("settings,words", [
     ({"multiplicity": 2}, "doublet"), ({"multiplicity": 3, "charge": 1}, "triplet"),
     ({"multiplicity": 8, "charge": 1}, "multiplicity"), ({"charge": 9}, "charge"),
-    ({"charge": -30}, "electrons"), ({"multiplicity": 2, "unrestricted": True}, "doublet"),
+    ({"charge": -30}, "electrons"), ({"multiplicity": 2, "uhf": True}, "doublet"),
 ])
 def test_refusals_carry_the_words_of_the_backend(backend, water, settings, words):
     with pytest.raises(InputError, match=f"(?i){words}") as caught:
@@ -107,9 +109,11 @@ def test_refusals_carry_the_words_of_the_backend(backend, water, settings, words
 
 
 def test_what_is_not_available_is_said(backend, water):
-    langevin_dynamics = 7
+    class LangevinDynamics(JobSettings):
+        calc_kind = 7
+
     with pytest.raises(OrbitraxError, match="is not available in this version"):
-        backend.run(Job(water, "am1", kind=langevin_dynamics))
+        backend.run(Job(water, "am1", LangevinDynamics()))
 
 
 def test_a_refusal_leaves_the_process_as_good_as_new(backend, water):
@@ -121,30 +125,31 @@ def test_a_refusal_leaves_the_process_as_good_as_new(backend, water):
     assert backend.pid == pid
 
 
-def test_a_selection_that_does_not_fit_is_refused_by_the_backend_too(backend, water):
-    class Wrong(Job):
-        def selection_block(self):
-            return super().selection_block()[:-4] + (7).to_bytes(4, "little")
+def test_a_selection_that_does_not_fit_is_refused_by_the_backend_too(backend, water, monkeypatch):
+    def wrong(job):
+        packets = job_packets(job)
+        return [*packets[:-1], packets[-1][:-4] + (7).to_bytes(4, "little")]
 
-    with pytest.raises(InputError, match="7"):
-        backend.run(Wrong(water, "am1"))
+    with monkeypatch.context() as patch, pytest.raises(InputError, match="7"):
+        patch.setattr("orbitrax.backend.job_packets", wrong)
+        backend.run(Job(water, "am1"))
     assert "Number of electrons = 8" in texts(backend, Job(water, "am1"))[0]
 
 
-def test_a_packet_that_is_too_short_is_refused_by_the_backend_too(backend, water):
-    class Short(Job):
-        def packets(self):
-            packets = super().packets()
-            packets[1] = (100).to_bytes(4, "little") + packets[1][4:120]
-            return packets
+def test_a_packet_that_is_too_short_is_refused_by_the_backend_too(backend, water, monkeypatch):
+    def short(job):
+        packets = job_packets(job)
+        packets[1] = (100).to_bytes(4, "little") + packets[1][4:120]
+        return packets
 
+    monkeypatch.setattr("orbitrax.backend.job_packets", short)
     with pytest.raises(InputError, match="100"):
-        backend.run(Short(water, "am1"))
+        backend.run(Job(water, "am1"))
 
 
 def test_a_job_kind_that_runs_nothing_is_not_taken_for_a_result(backend, water):
     with pytest.raises(ProtocolError, match="without results"):
-        backend.run(Job(water, "am1", kind=3))
+        backend.run(Job(water, "am1", type("None", (JobSettings,), {"calc_kind": 3})()))
 
 
 # ---- life and death -----------------------------------------------------------------------------
@@ -173,10 +178,10 @@ def test_the_process_ends_well_when_the_link_is_cut_in_a_session(qsolve, water, 
     next(stream)
     for _ in range(packets):
         next(stream, None)
-    process = backend._running.process
+    process = backend._running
     stream.close()
     backend.close()
-    assert process.returncode == 0
+    assert process.ended() == 0
 
 
 def test_a_killed_process_is_noticed_within_a_second(qsolve, water):
@@ -246,7 +251,7 @@ def test_another_name_or_topic_is_refused(qsolve):
 
 
 def test_a_program_that_is_no_backend_is_given_up(water, monkeypatch):
-    monkeypatch.setattr("orbitrax.backend._GREETING", 0.3)
+    monkeypatch.setattr("orbitrax.link.conversation._GREETING", 0.3)
     with Backend(program="/bin/cat") as mute:  # reads, and says nothing
         with pytest.raises(ProtocolError, match="not answered"):
             mute.run(Job(water, "am1"))

@@ -70,7 +70,7 @@ def test_charges_and_gradients_longer_than_a_packet_are_joined(make_peer):
 
 def test_an_unrestricted_job_has_both_spins_and_their_eigenvectors(make_peer, water):
     with Backend(make_peer(unrestricted=True)) as backend:
-        job = Job(water, "pm3", charge=1, unrestricted=True, send_eigenvectors=True)
+        job = Job(water, "pm3", charge=1, uhf=True, eigenvectors=True)
         result = backend.run(job)
     assert result.multiplicity == 2 and result.spin == "UHF"
     assert len(result.orbital_energies) == 8
@@ -108,7 +108,7 @@ def test_iterations_up_to_the_limit_are_not_taken_for_convergence(make_peer, wat
              (200, 0.0, 1e-3, True))
     for iterations, difference, limit, converged in cases:
         with Backend(make_peer(iterations=iterations, difference=difference)) as backend:
-            job = Job(water, "am1", convergence_limit=limit)
+            job = Job(water, "am1", scf_limit=limit)
             assert backend.run(job).converged is converged, (iterations, difference, limit)
 
 
@@ -159,8 +159,8 @@ def test_another_method_gets_another_process(make_peer, water):
 def test_the_settings_arrive_at_their_places(make_peer, water):
     script = make_peer(unrestricted=True)
     with Backend(script) as backend:
-        backend.run(Job(water, "zindos", charge=-1, multiplicity=4, unrestricted=True,
-                        convergence_limit=1e-4, iteration_limit=77, diis=False, overlap_pi=0.64,
+        backend.run(Job(water, "zindos", charge=-1, multiplicity=4, uhf=True,
+                        scf_limit=1e-4, scf_iterations=77, diis=False, pi=0.64,
                         level_shift_start=3, log_level=9, debug=True))
     debug, options, job = [(kind, data) for kind, data in pokes(script)][3:6]
     assert debug == (11, struct.pack("<i", 1))
@@ -199,7 +199,7 @@ def test_a_refusal_repeats_the_words_and_leaves_the_process_usable(make_peer, wa
 def test_eigenvectors_of_an_earlier_job_do_not_hide_a_refusal(make_peer, water):
     with Backend(make_peer(results="refusal")) as backend:
         with pytest.raises(InputError, match="this is refused"):
-            backend.run(Job(water, "am1", send_eigenvectors=True))
+            backend.run(Job(water, "am1", eigenvectors=True))
 
 
 def test_an_error_after_the_start_is_a_failed_calculation(make_peer, water):

@@ -25,7 +25,7 @@ def test_every_element_has_as_many_orbitals_as_the_backend_gives_it(method):
     tables, counts = load_parameters(method), set()
     with Backend() as backend:
         for number in sorted(tables.elements):
-            job = Job(Molecule([number], [[0.0, 0.0, 0.0]]), method, iteration_limit=2,
+            job = Job(Molecule([number], [[0.0, 0.0, 0.0]]), method, scf_iterations=2,
                       charge=max(0, valence_electrons(number) - 1))
             result = backend.run(job)
             assert len(slater_basis(job, tables)) == len(result.orbital_energies), number
@@ -59,7 +59,7 @@ def test_exponents_are_those_of_the_tables():
 def test_only_selected_and_capping_atoms_have_orbitals(examples):
     """Ethanol: the methyl group is selected, and its neighbour ends the bond."""
     ethanol = read_molecule(str(examples / "ethanol.xyz"))
-    job = Job(ethanol, "am1", selection=[1, 7, 8, 9])
+    job = Job(ethanol, "am1", select=[1, 7, 8, 9])
     assert len(job.capping) == 1
     basis, cap = slater_basis(job), job.capping[0]
     inside = [0, cap, 6, 7, 8]
@@ -73,7 +73,7 @@ def test_only_selected_and_capping_atoms_have_orbitals(examples):
 
 def test_a_capping_hydrogen_has_a_second_shell():
     water = Molecule([8, 1, 1], [[0, 0, 0], [0.96, 0, 0], [-0.24, 0.93, 0]])
-    job = Job(water, "am1", selection=[1, 2])
+    job = Job(water, "am1", select=[1, 2])
     assert job.capping == [2]
     assert slater_basis(job).labels[-4:] == ["H3 2s", "H3 2px", "H3 2py", "H3 2pz"]
 
@@ -111,11 +111,11 @@ def test_an_element_without_functions_is_refused(water):
 
 @pytest.mark.parametrize("method,settings", [
     ("am1", {}), ("zindos", {}), ("cndo", {"charge": 1, "multiplicity": 2}),
-    ("pm3", {"charge": 1, "multiplicity": 2, "unrestricted": True}),
+    ("pm3", {"charge": 1, "multiplicity": 2, "uhf": True}),
     ("mindo3", {"multiplicity": 3})])
 def test_eigenvectors_are_orthonormal_and_hold_the_populations(examples, method, settings):
     """The populations come from the density, by another way."""
-    job = Job(read_molecule(str(examples / "formaldehyde.xyz")), method, send_eigenvectors=True,
+    job = Job(read_molecule(str(examples / "formaldehyde.xyz")), method, eigenvectors=True,
               **settings)
     with Backend() as backend:
         result = backend.run(job)
@@ -141,7 +141,7 @@ def test_orbitals_follow_the_atoms_when_these_are_renumbered(examples):
     with Backend() as backend:
         for numbers in (np.arange(9), order):
             job = Job(Molecule(ethanol.numbers[numbers], positions[numbers]), "am1",
-                      send_eigenvectors=True, convergence_limit=1e-9)
+                      eigenvectors=True, scf_limit=1e-9)
             found.append((backend.run(job), slater_basis(job)))
     (first, basis), (second, other) = found
     column = {}

@@ -11,8 +11,9 @@ import time
 import pytest
 from support import ROOT
 
-from orbitrax.cli import UNAVAILABLE, parse_selection
 from orbitrax.errors import UsageError
+from orbitrax.molecules.selection import parse_selection
+from orbitrax.tasks.registry import UNAVAILABLE
 
 pytestmark = pytest.mark.timeout(60)
 
@@ -379,7 +380,7 @@ def test_methods_lists_elements_and_sources():
 @pytest.mark.parametrize("text,numbers", [
     ("3", [3]), ("1-4,7", [1, 2, 3, 4, 7]), (" 2 , 5-5", [2, 5])])
 def test_selections_are_lists_of_numbers_and_ranges(text, numbers):
-    assert parse_selection(text) == numbers
+    assert list(parse_selection(text)) == numbers
 
 
 @pytest.mark.parametrize("text", ["", "a", "1-", "-3", "4-2", "1,,2", "1-99999999"])

@@ -93,7 +93,7 @@ def test_ferrocene_has_five_equal_bonds_to_either_ring():
 def test_ases_minimiser_ends_where_ours_does(tmp_path):
     from ase.io import read
 
-    from orbitrax import OPTIMISATION, Backend, Job, from_ase
+    from orbitrax import Backend, Job, Optimize, from_ase
 
     lines = example("ase_optimise.py", str(ROOT / "examples" / "ethanol.xyz"), "am1",
                     str(tmp_path / "out.xyz")).splitlines()
@@ -101,7 +101,7 @@ def test_ases_minimiser_ends_where_ours_does(tmp_path):
     heat = float(lines[-1].split()[1])
     molecule = from_ase(read(ROOT / "examples" / "ethanol.xyz"))
     with Backend() as backend:
-        ours = backend.run(Job(molecule, "am1", kind=OPTIMISATION, rms_gradient=0.01))
+        ours = backend.run(Job(molecule, "am1", Optimize(limit=0.01)))
         there = backend.run(Job(from_ase(read(tmp_path / "out.xyz")), "am1"))
     assert heat == pytest.approx(ours.heat_of_formation, abs=1e-3)
     assert there.heat_of_formation == pytest.approx(heat, abs=1e-4)

@@ -7,6 +7,7 @@ from support import ROOT  # noqa: F401
 from orbitrax import Job, Molecule
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
+from orbitrax.session.encode import plot_packets
 from orbitrax.grids.grid import Frame, Plot, box_around, plane_through, principal_axes
 
 BENT = np.array([[0.0, 0.0, 0.1], [1.5, 0.0, 0.1], [1.5, 1.1, 0.1], [0.2, 0.3, 4.0]])
@@ -62,7 +63,8 @@ def test_a_large_molecule_has_more_points():
 def test_lengths_go_over_the_wire_in_angstrom_and_count_in_bohr():
     """As the backend takes them in: single precision, times 1.889726."""
     frame = box_around(BENT, 2.0, 20)
-    packets = Job(Molecule([8, 1, 1, 1], BENT), "am1", charge=1).plot_packets(Plot("lumo+2"), frame)
+    job = Job(Molecule([8, 1, 1, 1], BENT), "am1", charge=1)
+    packets = plot_packets(job, Plot("lumo+2"), frame)
     assert [len(packet) for packet in packets] == [24, 204, 172]
     sent = np.frombuffer(packets[1], wire.RUN_OPTIONS, offset=20)[0]
     assert (sent["fCalculate"], sent["fPlot"], sent["fSendOrbitals"]) == (0, 1, 0)

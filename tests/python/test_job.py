@@ -11,16 +11,17 @@ from orbitrax.molecules.elements import SYMBOLS, valence_electrons
 from orbitrax.errors import InputError, UsageError
 from orbitrax.molecules.geometry import close_pairs, find_bonds
 from orbitrax.methods import METHODS, find_method
+from orbitrax.session import encode
 from orbitrax.tables import load_parameters
 
 
 def payloads(job):
-    return [packet[20:] for packet in job.packets()]
+    return [packet[20:] for packet in encode.job_packets(job)]
 
 
 def atom_words(job):
     """The atom records as 24 integers and 24 floats each, read without the package's types."""
-    data = job.atom_records().tobytes()
+    data = encode.atom_records(job)
     n = len(data) // 96
     return ([struct.unpack_from("<24i", data, 96 * i) for i in range(n)],
             [struct.unpack_from("<24f", data, 96 * i) for i in range(n)])
@@ -114,7 +115,7 @@ def ethanol(examples):
 
 
 def test_a_selection_caps_the_bonds_it_cuts(ethanol):
-    job = Job(ethanol, "am1", charge=0, selection=[3, 4])  # O and H of the hydroxyl group
+    job = Job(ethanol, "am1", charge=0, select=[3, 4])  # O and H of the hydroxyl group
     assert job.capping == [1]  # the carbon that carries it
     assert job.electrons == 6 + 1 + 7
     words, floats = atom_words(job)
@@ -127,28 +128,28 @@ def test_a_selection_caps_the_bonds_it_cuts(ethanol):
 
 def test_an_atom_between_two_selected_ones_is_not_capped():
     molecule = Molecule([1, 8, 1], [[0, 0, -0.96], [0, 0, 0], [0, 0.93, 0.24]])
-    job = Job(molecule, "am1", selection=[1, 3])
+    job = Job(molecule, "am1", select=[1, 3])
     assert job.capping == [] and job.electrons == 2
 
 
 def test_the_selection_block_lists_numbers_from_one(ethanol):
-    data = Job(ethanol, "pm3", charge=0, selection=[4, 3]).selection_block()
+    data = encode.selection_block(Job(ethanol, "pm3", charge=0, select=[4, 3]))
     assert struct.unpack("<11i", data) == (1, 2, 1, 5, 5, 2, 0, 0, 6, 3, 4)
 
 
 def test_selecting_everything_is_selecting_nothing(ethanol):
-    job = Job(ethanol, "am1", charge=0, selection=range(1, 10))
+    job = Job(ethanol, "am1", charge=0, select=range(1, 10))
     words, floats = atom_words(job)
     assert {word[4] for word in words} == {0} and {word[6] for word in words} == {0}
     assert {number[19] for number in floats} == {0.0}
-    assert len(job.selection_block()) == 36 + 4 * 9
+    assert len(encode.selection_block(job)) == 36 + 4 * 9
 
 
 @pytest.mark.parametrize("selection,words", [
     ([0], "no atom 0"), ([10], "has 9 atoms"), ([1, 1], "twice"), ([], "names no atom")])
 def test_a_selection_that_cannot_be_meant_is_refused(ethanol, selection, words):
     with pytest.raises(UsageError, match=words):
-        Job(ethanol, "am1", charge=0, selection=selection)
+        Job(ethanol, "am1", charge=0, select=selection)
 
 
 # ---- checks -------------------------------------------------------------------------------------
@@ -163,7 +164,7 @@ def test_an_element_without_parameters_is_named_with_atom_and_method():
 def test_a_capping_atom_without_parameters_is_named():
     molecule = Molecule([6, 35], [[0, 0, 0], [0, 0, 1.9]])
     tables = load_parameters("pm3")
-    job = Job(molecule, "pm3", selection=[1])
+    job = Job(molecule, "pm3", select=[1])
     job.check(tables)
     without = type(tables)(tables.method, b"", b"", tables.elements, tables.capping - {35})
     with pytest.raises(InputError, match=r"atom 2 \(Br\) ends a bond .* as a capping atom"):
@@ -180,8 +181,8 @@ def test_atoms_in_one_place_are_refused_and_dummies_are_not():
 
 
 @pytest.mark.parametrize("setting", [
-    {"charge": 2**31}, {"multiplicity": 0}, {"multiplicity": 1.5}, {"iteration_limit": -1},
-    {"convergence_limit": 0.0}, {"convergence_limit": float("nan")}, {"overlap_sigma": 1e39},
+    {"charge": 2**31}, {"multiplicity": 0}, {"multiplicity": 1.5}, {"scf_iterations": -1},
+    {"scf_limit": 0.0}, {"scf_limit": float("nan")}, {"sigma": 1e39},
     {"level_shift_start": 2**31}, {"log_level": -1}])
 def test_settings_that_cannot_be_sent_are_refused(water, setting):
     with pytest.raises(UsageError, match=next(iter(setting))):
@@ -196,7 +197,7 @@ def test_numbers_of_atoms_that_cannot_be_sent_are_refused(water, field, value, w
     molecule = Molecule(water.numbers, water.positions, charge=0, **{field: value})
     selection = [1, 2] if field == "point_charges" else None
     with pytest.raises(InputError, match=words):
-        Job(molecule, "am1", selection=selection).packets()
+        encode.job_packets(Job(molecule, "am1", select=selection))
 
 
 # ---- packets ------------------------------------------------------------------------------------
@@ -223,6 +224,6 @@ def test_atoms_go_in_chunks_of_170(n, chunks):
 
 def test_overlap_weights_differ_for_the_spectroscopic_method(water):
     for method in METHODS:
-        sigma, pi = struct.unpack_from("<2f", Job(water, method).run_options().tobytes(), 128)
+        sigma, pi = struct.unpack_from("<2f", encode.run_options(Job(water, method)), 128)
         expected = (1.267, 0.585) if method.key == "zindos" else (1, 1)
         assert (sigma, pi) == tuple(np.float32(expected))

@@ -7,7 +7,7 @@ import pytest
 from molden_file import MoldenFile
 from support import ROOT
 
-from orbitrax import Backend, Job, Molecule, read_molecule, slater_basis, write_molden
+from orbitrax import Backend, Job, Molecule, Optimize, read_molecule, slater_basis, write_molden
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR as BOHR
 from orbitrax.units import CODATA_EV_PER_HARTREE as EV_PER_HARTREE
 from orbitrax.errors import OrbitraxError, UsageError
@@ -31,12 +31,12 @@ JOBS = {
     "ammonium": lambda: Job(example("ammonium"), "indo"),
     "ferrocene": lambda: Job(example("ferrocene"), "zindos"),
     "carbonyl": lambda: Job(example("iron_carbonyl"), "zindo1", level_shift_start=0),
-    "radical": lambda: Job(example("nitrogen_dioxide"), "mndo", unrestricted=True),
+    "radical": lambda: Job(example("nitrogen_dioxide"), "mndo", uhf=True),
     "half-electron": lambda: Job(example("nitrogen_dioxide"), "cndo"),
     "triplet": lambda: Job(example("formaldehyde"), "mindo3", multiplicity=3),
     "chloride": lambda: Job(hydrogen_halide(17, 1.27), "mndod"),
     "iodide": lambda: Job(hydrogen_halide(53, 1.60), "mndod"),
-    "part": lambda: Job(example("ethanol"), "am1", selection=[1, 7, 8, 9]),
+    "part": lambda: Job(example("ethanol"), "am1", select=[1, 7, 8, 9]),
 }
 PUBLIC = {"water": 8, "caffeine": 74, "ammonium": 8, "ferrocene": 58, "carbonyl": 58,
           "radical": 17, "half-electron": 17, "triplet": 12, "chloride": 8, "iodide": 8,
@@ -50,8 +50,7 @@ def done():
 
     def run(name):
         if name not in found:
-            job = JOBS[name]()
-            job.send_eigenvectors = True
+            job = JOBS[name]().replace(eigenvectors=True)
             with Backend() as backend:
                 found[name] = job, backend.run(job)
         return found[name]
@@ -167,18 +166,18 @@ def test_atoms_outside_the_selection_are_there_without_functions(done):
 
 
 def test_an_unconverged_calculation_is_called_so(done):
-    job = Job(example("formaldehyde"), "am1", iteration_limit=2, send_eigenvectors=True)
+    job = Job(example("formaldehyde"), "am1", scf_iterations=2, eigenvectors=True)
     with Backend() as backend:
         file = written(job, backend.run(job))
     assert "NOT CONVERGED" in file.title and file.electrons() == pytest.approx(12, abs=1e-6)
 
 
 def test_a_search_ends_with_the_orbitals_of_its_last_structure():
-    job = Job(example("water"), "am1", kind=1, send_eigenvectors=True)
+    job = Job(example("water"), "am1", Optimize(eigenvectors=True))
     with Backend() as backend:
         result = backend.run(job)
         again = Job(Molecule(job.molecule.numbers, result.coordinates), "am1",
-                    send_eigenvectors=True, convergence_limit=1e-9)
+                    eigenvectors=True, scf_limit=1e-9)
         single = backend.run(again)
     file = written(job, result)
     assert file.positions * BOHR == pytest.approx(result.coordinates, abs=1e-9)
@@ -194,7 +193,7 @@ def test_a_result_without_eigenvectors_is_refused(done, tmp_path):
     job, result = done("water")
     kept, result.eigenvectors = result.eigenvectors, None
     try:
-        with pytest.raises(UsageError, match="send_eigenvectors"):
+        with pytest.raises(UsageError, match="eigenvectors"):
             write_molden(str(tmp_path / "a.molden"), job, result)
     finally:
         result.eigenvectors = kept

@@ -31,7 +31,7 @@ CASES = {  # what is calculated, and an orbital of it
     "5d of I": (lambda: Job(hydride(53, 1.60), "mndod"), ("1", "5", "8", "10")),
     "6s 6p": (lambda: Job(Molecule([80, 17], [[0, 0, 0], [1.0, 1.3, 1.5]]), "am1", charge=1),
               ("1", "2", "6", "8")),
-    "cap": (lambda: Job(example("ethanol"), "am1", selection=[1, 7, 8, 9]), ("1", "7", "9")),
+    "cap": (lambda: Job(example("ethanol"), "am1", select=[1, 7, 8, 9]), ("1", "7", "9")),
     "cndo": (lambda: Job(hydride(17, 1.27), "cndo"), ("1", "3", "5")),
     "mindo3": (lambda: Job(example("water"), "mindo3"), ("1", "homo", "lumo")),
 }
@@ -42,8 +42,7 @@ def test_raw_orbitals_have_the_amplitudes_of_the_backends_plots(name):
     """Within what six Gaussian functions differ from a Slater function: they err most in the cusp,
     and 0.002 in the root of the mean square."""
     make, plots = CASES[name]
-    job = make()
-    job.send_eigenvectors = True
+    job = make().replace(eigenvectors=True)
     middle = job.molecule.positions[job.selected].mean(axis=0)
     frame = Frame(middle - 2.4 + [0.013, 0.021, 0.034], [0.21, 0, 0], [0, 0.21, 0], (24, 24, 24))
     with Backend() as backend:
@@ -64,7 +63,7 @@ def test_raw_orbitals_have_the_amplitudes_of_the_backends_plots(name):
 
 
 def test_beta_orbitals_have_the_amplitudes_of_the_backends_plots():
-    job = Job(example("nitrogen_dioxide"), "mndo", unrestricted=True, send_eigenvectors=True)
+    job = Job(example("nitrogen_dioxide"), "mndo", uhf=True, eigenvectors=True)
     frame = Frame([-1.5, -2.0, -1.4], [0.2, 0, 0], [0, 0.2, 0], (16, 20, 14))
     with Backend() as backend:
         result = backend.run(job)

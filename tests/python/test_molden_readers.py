@@ -21,7 +21,7 @@ with warnings.catch_warnings():
 pytestmark = pytest.mark.timeout(120)
 
 JOBS = {"caffeine": ("caffeine", "pm3", {}), "ferrocene": ("ferrocene", "zindos", {}),
-        "radical": ("nitrogen_dioxide", "mndo", {"unrestricted": True}),
+        "radical": ("nitrogen_dioxide", "mndo", {"uhf": True}),
         "half-electron": ("nitrogen_dioxide", "am1", {})}
 
 
@@ -33,7 +33,7 @@ def done():
         if name not in found:
             file, method, settings = JOBS[name]
             job = Job(read_molecule(str(ROOT / "examples" / f"{file}.xyz")), method,
-                      send_eigenvectors=True, **settings)
+                      eigenvectors=True, **settings)
             with Backend() as backend:
                 found[name] = job, backend.run(job)
         return found[name]

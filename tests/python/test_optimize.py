@@ -9,8 +9,8 @@ import numpy as np
 import pytest
 from support import ROOT
 
-from orbitrax import Backend, Job, read_molecule
-from orbitrax.job import OPTIMISATION, OPTIMISERS
+from orbitrax import Backend, Job, Optimize, read_molecule
+from orbitrax.tasks.optimize import OPTIMISERS
 
 pytestmark = pytest.mark.timeout(120)
 
@@ -114,8 +114,8 @@ def test_a_torsion_has_the_sign_of_chemists():
         molecule.positions[i] - molecule.positions[oxygen]))
     atoms = " ".join(str(i + 1) for i in (far, near, oxygen, hydroxyl))
     with Backend() as backend:
-        result = backend.run(Job(molecule, "am1", kind=OPTIMISATION,
-                                 restraints=[f"torsion {atoms} 100 k=1000"]))
+        result = backend.run(Job(molecule, "am1", Optimize(
+            restrain=[f"torsion {atoms} 100 k=1000"])))
     assert result.converged
     turned = parse_restraint(f"torsion {atoms}").value(result.coordinates)
     assert turned == pytest.approx(100, abs=1)

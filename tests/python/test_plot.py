@@ -28,7 +28,7 @@ class Run:
 
     def __init__(self, job, table):
         self.backend = Backend()
-        job.send_eigenvectors = True
+        job = job.replace(eigenvectors=True)
         self.result = self.backend.run(job)
         atoms = job.molecule
         self.basis = slater.functions(atoms.numbers, atoms.positions / BOHR, table, atoms.symbols)
@@ -59,7 +59,7 @@ SYSTEMS = {
     "hydrogen": lambda: Job(Molecule([1, 1], [[0, 0, 0], [0.3, 0.4, 0.5]]), "am1"),
     "water": lambda: Job(read_molecule(str(ROOT / "examples/water.xyz")), "am1"),
     "skewed": lambda: Job(skewed(), "am1"),
-    "methyl": lambda: Job(from_ase(molecule("CH3")), "am1", unrestricted=True),
+    "methyl": lambda: Job(from_ase(molecule("CH3")), "am1", uhf=True),
     "methyl, restricted": lambda: Job(from_ase(molecule("CH3")), "am1"),
     "chloride": lambda: Job(Molecule([17, 1], [[0, 0, 0], [0.4, 1.2, 0.2]]), "am1"),
 }
@@ -127,7 +127,7 @@ def test_homo_and_lumo_are_the_orbitals_that_the_title_says(runs, name, beta):
     """The backend finds the orbital by its own count of electrons, the client by occupancies."""
     run = runs(name)
     frame = box_around(run.positions, 1.5, 8)
-    spin = "beta" if beta and run.job.unrestricted else "alpha"
+    spin = "beta" if beta and run.job.uhf else "alpha"
     numbers = []
     for what in ("homo", "lumo", "homo-1", "lumo+1", "homo+1", "lumo-1"):
         grid = run.backend.plot(Plot(what, beta=beta), frame)
@@ -181,7 +181,7 @@ def test_a_job_that_failed_leaves_nothing_of_the_one_before():
 def test_the_density_is_the_sum_of_its_one_centre_terms(runs, name):
     run = runs(name)
     frame = box_around(run.positions, 1.7, 9)
-    matrix = run.matrix() + (run.matrix("beta") if run.job.unrestricted else 0)
+    matrix = run.matrix() + (run.matrix("beta") if run.job.uhf else 0)
     grid = run.backend.plot("density", frame)
     assert grid.values == pytest.approx(slater.density(run.basis, matrix, points_of(frame)),
                                         abs=1e-4)

@@ -53,8 +53,8 @@ def test_a_grid_knows_its_orbital(make_peer, water):
 def test_an_unrestricted_grid_knows_its_spin(make_peer, water):
     """Alpha: electrons in the first two of four orbitals; beta: in none."""
     peer = make_peer(unrestricted=True)
-    alpha = plotted(peer, water, "homo", unrestricted=True)
-    beta = plotted(peer, water, Plot("lumo", beta=True), unrestricted=True)
+    alpha = plotted(peer, water, "homo", uhf=True)
+    beta = plotted(peer, water, Plot("lumo", beta=True), uhf=True)
     assert alpha.title == "alpha HOMO (orbital 2, -9.50 eV)"
     assert beta.title == "beta LUMO (orbital 1, -6.50 eV)"
 
@@ -156,6 +156,6 @@ def test_too_many_points_are_refused_before_anything_is_asked(make_peer, water):
 
 
 def test_no_memory_is_an_error_of_its_own(make_peer, water, monkeypatch):
-    monkeypatch.setattr("orbitrax.backend._NO_MEMORY", ("Unable to graph",))
+    monkeypatch.setattr("orbitrax.results.builder.NO_MEMORY", ("Unable to graph",))
     with pytest.raises(OutOfMemory):
         plotted(make_peer(plot="refusal"), water)

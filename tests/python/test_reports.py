@@ -190,8 +190,8 @@ def test_the_gradient_of_a_diatomic_is_the_slope_of_its_energy(name):
         for step in (-1e-3, 1e-3):
             places = table[:, 3:6] + [[0, 0, 0], [0, 0, step]]
             cation = "-c" in options
-            job = Job(Molecule(table[:, 1], places), method, int(cation), 1 + cation,
-                      unrestricted="--uhf" in options)
+            job = Job(Molecule(table[:, 1], places), method, charge=int(cation),
+                      multiplicity=1 + cation, uhf="--uhf" in options)
             energies.append(backend.run(job).total_energy)
     slope = (energies[1] - energies[0]) / 2e-3
     assert value(stored(name), "Gradient") == pytest.approx(abs(slope) / 3**0.5, rel=1e-3)

@@ -6,10 +6,21 @@ import pytest
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.job import Job
-from orbitrax.molecules.restraints import FORCE_CONSTANT, Restraint, packets_of, parse_restraint
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.molecules.restraints import FORCE_CONSTANT, Restraint, parse_restraint
+from orbitrax.session import encode
+from orbitrax.tables import load_parameters
 
 # a-b-c-d with unit sides and right angles; seen from b to c, d stands 90 degrees clockwise from a.
 CHAIN = np.array([[1, 0, 0], [0, 0, 0], [0, 0, 1], [0, 1, 1]], float)
+
+
+
+
+def record_of(text):
+    """The fields of the record of a restraint on the chain."""
+    data = encode.restraint_record(parse_restraint(text), CHAIN.ravel().tolist())
+    return wire.RestraintRecord.unpack(data)
 
 
 @pytest.mark.parametrize("text, expected", [
@@ -42,29 +53,39 @@ def test_without_a_target_the_geometry_is_held():
 
 
 def test_records_count_atoms_from_0_and_angles_in_radians():
-    record = parse_restraint("bend 3 1 2 90 k=7").record(CHAIN)
-    assert record["nKind"] == 2 and record["nAtom"].tolist() == [2, 0, 1, 0]
+    record = record_of("bend 3 1 2 90 k=7")
+    assert record["nKind"] == 2 and record["nAtom"] == (2, 0, 1, 0)
     assert record["flTarget"] == np.float32(np.pi / 2) and record["flForceConstant"] == 7
-    torsion = parse_restraint("torsion 1 2 3 4 60").record(CHAIN)
+    torsion = record_of("torsion 1 2 3 4 60")
     assert torsion["flTarget"] == np.float32(-np.pi / 3)
-    tether = parse_restraint("tether 2 1 2 3").record(CHAIN)
+    tether = record_of("tether 2 1 2 3")
     assert [tether[name] for name in ("flTarget", "flTargetY", "flTargetZ")] == [1, 2, 3]
 
 
-def test_atoms_that_are_not_there_are_refused():
+def test_atoms_that_are_not_there_are_refused(water):
     with pytest.raises(UsageError, match="no atom 5"):
-        parse_restraint("stretch 1 5").record(CHAIN)
+        parse_restraint("stretch 1 5").check(4)
+    with pytest.raises(UsageError, match="stretch 1-9: there is no atom 9 among 3"):
+        Job(water, "am1", restrain="stretch 1 9").check(load_parameters("am1"))
 
 
 def test_packets_are_counts_and_one_stream_for_each_kind():
     many = [Restraint("stretch", (1, 2), 1.0)] * 500 + [Restraint("tether", (1,))]
-    packets = [packet[wire.HEADER_BYTES:] for packet in packets_of(many, CHAIN)]
+    job = Job(Molecule([1] * 4, CHAIN), "am1", restrain=many)
+    packets = [packet[wire.HEADER_BYTES:] for packet in encode.restraint_packets(job)]
     assert packets[0] == b"".join(wire.word(n) for n in (1, 500, 0, 0))
     assert [len(packet) for packet in packets[1:]] == [36, 16384, 36 * 500 - 16384]
 
 
 def test_a_job_takes_texts_and_sends_them_after_the_atoms(water):
-    job = Job(water, "am1", restraints=["stretch 1 2 1.0"])
-    assert job.restraints == [Restraint("stretch", (1, 2), 1.0)]
-    assert job.job_options()["fRestraints"] == 1
-    assert len(job.packets()) == len(Job(water, "am1").packets()) + 2
+    job = Job(water, "am1", restrain=["stretch 1 2 1.0"])
+    assert job.settings.restrain == (Restraint("stretch", (1, 2), 1.0),)
+    assert wire.JobOptions.unpack(encode.job_options(job))["fRestraints"] == 1
+    assert len(encode.job_packets(job)) == len(encode.job_packets(Job(water, "am1"))) + 2
+
+
+@pytest.mark.parametrize("text", ["stretch 1 2 1.5 k=100", "tether 4 0 1.5 -0.2 k=3",
+                                  "bend 1 2 3 k=0.1"])
+def test_a_restraint_says_itself_in_the_text_that_makes_it(text):
+    restraint = parse_restraint(text)
+    assert restraint.text == text and parse_restraint(restraint.text) == restraint

@@ -38,7 +38,7 @@ def test_a_class_inherits_the_options_of_its_base_in_their_order():
 
 def test_what_is_not_given_has_its_default():
     settings = Search(limit=1, charge=-2)
-    assert (settings.limit, settings.charge, settings.diis, settings.cycles) == (1.0, -2, True, 1000)
+    assert (settings.limit, settings.charge, settings.diis) == (1.0, -2, True)
     assert isinstance(settings.limit, float)
     assert settings.to_dict() == {"charge": -2, "diis": True, "limit": 1.0, "cycles": 1000,
                                   "width": 1200, "margin": 3.0, "name": "downhill", "atoms": ()}

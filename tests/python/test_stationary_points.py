@@ -4,9 +4,8 @@ import numpy as np
 import pytest
 from support import ROOT
 
-from orbitrax import Backend, Job, Molecule
+from orbitrax import Backend, Job, Molecule, Optimize
 from orbitrax.molecules.geometry import find_bonds
-from orbitrax.job import OPTIMISATION
 
 TABLE = ROOT / "tests" / "reference" / "stationary_points.txt"
 METHODS = ("am1", "pm3", "mndo", "mindo3")
@@ -59,9 +58,9 @@ def optimised(backend, method, minimum):
     noise = np.random.default_rng(1).normal(scale=DISTORTION, size=positions.shape)
     molecule = Molecule([atomic_numbers[symbol] for symbol in symbols], positions + noise,
                         title=name)
-    return backend.run(Job(molecule, method, charge, multiplicity, unrestricted=unrestricted,
-                           kind=OPTIMISATION, rms_gradient=LIMIT, convergence_limit=1e-9,
-                           log_level=10, report_period=0))
+    return backend.run(Job(molecule, method, Optimize(
+        charge=charge, multiplicity=multiplicity, uhf=unrestricted, limit=LIMIT, scf_limit=1e-9,
+        report_period=0)))
 
 
 @pytest.mark.parametrize("method", METHODS)

@@ -10,11 +10,13 @@ import pytest
 import wine
 from peers import PROGRAM, copy_program
 
-from orbitrax.backend import Backend, find_backend
+from orbitrax.backend import Backend
+from orbitrax.link.process import find_backend
 from orbitrax.job import Job
 from orbitrax.molecules.reading import read_molecule
 
 WATER = wine.ROOT / "examples" / "water.xyz"
+LAUNCHER = wine.ROOT / "tests" / "windows" / "qsolve-wine"
 windows = pytest.mark.windows
 
 
@@ -43,7 +45,7 @@ def numbers(document, path: str = "") -> dict:
 @windows
 @pytest.mark.usefixtures("under_wine")
 def test_the_command_line_computes_the_same_with_it(tmp_path):
-    ours, theirs = energy(str(copy_program(tmp_path))), energy("wine")
+    ours, theirs = energy(str(copy_program(tmp_path))), energy(str(LAUNCHER))
     assert len(numbers(ours)) > 10
     assert numbers(ours) == pytest.approx(numbers(theirs), rel=1e-9, abs=1e-9)
 
@@ -51,7 +53,7 @@ def test_the_command_line_computes_the_same_with_it(tmp_path):
 @windows
 @pytest.mark.usefixtures("under_wine")
 def test_one_process_serves_many_jobs_and_ends_soundly():
-    with Backend("wine") as backend:
+    with Backend(LAUNCHER) as backend:
         job = Job(read_molecule(str(WATER)), "am1")
         heats = {backend.run(job).heat_of_formation for _ in range(3)}
         assert len(heats) == 1
@@ -62,16 +64,16 @@ def test_one_process_serves_many_jobs_and_ends_soundly():
 @pytest.mark.usefixtures("under_wine")
 def test_two_backends_work_side_by_side():
     job = Job(read_molecule(str(WATER)), "am1")
-    with Backend("wine") as first, Backend("wine") as second:
+    with Backend(LAUNCHER) as first, Backend(LAUNCHER) as second:
         streams = first.stream(job), second.stream(job)
         assert len([pair for pair in zip(*streams)]) > 20
 
 
-def test_the_word_names_the_launcher_of_this_checkout(monkeypatch):
-    assert find_backend("wine").name == "qsolve-wine"
-    monkeypatch.setenv("ORBITRAX_QSOLVE", "wine")
-    assert find_backend() == find_backend("wine")
-    assert find_backend(PROGRAM) == PROGRAM
+def test_the_launcher_can_be_named_as_any_backend(monkeypatch):
+    assert find_backend(LAUNCHER) == str(LAUNCHER)
+    monkeypatch.setenv("ORBITRAX_QSOLVE", str(LAUNCHER))
+    assert find_backend() == str(LAUNCHER)
+    assert find_backend(PROGRAM) == str(PROGRAM)
 
 
 def test_a_launcher_that_lacks_something_says_what(tmp_path):

@@ -23,12 +23,13 @@ from ase.calculators import calculator
 from orbitrax.backend import Backend
 from orbitrax.errors import (BackendNotFound, InputError, NotConverged, OrbitraxError,
                              ParameterError, UsageError)
-from orbitrax.job import Job
+from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.reading import from_ase
+from orbitrax.tasks.task import judge_scf
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
-_SETTINGS = ("convergence_limit", "iteration_limit", "diis", "overlap_sigma", "overlap_pi",
-             "level_shift_start", "selection")
+_SETTINGS = ("charge", "multiplicity", "uhf", "scf_limit", "scf_iterations", "diis", "sigma", "pi",
+             "level_shift_start", "select", "allow_unconverged")
 
 
 class Orbitrax(calculator.Calculator):
@@ -36,7 +37,7 @@ class Orbitrax(calculator.Calculator):
 
     method: one of the nine by name, as `orbitrax methods` lists them. charge, multiplicity: of the
     molecule; when None, `atoms.info` says, else the initial charges and magnetic moments, else 0
-    and the lowest multiplicity. unrestricted: UHF instead of RHF; None for UHF where the
+    and the lowest multiplicity. uhf: UHF instead of RHF; None for UHF where the
     multiplicity is above 1. allow_unconverged: takes the last energy of an SCF that did not
     converge. The other settings are those of `orbitrax.Job`. backend, tables, time_limit: as
     `orbitrax.Backend` takes them.
@@ -51,10 +52,8 @@ class Orbitrax(calculator.Calculator):
     name = "orbitrax"
     implemented_properties = ["energy", "free_energy", "forces", "dipole", "charges", "magmom"]
     default_parameters = {
-        "method": "am1", "charge": None, "multiplicity": None, "unrestricted": None,
-        "allow_unconverged": False, "convergence_limit": 1e-6, "iteration_limit": 200,
-        "diis": True, "overlap_sigma": None, "overlap_pi": None, "level_shift_start": 1,
-        "selection": None,
+        "method": "am1", **{name: JobSettings.options[name].default for name in _SETTINGS},
+        "uhf": None,
     }
     discard_results_on_any_change = True
     ignored_changes = {"cell", "pbc"}
@@ -112,25 +111,20 @@ class Orbitrax(calculator.Calculator):
         with _ase_errors():
             return self._backend.plot(plot, frame)
 
-    def _run(self):
+    def _run(self) -> Result:
         with _ase_errors():
-            result = self._backend.run(self._job())
-        if result.converged is False and not self.parameters.allow_unconverged:
-            raise calculator.SCFError(
-                f"the SCF of {self.atoms.get_chemical_formula()} has not converged in "
-                f"{result.scf_iterations} cycles; raise iteration_limit, or change diis or "
-                "level_shift_start")
-        return result
+            job = self._job()
+            result = self._backend.run(job)
+            if not job.settings.allow_unconverged:
+                judge_scf(job, result)
+            return result
 
     def _job(self) -> Job:
-        settings = self.parameters
-        job = Job(from_ase(self.atoms, self.atoms.get_chemical_formula()), settings.method,
-                  charge=settings.charge, multiplicity=settings.multiplicity,
-                  unrestricted=bool(settings.unrestricted), log_level=10,
-                  **{name: settings[name] for name in _SETTINGS})
-        if settings.unrestricted is None:
-            job.unrestricted = job.multiplicity > 1
-        return job
+        settings = {name: self.parameters[name] for name in _SETTINGS}
+        uhf = settings.pop("uhf")
+        job = Job(from_ase(self.atoms, self.atoms.get_chemical_formula()), self.parameters.method,
+                  **settings)
+        return job.replace(uhf=job.multiplicity > 1 if uhf is None else uhf)
 
 
 @contextlib.contextmanager

@@ -20,7 +20,7 @@ from orbitrax.units import REPORT_EV_PER_KCAL
 def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
     """A `cclib.parser.data.ccData` of a result, in cclib's units (eV, Angstrom, Debye).
 
-    Where the job has send_eigenvectors there are orbitals, orthonormal over the Gaussian functions
+    Where the job has eigenvectors there are orbitals, orthonormal over the Gaussian functions
     of `gbasis`, whose overlap is `aooverlaps`; see `orbitrax.write_molden`. parameters: the job's
     tables, None for the usual ones. Raises OrbitraxError where there is no cclib.
     """

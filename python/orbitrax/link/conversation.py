@@ -9,7 +9,6 @@ from __future__ import annotations
 import socket
 import struct
 import time
-from typing import NamedTuple
 
 from orbitrax.errors import ConnectRefused, LinkClosed, ProtocolError, TimeLimitExceeded
 from orbitrax.link.wire import (ACKNOWLEDGED, CONNECT, DISCONNECT, EXECUTE, HEADER_BYTES,
@@ -22,6 +21,7 @@ RESET = "[reset]"
 
 _FRAME = struct.Struct("<II")
 _HEADER = struct.Struct("<5i")
+_GREETING = 10.0  # seconds a backend may take to accept the conversation
 _MAX_ANSWER = HEADER_BYTES + MAX_PAYLOAD
 
 # A poke can be refused only if it comes before the backend waits for it; these many pauses are far
@@ -30,11 +30,13 @@ _POKE_TRIES = 200
 _POKE_PAUSE = 0.005
 
 
-class Packet(NamedTuple):
+class Packet:
     """A packet from the backend."""
 
-    kind: int
-    payload: bytes
+    __slots__ = ("kind", "payload")
+
+    def __init__(self, kind: int, payload: bytes):
+        self.kind, self.payload = kind, payload
 
 
 class Conversation:
@@ -55,6 +57,20 @@ class Conversation:
         names = service.encode() + b"\0" + topic.encode() + b"\0"
         if self._answered_word(CONNECT, names) != 1:
             raise ConnectRefused(f"the backend refused the conversation on topic '{topic}'")
+
+    def greet(self) -> None:
+        """Opens the conversation within the time that a backend may take for it, whether or not
+        there is a deadline: a program that is no backend never answers."""
+        deadline, patience = self.deadline, time.monotonic() + _GREETING
+        if deadline is not None and deadline <= patience:
+            return self.connect()
+        self.deadline = patience
+        try:
+            self.connect()
+        except TimeLimitExceeded:
+            raise ProtocolError(f"the backend has not answered for {_GREETING:g} seconds; is it "
+                                "the right program?") from None
+        self.deadline = deadline
 
     def request(self) -> Packet | None:
         """The next packet of the session, or None when the session has ended."""

@@ -12,8 +12,8 @@ SYMBOLS = (
     "Bk", "Cf", "Es", "Fm", "Md", "No", "Lr", "Rf", "Db",
 )
 
-# Standard atomic weights, IUPAC 2013 (Pure Appl. Chem. 88, 265), of elements without one the mass of
-# the longest-lived isotope; atomic mass units. A dummy has 1.
+# Standard atomic weights, IUPAC 2013 (Pure Appl. Chem. 88, 265), of elements without one the mass
+# of the longest-lived isotope; atomic mass units. A dummy has 1.
 MASSES = (
     1.0, 1.008, 4.002602, 6.94, 9.0121831, 10.81, 12.011, 14.007, 15.999, 18.998403163, 20.1797,
     22.98976928, 24.305, 26.9815385, 28.085, 30.973761998, 32.06, 35.45, 39.948, 39.0983, 40.078,

@@ -2,22 +2,56 @@
 
 from __future__ import annotations
 
-import numpy as np
-
 from orbitrax.molecules.elements import RADII
 from orbitrax.units import RULE_ANGSTROM_PER_BOHR
 
 TOO_CLOSE = 0.1 * RULE_ANGSTROM_PER_BOHR  # Angstrom
 BOND_TOLERANCE = 0.4  # Angstrom beyond the sum of the covalent radii
 
+_MANY = 300  # atoms, above which numpy is worth loading
 
-def close_pairs(positions: np.ndarray, cutoff: float) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Sequence
+    from typing import Any
+
+    import numpy as np
+
+    Array = np.ndarray[Any, Any]
+
+
+def pairs_nearer(xyz: Sequence[float], cutoff: float) -> list[tuple[int, int, float]]:
+    """All pairs of points nearer than `cutoff`: indices i < j and distances, ascending by indices.
+    xyz: 3 n, in the unit of `cutoff`. The way of `close_pairs`, without numpy for few points."""
+    n = len(xyz) // 3
+    if n > _MANY:
+        import numpy
+
+        i, j, distance = close_pairs(numpy.array(xyz).reshape(-1, 3), cutoff)
+        return list(zip(i.tolist(), j.tolist(), distance.tolist()))
+    axis = max(range(3), key=lambda k: max(xyz[k::3]) - min(xyz[k::3]))
+    along = xyz[axis::3]
+    order = sorted(range(n), key=along.__getitem__)
+    found = []
+    for place, a in enumerate(order):
+        for b in order[place + 1:]:
+            if along[b] - along[a] >= cutoff:
+                break
+            square = sum((xyz[3 * b + k] - xyz[3 * a + k]) ** 2 for k in range(3))
+            if square < cutoff * cutoff:
+                found.append((min(a, b), max(a, b), square ** 0.5))
+    return sorted(found)
+
+
+def close_pairs(positions: Array, cutoff: float) -> tuple[Array, Array, Array]:
     """All pairs of points nearer than `cutoff`: indices i < j and distances, in the unit of
     `positions`, n x 3.
 
     The points are sorted along the widest axis, and each is compared with those that follow it
     until none is within the cutoff along that axis.
     """
+    import numpy as np
+
     axis = int(np.argmax(np.ptp(positions, axis=0)))
     order = np.argsort(positions[:, axis], kind="stable")
     points = positions[order]
@@ -41,9 +75,11 @@ def close_pairs(positions: np.ndarray, cutoff: float) -> tuple[np.ndarray, np.nd
     return i[sequence], j[sequence], distance[sequence]
 
 
-def find_bonds(numbers: np.ndarray, positions: np.ndarray, most: int = 12) -> list[list[int]]:
+def find_bonds(numbers: Array, positions: Array, most: int = 12) -> list[list[int]]:
     """Bonded atoms of each atom, ascending: those within the sum of the covalent radii and 0.4
     Angstrom, at most the `most` nearest. Dummies have no bonds."""
+    import numpy as np
+
     radii = np.array(RADII)[numbers]
     i, j, distance = close_pairs(positions, 2 * radii.max() + BOND_TOLERANCE)
     real = (numbers[i] > 0) & (numbers[j] > 0)

@@ -28,7 +28,8 @@ class Molecule:
     comes from, for messages. notes: what is to be said where the charge is needed and not known.
 
     numbers, positions, masses and point_charges are numpy arrays that cannot be written to, made at
-    the first look; z (a tuple), xyz, plain_masses and plain_charges (flat) are the same without numpy.
+    the first look; z (a tuple), xyz, plain_masses and plain_charges (flat) are the same without
+    numpy.
     """
 
     def __init__(self, numbers: Iterable[int], positions: Any, charge: int | None = None,

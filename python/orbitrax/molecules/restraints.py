@@ -14,19 +14,21 @@ what the geometry has.
 from __future__ import annotations
 
 import math
-from dataclasses import dataclass
 
-import numpy as np
+from orbitrax.errors import UsageError
 
-from orbitrax.link import wire
-from orbitrax.errors import InputError, UsageError
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Iterable, Sequence
+    from typing import Any
+
+    Vector = tuple[float, float, float]
 
 FORCE_CONSTANT = 100.0  # kcal/mol per square Angstrom or radian, where none is given
 
 KINDS = ("tether", "stretch", "bend", "torsion")  # in the order of the wire
 
 
-@dataclass(frozen=True)
 class Restraint:
     """One restraint.
 
@@ -36,69 +38,83 @@ class Restraint:
     geometry has. force_constant: kcal/mol per square Angstrom or square radian.
     """
 
-    kind: str
-    atoms: tuple
-    target: float | tuple | None = None
-    force_constant: float = FORCE_CONSTANT
+    __slots__ = ("kind", "atoms", "target", "force_constant")
 
-    def __post_init__(self):
-        if self.kind not in KINDS:
+    def __init__(self, kind: str, atoms: Sequence[int],
+                 target: float | Sequence[float] | None = None,
+                 force_constant: float = FORCE_CONSTANT):
+        if kind not in KINDS:
             raise UsageError(f"a restraint is a {', '.join(KINDS[:-1])} or {KINDS[-1]}, not a "
-                             f"'{self.kind}'")
-        wanted = KINDS.index(self.kind) + 1
+                             f"'{kind}'")
+        self.kind, self.atoms = kind, tuple(int(atom) for atom in atoms)
+        wanted = KINDS.index(kind) + 1
         if len(self.atoms) != wanted:
-            raise UsageError(f"a {self.kind} names {wanted} atoms, not {len(self.atoms)}")
+            raise UsageError(f"a {kind} names {wanted} atoms, not {len(self.atoms)}")
         if len(set(self.atoms)) < wanted:
-            raise UsageError(f"a {self.kind} names an atom twice: {_listed(self.atoms)}")
-        if self.target is not None:
-            self._check_target()
+            raise UsageError(f"a {kind} names an atom twice: {_listed(self.atoms)}")
+        self.target = None if target is None else self._checked_target(target)
+        self.force_constant = float(force_constant)
         if not math.isfinite(self.force_constant):
-            raise UsageError(f"the force constant {self.force_constant} is not a number")
+            raise UsageError(f"the force constant {force_constant} is not a number")
 
-    def _check_target(self) -> None:
-        numbers = np.atleast_1d(np.asarray(self.target, dtype=float))
-        if len(numbers) != (3 if self.kind == "tether" else 1) or not np.isfinite(numbers).all():
+    def _checked_target(self, target: float | Sequence[float]) -> tuple[float, ...]:
+        numbers = tuple(float(x) for x in (target if hasattr(target, "__len__") else (target,)))
+        if len(numbers) != (3 if self.kind == "tether" else 1) or not all(
+                math.isfinite(x) for x in numbers):
             what = "three coordinates" if self.kind == "tether" else "one number"
-            raise UsageError(f"the target of a {self.kind} is {what}, not {self.target}")
+            raise UsageError(f"the target of a {self.kind} is {what}, not {target}")
+        return numbers
 
     def __str__(self) -> str:
         return f"{self.kind} {_listed(self.atoms)}"
 
-    def value(self, positions: np.ndarray) -> float | tuple:
-        """What the restraint holds, as it is in a geometry (n x 3, Angstrom): Angstrom, degrees."""
-        points = [np.asarray(positions[atom - 1], dtype=float) for atom in self.atoms]
-        if self.kind == "tether":
-            return tuple(points[0].tolist())
-        steps = [b - a for a, b in zip(points, points[1:])]
-        if self.kind == "stretch":
-            return float(np.linalg.norm(steps[0]))
-        if self.kind == "bend":
-            return _angle(-steps[0], steps[1])
-        first, second = np.cross(steps[0], steps[1]), np.cross(steps[1], steps[2])
-        return math.copysign(_angle(first, second), float(np.dot(first, steps[2])))
+    @property
+    def text(self) -> str:
+        """What `parse_restraint` reads."""
+        words = [self.kind, *map(str, self.atoms), *map(_shown, self.target or ())]
+        return " ".join([*words, f"k={_shown(self.force_constant)}"])
 
-    def record(self, positions: np.ndarray) -> np.ndarray:
-        """The RestraintRecord for a molecule with these positions."""
+    def __repr__(self) -> str:
+        return f"Restraint({self.text!r})"
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, Restraint) and self._parts == other._parts
+
+    def __hash__(self) -> int:
+        return hash(self._parts)
+
+    @property
+    def _parts(self) -> tuple[object, ...]:
+        return self.kind, self.atoms, self.target, self.force_constant
+
+    def check(self, count: int) -> None:
+        """Refuses a restraint of atoms that are not among `count`."""
         for atom in self.atoms:
-            if not 1 <= atom <= len(positions):
-                raise UsageError(f"{self}: there is no atom {atom} among {len(positions)}")
-        target = self.value(positions) if self.target is None else self.target
-        numbers = np.atleast_1d(np.asarray(target, dtype=float))
-        if self.kind in ("bend", "torsion"):
-            numbers = np.radians(numbers)
-        if self.kind == "torsion":  # the backend counts anticlockwise
-            numbers = -numbers
-        record = np.zeros((), wire.RESTRAINT_RECORD)
-        record["nKind"] = KINDS.index(self.kind)
-        record["nAtom"][:len(self.atoms)] = np.array(self.atoms) - 1
-        with np.errstate(over="ignore"):
-            record["flForceConstant"] = self.force_constant
-            for name, number in zip(("flTarget", "flTargetY", "flTargetZ"), numbers):
-                record[name] = number
-        for name in ("flForceConstant", "flTarget", "flTargetY", "flTargetZ"):
-            if not np.isfinite(record[name]):
-                raise InputError(f"{self}: its numbers are too large to be sent")
-        return record
+            if not 1 <= atom <= count:
+                raise UsageError(f"{self}: there is no atom {atom} among {count}")
+
+    def value(self, positions: Any) -> float | tuple[float, ...]:
+        """What the restraint holds, as it is in a geometry (n x 3, Angstrom): Angstrom, degrees."""
+        found = self.measured([tuple(map(float, positions[atom - 1])) for atom in self.atoms])
+        return found if self.kind == "tether" else found[0]
+
+    def measured(self, points: Sequence[Sequence[float]]) -> tuple[float, ...]:
+        """The same of the places of its atoms, in one tuple."""
+        if self.kind == "tether":
+            return tuple(points[0])
+        steps = [_less(b, a) for a, b in zip(points, points[1:])]
+        if self.kind == "stretch":
+            return (_length(steps[0]),)
+        if self.kind == "bend":
+            return (_angle(_less(points[0], points[1]), steps[1]),)
+        first, second = _cross(steps[0], steps[1]), _cross(steps[1], steps[2])
+        return (math.copysign(_angle(first, second), _dot(first, steps[2])),)
+
+
+def parse_restraints(given: Restraint | str | Iterable[Restraint | str]) -> tuple[Restraint, ...]:
+    """Restraints from themselves or their texts."""
+    several = (given,) if isinstance(given, (Restraint, str)) else given
+    return tuple(parse_restraint(one) if isinstance(one, str) else one for one in several)
 
 
 def parse_restraint(text: str) -> Restraint:
@@ -126,26 +142,33 @@ def parse_restraint(text: str) -> Restraint:
                      constant)
 
 
-def packets_of(restraints: list, positions: np.ndarray) -> list[bytes]:
-    """The packets of all restraints: their counts by kind, and the records of each kind as a stream
-    of bytes."""
-    kinds = [b"".join(r.record(positions).tobytes() for r in restraints if r.kind == kind)
-             for kind in KINDS]
-    size = wire.RESTRAINT_RECORD.itemsize
-    result = [wire.packet(b"".join(wire.word(len(data) // size) for data in kinds))]
-    for data in kinds:
-        for start in range(0, len(data), wire.MAX_PAYLOAD):
-            result.append(wire.packet(data[start:start + wire.MAX_PAYLOAD]))
-    return result
-
-
-def _listed(atoms) -> str:
+def _listed(atoms: Sequence[int]) -> str:
     return "-".join(str(atom) for atom in atoms)
 
 
-def _angle(u: np.ndarray, v: np.ndarray) -> float:
+def _shown(number: float) -> str:
+    return str(int(number)) if number.is_integer() else repr(number)
+
+
+def _less(a: Sequence[float], b: Sequence[float]) -> Vector:
+    return a[0] - b[0], a[1] - b[1], a[2] - b[2]
+
+
+def _dot(a: Vector, b: Vector) -> float:
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]
+
+
+def _cross(a: Vector, b: Vector) -> Vector:
+    return a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]
+
+
+def _length(a: Vector) -> float:
+    return math.hypot(*a)
+
+
+def _angle(u: Vector, v: Vector) -> float:
     """Angle of two vectors, degrees; 0 where one has no length."""
-    return math.degrees(math.atan2(float(np.linalg.norm(np.cross(u, v))), float(np.dot(u, v))))
+    return math.degrees(math.atan2(_length(_cross(u, v)), _dot(u, v)))
 
 
 def _number(word: str, text: str) -> float:

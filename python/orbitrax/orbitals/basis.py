@@ -15,6 +15,10 @@ from orbitrax.tables import ParameterSet, load_parameters
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR
 from orbitrax.orbitals.sto6g import EXPANSIONS
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 _CAPPING_ORBITALS = 4
 _SMALLEST = 1e-5  # what is smaller in a table counts as not there
 _LETTERS = "spd"
@@ -39,7 +43,7 @@ class Shell:
         """Names of the orbitals in their order, as "2px"."""
         return [f"{self.n}{name}" for name in _NAMES[self.l]]
 
-    def gaussians(self) -> tuple[np.ndarray, np.ndarray]:
+    def gaussians(self) -> tuple[Array, Array]:
         """Exponents and coefficients of the normalised expansion in Gaussian functions, six for
         each term."""
         expansion = np.array(EXPANSIONS[self.n, self.l])
@@ -65,7 +69,7 @@ class Basis:
         return sum(2 * shell.l + 1 for shell in self.shells)
 
     @property
-    def atoms(self) -> np.ndarray:
+    def atoms(self) -> Array:
         """Index from 0 of the atom of each orbital."""
         return np.array([shell.atom for shell in self.shells for _ in shell.names], dtype=int)
 
@@ -75,7 +79,7 @@ class Basis:
         return [f"{self.symbols[shell.atom]}{shell.atom + 1} {name}" for shell in self.shells
                 for name in shell.names]
 
-    def overlap(self, positions: np.ndarray) -> np.ndarray:
+    def overlap(self, positions: Array) -> Array:
         """Overlap matrix of the expansions in Gaussian functions, N x N; they stand for the Slater
         functions to some 1e-5. positions: of all atoms, n x 3, Angstrom."""
         centres = np.asarray(positions, dtype=float) / CODATA_ANGSTROM_PER_BOHR
@@ -99,8 +103,8 @@ def slater_basis(job: Job, parameters: ParameterSet | None = None) -> Basis:
                          f"{job.method.title}")
     capping = set(job.capping)
     shells = []
-    for atom in sorted({*job.selected.tolist(), *capping}):
-        number = int(job.molecule.numbers[atom])
+    for atom in sorted({*job.selected, *capping}):
+        number = job.molecule.z[atom]
         if number > 0:
             shells += _shells_of_atom(job, parameters, atom, number, atom in capping)
     return Basis(job.molecule.symbols, shells)

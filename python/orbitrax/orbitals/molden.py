@@ -21,6 +21,10 @@ from orbitrax.tables import ParameterSet
 from orbitrax.results.result import Result
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, CODATA_EV_PER_HARTREE
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.arrays import Array
+
 _WIRE_ROUNDING = 1e-4  # far above that of single precision; beyond it the vectors are no orbitals
 _DEPENDENT = 1e-7  # smallest eigenvalue of an overlap matrix whose root is worth anything
 
@@ -29,7 +33,7 @@ def write_molden(path: str, job: Job, result: Result, parameters: ParameterSet |
                  raw: bool = False) -> None:
     """Writes a result's orbitals to a file, which appears whole or not at all.
 
-    The job needs send_eigenvectors; parameters are its tables, None for the usual ones; raw leaves
+    The job needs eigenvectors; parameters are its tables, None for the usual ones; raw leaves
     the orbitals as the backend has them. Raises UsageError for a result without eigenvectors or a
     path that cannot be, OrbitraxError for a file that cannot be written.
     """
@@ -55,7 +59,7 @@ def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
     """
     vectors = result.eigenvectors
     if not vectors:
-        raise UsageError("the result has no eigenvectors; set send_eigenvectors in its job")
+        raise UsageError("the result has no eigenvectors; set eigenvectors in its job")
     if raw:
         found = {spin: np.array(matrix, dtype=float) for spin, matrix in vectors.items()}
         for matrix in found.values():
@@ -72,13 +76,13 @@ def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
     return found
 
 
-def _check_size(matrix: np.ndarray, basis: Basis) -> None:
+def _check_size(matrix: Array, basis: Basis) -> None:
     if matrix.shape != (len(basis), len(basis)):
         raise UsageError(f"the tables give {len(basis)} orbitals, the eigenvectors are "
                          f"{' x '.join(map(str, matrix.shape))}: they belong to another job")
 
 
-def _inverse_root(overlap: np.ndarray) -> np.ndarray:
+def _inverse_root(overlap: Array) -> Array:
     """The symmetric S^-1/2: P.-O. Lowdin, J. Chem. Phys. 18, 365 (1950)."""
     values, vectors = np.linalg.eigh(overlap)
     if values[0] < _DEPENDENT:

@@ -6,7 +6,7 @@ import math
 import re
 
 from orbitrax.arrays import finite, flat, shortest
-from orbitrax.errors import CalculationFailed
+from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfMemory
 from orbitrax.job import OPTIMISATION
 from orbitrax.link import events
 from orbitrax.results.result import Result
@@ -14,10 +14,14 @@ from orbitrax.results.result import Result
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from array import array
-    from typing import Any
+
+    from orbitrax.job import Job
 
 _PROGRESS = re.compile(r"Iter(?:ation)?\s*=\s*(\d+)\s+Diff(?:erence)?\s*=\s*([-+\d.eEinfa]+)")
 _PROGRESS_STEP = 0.5e-5  # the difference is printed with five decimals
+
+NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
+             "Unable to allocate memory")  # in texts of the backend
 
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
@@ -26,23 +30,28 @@ class ResultBuilder:
     """Collects the events of one session: of a single point, or of an optimisation, whose result is
     its last report point."""
 
-    def __init__(self, job, task: str = "energy"):
+    def __init__(self, job: Job, task: str = "energy"):
         self._job = job
         self._started = False
         self.result = Result(
-            task=task, method=job.method.key, charge=int(job.charge),
-            multiplicity=int(job.multiplicity), spin="UHF" if job.unrestricted else "RHF",
-            symbols=job.molecule.symbols, coordinates=job.molecule.positions)
+            task=task, method=job.method.key, charge=job.charge, multiplicity=job.multiplicity,
+            spin="UHF" if job.uhf else "RHF", symbols=job.molecule.symbols,
+            coordinates=job.molecule.xyz)
 
     @property
     def has_values(self) -> bool:
         """Whether a result block has come."""
         return self.result.total_energy is not None
 
-    @property
-    def started(self) -> bool:
-        """Whether the backend accepted the job and began to calculate."""
-        return self._started
+    def refusal(self) -> OrbitraxError:
+        """The error for a session that ended with texts and no results."""
+        words = "\n".join(self.result.errors)
+        if lacks_memory(words):
+            error: OrbitraxError = OutOfMemory(words)
+        else:
+            error = CalculationFailed(words) if self._started else InputError(words)
+        error.partial = self.result
+        return error
 
     def add(self, event: events.Event) -> None:
         """Takes one event. Raises CalculationFailed for a result that is not finite."""
@@ -50,16 +59,16 @@ class ResultBuilder:
         if take:
             take(self, event)
 
-    def _log(self, event) -> None:
+    def _log(self, event: events.LogLine) -> None:
         self.result.log.append(event.text)
 
-    def _warning(self, event) -> None:
+    def _warning(self, event: events.WarningLine) -> None:
         self.result.warnings.append(event.text)
 
-    def _error(self, event) -> None:
+    def _error(self, event: events.ErrorLine) -> None:
         self.result.errors.append(event.text)
 
-    def _status(self, event) -> None:
+    def _status(self, event: events.StatusLine) -> None:
         self._started = True
         found = _PROGRESS.search(event.text)
         if not found:
@@ -71,7 +80,7 @@ class ResultBuilder:
             difference = math.inf
         self.result.final_scf_difference = difference if math.isfinite(difference) else None
 
-    def _block(self, event) -> None:
+    def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
         for field_name, name in (("flElectronicEnergy", "electronic_energy"),
                                  ("flCoreEnergy", "core_energy"),
@@ -85,11 +94,11 @@ class ResultBuilder:
                          ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")]
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
-        if self._job.restraints:
+        if self._job.settings.restrain:
             result.restraint_energy = sum(
                 shortest(_finite(values[name], name)) for name in
                 ("flTetherEnergy", "flStretchEnergy", "flBendEnergy", "flTorsionEnergy"))
-        if self._job.kind == OPTIMISATION:
+        if self._job.settings.calc_kind == OPTIMISATION:
             result.converged = bool(values["fConverged"])
         else:
             result.converged = self._scf_converged()
@@ -133,7 +142,7 @@ class ResultBuilder:
         """Whether the SCF cycle ended by convergence. The backend does not say; it reports each
         iteration but the last, and stops at the limit of iterations without a word. None when it
         reported nothing."""
-        limit, iterations = self._job.iteration_limit, self.result.scf_iterations
+        limit, iterations = self._job.settings.scf_iterations, self.result.scf_iterations
         if limit <= 0:
             return False
         if iterations is None:
@@ -142,7 +151,12 @@ class ResultBuilder:
             return True
         difference = self.result.final_scf_difference
         return difference is not None and (
-            difference + _PROGRESS_STEP < self._job.convergence_limit)
+            difference + _PROGRESS_STEP < self._job.settings.scf_limit)
+
+
+def lacks_memory(words: str) -> bool:
+    """Whether the backend's words tell that it got no memory."""
+    return any(text in words for text in NO_MEMORY)
 
 
 def _finite(value: float, what: str) -> float:

@@ -1,4 +1,5 @@
-"""The JSON document of a result: one table, from which the document, its page and its schema follow.
+"""The JSON document of a result: one table, from which the document, its page and its schema
+follow.
 
 A value that a task does not produce is null, never left out and never invented.
 """
@@ -14,7 +15,7 @@ SCHEMA = "orbitrax-result-1"
 
 class Row:
     """One entry. key: its name; attribute: that of `Result` which it shows; kind: "integer",
-    "number", "string" or "boolean"; shape: of an array, by the names of its lengths; unit; meaning."""
+    "number", "string" or "boolean"; shape: of an array, by the names of its lengths."""
 
     __slots__ = ("key", "attribute", "kind", "shape", "unit", "meaning")
 
@@ -41,7 +42,8 @@ ROWS = tuple(Row(*row) for row in (
     ("total_energy", "total_energy", "number", (), _KCAL, "electronic and core energy"),
     ("electronic_energy", "electronic_energy", "number", (), _KCAL, "of the valence electrons"),
     ("core_energy", "core_energy", "number", (), _KCAL, "repulsion of the cores"),
-    ("binding_energy", "binding_energy", "number", (), _KCAL, "total energy less that of the atoms"),
+    ("binding_energy", "binding_energy", "number", (), _KCAL,
+     "total energy less that of the atoms"),
     ("isolated_atomic_energy", "isolated_atomic_energy", "number", (), _KCAL,
      "of the atoms by themselves"),
     ("heat_of_formation", "heat_of_formation", "number", (), _KCAL,

@@ -11,11 +11,12 @@ import struct
 
 from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
+from orbitrax.job import OPTIMISATION, SINGLE_POINT
 from orbitrax.link import events, wire
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Callable, Generator
+    from collections.abc import Generator
     from typing import Any
 
     import numpy as np
@@ -38,14 +39,14 @@ _MAX_ORBITALS = 1 << 24
 
 
 class SessionReader:
-    """Reads the packets of one session: of a job with `n_atoms` atoms, unrestricted or not.
+    """Reads the packets of one session: of a job with `n_atoms` atoms, unrestricted or not, of a
+    kind by its number, with eigenvectors at its end or without.
 
     first: whether this is the first session of its process, which begins with the node count.
-    optimisation: whether the job is one, which has report points.
     """
 
     def __init__(self, n_atoms: int, unrestricted: bool, eigenvectors: bool, first: bool,
-                 optimisation: bool = False):
+                 calc_kind: int = SINGLE_POINT):
         self._n_atoms = n_atoms
         self._unrestricted = unrestricted
         self._eigenvectors = eigenvectors
@@ -56,8 +57,8 @@ class SessionReader:
         self._data = bytearray()
         self._at_report_point = True  # what comes next would be a result block
         self._finished = False
-        self._script = self._session(first, self._optimisation if optimisation
-                                     else self._single_point)
+        job = self._JOBS.get(calc_kind, SessionReader._single_point)
+        self._script = self._session(first, job(self))
         self._wanted = next(self._script)
 
     @property
@@ -131,11 +132,11 @@ class SessionReader:
 
     # ---- by place -------------------------------------------------------------------------------
 
-    def _session(self, first: bool, job: Callable[[], Script]) -> Script:
+    def _session(self, first: bool, job: Script) -> Script:
         if first:
             count = _word((yield 4))
             self._ready.append(events.NodeCount(count))
-        yield from job()
+        yield from job
         n_orbitals = yield from self._orbital_data()
         if self._eigenvectors:
             yield from self._eigenvector_matrices(n_orbitals)
@@ -151,6 +152,9 @@ class SessionReader:
             xyz = yield 12 * self._n_atoms
             self._ready.append(events.Coordinates(unpacked("f", xyz)))
             self._at_report_point = not final
+
+    # What a job brings ahead of its orbitals, by the number of its kind.
+    _JOBS = {SINGLE_POINT: _single_point, OPTIMISATION: _optimisation}
 
     def _result_block(self) -> Script:
         """Reads one; returns whether it is the last of the job."""
@@ -182,7 +186,7 @@ class PlotReader(SessionReader):
         self._n_points, self._n_grids = n_points, n_grids
         super().__init__(0, False, False, first)
 
-    def _session(self, first: bool, job: Callable[[], Script]) -> Script:
+    def _session(self, first: bool, job: Script) -> Script:
         if first:
             self._ready.append(events.NodeCount(_word((yield 4))))
         for _ in range(self._n_grids):

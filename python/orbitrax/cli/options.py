@@ -1,0 +1,188 @@
+"""What can be typed: options made from the settings of tasks, and those of the command line itself.
+"""
+
+from __future__ import annotations
+
+import argparse
+import sys
+
+from orbitrax.errors import UsageError
+from orbitrax.job import MOLECULE, OUTPUT, JobSettings
+from orbitrax.settings import Settings, declared, option
+from orbitrax.tasks.registry import TASKS
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import Any, NoReturn
+
+    from orbitrax.settings import Option
+    from orbitrax.tasks.task import Task
+
+_EXAMPLES = """\
+examples:
+  orbitrax energy examples/water.xyz -m am1
+  orbitrax energy cation.xyz -m pm3 -c 1 -s 2 --uhf
+  orbitrax energy examples/caffeine.xyz -m am1 --json > caffeine.json
+  orbitrax energy protein.pdb -m am1 --select 1-24,31
+  cat water.xyz | orbitrax energy - -m mndo --log
+  orbitrax energy --smiles CCO -m pm3
+"""
+
+_METHODS_HELP = "the methods, the elements they cover, their sources"
+
+
+@declared
+class CommandSettings(Settings):
+    """What the command line is told beside the settings of a task."""
+
+    molecule: str | None = option(
+        None, group=MOLECULE, metavar="MOLECULE",
+        help="a molecule file (xyz, mol, sdf, pdb, ...), or - for standard input")
+    smiles: str | None = option(
+        None, group=MOLECULE, metavar="TEXT", help="a SMILES string in place of a file")
+    format: str | None = option(
+        None, group=MOLECULE, metavar="NAME", help="format of the file, as ASE names it")
+    method: str = option(
+        "", short="-m", group=MOLECULE, metavar="METHOD",
+        help="cndo, indo, mindo3, mndo, am1, pm3, zindo1, zindos or mndod")
+    log: bool = option(
+        False, group=OUTPUT, exclusive="form",
+        help="print the backend's report, as it comes, in place of the summary")
+    json: bool = option(
+        False, group=OUTPUT, exclusive="form", help="print one JSON document and nothing else")
+    output: str | None = option(None, short="-o", group=OUTPUT, metavar="FILE", help="")
+    trajectory: str | None = option(
+        None, group=OUTPUT, metavar="FILE",
+        help="write every report point there as extended xyz, with energy and forces in eV and "
+             "eV/Angstrom")
+    molden_raw: bool = option(
+        False, group=OUTPUT,
+        help="in NAME.molden the orbitals as the method has them, instead of made orthonormal in "
+             "space by S^-1/2")
+    quiet: bool = option(
+        False, short="-q", group=OUTPUT, help="no progress, no warnings, no summary")
+    color: str = option(
+        "auto", choices=("auto", "always", "never"), group=OUTPUT, help="colour in messages")
+    time_limit: float | None = option(
+        None, above=0, unit="s", group=OUTPUT, metavar="S", help="give up after S seconds")
+    backend: str | None = option(
+        None, group=OUTPUT, metavar="PATH", help="the backend program to start")
+    tables: str | None = option(
+        None, group=OUTPUT, metavar="FOLDER", help="folder of the parameter tables")
+
+
+class Parsed:
+    """A command line: the command and the values that were given, by name."""
+
+    __slots__ = ("command", "values")
+
+    def __init__(self, command: str, values: dict[str, Any]):
+        self.command, self.values = command, values
+
+
+def parse(argv: list[str]) -> Parsed | None:
+    """Reads a command line; None where it names no command, after the help. Raises UsageError for
+    one that makes no sense, SystemExit after --help and --version."""
+    parser = build_parser(argv[0] if argv else None)
+    values = vars(parser.parse_args(argv))
+    command = values.pop("command")
+    if command is None:
+        parser.print_help(sys.stderr)
+        return None
+    return Parsed(command, values)
+
+
+# ---- parsers ------------------------------------------------------------------------------------
+
+
+class _Parser(argparse.ArgumentParser):
+    """A parser that leaves it to its caller to say what is wrong, and to exit."""
+
+    def __init__(self, **about: Any):
+        super().__init__(formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False,
+                         **about)
+
+    def error(self, message: str) -> NoReturn:
+        self.print_usage(sys.stderr)
+        raise UsageError(message)
+
+
+def build_parser(command: str | None = None) -> argparse.ArgumentParser:
+    """The parser of all commands, with the options of the one that is named; None for all."""
+    from orbitrax import __version__
+
+    parser = _Parser(prog="orbitrax", description="Semi-empirical quantum chemistry.",
+                     epilog=_EXAMPLES)
+    parser.add_argument("--version", action="version", version=f"orbitrax {__version__}")
+    commands = parser.add_subparsers(dest="command", metavar="TASK", title="tasks")
+    for row in TASKS:
+        if command is not None and row.name != command:
+            commands.add_parser(row.name, help=row.title)
+            continue
+        task = row.load()
+        examples = "\n".join(["examples:", *(f"  {example}" for example in task.examples)])
+        add_task(commands.add_parser(
+            row.name, help=row.title, description=task.description, epilog=examples + "\n"), task)
+    methods = commands.add_parser("methods", help=_METHODS_HELP,
+                                  description=f"{_METHODS_HELP.capitalize()}.")
+    methods.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
+    return parser
+
+
+def add_task(parser: argparse.ArgumentParser, task: type[Task]) -> None:
+    """Adds the options of a task, and those of the command line, by their groups."""
+    groups: dict[str, Any] = {}
+    exclusive: dict[str, Any] = {}
+    for one in _in_order(task):
+        heading = str(one.group)
+        if heading not in groups:
+            groups[heading] = parser.add_argument_group(heading)
+        place = groups[heading]
+        if one.exclusive is not None:
+            if one.exclusive not in exclusive:
+                exclusive[one.exclusive] = place.add_mutually_exclusive_group()
+            place = exclusive[one.exclusive]
+        _add(place, one, task.file_help if one.name == "output" else one.help)
+
+
+def _in_order(task: type[Task]) -> list[Option]:
+    """The options as they are listed: the molecule, the task's own, then what all tasks share."""
+    command = {name: one for name, one in CommandSettings.options.items()
+               if name != "trajectory" or task.reports_points}
+    shared = [one for one in (*command.values(), *task.options.values()) if one.typed]
+    own = [one for name, one in task.options.items()
+           if one.typed and name not in JobSettings.options]
+    first = [one for one in shared if one.group == MOLECULE]
+    last = [one for one in shared if one.group == OUTPUT]
+    rest = [one for one in shared if one not in first and one not in last and one not in own]
+    return [*first, *(one for one in own if one not in first and one not in last), *rest, *last]
+
+
+def _add(place: Any, one: Option, help_text: str) -> None:
+    """Adds one option. What is not typed has no value, so that the settings' own default holds."""
+    about: dict[str, Any] = {"default": argparse.SUPPRESS, "help": _with_default(one, help_text)}
+    if one.name == "molecule":
+        place.add_argument("molecule", nargs="?", metavar=one.metavar, **about)
+        return
+    names = [name for name in (one.short, one.flag) if name]
+    if one.kind == "bool":
+        about["action"] = argparse.BooleanOptionalAction if one.default else "store_true"
+        place.add_argument(*names, **about)
+        return
+    if one.repeated:
+        about["action"] = "append"
+    if one.convert is None:
+        about["type"] = {"int": int, "float": float}.get(one.kind)
+    if one.choices is None:
+        about["metavar"] = one.metavar
+    else:
+        about["choices"] = one.choices
+    place.add_argument(*names, required=one.name == "method", **about)
+
+
+def _with_default(one: Option, text: str) -> str:
+    if one.default is None or one.default is False or one.default in ((), "") or "default" in text:
+        return text.replace("%", "%%")
+    shown = "on" if one.default is True else one.default
+    shown = f"{shown:g}" if isinstance(shown, float) else shown
+    return f"{text} (default {shown})".replace("%", "%%")

@@ -1,0 +1,120 @@
+"""Structures: the last one of a run in its file, and every report point in a trajectory."""
+
+from __future__ import annotations
+
+from orbitrax.cli.outputs import Output
+from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.files import check_target, replaced
+from orbitrax.units import ASE_EV_PER_KCAL
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import Any, TextIO
+
+    from orbitrax.cli.options import CommandSettings
+    from orbitrax.cli.terminal import Terminal
+    from orbitrax.results.result import Result
+    from orbitrax.tasks.report_points import ReportPoint
+    from orbitrax.tasks.task import Run
+
+_HEADER = f"{'cycle':>6}{'points':>8}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
+
+
+class StructureOutput(Output):
+    """Writes the last structure, converged or not, and a trajectory on the way."""
+
+    def __init__(self, command: CommandSettings):
+        super().__init__(command)
+        self._trajectory: TextIO | None = None
+        self._last: ReportPoint | None = None
+
+    def check(self, task: Any) -> None:
+        """Refuses files that cannot be written."""
+        for path in (self.path, self.command.trajectory):
+            if path is not None:
+                check_target(path)
+        if self.path is not None:
+            format_of(self.path)
+
+    def follow(self, run: Any, terminal: Terminal) -> None:
+        """Opens the trajectory, and listens to report points."""
+        path = self.command.trajectory
+        if path is not None:
+            try:
+                self._trajectory = open(path, "w", encoding="utf-8")
+            except OSError as error:
+                raise UsageError(f"{path}: {error.strerror}") from None
+
+        def listen(point: ReportPoint) -> None:
+            if self._last is None:
+                terminal.row(_HEADER)
+            self._last = point
+            values = point.values
+            terminal.row(f"{values['cycle']:6d}{values['energy_points']:8d}"
+                         f"{values['total_energy']:20.5f}{values['rms_gradient']:15.5f}")
+            if self._trajectory is not None:
+                _write_frame(self._trajectory, run, point)
+
+        run.points.listeners.append(listen)
+
+    def finish(self, run: Any, result: Result | None) -> None:
+        """Closes the trajectory and writes the last structure."""
+        if self._trajectory is not None:
+            self._trajectory.close()
+        if self.path is None or run is None or run.points.last is None:
+            return
+        _write_structure(self.path, _atoms(run, run.points.last))
+
+
+def _atoms(run: Run, point: ReportPoint) -> Any:
+    from ase import Atoms
+
+    from orbitrax.arrays import as_numpy
+
+    job = run.job
+    return Atoms(numbers=job.molecule.numbers, positions=as_numpy(point.xyz or (), 3),
+                 info={"charge": job.charge, "multiplicity": job.multiplicity})
+
+
+def format_of(path: str) -> str:
+    """The format in which ASE writes a file of this name."""
+    import ase.io.formats
+
+    try:
+        name: str = ase.io.formats.filetype(path, read=False)
+        if ase.io.formats.ioformats[name].can_write:
+            return name
+    except (ase.io.formats.UnknownFileTypeError, KeyError):
+        pass
+    raise UsageError(f"{path}: no format that can be written goes by this name; try .xyz")
+
+
+def _write_structure(path: str, atoms: Any) -> None:
+    """Writes a structure; the file appears whole or not at all."""
+    import ase.io
+
+    try:
+        with replaced(path) as name:
+            ase.io.write(name, atoms, format=format_of(path))
+    except (ValueError, RuntimeError, KeyError, AttributeError, TypeError) as error:
+        raise OrbitraxError(f"{path}: cannot be written in this format: {error}") from None
+
+
+def _write_frame(file: TextIO, run: Run, point: ReportPoint) -> None:
+    """Appends a frame, and sees it out of the buffer."""
+    import ase.io
+    from ase.calculators.singlepoint import SinglePointCalculator
+
+    from orbitrax.arrays import as_numpy
+
+    atoms = _atoms(run, point)
+    atoms.info.update(method=run.job.method.key, step=int(point.values["cycle"]))
+    values: dict[str, Any] = {"energy": point.values["total_energy"] * ASE_EV_PER_KCAL}
+    if point.gradient is not None:
+        values["forces"] = -as_numpy(point.gradient, 3) * ASE_EV_PER_KCAL
+    atoms.calc = SinglePointCalculator(atoms, **values)
+    try:
+        ase.io.write(file, atoms, format="extxyz")
+        file.flush()
+    except OSError as error:
+        raise OrbitraxError(f"{file.name}: cannot be written: {error.strerror}") from None

@@ -1,0 +1,95 @@
+"""The program: its streams, its exit statuses, and which command is run."""
+
+from __future__ import annotations
+
+import os
+import sys
+
+from orbitrax.errors import UsageError
+from orbitrax.tasks.registry import TASKS, UNAVAILABLE
+
+_INTERRUPTED = 130  # 128 + SIGINT
+_PIPE_CLOSED = 141  # 128 + SIGPIPE
+
+
+def run_program(argv: list[str] | None = None) -> int:
+    """Runs the command line and returns its exit status."""
+    argv = sys.argv[1:] if argv is None else list(argv)
+    _prepare_streams()
+    try:
+        try:
+            status = _run(argv)
+            sys.stdout.flush()
+            return status
+        except KeyboardInterrupt:
+            return _INTERRUPTED
+    except BrokenPipeError:
+        _discard_output()
+        return _PIPE_CLOSED
+    except OSError as error:  # a full disk; all other files are watched where they are used
+        _discard_output()
+        print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
+        return 1
+
+
+def _prepare_streams() -> None:
+    """Output that is closed goes nowhere, and text that its encoding lacks is escaped."""
+    for name in ("stdout", "stderr"):
+        if getattr(sys, name) is None:
+            setattr(sys, name, open(os.devnull, "w", encoding="utf-8"))
+        stream = getattr(sys, name)
+        if hasattr(stream, "reconfigure"):
+            stream.reconfigure(errors="backslashreplace")
+
+
+def _discard_output() -> None:
+    """Nobody takes our output any more: what is left in the buffer goes nowhere."""
+    os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+
+
+def _run(argv: list[str]) -> int:
+    name = argv[0] if argv else None
+    if name in UNAVAILABLE:
+        text = f"the task '{name}' is not available in this version"
+        print(f"orbitrax: {text}", file=sys.stderr)
+        return _failure(argv, None, text)
+    from orbitrax.cli.options import parse
+
+    try:
+        parsed = parse(argv)
+    except UsageError as error:
+        _complain(error)
+        return _failure(argv, None, error.typed)
+    except SystemExit:  # after --help and --version
+        return 0
+    if parsed is None:
+        return 2
+    if parsed.command == "methods":
+        from orbitrax.cli.methods import list_methods
+
+        return list_methods(parsed.values.get("tables"))
+    from orbitrax.cli.run import run_task
+
+    kind = next(row for row in TASKS if row.name == parsed.command).load()
+    try:
+        return run_task(kind, parsed.values)
+    except UsageError as error:
+        _complain(error)
+        return _failure(argv, kind.name, error.typed)
+
+
+def _complain(error: UsageError) -> None:
+    print(f"orbitrax: error: {error.typed}", file=sys.stderr)
+
+
+def _failure(argv: list[str], task: str | None, text: str) -> int:
+    """Status 2. A program that asked for JSON gets its document all the same."""
+    if "--json" in argv:
+        import json
+
+        from orbitrax.results.document import empty_document
+
+        document = empty_document(task)
+        document.update(status="failed", errors=[text])
+        print(json.dumps(document))
+    return 2

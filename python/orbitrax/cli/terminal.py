@@ -1,0 +1,74 @@
+"""Messages, warnings and progress on standard error."""
+
+from __future__ import annotations
+
+import os
+import sys
+
+_SPINNER = "-\\|/"
+_USUAL_COLUMNS = 80
+
+
+class Terminal:
+    """Messages, warnings and progress on standard error.
+
+    color: "auto", "always" or "never". shares: whether standard output goes to the same terminal as
+    it comes, which leaves no room for a line of progress.
+    """
+
+    def __init__(self, quiet: bool = False, color: str = "auto", shares: bool = False):
+        self._quiet = quiet
+        terminal = sys.stderr.isatty()
+        self._color = color == "always" or (
+            color == "auto" and terminal and not os.environ.get("NO_COLOR"))
+        self._live = terminal and not quiet and not shares
+        self._shown = False
+        self._turn = 0
+
+    def error(self, text: str) -> None:
+        """Always shown."""
+        self._say("error", "31", text)
+
+    def warning(self, text: str) -> None:
+        """Shown unless quiet."""
+        if not self._quiet:
+            self._say("warning", "33", text)
+
+    def _say(self, label: str, code: str, text: str) -> None:
+        if self._color:
+            label = f"\x1b[{code};1m{label}\x1b[0m"
+        print(f"orbitrax: {label}: {text}", file=sys.stderr, flush=True)
+
+    def progress(self, text: str) -> None:
+        """The line that says what goes on, on a terminal only."""
+        if not self._live:
+            return
+        self._turn = (self._turn + 1) % len(_SPINNER)
+        columns = self._columns() - 1
+        visible = "".join(c if c.isprintable() else " " for c in text)
+        self._write(f"\r{_SPINNER[self._turn]} {visible}"[:columns + 1] + "\x1b[K")
+        self._shown = True
+
+    @staticmethod
+    def _columns() -> int:
+        try:
+            return os.get_terminal_size(sys.stderr.fileno()).columns or _USUAL_COLUMNS
+        except OSError:
+            return _USUAL_COLUMNS
+
+    @staticmethod
+    def _write(text: str) -> None:
+        sys.stderr.write(text)
+        sys.stderr.flush()
+
+    def row(self, text: str) -> None:
+        """A line that stays, above the progress line, on a terminal only."""
+        if self._live:
+            self.end_progress()
+            print(text, file=sys.stderr, flush=True)
+
+    def end_progress(self) -> None:
+        """Takes the progress line away."""
+        if self._shown:
+            self._shown = False
+            self._write("\r\x1b[K")

@@ -1,0 +1,187 @@
+"""What a job, or a plot, becomes on the wire: the packets of a session, in the order in which the
+backend asks for them."""
+
+from __future__ import annotations
+
+import math
+import struct
+
+from orbitrax.arrays import finite
+from orbitrax.errors import InputError
+from orbitrax.link import wire
+from orbitrax.molecules.elements import MASSES, valence_orbitals
+from orbitrax.molecules.restraints import KINDS
+from orbitrax.settings import LARGEST_FLOAT
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Sequence
+    from typing import Any
+
+    from orbitrax.grids.grid import Frame, Plot
+    from orbitrax.job import Job
+    from orbitrax.molecules.restraints import Restraint
+    from orbitrax.settings import Option
+    from orbitrax.tables import ParameterSet
+
+LOG_SILENT = 10  # this log level and those above it send no log
+
+_LIGHTEST = 1e-10  # atomic mass units
+
+# What is said of a search by a job that makes none.
+_NO_SEARCH = {"nOptimiser": 2, "nMaxCycles": 1000, "flRmsGradient": 0.1, "nReportPeriod": 1}
+
+
+def table_packets(tables: ParameterSet) -> list[bytes]:
+    """What the first session of a process is told ahead of the rest."""
+    head = (wire.word(4), wire.word(tables.method.number), *tables.packets)
+    return [wire.packet(payload) for payload in head]
+
+
+def job_packets(job: Job) -> list[bytes]:
+    """The packets of a session that calculates."""
+    atoms = atom_records(job)
+    size = wire.ATOMS_PER_CHUNK * wire.AtomRecord.size
+    return [
+        _debug_packet(job),
+        wire.packet(run_options(job)),
+        wire.packet(job_options(job)),
+        wire.packet(wire.word(len(job.molecule))),
+        *(wire.packet(atoms[start:start + size]) for start in range(0, len(atoms), size)),
+        *(restraint_packets(job) if job.settings.restrain else ()),
+        wire.packet(selection_block(job)),
+    ]
+
+
+def plot_packets(job: Job, plot: Plot, frame: Frame) -> list[bytes]:
+    """The packets of a later session that plots what the job has left."""
+    values = _options(job, wire.RunOptions)
+    values.update(fCalculate=0, fSendOrbitals=0, fPlot=1, nPlotKind=plot.kind,
+                  fPlotBetaSpin=int(plot.beta))
+    if plot.of_orbital:
+        values["nPlotOrbitalMode"], values["nPlotOrbitalOffset"] = plot.level()
+    values["nGridCols"], values["nGridRows"], values["nPlotPlanes"] = frame.counts
+    values["flPlotGrid"] = [*frame.origin.tolist(), *frame.column.tolist(), *frame.row.tolist()]
+    return [_debug_packet(job), wire.packet(wire.RunOptions.pack(values)),
+            wire.packet(job_options(job))]
+
+
+def _debug_packet(job: Job) -> bytes:
+    return wire.packet(wire.word(int(job.settings.debug)), wire.DEBUG_FLAG)
+
+
+# ---- options ------------------------------------------------------------------------------------
+
+
+def run_options(job: Job) -> bytes:
+    """The RunOptions record."""
+    return wire.RunOptions.pack(_options(job, wire.RunOptions))
+
+
+def job_options(job: Job) -> bytes:
+    """The JobOptions record."""
+    return wire.JobOptions.pack(_options(job, wire.JobOptions))
+
+
+def _options(job: Job, record: wire.Record) -> dict[str, Any]:
+    """The fields of a record, from the settings that name them, and from what the job knows."""
+    settings = job.settings
+    values: dict[str, Any] = dict(_NO_SEARCH) if record is wire.JobOptions else {}
+    for one in settings.options.values():
+        if one.wire in record.fields:
+            values[one.wire] = _sent(one, getattr(settings, one.name))
+    if record is wire.RunOptions:
+        values.update(fCalculate=1, nExtensions=wire.PRECISE_RESULTS if settings.precise else 0,
+                      nTotalCharge=job.charge, nMultiplicity=job.multiplicity,
+                      flOverlapSigma=job.sigma, flOverlapPi=job.pi)
+        if settings.log_level is None:
+            values["nLogLevel"] = LOG_SILENT
+    else:
+        values.update(nCalcKind=settings.calc_kind, fRestraints=int(bool(settings.restrain)),
+                      fShowWarnings=1)
+    return values
+
+
+def _sent(one: Option, value: Any) -> Any:
+    """A setting as a number: a choice by its place in the list."""
+    if one.choices is not None:
+        return one.choices.index(value)
+    return 0 if value is None else int(value) if one.kind == "bool" else value
+
+
+# ---- the molecule -------------------------------------------------------------------------------
+
+
+def atom_records(job: Job) -> bytes:
+    """One AtomRecord for each atom of the molecule, selected or not."""
+    molecule = job.molecule
+    charges = molecule.plain_charges or (0.0,) * len(molecule)
+    masses = molecule.plain_masses or [MASSES[number] for number in molecule.z]
+    _check_each(job, charges, "charge")
+    _check_each(job, masses, "mass")
+    for i, mass in enumerate(masses):
+        if not mass > _LIGHTEST:
+            raise InputError(f"{molecule.label(i)}: its mass is not above 0")
+    inside, xyz = set(job.selected), molecule.xyz
+    records = []
+    for i, (number, bonded) in enumerate(zip(molecule.z, job.bonds)):
+        outside = i not in inside
+        records.append(wire.AtomRecord.pack({
+            "nAtomicNumber": number, "nState": int(outside), "nBonds": len(bonded),
+            "nBonded": bonded, "flCharge": charges[i] if outside else 0.0, "flX": xyz[3 * i],
+            "flY": xyz[3 * i + 1], "flZ": xyz[3 * i + 2], "flMass": masses[i]}))
+    return b"".join(records)
+
+
+def _check_each(job: Job, values: Sequence[float], what: str) -> None:
+    """Numbers that are finite may still be too large for single precision."""
+    for i, value in enumerate(values):
+        if not abs(value) <= LARGEST_FLOAT:
+            raise InputError(f"{job.molecule.label(i)}: its {what} is not a number that can be "
+                             "sent")
+
+
+def selection_block(job: Job) -> bytes:
+    """The SelectionBlock and the numbers of the selected atoms."""
+    chosen = job.selected
+    orbitals = sum(valence_orbitals(job.molecule.z[i]) for i in chosen)
+    head = wire.SelectionBlock.pack({
+        "nFirstAtom": 1, "nLastAtom": len(chosen), "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
+        "nOrbitalEstimate": orbitals, "nAtomEstimate": len(chosen), "MethodId": job.method.number})
+    return head + struct.pack(f"<{len(chosen)}i", *(i + 1 for i in chosen))
+
+
+# ---- restraints ---------------------------------------------------------------------------------
+
+
+def restraint_packets(job: Job) -> list[bytes]:
+    """The packets of all restraints: their counts by kind, and the records of each kind as a stream
+    of bytes."""
+    kinds = [b"".join(restraint_record(restraint, job.molecule.xyz)
+                      for restraint in job.settings.restrain if restraint.kind == kind)
+             for kind in KINDS]
+    size = wire.RestraintRecord.size
+    result = [wire.packet(b"".join(wire.word(len(data) // size) for data in kinds))]
+    for data in kinds:
+        for start in range(0, len(data), wire.MAX_PAYLOAD):
+            result.append(wire.packet(data[start:start + wire.MAX_PAYLOAD]))
+    return result
+
+
+def restraint_record(restraint: Restraint, xyz: Sequence[float]) -> bytes:
+    """The RestraintRecord for a molecule whose atoms are at these places (3 n, Angstrom)."""
+    target = restraint.target
+    if target is None:
+        points = [xyz[3 * atom - 3:3 * atom] for atom in restraint.atoms]
+        target = restraint.measured(points)
+    if restraint.kind in ("bend", "torsion"):
+        target = (math.radians(target[0]),)
+    if restraint.kind == "torsion":  # the backend counts anticlockwise
+        target = (-target[0],)
+    values: dict[str, Any] = {
+        "nKind": KINDS.index(restraint.kind), "nAtom": [atom - 1 for atom in restraint.atoms],
+        "flForceConstant": restraint.force_constant,
+        **dict(zip(("flTarget", "flTargetY", "flTargetZ"), target))}
+    if not finite(target) or max(map(abs, (*target, restraint.force_constant))) > LARGEST_FLOAT:
+        raise InputError(f"{restraint}: its numbers are too large to be sent")
+    return wire.RestraintRecord.pack(values)

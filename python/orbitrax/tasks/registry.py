@@ -1,0 +1,48 @@
+"""The tasks: a row each. Whoever offers tasks reads this list and the settings of their classes."""
+
+from __future__ import annotations
+
+from orbitrax.errors import UsageError
+from orbitrax.settings import unknown
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.tasks.task import Task
+
+
+class TaskRow:
+    """A task: its name, the module of orbitrax.tasks and the class in it, a line of help, which
+    can be shown without loading it."""
+
+    __slots__ = ("name", "module", "kind", "title")
+
+    def __init__(self, name: str, module: str, kind: str, title: str):
+        self.name, self.module, self.kind, self.title = name, module, kind, title
+
+    def load(self) -> type[Task]:
+        """The class of the task."""
+        module = __import__(f"orbitrax.tasks.{self.module}", fromlist=[self.kind])
+        found: type[Task] = getattr(module, self.kind)
+        return found
+
+
+TASKS = tuple(TaskRow(*row) for row in (
+    ("energy", "energy", "Energy", "energy, orbitals, charges and dipole of one structure"),
+    ("optimize", "optimize", "Optimize", "the nearest structure of lowest energy"),
+    ("plot", "plot", "PlotTask",
+     "an orbital, a density or the potential, as a picture or a cube file"),
+))
+
+# Tasks of this program that this version does not have yet.
+UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
+               "batch", "serve")
+
+
+def find_task(name: str) -> type[Task]:
+    """The class of a task. Raises UsageError for a name that is none."""
+    for row in TASKS:
+        if row.name == name:
+            return row.load()
+    if name in UNAVAILABLE:
+        raise UsageError(f"the task '{name}' is not available in this version")
+    raise UsageError(unknown(name, [row.name for row in TASKS], "task"))

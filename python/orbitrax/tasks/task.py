@@ -1,0 +1,121 @@
+"""What a task is: a value with declared settings, and a run that follows from it.
+
+A task is one module with a subclass of `Task`, and one row in `registry.py`. The class declares the
+settings that are its own; those that all calculations share come with it. What a run collects, and
+what it does beside its one job, stands in a subclass of `Run`.
+"""
+
+from __future__ import annotations
+
+from orbitrax.errors import NotConverged, OrbitraxError
+from orbitrax.job import Job, JobSettings
+from orbitrax.results.text import summary
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Callable
+    from typing import Any, ClassVar
+
+    from orbitrax.backend import Backend
+    from orbitrax.link.events import Event
+    from orbitrax.methods import Method
+    from orbitrax.molecules.molecule import Molecule
+    from orbitrax.results.result import Result
+
+    Listener = Callable[[Event], None]
+
+
+class Run:
+    """One run of a task. job: what is calculated."""
+
+    def __init__(self, task: Task, job: Job):
+        self.task, self.job = task, job
+
+    def execute(self, backend: Backend, on_event: Listener | None = None) -> Result:
+        """Runs the task and returns its result, with the blocks that the task adds. Raises
+        NotConverged for a result that is not to be believed; `partial` of an error is what there
+        is."""
+        try:
+            result = backend.run(self.job, self._listener(on_event), task=self.task.name)
+        except OrbitraxError as error:
+            if error.partial is not None:
+                error.partial.blocks.update(self.block(error.partial))
+            raise
+        try:
+            self.judge(result)
+            self.follow(backend, result, on_event)
+        except OrbitraxError as error:
+            error.partial = result
+            raise
+        finally:
+            result.blocks.update(self.block(result))
+        return result
+
+    def _listener(self, on_event: Listener | None) -> Listener:
+        def listen(event: Event) -> None:
+            self.collect(event)
+            if on_event is not None:
+                on_event(event)
+
+        return listen
+
+    def collect(self, event: Event) -> None:
+        """Called with each event of the job."""
+
+    def judge(self, result: Result) -> None:
+        """Raises NotConverged for a result that is not to be believed."""
+        if not self.job.settings.allow_unconverged:
+            judge_scf(self.job, result)
+
+    def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
+        """Called after the job, with the backend that still holds what the job has left."""
+
+    def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
+        """The task's own entries of the JSON document; result: None if nothing was begun."""
+        return {}
+
+    def summary(self, result: Result) -> list[str]:
+        """The lines that a person reads."""
+        return summary(result)
+
+    def appendix(self, result: Result) -> list[str]:
+        """Lines that follow those unless a file has what they say."""
+        return []
+
+
+class Task(JobSettings):
+    """A task with its settings.
+
+    name: as it is typed. description, examples: for those who ask for help. run_type: its runs.
+    files: the kinds of files that it can write, see `orbitrax.cli.outputs`; file_help: what is said
+    of them. reports_points: whether its runs have `points`, which make a trajectory. for_orbitals:
+    the task that is run in its place where only the orbitals are wanted, None for itself.
+    """
+
+    name: ClassVar[str]
+    description: ClassVar[str]
+    examples: ClassVar[tuple[str, ...]] = ()
+    run_type: ClassVar[type[Run]] = Run
+    files: ClassVar[tuple[str, ...]] = ("molden", "text")
+    file_help: ClassVar[str] = (
+        "write there what would be printed, or NAME.molden: the orbitals, for programs that show "
+        "them")
+    reports_points: ClassVar[bool] = False
+    for_orbitals: ClassVar[type[Task] | None] = None
+
+    def start(self, molecule: Molecule, method: Method | str | int) -> Run:
+        """A run for a molecule. Raises UsageError where the two do not fit."""
+        return self.run_type(self, Job(molecule, method, self))
+
+
+def judge_scf(job: Job, result: Result) -> None:
+    """Raises NotConverged for an SCF that has not converged."""
+    if result.converged is not False:
+        return
+    settings, last = job.settings, result.final_scf_difference
+    text = f"the SCF iterations did not converge within {settings.scf_iterations}"
+    if last is not None:
+        text += f" (last difference {last:.5f} kcal/mol, limit {settings.scf_limit:g})"
+    other = "--no-diis" if settings.diis else "--diis"
+    raise NotConverged(f"{text}; try a higher --scf-iterations, {other}, another "
+                       "--level-shift-start, or --uhf for an open shell")
