@@ -1,0 +1,201 @@
+"""Redundant internal coordinates of a molecule, and how they change with its positions.
+
+Stretches, bends and torsions follow the bonds; where three atoms stand in a line, two linear bends
+take the place of the bend. Lengths are in Angstrom, angles in radians.
+
+P. Pulay, G. Fogarasi, J. Chem. Phys. 96, 2856 (1992); E. B. Wilson, J. C. Decius, P. C. Cross,
+Molecular Vibrations (1955), chapter 4.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+
+LINEAR = np.radians(165.0)  # three atoms that open a wider angle count as a line
+_MOST_TORSIONS = 9  # round one bond: those of two sp3 atoms
+
+
+class Internals:
+    """The coordinates that a molecule has by its bonds and by the positions it starts from.
+
+    stretches k x 2, bends k x 3, torsions k x 4, linear k x 3: atom indices from 0, the apex of a
+    bend in the middle. A linear bend counts twice, along two axes square to the line that are
+    fixed in space. The order of all coordinates: stretches, bends, torsions, linear bends along
+    the first axis, then along the second.
+    """
+
+    def __init__(self, positions: np.ndarray, bonds: list[tuple[int, int]]):
+        """positions: n x 3, Angstrom. bonds: pairs of atom indices, each once."""
+        neighbours: list[list[int]] = [[] for _ in positions]
+        for i, j in bonds:
+            neighbours[i].append(j)
+            neighbours[j].append(i)
+        for near in neighbours:
+            near.sort()
+        bends, linear = _bends(positions, neighbours)
+        self.stretches = _rows([tuple(sorted(bond)) for bond in bonds], 2)
+        self.bends, self.linear = _rows(bends, 3), _rows(linear, 3)
+        self.torsions = _rows(_torsions(positions, bonds, neighbours), 4)
+        self._axes = [_square_axes(positions[i] - positions[k]) for i, _, k in linear]
+
+    def __len__(self) -> int:
+        return (len(self.stretches) + len(self.bends) + len(self.torsions)
+                + 2 * len(self.linear))
+
+    def values(self, positions: np.ndarray) -> np.ndarray:
+        """All coordinates at these positions."""
+        return np.concatenate([
+            _stretch(positions, self.stretches)[0], _bend(positions, self.bends)[0],
+            _torsion(positions, self.torsions)[0],
+            *(_linear(positions, self.linear, axis)[0] for axis in self._axis_pair())])
+
+    def slopes(self, positions: np.ndarray) -> np.ndarray:
+        """How each coordinate changes with each position: the matrix B, coordinates x 3n."""
+        kinds = [(self.stretches, _stretch(positions, self.stretches)[1]),
+                 (self.bends, _bend(positions, self.bends)[1]),
+                 (self.torsions, _torsion(positions, self.torsions)[1]),
+                 *((self.linear, _linear(positions, self.linear, axis)[1])
+                   for axis in self._axis_pair())]
+        result = np.zeros((len(self), 3 * len(positions)))
+        row = 0
+        for atoms, slopes in kinds:  # slopes: coordinates x atoms of one x 3
+            lines = np.arange(row, row + len(atoms))
+            for place in range(atoms.shape[1]):
+                for axis in range(3):
+                    result[lines, 3 * atoms[:, place] + axis] = slopes[:, place, axis]
+            row += len(atoms)
+        return result
+
+    def difference(self, after: np.ndarray, before: np.ndarray) -> np.ndarray:
+        """after - before, torsions the short way round."""
+        change = after - before
+        start = len(self.stretches) + len(self.bends)
+        turns = change[start:start + len(self.torsions)]
+        turns -= 2 * np.pi * np.round(turns / (2 * np.pi))
+        return change
+
+    def _axis_pair(self):
+        axes = np.array(self._axes).reshape(-1, 2, 3)
+        return axes[:, 0], axes[:, 1]
+
+
+def _rows(atoms: list, width: int) -> np.ndarray:
+    return np.array(atoms, dtype=int).reshape(-1, width)
+
+
+# ---- which coordinates there are ----------------------------------------------------------------
+
+
+def _angle(positions: np.ndarray, i: int, j: int, k: int) -> float:
+    a, b = positions[i] - positions[j], positions[k] - positions[j]
+    return float(np.arctan2(np.linalg.norm(np.cross(a, b)), a @ b))
+
+
+def _bends(positions: np.ndarray, neighbours: list[list[int]]) -> tuple[list, list]:
+    """Triples of bonded atoms, those in a line apart."""
+    bends, linear = [], []
+    for j, near in enumerate(neighbours):
+        for place, i in enumerate(near):
+            for k in near[place + 1:]:
+                in_line = _angle(positions, i, j, k) > LINEAR
+                (linear if in_line else bends).append((i, j, k))
+    return bends, linear
+
+
+def _torsions(positions: np.ndarray, bonds, neighbours: list[list[int]]) -> list:
+    """Chains of four atoms that are not in a line anywhere, round each bond, and round each line of
+    bonds as a whole: its ends are what turns."""
+    found = []
+    for j, k in bonds:
+        ends_j = [i for i in neighbours[j] if i != k and _angle(positions, i, j, k) <= LINEAR]
+        ends_k = [m for m in neighbours[k] if m != j and _angle(positions, j, k, m) <= LINEAR]
+        chains = [(i, j, k, m) for i in ends_j for m in ends_k if i != m]
+        found += chains[:_MOST_TORSIONS]
+    for chain in _lines(positions, neighbours):
+        j, k = chain
+        ends_j = [i for i in neighbours[j] if _angle(positions, i, j, k) <= LINEAR
+                  and _angle(positions, i, j, k) >= np.pi - LINEAR]
+        ends_k = [m for m in neighbours[k] if _angle(positions, j, k, m) <= LINEAR
+                  and _angle(positions, j, k, m) >= np.pi - LINEAR]
+        found += [(i, j, k, m) for i in ends_j for m in ends_k if i != m][:_MOST_TORSIONS]
+    return found
+
+
+def _lines(positions: np.ndarray, neighbours: list[list[int]]) -> list[tuple[int, int]]:
+    """First and last atom of each longest run of three or more bonded atoms in a line."""
+    found = []
+    for start, near in enumerate(neighbours):
+        for second in near:
+            if any(_angle(positions, before, start, second) > LINEAR
+                   for before in near if before != second):
+                continue  # the run begins further out
+            last, here = start, second
+            while True:
+                onward = [m for m in neighbours[here]
+                          if m != last and _angle(positions, last, here, m) > LINEAR]
+                if not onward or onward[0] == start:
+                    break
+                last, here = here, onward[0]
+            if here != second and start < here:
+                found.append((start, here))
+    return found
+
+
+def _square_axes(line: np.ndarray) -> np.ndarray:
+    """Two unit vectors square to a line and to each other, 2 x 3."""
+    along = line / np.linalg.norm(line)
+    first = np.cross(along, np.eye(3)[np.argmin(np.abs(along))])
+    first /= np.linalg.norm(first)
+    return np.array([first, np.cross(along, first)])
+
+
+# ---- values and slopes --------------------------------------------------------------------------
+# Each returns the values, k, and their slopes by the atoms' positions, k x atoms x 3.
+
+
+def _units(vectors: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+    lengths = np.linalg.norm(vectors, axis=1)
+    return vectors / lengths[:, None], lengths
+
+
+def _stretch(positions, atoms):
+    along, lengths = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
+    return lengths, np.stack([along, -along], axis=1)
+
+
+def _bend(positions, atoms):
+    u, length_u = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
+    v, length_v = _units(positions[atoms[:, 2]] - positions[atoms[:, 1]])
+    cosine = np.clip(np.sum(u * v, axis=1), -1.0, 1.0)
+    sine = np.maximum(np.linalg.norm(np.cross(u, v), axis=1), 1e-8)
+    by_i = (cosine[:, None] * u - v) / (length_u * sine)[:, None]
+    by_k = (cosine[:, None] * v - u) / (length_v * sine)[:, None]
+    return np.arctan2(sine, cosine), np.stack([by_i, -by_i - by_k, by_k], axis=1)
+
+
+def _torsion(positions, atoms):
+    """The angle between the planes of i, j, k and j, k, m. The slopes are those of H. Bekker et
+    al., J. Comput. Chem. 16, 527 (1995), which divide by no sine."""
+    i, j, k, m = (positions[atoms[:, place]] for place in range(4))
+    f, g, h = i - j, j - k, m - k
+    a, b = np.cross(f, g), np.cross(h, g)
+    length = np.linalg.norm(g, axis=1)[:, None]
+    square_a = np.maximum(np.sum(a * a, axis=1), 1e-12)[:, None]
+    square_b = np.maximum(np.sum(b * b, axis=1), 1e-12)[:, None]
+    value = np.arctan2(np.sum(np.cross(b, a) * g, axis=1) / length[:, 0], np.sum(a * b, axis=1))
+    f_g = np.sum(f * g, axis=1)[:, None] / (square_a * length) * a
+    h_g = np.sum(h * g, axis=1)[:, None] / (square_b * length) * b
+    by_i, by_m = -length / square_a * a, length / square_b * b
+    by_j = -by_i + f_g - h_g
+    return value, np.stack([by_i, by_j, -by_i - by_j - by_m, by_m], axis=1)
+
+
+def _linear(positions, atoms, axes):
+    """How far the middle atom stands off the line, along an axis: the sum of the unit vectors to
+    its two ends, which vanishes in a line."""
+    u, length_u = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
+    v, length_v = _units(positions[atoms[:, 2]] - positions[atoms[:, 1]])
+    off_u, off_v = np.sum(u * axes, axis=1)[:, None], np.sum(v * axes, axis=1)[:, None]
+    by_i = (axes - off_u * u) / length_u[:, None]
+    by_k = (axes - off_v * v) / length_v[:, None]
+    return (off_u + off_v)[:, 0], np.stack([by_i, -by_i - by_k, by_k], axis=1)

@@ -1,0 +1,43 @@
+"""Force constants of a molecule before anything is known of it but its shape.
+
+R. Lindh, A. Bernhardsson, G. Karlstrom, P.-A. Malmqvist, Chem. Phys. Lett. 241, 423 (1995): each
+coordinate is as stiff as the bonds along it are short. In kcal/mol per square Angstrom or radian.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+
+from orbitrax.minimise.internals import Internals
+
+_KCAL_PER_HARTREE = 627.5
+_ANGSTROM = 0.5292  # of a bohr
+_STRETCH, _BEND, _TORSION = 0.45, 0.15, 0.005  # hartree per square bohr, or radian
+# By the rows of the two elements in the periodic table, 1, 2, 3 and more: where a bond counts as
+# one (bohr), and how fast it fades (per square bohr).
+_LENGTH = np.array([[1.35, 2.10, 2.53], [2.10, 2.87, 3.40], [2.53, 3.40, 3.40]])
+_FADING = np.array([[1.0, 0.3949, 0.3949], [0.3949, 0.28, 0.28], [0.3949, 0.28, 0.28]])
+
+
+def force_constants(internals: Internals, numbers: np.ndarray,
+                    positions: np.ndarray) -> np.ndarray:
+    """One constant for each coordinate, in the order of `internals`. numbers: atomic numbers, n.
+    positions: n x 3, Angstrom."""
+    rows = np.searchsorted([2, 10], numbers, side="left")
+
+    def nearness(i, j):
+        square = np.sum((positions[i] - positions[j]) ** 2, axis=1) / _ANGSTROM ** 2
+        return np.exp(_FADING[rows[i], rows[j]] * (_LENGTH[rows[i], rows[j]] ** 2 - square))
+
+    stretches, bends = internals.stretches, internals.bends
+    torsions, linear = internals.torsions, internals.linear
+    stretch = _STRETCH / _ANGSTROM ** 2 * nearness(stretches[:, 0], stretches[:, 1])
+
+    def bend(atoms):
+        return _BEND * nearness(atoms[:, 0], atoms[:, 1]) * nearness(atoms[:, 1], atoms[:, 2])
+
+    torsion = _TORSION * np.ones(len(torsions))
+    for first in range(3):
+        torsion *= nearness(torsions[:, first], torsions[:, first + 1])
+    return _KCAL_PER_HARTREE * np.concatenate(
+        [stretch, bend(bends), torsion, bend(linear), bend(linear)])

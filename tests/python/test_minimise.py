@@ -1,0 +1,177 @@
+"""Internal coordinates and the quasi-Newton search, on potentials whose minima are known."""
+
+import numpy as np
+import pytest
+import support  # noqa: F401  (the package from the checkout)
+
+from orbitrax import Backend, Job, read_molecule
+from orbitrax.minimise import Limits, minimise
+from orbitrax.minimise.internals import Internals
+
+WATER = (np.array([8, 1, 1]), np.array([[0.0, 0.0, 0.1], [0.0, 0.8, -0.5], [0.0, -0.75, -0.45]]),
+         [(0, 1), (0, 2)])
+PEROXIDE = np.array([[0.0, 0.7, 0.0], [0.0, -0.7, 0.0], [0.8, 0.9, 0.3], [-0.6, -0.9, 0.6]])
+BUTYNE = np.array([[0.0, 0.0, z] for z in (-2.06, -0.6, 0.6, 2.06)] +
+                  [[x, y, z] for z in (-2.4, 2.4) for x, y in
+                   ((1.03, 0.0), (-0.51, 0.89), (-0.51, -0.89))])
+BUTYNE_BONDS = [(0, 1), (1, 2), (2, 3), (0, 4), (0, 5), (0, 6), (3, 7), (3, 8), (3, 9)]
+SHAPES = {"water": (WATER[1], WATER[2]),
+          "peroxide": (PEROXIDE, [(0, 1), (0, 2), (1, 3)]),
+          "butyne": (BUTYNE, BUTYNE_BONDS)}
+
+
+def shaken(positions, seed=5, size=0.05):
+    return positions + np.random.default_rng(seed).normal(0, size, positions.shape)
+
+
+@pytest.mark.parametrize("name", SHAPES)
+def test_the_slopes_are_those_of_the_values(name):
+    positions, bonds = SHAPES[name]
+    internals = Internals(positions, bonds)
+    positions = shaken(positions)
+    slopes, step = internals.slopes(positions), 1e-5
+    for place in range(positions.size):
+        shift = np.zeros(positions.size)
+        shift[place] = step
+        shift = shift.reshape(positions.shape)
+        change = internals.difference(internals.values(positions + shift),
+                                      internals.values(positions - shift))
+        assert slopes[:, place] == pytest.approx(change / (2 * step), abs=1e-7)
+
+
+@pytest.mark.parametrize("name,count", [("water", 3), ("peroxide", 6), ("butyne", 24)])
+def test_the_coordinates_describe_every_way_to_deform(name, count):
+    positions, bonds = SHAPES[name]
+    slopes = Internals(positions, bonds).slopes(shaken(positions, size=0.02))
+    assert np.linalg.matrix_rank(slopes, tol=1e-3) >= count  # 3n - 6
+
+
+def test_three_atoms_in_a_line_have_two_bends_across_and_no_torsion():
+    internals = Internals(BUTYNE, BUTYNE_BONDS)
+    assert internals.linear.tolist() == [[0, 1, 2], [1, 2, 3]]
+    assert {tuple(chain[1:3]) for chain in internals.torsions.tolist()} == {(0, 3)}
+
+
+def test_a_torsion_changes_the_short_way_round():
+    internals = Internals(PEROXIDE, [(0, 1), (0, 2), (1, 3)])
+    values = internals.values(PEROXIDE)
+    after, before = values.copy(), values.copy()
+    after[-1], before[-1] = -3.1, 3.1
+    assert internals.difference(after, before)[-1] == pytest.approx(2 * np.pi - 6.2)
+
+
+def test_a_torsion_has_the_usual_sign():
+    chain = np.array([[1.0, 0.0, 0.0], [0.0, 0.0, 0.0], [0.0, 0.0, 1.5], [0.0, 1.0, 1.5]])
+    internals = Internals(chain, [(0, 1), (1, 2), (2, 3)])
+    assert internals.values(chain)[-1] == pytest.approx(np.pi / 2)  # clockwise from the front
+
+
+# ---- the search ---------------------------------------------------------------------------------
+
+
+def morse(positions):
+    """A pair bound by 100 kcal/mol at 1.1 Angstrom."""
+    line = positions[1] - positions[0]
+    length = np.linalg.norm(line)
+    rest = np.exp(-2.0 * (length - 1.1))
+    slope = 100 * 2 * (1 - rest) * 2.0 * rest * line / length
+    return 100 * (1 - rest) ** 2, np.array([-slope, slope])
+
+
+def springs(pairs, lengths, stiffness=400.0):
+    """Harmonic springs between pairs of atoms."""
+    def function(positions):
+        energy, gradient = 0.0, np.zeros_like(positions)
+        for (i, j), length in zip(pairs, lengths):
+            line = positions[i] - positions[j]
+            distance = np.linalg.norm(line)
+            energy += 0.5 * stiffness * (distance - length) ** 2
+            pull = stiffness * (distance - length) * line / distance
+            gradient[i] += pull
+            gradient[j] -= pull
+        return energy, gradient
+    return function
+
+
+def test_a_pair_finds_its_length():
+    found = minimise(morse, np.array([6, 6]), np.array([[0.0, 0.0, 0.0], [0.0, 0.3, 1.6]]),
+                     [(0, 1)], Limits(1e-3, 1e-2, 1e-7))
+    assert found.converged
+    assert np.linalg.norm(found.positions[1] - found.positions[0]) == pytest.approx(1.1, abs=1e-5)
+    assert found.energies < 15
+
+
+def test_a_triangle_of_springs_takes_their_lengths():
+    lengths = (0.95, 1.0, 1.6)
+    found = minimise(springs([(0, 1), (0, 2), (1, 2)], lengths), *WATER, Limits(1e-3, 1e-2, 1e-7))
+    distances = [np.linalg.norm(found.positions[i] - found.positions[j])
+                 for i, j in ((0, 1), (0, 2), (1, 2))]
+    assert distances == pytest.approx(lengths, abs=1e-4)
+    assert found.energy == pytest.approx(0.0, abs=1e-5)
+
+
+def test_a_group_turns_by_half_a_circle():
+    """A torsion's cosine alone moves the atoms: along an arc, not a line."""
+    def turn(positions):
+        internals = Internals(PEROXIDE, [(0, 1), (0, 2), (1, 3)])
+        angle = internals.values(positions)[-1]
+        slopes = internals.slopes(positions)[-1]
+        rigid, pull = springs([(0, 1), (0, 2), (1, 3), (1, 2), (0, 3)],
+                              (1.4, 0.95, 0.95, 1.9, 1.9))(positions)
+        return (rigid - 3 * np.cos(angle - 2.9),
+                pull + 3 * np.sin(angle - 2.9) * slopes.reshape(-1, 3))
+
+    found = minimise(turn, np.array([8, 8, 1, 1]), PEROXIDE, [(0, 1), (0, 2), (1, 3)],
+                     Limits(1e-3, 1e-2, 1e-6))
+    angle = Internals(PEROXIDE, [(0, 1), (0, 2), (1, 3)]).values(found.positions)[-1]
+    assert found.converged and found.energy == pytest.approx(-3.0, abs=1e-5)
+    assert np.cos(angle - 2.9) == pytest.approx(1.0, abs=1e-6)
+    assert found.energies < 40
+
+
+def test_the_end_is_told_when_the_steps_run_out():
+    found = minimise(morse, np.array([6, 6]), np.array([[0.0, 0.0, 0.0], [0.0, 0.0, 1.9]]),
+                     [(0, 1)], Limits(1e-9, 1e-9, 1e-30, steps=4))
+    assert not found.converged and "4 steps" in found.why
+    assert found.energies <= 6
+
+
+def test_a_surface_that_only_rises_ends_the_search():
+    count = 0
+
+    def lying(positions):  # whatever is tried costs more than the last
+        nonlocal count
+        count += 1
+        return float(count), morse(positions)[1]
+
+    found = minimise(lying, np.array([6, 6]), np.array([[0.0, 0.0, 0.0], [0.0, 0.0, 1.9]]),
+                     [(0, 1)])
+    assert found.why == "no step downhill lowers the energy"
+    assert found.energy == 1.0  # the best of them
+
+
+def test_what_the_energy_raises_passes_through():
+    def broken(positions):
+        raise ArithmeticError("no energy here")
+
+    with pytest.raises(ArithmeticError, match="no energy here"):
+        minimise(broken, *WATER)
+
+
+def test_the_minimum_is_the_backends_with_fewer_energies(examples):
+    molecule = read_molecule(str(examples / "ethanol.xyz"))
+    bonds = [(i, j) for i in range(9) for j in range(i + 1, 9)
+             if np.linalg.norm(molecule.positions[i] - molecule.positions[j]) < 1.65]
+    with Backend() as backend:
+        theirs = backend.run(Job(molecule, "am1", kind=1, rms_gradient=0.01, log_level=10))
+
+        def am1(positions):
+            molecule.positions = positions
+            result = backend.run(Job(molecule, "am1", log_level=10))
+            return result.total_energy, result.gradient
+
+        ours = minimise(am1, molecule.numbers, molecule.positions, bonds,
+                        Limits(0.01, 0.05, 1e-5))
+    assert ours.converged
+    assert ours.energy == pytest.approx(theirs.total_energy, abs=1e-4)
+    assert ours.energies < theirs.energy_points / 3
