@@ -1,0 +1,150 @@
+"""Starting geometries: RDKit's conformers of a molecule, and those of them that suit charges best.
+
+ELF, electrostatically least-interacting functional groups: of many conformers those are taken in
+which polar groups, as if all charges had one sign, lie farthest from each other, so that the
+charges do not depend on a hydrogen bond that one conformer happens to have. The rules are those of
+OpenEye's Quacpac toolkit ("ELF10": the best 2 %, of them at most 10 that differ most), with the
+MMFF94 charges and the order of selection of the Open Force Field toolkit.
+"""
+
+from __future__ import annotations
+
+import numpy as np
+from rdkit import Chem
+from rdkit.Chem import AllChem, rdMolTransforms
+from rdkit.Geometry import Point3D
+
+from orbitrax.errors import MoleculeError
+
+SEED = 61453
+ELF_CONFORMERS = 500  # from which the selection is made
+_SHARE, _MOST = 0.02, 10  # of the conformers, and how many of these at most
+_SAME = 0.05  # Angstrom: conformers that differ by less are one
+_ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
+
+
+def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[np.ndarray]:
+    """At most `count` geometries, each n x 3 in Angstrom, by RDKit's distance geometry; always the
+    same ones. Those nearer to one another than `apart`, Angstrom, are left out."""
+    work = Chem.Mol(mol)
+    found = list(AllChem.EmbedMultipleConfs(work, count, randomSeed=SEED, pruneRmsThresh=apart))
+    if not found:
+        found = list(AllChem.EmbedMultipleConfs(work, count, randomSeed=SEED, useRandomCoords=True,
+                                                pruneRmsThresh=apart))
+    if not found:
+        raise MoleculeError(f"RDKit finds no geometry for {Chem.MolToSmiles(Chem.RemoveHs(mol))}")
+    return [np.array(work.GetConformer(index).GetPositions()) for index in found]
+
+
+def relaxed(mol: Chem.Mol, positions: np.ndarray) -> tuple[np.ndarray, float]:
+    """The nearest minimum of the MMFF94 force field, or of UFF where that lacks parameters: n x 3
+    in Angstrom, and its energy in kcal/mol."""
+    work = Chem.Mol(mol)
+    _set_positions(work, positions)
+    properties = AllChem.MMFFGetMoleculeProperties(work)
+    field = (AllChem.MMFFGetMoleculeForceField(work, properties) if properties
+             else AllChem.UFFGetMoleculeForceField(work))
+    if field is None:
+        return positions, 0.0
+    field.Initialize()
+    field.Minimize(maxIts=2000)
+    return np.array(work.GetConformer().GetPositions()), float(field.CalcEnergy())
+
+
+def lowest(mol: Chem.Mol, count: int) -> np.ndarray:
+    """Of `count` conformers, relaxed by the force field, the one of lowest energy, n x 3."""
+    minima = [relaxed(mol, positions) for positions in embedded(mol, count)]
+    return min(minima, key=lambda pair: pair[1])[0]
+
+
+def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[np.ndarray]:
+    """The conformers that ELF10 chooses from `count`, the least interacting first, each n x 3."""
+    charges = _mmff_charges(mol)
+    pairs = _distant_pairs(mol)
+    work = Chem.Mol(mol)
+    candidates = []
+    for positions in embedded(mol, count, _SAME):
+        positions = _with_cis_acids(work, positions)
+        candidates.append((_interaction(charges, pairs, positions), positions))
+    candidates.sort(key=lambda pair: pair[0])
+    kept = candidates[:max(1, int(len(candidates) * _SHARE))]
+    heavy = [atom.GetIdx() for atom in mol.GetAtoms() if atom.GetAtomicNum() > 1]
+    chosen = _diverse([positions[heavy or [0]] for _, positions in kept])
+    return [kept[index][1] for index in chosen]
+
+
+# ---- how much the groups of a conformer interact ------------------------------------------------
+
+
+def _mmff_charges(mol: Chem.Mol) -> np.ndarray:
+    """Sizes of the MMFF94 charges, or of Gasteiger's where a type is missing; n, e."""
+    properties = AllChem.MMFFGetMoleculeProperties(mol)
+    if properties is not None:
+        found = [properties.GetMMFFPartialCharge(i) for i in range(mol.GetNumAtoms())]
+    else:
+        work = Chem.Mol(mol)
+        AllChem.ComputeGasteigerCharges(work)
+        found = [atom.GetDoubleProp("_GasteigerCharge") for atom in work.GetAtoms()]
+    return np.abs(np.nan_to_num(np.array(found)))
+
+
+def _distant_pairs(mol: Chem.Mol) -> tuple[np.ndarray, np.ndarray]:
+    """Pairs of atoms that are three bonds apart or more."""
+    steps = np.triu(Chem.GetDistanceMatrix(mol), 1)
+    return np.nonzero(steps > 2.5)
+
+
+def _interaction(charges: np.ndarray, pairs, positions: np.ndarray) -> float:
+    first, second = pairs
+    distances = np.linalg.norm(positions[first] - positions[second], axis=1)
+    return float(np.sum(charges[first] * charges[second] / distances))
+
+
+def _with_cis_acids(work: Chem.Mol, positions: np.ndarray) -> np.ndarray:
+    """Positions with the hydrogen of each carboxylic acid turned to the side of the other
+    oxygen."""
+    matches = work.GetSubstructMatches(_ACID)
+    if not matches:
+        return positions
+    _set_positions(work, positions)
+    conformer = work.GetConformer()
+    for oxo, carbon, oxygen, hydrogen in matches:
+        rdMolTransforms.SetDihedralDeg(conformer, oxo, carbon, oxygen, hydrogen, 0.0)
+    return np.array(conformer.GetPositions())
+
+
+# ---- conformers that differ ---------------------------------------------------------------------
+
+
+def _diverse(shapes: list[np.ndarray]) -> list[int]:
+    """Indices of at most ten shapes, the first always among them: each next one differs most from
+    those that are chosen, in the sum of the distances."""
+    chosen = [0]
+    distances = [[_distance(a, b) for b in shapes] for a in shapes]
+    while len(chosen) < min(_MOST, len(shapes)):
+        rest = [i for i in range(len(shapes)) if i not in chosen
+                and min(distances[i][j] for j in chosen) >= _SAME]
+        if not rest:
+            break
+        chosen.append(max(rest, key=lambda i: sum(distances[i][j] for j in chosen)))
+    return chosen
+
+
+def _distance(a: np.ndarray, b: np.ndarray) -> float:
+    """Root mean square distance of two shapes, n x 3, laid upon each other; W. Kabsch, Acta Cryst.
+    A 32, 922 (1976)."""
+    a, b = a - a.mean(axis=0), b - b.mean(axis=0)
+    u, s, v = np.linalg.svd(a.T @ b)
+    if np.linalg.det(u @ v) < 0:
+        s[-1] = -s[-1]
+    square = (np.sum(a * a) + np.sum(b * b) - 2 * np.sum(s)) / len(a)
+    return float(np.sqrt(max(square, 0.0)))
+
+
+def _set_positions(mol: Chem.Mol, positions: np.ndarray) -> None:
+    """Gives the molecule one conformer, with these positions."""
+    mol.RemoveAllConformers()
+    conformer = Chem.Conformer(mol.GetNumAtoms())
+    for index, (x, y, z) in enumerate(positions.tolist()):
+        conformer.SetAtomPosition(index, Point3D(x, y, z))
+    mol.AddConformer(conformer)
