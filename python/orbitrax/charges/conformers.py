@@ -20,6 +20,7 @@ SEED = 61453
 ELF_CONFORMERS = 500  # from which the selection is made
 _SHARE, _MOST = 0.02, 10  # of the conformers, and how many of these at most
 _SAME = 0.05  # Angstrom: conformers that differ by less are one
+_SHAKE = 0.03  # Angstrom: enough to leave a saddle, not enough to leave a basin
 _ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
 
 
@@ -55,6 +56,14 @@ def lowest(mol: Chem.Mol, count: int) -> np.ndarray:
     """Of `count` conformers, relaxed by the force field, the one of lowest energy, n x 3."""
     minima = [relaxed(mol, positions) for positions in embedded(mol, count)]
     return min(minima, key=lambda pair: pair[1])[0]
+
+
+def shaken(mol: Chem.Mol, positions: np.ndarray) -> np.ndarray:
+    """Positions, n x 3, moved by a little, always the same: a search that begins on a saddle by
+    symmetry, as at an amino group square to its ring, would never leave it."""
+    ranks = list(Chem.CanonicalRankAtoms(mol, breakTies=True))
+    moves = np.random.default_rng(SEED).normal(0.0, _SHAKE, positions.shape)
+    return positions + moves[ranks]
 
 
 def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[np.ndarray]:

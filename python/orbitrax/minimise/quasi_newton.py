@@ -56,6 +56,11 @@ class Minimum:
         """Whether the limits were met."""
         return not self.why
 
+    @property
+    def rms(self) -> float:
+        """Root mean square of the gradient, kcal/(mol Angstrom)."""
+        return float(np.sqrt(np.mean(self.gradient ** 2)))
+
 
 @dataclass
 class _Point:

@@ -1,0 +1,91 @@
+"""AM1 for the charges: energies, gradients and populations of one molecule at many geometries.
+
+All that this package asks of the backend passes through `_single_point`.
+"""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+
+import numpy as np
+
+from orbitrax.backend import Backend
+from orbitrax.errors import NotConverged
+from orbitrax.job import LOG_SILENT, Job
+from orbitrax.molecule import Molecule
+
+# What is tried, in this order, until an SCF converges. Closed shells of main-group elements need no
+# level shift as a rule, and take a third fewer cycles without it.
+_ATTEMPTS: tuple[dict, ...] = (
+    {"level_shift_start": 0, "iteration_limit": 100},
+    {"iteration_limit": 300},
+    {"level_shift_start": 0, "iteration_limit": 500, "diis": False},
+    {"iteration_limit": 2000, "diis": False},
+    {"iteration_limit": 2000, "level_shift_start": 20},
+)
+_SCF_LIMIT = 1e-6  # kcal/mol: gradients are then good to 0.003 kcal/(mol Angstrom), charges to 1e-5
+
+
+@dataclass(frozen=True)
+class Point:
+    """One geometry. energy kcal/mol, restraints included; gradient n x 3, kcal/(mol Angstrom);
+    charges n, e; heat_of_formation kcal/mol, without restraints."""
+
+    energy: float
+    gradient: np.ndarray
+    charges: np.ndarray
+    heat_of_formation: float
+
+
+class Am1:
+    """A molecule as a function of its positions: called with n x 3, Angstrom, it returns energy
+    and gradient, and keeps the rest for `point`. It counts energies, and those that needed more
+    than the first attempt at the SCF.
+
+    numbers: atomic numbers, n. charge: of the whole. restraints: texts as `Job` takes them.
+    """
+
+    def __init__(self, backend: Backend, numbers: np.ndarray, charge: int,
+                 restraints: tuple[str, ...] = ()):
+        self._backend, self._numbers, self._charge = backend, numbers, charge
+        self._restraints = restraints
+        self._points: dict[bytes, Point] = {}
+        self.energies = self.retries = 0
+
+    def __call__(self, positions: np.ndarray) -> tuple[float, np.ndarray]:
+        """Energy and gradient. Raises NotConverged if no attempt at the SCF converges."""
+        point = self.point(positions)
+        return point.energy, point.gradient
+
+    def point(self, positions: np.ndarray) -> Point:
+        """All that is known of a geometry."""
+        positions = np.asarray(positions, dtype=float)
+        key = positions.tobytes()
+        if key not in self._points:
+            self._points[key] = self._compute(positions)
+        return self._points[key]
+
+    def _compute(self, positions: np.ndarray) -> Point:
+        self.energies += 1
+        for attempt, settings in enumerate(_ATTEMPTS):
+            point = _single_point(self._backend, self._numbers, positions, self._charge,
+                                  self._restraints, settings)
+            if point is not None:
+                self.retries += attempt > 0
+                return point
+        raise NotConverged(f"the SCF iterations of AM1 did not converge in any of "
+                           f"{len(_ATTEMPTS)} ways; are charge ({self._charge}) and geometry "
+                           "right?")
+
+
+def _single_point(backend: Backend, numbers: np.ndarray, positions: np.ndarray, charge: int,
+                  restraints: tuple[str, ...], settings: dict) -> Point | None:
+    """One closed-shell AM1 calculation; None if its SCF does not converge."""
+    job = Job(Molecule(numbers, positions, charge=charge, multiplicity=1), "am1",
+              convergence_limit=_SCF_LIMIT, log_level=LOG_SILENT, restraints=list(restraints),
+              **settings)
+    result = backend.run(job)
+    if not result.converged or result.gradient is None:
+        return None
+    return Point(result.total_energy, result.gradient, np.asarray(result.charges),
+                 result.heat_of_formation - (result.restraint_energy or 0.0))
