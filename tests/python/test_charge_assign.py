@@ -8,11 +8,11 @@ from test_charge_rounding import exact_sum
 from rdkit import Chem
 
 from orbitrax import Backend
-from orbitrax.charges import am1
-from orbitrax.charges.assign import Settings, assign
-from orbitrax.charges.conformers import embedded
-from orbitrax.charges.connectivity import changes
-from orbitrax.charges.corrections import MissingCorrection
+from orbitrax.atomic_charges import am1
+from orbitrax.atomic_charges.assign import Settings, assign
+from orbitrax.atomic_charges.conformers import embedded
+from orbitrax.atomic_charges.connectivity import changes
+from orbitrax.atomic_charges.corrections import MissingCorrection
 from orbitrax.errors import (CalculationFailed, InputError, MoleculeError, NotConverged,
                              UsageError)
 
@@ -207,7 +207,7 @@ def test_an_scf_that_fails_in_every_way_is_an_error(backend, monkeypatch):
 
 
 def test_a_search_that_fails_is_an_error(backend, monkeypatch):
-    from orbitrax.charges import assign as module
+    from orbitrax.atomic_charges import assign as module
     from orbitrax.minimise import Limits
 
     monkeypatch.setattr(module, "_LIMITS", Limits(1e-9, 1e-9, 1e-30, steps=2))

@@ -7,9 +7,9 @@ import support  # noqa: F401  (the package from the checkout)
 from rdkit import Chem
 from rdkit.Chem import rdMolTransforms
 
-from orbitrax.charges import conformers
-from orbitrax.charges.connectivity import changes
-from orbitrax.charges.restraints import held_distances, held_torsions
+from orbitrax.atomic_charges import conformers
+from orbitrax.atomic_charges.connectivity import changes
+from orbitrax.atomic_charges.restraints import held_distances, held_torsions
 from orbitrax.restraints import parse_restraint
 
 

@@ -8,7 +8,7 @@ import support  # noqa: F401  (the package from the checkout)
 from hypothesis import given, settings
 from hypothesis import strategies as st
 
-from orbitrax.charges.rounding import rounded
+from orbitrax.atomic_charges.rounding import rounded
 
 
 def exact_sum(charges) -> Fraction:

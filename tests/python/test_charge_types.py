@@ -8,15 +8,15 @@ import support
 
 from rdkit import Chem, RDLogger
 
-from orbitrax.charges import bond_types
-from orbitrax.charges.aromatic import find_aromaticity
-from orbitrax.charges.atom_types import RULES, atom_code
-from orbitrax.charges.corrections import add_up, correction, corrections_of, missing, table
-from orbitrax.charges.equal_atoms import average, equal_atoms
-from orbitrax.charges.structure import kekule_form
+from orbitrax.atomic_charges import bond_types
+from orbitrax.atomic_charges.aromatic import find_aromaticity
+from orbitrax.atomic_charges.atom_types import RULES, atom_code
+from orbitrax.atomic_charges.corrections import add_up, correction, corrections_of, missing, table
+from orbitrax.atomic_charges.equal_atoms import average, equal_atoms
+from orbitrax.atomic_charges.structure import kekule_form
 
 RDLogger.DisableLog("rdApp.*")
-TABLE = support.ROOT / "python" / "orbitrax" / "charges" / "corrections.csv"
+TABLE = support.ROOT / "python" / "orbitrax" / "atomic_charges" / "corrections.csv"
 
 
 def molecule(smiles: str):
@@ -125,6 +125,7 @@ def test_the_rules_stand_by_element_and_each_code_once():
     ("CC", 0, 1, (11, 1, 11)), ("C=C", 0, 1, (12, 2, 12)), ("CC#N", 1, 2, (15, 3, 25)),
     ("c1ccccc1", 0, 1, (16, 7, 16)), ("c1ccccc1-c1ccccc1", 5, 6, (16, 1, 16)),
     ("CC(=O)[O-]", 1, 2, (14, 9, 31)), ("CC(=O)[O-]", 1, 3, (14, 9, 31)),
+    ("COC(=O)[O-]", 2, 3, (14, 9, 31)), ("COC(=O)[O-]", 2, 4, (14, 9, 31)),
     ("CC(=O)O", 1, 2, (14, 2, 32)), ("CC(=O)O", 1, 3, (14, 1, 31)),
     ("C[N+](=O)[O-]", 1, 2, (23, 9, 31)), ("C[N+](=O)[O-]", 1, 3, (23, 9, 31)),
     ("[O-][n+]1ccccc1", 0, 1, (31, 6, 23)), ("C[N+](C)(C)[O-]", 1, 4, (21, 6, 31)),

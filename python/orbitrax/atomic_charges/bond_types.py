@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from rdkit import Chem
 
-from orbitrax.charges.aromatic import Aromaticity
+from orbitrax.atomic_charges.aromatic import Aromaticity
 
 SINGLE, DOUBLE, TRIPLE, DATIVE, AROMATIC, DELOCALISED = 1, 2, 3, 6, 7, 9
 

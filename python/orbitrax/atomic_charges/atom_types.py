@@ -11,7 +11,7 @@ from typing import Callable
 
 from rdkit import Chem
 
-from orbitrax.charges.aromatic import Aromaticity
+from orbitrax.atomic_charges.aromatic import Aromaticity
 
 _C, _N, _O, _P, _S = 6, 7, 8, 15, 16
 _DOUBLE = Chem.BondType.DOUBLE
@@ -103,19 +103,22 @@ def _is_azole_anion(a: _Atom) -> bool:
     return a.charge == -1 and a.aromaticity.in_five_ring(a.atom.GetIdx())
 
 
+def _carbonyl_carbons(a: _Atom) -> list[_Atom]:
+    """The carbon of C=O, unless its oxygen shares a charge with another atom."""
+    return [c for c in a.neighbours((_C,), double=True) if a.degree == 1 and c.degree == 3
+            and not any(o.charge == -1 for o in c.neighbours((_O, _S)))]
+
+
 def _is_ring_carbonyl(a: _Atom) -> bool:
     """The oxygen of a lactone or lactam: its carbon and a nitrogen or oxygen beside that are in one
     ring."""
-    return a.degree == 1 and any(
-        bond.IsInRing() and bond.GetOtherAtom(c.atom).GetAtomicNum() in (_N, _O)
-        for c in a.neighbours((_C,), double=True) for bond in c.atom.GetBonds())
+    return any(bond.IsInRing() and bond.GetOtherAtom(c.atom).GetAtomicNum() in (_N, _O)
+               for c in _carbonyl_carbons(a) for bond in c.atom.GetBonds())
 
 
 def _is_ester_carbonyl(a: _Atom) -> bool:
     """The doubly bonded oxygen of an ester or an acid."""
-    return a.degree == 1 and any(
-        o.degree == 2 for c in a.neighbours((_C,), double=True) if c.degree == 3
-        for o in c.neighbours((_O,)))
+    return any(o.degree == 2 for c in _carbonyl_carbons(a) for o in c.neighbours((_O,)))
 
 
 def _has_any_double(a: _Atom) -> bool:

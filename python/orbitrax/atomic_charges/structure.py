@@ -4,8 +4,8 @@ from __future__ import annotations
 
 from rdkit import Chem
 
-from orbitrax.charges.equal_atoms import equal_atoms
-from orbitrax.charges.resonance import settled
+from orbitrax.atomic_charges.equal_atoms import equal_atoms
+from orbitrax.atomic_charges.resonance import settled
 from orbitrax.errors import InputError, MoleculeError
 
 

@@ -14,9 +14,9 @@ from dataclasses import dataclass
 import numpy as np
 from rdkit import Chem
 
-from orbitrax.charges import bond_types
-from orbitrax.charges.aromatic import Aromaticity, find_aromaticity
-from orbitrax.charges.atom_types import atom_code
+from orbitrax.atomic_charges import bond_types
+from orbitrax.atomic_charges.aromatic import Aromaticity, find_aromaticity
+from orbitrax.atomic_charges.atom_types import atom_code
 from orbitrax.errors import InputError
 
 _AROMATIC_DOUBLE = 8  # in the table a code of its own, with the values of the single one
@@ -41,7 +41,7 @@ class BondCorrection:
 def table() -> dict[tuple[int, int, int], float]:
     """The corrections, e, by codes (i, b, j); the aromatic double bond's stand under the code of
     the single one."""
-    text = importlib.resources.files("orbitrax.charges").joinpath("corrections.csv").read_text(
+    text = importlib.resources.files("orbitrax.atomic_charges").joinpath("corrections.csv").read_text(
         encoding="utf-8")
     found: dict[tuple[int, int, int], float] = {}
     for row in csv.DictReader(line for line in text.splitlines() if not line.startswith("#")):

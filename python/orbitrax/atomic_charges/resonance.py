@@ -14,7 +14,7 @@ from typing import Iterator
 import numpy as np
 from rdkit import Chem
 
-from orbitrax.charges.aromatic import find_aromaticity
+from orbitrax.atomic_charges.aromatic import find_aromaticity
 
 _SINGLE, _DOUBLE, _TRIPLE = Chem.BondType.SINGLE, Chem.BondType.DOUBLE, Chem.BondType.TRIPLE
 _C, _N, _O, _P, _S = 6, 7, 8, 15, 16

@@ -10,13 +10,13 @@ import numpy as np
 from rdkit import Chem
 
 from orbitrax.backend import Backend
-from orbitrax.charges import conformers, corrections
-from orbitrax.charges.am1 import Am1, Point
-from orbitrax.charges.connectivity import changes
-from orbitrax.charges.equal_atoms import average, equal_atoms
-from orbitrax.charges.restraints import held_distances, held_torsions
-from orbitrax.charges.rounding import rounded
-from orbitrax.charges.structure import check_structure, kekule_form
+from orbitrax.atomic_charges import conformers, corrections
+from orbitrax.atomic_charges.am1 import Am1, Point
+from orbitrax.atomic_charges.connectivity import changes
+from orbitrax.atomic_charges.equal_atoms import average, equal_atoms
+from orbitrax.atomic_charges.restraints import held_distances, held_torsions
+from orbitrax.atomic_charges.rounding import rounded
+from orbitrax.atomic_charges.structure import check_structure, kekule_form
 from orbitrax.errors import CalculationFailed, InputError, UsageError
 from orbitrax.minimise import Limits, minimise
 

@@ -6,7 +6,7 @@ import numpy as np
 from rdkit import Chem
 from rdkit.Chem import rdMolTransforms
 
-from orbitrax.charges.connectivity import Change
+from orbitrax.atomic_charges.connectivity import Change
 
 _TORSION_STIFFNESS = 50.0  # kcal/mol per square radian
 _STRETCH_STIFFNESS = 500.0  # kcal/mol per square Angstrom
