@@ -1,0 +1,82 @@
+"""Charges of many molecules, on all cores: one backend for each worker."""
+
+from __future__ import annotations
+
+import multiprocessing
+import os
+from dataclasses import dataclass
+from typing import Iterable, Iterator
+
+from rdkit import Chem
+
+from orbitrax.atomic_charges.assign import Charges, Settings, assign
+from orbitrax.backend import Backend
+from orbitrax.errors import CalculationFailed, OrbitraxError
+
+_AT_ONCE = 4  # molecules a worker is given at a time
+_worker: _Worker | None = None  # of a worker process
+
+
+@dataclass(frozen=True)
+class Failure:
+    """A molecule that has no charges, and why."""
+
+    title: str
+    error: OrbitraxError
+
+
+@dataclass(frozen=True)
+class _Worker:
+    backend: Backend
+    settings: Settings
+
+
+def workers_of(wanted: int | None) -> int:
+    """How many workers: so many, or one for each core that this process may use."""
+    if wanted is not None and wanted > 0:
+        return wanted
+    return len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 1
+
+
+def assign_all(molecules: Iterable[tuple[str, Chem.Mol]], settings: Settings = Settings(),
+               workers: int | None = None, program=None, tables=None,
+               time_limit: float | None = None) -> Iterator[Charges | Failure]:
+    """The charges of molecules, titles and molecules in pairs, in their order; a Failure for each
+    that has none. Molecules are taken from the iterable as they are needed. workers: processes,
+    None for all cores. program, tables, time_limit: as `Backend` takes them; the limit is for one
+    energy."""
+    count = workers_of(workers)
+    if count == 1:
+        with Backend(program, tables, time_limit) as backend:
+            for title, mol in molecules:
+                yield _one(_Worker(backend, settings), title, mol)
+        return
+    context = multiprocessing.get_context("spawn")
+    with context.Pool(count, _start, (program, tables, time_limit, settings)) as pool:
+        yield from pool.imap(_work, ((title, mol.ToBinary(_ALL)) for title, mol in molecules),
+                             chunksize=_AT_ONCE)
+
+
+_ALL = int(Chem.PropertyPickleOptions.AllProps)
+
+
+def _start(program, tables, time_limit, settings: Settings) -> None:
+    global _worker
+    os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
+    _worker = _Worker(Backend(program, tables, time_limit), settings)
+
+
+def _work(task: tuple[str, bytes]) -> Charges | Failure:
+    assert _worker is not None
+    title, data = task
+    return _one(_worker, title, Chem.Mol(data))
+
+
+def _one(worker: _Worker, title: str, mol: Chem.Mol) -> Charges | Failure:
+    try:
+        return assign(mol, worker.backend, worker.settings, title)
+    except OrbitraxError as error:
+        error.partial = None
+        return Failure(title, error)
+    except (RuntimeError, ValueError) as error:  # what RDKit raises of a molecule it cannot treat
+        return Failure(title, CalculationFailed(f"{title}: RDKit: {error}"))

@@ -1,0 +1,168 @@
+"""Molecules with bonds, from files and SMILES, by RDKit.
+
+Protonation states and formal charges are taken as they stand. Files without bonds (xyz), or without
+bond orders (pdb), get those that Open Babel sees in their geometry, where it is installed, if they
+fit the total charge.
+"""
+
+from __future__ import annotations
+
+import os
+import sys
+from typing import Iterator
+
+from rdkit import Chem, RDLogger
+
+from orbitrax.errors import MoleculeError, UsageError
+
+FORMATS = ("sdf", "mol", "mol2", "smi", "pdb", "xyz")
+_ENDINGS = {".sdf": "sdf", ".sd": "sdf", ".mol": "mol", ".mol2": "mol2", ".smi": "smi",
+            ".smiles": "smi", ".ism": "smi", ".pdb": "pdb", ".ent": "pdb", ".xyz": "xyz"}
+
+
+def from_smiles(text: str) -> Chem.Mol:
+    """A molecule from SMILES with its hydrogens added and no geometry."""
+    RDLogger.DisableLog("rdApp.*")
+    mol = Chem.MolFromSmiles(text)
+    if mol is None or mol.GetNumAtoms() == 0:
+        raise MoleculeError(f"'{text}' is not a SMILES string")
+    return Chem.AddHs(mol)
+
+
+def read_molecules(source: str, format: str | None = None,
+                   charge: int = 0) -> Iterator[tuple[str, Chem.Mol]]:
+    """Titles and molecules of a file, or of standard input where source is "-". charge: of the
+    whole, where the format does not tell (pdb, xyz)."""
+    RDLogger.DisableLog("rdApp.*")
+    kind = format or _ENDINGS.get(os.path.splitext(source)[1].lower())
+    if kind is None:
+        raise MoleculeError(f"{source}: its format is not known; name it with --format, one of "
+                            + ", ".join(FORMATS))
+    if kind not in FORMATS:
+        raise UsageError(f"there is no format '{kind}' with bonds; there are {', '.join(FORMATS)}")
+    name = "standard input" if source == "-" else source
+    text = _text(source, name)
+    found = False
+    for title, mol in _READERS[kind](text, name, charge):
+        found = True
+        yield title, mol
+    if not found:
+        raise MoleculeError(f"{name} has no molecule")
+
+
+def _text(source: str, name: str) -> str:
+    try:
+        if source == "-":
+            return sys.stdin.read()
+        with open(source, encoding="utf-8", errors="replace") as file:
+            return file.read()
+    except OSError as error:
+        raise MoleculeError(f"{name}: cannot be read: {error.strerror}") from None
+
+
+def _titled(mol: Chem.Mol | None, name: str, number: int, several: bool,
+            title: str = "") -> tuple[str, Chem.Mol]:
+    """A molecule under its own title, or that of the file and its number there."""
+    place = f"{name}, molecule {number}" if several else name
+    if mol is None:
+        raise MoleculeError(f"{place}: RDKit cannot read it as a molecule; are its bonds, charges "
+                            "and hydrogens right?")
+    if not title and mol.HasProp("_Name"):
+        title = mol.GetProp("_Name")
+    return title.strip() or place, mol
+
+
+def _sdf(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+    records = [part for part in text.split("$$$$\n") if part.strip()]
+    for number, record in enumerate(records, 1):
+        mol = Chem.MolFromMolBlock(record, removeHs=False)
+        yield _titled(mol, name, number, len(records) > 1)
+
+
+def _mol2(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+    head = "@<TRIPOS>MOLECULE"
+    records = [head + part for part in text.split(head)[1:]]
+    for number, record in enumerate(records, 1):
+        mol = Chem.MolFromMol2Block(record, removeHs=False)
+        yield _titled(mol, name, number, len(records) > 1)
+
+
+def _smiles(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+    for number, line in enumerate(text.splitlines(), 1):
+        words = line.split(None, 1)
+        if not words or words[0].startswith("#"):
+            continue
+        mol = Chem.MolFromSmiles(words[0])
+        if mol is None:
+            raise MoleculeError(f"{name}, line {number}: '{words[0]}' is not a SMILES string")
+        yield (words[1].strip() if len(words) > 1 else words[0]), Chem.AddHs(mol)
+
+
+def _pdb(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+    mol = Chem.MolFromPDBBlock(text, removeHs=False, sanitize=False)
+    yield _titled(_with_bonds(mol, name, charge), name, 1, False)
+
+
+def _xyz(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+    mol = Chem.MolFromXYZBlock(text)
+    yield _titled(_with_bonds(mol, name, charge), name, 1, False)
+
+
+def _with_bonds(mol: Chem.Mol | None, name: str, charge: int) -> Chem.Mol:
+    """A copy of a molecule without bonds or bond orders, with those that its geometry shows. An
+    atom with a bond more or less than is usual is charged; the charges must add up."""
+    if mol is None or mol.GetNumAtoms() == 0:
+        raise MoleculeError(f"{name} has no atoms that RDKit can read")
+    found = Chem.RWMol()
+    for atom in mol.GetAtoms():
+        bare = Chem.Atom(atom.GetAtomicNum())
+        bare.SetNoImplicit(True)
+        found.AddAtom(bare)
+    for i, j, order in _perceived(mol, name):
+        found.AddBond(i, j, _ORDERS[order])
+    for atom in found.GetAtoms():
+        total = sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds())
+        atom.SetFormalCharge(_CHARGED.get((atom.GetAtomicNum(), round(total)), 0))
+    whole = found.GetMol()
+    whole.AddConformer(Chem.Conformer(mol.GetConformer()))
+    sum_found = Chem.GetFormalCharge(whole)
+    try:
+        Chem.SanitizeMol(whole)
+    except ValueError as error:
+        raise MoleculeError(f"{name}: its geometry shows no sensible bonds ({error}); give a file "
+                            "with bonds (sdf, mol2)") from None
+    if sum_found != charge:
+        raise MoleculeError(f"{name}: the bonds that its geometry shows make a charge of "
+                            f"{sum_found}, not {charge}; give the right one with --charge, or a "
+                            "file with bonds (sdf, mol2)")
+    return whole
+
+
+def _perceived(mol: Chem.Mol, name: str) -> list[tuple[int, int, int]]:
+    """Bonds and their orders by Open Babel: atom indices from 0, and 1, 2 or 3."""
+    try:
+        from openbabel import openbabel
+    except ImportError:
+        raise MoleculeError(f"{name} tells no bonds, and Open Babel, which would find them, is not "
+                            "installed (on Debian: apt-get install python3-openbabel); give a file "
+                            "with bonds (sdf, mol2)") from None
+    seen = openbabel.OBMol()
+    seen.BeginModify()
+    for number, place in zip((atom.GetAtomicNum() for atom in mol.GetAtoms()),
+                             mol.GetConformer().GetPositions().tolist()):
+        atom = seen.NewAtom()
+        atom.SetAtomicNum(number)
+        atom.SetVector(*place)
+    seen.EndModify()
+    seen.ConnectTheDots()
+    seen.PerceiveBondOrders()
+    return [(bond.GetBeginAtomIdx() - 1, bond.GetEndAtomIdx() - 1, bond.GetBondOrder())
+            for bond in openbabel.OBMolBondIter(seen)]
+
+
+_ORDERS = {1: Chem.BondType.SINGLE, 2: Chem.BondType.DOUBLE, 3: Chem.BondType.TRIPLE}
+# Formal charge by element and number of bonds.
+_CHARGED = {(7, 4): 1, (7, 2): -1, (8, 1): -1, (8, 3): 1, (16, 1): -1, (16, 3): 1, (15, 4): 1,
+            (5, 4): -1}
+
+_READERS = {"sdf": _sdf, "mol": _sdf, "mol2": _mol2, "smi": _smiles, "pdb": _pdb, "xyz": _xyz}
