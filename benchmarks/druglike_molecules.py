@@ -19,7 +19,8 @@ RDLogger.DisableLog("rdApp.*")
 SEED, EACH = 20261, 1000
 ELEMENTS = {1, 6, 7, 8, 9, 15, 16, 17, 35, 53}
 CORES = ("c1cc({})ccc1{}", "c1cc({})cnc1{}", "c1nc({})ccc1{}", "C1CN({})CCN1{}", "C1CCN({})CC1{}",
-         "c1c({})sc({})c1", "c1c({})oc({})n1", "c1nn({})cc1{}", "C1CC({})CCC1{}", "c1ccc2c(c1)c({})cn2{}",
+         "c1c({})sc({})c1", "c1c({})oc({})n1", "c1nn({})cc1{}", "C1CC({})CCC1{}",
+         "c1ccc2c(c1)c({})cn2{}",
          "O=C1N({})CCC1{}", "c1nc2c({})ncnc2n1{}", "O=c1ccn({})c(=O)n1{}", "c1c({})noc1{}",
          "c1nc({})nc({})n1", "C1OC({})CN1{}", "c1cc2c(cc1{})OC({})O2", "O=C1C=CC(=O)C({})=C1{}",
          "c1nnn({})c1{}")

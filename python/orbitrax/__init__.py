@@ -28,6 +28,7 @@ _HOMES = {
     "Restraint": "molecules.restraints",
     "Result": "results.result",
     "box_around": "grids.grid",
+    "charges": "atomic_charges.api",
     "from_ase": "molecules.reading",
     "from_smiles": "molecules.reading",
     "plane_through": "grids.grid",

@@ -193,7 +193,7 @@ def test_a_bond_without_a_correction_is_named():
 def test_equal_atoms_share_a_class(smiles, together):
     classes = equal_atoms(molecule(smiles))
     heavy = range(Chem.MolFromSmiles(smiles).GetNumAtoms())
-    found = [tuple(i for i in heavy if classes[i] == c) for c in dict.fromkeys(classes[list(heavy)])]
+    found = [tuple(i for i in heavy if classes[i] == c) for c in set(classes[list(heavy)])]
     assert sorted(group for group in found if len(group) > 1) == sorted(together)
 
 

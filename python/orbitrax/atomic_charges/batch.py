@@ -53,11 +53,11 @@ def assign_all(molecules: Iterable[tuple[str, Chem.Mol]], settings: Settings = S
         return
     context = multiprocessing.get_context("spawn")
     with context.Pool(count, _start, (program, tables, time_limit, settings)) as pool:
-        yield from pool.imap(_work, ((title, mol.ToBinary(_ALL)) for title, mol in molecules),
+        yield from pool.imap(_work, ((title, mol.ToBinary(_KEPT)) for title, mol in molecules),
                              chunksize=_AT_ONCE)
 
 
-_ALL = int(Chem.PropertyPickleOptions.AllProps)
+_KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOptions.AtomProps)
 
 
 def _start(program, tables, time_limit, settings: Settings) -> None:

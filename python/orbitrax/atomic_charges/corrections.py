@@ -41,8 +41,8 @@ class BondCorrection:
 def table() -> dict[tuple[int, int, int], float]:
     """The corrections, e, by codes (i, b, j); the aromatic double bond's stand under the code of
     the single one."""
-    text = importlib.resources.files("orbitrax.atomic_charges").joinpath("corrections.csv").read_text(
-        encoding="utf-8")
+    file = importlib.resources.files("orbitrax.atomic_charges").joinpath("corrections.csv")
+    text = file.read_text(encoding="utf-8")
     found: dict[tuple[int, int, int], float] = {}
     for row in csv.DictReader(line for line in text.splitlines() if not line.startswith("#")):
         i, b, j = int(row["i"]), int(row["b"]), int(row["j"])

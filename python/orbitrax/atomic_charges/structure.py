@@ -1,4 +1,4 @@
-"""The molecule that charges are made for: what it must be, and the form that types are read from."""
+"""What a molecule must be to have charges, and the form that its types are read from."""
 
 from __future__ import annotations
 

@@ -1,0 +1,177 @@
+"""The task `charges` of the command line."""
+
+from __future__ import annotations
+
+import json
+from typing import Iterator
+
+from orbitrax.errors import OrbitraxError, UsageError
+
+EXAMPLES = """\
+examples:
+  orbitrax charges --smiles "CC(=O)Nc1ccc(O)cc1" -o paracetamol.mol2
+  orbitrax charges ligand.sdf --model am1bcc-elf10 -o ligand.offxml
+  orbitrax charges library.smi -o library.sdf
+"""
+
+
+def add_arguments(parser) -> None:
+    """Declares the options of the task."""
+    group = parser.add_argument_group("molecules")
+    group.add_argument("molecule", nargs="?", metavar="MOLECULE",
+                       help="a file with bonds (sdf, mol, mol2, smi), or pdb or xyz, whose bonds "
+                            "are found; with one molecule or many; - for standard input")
+    group.add_argument("--smiles", metavar="TEXT", help="a SMILES string in place of a file")
+    group.add_argument("--format", metavar="NAME", help="sdf, mol, mol2, smi, pdb or xyz")
+    group.add_argument("-c", "--charge", type=int, metavar="N",
+                       help="total charge, where the file does not tell it (pdb, xyz); else it "
+                            "is compared with what the file tells")
+    group = parser.add_argument_group("charges")
+    group.add_argument("--model", default="am1bcc", metavar="NAME",
+                       help="am1bcc (default), am1-mulliken, mulliken or am1bcc-elf10")
+    group.add_argument("--conformers", type=int, default=0, metavar="N",
+                       help="make N geometries and take the force field's lowest (default: the "
+                            "geometry of the file, or one that is made); for am1bcc-elf10 how "
+                            "many to choose from (default 500)")
+    group.add_argument("--hold", default="nothing", metavar="WHAT",
+                       help="torsions: keep the conformer as it is while the rest relaxes "
+                            "(default nothing)")
+    group.add_argument("--missing", default="error", metavar="WHAT",
+                       help="zero: go on where a bond has no correction (default error)")
+    group.add_argument("--digits", type=int, default=4, metavar="N",
+                       help="digits after the point (default 4)")
+    group = parser.add_argument_group("output and backend")
+    group.add_argument("--json", action="store_true",
+                       help="print a JSON document for each molecule, one a line")
+    group.add_argument("-o", "--output", metavar="FILE",
+                       help="write there: .mol2, .sdf, .json, .csv, .xml (OpenMM) or .offxml "
+                            "(library charges for the Open Force Field toolkit)")
+    group.add_argument("-q", "--quiet", action="store_true", help="no progress, no summary")
+    group.add_argument("--color", choices=("auto", "always", "never"), default="auto",
+                       help="colour in messages (default auto)")
+    group.add_argument("--workers", type=int, metavar="N",
+                       help="processes for many molecules (default: one a core)")
+    group.add_argument("--time-limit", type=float, metavar="S",
+                       help="give up an energy after S seconds")
+    group.add_argument("--backend", metavar="PATH", help="the backend program to start")
+    group.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
+
+
+def run(arguments, terminal) -> int:
+    """Runs the task; returns the exit status: 1 if a molecule has no charges, 2 for a request that
+    cannot be meant."""
+    try:
+        return _run(arguments, terminal)
+    except OrbitraxError as error:
+        terminal.end_progress()
+        terminal.error(str(error))
+        if arguments.json:
+            print(json.dumps(_failed("charges", error)))
+        return error.exit_status
+
+
+def _run(arguments, terminal) -> int:
+    try:
+        from orbitrax.atomic_charges.assign import Settings
+    except ImportError:
+        raise UsageError("charges need RDKit, which is not installed; on Debian: apt-get install "
+                         "python3-rdkit") from None
+    from orbitrax.atomic_charges import writers
+    from orbitrax.files import check_target
+
+    settings = Settings(arguments.model, arguments.conformers, arguments.missing, arguments.hold,
+                        arguments.digits)
+    if arguments.output is not None:
+        check_target(arguments.output)
+        writers.writer_of(arguments.output)
+    molecules = list(_molecules(arguments))
+    found, status = [], 0
+    for entry in _assigned(arguments, settings, molecules, terminal):
+        terminal.end_progress()
+        status = max(status, _tell(entry, arguments, terminal))
+        if hasattr(entry, "charges"):
+            found.append(entry)
+    if arguments.output is not None and found:
+        writers.write(arguments.output, found)
+    return status
+
+
+def _molecules(arguments) -> Iterator[tuple[str, object]]:
+    from rdkit import Chem
+
+    from orbitrax.atomic_charges.reading import from_smiles, read_molecules
+
+    if (arguments.smiles is None) == (arguments.molecule is None):
+        raise UsageError("give a molecule file, - for standard input, or --smiles TEXT")
+    if arguments.smiles is not None:
+        pairs: Iterator = iter([(arguments.smiles, from_smiles(arguments.smiles))])
+    else:
+        pairs = read_molecules(arguments.molecule, arguments.format, arguments.charge or 0)
+    for title, mol in pairs:
+        formal = Chem.GetFormalCharge(mol)
+        if arguments.charge not in (None, formal):
+            raise UsageError(f"{title}: the formal charges of its atoms add up to {formal}, not to "
+                             f"the {arguments.charge} of --charge")
+        yield title, mol
+
+
+def _assigned(arguments, settings, molecules: list, terminal):
+    """Charges or Failures: of one molecule here, of many on all cores."""
+    from orbitrax.atomic_charges.assign import assign
+    from orbitrax.atomic_charges.batch import assign_all
+    from orbitrax.backend import Backend
+
+    backend = (arguments.backend, arguments.tables, arguments.time_limit)
+    if len(molecules) > 1:
+        total = len(molecules)
+        for number, entry in enumerate(assign_all(molecules, settings, arguments.workers, *backend),
+                                       1):
+            terminal.progress(f"{number} of {total} molecules")
+            yield entry
+        return
+    (title, mol), = molecules
+    with Backend(*backend) as running:
+        yield assign(mol, running, settings, title, terminal.progress)
+
+
+def _tell(entry, arguments, terminal) -> int:
+    """Says what came of a molecule; returns its exit status."""
+    from orbitrax.atomic_charges import writers
+
+    if not hasattr(entry, "charges"):
+        terminal.error(str(entry.error))
+        if arguments.json:
+            print(json.dumps(_failed(entry.title, entry.error)), flush=True)
+        return entry.error.exit_status
+    for note in entry.notes:
+        terminal.warning(note)
+    if arguments.json:
+        print(json.dumps(writers.document(entry), allow_nan=False), flush=True)
+    elif not arguments.quiet:
+        print(_summary(entry, arguments.output is None), end="", flush=True)
+    return 0
+
+
+def _failed(title: str, error: OrbitraxError) -> dict:
+    from orbitrax import __version__
+
+    return {"schema": "orbitrax-charges-1", "version": __version__, "title": title,
+            "status": error.status, "errors": [str(error)], "charges": None}
+
+
+def _summary(entry, with_atoms: bool) -> str:
+    """A line for a person, and the charges unless a file has them."""
+    from orbitrax.atomic_charges.mol2 import atom_names
+    from orbitrax.atomic_charges.writers import printed
+    from orbitrax.molecule import formula_of
+
+    symbols = [atom.GetSymbol() for atom in entry.mol.GetAtoms()]
+    shapes = f", mean of {entry.conformers} conformers" if entry.conformers > 1 else ""
+    lines = [f"{entry.title}: {formula_of(symbols)}, {len(symbols)} atoms, formal charge "
+             f"{entry.formal_charge}, {entry.model}{shapes}, {entry.energies} energies, heat of "
+             f"formation {entry.heat_of_formation:.3f} kcal/mol"]
+    if with_atoms:
+        lines += ["", " atom  name     charge (e)"]
+        lines += [f"{i:5d}  {name:<6}{text:>12}" for i, (name, text) in
+                  enumerate(zip(atom_names(entry.mol), printed(entry)), 1)]
+    return "\n".join(lines) + "\n"
