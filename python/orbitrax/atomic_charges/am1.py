@@ -42,13 +42,14 @@ class Am1:
     and gradient, and keeps the rest for `point`. It counts energies, and those that needed more
     than the first attempt at the SCF.
 
-    numbers: atomic numbers, n. charge: of the whole. restraints: texts as `Job` takes them.
+    numbers: atomic numbers, n. charge: of the whole. restraints: texts as `Job` takes them. method:
+    another one in place of AM1.
     """
 
     def __init__(self, backend: Backend, numbers: np.ndarray, charge: int,
-                 restraints: tuple[str, ...] = ()):
+                 restraints: tuple[str, ...] = (), method: str = "am1"):
         self._backend, self._numbers, self._charge = backend, numbers, charge
-        self._restraints = restraints
+        self._restraints, self._method = restraints, method
         self._points: dict[bytes, Point] = {}
         self.energies = self.retries = 0
 
@@ -68,22 +69,19 @@ class Am1:
     def _compute(self, positions: np.ndarray) -> Point:
         self.energies += 1
         for attempt, settings in enumerate(_ATTEMPTS):
-            point = _single_point(self._backend, self._numbers, positions, self._charge,
-                                  self._restraints, settings)
+            molecule = Molecule(self._numbers, positions, charge=self._charge, multiplicity=1)
+            point = _single_point(self._backend, Job(
+                molecule, self._method, convergence_limit=_SCF_LIMIT, log_level=LOG_SILENT,
+                restraints=list(self._restraints), **settings))
             if point is not None:
                 self.retries += attempt > 0
                 return point
-        raise NotConverged(f"the SCF iterations of AM1 did not converge in any of "
-                           f"{len(_ATTEMPTS)} ways; are charge ({self._charge}) and geometry "
-                           "right?")
+        raise NotConverged(f"the SCF iterations did not converge in any of {len(_ATTEMPTS)} ways; "
+                           f"are charge ({self._charge}) and geometry right?")
 
 
-def _single_point(backend: Backend, numbers: np.ndarray, positions: np.ndarray, charge: int,
-                  restraints: tuple[str, ...], settings: dict) -> Point | None:
-    """One closed-shell AM1 calculation; None if its SCF does not converge."""
-    job = Job(Molecule(numbers, positions, charge=charge, multiplicity=1), "am1",
-              convergence_limit=_SCF_LIMIT, log_level=LOG_SILENT, restraints=list(restraints),
-              **settings)
+def _single_point(backend: Backend, job: Job) -> Point | None:
+    """One closed-shell calculation; None if its SCF does not converge."""
     result = backend.run(job)
     if not result.converged or result.gradient is None:
         return None

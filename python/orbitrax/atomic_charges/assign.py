@@ -66,11 +66,11 @@ class Charges:
 
     mol: the molecule, all hydrogens, with one conformer: the geometry it came with, or the minimum
     where it had none. charges: n, e, as printed: rounded, summing to the formal charge.
-    populations: n, e, AM1's Mulliken charges before means and corrections. corrections: by bonds. positions:
-    n x 3, Angstrom, where the populations were computed (the first conformer). heat_of_formation:
-    kcal/mol, there. classes: n, numbers of the classes of equal atoms. notes: what a user must
-    know. energies: how many were computed; retries: how many of them needed other means than the
-    usual for their SCF.
+    populations: n, e, AM1's Mulliken charges before means and corrections. corrections: by bonds.
+    positions: n x 3, Angstrom, where the populations were computed (the first conformer).
+    heat_of_formation: kcal/mol, there. classes: n, numbers of the classes of equal atoms. notes:
+    what a user must know. energies: how many were computed; retries: how many of them needed other
+    means than the usual for their SCF.
     """
 
     mol: Chem.Mol
