@@ -7,13 +7,16 @@ to a script that calls this task is enough to put Orbitrax in its place.
 
 from __future__ import annotations
 
+import math
 import re
 from dataclasses import dataclass
-
-import numpy as np
+from typing import TYPE_CHECKING
 
 from orbitrax.errors import CalculationFailed, MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
+
+if TYPE_CHECKING:
+    import numpy as np
 
 METHODS = {"AM1": "am1", "PM3": "pm3", "MNDO": "mndo"}
 _KCAL_PER_EV = 23.061
@@ -83,13 +86,15 @@ def _number(entries: dict[str, str], key: str, default: float, name: str) -> flo
     try:
         value = float(text.lower().replace("d", "e"))
     except ValueError:
-        value = np.nan
-    if not np.isfinite(value):
+        value = math.nan
+    if not math.isfinite(value):
         raise UsageError(f"{name}: {key} '{text}' is not a number")
     return value
 
 
 def _atoms(lines: list[str], offset: int, name: str) -> tuple[np.ndarray, np.ndarray]:
+    import numpy as np
+
     numbers, positions = [], []
     for place, line in enumerate(lines, offset + 1):
         words = line.split()

@@ -111,3 +111,11 @@ def test_a_dead_backend_is_the_failure_of_one_molecule():
     program = "/bin/false"  # ends at once
     found, = assign_all([("CO", from_smiles("CO"))], workers=1, program=program)
     assert isinstance(found, Failure) and isinstance(found.error, LinkError)
+
+
+def test_the_parser_needs_no_numbers_and_no_rdkit():
+    code = ("import sys; sys.path.insert(0, 'python'); from orbitrax import cli; "
+            "cli.build_parser(); print([m for m in ('numpy', 'rdkit') if m in sys.modules])")
+    done = subprocess.run(["/usr/bin/python3", "-c", code], cwd=support.ROOT, capture_output=True,
+                          text=True, timeout=60)
+    assert done.stdout == "[]\n", done.stderr

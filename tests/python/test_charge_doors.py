@@ -123,8 +123,9 @@ def test_an_entry_without_meaning_is_told():
     assert given.title == "Run semi-empirical minimization" and given.charge == 0
 
 
-@pytest.mark.parametrize("text", ["", "&qmmm", "&qmmm /\n1 H 0 0\n", "&qmmm /\n0 X 0 0 0\n",
-                                  "&qmmm qmcharge=1.5 /\n1 H 0 0 0\n", "&qmmm maxcyc=-1/\n1 H 0 0 0"])
+@pytest.mark.parametrize("text", [
+    "", "&qmmm", "&qmmm /\n1 H 0 0\n", "&qmmm /\n0 X 0 0 0\n",
+    "&qmmm qmcharge=1.5 /\n1 H 0 0 0\n", "&qmmm maxcyc=-1/\n1 H 0 0 0"])
 def test_a_broken_input_is_refused(text):
     with pytest.raises((MoleculeError, UsageError)):
         sqm.parse_input(text)

@@ -13,7 +13,7 @@ pytestmark = pytest.mark.timeout(300)
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs").glob("how-to-*.md"))]
 NUMBER = re.compile(r"-?\d+\.\d+")
 PATH = re.compile(  # may differ between builds
-    r"\d+ iterations|last difference [\d.]+|\d+ cycles, \d+ energy points")
+    r"\d+ iterations|last difference [\d.]+|\d+ cycles, \d+ energy points|\d+ energies")
 
 
 def blocks(language: str) -> list[tuple[str, str]]:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
-_MOST_UNITS = 2  # of the last digit, by which a class may be moved beyond rounding
+_MOST_UNITS = 1  # of the last digit, by which a class may be moved beyond rounding
 
 
 def rounded(charges: np.ndarray, total: int, classes: np.ndarray, digits: int = 4) -> np.ndarray:
@@ -33,8 +33,10 @@ def _moves(errors: np.ndarray, sizes: np.ndarray, needed: int) -> np.ndarray:
     """Whole numbers, one for each class, so that sum(moves * sizes) comes as near to `needed` as it
     can from below in size, and sum(sizes * (moves - errors)^2) is least. errors: by how much the
     exact values lie above the rounded ones."""
+    if needed == 0:
+        return np.zeros(len(sizes), dtype=int)
     best: dict[int, tuple[float, tuple[int, ...]]] = {0: (0.0, ())}
-    reach = abs(needed) + int(sizes.max()) * _MOST_UNITS
+    reach = abs(needed) + int(sizes.max())
     for error, size in zip(errors, sizes.tolist()):
         after: dict[int, tuple[float, tuple[int, ...]]] = {}
         for done, (cost, moves) in best.items():

@@ -1,0 +1,111 @@
+#!/usr/bin/python3
+"""Compares AM1-BCC charges with those of FreeSolv's molecules, which a commercial toolkit made.
+
+    benchmarks/charges_reference.py [--write]
+
+Each molecule is charged from the conformer of the file: at the minimum that the search finds there,
+and, where that differs by more than 0.005 e (root mean square), at the minimum with the torsions
+held, and at the minima of up to eight other conformers. Prints the distribution, and a table of
+those that differ by more than 0.01 e; --write puts them into docs/charges-reference.md.
+"""
+
+import argparse
+import os
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(ROOT / "python"), str(ROOT / "tests" / "python")]
+os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
+os.environ["PYTHONPATH"] = str(ROOT / "python")
+
+import numpy as np  # noqa: E402
+from freesolv import molecules  # noqa: E402
+from rdkit import Chem  # noqa: E402
+
+from orbitrax.atomic_charges import conformers  # noqa: E402
+from orbitrax.atomic_charges.assign import Settings  # noqa: E402
+from orbitrax.atomic_charges.batch import Failure, assign_all  # noqa: E402
+from orbitrax.atomic_charges.structure import kekule_form  # noqa: E402
+
+CLOSER, SHOWN, OTHERS = 0.005, 0.01, 8
+PAGE = ROOT / "docs" / "charges-reference.md"
+
+
+def deviations(references, settings):
+    """Root mean square deviations, e; NaN for a molecule without charges."""
+    found = assign_all(((r.name, r.mol) for r in references), settings)
+    return [np.nan if isinstance(entry, Failure) else reference.deviation(entry.charges)
+            for reference, entry in zip(references, found)]
+
+
+def nearest_conformer(references):
+    """For each molecule the least deviation among minima from other conformers."""
+    tasks, owners = [], []
+    for number, reference in enumerate(references):
+        form = kekule_form(reference.mol)
+        Chem.SanitizeMol(form)
+        for positions in conformers.embedded(form, OTHERS):
+            mol = Chem.Mol(reference.mol)
+            mol.RemoveAllConformers()
+            shape = Chem.Conformer(mol.GetNumAtoms())
+            for index, place in enumerate(conformers.relaxed(form, positions)[0].tolist()):
+                shape.SetAtomPosition(index, place)
+            mol.AddConformer(shape)
+            tasks.append((reference.name, mol))
+            owners.append(number)
+    best = [np.nan] * len(references)
+    for number, entry in zip(owners, assign_all(tasks)):
+        if not isinstance(entry, Failure):
+            best[number] = np.nanmin([best[number], references[number].deviation(entry.charges)])
+    return best
+
+
+def reason(free, held, other):
+    """Why a molecule differs, in words."""
+    if held <= SHOWN and held <= other:
+        return "conformer: with torsions held it agrees"
+    if other <= SHOWN:
+        return "conformer: another one agrees"
+    if min(held, other) < 0.75 * free:
+        return "conformer: another one is nearer"
+    return "none of the conformers tried agrees"
+
+
+def main():
+    """Runs the comparison."""
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--write", action="store_true", help="write docs/charges-reference.md")
+    write = parser.parse_args().write
+    references = molecules()
+    free = deviations(references, Settings())
+    far = [i for i, value in enumerate(free) if not value <= CLOSER]
+    held = dict(zip(far, deviations([references[i] for i in far], Settings(hold="torsions"))))
+    others = dict(zip(far, nearest_conformer([references[i] for i in far])))
+    best = [np.nanmin([free[i], held.get(i, np.nan), others.get(i, np.nan)])
+            for i in range(len(free))]
+    lines = ["| | Median | 90 % below | 95 % below | Largest | Above 0.01 e |",
+             "|---|---|---|---|---|---|"]
+    for words, values in (("from the conformer of the file", free),
+                          ("from the nearest of the conformers tried", best)):
+        values = np.array(values)
+        lines.append(f"| {words} | {np.median(values):.4f} | {np.quantile(values, 0.9):.4f} | "
+                     f"{np.quantile(values, 0.95):.4f} | {values.max():.4f} | "
+                     f"{int((values > SHOWN).sum())} of {len(values)} |")
+    lines += ["", "| Molecule | SMILES | File's conformer | Torsions held | Nearest other | Reason "
+              "|", "|---|---|---|---|---|---|"]
+    for i in sorted((i for i in far if free[i] > SHOWN), key=lambda i: -free[i]):
+        lines.append(f"| {references[i].name.replace('|', ' ')} | `{references[i].smiles}` | "
+                     f"{free[i]:.4f} | {held[i]:.4f} | {others[i]:.4f} | "
+                     f"{reason(free[i], held[i], others[i])} |")
+    text = "\n".join(lines) + "\n"
+    print(text)
+    if write:
+        page = PAGE.read_text(encoding="utf-8")
+        head, _, rest = page.partition("<!-- table -->\n")
+        _, mark, tail = rest.partition("<!-- end of table -->")
+        PAGE.write_text(f"{head}<!-- table -->\n{text}{mark}{tail}", encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()
