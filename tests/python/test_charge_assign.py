@@ -95,6 +95,14 @@ def test_the_spelling_of_an_ion_makes_no_difference(backend):
     assert sorted(first.charges) == pytest.approx(sorted(second.charges), abs=2.01e-4)
 
 
+def test_a_search_leaves_the_saddle_that_a_symmetric_start_is(backend):
+    """RDKit puts the amino group square to the ring, where by symmetry nothing turns it; all atoms
+    of the ion lie in a plane."""
+    found = assign(molecule("Nc1cccc[nH+]1"), backend)
+    centred = found.positions - found.positions.mean(axis=0)
+    assert np.linalg.svd(centred)[1][2] < 0.2
+
+
 def test_the_model_mulliken_leaves_the_geometry_and_the_atoms_alone(backend):
     mol = placed(molecule("CCO"), embedded(molecule("CCO"), 1)[0])
     found = assign(mol, backend, Settings(model="mulliken"))

@@ -117,6 +117,7 @@ def test_a_file_that_is_not_there_is_named(tmp_path):
 @pytest.mark.parametrize("smiles,expected", [
     ("CC(=O)[O-]", ["C.3", "C.2", "O.co2", "O.co2"]),
     ("CC(=O)NC", ["C.3", "C.2", "O.2", "N.am", "C.3"]),
+    ("CC(=O)[N-]C", ["C.3", "C.2", "O.2", "N.am", "C.3"]),
     ("C[NH3+]", ["C.3", "N.4"]), ("NC(N)=[NH2+]", ["N.pl3", "C.cat", "N.pl3", "N.pl3"]),
     ("CC#N", ["C.3", "C.1", "N.1"]), ("CN=C", ["C.3", "N.2", "C.2"]),
     ("CS(C)(=O)=O", ["C.3", "S.O2", "C.3", "O.2", "O.2"]),
