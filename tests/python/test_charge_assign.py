@@ -208,6 +208,15 @@ def test_an_scf_that_fails_at_first_is_tried_otherwise(backend, monkeypatch):
     assert found.retries == found.energies > 0
 
 
+def test_the_quicker_way_is_kept_for_a_molecule(backend):
+    """A sulfonamide's SCF takes half as many cycles with a level shift as without."""
+    mol = molecule("CS(=O)(=O)Nc1ccccc1")
+    energy = am1.Am1(backend, np.array([a.GetAtomicNum() for a in mol.GetAtoms()]), 0)
+    start = embedded(mol, 1)[0]
+    cycles = [energy.point(start + 0.001 * step).cycles for step in range(3)]
+    assert cycles[0] > 24 and cycles[1] < 0.9 * cycles[0] and cycles[2] < 0.9 * cycles[0]
+
+
 def test_an_scf_that_fails_in_every_way_is_an_error(backend, monkeypatch):
     monkeypatch.setattr(am1, "_ATTEMPTS", ({"iteration_limit": 2},) * 2)
     with pytest.raises(NotConverged, match="in any of 2 ways"):
