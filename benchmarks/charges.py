@@ -49,7 +49,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--count", type=int, default=12, help="molecules of a size (default 12)")
     count = parser.parse_args().count
-    print("| Atoms | Energies | Processor seconds | Seconds | A minute, one worker | two workers |\n"
+    print("| Atoms | Energies | Processor seconds | Seconds | A minute, one worker | Two |\n"
           "|---|---|---|---|---|---|")
     for size in SIZES:
         molecules = chosen(size, count)
