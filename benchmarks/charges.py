@@ -67,8 +67,8 @@ def main():
             if workers == 1:
                 single, alone = seconds, (processor_seconds() - spent) / len(found)
         atoms = sum(mol.GetNumAtoms() for _, mol in molecules) / len(molecules)
-        print(f"| {atoms:.0f} | {energies:.0f} | {alone:.2f} | {single:.2f} | {rates[0]} | {rates[1]} |",
-              flush=True)
+        print(f"| {atoms:.0f} | {energies:.0f} | {alone:.2f} | {single:.2f} | "
+              + " | ".join(rates) + " |", flush=True)
     profile(chosen(40, 6))
 
 
