@@ -46,6 +46,14 @@ def test_a_file_of_many_and_one_that_fails(tmp_path):
     assert len(list(Chem.SDMolSupplier(str(tmp_path / "out.sdf")))) == 2
 
 
+def test_a_record_that_cannot_be_read_does_not_stop_the_others(tmp_path):
+    (tmp_path / "some.smi").write_text("CO methanol\nC(C broken\nN ammonia\n")
+    done = run("some.smi", "-o", "out.json", cwd=tmp_path)
+    assert done.returncode == 2 and "line 2: 'C(C' is not a SMILES string" in done.stderr
+    written = json.loads((tmp_path / "out.json").read_text())
+    assert [entry["title"] for entry in written] == ["methanol", "ammonia"]
+
+
 def test_the_charge_of_a_file_that_tells_one_must_be_right(tmp_path):
     done = run("--smiles", "C[NH3+]", "-c", "0")
     assert done.returncode == 2 and "add up to 1, not to the 0 of --charge" in done.stderr

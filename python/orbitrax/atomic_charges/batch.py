@@ -38,11 +38,11 @@ def workers_of(wanted: int | None) -> int:
     return len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 1
 
 
-def assign_all(molecules: Iterable[tuple[str, Chem.Mol]], settings: Settings = Settings(),
+def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]], settings: Settings = Settings(),
                workers: int | None = None, program=None, tables=None,
                time_limit: float | None = None) -> Iterator[Charges | Failure]:
     """The charges of molecules, titles and molecules in pairs, in their order; a Failure for each
-    that has none. Molecules are taken from the iterable as they are needed. workers: processes,
+    that has none, and for each error in the place of a molecule. Molecules are taken from the iterable as they are needed. workers: processes,
     None for all cores. program, tables, time_limit: as `Backend` takes them; the limit is for one
     energy."""
     count = workers_of(workers)
@@ -53,8 +53,7 @@ def assign_all(molecules: Iterable[tuple[str, Chem.Mol]], settings: Settings = S
         return
     context = multiprocessing.get_context("spawn")
     with context.Pool(count, _start, (program, tables, time_limit, settings)) as pool:
-        yield from pool.imap(_work, ((title, mol.ToBinary(_KEPT)) for title, mol in molecules),
-                             chunksize=_AT_ONCE)
+        yield from pool.imap(_work, map(_packed, molecules), chunksize=_AT_ONCE)
 
 
 _KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOptions.AtomProps)
@@ -66,13 +65,20 @@ def _start(program, tables, time_limit, settings: Settings) -> None:
     _worker = _Worker(Backend(program, tables, time_limit), settings)
 
 
-def _work(task: tuple[str, bytes]) -> Charges | Failure:
+def _packed(pair: tuple[str, Chem.Mol | OrbitraxError]) -> tuple[str, bytes | OrbitraxError]:
+    title, mol = pair
+    return title, mol if isinstance(mol, OrbitraxError) else mol.ToBinary(_KEPT)
+
+
+def _work(task: tuple[str, bytes | OrbitraxError]) -> Charges | Failure:
     assert _worker is not None
     title, data = task
-    return _one(_worker, title, Chem.Mol(data))
+    return _one(_worker, title, data if isinstance(data, OrbitraxError) else Chem.Mol(data))
 
 
-def _one(worker: _Worker, title: str, mol: Chem.Mol) -> Charges | Failure:
+def _one(worker: _Worker, title: str, mol: Chem.Mol | OrbitraxError) -> Charges | Failure:
+    if isinstance(mol, OrbitraxError):
+        return Failure(title, mol)
     try:
         return assign(mol, worker.backend, worker.settings, title)
     except OrbitraxError as error:

@@ -99,15 +99,18 @@ def _run(arguments, terminal) -> int:
 def _molecules(arguments) -> Iterator[tuple[str, object]]:
     from rdkit import Chem
 
-    from orbitrax.atomic_charges.reading import from_smiles, read_molecules
+    from orbitrax.atomic_charges.reading import from_smiles, read_entries
 
     if (arguments.smiles is None) == (arguments.molecule is None):
         raise UsageError("give a molecule file, - for standard input, or --smiles TEXT")
     if arguments.smiles is not None:
         pairs: Iterator = iter([(arguments.smiles, from_smiles(arguments.smiles))])
     else:
-        pairs = read_molecules(arguments.molecule, arguments.format, arguments.charge or 0)
+        pairs = read_entries(arguments.molecule, arguments.format, arguments.charge or 0)
     for title, mol in pairs:
+        if isinstance(mol, OrbitraxError):
+            yield title, mol
+            continue
         formal = Chem.GetFormalCharge(mol)
         if arguments.charge not in (None, formal):
             raise UsageError(f"{title}: the formal charges of its atoms add up to {formal}, not to "
@@ -130,6 +133,8 @@ def _assigned(arguments, settings, molecules: list, terminal):
             yield entry
         return
     (title, mol), = molecules
+    if isinstance(mol, OrbitraxError):
+        raise mol
     with Backend(*backend) as running:
         yield assign(mol, running, settings, title, terminal.progress)
 

@@ -32,7 +32,18 @@ def from_smiles(text: str) -> Chem.Mol:
 def read_molecules(source: str, format: str | None = None,
                    charge: int = 0) -> Iterator[tuple[str, Chem.Mol]]:
     """Titles and molecules of a file, or of standard input where source is "-". charge: of the
-    whole, where the format does not tell (pdb, xyz)."""
+    whole, where the format does not tell (pdb, xyz). Raises MoleculeError for the first that
+    cannot be read."""
+    for title, entry in read_entries(source, format, charge):
+        if isinstance(entry, MoleculeError):
+            raise entry
+        yield title, entry
+
+
+def read_entries(source: str, format: str | None = None,
+                 charge: int = 0) -> Iterator[tuple[str, Chem.Mol | MoleculeError]]:
+    """As `read_molecules`, but with the error in the place of a molecule that cannot be read, so
+    that the others of the file follow."""
     RDLogger.DisableLog("rdApp.*")
     kind = format or _ENDINGS.get(os.path.splitext(source)[1].lower())
     if kind is None:
@@ -60,26 +71,27 @@ def _text(source: str, name: str) -> str:
         raise MoleculeError(f"{name}: cannot be read: {error.strerror}") from None
 
 
-def _titled(mol: Chem.Mol | None, name: str, number: int, several: bool,
-            title: str = "") -> tuple[str, Chem.Mol]:
+_Entry = tuple[str, "Chem.Mol | MoleculeError"]
+
+
+def _titled(mol: Chem.Mol | None, name: str, number: int, several: bool) -> _Entry:
     """A molecule under its own title, or that of the file and its number there."""
     place = f"{name}, molecule {number}" if several else name
     if mol is None:
-        raise MoleculeError(f"{place}: RDKit cannot read it as a molecule; are its bonds, charges "
-                            "and hydrogens right?")
-    if not title and mol.HasProp("_Name"):
-        title = mol.GetProp("_Name")
-    return title.strip() or place, mol
+        return place, MoleculeError(f"{place}: RDKit cannot read it as a molecule; are its bonds, "
+                                    "charges and hydrogens right?")
+    title = mol.GetProp("_Name").strip() if mol.HasProp("_Name") else ""
+    return title or place, mol
 
 
-def _sdf(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+def _sdf(text: str, name: str, charge: int) -> Iterator[_Entry]:
     records = [part for part in text.split("$$$$\n") if part.strip()]
     for number, record in enumerate(records, 1):
         mol = Chem.MolFromMolBlock(record, removeHs=False)
         yield _titled(mol, name, number, len(records) > 1)
 
 
-def _mol2(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+def _mol2(text: str, name: str, charge: int) -> Iterator[_Entry]:
     head = "@<TRIPOS>MOLECULE"
     records = [head + part for part in text.split(head)[1:]]
     for number, record in enumerate(records, 1):
@@ -87,23 +99,26 @@ def _mol2(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
         yield _titled(mol, name, number, len(records) > 1)
 
 
-def _smiles(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+def _smiles(text: str, name: str, charge: int) -> Iterator[_Entry]:
     for number, line in enumerate(text.splitlines(), 1):
         words = line.split(None, 1)
         if not words or words[0].startswith("#"):
             continue
         mol = Chem.MolFromSmiles(words[0])
+        title = words[1].strip() if len(words) > 1 else words[0]
         if mol is None:
-            raise MoleculeError(f"{name}, line {number}: '{words[0]}' is not a SMILES string")
-        yield (words[1].strip() if len(words) > 1 else words[0]), Chem.AddHs(mol)
+            yield title, MoleculeError(f"{name}, line {number}: '{words[0]}' is not a SMILES "
+                                       "string")
+        else:
+            yield title, Chem.AddHs(mol)
 
 
-def _pdb(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+def _pdb(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromPDBBlock(text, removeHs=False, sanitize=False)
     yield _titled(_with_bonds(mol, name, charge), name, 1, False)
 
 
-def _xyz(text: str, name: str, charge: int) -> Iterator[tuple[str, Chem.Mol]]:
+def _xyz(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromXYZBlock(text)
     yield _titled(_with_bonds(mol, name, charge), name, 1, False)
 
