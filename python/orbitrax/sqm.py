@@ -10,13 +10,15 @@ from __future__ import annotations
 import math
 import re
 from dataclasses import dataclass
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Any
 
 from orbitrax.errors import CalculationFailed, MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 
 if TYPE_CHECKING:
-    import numpy as np
+    from orbitrax.atomic_charges.am1 import Point
+    from orbitrax.backend import Backend
+    from orbitrax.minimise.arrays import Array
 
 METHODS = {"AM1": "am1", "PM3": "pm3", "MNDO": "mndo"}
 _KCAL_PER_EV = 23.061
@@ -33,8 +35,8 @@ class SqmInput:
     title: str
     method: str
     charge: int
-    numbers: np.ndarray
-    positions: np.ndarray
+    numbers: Array
+    positions: Array
     cycles: int
     rms_gradient: float
     ignored: tuple[str, ...]
@@ -60,7 +62,8 @@ def parse_input(text: str, name: str = "sqm.in") -> SqmInput:
     return _checked(lines[0].strip() if begin else "", entries, numbers, positions, name)
 
 
-def _checked(title: str, entries: dict[str, str], numbers, positions, name: str) -> SqmInput:
+def _checked(title: str, entries: dict[str, str], numbers: Array, positions: Array,
+             name: str) -> SqmInput:
     method = entries.pop("qm_theory", "AM1").upper()
     if method not in METHODS:
         raise UsageError(f"{name}: qm_theory '{method}' is not available; there are "
@@ -92,7 +95,7 @@ def _number(entries: dict[str, str], key: str, default: float, name: str) -> flo
     return value
 
 
-def _atoms(lines: list[str], offset: int, name: str) -> tuple[np.ndarray, np.ndarray]:
+def _atoms(lines: list[str], offset: int, name: str) -> tuple[Array, Array]:
     import numpy as np
 
     numbers, positions = [], []
@@ -117,7 +120,7 @@ def _atoms(lines: list[str], offset: int, name: str) -> tuple[np.ndarray, np.nda
 # ---- the work and the output --------------------------------------------------------------------
 
 
-def compute(given: SqmInput, backend) -> str:
+def compute(given: SqmInput, backend: Backend) -> str:
     """Minimises what an input asks for, and returns the text of its output."""
     from orbitrax.atomic_charges.am1 import Am1
     from orbitrax.geometry import find_bonds
@@ -138,7 +141,7 @@ def compute(given: SqmInput, backend) -> str:
     return output_text(given, positions, energy.point(positions), energy.energies)
 
 
-def output_text(given: SqmInput, positions: np.ndarray, point, energies: int) -> str:
+def output_text(given: SqmInput, positions: Array, point: Point, energies: int) -> str:
     """What set-up scripts read: words of convergence, charges by atom, the final geometry."""
     from orbitrax import __version__
     from orbitrax.elements import SYMBOLS
@@ -171,7 +174,7 @@ def output_text(given: SqmInput, positions: np.ndarray, point, energies: int) ->
 # ---- the task -----------------------------------------------------------------------------------
 
 
-def add_arguments(parser) -> None:
+def add_arguments(parser: Any) -> None:
     """Declares the options of the task, which are those of the program that it stands for."""
     parser.add_argument("-O", action="store_true", help="write over the output (it always does)")
     parser.add_argument("-i", "--input", default="sqm.in", metavar="FILE",
@@ -182,7 +185,7 @@ def add_arguments(parser) -> None:
     parser.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
 
 
-def run(arguments, terminal) -> int:
+def run(arguments: Any, terminal: Any) -> int:
     """Runs the task; returns the exit status. The output of a failure says so and never that the
     calculation was completed."""
     from orbitrax.backend import Backend

@@ -117,7 +117,7 @@ def test_a_worker_takes_each_core_that_it_may():
 
 def test_a_dead_backend_is_the_failure_of_one_molecule():
     program = "/bin/false"  # ends at once
-    found, = assign_all([("CO", from_smiles("CO"))], workers=1, program=program)
+    found, = assign_all([("CO", from_smiles("CO"))], workers=1, backend=(program, None, None))
     assert isinstance(found, Failure) and isinstance(found.error, LinkError)
 
 

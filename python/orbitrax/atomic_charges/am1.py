@@ -6,18 +6,20 @@ All that this package asks of the backend passes through `_single_point`.
 from __future__ import annotations
 
 from dataclasses import dataclass
+from typing import Any
 
 import numpy as np
 
 from orbitrax.backend import Backend
 from orbitrax.errors import NotConverged
 from orbitrax.job import LOG_SILENT, Job
+from orbitrax.minimise.arrays import Array
 from orbitrax.molecule import Molecule
 
 # What is tried, in this order, until an SCF converges. Closed shells of main-group elements need no
 # level shift as a rule, and take a third fewer cycles without it; sulfonamides take half as many
 # with it. So the first two change places for a molecule of which the first takes long.
-_ATTEMPTS: tuple[dict, ...] = (
+_ATTEMPTS: tuple[dict[str, Any], ...] = (
     {"level_shift_start": 0, "iteration_limit": 100},
     {"iteration_limit": 300},
     {"level_shift_start": 0, "iteration_limit": 500, "diis": False},
@@ -34,8 +36,8 @@ class Point:
     charges n, e; heat_of_formation kcal/mol, without restraints; cycles of its SCF."""
 
     energy: float
-    gradient: np.ndarray
-    charges: np.ndarray
+    gradient: Array
+    charges: Array
     heat_of_formation: float
     cycles: int
 
@@ -49,7 +51,7 @@ class Am1:
     another one in place of AM1.
     """
 
-    def __init__(self, backend: Backend, numbers: np.ndarray, charge: int,
+    def __init__(self, backend: Backend, numbers: Array, charge: int,
                  restraints: tuple[str, ...] = (), method: str = "am1"):
         self._backend, self._numbers, self._charge = backend, numbers, charge
         self._restraints, self._method = restraints, method
@@ -57,12 +59,12 @@ class Am1:
         self._cycles = [0, _MANY_CYCLES]  # that the first two attempts took last, or would take
         self.energies = self.retries = 0
 
-    def __call__(self, positions: np.ndarray) -> tuple[float, np.ndarray]:
+    def __call__(self, positions: Array) -> tuple[float, Array]:
         """Energy and gradient. Raises NotConverged if no attempt at the SCF converges."""
         point = self.point(positions)
         return point.energy, point.gradient
 
-    def point(self, positions: np.ndarray) -> Point:
+    def point(self, positions: Array) -> Point:
         """All that is known of a geometry."""
         positions = np.asarray(positions, dtype=float)
         key = positions.tobytes()
@@ -70,7 +72,7 @@ class Am1:
             self._points[key] = self._compute(positions)
         return self._points[key]
 
-    def _compute(self, positions: np.ndarray) -> Point:
+    def _compute(self, positions: Array) -> Point:
         self.energies += 1
         for place, attempt in enumerate(self._order()):
             settings = _ATTEMPTS[attempt]
@@ -97,8 +99,8 @@ class Am1:
 def _single_point(backend: Backend, job: Job) -> Point | None:
     """One closed-shell calculation; None if its SCF does not converge."""
     result = backend.run(job)
-    if not result.converged or result.gradient is None:
+    total, heat = result.total_energy, result.heat_of_formation
+    if not result.converged or result.gradient is None or total is None or heat is None:
         return None
-    return Point(result.total_energy, result.gradient, np.asarray(result.charges),
-                 result.heat_of_formation - (result.restraint_energy or 0.0),
-                 result.scf_iterations or 0)
+    return Point(total, result.gradient, np.asarray(result.charges),
+                 heat - (result.restraint_energy or 0.0), result.scf_iterations or 0)

@@ -12,6 +12,7 @@ A. Jakalian, D. B. Jack, C. I. Bayly, J. Comput. Chem. 23, 1623 (2002).
 from __future__ import annotations
 
 from dataclasses import dataclass
+from typing import Iterator
 
 from rdkit import Chem
 
@@ -32,7 +33,7 @@ class Aromaticity:
     @property
     def bonds(self) -> frozenset[tuple[int, int]]:
         """All bonds of aromatic rings, the lower atom first."""
-        return frozenset(tuple(sorted(pair)) for ring in self.rings for pair in _edges(ring))
+        return frozenset((min(pair), max(pair)) for ring in self.rings for pair in _edges(ring))
 
     def in_five_ring(self, atom: int) -> bool:
         """Whether the atom is in an aromatic ring of five."""
@@ -53,7 +54,7 @@ def find_aromaticity(mol: Chem.Mol) -> Aromaticity:
     return Aromaticity(tuple(six + seven + five))
 
 
-def _edges(ring):
+def _edges(ring: tuple[int, ...]) -> Iterator[tuple[int, int]]:
     return zip(ring, ring[1:] + ring[:1])
 
 

@@ -18,7 +18,8 @@ from orbitrax.atomic_charges.restraints import held_distances, held_torsions
 from orbitrax.atomic_charges.rounding import rounded
 from orbitrax.atomic_charges.structure import check_structure, kekule_form
 from orbitrax.errors import CalculationFailed, InputError, UsageError
-from orbitrax.minimise import Limits, minimise
+from orbitrax.minimise import Limits, Minimum, minimise
+from orbitrax.minimise.arrays import Array
 
 MODELS = {
     "am1bcc": "AM1 populations at a minimum of AM1, with bond charge corrections",
@@ -48,7 +49,7 @@ class Settings:
     hold: str = "nothing"
     digits: int = DIGITS
 
-    def __post_init__(self):
+    def __post_init__(self) -> None:
         for name, value, known in (("model", self.model, tuple(MODELS)),
                                    ("missing", self.missing, ("error", "zero")),
                                    ("hold", self.hold, HOLDS)):
@@ -76,11 +77,11 @@ class Charges:
     mol: Chem.Mol
     title: str
     model: str
-    charges: np.ndarray
-    populations: np.ndarray
+    charges: Array
+    populations: Array
     corrections: list[corrections.BondCorrection]
-    classes: np.ndarray
-    positions: np.ndarray
+    classes: Array
+    positions: Array
     heat_of_formation: float
     digits: int = DIGITS
     conformers: int = 1
@@ -92,7 +93,7 @@ class Charges:
     @property
     def formal_charge(self) -> int:
         """The charge of the whole."""
-        return Chem.GetFormalCharge(self.mol)
+        return int(Chem.GetFormalCharge(self.mol))
 
 
 def assign(mol: Chem.Mol, backend: Backend, settings: Settings = Settings(),
@@ -128,7 +129,8 @@ def assign(mol: Chem.Mol, backend: Backend, settings: Settings = Settings(),
         len(points), worker.energies, worker.retries, notes, time.monotonic() - began)
 
 
-def _check_corrections(found: list, mol: Chem.Mol, settings: Settings, title: str) -> list[str]:
+def _check_corrections(found: list[corrections.BondCorrection], mol: Chem.Mol, settings: Settings,
+                       title: str) -> list[str]:
     """Notes on bonds without a correction, where these are allowed."""
     if not settings.model.startswith("am1bcc"):
         return []
@@ -143,7 +145,7 @@ def _check_corrections(found: list, mol: Chem.Mol, settings: Settings, title: st
 
 
 def _geometries(mol: Chem.Mol, form: Chem.Mol, settings: Settings, notes: list[str],
-                title: str) -> tuple[list[np.ndarray], bool]:
+                title: str) -> tuple[list[Array], bool]:
     """Where to begin, and whether that is the molecule's own geometry. New ones are made for the
     settled form, so that they do not depend on the spelling."""
     form = Chem.Mol(form)
@@ -167,13 +169,13 @@ def _geometries(mol: Chem.Mol, form: Chem.Mol, settings: Settings, notes: list[s
     return [positions], True
 
 
-def _may_be_flat(mol: Chem.Mol, positions: np.ndarray) -> bool:
+def _may_be_flat(mol: Chem.Mol, positions: Array) -> bool:
     """Whether a geometry in one plane can be meant: it fits the bonds, and no atom has four
     neighbours."""
     return not changes(mol, positions) and all(atom.GetDegree() < 4 for atom in mol.GetAtoms())
 
 
-def _with_positions(mol: Chem.Mol, positions: np.ndarray) -> Chem.Mol:
+def _with_positions(mol: Chem.Mol, positions: Array) -> Chem.Mol:
     result = Chem.Mol(mol)
     result.RemoveAllConformers()
     conformer = Chem.Conformer(mol.GetNumAtoms())
@@ -195,7 +197,7 @@ class _Worker:
         self._charge = Chem.GetFormalCharge(mol)
         self.energies = self.retries = 0
 
-    def populate(self, start: np.ndarray) -> tuple[np.ndarray, Point]:
+    def populate(self, start: Array) -> tuple[Array, Point]:
         """Positions, n x 3, and what AM1 says there: of the start itself, or of the minimum that
         is found from it and still is the molecule."""
         if self._settings.model == "mulliken":
@@ -232,10 +234,10 @@ class _Worker:
         self.energies += energy.energies
         self.retries += energy.retries
 
-    def _minimum(self, start: np.ndarray, held: tuple[str, ...]) -> tuple[np.ndarray, Point]:
+    def _minimum(self, start: Array, held: tuple[str, ...]) -> tuple[Array, Point]:
         energy = self._energy(held)
 
-        def watched(positions: np.ndarray):
+        def watched(positions: Array) -> tuple[float, Array]:
             if self._on_progress is not None:
                 self._on_progress(f"energy {energy.energies + 1}")
             return energy(positions)
@@ -250,5 +252,5 @@ class _Worker:
         return found.positions, energy.point(found.positions)
 
 
-def _is_flat(found) -> bool:
+def _is_flat(found: Minimum) -> bool:
     return found.rms <= _FLAT.rms_gradient and found.promise <= _FLAT.energy

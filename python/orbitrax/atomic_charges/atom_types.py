@@ -26,11 +26,11 @@ class _Atom:
 
     @property
     def degree(self) -> int:
-        return self.atom.GetDegree()
+        return int(self.atom.GetDegree())
 
     @property
     def charge(self) -> int:
-        return self.atom.GetFormalCharge()
+        return int(self.atom.GetFormalCharge())
 
     @property
     def aromatic(self) -> bool:

@@ -5,13 +5,15 @@ from __future__ import annotations
 import multiprocessing
 import os
 from dataclasses import dataclass
-from typing import Iterable, Iterator
+from typing import Any, Iterable, Iterator
 
 from rdkit import Chem
 
 from orbitrax.atomic_charges.assign import Charges, Settings, assign
 from orbitrax.backend import Backend
 from orbitrax.errors import CalculationFailed, OrbitraxError
+
+BackendWords = tuple[Any, Any, "float | None"]
 
 _AT_ONCE = 4  # molecules a worker is given at a time
 _worker: _Worker | None = None  # of a worker process
@@ -38,31 +40,30 @@ def workers_of(wanted: int | None) -> int:
     return len(os.sched_getaffinity(0)) if hasattr(os, "sched_getaffinity") else os.cpu_count() or 1
 
 
-def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]], settings: Settings = Settings(),
-               workers: int | None = None, program=None, tables=None,
-               time_limit: float | None = None) -> Iterator[Charges | Failure]:
+def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]],
+               settings: Settings = Settings(), workers: int | None = None,
+               backend: BackendWords = (None, None, None)) -> Iterator[Charges | Failure]:
     """The charges of molecules, titles and molecules in pairs, in their order; a Failure for each
-    that has none, and for each error in the place of a molecule. Molecules are taken from the iterable as they are needed. workers: processes,
-    None for all cores. program, tables, time_limit: as `Backend` takes them; the limit is for one
-    energy."""
+    that has none, and for each error in the place of a molecule. workers: processes, None for all
+    cores. backend: program, tables and time limit (of one energy) as `Backend` takes them."""
     count = workers_of(workers)
     if count == 1:
-        with Backend(program, tables, time_limit) as backend:
+        with Backend(*backend) as running:
             for title, mol in molecules:
-                yield _one(_Worker(backend, settings), title, mol)
+                yield _one(_Worker(running, settings), title, mol)
         return
     context = multiprocessing.get_context("spawn")
-    with context.Pool(count, _start, (program, tables, time_limit, settings)) as pool:
+    with context.Pool(count, _start, (backend, settings)) as pool:
         yield from pool.imap(_work, map(_packed, molecules), chunksize=_AT_ONCE)
 
 
 _KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOptions.AtomProps)
 
 
-def _start(program, tables, time_limit, settings: Settings) -> None:
+def _start(backend: BackendWords, settings: Settings) -> None:
     global _worker
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
-    _worker = _Worker(Backend(program, tables, time_limit), settings)
+    _worker = _Worker(Backend(*backend), settings)
 
 
 def _packed(pair: tuple[str, Chem.Mol | OrbitraxError]) -> tuple[str, bytes | OrbitraxError]:

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import json
-from typing import Iterator
+from typing import Any, Iterator
 
 from orbitrax.errors import OrbitraxError, UsageError
 
@@ -15,7 +15,7 @@ examples:
 """
 
 
-def add_arguments(parser) -> None:
+def add_arguments(parser: Any) -> None:
     """Declares the options of the task."""
     group = parser.add_argument_group("molecules")
     group.add_argument("molecule", nargs="?", metavar="MOLECULE",
@@ -57,7 +57,7 @@ def add_arguments(parser) -> None:
     group.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
 
 
-def run(arguments, terminal) -> int:
+def run(arguments: Any, terminal: Any) -> int:
     """Runs the task; returns the exit status: 1 if a molecule has no charges, 2 for a request that
     cannot be meant."""
     try:
@@ -70,7 +70,7 @@ def run(arguments, terminal) -> int:
         return error.exit_status
 
 
-def _run(arguments, terminal) -> int:
+def _run(arguments: Any, terminal: Any) -> int:
     try:
         from orbitrax.atomic_charges.assign import Settings
     except ImportError:
@@ -96,7 +96,7 @@ def _run(arguments, terminal) -> int:
     return status
 
 
-def _molecules(arguments) -> Iterator[tuple[str, object]]:
+def _molecules(arguments: Any) -> Iterator[tuple[str, Any]]:
     from rdkit import Chem
 
     from orbitrax.atomic_charges.reading import from_smiles, read_entries
@@ -104,7 +104,7 @@ def _molecules(arguments) -> Iterator[tuple[str, object]]:
     if (arguments.smiles is None) == (arguments.molecule is None):
         raise UsageError("give a molecule file, - for standard input, or --smiles TEXT")
     if arguments.smiles is not None:
-        pairs: Iterator = iter([(arguments.smiles, from_smiles(arguments.smiles))])
+        pairs: Iterator[tuple[str, Any]] = iter([(arguments.smiles, from_smiles(arguments.smiles))])
     else:
         pairs = read_entries(arguments.molecule, arguments.format, arguments.charge or 0)
     for title, mol in pairs:
@@ -118,7 +118,8 @@ def _molecules(arguments) -> Iterator[tuple[str, object]]:
         yield title, mol
 
 
-def _assigned(arguments, settings, molecules: list, terminal):
+def _assigned(arguments: Any, settings: Any, molecules: list[tuple[str, Any]],
+              terminal: Any) -> Iterator[Any]:
     """Charges or Failures: of one molecule here, of many on all cores."""
     from orbitrax.atomic_charges.assign import assign
     from orbitrax.atomic_charges.batch import assign_all
@@ -127,7 +128,7 @@ def _assigned(arguments, settings, molecules: list, terminal):
     backend = (arguments.backend, arguments.tables, arguments.time_limit)
     if len(molecules) > 1:
         total = len(molecules)
-        for number, entry in enumerate(assign_all(molecules, settings, arguments.workers, *backend),
+        for number, entry in enumerate(assign_all(molecules, settings, arguments.workers, backend),
                                        1):
             terminal.progress(f"{number} of {total} molecules")
             yield entry
@@ -139,7 +140,7 @@ def _assigned(arguments, settings, molecules: list, terminal):
         yield assign(mol, running, settings, title, terminal.progress)
 
 
-def _tell(entry, arguments, terminal) -> int:
+def _tell(entry: Any, arguments: Any, terminal: Any) -> int:
     """Says what came of a molecule; returns its exit status."""
     from orbitrax.atomic_charges import writers
 
@@ -147,7 +148,7 @@ def _tell(entry, arguments, terminal) -> int:
         terminal.error(str(entry.error))
         if arguments.json:
             print(json.dumps(_failed(entry.title, entry.error)), flush=True)
-        return entry.error.exit_status
+        return int(entry.error.exit_status)
     for note in entry.notes:
         terminal.warning(note)
     if arguments.json:
@@ -157,14 +158,14 @@ def _tell(entry, arguments, terminal) -> int:
     return 0
 
 
-def _failed(title: str, error: OrbitraxError) -> dict:
+def _failed(title: str, error: OrbitraxError) -> dict[str, Any]:
     from orbitrax import __version__
 
     return {"schema": "orbitrax-charges-1", "version": __version__, "title": title,
             "status": error.status, "errors": [str(error)], "charges": None}
 
 
-def _summary(entry, with_atoms: bool) -> str:
+def _summary(entry: Any, with_atoms: bool) -> str:
     """A line for a person, and the charges unless a file has them."""
     from orbitrax.atomic_charges.mol2 import atom_names
     from orbitrax.atomic_charges.writers import printed

@@ -15,6 +15,7 @@ from rdkit.Chem import AllChem, rdMolTransforms
 from rdkit.Geometry import Point3D
 
 from orbitrax.errors import MoleculeError
+from orbitrax.minimise.arrays import Array
 
 SEED = 61453
 ELF_CONFORMERS = 500  # from which the selection is made
@@ -24,7 +25,7 @@ _SHAKE = 0.03  # Angstrom: enough to leave a saddle, not enough to leave a basin
 _ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
 
 
-def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[np.ndarray]:
+def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[Array]:
     """At most `count` geometries, each n x 3 in Angstrom, by RDKit's distance geometry; always the
     same ones. Those nearer to one another than `apart`, Angstrom, are left out."""
     work = Chem.Mol(mol)
@@ -37,7 +38,7 @@ def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[np.ndarray]
     return [np.array(work.GetConformer(index).GetPositions()) for index in found]
 
 
-def relaxed(mol: Chem.Mol, positions: np.ndarray) -> tuple[np.ndarray, float]:
+def relaxed(mol: Chem.Mol, positions: Array) -> tuple[Array, float]:
     """The nearest minimum of the MMFF94 force field, or of UFF where that lacks parameters: n x 3
     in Angstrom, and its energy in kcal/mol."""
     work = Chem.Mol(mol)
@@ -52,21 +53,22 @@ def relaxed(mol: Chem.Mol, positions: np.ndarray) -> tuple[np.ndarray, float]:
     return np.array(work.GetConformer().GetPositions()), float(field.CalcEnergy())
 
 
-def lowest(mol: Chem.Mol, count: int) -> np.ndarray:
+def lowest(mol: Chem.Mol, count: int) -> Array:
     """Of `count` conformers, relaxed by the force field, the one of lowest energy, n x 3."""
     minima = [relaxed(mol, positions) for positions in embedded(mol, count)]
     return min(minima, key=lambda pair: pair[1])[0]
 
 
-def shaken(mol: Chem.Mol, positions: np.ndarray) -> np.ndarray:
+def shaken(mol: Chem.Mol, positions: Array) -> Array:
     """Positions, n x 3, moved by a little, always the same: a search that begins on a saddle by
     symmetry, as at an amino group square to its ring, would never leave it."""
     ranks = list(Chem.CanonicalRankAtoms(mol, breakTies=True))
     moves = np.random.default_rng(SEED).normal(0.0, _SHAKE, positions.shape)
-    return positions + moves[ranks]
+    moved: Array = positions + moves[ranks]
+    return moved
 
 
-def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[np.ndarray]:
+def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[Array]:
     """The conformers that ELF10 chooses from `count`, the least interacting first, each n x 3."""
     charges = _mmff_charges(mol)
     pairs = _distant_pairs(mol)
@@ -85,7 +87,7 @@ def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[np.ndarray]:
 # ---- how much the groups of a conformer interact ------------------------------------------------
 
 
-def _mmff_charges(mol: Chem.Mol) -> np.ndarray:
+def _mmff_charges(mol: Chem.Mol) -> Array:
     """Sizes of the MMFF94 charges, or of Gasteiger's where a type is missing; n, e."""
     properties = AllChem.MMFFGetMoleculeProperties(mol)
     if properties is not None:
@@ -94,22 +96,23 @@ def _mmff_charges(mol: Chem.Mol) -> np.ndarray:
         work = Chem.Mol(mol)
         AllChem.ComputeGasteigerCharges(work)
         found = [atom.GetDoubleProp("_GasteigerCharge") for atom in work.GetAtoms()]
-    return np.abs(np.nan_to_num(np.array(found)))
+    sizes: Array = np.abs(np.nan_to_num(np.array(found)))
+    return sizes
 
 
-def _distant_pairs(mol: Chem.Mol) -> tuple[np.ndarray, np.ndarray]:
+def _distant_pairs(mol: Chem.Mol) -> tuple[Array, Array]:
     """Pairs of atoms that are three bonds apart or more."""
-    steps = np.triu(Chem.GetDistanceMatrix(mol), 1)
-    return np.nonzero(steps > 2.5)
+    first, second = np.nonzero(np.triu(Chem.GetDistanceMatrix(mol), 1) > 2.5)
+    return first, second
 
 
-def _interaction(charges: np.ndarray, pairs, positions: np.ndarray) -> float:
+def _interaction(charges: Array, pairs: tuple[Array, Array], positions: Array) -> float:
     first, second = pairs
     distances = np.linalg.norm(positions[first] - positions[second], axis=1)
     return float(np.sum(charges[first] * charges[second] / distances))
 
 
-def _with_cis_acids(work: Chem.Mol, positions: np.ndarray) -> np.ndarray:
+def _with_cis_acids(work: Chem.Mol, positions: Array) -> Array:
     """Positions with the hydrogen of each carboxylic acid turned to the side of the other
     oxygen."""
     matches = work.GetSubstructMatches(_ACID)
@@ -125,7 +128,7 @@ def _with_cis_acids(work: Chem.Mol, positions: np.ndarray) -> np.ndarray:
 # ---- conformers that differ ---------------------------------------------------------------------
 
 
-def _diverse(shapes: list[np.ndarray]) -> list[int]:
+def _diverse(shapes: list[Array]) -> list[int]:
     """Indices of at most ten shapes, the first always among them: each next one differs most from
     those that are chosen, in the sum of the distances."""
     chosen = [0]
@@ -139,18 +142,18 @@ def _diverse(shapes: list[np.ndarray]) -> list[int]:
     return chosen
 
 
-def _distance(a: np.ndarray, b: np.ndarray) -> float:
+def _distance(a: Array, b: Array) -> float:
     """Root mean square distance of two shapes, n x 3, laid upon each other; W. Kabsch, Acta Cryst.
     A 32, 922 (1976)."""
     a, b = a - a.mean(axis=0), b - b.mean(axis=0)
-    u, s, v = np.linalg.svd(a.T @ b)
+    u, s, v = (np.asarray(part) for part in np.linalg.svd(a.T @ b))
     if np.linalg.det(u @ v) < 0:
         s[-1] = -s[-1]
     square = (np.sum(a * a) + np.sum(b * b) - 2 * np.sum(s)) / len(a)
     return float(np.sqrt(max(square, 0.0)))
 
 
-def _set_positions(mol: Chem.Mol, positions: np.ndarray) -> None:
+def _set_positions(mol: Chem.Mol, positions: Array) -> None:
     """Gives the molecule one conformer, with these positions."""
     mol.RemoveAllConformers()
     conformer = Chem.Conformer(mol.GetNumAtoms())

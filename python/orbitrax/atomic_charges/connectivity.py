@@ -11,6 +11,8 @@ from dataclasses import dataclass
 import numpy as np
 from rdkit import Chem
 
+from orbitrax.minimise.arrays import Array
+
 # Covalent radii, Angstrom; B. Cordero et al., Dalton Trans. 2832 (2008).
 _RADII = {1: 0.31, 5: 0.84, 6: 0.76, 7: 0.71, 8: 0.66, 9: 0.57, 14: 1.11, 15: 1.07, 16: 1.05,
           17: 1.02, 35: 1.20, 53: 1.39}
@@ -37,7 +39,7 @@ class Change:
         return f"{i} and {j} {state} {self.distance:.2f} Angstrom apart"
 
 
-def changes(mol: Chem.Mol, positions: np.ndarray) -> list[Change]:
+def changes(mol: Chem.Mol, positions: Array) -> list[Change]:
     """Bonds of the molecule that are broken in a geometry, n x 3 in Angstrom, and bonds that the
     geometry has and the molecule has not."""
     n = mol.GetNumAtoms()

@@ -18,6 +18,7 @@ from orbitrax.atomic_charges import bond_types
 from orbitrax.atomic_charges.aromatic import Aromaticity, find_aromaticity
 from orbitrax.atomic_charges.atom_types import atom_code
 from orbitrax.errors import InputError
+from orbitrax.minimise.arrays import Array
 
 _AROMATIC_DOUBLE = 8  # in the table a code of its own, with the values of the single one
 
@@ -71,13 +72,14 @@ def corrections_of(mol: Chem.Mol) -> list[BondCorrection]:
     return [_correction_of(bond, codes, aromaticity) for bond in mol.GetBonds()]
 
 
-def _correction_of(bond: Chem.Bond, codes: list, aromaticity: Aromaticity) -> BondCorrection:
+def _correction_of(bond: Chem.Bond, codes: list[int | None],
+                   aromaticity: Aromaticity) -> BondCorrection:
     atoms = bond.GetBeginAtomIdx(), bond.GetEndAtomIdx()
     i, b, j = codes[atoms[0]], bond_types.bond_code(bond, aromaticity), codes[atoms[1]]
     return BondCorrection(atoms, (i, b, j), correction(i, b, j))
 
 
-def add_up(found: list[BondCorrection], n_atoms: int) -> np.ndarray:
+def add_up(found: list[BondCorrection], n_atoms: int) -> Array:
     """What the corrections of all bonds bring each atom, n, e; a missing one counts as nothing."""
     total = np.zeros(n_atoms)
     for entry in found:
@@ -95,5 +97,5 @@ def missing(found: list[BondCorrection], mol: Chem.Mol) -> list[str]:
 def _describe(entry: BondCorrection, mol: Chem.Mol) -> str:
     names = [f"{mol.GetAtomWithIdx(i).GetSymbol()}{i + 1}" for i in entry.atoms]
     i, b, j = ("??" if code is None else f"{code:02d}" for code in entry.codes)
-    kind = bond_types.WORDS.get(entry.codes[1], "unknown")
+    kind = bond_types.WORDS.get(entry.codes[1] or 0, "unknown")
     return f"the {kind} bond {names[0]}-{names[1]} ({i} {b} {j})"

@@ -5,8 +5,10 @@ from __future__ import annotations
 import numpy as np
 from rdkit import Chem
 
+from orbitrax.minimise.arrays import Array
 
-def equal_atoms(mol: Chem.Mol) -> np.ndarray:
+
+def equal_atoms(mol: Chem.Mol) -> Array:
     """For each atom of a molecule with all hydrogens the number of its class: atoms of one class
     have the same element and neighbours, and these have, and so on.
 
@@ -25,10 +27,12 @@ def equal_atoms(mol: Chem.Mol) -> np.ndarray:
     Chem.FastFindRings(plain)
     ranks = Chem.CanonicalRankAtoms(plain, breakTies=False, includeChirality=False,
                                     includeIsotopes=False)
-    return np.unique(np.array(list(ranks), dtype=int), return_inverse=True)[1]
+    numbers: Array = np.unique(np.array(list(ranks), dtype=int), return_inverse=True)[1]
+    return numbers
 
 
-def average(values: np.ndarray, classes: np.ndarray) -> np.ndarray:
+def average(values: Array, classes: Array) -> Array:
     """Each value replaced by the mean over its class. values, classes: n."""
     sizes = np.bincount(classes)
-    return (np.bincount(classes, weights=values) / sizes)[classes]
+    means: Array = (np.bincount(classes, weights=values) / sizes)[classes]
+    return means

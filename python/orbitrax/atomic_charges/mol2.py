@@ -7,6 +7,8 @@ bonds, and RDKit takes no file that has SYBYL's section for them.
 
 from __future__ import annotations
 
+from typing import Callable
+
 from rdkit import Chem
 
 from orbitrax.atomic_charges.aromatic import find_aromaticity
@@ -66,7 +68,7 @@ def atom_names(mol: Chem.Mol) -> list[str]:
 def sybyl_type(atom: Chem.Atom) -> str:
     """The type of an atom in a molecule with all hydrogens."""
     maker = _TYPES.get(atom.GetSymbol())
-    return maker(atom) if maker else atom.GetSymbol()
+    return maker(atom) if maker else str(atom.GetSymbol())
 
 
 def _bond_order(bond: Chem.Bond) -> str:
@@ -143,4 +145,5 @@ def _sulfur(atom: Chem.Atom) -> str:
         atom.GetBonds()[0].GetBondType() == _DOUBLE) else "S.3"
 
 
-_TYPES = {"C": _carbon, "N": _nitrogen, "O": _oxygen, "S": _sulfur, "P": lambda atom: "P.3"}
+_TYPES: dict[str, Callable[[Chem.Atom], str]] = {
+    "C": _carbon, "N": _nitrogen, "O": _oxygen, "S": _sulfur, "P": lambda atom: "P.3"}

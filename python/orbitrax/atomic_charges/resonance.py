@@ -9,12 +9,12 @@ the one that comes first by the ranks of its atoms.
 
 from __future__ import annotations
 
-from typing import Iterator
+from typing import Any, Callable, Iterator
 
-import numpy as np
 from rdkit import Chem
 
 from orbitrax.atomic_charges.aromatic import find_aromaticity
+from orbitrax.minimise.arrays import Array
 
 _SINGLE, _DOUBLE, _TRIPLE = Chem.BondType.SINGLE, Chem.BondType.DOUBLE, Chem.BondType.TRIPLE
 _C, _N, _O, _P, _S = 6, 7, 8, 15, 16
@@ -23,7 +23,7 @@ _MOST_MOVES = 50
 _HOLDERS = {_N: 0, _O: 1, _S: 2, _C: 3}  # of negative charge, the best first
 
 
-def settled(mol: Chem.Mol, classes: np.ndarray) -> Chem.Mol:
+def settled(mol: Chem.Mol, classes: Array) -> Chem.Mol:
     """A copy of a molecule in a Kekule structure with all hydrogens, with its charges where they
     belong. classes: of each atom, as `equal_atoms` tells them."""
     form = Chem.RWMol(mol)
@@ -84,7 +84,7 @@ def _straighten_azides(form: Chem.RWMol) -> None:
 # ---- charges that move --------------------------------------------------------------------------
 
 
-def _score(form: Chem.RWMol, ranks: list[int]) -> tuple:
+def _score(form: Chem.RWMol, ranks: list[int]) -> tuple[Any, ...]:
     """What is best is least."""
     charged = [atom for atom in form.GetAtoms() if atom.GetFormalCharge()]
     if not charged:
@@ -142,7 +142,8 @@ def _passes(atom: Chem.Atom) -> bool:
             and atom.GetFormalCharge() == 0)
 
 
-def _paths(form: Chem.RWMol, start: Chem.Atom, starts_double: bool, ends) -> Iterator[list[int]]:
+def _paths(form: Chem.RWMol, start: Chem.Atom, starts_double: bool,
+           ends: Callable[[Chem.Atom], bool]) -> Iterator[list[int]]:
     """Paths of alternating double and single bonds from a charge to where it may go. The first bond
     is of the kind told, the last of the other."""
     stack = [[start.GetIdx()]]

@@ -7,13 +7,14 @@ from rdkit import Chem
 from rdkit.Chem import rdMolTransforms
 
 from orbitrax.atomic_charges.connectivity import Change
+from orbitrax.minimise.arrays import Array
 
 _TORSION_STIFFNESS = 50.0  # kcal/mol per square radian
 _STRETCH_STIFFNESS = 500.0  # kcal/mol per square Angstrom
 _ALMOST_LINEAR = np.radians(165.0)
 
 
-def held_torsions(mol: Chem.Mol, positions: np.ndarray) -> tuple[str, ...]:
+def held_torsions(mol: Chem.Mol, positions: Array) -> tuple[str, ...]:
     """A restraint for each bond that can turn: the torsion round it stays what it is in this
     geometry, n x 3 in Angstrom."""
     work = Chem.Mol(mol)
@@ -47,7 +48,7 @@ def _chain_round(bond: Chem.Bond) -> tuple[int, int, int, int] | None:
     return ends[0], j.GetIdx(), k.GetIdx(), ends[1]
 
 
-def _is_straight(positions: np.ndarray, chain: tuple[int, ...]) -> bool:
+def _is_straight(positions: Array, chain: tuple[int, ...]) -> bool:
     for i, j, k in (chain[:3], chain[1:]):
         a, b = positions[i] - positions[j], positions[k] - positions[j]
         if np.arctan2(np.linalg.norm(np.cross(a, b)), a @ b) > _ALMOST_LINEAR:
@@ -55,7 +56,7 @@ def _is_straight(positions: np.ndarray, chain: tuple[int, ...]) -> bool:
     return False
 
 
-def held_distances(found: list[Change], positions: np.ndarray) -> tuple[str, ...]:
+def held_distances(found: list[Change], positions: Array) -> tuple[str, ...]:
     """A restraint for each pair of atoms that came apart or together: their distance stays what it
     is in this geometry, n x 3 in Angstrom."""
     texts = []

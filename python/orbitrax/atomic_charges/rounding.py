@@ -4,10 +4,12 @@ from __future__ import annotations
 
 import numpy as np
 
+from orbitrax.minimise.arrays import Array
+
 _MOST_UNITS = 1  # of the last digit, by which a class may be moved beyond rounding
 
 
-def rounded(charges: np.ndarray, total: int, classes: np.ndarray, digits: int = 4) -> np.ndarray:
+def rounded(charges: Array, total: int, classes: Array, digits: int = 4) -> Array:
     """Charges of so many digits whose sum is `total` to the last digit, n, e.
 
     The charges' own sum should be near that. Atoms of one class keep one charge where the numbers
@@ -26,10 +28,11 @@ def rounded(charges: np.ndarray, total: int, classes: np.ndarray, digits: int = 
     members = np.nonzero(classes == int(np.argmax(sizes)))[0]
     for place in range(abs(left)):
         result[members[place % len(members)]] += 1 if left > 0 else -1
-    return np.round(result * unit, digits)
+    printed: Array = np.round(result * unit, digits)
+    return printed
 
 
-def _moves(errors: np.ndarray, sizes: np.ndarray, needed: int) -> np.ndarray:
+def _moves(errors: Array, sizes: Array, needed: int) -> Array:
     """Whole numbers, one for each class, so that sum(moves * sizes) comes as near to `needed` as it
     can from below in size, and sum(sizes * (moves - errors)^2) is least. errors: by how much the
     exact values lie above the rounded ones."""

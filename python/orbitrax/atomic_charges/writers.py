@@ -6,7 +6,7 @@ import csv
 import io
 import json
 import os
-from typing import Callable, Sequence
+from typing import Any, Callable, Sequence
 from xml.sax.saxutils import quoteattr
 
 from rdkit import Chem
@@ -41,7 +41,7 @@ def printed(entry: Charges) -> list[str]:
     return [f"{value:.{entry.digits}f}" for value in entry.charges]
 
 
-def document(entry: Charges) -> dict:
+def document(entry: Charges) -> dict[str, Any]:
     """The JSON document of a molecule. Charges in e, by atom; atoms counted from 1; coordinates in
     Angstrom, where the populations were computed; heat of formation in kcal/mol."""
     mol = entry.mol

@@ -9,7 +9,13 @@ Molecular Vibrations (1955), chapter 4.
 
 from __future__ import annotations
 
+from typing import Any
+
 import numpy as np
+
+from orbitrax.minimise.arrays import Array
+
+Chains = list[tuple[int, ...]]  # of bonded atoms
 
 LINEAR = np.radians(165.0)  # three atoms that open a wider angle count as a line
 _MOST_TORSIONS = 9  # round one bond: those of two sp3 atoms
@@ -24,7 +30,7 @@ class Internals:
     the first axis, then along the second.
     """
 
-    def __init__(self, positions: np.ndarray, bonds: list[tuple[int, int]]):
+    def __init__(self, positions: Array, bonds: list[tuple[int, int]]):
         """positions: n x 3, Angstrom. bonds: pairs of atom indices, each once."""
         neighbours: list[list[int]] = [[] for _ in positions]
         for i, j in bonds:
@@ -42,14 +48,14 @@ class Internals:
         return (len(self.stretches) + len(self.bends) + len(self.torsions)
                 + 2 * len(self.linear))
 
-    def values(self, positions: np.ndarray) -> np.ndarray:
+    def values(self, positions: Array) -> Array:
         """All coordinates at these positions."""
         return np.concatenate([
             _stretch(positions, self.stretches)[0], _bend(positions, self.bends)[0],
             _torsion(positions, self.torsions)[0],
             *(_linear(positions, self.linear, axis)[0] for axis in self._axis_pair())])
 
-    def slopes(self, positions: np.ndarray) -> np.ndarray:
+    def slopes(self, positions: Array) -> Array:
         """How each coordinate changes with each position: the matrix B, coordinates x 3n."""
         kinds = [(self.stretches, _stretch(positions, self.stretches)[1]),
                  (self.bends, _bend(positions, self.bends)[1]),
@@ -66,7 +72,7 @@ class Internals:
             row += len(atoms)
         return result
 
-    def difference(self, after: np.ndarray, before: np.ndarray) -> np.ndarray:
+    def difference(self, after: Array, before: Array) -> Array:
         """after - before, torsions the short way round."""
         change = after - before
         start = len(self.stretches) + len(self.bends)
@@ -74,26 +80,27 @@ class Internals:
         turns -= 2 * np.pi * np.round(turns / (2 * np.pi))
         return change
 
-    def _axis_pair(self):
+    def _axis_pair(self) -> tuple[Array, Array]:
         axes = np.array(self._axes).reshape(-1, 2, 3)
         return axes[:, 0], axes[:, 1]
 
 
-def _rows(atoms: list, width: int) -> np.ndarray:
+def _rows(atoms: list[Any], width: int) -> Array:
     return np.array(atoms, dtype=int).reshape(-1, width)
 
 
 # ---- which coordinates there are ----------------------------------------------------------------
 
 
-def _angle(positions: np.ndarray, i: int, j: int, k: int) -> float:
+def _angle(positions: Array, i: int, j: int, k: int) -> float:
     a, b = positions[i] - positions[j], positions[k] - positions[j]
     return float(np.arctan2(np.linalg.norm(np.cross(a, b)), a @ b))
 
 
-def _bends(positions: np.ndarray, neighbours: list[list[int]]) -> tuple[list, list]:
+def _bends(positions: Array, neighbours: list[list[int]]) -> tuple[Chains, Chains]:
     """Triples of bonded atoms, those in a line apart."""
-    bends, linear = [], []
+    bends: Chains = []
+    linear: Chains = []
     for j, near in enumerate(neighbours):
         for place, i in enumerate(near):
             for k in near[place + 1:]:
@@ -102,14 +109,15 @@ def _bends(positions: np.ndarray, neighbours: list[list[int]]) -> tuple[list, li
     return bends, linear
 
 
-def _torsions(positions: np.ndarray, bonds, neighbours: list[list[int]]) -> list:
+def _torsions(positions: Array, bonds: list[tuple[int, int]],
+              neighbours: list[list[int]]) -> Chains:
     """Chains of four atoms that are not in a line anywhere, round each bond, and round each line of
     bonds as a whole: its ends are what turns."""
-    found = []
+    found: Chains = []
     for j, k in bonds:
         ends_j = [i for i in neighbours[j] if i != k and _angle(positions, i, j, k) <= LINEAR]
         ends_k = [m for m in neighbours[k] if m != j and _angle(positions, j, k, m) <= LINEAR]
-        chains = [(i, j, k, m) for i in ends_j for m in ends_k if i != m]
+        chains: Chains = [(i, j, k, m) for i in ends_j for m in ends_k if i != m]
         found += chains[:_MOST_TORSIONS]
     for chain in _lines(positions, neighbours):
         j, k = chain
@@ -121,7 +129,7 @@ def _torsions(positions: np.ndarray, bonds, neighbours: list[list[int]]) -> list
     return found
 
 
-def _lines(positions: np.ndarray, neighbours: list[list[int]]) -> list[tuple[int, int]]:
+def _lines(positions: Array, neighbours: list[list[int]]) -> list[tuple[int, int]]:
     """First and last atom of each longest run of three or more bonded atoms in a line."""
     found = []
     for start, near in enumerate(neighbours):
@@ -141,7 +149,7 @@ def _lines(positions: np.ndarray, neighbours: list[list[int]]) -> list[tuple[int
     return found
 
 
-def _square_axes(line: np.ndarray) -> np.ndarray:
+def _square_axes(line: Array) -> Array:
     """Two unit vectors square to a line and to each other, 2 x 3."""
     along = line / np.linalg.norm(line)
     first = np.cross(along, np.eye(3)[np.argmin(np.abs(along))])
@@ -153,17 +161,17 @@ def _square_axes(line: np.ndarray) -> np.ndarray:
 # Each returns the values, k, and their slopes by the atoms' positions, k x atoms x 3.
 
 
-def _units(vectors: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+def _units(vectors: Array) -> tuple[Array, Array]:
     lengths = np.linalg.norm(vectors, axis=1)
     return vectors / lengths[:, None], lengths
 
 
-def _stretch(positions, atoms):
+def _stretch(positions: Array, atoms: Array) -> tuple[Array, Array]:
     along, lengths = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
     return lengths, np.stack([along, -along], axis=1)
 
 
-def _bend(positions, atoms):
+def _bend(positions: Array, atoms: Array) -> tuple[Array, Array]:
     u, length_u = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
     v, length_v = _units(positions[atoms[:, 2]] - positions[atoms[:, 1]])
     cosine = np.clip(np.sum(u * v, axis=1), -1.0, 1.0)
@@ -173,7 +181,7 @@ def _bend(positions, atoms):
     return np.arctan2(sine, cosine), np.stack([by_i, -by_i - by_k, by_k], axis=1)
 
 
-def _torsion(positions, atoms):
+def _torsion(positions: Array, atoms: Array) -> tuple[Array, Array]:
     """The angle between the planes of i, j, k and j, k, m. The slopes are those of H. Bekker et
     al., J. Comput. Chem. 16, 527 (1995), which divide by no sine."""
     i, j, k, m = (positions[atoms[:, place]] for place in range(4))
@@ -190,7 +198,7 @@ def _torsion(positions, atoms):
     return value, np.stack([by_i, by_j, -by_i - by_j - by_m, by_m], axis=1)
 
 
-def _linear(positions, atoms, axes):
+def _linear(positions: Array, atoms: Array, axes: Array) -> tuple[Array, Array]:
     """How far the middle atom stands off the line, along an axis: the sum of the unit vectors to
     its two ends, which vanishes in a line."""
     u, length_u = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])

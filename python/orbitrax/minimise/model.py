@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import numpy as np
 
+from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.internals import Internals
 
 _KCAL_PER_HARTREE = 627.5
@@ -19,25 +20,29 @@ _LENGTH = np.array([[1.35, 2.10, 2.53], [2.10, 2.87, 3.40], [2.53, 3.40, 3.40]])
 _FADING = np.array([[1.0, 0.3949, 0.3949], [0.3949, 0.28, 0.28], [0.3949, 0.28, 0.28]])
 
 
-def force_constants(internals: Internals, numbers: np.ndarray,
-                    positions: np.ndarray) -> np.ndarray:
+def force_constants(internals: Internals, numbers: Array,
+                    positions: Array) -> Array:
     """One constant for each coordinate, in the order of `internals`. numbers: atomic numbers, n.
     positions: n x 3, Angstrom."""
     rows = np.searchsorted([2, 10], numbers, side="left")
 
-    def nearness(i, j):
+    def nearness(i: Array, j: Array) -> Array:
         square = np.sum((positions[i] - positions[j]) ** 2, axis=1) / _ANGSTROM ** 2
-        return np.exp(_FADING[rows[i], rows[j]] * (_LENGTH[rows[i], rows[j]] ** 2 - square))
+        pair = rows[i], rows[j]
+        fading: Array = np.exp(_FADING[pair] * (_LENGTH[pair] ** 2 - square))
+        return fading
 
     stretches, bends = internals.stretches, internals.bends
     torsions, linear = internals.torsions, internals.linear
     stretch = _STRETCH / _ANGSTROM ** 2 * nearness(stretches[:, 0], stretches[:, 1])
 
-    def bend(atoms):
-        return _BEND * nearness(atoms[:, 0], atoms[:, 1]) * nearness(atoms[:, 1], atoms[:, 2])
+    def bend(atoms: Array) -> Array:
+        both: Array = nearness(atoms[:, 0], atoms[:, 1]) * nearness(atoms[:, 1], atoms[:, 2])
+        return _BEND * both
 
     torsion = _TORSION * np.ones(len(torsions))
     for first in range(3):
         torsion *= nearness(torsions[:, first], torsions[:, first + 1])
-    return _KCAL_PER_HARTREE * np.concatenate(
+    constants: Array = _KCAL_PER_HARTREE * np.concatenate(
         [stretch, bend(bends), torsion, bend(linear), bend(linear)])
+    return constants

@@ -14,10 +14,11 @@ from typing import Callable
 
 import numpy as np
 
+from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.internals import Internals
 from orbitrax.minimise.model import force_constants
 
-EnergyAndGradient = Callable[[np.ndarray], "tuple[float, np.ndarray]"]
+EnergyAndGradient = Callable[[Array], "tuple[float, Array]"]
 
 _MEMORY = 60  # steps that the Hessian remembers
 _FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordinate describes
@@ -45,8 +46,8 @@ class Minimum:
     that was still expected, kcal/mol. why: empty if it converged, else what went wrong."""
 
     energy: float
-    positions: np.ndarray
-    gradient: np.ndarray
+    positions: Array
+    gradient: Array
     energies: int
     promise: float
     why: str = ""
@@ -66,19 +67,19 @@ class Minimum:
 class _Point:
     """A geometry, all that is known of it, and what follows for the internal coordinates."""
 
-    positions: np.ndarray  # n x 3
+    positions: Array  # n x 3
     energy: float
-    gradient: np.ndarray  # 3n
-    values: np.ndarray
-    slopes: np.ndarray
-    forces: np.ndarray  # the gradient by the internal coordinates
+    gradient: Array  # 3n
+    values: Array
+    slopes: Array
+    forces: Array  # the gradient by the internal coordinates
 
     @property
     def rms(self) -> float:
         return float(np.sqrt(np.mean(self.gradient ** 2)))
 
 
-def minimise(energy_and_gradient: EnergyAndGradient, numbers: np.ndarray, positions: np.ndarray,
+def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: Array,
              bonds: list[tuple[int, int]], limits: Limits = Limits()) -> Minimum:
     """The nearest minimum downhill.
 
@@ -101,11 +102,12 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: np.ndarray, positi
 class _Search:
     """The search from one step to the next."""
 
-    def __init__(self, function: EnergyAndGradient, numbers, positions, bonds):
+    def __init__(self, function: EnergyAndGradient, numbers: Array, positions: Array,
+                 bonds: list[tuple[int, int]]):
         self._function = function
         self._internals = Internals(positions, bonds)
         self._stiffness = force_constants(self._internals, numbers, positions)
-        self._pairs: list[tuple[np.ndarray, np.ndarray]] = []  # steps, and changes of the forces
+        self._pairs: list[tuple[Array, Array]] = []  # steps, and changes of the forces
         self._trust = _FIRST_TRUST
         self.energies = 0
         self._here = self._visit(positions)
@@ -116,24 +118,24 @@ class _Search:
         return Minimum(here.energy, here.positions, here.gradient.reshape(-1, 3), self.energies,
                        self._promise, why)
 
-    def arrived(self, step: np.ndarray, limits: Limits) -> bool:
+    def arrived(self, step: Array, limits: Limits) -> bool:
         """Whether the present point is a minimum within the limits."""
         here = self._here
         self._promise = float(-0.5 * here.gradient @ step)
         return (here.rms <= limits.rms_gradient and self._promise <= limits.energy
                 and float(np.max(np.abs(here.gradient))) <= limits.max_gradient)
 
-    def newton_step(self) -> np.ndarray:
+    def newton_step(self) -> Array:
         """The step to the minimum of the quadratic model, 3n, however far."""
         here = self._here
-        hessian = here.slopes.T @ (self._stiffness[:, None] * here.slopes)
+        hessian: Array = here.slopes.T @ (self._stiffness[:, None] * here.slopes)
         for sign, vectors in self._corrections():
             carried = here.slopes.T @ vectors
             hessian += sign * carried @ carried.T
         hessian[np.diag_indices_from(hessian)] += _FLOOR
         return -np.linalg.solve(hessian, here.gradient)
 
-    def go(self, step: np.ndarray) -> bool:
+    def go(self, step: Array) -> bool:
         """Takes the step, as far as it is trusted, or shorter ones until the energy falls. Returns
         whether one of them did."""
         while self._trust > _LEAST_TRUST:
@@ -160,7 +162,7 @@ class _Search:
 
     # ---- points ---------------------------------------------------------------------------------
 
-    def _visit(self, positions: np.ndarray) -> _Point:
+    def _visit(self, positions: Array) -> _Point:
         positions = np.asarray(positions, dtype=np.float32).astype(float)
         energy, gradient = self._function(positions)
         self.energies += 1
@@ -170,14 +172,14 @@ class _Search:
         return _Point(positions, energy, gradient, self._internals.values(positions), slopes,
                       forces)
 
-    def _bent(self, step: np.ndarray) -> np.ndarray:
+    def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
         first order; the straight step where they cannot."""
         here, internals = self._here, self._internals
         wanted = here.slopes @ step
         metric = _metric(here.slopes)
-        straight = here.positions + step.reshape(-1, 3)
-        best, positions, least = straight, straight, np.inf
+        positions: Array = here.positions + step.reshape(-1, 3)
+        best, least = positions, float("inf")
         for _ in range(_BACK_STEPS):
             change = internals.difference(internals.values(positions), here.values)
             missing = internals.difference(wanted, change)
@@ -198,7 +200,7 @@ class _Search:
         self._pairs.append((step, there.forces - here.forces))
         del self._pairs[:-_MEMORY]
 
-    def _corrections(self) -> list[tuple[int, np.ndarray]]:
+    def _corrections(self) -> list[tuple[int, Array]]:
         """What BFGS adds to the model: vectors, coordinates x steps, whose outer products are added
         (+1) or taken away (-1). A change of the forces that would make the Hessian indefinite is
         mixed with the expected one (M. J. D. Powell, 1978)."""
@@ -219,9 +221,9 @@ class _Search:
         return [(1, added), (-1, taken)]
 
 
-def _metric(slopes: np.ndarray) -> np.ndarray:
+def _metric(slopes: Array) -> Array:
     """How much the internal coordinates change with the positions, 3n x 3n, made invertible."""
-    metric = slopes.T @ slopes
+    metric: Array = slopes.T @ slopes
     metric[np.diag_indices_from(metric)] += 1e-6
     return metric
 
