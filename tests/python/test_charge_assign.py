@@ -230,3 +230,12 @@ def test_a_search_that_fails_is_an_error(backend, monkeypatch):
     monkeypatch.setattr(module, "_LIMITS", Limits(1e-9, 1e-9, 1e-30, steps=2))
     with pytest.raises(CalculationFailed, match="2 steps have not led to a minimum"):
         assign(molecule("CCO"), backend)
+
+
+@pytest.mark.parametrize("smiles", ["C[C@H](N)C(=O)O", "C[C@@H](N)C(=O)O", "C/C=C\\C", "C/C=C/C",
+                                    "[O-]C(=O)/C=C/[C@H](F)C[NH3+]"])
+def test_a_geometry_that_is_made_has_the_configuration_that_was_given(backend, smiles):
+    found = assign(molecule(smiles), backend, Settings(model="mulliken")).mol
+    seen = Chem.Mol(found)
+    Chem.AssignStereochemistryFrom3D(seen)
+    assert Chem.MolToSmiles(Chem.RemoveHs(seen)) == Chem.CanonSmiles(smiles)
