@@ -24,8 +24,8 @@ from freesolv import molecules  # noqa: E402
 from rdkit import Chem  # noqa: E402
 
 from orbitrax.atomic_charges import conformers  # noqa: E402
-from orbitrax.atomic_charges.assign import Settings  # noqa: E402
 from orbitrax.atomic_charges.batch import Failure, assign_all  # noqa: E402
+from orbitrax.atomic_charges.settings import ChargeSettings  # noqa: E402
 from orbitrax.atomic_charges.structure import kekule_form  # noqa: E402
 
 SHOWN, OTHERS = 0.01, 12
@@ -78,8 +78,8 @@ def main():
     parser.add_argument("--write", action="store_true", help="write docs/charges-reference.md")
     write = parser.parse_args().write
     references = molecules()
-    free = deviations(references, Settings())
-    held = deviations(references, Settings(hold="torsions"))
+    free = deviations(references, ChargeSettings())
+    held = deviations(references, ChargeSettings(hold="torsions"))
     far = [i for i, values in enumerate(zip(free, held)) if not min(values) <= SHOWN]
     others = dict(zip(far, nearest_conformer([references[i] for i in far])))
     best = [np.nanmin([free[i], held[i], others.get(i, np.nan)]) for i in range(len(free))]

@@ -14,9 +14,12 @@ from typing import Any
 import numpy as np
 
 from orbitrax import __version__
-from orbitrax.atomic_charges.assign import Settings, assign
-from orbitrax.backend import Backend, find_backend
+from orbitrax.atomic_charges.assign import assign
+from orbitrax.atomic_charges.settings import ChargeSettings
+from orbitrax.backend import Backend
 from orbitrax.errors import BackendNotFound, OrbitraxError
+from orbitrax.link.process import find_backend
+from orbitrax.minimise.arrays import Array
 
 try:
     from openff.toolkit import Quantity, unit
@@ -32,7 +35,7 @@ _METHODS = {"am1bcc": ("am1bcc", 1), "am1-mulliken": ("am1-mulliken", 1),
             "am1bccelf10": ("am1bcc-elf10", None)}
 
 
-class OrbitraxToolkitWrapper(ToolkitWrapper):
+class OrbitraxToolkitWrapper(ToolkitWrapper):  # type: ignore[misc]
     """Charges for the molecules of the Open Force Field toolkit; it does nothing else."""
 
     _toolkit_name = "Orbitrax"
@@ -81,13 +84,14 @@ class OrbitraxToolkitWrapper(ToolkitWrapper):
             _give_positions(mol, use_conformers[0].m_as(unit.angstrom))
         try:
             with Backend() as backend:
-                found = assign(mol, backend, Settings(model, digits=6), str(molecule.name or name))
+                found = assign(mol, backend, ChargeSettings(model=model, digits=6),
+                               str(molecule.name or name))
         except OrbitraxError as error:
             raise ChargeCalculationError(f"Orbitrax: {error}") from error
         molecule.partial_charges = Quantity(np.array(found.charges), unit.elementary_charge)
 
 
-def _give_positions(mol: Any, positions: np.ndarray) -> None:
+def _give_positions(mol: Any, positions: Array) -> None:
     from rdkit import Chem
 
     conformer = Chem.Conformer(mol.GetNumAtoms())

@@ -14,6 +14,7 @@ from typing import TYPE_CHECKING, Any
 
 from orbitrax.errors import CalculationFailed, MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
+from orbitrax.units import REPORT_EV_PER_KCAL
 
 if TYPE_CHECKING:
     from orbitrax.atomic_charges.am1 import Point
@@ -21,7 +22,6 @@ if TYPE_CHECKING:
     from orbitrax.minimise.arrays import Array
 
 METHODS = {"AM1": "am1", "PM3": "pm3", "MNDO": "mndo"}
-_KCAL_PER_EV = 23.061
 _FINEST = 0.005  # kcal/(mol Angstrom): what single-precision coordinates allow
 _ENTRY = re.compile(r"(\w+)\s*=\s*('[^']*'|\"[^\"]*\"|[^,\s/]+)")
 
@@ -123,7 +123,7 @@ def _atoms(lines: list[str], offset: int, name: str) -> tuple[Array, Array]:
 def compute(given: SqmInput, backend: Backend) -> str:
     """Minimises what an input asks for, and returns the text of its output."""
     from orbitrax.atomic_charges.am1 import Am1
-    from orbitrax.geometry import find_bonds
+    from orbitrax.molecules.geometry import find_bonds
     from orbitrax.minimise import Limits, minimise
 
     energy = Am1(backend, given.numbers, given.charge, method=METHODS[given.method])
@@ -144,10 +144,11 @@ def compute(given: SqmInput, backend: Backend) -> str:
 def output_text(given: SqmInput, positions: Array, point: Point, energies: int) -> str:
     """What set-up scripts read: words of convergence, charges by atom, the final geometry."""
     from orbitrax import __version__
-    from orbitrax.elements import SYMBOLS
+    from orbitrax.molecules.elements import SYMBOLS
 
     symbols = [SYMBOLS[number] for number in given.numbers]
-    heat, electron_volt = point.heat_of_formation, point.heat_of_formation / _KCAL_PER_EV
+    heat = point.heat_of_formation
+    electron_volt = heat * REPORT_EV_PER_KCAL
     lines = [
         "            --------------------------------------------------------",
         f"             ORBITRAX {__version__}, in the form of SQM's output",
@@ -172,6 +173,11 @@ def output_text(given: SqmInput, positions: Array, point: Point, energies: int) 
 
 
 # ---- the task -----------------------------------------------------------------------------------
+
+
+DESCRIPTION = ("Reads the input of the semi-empirical step that force-field set-up scripts write, "
+               "and writes what they read back.")
+EXAMPLES = ("orbitrax sqm -O -i sqm.in -o sqm.out",)
 
 
 def add_arguments(parser: Any) -> None:
@@ -200,12 +206,12 @@ def run(arguments: Any, terminal: Any) -> int:
         with Backend(arguments.backend, arguments.tables) as backend:
             text, failure = compute(given, backend), None
     except OrbitraxError as error:
-        text, failure = f" QMMM: ERROR!\n QMMM: {error}\n", error
-        terminal.error(str(error))
+        text, failure = f" QMMM: ERROR!\n QMMM: {error.typed}\n", error
+        terminal.error(error.typed)
     try:
         with replaced(arguments.output) as name, open(name, "w", encoding="utf-8") as file:
             file.write(text)
     except OrbitraxError as error:
-        terminal.error(str(error))
+        terminal.error(error.typed)
         failure = failure or error
     return failure.exit_status if failure else 0

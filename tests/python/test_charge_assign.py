@@ -9,10 +9,11 @@ from rdkit import Chem
 
 from orbitrax import Backend
 from orbitrax.atomic_charges import am1
-from orbitrax.atomic_charges.assign import Settings, assign
+from orbitrax.atomic_charges.assign import assign
 from orbitrax.atomic_charges.conformers import embedded
 from orbitrax.atomic_charges.connectivity import changes
 from orbitrax.atomic_charges.corrections import MissingCorrection
+from orbitrax.atomic_charges.settings import ChargeSettings as Settings
 from orbitrax.errors import (CalculationFailed, InputError, MoleculeError, NotConverged,
                              UsageError)
 
@@ -203,7 +204,7 @@ def test_settings_that_cannot_be_meant_are_refused(wrong):
 
 def test_an_scf_that_fails_at_first_is_tried_otherwise(backend, monkeypatch):
     """Two cycles never do; the second attempt is the usual one."""
-    monkeypatch.setattr(am1, "_ATTEMPTS", ({"iteration_limit": 2}, *am1._ATTEMPTS))
+    monkeypatch.setattr(am1, "_ATTEMPTS", ({"scf_iterations": 2}, *am1._ATTEMPTS))
     found = assign(molecule("O"), backend)
     assert found.retries == found.energies > 0
 
@@ -218,7 +219,7 @@ def test_the_quicker_way_is_kept_for_a_molecule(backend):
 
 
 def test_an_scf_that_fails_in_every_way_is_an_error(backend, monkeypatch):
-    monkeypatch.setattr(am1, "_ATTEMPTS", ({"iteration_limit": 2},) * 2)
+    monkeypatch.setattr(am1, "_ATTEMPTS", ({"scf_iterations": 2},) * 2)
     with pytest.raises(NotConverged, match="in any of 2 ways"):
         assign(molecule("O"), backend)
 

@@ -8,11 +8,12 @@ import pytest
 import support
 from test_charge_rounding import exact_sum
 
-from orbitrax.atomic_charges.assign import Charges, Settings
+from orbitrax.atomic_charges.assign import Charges
 from orbitrax.atomic_charges.batch import assign_all
 from orbitrax.atomic_charges.connectivity import changes
 from orbitrax.atomic_charges.corrections import (MissingCorrection, corrections_of, missing)
 from orbitrax.atomic_charges.reading import read_molecules
+from orbitrax.atomic_charges.settings import ChargeSettings as Settings
 from orbitrax.atomic_charges.structure import kekule_form
 
 DRUGLIKE = support.ROOT / "tests" / "reference" / "druglike.smi"

@@ -4,7 +4,7 @@ import numpy as np
 import pytest
 import support  # noqa: F401  (the package from the checkout)
 
-from orbitrax import Backend, Job, read_molecule
+from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.minimise import Limits, minimise
 from orbitrax.minimise.internals import Internals
 
@@ -163,11 +163,10 @@ def test_the_minimum_is_the_backends_with_fewer_energies(examples):
     bonds = [(i, j) for i in range(9) for j in range(i + 1, 9)
              if np.linalg.norm(molecule.positions[i] - molecule.positions[j]) < 1.65]
     with Backend() as backend:
-        theirs = backend.run(Job(molecule, "am1", kind=1, rms_gradient=0.01, log_level=10))
+        theirs = backend.run(Job(molecule, "am1", Optimize(limit=0.01)))
 
         def am1(positions):
-            molecule.positions = positions
-            result = backend.run(Job(molecule, "am1", log_level=10))
+            result = backend.run(Job(molecule.replace(positions=positions), "am1"))
             return result.total_energy, result.gradient
 
         ours = minimise(am1, molecule.numbers, molecule.positions, bonds,

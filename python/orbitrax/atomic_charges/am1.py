@@ -12,19 +12,19 @@ import numpy as np
 
 from orbitrax.backend import Backend
 from orbitrax.errors import NotConverged
-from orbitrax.job import LOG_SILENT, Job
+from orbitrax.job import Job
 from orbitrax.minimise.arrays import Array
-from orbitrax.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule
 
 # What is tried, in this order, until an SCF converges. Closed shells of main-group elements need no
 # level shift as a rule, and take a third fewer cycles without it; sulfonamides take half as many
 # with it. So the first two change places for a molecule of which the first takes long.
 _ATTEMPTS: tuple[dict[str, Any], ...] = (
-    {"level_shift_start": 0, "iteration_limit": 100},
-    {"iteration_limit": 300},
-    {"level_shift_start": 0, "iteration_limit": 500, "diis": False},
-    {"iteration_limit": 2000, "diis": False},
-    {"iteration_limit": 2000, "level_shift_start": 20},
+    {"level_shift_start": 0, "scf_iterations": 100},
+    {"scf_iterations": 300},
+    {"level_shift_start": 0, "scf_iterations": 500, "diis": False},
+    {"scf_iterations": 2000, "diis": False},
+    {"scf_iterations": 2000, "level_shift_start": 20},
 )
 _MANY_CYCLES = 24  # more than the second attempt would take
 _SCF_LIMIT = 1e-6  # kcal/mol: gradients are then good to 0.003 kcal/(mol Angstrom), charges to 1e-5
@@ -78,8 +78,8 @@ class Am1:
             settings = _ATTEMPTS[attempt]
             molecule = Molecule(self._numbers, positions, charge=self._charge, multiplicity=1)
             point = _single_point(self._backend, Job(
-                molecule, self._method, convergence_limit=_SCF_LIMIT, log_level=LOG_SILENT,
-                restraints=list(self._restraints), **settings))
+                molecule, self._method, scf_limit=_SCF_LIMIT, restrain=self._restraints,
+                **settings))
             if point is not None:
                 self.retries += place > 0
                 if attempt < 2:

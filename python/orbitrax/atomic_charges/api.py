@@ -7,9 +7,10 @@ from typing import Any, Iterable, Iterator
 
 from rdkit import Chem
 
-from orbitrax.atomic_charges.assign import Charges, Settings, assign
+from orbitrax.atomic_charges.assign import Charges, assign
 from orbitrax.atomic_charges.batch import Failure, assign_all
 from orbitrax.atomic_charges.reading import from_smiles, read_molecules
+from orbitrax.atomic_charges.settings import ChargeSettings
 from orbitrax.backend import Backend
 from orbitrax.errors import UsageError
 
@@ -22,12 +23,12 @@ def charges(molecules: Any, model: str = "am1bcc", *, workers: int | None = None
     xyz), a SMILES string, or an iterable of any of these. model: one of "am1bcc", "am1-mulliken",
     "mulliken", "am1bcc-elf10". workers: processes for many molecules, None for one a core. backend:
     the one to use for a single molecule, by default one that is started and ended. settings: as
-    `atomic_charges.assign.Settings` takes them.
+    `atomic_charges.settings.ChargeSettings` takes them.
 
     Returns Charges for one molecule; for a file with several, or an iterable, a list in their
     order, with a Failure for each that has none. A single molecule that has none raises.
     """
-    chosen = Settings(model=model, **settings)
+    chosen = ChargeSettings(model=model, **settings)
     if not isinstance(molecules, (Chem.Mol, str, os.PathLike)):
         return list(assign_all(_named(molecules), chosen, workers))
     found = list(_named([molecules]))

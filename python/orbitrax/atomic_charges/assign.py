@@ -16,49 +16,16 @@ from orbitrax.atomic_charges.connectivity import changes
 from orbitrax.atomic_charges.equal_atoms import average, equal_atoms
 from orbitrax.atomic_charges.restraints import held_distances, held_torsions
 from orbitrax.atomic_charges.rounding import rounded
+from orbitrax.atomic_charges.settings import DIGITS, ChargeSettings
 from orbitrax.atomic_charges.structure import check_structure, kekule_form
-from orbitrax.errors import CalculationFailed, InputError, UsageError
+from orbitrax.errors import CalculationFailed, InputError
 from orbitrax.minimise import Limits, Minimum, minimise
 from orbitrax.minimise.arrays import Array
-
-MODELS = {
-    "am1bcc": "AM1 populations at a minimum of AM1, with bond charge corrections",
-    "am1-mulliken": "AM1 populations at a minimum of AM1",
-    "mulliken": "AM1 populations at the geometry as it is",
-    "am1bcc-elf10": "am1bcc, the mean over conformers in which polar groups stay apart",
-}
-HOLDS = ("nothing", "torsions")
-DIGITS = 4
 
 # Charges of a molecule come out alike to 1e-4 from wherever in a basin a search begins.
 _LIMITS = Limits(rms_gradient=0.02, max_gradient=0.1, energy=2e-5, steps=400)
 _FLAT = Limits(rms_gradient=0.1, max_gradient=0.5, energy=1e-3)  # good enough where it sticks
 _MOST_HOLDS = 4  # attempts at a minimum that still is the molecule
-
-
-@dataclass(frozen=True)
-class Settings:
-    """How charges are made. model: one of MODELS. conformers: how many geometries RDKit makes, of
-    which the force field's lowest is taken; 0 takes the molecule's own, if it has one. missing:
-    "error", or "zero" to go on where the table has no correction for a bond. hold: "torsions"
-    keeps the conformer as it is while the rest relaxes. digits: after the point."""
-
-    model: str = "am1bcc"
-    conformers: int = 0
-    missing: str = "error"
-    hold: str = "nothing"
-    digits: int = DIGITS
-
-    def __post_init__(self) -> None:
-        for name, value, known in (("model", self.model, tuple(MODELS)),
-                                   ("missing", self.missing, ("error", "zero")),
-                                   ("hold", self.hold, HOLDS)):
-            if value not in known:
-                raise UsageError(f"there is no {name} '{value}'; there are {', '.join(known)}")
-        if not 0 <= self.conformers <= 10000:
-            raise UsageError(f"conformers {self.conformers} is not a number of 0 to 10000")
-        if not 1 <= self.digits <= 8:
-            raise UsageError(f"digits {self.digits} is not a number of 1 to 8")
 
 
 @dataclass
@@ -96,7 +63,7 @@ class Charges:
         return int(Chem.GetFormalCharge(self.mol))
 
 
-def assign(mol: Chem.Mol, backend: Backend, settings: Settings = Settings(),
+def assign(mol: Chem.Mol, backend: Backend, settings: ChargeSettings = ChargeSettings(),
            title: str = "molecule", on_progress: Callable[[str], None] | None = None) -> Charges:
     """The charges of a molecule with all its hydrogens. Of its conformers the first is taken; where
     it has none, or a flat drawing, RDKit makes one.
@@ -129,8 +96,8 @@ def assign(mol: Chem.Mol, backend: Backend, settings: Settings = Settings(),
         len(points), worker.energies, worker.retries, notes, time.monotonic() - began)
 
 
-def _check_corrections(found: list[corrections.BondCorrection], mol: Chem.Mol, settings: Settings,
-                       title: str) -> list[str]:
+def _check_corrections(found: list[corrections.BondCorrection], mol: Chem.Mol,
+                       settings: ChargeSettings, title: str) -> list[str]:
     """Notes on bonds without a correction, where these are allowed."""
     if not settings.model.startswith("am1bcc"):
         return []
@@ -144,7 +111,7 @@ def _check_corrections(found: list[corrections.BondCorrection], mol: Chem.Mol, s
     return [text + "; none was applied"]
 
 
-def _geometries(mol: Chem.Mol, form: Chem.Mol, settings: Settings, notes: list[str],
+def _geometries(mol: Chem.Mol, form: Chem.Mol, settings: ChargeSettings, notes: list[str],
                 title: str) -> tuple[list[Array], bool]:
     """Where to begin, and whether that is the molecule's own geometry. New ones are made for the
     settled form, so that they do not depend on the spelling."""
@@ -188,7 +155,7 @@ def _with_positions(mol: Chem.Mol, positions: Array) -> Chem.Mol:
 class _Worker:
     """Finds the point at which the populations of one molecule are taken."""
 
-    def __init__(self, mol: Chem.Mol, backend: Backend, settings: Settings, notes: list[str],
+    def __init__(self, mol: Chem.Mol, backend: Backend, settings: ChargeSettings, notes: list[str],
                  on_progress: Callable[[str], None] | None):
         self._mol, self._backend, self._settings = mol, backend, settings
         self._notes, self._on_progress = notes, on_progress

@@ -9,7 +9,8 @@ from typing import Any, Iterable, Iterator
 
 from rdkit import Chem
 
-from orbitrax.atomic_charges.assign import Charges, Settings, assign
+from orbitrax.atomic_charges.assign import Charges, assign
+from orbitrax.atomic_charges.settings import ChargeSettings
 from orbitrax.backend import Backend
 from orbitrax.errors import CalculationFailed, OrbitraxError
 
@@ -30,7 +31,7 @@ class Failure:
 @dataclass(frozen=True)
 class _Worker:
     backend: Backend
-    settings: Settings
+    settings: ChargeSettings
 
 
 def workers_of(wanted: int | None) -> int:
@@ -41,7 +42,7 @@ def workers_of(wanted: int | None) -> int:
 
 
 def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]],
-               settings: Settings = Settings(), workers: int | None = None,
+               settings: ChargeSettings = ChargeSettings(), workers: int | None = None,
                backend: BackendWords = (None, None, None)) -> Iterator[Charges | Failure]:
     """The charges of molecules, titles and molecules in pairs, in their order; a Failure for each
     that has none, and for each error in the place of a molecule. workers: processes, None for all
@@ -60,7 +61,7 @@ def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]],
 _KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOptions.AtomProps)
 
 
-def _start(backend: BackendWords, settings: Settings) -> None:
+def _start(backend: BackendWords, settings: ChargeSettings) -> None:
     global _worker
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
     _worker = _Worker(Backend(*backend), settings)

@@ -12,8 +12,9 @@ from xml.sax.saxutils import quoteattr
 from rdkit import Chem
 
 from orbitrax import __version__
-from orbitrax.atomic_charges.assign import MODELS, Charges
+from orbitrax.atomic_charges.assign import Charges
 from orbitrax.atomic_charges.mol2 import atom_names, mol2_text
+from orbitrax.atomic_charges.settings import MODELS
 from orbitrax.errors import UsageError
 from orbitrax.files import replaced
 

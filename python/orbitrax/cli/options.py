@@ -9,7 +9,7 @@ import sys
 from orbitrax.errors import UsageError
 from orbitrax.job import MOLECULE, OUTPUT, JobSettings
 from orbitrax.settings import Settings, declared, option
-from orbitrax.tasks.registry import TASKS
+from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -120,13 +120,24 @@ def build_parser(command: str | None = None) -> argparse.ArgumentParser:
             commands.add_parser(row.name, help=row.title)
             continue
         task = row.load()
-        examples = "\n".join(["examples:", *(f"  {example}" for example in task.examples)])
         add_task(commands.add_parser(
-            row.name, help=row.title, description=task.description, epilog=examples + "\n"), task)
+            row.name, help=row.title, description=task.description,
+            epilog=_listed(task.examples)), task)
+    for name, (place, title) in TOOLS.items():
+        if command is not None and name != command:
+            commands.add_parser(name, help=title)
+            continue
+        tool = __import__(place, fromlist=["add_arguments"])
+        tool.add_arguments(commands.add_parser(name, help=title, description=tool.DESCRIPTION,
+                                               epilog=_listed(tool.EXAMPLES)))
     methods = commands.add_parser("methods", help=_METHODS_HELP,
                                   description=f"{_METHODS_HELP.capitalize()}.")
     methods.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
     return parser
+
+
+def _listed(examples: tuple[str, ...]) -> str:
+    return "\n".join(["examples:", *(f"  {example}" for example in examples)]) + "\n"
 
 
 def add_task(parser: argparse.ArgumentParser, task: type[Task]) -> None:
@@ -142,7 +153,7 @@ def add_task(parser: argparse.ArgumentParser, task: type[Task]) -> None:
             if one.exclusive not in exclusive:
                 exclusive[one.exclusive] = place.add_mutually_exclusive_group()
             place = exclusive[one.exclusive]
-        _add(place, one, task.file_help if one.name == "output" else one.help)
+        add_option(place, one, task.file_help if one.name == "output" else one.help)
 
 
 def _in_order(task: type[Task]) -> list[Option]:
@@ -158,9 +169,11 @@ def _in_order(task: type[Task]) -> list[Option]:
     return [*first, *(one for one in own if one not in first and one not in last), *rest, *last]
 
 
-def _add(place: Any, one: Option, help_text: str) -> None:
-    """Adds one option. What is not typed has no value, so that the settings' own default holds."""
-    about: dict[str, Any] = {"default": argparse.SUPPRESS, "help": _with_default(one, help_text)}
+def add_option(place: Any, one: Option, help_text: str | None = None) -> None:
+    """Adds one option, with its own help or another. What is not typed has no value, so that the
+    settings' own default holds."""
+    about: dict[str, Any] = {"default": argparse.SUPPRESS,
+                             "help": _with_default(one, help_text or one.help)}
     if one.name == "molecule":
         place.add_argument("molecule", nargs="?", metavar=one.metavar, **about)
         return

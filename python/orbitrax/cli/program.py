@@ -6,7 +6,11 @@ import os
 import sys
 
 from orbitrax.errors import UsageError
-from orbitrax.tasks.registry import TASKS, UNAVAILABLE
+from orbitrax.tasks.registry import TASKS, TOOLS, UNAVAILABLE
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import Any
 
 _INTERRUPTED = 130  # 128 + SIGINT
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
@@ -68,6 +72,8 @@ def _run(argv: list[str]) -> int:
         from orbitrax.cli.methods import list_methods
 
         return list_methods(parsed.values.get("tables"))
+    if parsed.command in TOOLS:
+        return _run_tool(TOOLS[parsed.command][0], parsed.values)
     from orbitrax.cli.run import run_task
 
     kind = next(row for row in TASKS if row.name == parsed.command).load()
@@ -76,6 +82,16 @@ def _run(argv: list[str]) -> int:
     except UsageError as error:
         _complain(error)
         return _failure(argv, kind.name, error.typed)
+
+
+def _run_tool(place: str, values: dict[str, Any]) -> int:
+    from argparse import Namespace
+
+    from orbitrax.cli.terminal import Terminal
+
+    terminal = Terminal(values.get("quiet", False), values.get("color", "auto"))
+    status: int = __import__(place, fromlist=["run"]).run(Namespace(**values), terminal)
+    return status
 
 
 def _complain(error: UsageError) -> None:

@@ -10,9 +10,8 @@ import numpy as np
 
 from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.internals import Internals
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, CODATA_KCAL_PER_HARTREE
 
-_KCAL_PER_HARTREE = 627.5
-_ANGSTROM = 0.5292  # of a bohr
 _STRETCH, _BEND, _TORSION = 0.45, 0.15, 0.005  # hartree per square bohr, or radian
 # By the rows of the two elements in the periodic table, 1, 2, 3 and more: where a bond counts as
 # one (bohr), and how fast it fades (per square bohr).
@@ -27,14 +26,14 @@ def force_constants(internals: Internals, numbers: Array,
     rows = np.searchsorted([2, 10], numbers, side="left")
 
     def nearness(i: Array, j: Array) -> Array:
-        square = np.sum((positions[i] - positions[j]) ** 2, axis=1) / _ANGSTROM ** 2
+        square = np.sum((positions[i] - positions[j]) ** 2, axis=1) / CODATA_ANGSTROM_PER_BOHR ** 2
         pair = rows[i], rows[j]
         fading: Array = np.exp(_FADING[pair] * (_LENGTH[pair] ** 2 - square))
         return fading
 
     stretches, bends = internals.stretches, internals.bends
     torsions, linear = internals.torsions, internals.linear
-    stretch = _STRETCH / _ANGSTROM ** 2 * nearness(stretches[:, 0], stretches[:, 1])
+    stretch = _STRETCH / CODATA_ANGSTROM_PER_BOHR ** 2 * nearness(stretches[:, 0], stretches[:, 1])
 
     def bend(atoms: Array) -> Array:
         both: Array = nearness(atoms[:, 0], atoms[:, 1]) * nearness(atoms[:, 1], atoms[:, 2])
@@ -43,6 +42,6 @@ def force_constants(internals: Internals, numbers: Array,
     torsion = _TORSION * np.ones(len(torsions))
     for first in range(3):
         torsion *= nearness(torsions[:, first], torsions[:, first + 1])
-    constants: Array = _KCAL_PER_HARTREE * np.concatenate(
+    constants: Array = CODATA_KCAL_PER_HARTREE * np.concatenate(
         [stretch, bend(bends), torsion, bend(linear), bend(linear)])
     return constants

@@ -33,6 +33,13 @@ TASKS = tuple(TaskRow(*row) for row in (
      "an orbital, a density or the potential, as a picture or a cube file"),
 ))
 
+# Commands that are no calculation of one molecule by a method that is named: the module of each has
+# DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).
+TOOLS = {
+    "charges": ("orbitrax.cli.charges", "atomic charges for force fields: AM1-BCC"),
+    "sqm": ("orbitrax.sqm", "the semi-empirical step of force-field set-up scripts"),
+}
+
 # Tasks of this program that this version does not have yet.
 UNAVAILABLE = ("vibrations", "ts", "transit", "md", "langevin", "montecarlo", "uv",
                "batch", "serve")

@@ -5,14 +5,17 @@ from __future__ import annotations
 import json
 from typing import Any, Iterator
 
+from orbitrax.atomic_charges.settings import ChargeSettings
+from orbitrax.cli.options import add_option
 from orbitrax.errors import OrbitraxError, UsageError
 
-EXAMPLES = """\
-examples:
-  orbitrax charges --smiles "CC(=O)Nc1ccc(O)cc1" -o paracetamol.mol2
-  orbitrax charges ligand.sdf --model am1bcc-elf10 -o ligand.offxml
-  orbitrax charges library.smi -o library.sdf
-"""
+DESCRIPTION = ("Atomic charges for force fields: AM1-BCC, or the AM1 populations that it starts "
+               "from.")
+EXAMPLES = (
+    'orbitrax charges --smiles "CC(=O)Nc1ccc(O)cc1" -o paracetamol.mol2',
+    "orbitrax charges ligand.sdf --model am1bcc-elf10 -o ligand.offxml",
+    "orbitrax charges library.smi -o library.sdf",
+)
 
 
 def add_arguments(parser: Any) -> None:
@@ -27,19 +30,8 @@ def add_arguments(parser: Any) -> None:
                        help="total charge, where the file does not tell it (pdb, xyz); else it "
                             "is compared with what the file tells")
     group = parser.add_argument_group("charges")
-    group.add_argument("--model", default="am1bcc", metavar="NAME",
-                       help="am1bcc (default), am1-mulliken, mulliken or am1bcc-elf10")
-    group.add_argument("--conformers", type=int, default=0, metavar="N",
-                       help="make N geometries and take the force field's lowest (default: the "
-                            "geometry of the file, or one that is made); for am1bcc-elf10 how "
-                            "many to choose from (default 500)")
-    group.add_argument("--hold", default="nothing", metavar="WHAT",
-                       help="torsions: keep the conformer as it is while the rest relaxes "
-                            "(default nothing)")
-    group.add_argument("--missing", default="error", metavar="WHAT",
-                       help="zero: go on where a bond has no correction (default error)")
-    group.add_argument("--digits", type=int, default=4, metavar="N",
-                       help="digits after the point (default 4)")
+    for one in ChargeSettings.options.values():
+        add_option(group, one)
     group = parser.add_argument_group("output and backend")
     group.add_argument("--json", action="store_true",
                        help="print a JSON document for each molecule, one a line")
@@ -64,23 +56,22 @@ def run(arguments: Any, terminal: Any) -> int:
         return _run(arguments, terminal)
     except OrbitraxError as error:
         terminal.end_progress()
-        terminal.error(str(error))
+        terminal.error(error.typed)
         if arguments.json:
             print(json.dumps(_failed("charges", error)))
         return error.exit_status
 
 
 def _run(arguments: Any, terminal: Any) -> int:
+    settings = ChargeSettings(**{name: value for name, value in vars(arguments).items()
+                                 if name in ChargeSettings.options})
     try:
-        from orbitrax.atomic_charges.assign import Settings
+        from orbitrax.atomic_charges import writers
     except ImportError:
         raise UsageError("charges need RDKit, which is not installed; on Debian: apt-get install "
                          "python3-rdkit") from None
-    from orbitrax.atomic_charges import writers
     from orbitrax.files import check_target
 
-    settings = Settings(arguments.model, arguments.conformers, arguments.missing, arguments.hold,
-                        arguments.digits)
     if arguments.output is not None:
         check_target(arguments.output)
         writers.writer_of(arguments.output)
@@ -145,7 +136,7 @@ def _tell(entry: Any, arguments: Any, terminal: Any) -> int:
     from orbitrax.atomic_charges import writers
 
     if not hasattr(entry, "charges"):
-        terminal.error(str(entry.error))
+        terminal.error(entry.error.typed)
         if arguments.json:
             print(json.dumps(_failed(entry.title, entry.error)), flush=True)
         return int(entry.error.exit_status)
@@ -162,14 +153,14 @@ def _failed(title: str, error: OrbitraxError) -> dict[str, Any]:
     from orbitrax import __version__
 
     return {"schema": "orbitrax-charges-1", "version": __version__, "title": title,
-            "status": error.status, "errors": [str(error)], "charges": None}
+            "status": error.status, "errors": [error.typed], "charges": None}
 
 
 def _summary(entry: Any, with_atoms: bool) -> str:
     """A line for a person, and the charges unless a file has them."""
     from orbitrax.atomic_charges.mol2 import atom_names
     from orbitrax.atomic_charges.writers import printed
-    from orbitrax.molecule import formula_of
+    from orbitrax.molecules.elements import formula_of
 
     symbols = [atom.GetSymbol() for atom in entry.mol.GetAtoms()]
     shapes = f", mean of {entry.conformers} conformers" if entry.conformers > 1 else ""
