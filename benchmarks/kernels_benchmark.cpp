@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "algebra/diagonalise.h"
 #include "benchmarks/silent_transport.h"
 #include "numeric/householder.h"
 #include "numeric/lanes.h"
@@ -18,7 +19,6 @@
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "numeric/tridiagonal.h"
-#include "scf/diagonalise.h"
 #include "scf/pseudo_diagonalise.h"
 #include "tests/support/matrices.h"
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "algebra/diagonalise.h"
 #include "benchmarks/molecule_files.h"
 #include "gradient/gradient.h"
 #include "gradient/resonance.h"
@@ -17,7 +18,6 @@
 #include "integrals/state.h"
 #include "link/state.h"
 #include "scf/density.h"
-#include "scf/diagonalise.h"
 #include "scf/diis.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"

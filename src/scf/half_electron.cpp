@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "algebra/diagonalise.h"
 #include "integrals/integrals.h"
 #include "link/link.h"
 #include "numeric/row.h"
-#include "scf/diagonalise.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "algebra/diagonalise.h"
 #include "gradient/gradient.h"
 #include "gradient/restraints.h"
 #include "gradient/state.h"
@@ -14,7 +15,6 @@
 #include "report/report.h"
 #include "scf/damping.h"
 #include "scf/density.h"
-#include "scf/diagonalise.h"
 #include "scf/diis.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"

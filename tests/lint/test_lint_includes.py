@@ -16,6 +16,7 @@ FLOORS = (
     ("ci", "gradient", "symmetry", "properties", "report"),
     ("integrals",),
     ("setup",),
+    ("algebra",),
     ("link",),
     ("numeric",),
 )

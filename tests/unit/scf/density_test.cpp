@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "algebra/diagonalise.h"
 #include "numeric/trace.h"
-#include "scf/diagonalise.h"
 #include "setup/parameters.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "scf/diagonalise.h"
+#include "algebra/diagonalise.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"
 

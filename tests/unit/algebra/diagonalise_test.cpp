@@ -1,4 +1,4 @@
-#include "scf/diagonalise.h"
+#include "algebra/diagonalise.h"
 
 #include <gtest/gtest.h>
 
