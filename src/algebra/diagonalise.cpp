@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "algebra/state.h"
 #include "link/link.h"
 #include "numeric/householder.h"
 #include "numeric/inverse_iteration.h"
@@ -12,7 +13,6 @@
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "numeric/tridiagonal.h"
-#include "scf/state.h"
 
 namespace qsolve {
 namespace {
@@ -199,8 +199,8 @@ void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
         }
         return;
     }
-    if (scf.vEigenWork.Size() < WorkSize(n)) scf.vEigenWork.Take(WorkSize(n), kWork);
-    double *vDiagonal = scf.vEigenWork.Data(), *vOff = vDiagonal + n, *vScale = vOff + n;
+    if (algebra.vEigenWork.Size() < WorkSize(n)) algebra.vEigenWork.Take(WorkSize(n), kWork);
+    double *vDiagonal = algebra.vEigenWork.Data(), *vOff = vDiagonal + n, *vScale = vOff + n;
     double *vOffCopy = vScale + n, *vRest = vOffCopy + n;
     const Reduction reduction{n, mMatrix, mVectors, vDiagonal, vOff, vScale};
     Reduce(reduction);

@@ -9,7 +9,7 @@ namespace qsolve {
 ///
 /// mMatrix, n x n: only the lower triangle is read; destroyed. mVectors, n x n: eigenvector k, of
 /// unit length, is row k; its sign follows from the fixed sequence of start vectors. vValues, n:
-/// the eigenvalues, ascending. Works in scf.vEigenWork, which it takes anew where that is too
+/// the eigenvalues, ascending. Works in algebra.vEigenWork, which it takes anew where that is too
 /// short. Yields.
 void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues);
 

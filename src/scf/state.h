@@ -80,7 +80,6 @@ struct ScfState {
     Array<double> mSquareWork;      ///< nEvenColumns x N
     Array<double> vOrbitalScratch;  ///< N
     Array<double> vDiagWork;        ///< N
-    Array<double> vEigenWork;       ///< of the diagonaliser, which takes more where it needs more
     Array<double> pWork;            ///< scratch of the Fock builders and the pseudo-diagonaliser
 
     // Results of the last SCF.

@@ -1,3 +1,4 @@
+#include "algebra/state.h"
 #include "ci/state.h"
 #include "integrals/state.h"
 #include "link/intake.h"
@@ -27,6 +28,7 @@ void FreeCalculation() noexcept {
     setup = SetupState{};
     integrals = IntegralState{};
     scf = ScfState{};
+    algebra = AlgebraState{};
     results.Orbitals = OrbitalResults{};
     ci = CiState{};
     session.nPrevOrbitals = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "algebra/state.h"
 #include "ci/state.h"
 #include "integrals/state.h"
 #include "link/state.h"
@@ -94,7 +95,7 @@ void TakeVectorsAndFock() {
     scf.mVectorsA.Take(nEven, n, kSetUp);
     scf.mSquareWork.Take(nEven, n, kSetUp);
     for (Array<double>* v : {&scf.vEnergyA, &scf.vLevelA, &scf.vOrbitalScratch}) v->Take(n, kSetUp);
-    scf.vEigenWork.Take(kEigenWorkVectors, n, kSetUp);
+    algebra.vEigenWork.Take(kEigenWorkVectors, n, kSetUp);
     if (!IsUnrestricted()) return;
     scf.mFockB.Take(nEven, n, kSetUp);
     scf.mVectorsB.Take(nEven, n, kSetUp);
@@ -149,6 +150,7 @@ void RememberWithArrays() {
 
 void ForgetPreviousCalculation() {
     scf = ScfState{};
+    algebra = AlgebraState{};
     ci = CiState{};
     integrals = IntegralState{};
     symmetry = SymmetryState{};

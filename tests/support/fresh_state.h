@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "algebra/state.h"
 #include "ci/state.h"
 #include "gradient/state.h"
 #include "integrals/state.h"
@@ -28,6 +29,7 @@ inline void ResetAllState() {
     setup = SetupState{};
     integrals = IntegralState{};
     scf = ScfState{};
+    algebra = AlgebraState{};
     gradient = GradientState{};
     properties = PropertyState{};
     ci = CiState{};

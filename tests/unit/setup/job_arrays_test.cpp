@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "algebra/state.h"
 #include "integrals/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
@@ -56,7 +57,7 @@ TEST_P(OwnerList, HoldsEveryArrayInItsSize) {
         EXPECT_EQ(v->Size(), kN);
     for (const Array<int>* v : {&setup.vOrbitalAtom, &setup.vOrbitalType, &setup.vOrbitalShell})
         EXPECT_EQ(v->Size(), kN);
-    EXPECT_EQ(scf.vEigenWork.Size(), 5 * kN);
+    EXPECT_EQ(algebra.vEigenWork.Size(), 5 * kN);
 
     for (const Array<double>* m : {&scf.mFockA, &scf.mVectorsA, &scf.mSquareWork, &scf.mCore,
                                    &scf.mDensityA, &scf.mDensityT, &scf.mDensityPrevA})
