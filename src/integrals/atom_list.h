@@ -57,7 +57,4 @@ struct CoulombBlock {
 void StoreCoulombBlock(const ListedAtom& a, const ListedAtom& b, const CoulombBlock& block,
                        double* mCoulomb, int nLeading);
 
-/// Copies the lower triangle of a matrix over the upper one, charging Yield for each row.
-void CopyLowerToUpper(double* m, int nLeading, int nOrder);
-
 }  // namespace qsolve

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "algebra/mirror.h"
 #include "integrals/diatomic_block.h"
 #include "link/link.h"
 #include "setup/state.h"

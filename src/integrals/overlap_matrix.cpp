@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "algebra/mirror.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "algebra/mirror.h"
 #include "integrals/nddo_store.h"
 #include "link/link.h"
 #include "numeric/lanes.h"

@@ -26,19 +26,6 @@ TEST_F(AtomList, WalksTheSelectionInItsOrder) {
     EXPECT_EQ(CoreChargeOf(26), 8.0);
 }
 
-TEST_F(AtomList, MirrorsTheLowerTriangleAndChargesEachRow) {
-    double m[16];
-    for (int i = 0; i < 16; ++i) m[i] = i;
-    link.nYieldCounter = 0;
-    CopyLowerToUpper(m, 4, 3);
-    EXPECT_EQ(link.nYieldCounter, 9u);
-    EXPECT_EQ(m[1], 4.0);
-    EXPECT_EQ(m[2], 8.0);
-    EXPECT_EQ(m[6], 9.0);
-    EXPECT_EQ(m[3], 3.0);  // beyond the order
-    EXPECT_EQ(m[7], 7.0);
-}
-
 TEST_F(AtomList, KnowsTheTransitionRows) {
     for (int nElement = 1; nElement <= 105; ++nElement) {
         EXPECT_EQ(IsFirstTransitionRow(nElement), nElement >= 21 && nElement <= 29);
