@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "link/results.h"
+#include "exchange/results.h"
 #include "link/state.h"
 #include "search/search.h"
 

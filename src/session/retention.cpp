@@ -1,7 +1,7 @@
 #include "algebra/state.h"
 #include "ci/state.h"
+#include "exchange/intake.h"
 #include "integrals/state.h"
-#include "link/intake.h"
 #include "link/state.h"
 #include "scf/state.h"
 #include "session/session.h"

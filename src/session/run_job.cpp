@@ -1,6 +1,6 @@
+#include "exchange/results.h"
 #include "gradient/state.h"
 #include "link/link.h"
-#include "link/results.h"
 #include "scf/scf.h"
 #include "search/search.h"
 #include "session/session.h"

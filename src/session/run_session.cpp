@@ -1,6 +1,6 @@
-#include "link/intake.h"
+#include "exchange/intake.h"
+#include "exchange/results.h"
 #include "link/link.h"
-#include "link/results.h"
 #include "properties/plot.h"
 #include "session/session.h"
 #include "session/state.h"

@@ -12,6 +12,7 @@ FLOORS = (
     ("session",),
     ("platform",),
     ("search", "dynamics", "vibrations"),
+    ("exchange",),
     ("scf",),
     ("ci", "gradient", "symmetry", "properties", "report"),
     ("integrals",),
@@ -90,9 +91,9 @@ def test_arrows_point_down_and_system_headers_stay_in_platform():
 
 
 def test_an_arrow_that_points_up_is_caught(plant):
-    root = plant({"src/link/intake.cpp": '#include <cmath>\n#include "scf/scf.h"\n'})
+    root = plant({"src/link/send.cpp": '#include <cmath>\n#include "scf/scf.h"\n'})
     assert wrong_includes(root) == [
-        'src/link/intake.cpp:2: an arrow that does not point down: "scf/scf.h"'
+        'src/link/send.cpp:2: an arrow that does not point down: "scf/scf.h"'
     ]
 
 
@@ -105,7 +106,7 @@ def test_rooms_of_one_floor_do_not_include_each_others_functions(plant):
 
 def test_state_may_be_read_from_below_but_not_by_numeric(plant):
     includes = '#include "scf/state.h"\n#include "setup/parameters.h"\n'
-    root = plant({"src/link/results.cpp": includes})
+    root = plant({"src/link/send.cpp": includes})
     assert wrong_includes(root) == []
     root = plant({"src/numeric/trace.cpp": '#include "scf/state.h"\n'})
     assert len(wrong_includes(root)) == 1

@@ -1,6 +1,6 @@
 #include "tests/support/scf_job.h"
 
-#include "link/intake.h"
+#include "exchange/intake.h"
 #include "link/link.h"
 #include "scf/scf.h"
 #include "scf/state.h"

@@ -1,6 +1,6 @@
 #include <random>
 
-#include "tests/unit/link/intake_fixture.h"
+#include "tests/unit/exchange/intake_fixture.h"
 
 namespace qsolve {
 namespace {

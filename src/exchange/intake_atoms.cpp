@@ -2,9 +2,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "exchange/intake.h"
+#include "exchange/intake_checks.h"
 #include "gradient/state.h"
-#include "link/intake.h"
-#include "link/intake_checks.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"

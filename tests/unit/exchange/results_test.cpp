@@ -1,4 +1,4 @@
-#include "link/results.h"
+#include "exchange/results.h"
 
 #include <gtest/gtest.h>
 

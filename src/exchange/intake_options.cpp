@@ -2,8 +2,8 @@
 #include <cmath>
 #include <initializer_list>
 
-#include "link/intake.h"
-#include "link/intake_checks.h"
+#include "exchange/intake.h"
+#include "exchange/intake_checks.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"

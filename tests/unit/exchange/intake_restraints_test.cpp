@@ -1,4 +1,4 @@
-#include "tests/unit/link/intake_fixture.h"
+#include "tests/unit/exchange/intake_fixture.h"
 
 namespace qsolve {
 namespace {

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "exchange/intake.h"
 #include "gradient/state.h"
-#include "link/intake.h"
 #include "link/link.h"
 #include "link/memory.h"
 #include "link/messages.h"

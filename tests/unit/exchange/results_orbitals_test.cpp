@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "link/results.h"
+#include "exchange/results.h"
 #include "link/state.h"
 #include "scf/state.h"
 #include "setup/state.h"

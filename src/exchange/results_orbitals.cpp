@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "exchange/results.h"
 #include "link/link.h"
-#include "link/results.h"
 #include "scf/state.h"
 #include "setup/state.h"
 
