@@ -28,7 +28,7 @@ void ReadRunOptions();
 /// limit that is not finite is refused with kMsgSettingNotANumber.
 void ReadJobOptions();
 
-/// Frees what the three functions below fill, and sets its counts to 0: atoms, selection, gradient,
+/// Frees what the three functions below fill, and sets its counts to 0: atoms, selection,
 /// restraints and the geometries of a synchronous transit.
 void ForgetMolecule() noexcept;
 
@@ -56,8 +56,7 @@ void ReadRestraints();
 /// Pulls the selection and, for a synchronous transit, the two geometries; ends the intake that
 /// ReadAtoms began. Sets MethodId, Layout, nSelectedAtoms, nAtomToSelected, dReactantXyz and
 /// dProductXyz of system, adds the capping atoms to the list, to nSelected and to the words of
-/// Layout, and takes gradient.pGradient for every method but extended Hueckel. Remembers in session
-/// the options that the next intake overwrites, and lowers options.nLevelShiftStart by one.
+/// Layout, and lowers options.nLevelShiftStart by one.
 ///
 /// Refused: a method whose tables are not loaded (kMsgMethodNotLoaded; CNDO and INDO share theirs),
 /// a list that is not exactly the selected atoms (kMsgSelectionEntry), a coordinate that is not

@@ -4,7 +4,6 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
-#include "gradient/state.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"
@@ -104,7 +103,6 @@ void ForgetMolecule() noexcept {
     system.pAtoms.Reset();
     system.nSelectedAtoms.Reset();
     system.nAtomToSelected.Reset();
-    gradient = GradientState{};
     for (int k = 0; k < 4; ++k) {
         system.nRestraints[k] = 0;
         system.pRestraints[k].Reset();

@@ -5,12 +5,10 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
-#include "gradient/state.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"
 #include "link/state.h"
-#include "session/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 
@@ -93,20 +91,11 @@ Array<double> ReceiveGeometry(const char* sStep) {
     return dXyz;
 }
 
-/// The next intake overwrites these before the arrays of this calculation are freed.
-void RememberOptions() {
-    session.nPrevSpinTreatment = options.nSpinTreatment;
-    session.nPrevDiis = options.fDiis;
-    session.nPrevCiKind = options.nCiKind;
-    session.nPrevCalcKind = job.nCalcKind;
-}
-
 }  // namespace
 
 void ReadSelection() {
     system.nSelectedAtoms.Reset();
     system.nAtomToSelected.Reset();
-    gradient.pGradient.Reset();
     system.dReactantXyz.Reset();
     system.dProductXyz.Reset();
 
@@ -117,12 +106,11 @@ void ReadSelection() {
     NumberSelectedAtoms(selection);
     AppendCappingAtoms(selection);
 
-    Array<double> dReactant, dProduct, pGradient;
+    Array<double> dReactant, dProduct;
     if (job.nCalcKind == kSynchronousTransit) {
         dReactant = ReceiveGeometry("reactant");
         dProduct = ReceiveGeometry("product");
     }
-    if (nMethod != kExtendedHueckel) pGradient.Take(selection.nList.Size(), 3, kIntake);
 
     system.MethodId = nMethod;
     system.Layout = selection.Block;
@@ -131,8 +119,6 @@ void ReadSelection() {
     system.nSelected += system.nCapping;
     system.dReactantXyz = std::move(dReactant);
     system.dProductXyz = std::move(dProduct);
-    gradient.pGradient = std::move(pGradient);
-    RememberOptions();
     options.nLevelShiftStart = AddSaturated(options.nLevelShiftStart, -1);
 }
 

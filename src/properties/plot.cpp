@@ -7,7 +7,6 @@
 #include "link/link.h"
 #include "properties/potential.h"
 #include "scf/state.h"
-#include "session/state.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -25,7 +24,7 @@ constexpr double kPlotBohrPerAngstrom = 1.889726, kPlotAngstromPerBohr = 0.52917
 /// Whether the last calculation left what a plot needs. Extended Hueckel computes nothing, but
 /// answers for the potential with a text of its own.
 bool IsUsable() {
-    if (!session.fResultsExist || !system.pAtoms) return false;
+    if (!system.pAtoms) return false;
     if (system.MethodId == kExtendedHueckel)
         return options.nPlotKind == kPlotPotential && setup.Map.pFirstOrbital;
     return scf.fResultsValid;

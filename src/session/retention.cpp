@@ -1,12 +1,10 @@
-#include "algebra/state.h"
-#include "ci/state.h"
 #include "exchange/intake.h"
-#include "integrals/state.h"
+#include "gradient/state.h"
 #include "link/state.h"
 #include "scf/state.h"
+#include "session/job_arrays.h"
 #include "session/session.h"
 #include "session/state.h"
-#include "setup/state.h"
 #include "symmetry/state.h"
 #include "vibrations/state.h"
 
@@ -14,24 +12,13 @@ namespace qsolve {
 
 namespace {
 
-/// What every calculation brings anew: atoms, selection, restraints, gradient. Orbitals that stay
-/// behind belong to no molecule, and nothing can be plotted from them.
+/// What every calculation brings anew: atoms, selection, restraints, and the gradient that belongs
+/// to them. Orbitals that stay behind belong to no molecule, and nothing can be plotted from them.
 void FreeMolecule() noexcept {
     scf.fResultsValid = false;
     symmetry = SymmetryState{};
+    gradient = GradientState{};
     ForgetMolecule();
-}
-
-/// What set-up takes for one calculation: maps, tables of the job, integrals, matrices, results.
-void FreeCalculation() noexcept {
-    system.pCoords.Reset();
-    setup = SetupState{};
-    integrals = IntegralState{};
-    scf = ScfState{};
-    algebra = AlgebraState{};
-    results.Orbitals = OrbitalResults{};
-    ci = CiState{};
-    session.nPrevOrbitals = 0;
 }
 
 void FreeModes() noexcept {

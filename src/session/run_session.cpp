@@ -22,11 +22,20 @@ void ReadParametersOnce() {
     ClearSessionPointers();
 }
 
+/// The next intake overwrites these before the arrays of this calculation are freed.
+void RememberOptions() {
+    session.nPrevSpinTreatment = options.nSpinTreatment;
+    session.nPrevDiis = options.fDiis;
+    session.nPrevCiKind = options.nCiKind;
+    session.nPrevCalcKind = job.nCalcKind;
+}
+
 void Calculate() {
     FreeSessionArrays();
     ReadAtoms();
     if (job.fRestraints) ReadRestraints();
     ReadSelection();
+    RememberOptions();
     RunJob();
 }
 

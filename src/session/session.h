@@ -23,6 +23,13 @@ void RunSession();
 /// stay for inspection until the next calculation. LinkStop passes.
 void RunJob();
 
+/// Readies everything for a calculation on the molecule and the options of this session: derives
+/// the parameters of the method, validates the job, takes every array of the electronic structure,
+/// fills the orbital arrays and the occupations. What an earlier calculation left is freed first. A
+/// job that cannot be computed is refused by Fatal; the settings and the electron count go to the
+/// log.
+void SetUpCalculation();
+
 /// Frees what the last calculation left, as far as the coming one cannot use it. The first call of
 /// a process frees nothing. Reads the new options, and of the old ones what `session` remembers.
 void FreeSessionArrays() noexcept;

@@ -1,21 +1,14 @@
 #pragma once
 
 /// The face of the set-up room: what a job needs before its first SCF. The values stand in
-/// setup/state.h, the arrays with the rooms that use them.
+/// setup/state.h.
 
 namespace qsolve {
 
-/// Readies everything for a calculation on the molecule and the options of this session: derives
-/// the parameters of the method, validates the job, takes every array of the electronic structure,
-/// fills the orbital arrays and the occupations. What an earlier calculation left in the rooms
-/// above is cleared first. A job that cannot be computed is refused by Fatal; the settings and the
-/// electron count go to the log.
-void SetUpCalculation();
-
 /// Checks options and molecule against each other, converts the geometry to the working unit,
 /// numbers the orbitals, counts the electrons and places them on levels. Writes the header of the
-/// calculation's log. A refusal is Fatal, a doubtful parameter a warning. Part of
-/// SetUpCalculation; never run twice for one intake, since the conversions are in place.
+/// calculation's log. A refusal is Fatal, a doubtful parameter a warning. Never run twice for one
+/// intake, since the conversions are in place.
 void ValidateJob();
 
 /// Turns the coordinates of all atoms, and the tethers and stretches, from Angstrom to bohr where

@@ -285,7 +285,6 @@ TEST_F(AtomIntake, ForgetsTheOldMoleculeBeforeItAsksForTheNew) {
     system.pRestraints[2].Take(1, kRestraints);
     system.nSelectedAtoms.Take(2, kIntake);
     system.nAtomToSelected.Take(3, kIntake);
-    gradient.pGradient.Take(6, kIntake);
     system.dReactantXyz.Take(9, kIntake);
     system.dProductXyz.Take(9, kIntake);
     EXPECT_EQ(FailureOf(ReadAtoms), -1);
@@ -293,7 +292,7 @@ TEST_F(AtomIntake, ForgetsTheOldMoleculeBeforeItAsksForTheNew) {
     EXPECT_EQ(system.dClassicalCharge, 0.0);
     EXPECT_EQ(system.nRestraints[2], 0);
     EXPECT_FALSE(system.pRestraints[2] || system.nSelectedAtoms || system.nAtomToSelected ||
-                 gradient.pGradient || system.dReactantXyz || system.dProductXyz);
+                 system.dReactantXyz || system.dProductXyz);
     EXPECT_EQ(memory.nBytesHeld, 0u);
 }
 

@@ -12,13 +12,11 @@
 #include <vector>
 
 #include "exchange/intake.h"
-#include "gradient/state.h"
 #include "link/link.h"
 #include "link/memory.h"
 #include "link/messages.h"
 #include "link/packets.h"
 #include "link/state.h"
-#include "session/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scripted_client.h"

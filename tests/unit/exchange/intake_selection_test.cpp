@@ -21,8 +21,8 @@ class SelectionIntake : public IntakeTest {
 
     /// Nothing of a selection is there, and the counts are those of the atoms.
     static void ExpectNoSelection() {
-        EXPECT_FALSE(system.nSelectedAtoms || system.nAtomToSelected || gradient.pGradient ||
-                     system.dReactantXyz || system.dProductXyz);
+        EXPECT_FALSE(system.nSelectedAtoms || system.nAtomToSelected || system.dReactantXyz ||
+                     system.dProductXyz);
         EXPECT_EQ(system.nSelected, 2);
         EXPECT_EQ(system.nCapping, 2);
     }
@@ -87,16 +87,9 @@ TEST_F(SelectionIntake, HoldsTheWordsOfTheBlockWithinTheirRange) {
     EXPECT_EQ(system.Layout.nAtomEstimate, INT_MIN + 2);
 }
 
-TEST_F(SelectionIntake, TakesTheGradientOfSelectedAndCappingAtoms) {
-    EXPECT_EQ(Read({2, 3}), 0);
-    EXPECT_EQ(gradient.pGradient.Size(), 12u);
-    for (double d : gradient.pGradient) EXPECT_EQ(d, 0.0);
-}
-
-TEST_F(SelectionIntake, TakesNoGradientForExtendedHueckel) {
+TEST_F(SelectionIntake, TakesExtendedHueckelWhereItsTablesAreSaidToBe) {
     parameters.nParameterMethod = kExtendedHueckel;
     EXPECT_EQ(Read({.MethodId = kExtendedHueckel}, {2, 3}), 0);
-    EXPECT_EQ(gradient.pGradient.Data(), nullptr);
     EXPECT_EQ(system.MethodId, kExtendedHueckel);
 }
 
@@ -166,24 +159,10 @@ TEST_F(SelectionIntake, LeavesTheLowestStartOfTheLevelShiftWhereItIs) {
     EXPECT_EQ(options.nLevelShiftStart, INT_MIN);
 }
 
-TEST_F(SelectionIntake, RemembersTheOptionsThatTheNextIntakeOverwrites) {
-    options.nSpinTreatment = 1;
-    options.fDiis = 1;
-    options.nCiKind = 2;
-    job.nCalcKind = kVibrations;
-    EXPECT_EQ(Read({2, 3}), 0);
-    EXPECT_EQ(session.nPrevSpinTreatment, 1);
-    EXPECT_EQ(session.nPrevDiis, 1);
-    EXPECT_EQ(session.nPrevCiKind, 2);
-    EXPECT_EQ(session.nPrevCalcKind, kVibrations);
-}
-
-TEST_F(SelectionIntake, LeavesOptionsAndMemoriesWhereItFails) {
+TEST_F(SelectionIntake, LeavesTheOptionsWhereItFails) {
     options.nLevelShiftStart = 3;
-    options.nCiKind = 1;
     EXPECT_EQ(Read({2, 2}), kMsgSelectionEntry);
     EXPECT_EQ(options.nLevelShiftStart, 3);
-    EXPECT_EQ(session.nPrevCiKind, 0);
 }
 
 TEST_F(SelectionIntake, TakesReactantAndProductOfATransitInThisOrder) {
@@ -203,7 +182,6 @@ TEST_F(SelectionIntake, TakesReactantAndProductOfATransitInThisOrder) {
 TEST_F(SelectionIntake, ForgetsTheOldSelectionBeforeItAsksForTheNew) {
     system.nSelectedAtoms.Take(4, kIntake);
     system.nAtomToSelected.Take(5, kIntake);
-    gradient.pGradient.Take(12, kIntake);
     system.dReactantXyz.Take(15, kIntake);
     system.dProductXyz.Take(15, kIntake);
     EXPECT_EQ(FailureOf(ReadSelection), -1);

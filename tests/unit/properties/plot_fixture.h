@@ -9,7 +9,6 @@
 #include "properties/plot.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "session/state.h"
 #include "setup/job_atoms.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
@@ -25,7 +24,6 @@ class PlotTest : public FreshState {
     static void Run(const JobScript& script) {
         SetUpJob(script);
         RunScf();
-        session.fResultsExist = true;
         client.Sent.clear();
     }
 

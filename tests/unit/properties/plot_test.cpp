@@ -146,9 +146,6 @@ TEST_F(Plot, WithoutPlanesIsNothing) {
 TEST_F(Plot, WithoutResultsIsRefused) {
     Run(Water(kAm1));
     AskForAGrid();
-    session.fResultsExist = false;
-    EXPECT_EQ(Refusal(), kNothing);
-    session.fResultsExist = true;
     scf.fResultsValid = false;
     EXPECT_EQ(Refusal(), kNothing);
     scf.fResultsValid = true;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "session/job_arrays.h"
 #include "session/session.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scripted_client.h"
@@ -45,6 +46,22 @@ TEST_F(Retention, AnOrdinaryJobFreesMoleculeAndCalculationButNotTheTables) {
     EXPECT_FALSE(scf.mDensityB);
     EXPECT_FALSE(scf.fResultsValid);
     EXPECT_TRUE(parameters.pNddoParams);
+}
+
+TEST_F(Retention, WhatSetUpTakesIsFreedInOneGo) {
+    system.pCoords.Take(9, kSetUp);
+    algebra.vEigenWork.Take(30, kSetUp);
+    integrals.pIntegrals.Take(36, kSetUp);
+    results.Orbitals.vOccupancy.Take(6, kSetUp);
+    results.Block.flTotalEnergy = 1.0F;
+    const std::size_t nHeld = memory.nBytesHeld;
+    FreeCalculation();
+    EXPECT_LT(memory.nBytesHeld, nHeld);
+    EXPECT_FALSE(system.pCoords || algebra.vEigenWork || integrals.pIntegrals ||
+                 results.Orbitals.vOccupancy || gradient.pGradient);
+    EXPECT_EQ(results.Block.flTotalEnergy, 0.0F);
+    EXPECT_TRUE(system.pAtoms);
+    EXPECT_TRUE(vibrations.pHessian);
 }
 
 TEST_F(Retention, VibrationsOnTheStoredMatrixKeepAllButTheMolecule) {

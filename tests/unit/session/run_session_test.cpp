@@ -102,6 +102,19 @@ TEST_F(Session, FailedIntakeFreesTheMoleculeAndTheNextOneStartsClean) {
     EXPECT_TRUE(client.Errors().empty());
 }
 
+TEST_F(Session, RemembersTheOptionsThatTheNextIntakeOverwrites) {
+    JobScript script = Water();
+    script.Options.nSpinTreatment = 1;
+    script.Options.fDiis = 1;
+    script.Options.nCiKind = 2;
+    script.Job.nCalcKind = kVibrations;
+    Play(script);
+    EXPECT_EQ(session.nPrevSpinTreatment, 1);
+    EXPECT_EQ(session.nPrevDiis, 1);
+    EXPECT_EQ(session.nPrevCiKind, 2);
+    EXPECT_EQ(session.nPrevCalcKind, kVibrations);
+}
+
 TEST_F(Session, AnotherMethodThanTheLoadedOneIsRefused) {
     Play(Nothing());
     Play(Water(kPm3));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "link/link.h"
+#include "session/session.h"
 #include "setup/parameters.h"
 #include "setup/setup.h"
 #include "setup/state.h"

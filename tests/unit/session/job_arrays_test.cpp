@@ -1,10 +1,11 @@
-#include "setup/job_arrays.h"
+#include "session/job_arrays.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
 #include "algebra/state.h"
+#include "gradient/state.h"
 #include "integrals/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
@@ -82,6 +83,7 @@ TEST_P(OwnerList, HoldsEveryArrayInItsSize) {
     EXPECT_EQ(setup.Map.pGuessDensity.Size(), fNddo ? kN : 0U);
     EXPECT_EQ(scf.pWork.Size() * sizeof(double), (32 * kN + 1 + (fNddo ? 3U : 0U)) * 16);
     EXPECT_EQ(system.pCoords.Size(), 9U);
+    EXPECT_EQ(gradient.pGradient.Size(), 9U);
 }
 
 TEST_P(OwnerList, IsRememberedWithTheArrays) {
@@ -132,6 +134,7 @@ TEST_F(JobArrays, WithoutOrbitalsThereAreNoMatrices) {
     EXPECT_FALSE(scf.mDiisErrorA);
     EXPECT_FALSE(integrals.pIntegrals);
     EXPECT_EQ(system.pCoords.Size(), 3U);
+    EXPECT_FALSE(gradient.pGradient);
 }
 
 TEST_F(JobArrays, CoordinatesOfAllAtomsAreInTheWorkingUnit) {

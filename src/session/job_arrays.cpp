@@ -1,14 +1,16 @@
-#include "setup/job_arrays.h"
+#include "session/job_arrays.h"
 
 #include <algorithm>
 #include <limits>
 
 #include "algebra/state.h"
 #include "ci/state.h"
+#include "gradient/state.h"
 #include "integrals/state.h"
 #include "link/state.h"
 #include "properties/state.h"
 #include "scf/state.h"
+#include "session/state.h"
 #include "setup/state.h"
 #include "symmetry/state.h"
 
@@ -136,6 +138,12 @@ void TakeCoordinates() {
     }
 }
 
+/// Three components for each atom of the selection; extended Hueckel has no gradient.
+void TakeGradient() {
+    if (FamilyOf(system.MethodId) != Family::kNone)
+        gradient.pGradient.Take(Size(system.nSelected), 3, kSetUp);
+}
+
 /// What the retention rules must know of these arrays when the options are those of a later
 /// session.
 void RememberWithArrays() {
@@ -148,15 +156,18 @@ void RememberWithArrays() {
 
 }  // namespace
 
-void ForgetPreviousCalculation() {
-    scf = ScfState{};
-    algebra = AlgebraState{};
-    ci = CiState{};
-    integrals = IntegralState{};
-    symmetry = SymmetryState{};
-    properties = PropertyState{};
-    results = ResultState{};
+void FreeCalculation() noexcept {
     setup = SetupState{};
+    system.pCoords.Reset();
+    integrals = IntegralState{};
+    algebra = AlgebraState{};
+    scf = ScfState{};
+    gradient = GradientState{};
+    properties = PropertyState{};
+    ci = CiState{};
+    symmetry = SymmetryState{};
+    results = ResultState{};
+    session.nPrevOrbitals = 0;
 }
 
 void TakeOrbitalMap() {
@@ -186,6 +197,7 @@ void TakeJobArrays() {
         TakeDiis();
     }
     TakeCoordinates();
+    TakeGradient();
     RememberWithArrays();
 }
 

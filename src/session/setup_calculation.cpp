@@ -1,7 +1,8 @@
 #include "link/link.h"
+#include "session/job_arrays.h"
+#include "session/session.h"
 #include "session/state.h"
 #include "setup/hybrid_factors.h"
-#include "setup/job_arrays.h"
 #include "setup/job_tables.h"
 #include "setup/nddo_derived.h"
 #include "setup/orbital_basis.h"
@@ -11,7 +12,7 @@
 namespace qsolve {
 
 void SetUpCalculation() {
-    ForgetPreviousCalculation();
+    FreeCalculation();
     CopyJobTables();
     if (FamilyOf(system.MethodId) == Family::kNddo && system.MethodId != kMindo3)
         if (!DeriveNddoDParameters()) Warn(kMsgNddoParameters);
