@@ -6,7 +6,7 @@
 
 #include "benchmarks/silent_transport.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 

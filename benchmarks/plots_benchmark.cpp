@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "benchmarks/molecule_files.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "properties/plot.h"
 #include "properties/potential.h"
 #include "scf/scf.h"

@@ -16,7 +16,7 @@
 #include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/density.h"
 #include "scf/diis.h"
 #include "scf/electronic_energy.h"

@@ -22,7 +22,8 @@ void ReadDebugWord();
 /// kMsgSettingNotANumber. nLevelShiftStart stays as it came until ReadSelection.
 void ReadRunOptions();
 
-/// Pulls JobOptions, 152 bytes, into job, and sets system.dHalfBoxX, Y and Z, Angstrom.
+/// Pulls JobOptions, 152 bytes, into job, and sets system.dHalfBoxX, Y and Z, Angstrom, and
+/// link.fShowWarnings.
 ///
 /// Flags become 0 or 1, numbers that are not finite and times below 0 become 0. An RMS gradient
 /// limit that is not finite is refused with kMsgSettingNotANumber.

@@ -4,6 +4,7 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"
@@ -80,6 +81,7 @@ void ReadJobOptions() {
         *pTime = std::max(0.0F, FiniteOrZero(*pTime));
 
     job = asked;
+    link.fShowWarnings = job.fShowWarnings != 0;
     system.dHalfBoxX = 0.5 * static_cast<double>(job.flBoxX);
     system.dHalfBoxY = 0.5 * static_cast<double>(job.flBoxY);
     system.dHalfBoxZ = 0.5 * static_cast<double>(job.flBoxZ);

@@ -4,10 +4,10 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"
-#include "link/state.h"
 
 namespace qsolve {
 namespace {

@@ -5,10 +5,10 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "link/messages.h"
 #include "link/packets.h"
-#include "link/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "setup/parameters.h"

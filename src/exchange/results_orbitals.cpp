@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "exchange/results.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "setup/state.h"

@@ -3,6 +3,7 @@
 #include "gradient/radial_pair.h"
 #include "integrals/classical_charges.h"
 #include "integrals/coulomb_matrices.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -7,7 +7,7 @@
 #include "gradient/nddo_gradient.h"
 #include "gradient/resonance.h"
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/state.h"
 
 namespace qsolve {

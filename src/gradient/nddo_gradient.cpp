@@ -4,6 +4,7 @@
 
 #include "integrals/integrals.h"
 #include "integrals/nddo_derivative_d.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -1,6 +1,5 @@
 #include "gradient/radial_pair.h"
 
-#include "link/state.h"
 #include "numeric/row.h"
 #include "setup/state.h"
 

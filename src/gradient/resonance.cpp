@@ -2,6 +2,7 @@
 
 #include "integrals/cndo_core.h"
 #include "integrals/overlap_matrix.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -2,7 +2,7 @@
 
 #include "gradient/restraint_terms.h"
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/parameters.h"
 
 namespace qsolve {

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -5,6 +5,7 @@
 
 #include "integrals/coulomb_matrices.h"
 #include "integrals/diatomic_block.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -3,6 +3,7 @@
 #include "integrals/atom_list.h"
 #include "integrals/classical_charges.h"
 #include "integrals/diatomic_block.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -4,6 +4,7 @@
 
 #include "algebra/mirror.h"
 #include "integrals/diatomic_block.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/state.h"
 

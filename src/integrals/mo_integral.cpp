@@ -6,6 +6,7 @@
 #include "integrals/nddo_store.h"
 #include "integrals/one_centre.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"

@@ -6,6 +6,7 @@
 #include "integrals/classical_charges.h"
 #include "integrals/mindo3.h"
 #include "integrals/nddo_pair_sp.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

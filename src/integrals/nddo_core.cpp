@@ -6,6 +6,7 @@
 #include "integrals/nddo_classical.h"
 #include "integrals/nddo_pair_d.h"
 #include "integrals/nddo_pair_sp.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

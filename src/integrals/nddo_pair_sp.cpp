@@ -6,7 +6,7 @@
 #include "integrals/mindo3.h"
 #include "integrals/nddo_core_core.h"
 #include "integrals/overlap_matrix.h"
-#include "link/state.h"
+#include "job/state.h"
 
 namespace qsolve {
 namespace {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "algebra/mirror.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

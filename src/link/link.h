@@ -118,6 +118,9 @@ void RequestWhole(const char* sStep, void* pBuffer, int nBytes);
 /// charges what it likes, usually a row length.
 void Yield(std::size_t nUnits);
 
+/// Starts the count anew, as each job does, and pumps once per 2^14 units from now on.
+void ResetYield();
+
 /// Handles at most one waiting message. Unwinds with LinkStop when the process is to end or, in a
 /// session, the client is gone.
 void PumpOneMessage();

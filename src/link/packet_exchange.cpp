@@ -122,6 +122,11 @@ void PumpOneMessage() {
     if (IsGone()) throw LinkStop{};
 }
 
+void ResetYield() {
+    link.nYieldCounter = 0;
+    link.nYieldShift = kYieldShift;
+}
+
 void Yield(std::size_t nUnits) {
     if ((link.nYieldCounter >> (link.nYieldShift & 31)) != 0) {
         link.nYieldCounter = 0;

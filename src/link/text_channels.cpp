@@ -53,7 +53,7 @@ void StatusLine(const char* sText) {
     SendText(kPacketStatusLine, sText);
 }
 void WarningLine(const char* sText) {
-    if (job.fShowWarnings && link.nOwnNode == kNodeBackend) SendText(kPacketWarningLine, sText);
+    if (link.fShowWarnings && link.nOwnNode == kNodeBackend) SendText(kPacketWarningLine, sText);
 }
 void ErrorLine(const char* sText) {
     SendText(kPacketErrorLine, sText);

@@ -1,8 +1,9 @@
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "properties/properties.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <limits>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "properties/orbital_values.h"
 #include "properties/plot.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "properties/properties.h"
 #include "properties/state.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "job/state.h"
 #include "link/link.h"
 
 /// The walk over the points of a plane, the same for all that can be plotted.

@@ -1,12 +1,13 @@
 #include <cmath>
 #include <cstddef>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "properties/orbital_values.h"
 #include "properties/plot.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -6,8 +6,8 @@
 #include <numbers>
 
 #include "integrals/integrals.h"
+#include "job/atoms.h"
 #include "numeric/decay.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "properties/potential.h"
 #include "scf/state.h"

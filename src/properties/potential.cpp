@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "properties/grid.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

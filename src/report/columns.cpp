@@ -1,6 +1,6 @@
 #include "report/columns.h"
 
-#include "setup/job_atoms.h"
+#include "job/atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

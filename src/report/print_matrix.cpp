@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "report/columns.h"

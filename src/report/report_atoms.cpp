@@ -1,6 +1,7 @@
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
-#include "setup/job_atoms.h"
 
 namespace qsolve {
 

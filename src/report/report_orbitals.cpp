@@ -1,5 +1,6 @@
 #include "report/report_orbitals.h"
 
+#include "job/state.h"
 #include "link/link.h"
 #include "report/columns.h"
 #include "scf/state.h"

@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
 #include "scf/state.h"

@@ -1,3 +1,4 @@
+#include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
 #include "scf/state.h"

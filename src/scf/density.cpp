@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"

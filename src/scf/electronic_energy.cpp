@@ -5,6 +5,7 @@
 
 #include "integrals/atom_list.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"

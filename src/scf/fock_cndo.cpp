@@ -1,6 +1,7 @@
 #include "scf/fock_cndo.h"
 
 #include "integrals/atom_list.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"

@@ -1,6 +1,7 @@
 #include "scf/fock_nddo_one_centre.h"
 
 #include "integrals/atom_list.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -2,6 +2,7 @@
 
 #include "integrals/atom_list.h"
 #include "integrals/one_centre.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/one_centre_repulsion.h"
 #include "setup/state.h"

@@ -4,6 +4,7 @@
 
 #include "algebra/mirror.h"
 #include "integrals/nddo_store.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/lanes.h"
 #include "numeric/row.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "scf/electronic_energy.h"
 #include "scf/state.h"

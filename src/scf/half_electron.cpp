@@ -5,6 +5,7 @@
 
 #include "algebra/diagonalise.h"
 #include "integrals/integrals.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/state.h"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "setup/parameters.h"

@@ -10,6 +10,7 @@
 #include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "properties/properties.h"
 #include "report/report.h"

@@ -2,8 +2,8 @@
 #include <cstddef>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/memory.h"
-#include "link/state.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "search/finish.h"

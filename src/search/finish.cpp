@@ -1,7 +1,7 @@
 #include "search/finish.h"
 
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/scf.h"
 #include "setup/state.h"
 

@@ -1,4 +1,4 @@
-#include "link/state.h"
+#include "job/state.h"
 #include "search/search.h"
 
 namespace qsolve {

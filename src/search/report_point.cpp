@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "exchange/results.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "search/search.h"
 
 namespace qsolve {

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
 #include "scf/state.h"

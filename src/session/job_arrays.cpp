@@ -7,7 +7,7 @@
 #include "ci/state.h"
 #include "gradient/state.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "properties/state.h"
 #include "scf/state.h"
 #include "session/state.h"

@@ -1,6 +1,6 @@
 #include "exchange/intake.h"
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "session/job_arrays.h"
 #include "session/session.h"

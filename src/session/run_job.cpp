@@ -1,5 +1,6 @@
 #include "exchange/results.h"
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
 #include "search/search.h"

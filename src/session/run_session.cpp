@@ -1,5 +1,6 @@
 #include "exchange/intake.h"
 #include "exchange/results.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "properties/plot.h"
 #include "session/session.h"

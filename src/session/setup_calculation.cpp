@@ -1,3 +1,4 @@
+#include "job/state.h"
 #include "link/link.h"
 #include "session/job_arrays.h"
 #include "session/session.h"

@@ -1,6 +1,7 @@
 #include "setup/atomic_energies.h"
 
-#include "setup/job_atoms.h"
+#include "job/atoms.h"
+#include "job/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 

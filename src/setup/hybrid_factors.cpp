@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/state.h"
 
 namespace qsolve {

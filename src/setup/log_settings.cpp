@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/parameters.h"
 

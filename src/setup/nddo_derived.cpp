@@ -4,7 +4,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/additive_terms.h"
 #include "setup/radial_integrals.h"
 #include "setup/state.h"

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/setup.h"
 #include "setup/state.h"

@@ -1,6 +1,8 @@
 #include "setup/orbital_basis.h"
 
-#include "setup/job_atoms.h"
+#include "job/atoms.h"
+#include "job/state.h"
+#include "link/link.h"
 #include "setup/orbitals_of_row.h"
 #include "setup/state.h"
 
@@ -10,7 +12,6 @@ namespace {
 
 constexpr int kSpOrbitals = 4;
 constexpr int kSpdOrbitals = 9;
-constexpr int kDefaultYieldShift = 14;
 
 constexpr std::size_t Index(int n) {
     return static_cast<std::size_t>(n);
@@ -131,8 +132,7 @@ void SetOrbitalBlocks() {
     results.Orbitals.nOrbitalValues = options.nSpinTreatment == 1 ? 2 * n : n;
     system.Layout.nOrbitalsOnNode = n;
     system.Layout.nOrbitalEstimate = n;
-    link.nYieldCounter = 0;
-    link.nYieldShift = kDefaultYieldShift;
+    ResetYield();
 }
 
 void BuildOrbitalArrays() {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/state.h"
 
 namespace qsolve {

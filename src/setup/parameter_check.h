@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "job/atoms.h"
 #include "link/messages.h"
-#include "setup/job_atoms.h"
 #include "setup/orbitals_of_row.h"
 
 /// Checks of parameter tables as data: a table of fields, what is wrong with a value, and what is

@@ -1,7 +1,8 @@
 #include <cmath>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
-#include "setup/job_atoms.h"
 #include "setup/setup.h"
 
 namespace qsolve {

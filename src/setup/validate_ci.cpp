@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/parameters.h"
 #include "setup/state.h"

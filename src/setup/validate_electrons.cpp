@@ -2,8 +2,9 @@
 
 #include <cmath>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 
 namespace qsolve {

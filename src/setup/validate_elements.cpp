@@ -1,7 +1,8 @@
 #include "setup/validate_elements.h"
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
-#include "setup/job_atoms.h"
 
 namespace qsolve {
 

@@ -1,6 +1,6 @@
 #include "setup/validate_parameters.h"
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/parameters.h"
 
 namespace qsolve {

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/parameter_check.h"
 #include "setup/state.h"

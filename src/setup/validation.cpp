@@ -1,9 +1,10 @@
 #include <cmath>
 
+#include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "setup/atomic_energies.h"
-#include "setup/job_atoms.h"
 #include "setup/log_settings.h"
 #include "setup/orbital_basis.h"
 #include "setup/setup.h"

@@ -17,16 +17,15 @@ FLOORS = (
     ("ci", "gradient", "symmetry", "properties", "report"),
     ("integrals",),
     ("setup",),
+    ("job",),
     ("algebra",),
     ("link",),
     ("numeric",),
 )
 HEIGHT = {room: -i for i, floor in enumerate(FLOORS) for room in floor}
 
-# Plain rows without functions, to be read from anywhere above numeric.
-PLAIN_ROWS = {"setup/parameters.h"}
-# What a state.h may include besides other plain rows: types, not functions.
-PLAIN_TYPES = {"link/memory.h", "link/packets.h"}
+# What a state.h may include: types, not functions.
+PLAIN_TYPES = {"link/memory.h", "link/packets.h", "setup/parameters.h"}
 
 STANDARD = set(
     """algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv
@@ -46,7 +45,7 @@ _INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.
 
 def is_plain(header: str) -> bool:
     """Whether a header holds types alone."""
-    return header.endswith("/state.h") or header in PLAIN_ROWS
+    return header.endswith("/state.h")
 
 
 def complaint(file: str, ours: str | None, system: str | None) -> str | None:
@@ -105,7 +104,7 @@ def test_rooms_of_one_floor_do_not_include_each_others_functions(plant):
 
 
 def test_state_may_be_read_from_below_but_not_by_numeric(plant):
-    includes = '#include "scf/state.h"\n#include "setup/parameters.h"\n'
+    includes = '#include "scf/state.h"\n'
     root = plant({"src/link/send.cpp": includes})
     assert wrong_includes(root) == []
     root = plant({"src/numeric/trace.cpp": '#include "scf/state.h"\n'})

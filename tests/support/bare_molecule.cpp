@@ -5,7 +5,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 

@@ -6,6 +6,7 @@
 #include "ci/state.h"
 #include "gradient/state.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/state.h"
 #include "properties/state.h"
 #include "scf/state.h"

@@ -6,7 +6,7 @@
 
 #include "gradient/gradient.h"
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "setup/state.h"

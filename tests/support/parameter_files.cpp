@@ -5,7 +5,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/parameter_intake.h"
 #include "setup/parameters.h"
 #include "tests/support/scripted_client.h"

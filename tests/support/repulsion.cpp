@@ -1,7 +1,7 @@
 #include "tests/support/repulsion.h"
 
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/fock_cndo.h"
 #include "scf/fock_nddo_one_centre.h"
 #include "scf/fock_nddo_one_centre_d.h"

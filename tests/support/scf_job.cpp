@@ -1,6 +1,7 @@
 #include "tests/support/scf_job.h"
 
 #include "exchange/intake.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
 #include "scf/state.h"

@@ -1,5 +1,6 @@
 #include <random>
 
+#include "job/state.h"
 #include "tests/unit/exchange/intake_fixture.h"
 
 namespace qsolve {

@@ -1,3 +1,4 @@
+#include "job/state.h"
 #include "tests/unit/exchange/intake_fixture.h"
 
 namespace qsolve {

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "exchange/results.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 #include "tests/support/bare_molecule.h"

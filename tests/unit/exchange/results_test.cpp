@@ -1,4 +1,5 @@
 #include "exchange/results.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include "gradient/classical_gradient.h"
+#include "job/state.h"
 
 #include "integrals/classical_charges.h"
 #include "tests/unit/gradient/fixed_density.h"

@@ -1,4 +1,5 @@
 #include "gradient/cndo_gradient.h"
+#include "job/state.h"
 
 #include "tests/unit/gradient/fixed_density.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "scf/scf.h"
 #include "scf/state.h"

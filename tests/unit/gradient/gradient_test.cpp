@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "scf/scf.h"
 #include "scf/state.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "gradient/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/scf.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/gradient_check.h"

@@ -1,6 +1,5 @@
 #include "gradient/radial_pair.h"
 
-#include "link/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"

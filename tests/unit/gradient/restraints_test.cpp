@@ -1,4 +1,5 @@
 #include "gradient/restraints.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include "integrals/atom_list.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

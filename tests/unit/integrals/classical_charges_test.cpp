@@ -1,4 +1,5 @@
 #include "integrals/classical_charges.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "integrals/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"

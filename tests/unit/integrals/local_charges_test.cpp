@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "link/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"
 

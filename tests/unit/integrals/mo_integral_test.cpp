@@ -9,7 +9,7 @@
 #include "integrals/nddo_store.h"
 #include "integrals/one_centre.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "scf/scf.h"

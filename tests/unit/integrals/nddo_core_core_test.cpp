@@ -7,7 +7,7 @@
 #include "integrals/mindo3.h"
 #include "integrals/nddo_classical.h"
 #include "integrals/nddo_pair_sp.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "integrals/nddo_pair_d.h"
-#include "link/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"

@@ -9,7 +9,6 @@
 
 #include "integrals/mindo3.h"
 #include "integrals/nddo_pair_sp.h"
-#include "link/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"
 

@@ -1,4 +1,5 @@
 #include "integrals/nddo_pair_d.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

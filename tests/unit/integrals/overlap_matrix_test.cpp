@@ -1,4 +1,5 @@
 #include "integrals/overlap_matrix.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

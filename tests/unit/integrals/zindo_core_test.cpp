@@ -1,4 +1,5 @@
 #include "integrals/zindo_core.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@ class TextChannels : public FreshState {
 };
 
 TEST_F(TextChannels, EachHasItsPacketAndTheTextItsNul) {
-    job.fShowWarnings = 1;
+    link.fShowWarnings = true;
     LogLine("log");
     StatusLine("status");
     WarningLine("warning");
@@ -30,7 +30,7 @@ TEST_F(TextChannels, EachHasItsPacketAndTheTextItsNul) {
 TEST_F(TextChannels, WarningsAreSilentUnlessShown) {
     Warn(kMsgLargeCi);
     EXPECT_TRUE(client.Sent.empty());
-    job.fShowWarnings = 1;
+    link.fShowWarnings = true;
     Warn(kMsgLargeCi);
     EXPECT_EQ(client.Warnings().size(), 1u);
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "properties/properties.h"
 #include "scf/state.h"

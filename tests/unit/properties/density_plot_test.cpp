@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "properties/orbital_values.h"

@@ -4,6 +4,7 @@
 #include <functional>
 #include <numbers>
 
+#include "job/state.h"
 #include "link/state.h"
 #include "numeric/row.h"
 #include "properties/properties.h"

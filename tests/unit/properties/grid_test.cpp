@@ -1,4 +1,5 @@
 #include "properties/grid.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -3,6 +3,7 @@
 #include <tuple>
 
 #include "integrals/integrals.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "properties/orbital_values.h"
 #include "tests/unit/properties/plot_fixture.h"

@@ -1,4 +1,5 @@
 #include "properties/orbital_values.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "setup/job_atoms.h"
+#include "job/atoms.h"
 #include "setup/state.h"
 #include "tests/support/bare_molecule.h"
 #include "tests/support/fresh_state.h"

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "link/state.h"
+#include "job/atoms.h"
+#include "job/state.h"
 #include "properties/plot.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"

@@ -1,4 +1,5 @@
 #include "properties/plot.h"
+#include "job/state.h"
 
 #include <cstring>
 

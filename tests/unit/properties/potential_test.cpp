@@ -1,4 +1,5 @@
 #include "properties/potential.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -6,11 +7,11 @@
 #include <cmath>
 #include <limits>
 
+#include "job/atoms.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "setup/job_atoms.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "job/state.h"
 #include "report/report.h"
 #include "scf/state.h"
 #include "setup/state.h"

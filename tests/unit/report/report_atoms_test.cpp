@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "report/report.h"
 #include "setup/parameters.h"
 #include "tests/unit/report/report_fixture.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "report/report.h"
 #include "scf/state.h"
 #include "setup/state.h"

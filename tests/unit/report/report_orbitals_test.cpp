@@ -1,4 +1,5 @@
 #include "report/report_orbitals.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "job/state.h"
 #include "report/report.h"
 #include "scf/state.h"
 #include "tests/unit/report/report_fixture.h"

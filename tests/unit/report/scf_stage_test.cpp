@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "report/report.h"
 #include "scf/state.h"
 #include "setup/state.h"

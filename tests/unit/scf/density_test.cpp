@@ -1,4 +1,5 @@
 #include "scf/density.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,6 @@
 
 #include "integrals/integrals.h"
 #include "integrals/state.h"
-#include "link/state.h"
 #include "scf/guess.h"
 #include "scf/scf.h"
 #include "scf/state.h"

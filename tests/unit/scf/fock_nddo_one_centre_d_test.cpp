@@ -10,7 +10,7 @@
 #include "integrals/nddo_store.h"
 #include "integrals/one_centre.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "scf/fock_nddo_one_centre.h"
 #include "scf/fock_nddo_two_centre.h"

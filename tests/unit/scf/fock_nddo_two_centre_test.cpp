@@ -1,4 +1,5 @@
 #include "scf/fock_nddo_two_centre.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 
 #include "integrals/one_centre.h"
 #include "integrals/state.h"
-#include "link/state.h"
+#include "job/state.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock_cndo.h"
 #include "scf/guess.h"

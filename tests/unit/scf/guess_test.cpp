@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "integrals/state.h"
-#include "link/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"

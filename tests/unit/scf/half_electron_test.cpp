@@ -1,4 +1,5 @@
 #include "scf/half_electron.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

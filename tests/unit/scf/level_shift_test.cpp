@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"

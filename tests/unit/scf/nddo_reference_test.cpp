@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "properties/state.h"
 #include "scf/scf.h"
 #include "scf/state.h"

@@ -1,4 +1,5 @@
 #include "scf/scf.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "search/search.h"

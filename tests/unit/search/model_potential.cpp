@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "gradient/state.h"
+#include "job/state.h"
+#include "link/state.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "setup/parameters.h"
@@ -39,7 +41,7 @@ SearchTest::SearchTest() {
     NewScriptedClient();
     model = ModelState{};
     job.nCalcKind = kOptimisation;
-    job.fShowWarnings = 1;
+    link.fShowWarnings = true;
 }
 
 void SearchTest::Place(const std::vector<double>& x, std::vector<int> selection) {

@@ -1,3 +1,4 @@
+#include "job/state.h"
 #include "search/search.h"
 #include "tests/unit/search/model_potential.h"
 

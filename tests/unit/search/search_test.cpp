@@ -1,4 +1,5 @@
 #include "search/search.h"
+#include "job/state.h"
 
 #include <cmath>
 #include <limits>

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "job/state.h"
 #include "link/messages.h"
 #include "search/search.h"
 #include "setup/state.h"

@@ -1,4 +1,5 @@
 #include "session/job_arrays.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

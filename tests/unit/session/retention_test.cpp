@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "session/job_arrays.h"
 #include "session/session.h"
 #include "tests/support/fresh_state.h"

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "session/session.h"

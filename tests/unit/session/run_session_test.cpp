@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "session/session.h"

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "integrals/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/job_tables.h"
 #include "setup/nddo_derived.h"
 #include "setup/radial_integrals.h"

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "session/session.h"
 #include "setup/parameters.h"
@@ -65,7 +66,7 @@ class JobTest : public FreshState {
     JobTest() {
         NewScriptedClient();
         link.fLogReports = true;
-        job.fShowWarnings = 1;
+        link.fShowWarnings = true;
         options.nMultiplicity = 1;
         options.nIterationLimit = 50;
         options.flConvergenceLimit = 0.01F;

@@ -1,4 +1,5 @@
 #include "setup/log_settings.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

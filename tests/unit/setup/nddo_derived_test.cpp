@@ -1,4 +1,5 @@
 #include "setup/nddo_derived.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 

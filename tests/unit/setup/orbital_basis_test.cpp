@@ -1,4 +1,5 @@
 #include "setup/orbital_basis.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "link/state.h"
+#include "job/state.h"
 #include "setup/nddo_derived.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "job/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {

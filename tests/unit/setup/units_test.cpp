@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "job/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {

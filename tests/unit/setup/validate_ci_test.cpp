@@ -1,4 +1,5 @@
 #include "setup/validate_ci.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include "setup/validate_electrons.h"
+#include "job/state.h"
 
 #include <gtest/gtest.h>
 

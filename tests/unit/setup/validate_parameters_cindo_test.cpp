@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "tests/unit/setup/parameter_fixture.h"
 
 namespace qsolve {

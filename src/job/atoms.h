@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
+#include "job/methods.h"
+#include "job/state.h"
 #include "link/packets.h"
-#include "link/state.h"
-#include "setup/parameters.h"
 
 /// Walks over the atoms of the job. Dummies, which have no row in the tables, are passed over.
 

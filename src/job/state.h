@@ -1,0 +1,56 @@
+#pragma once
+
+#include "link/memory.h"
+#include "link/packets.h"
+
+namespace qsolve {
+
+/// What the client asked for in this session, as it came but for the write-backs that their fields
+/// name.
+inline RunOptions options;
+inline JobOptions job;
+inline int fDebugTrace = 0;  ///< the debug word
+
+/// The molecule of the calculation. "By atom" arrays follow the client's atom order, "by position"
+/// arrays the selection list, in which capping atoms stand last.
+struct SystemState {
+    int nAtoms = 0;
+    int nSelected = 0;              ///< selected and, once the selection is read, capping atoms
+    int nCapping = 0;               ///< the last of the selection list
+    int nAtomsActive = 0;           ///< atoms that are not classical
+    int MethodId = 0;               ///< Method of this job
+    double dClassicalCharge = 0.0;  ///< charge taken from selected and capping atoms, e
+    double dHalfBoxX = 0.0, dHalfBoxY = 0.0, dHalfBoxZ = 0.0;  ///< Angstrom
+
+    SelectionBlock Layout;       ///< words of the selection as adjusted; never used as bounds
+    Array<AtomRecord> pAtoms;    ///< by atom
+    Array<int> nSelectedAtoms;   ///< by position: atom number from 1
+    Array<int> nAtomToSelected;  ///< by atom: position from 1, -1 for a classical atom
+    Array<double> pCoords;       ///< by atom, x y z, working unit: the geometry that is computed
+    int nRestraints[4] = {};     ///< by RestraintKind of the list
+    Array<RestraintRecord> pRestraints[4];
+    Array<double> dReactantXyz;  ///< by atom, x y z, Angstrom; synchronous transit only
+    Array<double> dProductXyz;
+};
+inline SystemState system;
+
+/// Per-orbital results as the client receives them. nOrbitalValues is N, or 2N with alpha before
+/// beta in an unrestricted calculation.
+struct OrbitalResults {
+    int nOrbitalValues = 0;
+    Array<float> vOrbitalEnergy;    ///< eV, ascending
+    Array<float> vOccupancy;        ///< electrons; -1 marks the beta half and a hole
+    Array<int> vOrbitalOrder;       ///< row of each orbital in the vector matrix
+    Array<float> vPopulation;       ///< atomic orbital populations, by position
+    Array<char[4]> sSymmetryLabel;  ///< "  ?" until labels are known; length nOrbitalValues
+    Array<int> vSymmetryIndex;      ///< running number within the species
+    char sPointGroup[4] = {' ', ' ', '?', '\0'};  ///< until it is known
+};
+
+struct ResultState {
+    ResultBlock Block;
+    OrbitalResults Orbitals;
+};
+inline ResultState results;
+
+}  // namespace qsolve
