@@ -6,7 +6,7 @@
 #include "link/memory.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "search/finish.h"
+#include "search/cycles.h"
 #include "search/search.h"
 #include "setup/parameters.h"
 
@@ -211,15 +211,6 @@ Outcome Refine(Search& search, Line& line) {
 
 // ---- cycles -------------------------------------------------------------------------------------
 
-void ReportCycle(const Search& search, int nCycle) {
-    ResultBlock& block = results.Block;
-    block.nCycles = nCycle;
-    if (!IsReportPoint(nCycle)) return;
-    block.fFinalResult = block.fConverged = 0;
-    block.nEnergyPoints = search.nPoints;
-    SendReportPoint();
-}
-
 /// What a finished line search teaches the next cycle: its scale, and whether it starts afresh. A
 /// search that went less than half of the first step takes a shorter one the next time.
 void Learn(Search& search, Line& line) {
@@ -256,7 +247,7 @@ Outcome RunCycles(Search& search, int nMaxCycles, long long& nCycle) {
         Line line{.dCycleStart = scf.dTotalEnergy, .dSlope = dSlope};
         const Outcome outcome = SearchLine(search, line);
         if (outcome != Outcome::kGoesOn) return outcome;
-        ReportCycle(search, static_cast<int>(nCycle));
+        ReportCycle(static_cast<int>(nCycle), search.nPoints);
         Learn(search, line);
         search.dGradientSquaredOld = dSquare;
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 /// The face of the search room: minimisers of the energy over Cartesian coordinates.
 ///
 /// A search starts from the energy and gradient of an SCF that has run at system.pCoords. It moves
@@ -36,13 +34,5 @@ void PolakRibiere(double dRms, int nMaxCycles);
 /// Moves every selected atom by dFactor times its row of pVector, x y z by position. Atoms that are
 /// not free to move, capping ones among them, stay.
 void MoveAtoms(const double* pVector, double dFactor);
-
-/// Whether the client gets a report point after a cycle: every nReportPeriod-th, by size, and none
-/// for a period of 0.
-bool IsReportPoint(std::int64_t nCycle);
-
-/// Sends what belongs to a report point: result block, coordinates, charges and, where the client
-/// asks for them, the precise results.
-void SendReportPoint();
 
 }  // namespace qsolve

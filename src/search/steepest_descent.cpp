@@ -5,7 +5,7 @@
 #include "link/link.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "search/finish.h"
+#include "search/cycles.h"
 #include "search/search.h"
 
 namespace qsolve {
@@ -14,15 +14,6 @@ namespace {
 constexpr double kFirstFactor = 0.002;  ///< of the gradient, in the first cycle
 constexpr double kSmallestStep = 1e-6;  ///< working unit
 constexpr double kLonger = 1.2, kShorter = 0.5;
-
-void ReportCycle(int nCycle) {
-    ResultBlock& block = results.Block;
-    block.nCycles = nCycle;
-    if (!IsReportPoint(nCycle)) return;
-    block.fFinalResult = block.fConverged = 0;
-    block.nEnergyPoints = nCycle;
-    SendReportPoint();
-}
 
 }  // namespace
 
@@ -34,7 +25,7 @@ void SteepestDescent(double dRms, int nMaxCycles) {
         if (nCycle == 1) dLength = kFirstFactor * dNorm;
         MoveAtoms(gradient.pGradient.Data(), nCycle == 1 ? -kFirstFactor : -(dLength / dNorm));
         RunScf();
-        ReportCycle(nCycle);
+        ReportCycle(nCycle, nCycle);
 
         // A tie counts as no gain, and so does an energy that is no number.
         dLength *= scf.dTotalEnergy < dLast ? kLonger : kShorter;

@@ -1,3 +1,4 @@
+#include "exchange/report_point.h"
 #include "exchange/results.h"
 #include "gradient/state.h"
 #include "job/state.h"
@@ -26,16 +27,6 @@ void RunSinglePoint() {
     SetUpCalculation();
     RunScf();
     SendResultBlock();
-    SendCharges();
-    SendOrbitalData();
-    SendPreciseResults();
-}
-
-/// The last block of a job, and the results that go with it.
-void SendTail() {
-    results.Block.fFinalResult = 1;
-    SendResultBlock();
-    SendCoordinates();
     SendCharges();
     SendOrbitalData();
     SendPreciseResults();

@@ -1,6 +1,8 @@
-#include "search/finish.h"
+#include "search/cycles.h"
 
+#include "exchange/report_point.h"
 #include "gradient/state.h"
+#include "job/report_point.h"
 #include "job/state.h"
 #include "scf/scf.h"
 #include "setup/state.h"
@@ -22,6 +24,14 @@ double SquareLimit(double dRms) {
 
 bool IsBelowLimit(double dLimit) {
     return gradient.dGradientSquared < dLimit || gradient.dGradientSquared == 0.0;
+}
+
+void ReportCycle(int nCycle, int nEnergyPoints) {
+    results.Block.nCycles = nCycle;
+    if (!IsReportPoint(nCycle)) return;
+    results.Block.fFinalResult = results.Block.fConverged = 0;
+    results.Block.nEnergyPoints = nEnergyPoints;
+    SendReportPoint();
 }
 
 void FinishConverged(int nCycles, int nEnergyPoints) {
