@@ -5,6 +5,7 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "link/messages.h"
@@ -107,7 +108,7 @@ void ReadSelection() {
     AppendCappingAtoms(selection);
 
     Array<double> dReactant, dProduct;
-    if (job.nCalcKind == kSynchronousTransit) {
+    if (ThisKind().fTwoEnds) {
         dReactant = ReceiveGeometry("reactant");
         dProduct = ReceiveGeometry("product");
     }

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "exchange/results.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
@@ -117,7 +118,7 @@ void ScatterOrbitalRows(const double* mSource, float* mTarget, int nRows) {
 
 void ScatterGradientRows(const double* mSource, float* mTarget, int nRows) {
     const int nKept =
-        job.nCalcKind == kVibrations ? system.nSelected - system.nCapping : system.nSelected;
+        ThisKind().fRealAtomsOnly ? system.nSelected - system.nCapping : system.nSelected;
     for (int i = 0; i < nRows; ++i) {
         const double* pSource = mSource + Size(i) * Size(3 * nKept);
         float* pTarget = mTarget + Size(i) * Size(3 * nKept);

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "gradient/state.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
@@ -28,15 +29,6 @@ bool IsNextLowestState() {
 
 bool HasOpenLevels() {
     return setup.nOccupied != setup.nDoublyOcc;
-}
-
-bool IsDynamics() {
-    return job.nCalcKind == kMolecularDynamics || job.nCalcKind == kLangevinDynamics;
-}
-
-/// Jobs whose energy is the potential one of a step.
-bool HasKineticEnergy() {
-    return IsDynamics() || job.nCalcKind == kMonteCarlo;
 }
 
 /// Turns the gradient into kcal/mol, zeroes the rows of the capping atoms and sets its square and,
@@ -85,8 +77,8 @@ void ConvertEnergies(double dEnergy, double dCoreEnergy, double dKcal) {
 
 void FillBlock() {
     ResultBlock& block = results.Block;
-    // In dynamics the total energy has a kinetic part, which the job adds.
-    if (!IsDynamics()) block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);
+    if (ThisKind().nKinetic != Kinetic::kInTotal)
+        block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);
     block.flAtomicEnergy = static_cast<float>(setup.dAtomicEnergy);
     block.flElectronicEnergy = static_cast<float>(scf.dElectronic);
     block.flCoreEnergy = static_cast<float>(scf.dCoreRepulsion);
@@ -123,7 +115,7 @@ void ReportRestraints() {
 
 /// The energies of the state that was computed.
 void ReportStateEnergies() {
-    const bool fPotential = HasKineticEnergy();
+    const bool fPotential = ThisKind().nKinetic != Kinetic::kNone;
     LogFormat(kMsgEnergyHeading);
     LogFormat(fPotential ? kMsgPotentialEnergy : kMsgTotalEnergy, scf.dTotalEnergy);
     LogFormat(fPotential ? kMsgPotentialEnergyAu : kMsgTotalEnergyAu,
@@ -153,7 +145,7 @@ void ReportNextStateEnergies(double dExcitation) {
 }
 
 void ReportSummary(double dEnergy) {
-    if (job.nCalcKind == kSinglePoint)
+    if (ThisKind().fSummary)
         StatusFormat(kMsgSinglePointEnd, dEnergy, gradient.dRmsGradient,
                      results.Orbitals.sPointGroup);
 }

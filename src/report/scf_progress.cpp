@@ -1,6 +1,5 @@
-#include <cstdint>
-#include <cstdlib>
-
+#include "job/kinds.h"
+#include "job/report_point.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
@@ -10,11 +9,9 @@ namespace qsolve {
 
 namespace {
 
-/// Whether a search tells of this cycle: every nReportPeriod-th, none for a period of 0, and the
-/// one that has converged.
+/// Whether a search tells of this cycle: at report points, and once it has converged.
 bool IsReportCycle() {
-    const std::int64_t nPeriod = std::abs(std::int64_t{job.nReportPeriod});
-    return results.Block.fConverged != 0 || (nPeriod != 0 && results.Block.nCycles % nPeriod == 0);
+    return results.Block.fConverged != 0 || IsReportPoint(results.Block.nCycles);
 }
 
 const char* YesOrNo(int f) {
@@ -30,7 +27,7 @@ void FirstScfLine(int nIteration, double dDifference) {
     if (scf.nScfRuns == 0) CycleLine(nIteration, dDifference);
 }
 
-void OptimizeLine(int nIteration, double dDifference) {
+void SearchLine(int nIteration, double dDifference) {
     const ResultBlock& block = results.Block;
     if (IsReportCycle())
         StatusFormat(kMsgOptimizeProgress, block.flBindingEnergy, block.flRmsGradient,
@@ -55,25 +52,24 @@ void TimeLine(MessageId id, int nIteration, double dDifference) {
 }  // namespace
 
 void ReportScfProgress(int nIteration, double dDifference) {
-    switch (job.nCalcKind) {
-        case kSinglePoint:
+    switch (ThisKind().nProgress) {
+        case Progress::kNone:
+            return;
+        case Progress::kCycle:
             return CycleLine(nIteration, dDifference);
-        case kOptimisation:
-            return OptimizeLine(nIteration, dDifference);
-        case kMolecularDynamics:
-        case kLangevinDynamics:
-            return TimeLine(kMsgDynamicsProgress, nIteration, dDifference);
-        case kVibrations:
+        case Progress::kFirstScf:
             return FirstScfLine(nIteration, dDifference);
-        case kTransitionState:  // no cycle yet: the first Hessian is being computed
+        case Progress::kSearch:
+            return SearchLine(nIteration, dDifference);
+        case Progress::kHessian:
             if (results.Block.nCycles == 0) return FirstScfLine(nIteration, dDifference);
             return TransitionLine(nIteration, dDifference);
-        case kSynchronousTransit:
+        case Progress::kTransition:
             return TransitionLine(nIteration, dDifference);
-        case kMonteCarlo:
+        case Progress::kTime:
+            return TimeLine(kMsgDynamicsProgress, nIteration, dDifference);
+        case Progress::kSteps:
             return TimeLine(kMsgMonteCarloProgress, nIteration, dDifference);
-        default:
-            return;
     }
 }
 

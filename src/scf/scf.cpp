@@ -10,6 +10,7 @@
 #include "gradient/state.h"
 #include "integrals/integrals.h"
 #include "integrals/state.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "properties/properties.h"
@@ -394,7 +395,7 @@ void RunScf() {
     CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;
-    if (job.nCalcKind == kOptimisation) results.Block.nEnergyPoints = scf.nScfRuns;
+    if (ThisKind().fCountsPoints) results.Block.nEnergyPoints = scf.nScfRuns;
 
     Run run = StartRun();
     run.dCoreEnergy = BuildIntegrals();

@@ -1,5 +1,6 @@
 #include "exchange/intake.h"
 #include "gradient/state.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "scf/state.h"
 #include "session/job_arrays.h"
@@ -32,13 +33,11 @@ void FreeForceMatrix() noexcept {
 
 /// The force matrix outlives the calculation that made it while the coming job may work from it.
 void FreeForceMatrixByKind() noexcept {
-    const bool fFromSearch =
-        session.nPrevCalcKind == kTransitionState || session.nPrevCalcKind == kSynchronousTransit;
-    if (session.nPrevCalcKind == kVibrations) {
-        if (job.nCalcKind != kVibrations) FreeForceMatrix();
-    } else if (fFromSearch && job.nCalcKind != kTransitionState) {
+    const Matrix nLeft = KindOf(session.nPrevCalcKind).nLeaves;
+    if (nLeft == Matrix::kNone) return;
+    if (ThisKind().nTakes != nLeft) {
         FreeForceMatrix();
-    } else if (fFromSearch) {
+    } else if (nLeft == Matrix::kSearchHessian) {
         FreeModes();
         if (options.fComputeHessian) FreeForceMatrix();
     }
@@ -46,7 +45,7 @@ void FreeForceMatrixByKind() noexcept {
 
 /// A vibrations job on the stored force matrix also needs the orbitals and geometry it belongs to.
 bool WorksFromLastCalculation() noexcept {
-    return job.nCalcKind == kVibrations && !options.fComputeForceMatrix;
+    return ThisKind().nTakes == Matrix::kForceMatrix && !options.fComputeForceMatrix;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "setup/parameters.h"
@@ -50,10 +51,19 @@ void LogSettings() {
         LogFormat(kMsgOverlapWeights, options.flOverlapSigma, options.flOverlapPi);
     LogFormat(kMsgAccelerate, options.fDiis ? "YES" : "NO");
 
-    if (job.nCalcKind == kOptimisation) LogOptimisation();
-    if (job.nCalcKind == kMolecularDynamics || job.nCalcKind == kLangevinDynamics) LogDynamics();
-    if (job.nCalcKind == kLangevinDynamics) LogFormat(kMsgFriction, job.flFriction);
-    if (job.nCalcKind == kMonteCarlo) LogMonteCarlo();
+    switch (ThisKind().nSettings) {
+        case Settings::kNone:
+            return;
+        case Settings::kSearch:
+            return LogOptimisation();
+        case Settings::kDynamics:
+            return LogDynamics();
+        case Settings::kLangevin:
+            LogDynamics();
+            return LogFormat(kMsgFriction, job.flFriction);
+        case Settings::kMonteCarlo:
+            return LogMonteCarlo();
+    }
 }
 
 }  // namespace qsolve

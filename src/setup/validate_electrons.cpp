@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "job/atoms.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "setup/state.h"
@@ -94,31 +95,15 @@ void LogRestrictedLevels() {
         LogFormat(kMsgPartialLevels, dOccupancy, nOpen);
 }
 
-/// Jobs that need a gradient or a force matrix of the state, which configuration interaction does
-/// not give.
-void CheckJobWithCi() {
-    switch (job.nCalcKind) {
-        case kOptimisation:
-            Fatal(kMsgOptimizeCi);
-        case kMolecularDynamics:
-        case kLangevinDynamics:
-        case kMonteCarlo:
-            Fatal(kMsgDynamicsCi);
-        case kVibrations:
-            Fatal(kMsgVibrationsCi);
-        default:
-            return;
-    }
-}
-
 void AssignRestricted() {
     LogFormat(kMsgRhf);
     setup.fCiActive = options.nCiKind != 0;
     FillRestrictedLevels(ChooseRestrictedState());
     LogRestrictedLevels();
-    if (setup.fCiActive) CheckJobWithCi();
-    if (job.nCalcKind == kOptimisation && setup.nOccupied > setup.nDoublyOcc)
-        Warn(kMsgHalfElectronGeometry);
+    const JobKind& kind = ThisKind();
+    if (setup.fCiActive && kind.nWithCi != kGoes) Fatal(kind.nWithCi);
+    if (setup.nOccupied > setup.nDoublyOcc && kind.nHalfElectrons != kGoes)
+        Warn(kind.nHalfElectrons);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "job/atoms.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
@@ -56,7 +57,7 @@ void AnnounceStart() {
 void ClearResults() {
     scf.nScfRuns = -1;
     scf.dSavedShiftA = scf.dSavedShiftB = scf.dSavedTarget = 0.0;
-    setup.fFinalReport = job.nCalcKind == kSinglePoint || job.nCalcKind == kVibrations;
+    setup.fFinalReport = ThisKind().fFullReport;
     results.Block = ResultBlock{};
 }
 
@@ -79,7 +80,7 @@ void ValidateJob() {
     PumpOneMessage();
 
     CountElectrons();
-    if (system.nSelected == 1 && job.nCalcKind == kVibrations) Fatal(kMsgVibrationsOneAtom);
+    if (system.nSelected == 1 && ThisKind().nOneAtom != kGoes) Fatal(ThisKind().nOneAtom);
     AssignOccupation();
     ValidateCiOptions();
     AnnounceStart();
