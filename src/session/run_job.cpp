@@ -1,6 +1,7 @@
 #include "exchange/report_point.h"
 #include "exchange/results.h"
 #include "gradient/state.h"
+#include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
@@ -12,15 +13,15 @@ namespace qsolve {
 
 namespace {
 
-/// Says that a job has no driver.
-[[noreturn]] void Decline(const char* sJob) {
-    Fatal(kMsgNotAvailable, sJob, job.nCalcKind);
+/// Says that something has no driver.
+[[noreturn]] void Decline(const char* sWhat) {
+    Fatal(kMsgNotAvailable, sWhat, job.nCalcKind);
 }
 
-/// The same once the job has been checked and its settings are in the log.
-[[noreturn]] void SetUpAndDecline(const char* sJob) {
+/// Says that the job has none, once it has been checked and its settings are in the log.
+[[noreturn]] void SetUpAndDecline() {
     SetUpCalculation();
-    Decline(sJob);
+    Decline(ThisKind().sName);
 }
 
 void RunSinglePoint() {
@@ -63,31 +64,55 @@ void RunOptimisation() {
     SendTail();
 }
 
+/// An unknown kind of dynamics is set up and not run.
+void RunDynamicsJob() {
+    SetUpCalculation();
+    if (job.nMdKind < 0 || job.nMdKind > 2) return;
+    Decline(ThisKind().sName);
+}
+
+void RunVibrationsJob() {
+    if (!options.fComputeForceMatrix) Fatal(kMsgForceMatrixMissing);
+    SetUpAndDecline();
+}
+
+void RunTransitionState() {
+    SetUpAndDecline();
+}
+
+void RunTransit() {
+    SetUpAndDecline();
+}
+
+void RunLangevinJob() {
+    SetUpAndDecline();
+}
+
+void RunMonteCarloJob() {
+    SetUpAndDecline();
+}
+
+/// One call a kind; a number that is no kind runs nothing.
 void DispatchJob() {
     switch (job.nCalcKind) {
         case kSinglePoint:
-            RunSinglePoint();
-            break;
+            return RunSinglePoint();
         case kOptimisation:
-            RunOptimisation();
-            break;
+            return RunOptimisation();
         case kMolecularDynamics:
-            SetUpCalculation();
-            if (job.nMdKind < 0 || job.nMdKind > 2) return;
-            Decline("molecular dynamics");
+            return RunDynamicsJob();
         case kVibrations:
-            if (!options.fComputeForceMatrix) Fatal(kMsgForceMatrixMissing);
-            SetUpAndDecline("vibrational analysis");
+            return RunVibrationsJob();
         case kTransitionState:
-            SetUpAndDecline("transition state search");
+            return RunTransitionState();
         case kSynchronousTransit:
-            SetUpAndDecline("synchronous transit");
+            return RunTransit();
         case kLangevinDynamics:
-            SetUpAndDecline("Langevin dynamics");
+            return RunLangevinJob();
         case kMonteCarlo:
-            SetUpAndDecline("Monte Carlo sampling");
+            return RunMonteCarloJob();
         default:
-            break;
+            return;
     }
 }
 
