@@ -1,45 +1,35 @@
 #pragma once
 
-/// The face of the report room: turns the raw results of an SCF into report units and writes the
-/// log. Nothing here is sent while the log is silent, except for the status lines.
-///
-/// The end of an SCF, in this order:
-///
-///     label the levels; ReportScfStage(..., 3, true), unrestricted also (..., 4, true)
-///     the gradient, in raw units, with gradient.fComputed set, and the restraints
-///     ComputeAtomCharges   (properties)  populations and net charges
-///     ReportEnergies                     units, result block, the report down to the atoms
-///     ComputeDipole        (properties)  dipole, its fields of the block and its lines
+/// The face of the report room: writes the log and the status line. It changes no result. Nothing
+/// here is sent while the log is silent, except for the status lines.
 
 namespace qsolve {
 
-/// Turns the results of an SCF into kcal/mol and eV and reports them. dEnergy is the electronic and
-/// dCoreEnergy the core energy in the unit of the method. Once for each SCF: it scales in place
-/// scf.dStateCorrection and scf.dNextStateCorrection, results.Orbitals.vOrbitalEnergy (hartree to
-/// eV, for the methods that work in hartree) and, if gradient.fComputed, gradient.pGradient, whose
-/// capping rows it zeroes. Adds the restraints to the total energy. Sets the energies of `scf`,
-/// gradient.dGradientSquared and .dRmsGradient (0 where there is no gradient) and the energies of
-/// the result block.
-///
-/// With setup.fFinalReport the log gets the energies, the point group, the levels, the populations
-/// and the atoms; in a single point the status line gets the summary. A configuration interaction
-/// is told by scf.nCiKind.
-void ReportEnergies(double dEnergy, double dCoreEnergy);
+/// Reports the energies of the last SCF. With setup.fFinalReport the log gets the energies, the
+/// point group, the levels, the populations and the atoms; in a single point the status line gets
+/// the summary. A configuration interaction is told by scf.nCiKind.
+void ReportEnergies();
 
 /// Lists the selected atoms, with the capping ones, in the order of the selection: atom number,
 /// atomic number (negative for a capping atom), net charge, coordinates in Angstrom and mass.
 void ReportAtoms();
 
-/// Writes what options.nLogLevel asks to see of one stage of the SCF: 0 core Hamiltonian, 1 alpha
-/// Fock matrix, 2 beta Fock matrix, 3 alpha density and vectors, 4 beta density and vectors.
-/// fFinal is set after the last cycle. The level is no lower limit: each level chooses its own.
-///
-/// Matrices are N x N with N = scf.nOrbitals, those of vectors one orbital a row with the energies
-/// in vEnergy, in the unit of the method; only those of the stage are read, the others may be null.
-/// mDensity of a restricted calculation is the total density. mFock is to be passed before the
-/// diagonaliser destroys it.
-void ReportScfStage(const double* mCore, const double* mFock, const double* vEnergy,
-                    const double* mDensity, const double* mVectors, int nStage, bool fFinal);
+/// What there is to dump of one stage of an SCF. Matrices are N x N with N = scf.nOrbitals, those
+/// of vectors one orbital a row with the energies in vEnergy, in the unit of the method. Only what
+/// belongs to the stage is read; the rest may be null.
+struct ScfStage {
+    int nStage = 0;       ///< 0 core Hamiltonian, 1 and 2 Fock matrix, 3 and 4 density and vectors
+    bool fFinal = false;  ///< after the last cycle
+    const double* mCore = nullptr;
+    const double* mFock = nullptr;  ///< before the diagonaliser destroys it
+    const double* vEnergy = nullptr;
+    const double* mDensity = nullptr;  ///< of a restricted calculation the total density
+    const double* mVectors = nullptr;
+};
+
+/// Writes what options.nLogLevel asks to see of a stage; stages 2 and 4 are those of beta
+/// electrons. The level is no lower limit: each level chooses its own.
+void ReportScfStage(const ScfStage& stage);
 
 /// The status line of a cycle: nIteration from 1, dDifference the energy change in kcal/mol. The
 /// text depends on the kind of job, whose own progress it takes from the result block. The searches

@@ -1,5 +1,3 @@
-#include <cmath>
-
 #include "gradient/state.h"
 #include "job/kinds.h"
 #include "job/state.h"
@@ -29,66 +27,6 @@ bool IsNextLowestState() {
 
 bool HasOpenLevels() {
     return setup.nOccupied != setup.nDoublyOcc;
-}
-
-/// Turns the gradient into kcal/mol, zeroes the rows of the capping atoms and sets its square and,
-/// over all selected atoms, its root mean square, both per Angstrom: the capping ones count in the
-/// mean.
-void ConvertGradient(double dKcal) {
-    gradient.dGradientSquared = gradient.dRmsGradient = 0.0;
-    if (!gradient.fComputed || !gradient.pGradient) return;
-    const int nReal = 3 * (system.nSelected - system.nCapping), nAll = 3 * system.nSelected;
-    double* p = gradient.pGradient.Data();
-    double dSquare = 0.0;
-    for (int i = 0; i < nReal; ++i) {
-        p[i] *= dKcal;
-        dSquare += p[i] * p[i];
-    }
-    for (int i = nReal; i < nAll; ++i) p[i] = 0.0;
-    if (UsesAtomicUnits(system.MethodId)) dSquare *= kBohrPerAngstrom * kBohrPerAngstrom;
-    gradient.dGradientSquared = dSquare;
-    gradient.dRmsGradient = std::sqrt(dSquare / nAll);
-}
-
-void ConvertOrbitalEnergies() {
-    if (!UsesAtomicUnits(system.MethodId)) return;
-    for (float& flEnergy : results.Orbitals.vOrbitalEnergy)
-        flEnergy = static_cast<float>(static_cast<double>(flEnergy) * kReportEvPerHartree);
-}
-
-double RestraintEnergy() {
-    double dSum = 0.0;
-    for (const double dEnergy : gradient.dRestraintEnergy) dSum += dEnergy;
-    return dSum;
-}
-
-/// Sets the energies of `scf`, kcal/mol, from the electronic and the core energy in the unit of the
-/// method. In a next lowest state they are those of that state. The restraints enter the total and
-/// the binding energy; the heat of formation is that of the molecule without them.
-void ConvertEnergies(double dEnergy, double dCoreEnergy, double dKcal) {
-    scf.dStateCorrection *= dKcal;
-    if (HasCi()) scf.dNextStateCorrection *= dKcal;
-    scf.dElectronic = dEnergy * dKcal + scf.dStateCorrection;
-    scf.dCoreRepulsion = dCoreEnergy * dKcal;
-    scf.dTotalEnergy = (dEnergy + dCoreEnergy) * dKcal + scf.dStateCorrection + RestraintEnergy();
-    scf.dBinding = scf.dTotalEnergy - setup.dAtomicEnergy;
-    scf.dHeatOfFormation = scf.dCoreRepulsion + scf.dElectronic + setup.dHeatCorrection;
-}
-
-void FillBlock() {
-    ResultBlock& block = results.Block;
-    if (ThisKind().nKinetic != Kinetic::kInTotal)
-        block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);
-    block.flAtomicEnergy = static_cast<float>(setup.dAtomicEnergy);
-    block.flElectronicEnergy = static_cast<float>(scf.dElectronic);
-    block.flCoreEnergy = static_cast<float>(scf.dCoreRepulsion);
-    block.flHeatOfFormation = static_cast<float>(scf.dHeatOfFormation);
-    block.flRmsGradient = static_cast<float>(gradient.dRmsGradient);
-    block.flBindingEnergy = static_cast<float>(scf.dBinding);
-    block.flTetherEnergy = static_cast<float>(gradient.dRestraintEnergy[kTether]);
-    block.flStretchEnergy = static_cast<float>(gradient.dRestraintEnergy[kStretch]);
-    block.flBendEnergy = static_cast<float>(gradient.dRestraintEnergy[kBend]);
-    block.flTorsionEnergy = static_cast<float>(gradient.dRestraintEnergy[kTorsion]);
 }
 
 void ReportCorrection() {
@@ -165,12 +103,7 @@ void ReportEnergyLines() {
 
 }  // namespace
 
-void ReportEnergies(double dEnergy, double dCoreEnergy) {
-    const double dKcal = KcalPerUnit(system.MethodId);
-    ConvertEnergies(dEnergy, dCoreEnergy, dKcal);
-    ConvertGradient(dKcal);
-    ConvertOrbitalEnergies();
-    FillBlock();
+void ReportEnergies() {
     Yield(static_cast<std::size_t>(system.nSelected));
 
     ReportEnergyLines();

@@ -72,16 +72,16 @@ int VectorKind(const Dump& dump) {
 
 }  // namespace
 
-void ReportScfStage(const double* mCore, const double* mFock, const double* vEnergy,
-                    const double* mDensity, const double* mVectors, int nStage, bool fFinal) {
+void ReportScfStage(const ScfStage& stage) {
     if (!link.fLogReports) return;
     const int n = scf.nOrbitals;
     for (const Dump& dump : kDumps) {
-        if (!IsDue(dump, nStage, fFinal)) continue;
-        if (dump.nParts & kCore) PrintMatrix(mCore, n, n, dump.nMatrixKind);
-        if (dump.nParts & kFock) PrintMatrix(mFock, n, n, dump.nMatrixKind);
-        if (dump.nParts & kVectors) PrintEigenvectors(vEnergy, mVectors, n, n, VectorKind(dump));
-        if (dump.nParts & kDensity) PrintMatrix(mDensity, n, n, dump.nMatrixKind);
+        if (!IsDue(dump, stage.nStage, stage.fFinal)) continue;
+        if (dump.nParts & kCore) PrintMatrix(stage.mCore, n, n, dump.nMatrixKind);
+        if (dump.nParts & kFock) PrintMatrix(stage.mFock, n, n, dump.nMatrixKind);
+        if (dump.nParts & kVectors)
+            PrintEigenvectors(stage.vEnergy, stage.mVectors, n, n, VectorKind(dump));
+        if (dump.nParts & kDensity) PrintMatrix(stage.mDensity, n, n, dump.nMatrixKind);
     }
 }
 

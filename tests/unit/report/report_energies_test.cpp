@@ -6,7 +6,9 @@
 #include "gradient/state.h"
 #include "job/state.h"
 #include "report/report.h"
+#include "scf/energies.h"
 #include "scf/state.h"
+#include "setup/parameters.h"
 #include "setup/state.h"
 #include "symmetry/state.h"
 #include "tests/unit/report/report_fixture.h"
@@ -26,6 +28,12 @@ class EnergyReport : public ReportTest {
         setup.dAtomicEnergy = -450;
         setup.dHeatCorrection = 500;
         setup.fFinalReport = true;
+    }
+
+    /// The end of an SCF with these energies, in the unit of the method.
+    static void Finish(double dElectronic, double dCoreEnergy) {
+        FinishEnergies(dElectronic, dCoreEnergy);
+        ReportEnergies();
     }
 
     /// The log up to the list of levels.
@@ -49,19 +57,9 @@ class EnergyReport : public ReportTest {
     }
 };
 
-TEST_F(EnergyReport, TurnsHartreeIntoKcal) {
-    BuildHydrogen(kCndo);
-    ReportEnergies(-1.5, 0.5);
-    EXPECT_DOUBLE_EQ(scf.dElectronic, -1.5 * 627.5220032);
-    EXPECT_DOUBLE_EQ(scf.dCoreRepulsion, 0.5 * 627.5220032);
-    EXPECT_DOUBLE_EQ(scf.dTotalEnergy, -627.5220032);
-    EXPECT_DOUBLE_EQ(scf.dBinding, -627.5220032 + 450);
-    EXPECT_DOUBLE_EQ(scf.dHeatOfFormation, -627.5220032 + 500);
-}
-
 TEST_F(EnergyReport, HasEveryLineInItsOrder) {
     BuildHydrogen(kPm3);
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     const Lines expected{
         "\nENERGIES AND GRADIENT",
         "Total Energy                        =    -461.2200000 (kcal/mol)",
@@ -80,7 +78,7 @@ TEST_F(EnergyReport, GoesOnWithLevelsPopulationsAndAtoms) {
     BuildHydrogen(kPm3);
     symmetry.fPointGroupKnown = true;
     std::memcpy(results.Orbitals.sPointGroup, "DxhX", 4);
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     const Lines log = client.Log();
     ASSERT_EQ(log.size(), 8u + 7u + 4u);
     const Lines tail(log.begin() + 8, log.begin() + 15);
@@ -93,24 +91,11 @@ TEST_F(EnergyReport, GoesOnWithLevelsPopulationsAndAtoms) {
     EXPECT_EQ(Status(), Lines{"E=-11.2200 Grad=0.000 Symmetry=DxhX"});
 }
 
-TEST_F(EnergyReport, FillsTheResultBlock) {
-    BuildHydrogen(kPm3);
-    ReportEnergies(kElectronic, kCoreEnergy);
-    const ResultBlock& block = results.Block;
-    EXPECT_FLOAT_EQ(block.flTotalEnergy, -461.22F);
-    EXPECT_FLOAT_EQ(block.flAtomicEnergy, -450);
-    EXPECT_FLOAT_EQ(block.flElectronicEnergy, -703.3605F);
-    EXPECT_FLOAT_EQ(block.flCoreEnergy, 242.1405F);
-    EXPECT_FLOAT_EQ(block.flHeatOfFormation, 38.78F);
-    EXPECT_FLOAT_EQ(block.flBindingEnergy, -11.22F);
-    EXPECT_EQ(block.flRmsGradient, 0);
-}
-
 TEST_F(EnergyReport, RestraintsEnterTheTotalAndHaveTheirLines) {
     BuildHydrogen(kPm3);
     job.fRestraints = 1;
     for (int i = 0; i < 4; ++i) gradient.dRestraintEnergy[i] = 1.5 * (i + 1);
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     const Lines log = EnergyLines();
     ASSERT_EQ(log.size(), 12u);
     const Lines expected{
@@ -134,7 +119,7 @@ TEST_F(EnergyReport, InventsNoGradient) {
     BuildHydrogen(kPm3);
     TakeGradient({1, 2, 3, 4, 5, 6});
     gradient.fComputed = false;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_FALSE(Has("Gradient  "));
     EXPECT_EQ(gradient.dRmsGradient, 0);
     EXPECT_EQ(results.Block.flRmsGradient, 0);
@@ -144,7 +129,7 @@ TEST_F(EnergyReport, InventsNoGradient) {
 TEST_F(EnergyReport, ScalesTheGradientAndItsRootMeanSquare) {
     BuildHydrogen(kPm3);
     TakeGradient({3, 0, 0, 0, 0, 4});
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_DOUBLE_EQ(gradient.pGradient[0], 3 * 23.061);
     EXPECT_DOUBLE_EQ(gradient.dRmsGradient, 23.061 * 5 / std::sqrt(6.0));
     EXPECT_EQ(EnergyLines().back(),
@@ -154,41 +139,13 @@ TEST_F(EnergyReport, ScalesTheGradientAndItsRootMeanSquare) {
               Lines{Print("E=-11.2200 Grad=%.3f Symmetry=  ?", 23.061 * 5 / std::sqrt(6.0))});
 }
 
-TEST_F(EnergyReport, TurnsTheRootMeanSquareIntoAngstromButNotTheGradient) {
-    BuildHydrogen(kZindo1);
-    TakeGradient({3, 0, 0, 0, 0, 4});
-    ReportEnergies(-1.5, 0.5);
-    EXPECT_DOUBLE_EQ(gradient.pGradient[5], 4 * 627.5220032);
-    EXPECT_NEAR(gradient.dRmsGradient,
-                627.5220032 * 5 * std::sqrt(3.5710642983842207) / std::sqrt(6.0), 1e-9);
-}
-
-TEST_F(EnergyReport, LeavesCappingAtomsOutOfTheSumAndInTheMean) {
-    Build({.Atoms = {{1, 1}, {105 + 6, 4}}});
-    TakeGradient({0, 5, 0, 100, 100, 100});
-    ReportEnergies(0, 0);
-    EXPECT_DOUBLE_EQ(gradient.dRmsGradient, 23.061 * 5 / std::sqrt(6.0));
-    for (int i = 3; i < 6; ++i) EXPECT_EQ(gradient.pGradient[i], 0);
-}
-
-TEST_F(EnergyReport, TurnsOrbitalEnergiesIntoElectronVolts) {
-    BuildHydrogen(kIndo);
-    results.Orbitals.vOrbitalEnergy[0] = -0.5F;
-    ReportEnergies(-1.5, 0.5);
-    EXPECT_FLOAT_EQ(results.Orbitals.vOrbitalEnergy[0], -13.6056975F);
-    BuildHydrogen(kMndoD);
-    results.Orbitals.vOrbitalEnergy[0] = -13.5F;
-    ReportEnergies(-1.5, 0.5);
-    EXPECT_FLOAT_EQ(results.Orbitals.vOrbitalEnergy[0], -13.5F);
-}
-
 TEST_F(EnergyReport, SpeaksOfPotentialEnergyInDynamics) {
     for (const int nKind : {kMolecularDynamics, kLangevinDynamics, kMonteCarlo}) {
         BuildHydrogen(kPm3);
         client.Sent.clear();
         job.nCalcKind = nKind;
         results.Block.flTotalEnergy = 7;
-        ReportEnergies(kElectronic, kCoreEnergy);
+        Finish(kElectronic, kCoreEnergy);
         EXPECT_TRUE(Has("Potential Energy                    =    -461.2200000 (kcal/mol)"));
         EXPECT_TRUE(Has("Potential Energy                    =      -0.7349862 (a.u.)"));
         EXPECT_FALSE(Has("Total Energy"));
@@ -201,7 +158,7 @@ TEST_F(EnergyReport, SpeaksOfPotentialEnergyInDynamics) {
 TEST_F(EnergyReport, ShortReportIsOneStatusLine) {
     BuildHydrogen(kPm3);
     setup.fFinalReport = false;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(client.Log().empty());
     EXPECT_EQ(Status().size(), 1u);
 }
@@ -209,11 +166,11 @@ TEST_F(EnergyReport, ShortReportIsOneStatusLine) {
 TEST_F(EnergyReport, SilentLogLeavesTheStatusLine) {
     BuildHydrogen(kPm3);
     link.fLogReports = false;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(client.Log().empty());
     EXPECT_EQ(Status().size(), 1u);
     job.nCalcKind = kOptimisation;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_EQ(Status().size(), 1u);
 }
 
@@ -223,7 +180,7 @@ TEST_F(EnergyReport, AddsTheHalfElectronCorrectionOfOpenLevels) {
     setup.nDoublyOcc = 1;
     scf.dStateCorrection = -2;
     scf.dNextStateCorrection = 8;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(Has("HE Energy Correction                =     -46.1220000 (kcal/mol)"));
     EXPECT_DOUBLE_EQ(scf.dTotalEnergy, (kElectronic + kCoreEnergy - 2) * 23.061);
     EXPECT_DOUBLE_EQ(scf.dElectronic, (kElectronic - 2) * 23.061);
@@ -236,7 +193,7 @@ TEST_F(EnergyReport, NamesTheCiEnergyByItsLevels) {
     setup.nCiConfigurations = 42;
     scf.dStateCorrection = -2;
     TakeGradient({0, 0, 0, 0, 0, 0});
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     const Lines lines = EnergyLines();
     ASSERT_EQ(lines.size(), 11u);
     EXPECT_EQ(lines[7], "CI Energy                           =     -46.1220000 (kcal/mol)");
@@ -245,7 +202,7 @@ TEST_F(EnergyReport, NamesTheCiEnergyByItsLevels) {
 
     setup.nOccupied = 2;
     scf.dStateCorrection = -2;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(Has("CI Energy (Open Levels)             =     -46.1220000 (kcal/mol)"));
 }
 
@@ -256,7 +213,7 @@ TEST_F(EnergyReport, ShowsANextLowestStateBesideTheLowest) {
     setup.nCiConfigurations = 3;
     scf.dStateCorrection = 1;
     scf.dNextStateCorrection = -1;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     const Lines expected{
         "\nNext Lowest-State Total Energy      =    -438.1590000 (kcal/mol)",
         "Lowest-State Total Energy           =    -484.2810000 (kcal/mol)",
@@ -273,14 +230,14 @@ TEST_F(EnergyReport, ShowsANextLowestStateBesideTheLowest) {
 
     client.Sent.clear();
     setup.fFinalReport = false;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(client.Sent.empty());
 }
 
 TEST_F(EnergyReport, NextLowestStateOfAHalfElectronJobHasTheUsualLines) {
     BuildHydrogen(kPm3);
     options.fNextLowestState = 1;
-    ReportEnergies(kElectronic, kCoreEnergy);
+    Finish(kElectronic, kCoreEnergy);
     EXPECT_TRUE(Has("ENERGIES AND GRADIENT"));
     EXPECT_EQ(Status().size(), 1u);
 }

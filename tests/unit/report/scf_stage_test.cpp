@@ -31,9 +31,9 @@ const Row kExpected[] = {
 };
 // clang-format on
 
-class ScfStage : public ReportTest {
+class StageDumps : public ReportTest {
   protected:
-    ScfStage() { setup.fFinalReport = true; }
+    StageDumps() { setup.fFinalReport = true; }
 
     /// Titles of the dumps of a stage, one letter each, of a calculation with one orbital. Each
     /// matrix holds another number, which has to be the one that is written.
@@ -41,7 +41,13 @@ class ScfStage : public ReportTest {
         const double dCore = 1, dFock = 2, dEnergy = 3, dDensity = 4, dVector = 5;
         options.nLogLevel = nLevel;
         client.Sent.clear();
-        ReportScfStage(&dCore, &dFock, &dEnergy, &dDensity, &dVector, nStage, fFinal);
+        ReportScfStage({.nStage = nStage,
+                        .fFinal = fFinal,
+                        .mCore = &dCore,
+                        .mFock = &dFock,
+                        .vEnergy = &dEnergy,
+                        .mDensity = &dDensity,
+                        .mVectors = &dVector});
         std::string sLetters;
         for (const std::string& sLine : client.Log()) {
             if (sLine.find("=====") != std::string::npos) sLetters += Letter(sLine);
@@ -79,7 +85,7 @@ class ScfStage : public ReportTest {
     }
 };
 
-TEST_F(ScfStage, EachLevelChoosesItsOwnDumps) {
+TEST_F(StageDumps, EachLevelChoosesItsOwnDumps) {
     Build(WithOrbitals(1, true));
     for (const Row& row : kExpected)
         for (int nLevel = 0; nLevel <= 10; ++nLevel)
@@ -87,7 +93,7 @@ TEST_F(ScfStage, EachLevelChoosesItsOwnDumps) {
                 << "stage " << row.nStage << " final " << row.fFinal << " level " << nLevel;
 }
 
-TEST_F(ScfStage, LevelNineWaitsForTheFinalReport) {
+TEST_F(StageDumps, LevelNineWaitsForTheFinalReport) {
     Build(WithOrbitals(1, true));
     setup.fFinalReport = false;
     EXPECT_EQ(Dumps(3, true, 9), "");
@@ -95,7 +101,7 @@ TEST_F(ScfStage, LevelNineWaitsForTheFinalReport) {
     EXPECT_EQ(Dumps(3, true, 8), "VD");
 }
 
-TEST_F(ScfStage, MicrostateCiShowsItsNaturalOrbitalsAtTheEnd) {
+TEST_F(StageDumps, MicrostateCiShowsItsNaturalOrbitalsAtTheEnd) {
     Build(WithOrbitals(1));
     scf.nCiKind = 2;
     EXPECT_EQ(Dumps(3, true, 1), "N");
@@ -106,7 +112,7 @@ TEST_F(ScfStage, MicrostateCiShowsItsNaturalOrbitalsAtTheEnd) {
     EXPECT_EQ(Dumps(3, true, 4), "");
 }
 
-TEST_F(ScfStage, SilentLogShowsNothing) {
+TEST_F(StageDumps, SilentLogShowsNothing) {
     Build(WithOrbitals(1));
     link.fLogReports = false;
     EXPECT_EQ(Dumps(3, true, 3), "");

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "scf/run.h"
+
+/// The stages of an SCF for the log, each written only if the run is verbose.
+
+namespace qsolve {
+
+/// The core Hamiltonian, before the first cycle.
+void ReportCore(const ScfRun& run);
+
+/// The Fock matrix of a spin, before the diagonaliser destroys it.
+void ReportFock(const ScfRun& run, const SpinRun& s);
+
+/// Levels, orbitals and a density of a spin; fFinal after the last cycle.
+void ReportLevels(const ScfRun& run, const SpinRun& s, const double* mDensity, bool fFinal);
+
+}  // namespace qsolve
