@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "geometry/geometry.h"
 #include "gradient/state.h"
 #include "job/state.h"
 #include "link/memory.h"

@@ -31,8 +31,4 @@ void FletcherReeves(double dRms, int nMaxCycles);
 /// Rech. Oper. 3, 35 (1969). Ends and fails as FletcherReeves.
 void PolakRibiere(double dRms, int nMaxCycles);
 
-/// Moves every selected atom by dFactor times its row of pVector, x y z by position. Atoms that are
-/// not free to move, capping ones among them, stay.
-void MoveAtoms(const double* pVector, double dFactor);
-
 }  // namespace qsolve

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "geometry/geometry.h"
 #include "gradient/state.h"
 #include "job/state.h"
 #include "link/link.h"

@@ -12,6 +12,7 @@ FLOORS = (
     ("session",),
     ("platform",),
     ("search", "dynamics", "vibrations"),
+    ("geometry",),
     ("exchange",),
     ("scf",),
     ("ci", "gradient", "symmetry", "properties", "report"),

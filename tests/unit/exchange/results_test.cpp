@@ -1,5 +1,4 @@
 #include "exchange/results.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,7 @@
 #include <functional>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/state.h"
 #include "setup/parameters.h"

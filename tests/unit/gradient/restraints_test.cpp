@@ -1,5 +1,4 @@
 #include "gradient/restraints.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/parameters.h"
 #include "tests/support/bare_molecule.h"

@@ -1,8 +1,8 @@
 #include "integrals/atom_list.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "tests/unit/integrals/hand_made_molecule.h"
 
 namespace qsolve {

@@ -1,5 +1,4 @@
 #include "integrals/classical_charges.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 
 #include "integrals/cndo_core.h"
 #include "integrals/coulomb_matrices.h"
+#include "job/state.h"
 #include "tests/unit/integrals/hand_made_molecule.h"
 
 namespace qsolve {

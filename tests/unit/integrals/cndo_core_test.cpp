@@ -1,5 +1,4 @@
 #include "integrals/cndo_core.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,7 @@
 
 #include "integrals/coulomb_matrices.h"
 #include "integrals/overlap_matrix.h"
+#include "job/state.h"
 #include "tests/unit/integrals/hand_made_molecule.h"
 
 namespace qsolve {

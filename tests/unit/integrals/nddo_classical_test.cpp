@@ -1,5 +1,4 @@
 #include "integrals/nddo_classical.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 
 #include "integrals/mindo3.h"
 #include "integrals/nddo_pair_sp.h"
+#include "job/state.h"
 #include "numeric/row.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"

@@ -1,5 +1,4 @@
 #include "integrals/nddo_core.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 
 #include "integrals/integrals.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "scf/scf.h"

@@ -1,5 +1,4 @@
 #include "integrals/nddo_pair_d.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +9,7 @@
 
 #include "integrals/nddo_core.h"
 #include "integrals/nddo_pair_sp.h"
+#include "job/state.h"
 #include "link/state.h"
 #include "scf/state.h"
 #include "setup/state.h"

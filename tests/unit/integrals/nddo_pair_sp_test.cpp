@@ -1,5 +1,4 @@
 #include "integrals/nddo_pair_sp.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "integrals/overlap_matrix.h"
+#include "job/state.h"
 #include "tests/support/fresh_state.h"
 
 namespace qsolve {

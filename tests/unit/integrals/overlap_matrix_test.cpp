@@ -1,10 +1,10 @@
 #include "integrals/overlap_matrix.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "tests/support/scripted_client.h"
 #include "tests/unit/integrals/hand_made_molecule.h"

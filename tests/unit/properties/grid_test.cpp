@@ -1,10 +1,10 @@
 #include "properties/grid.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "job/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scripted_client.h"
 

@@ -1,5 +1,4 @@
 #include "properties/orbital_values.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "job/atoms.h"
+#include "job/state.h"
 #include "setup/state.h"
 #include "tests/support/bare_molecule.h"
 #include "tests/support/fresh_state.h"

@@ -1,8 +1,8 @@
 #include "properties/plot.h"
-#include "job/state.h"
 
 #include <cstring>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "tests/unit/properties/plot_fixture.h"
 

@@ -1,5 +1,4 @@
 #include "properties/potential.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <limits>
 
 #include "job/atoms.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "scf/scf.h"

@@ -1,11 +1,11 @@
 #include "report/report_orbitals.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 #include "symmetry/state.h"

@@ -1,9 +1,9 @@
 #include "scf/density.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include "algebra/diagonalise.h"
+#include "job/state.h"
 #include "numeric/trace.h"
 #include "setup/parameters.h"
 #include "tests/support/fresh_state.h"

@@ -1,5 +1,4 @@
 #include "scf/fock_nddo_two_centre.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 
 #include "integrals/nddo_store.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock_nddo_one_centre.h"

@@ -1,5 +1,4 @@
 #include "scf/half_electron.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "integrals/mo_integral.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
 #include "scf/state.h"

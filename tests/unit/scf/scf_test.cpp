@@ -1,5 +1,4 @@
 #include "scf/scf.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "integrals/atom_list.h"
+#include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
 #include "scf/state.h"

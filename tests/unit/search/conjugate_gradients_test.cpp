@@ -7,12 +7,12 @@
 #include "scf/state.h"
 #include "search/search.h"
 #include "setup/parameters.h"
-#include "tests/unit/search/model_potential.h"
+#include "tests/support/model_potential.h"
 
 namespace qsolve {
 namespace {
 
-class Conjugate : public SearchTest {
+class Conjugate : public ModelTest {
   protected:
     static void Run(bool fPolak, double dRms, int nMaxCycles) {
         fPolak ? PolakRibiere(dRms, nMaxCycles) : FletcherReeves(dRms, nMaxCycles);

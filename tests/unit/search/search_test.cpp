@@ -1,5 +1,4 @@
 #include "search/search.h"
-#include "job/state.h"
 
 #include <cmath>
 #include <limits>
@@ -7,10 +6,11 @@
 #include <tuple>
 
 #include "gradient/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
-#include "tests/unit/search/model_potential.h"
+#include "tests/support/model_potential.h"
 
 namespace qsolve {
 namespace {
@@ -29,7 +29,7 @@ void Minimise(int nOptimiser, double dRms, int nMaxCycles) {
 const std::vector<double> kThreeAtoms{0, 0, 0, 1.3, 0.2, 0, 0.3, 1.1, 0.4};
 
 /// What holds for all three minimisers.
-class AnySearch : public SearchTest, public testing::WithParamInterface<int> {
+class AnySearch : public ModelTest, public testing::WithParamInterface<int> {
   protected:
     static void Run(double dRms, int nMaxCycles) { Minimise(GetParam(), dRms, nMaxCycles); }
     static bool IsDescent() { return GetParam() == kSteepestDescent; }

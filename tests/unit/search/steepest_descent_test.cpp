@@ -5,12 +5,12 @@
 #include "link/messages.h"
 #include "search/search.h"
 #include "setup/state.h"
-#include "tests/unit/search/model_potential.h"
+#include "tests/support/model_potential.h"
 
 namespace qsolve {
 namespace {
 
-class Descent : public SearchTest {
+class Descent : public ModelTest {
   protected:
     /// How far the atoms went in each cycle.
     static std::vector<double> Steps() {

@@ -1,5 +1,4 @@
 #include "session/job_arrays.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include "algebra/state.h"
 #include "gradient/state.h"
 #include "integrals/state.h"
+#include "job/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 

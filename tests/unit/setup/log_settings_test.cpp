@@ -1,10 +1,10 @@
 #include "setup/log_settings.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "job/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {

@@ -1,5 +1,4 @@
 #include "setup/nddo_derived.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include <limits>
 #include <string>
 
+#include "job/state.h"
 #include "link/link.h"
 #include "setup/job_tables.h"
 #include "setup/radial_integrals.h"

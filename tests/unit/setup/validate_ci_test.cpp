@@ -1,5 +1,4 @@
 #include "setup/validate_ci.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "job/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {

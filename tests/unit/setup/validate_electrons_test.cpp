@@ -1,10 +1,10 @@
 #include "setup/validate_electrons.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
+#include "job/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 

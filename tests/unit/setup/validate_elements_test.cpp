@@ -1,8 +1,8 @@
 #include "setup/validate_elements.h"
-#include "job/state.h"
 
 #include <gtest/gtest.h>
 
+#include "job/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {

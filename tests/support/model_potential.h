@@ -23,9 +23,9 @@ struct ModelState {
 extern ModelState model;
 
 /// Atoms on a potential, and a client that receives the report points.
-class SearchTest : public FreshState {
+class ModelTest : public FreshState {
   protected:
-    SearchTest();
+    ModelTest();
 
     /// Places a hydrogen atom at every three numbers; all selected unless told otherwise.
     static void Place(const std::vector<double>& x, std::vector<int> selection = {});

@@ -1,5 +1,5 @@
+#include "geometry/geometry.h"
 #include "job/state.h"
-#include "search/search.h"
 
 namespace qsolve {
 

@@ -1,11 +1,12 @@
+#include "geometry/geometry.h"
+
 #include "job/state.h"
-#include "search/search.h"
-#include "tests/unit/search/model_potential.h"
+#include "tests/support/model_potential.h"
 
 namespace qsolve {
 namespace {
 
-class MovedAtoms : public SearchTest {};
+class MovedAtoms : public ModelTest {};
 
 TEST_F(MovedAtoms, GoByTheirRowsInTheOrderOfTheList) {
     Place({0, 0, 0, 1, 1, 1, 2, 2, 2}, {3, 1});

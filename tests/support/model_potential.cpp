@@ -1,4 +1,4 @@
-#include "tests/unit/search/model_potential.h"
+#include "tests/support/model_potential.h"
 
 #include <cmath>
 #include <cstring>
@@ -7,9 +7,9 @@
 #include "gradient/state.h"
 #include "job/state.h"
 #include "link/state.h"
+#include "scf/energies.h"
 #include "scf/scf.h"
 #include "scf/state.h"
-#include "setup/parameters.h"
 
 namespace qsolve {
 
@@ -24,27 +24,22 @@ void RunScf() {
     scf.dTotalEnergy = model.Energy(x, g);
     model.Path.push_back(x);
     model.Energies.push_back(scf.dTotalEnergy);
-    gradient.dGradientSquared = 0.0;
     for (int i = 0; i < 3 * system.nSelected; ++i) {
-        const bool fReal = i < 3 * (system.nSelected - system.nCapping);
         const int nAtom = system.nSelectedAtoms[i / 3] - 1;
-        const double d = g[static_cast<std::size_t>(3 * nAtom + i % 3)];
-        gradient.pGradient[i] = fReal ? d : 0.0;
-        gradient.dGradientSquared += gradient.pGradient[i] * gradient.pGradient[i];
+        gradient.pGradient[i] = g[static_cast<std::size_t>(3 * nAtom + i % 3)];
     }
-    if (UsesAtomicUnits(system.MethodId))
-        gradient.dGradientSquared *= kBohrPerAngstrom * kBohrPerAngstrom;
     gradient.fComputed = true;
+    FinishGradient(1.0);
 }
 
-SearchTest::SearchTest() {
+ModelTest::ModelTest() {
     NewScriptedClient();
     model = ModelState{};
     job.nCalcKind = kOptimisation;
     link.fShowWarnings = true;
 }
 
-void SearchTest::Place(const std::vector<double>& x, std::vector<int> selection) {
+void ModelTest::Place(const std::vector<double>& x, std::vector<int> selection) {
     BareMolecule molecule;
     for (std::size_t i = 0; i < x.size(); i += 3)
         molecule.Atoms.push_back({1, 1, x[i], x[i + 1], x[i + 2]});
@@ -53,18 +48,18 @@ void SearchTest::Place(const std::vector<double>& x, std::vector<int> selection)
     gradient.pGradient.Take(static_cast<std::size_t>(system.nSelected), 3, kIntake);
 }
 
-void SearchTest::Start(Potential energy) {
+void ModelTest::Start(Potential energy) {
     model.Energy = std::move(energy);
     RunScf();
 }
 
-double SearchTest::DistanceFrom(const std::vector<double>& x) {
+double ModelTest::DistanceFrom(const std::vector<double>& x) {
     double d = 0.0;
     for (std::size_t i = 0; i < x.size(); ++i) d += std::pow(system.pCoords[i] - x[i], 2);
     return std::sqrt(d);
 }
 
-std::vector<ResultBlock> SearchTest::Blocks() {
+std::vector<ResultBlock> ModelTest::Blocks() {
     std::vector<ResultBlock> blocks;
     for (const SentPacket& packet : client.Sent) {
         if (packet.nType != kPacketData || packet.Payload.size() != sizeof(ResultBlock)) continue;
