@@ -1,15 +1,13 @@
 #pragma once
 
 #include "link/memory.h"
+#include "link/packets.h"
 
 namespace qsolve {
 
-/// States of a configuration interaction, as they go to the client. Lives for one calculation.
+/// What a configuration interaction leaves. Lives for one calculation.
 struct CiState {
-    struct StateRecord {
-        unsigned char Bytes[64];
-    };
-    Array<StateRecord> CiStateTable;
+    Array<UvRecord> CiStateTable;  ///< states of a singles CI as they go to the client
     int nCiStates = 0;
 };
 inline CiState ci;

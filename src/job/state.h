@@ -47,9 +47,17 @@ struct OrbitalResults {
     char sPointGroup[4] = {' ', ' ', '?', '\0'};  ///< until it is known
 };
 
+/// Normal modes as the client receives them. They live as long as the force matrix, by its rules.
+struct ModeResults {
+    Array<ModeRecord> Records;
+    Array<double> mModes;  ///< one mode a row
+};
+
+/// What came of the calculation, as the client receives it.
 struct ResultState {
     ResultBlock Block;
     OrbitalResults Orbitals;
+    ModeResults Modes;
 };
 inline ResultState results;
 

@@ -262,6 +262,42 @@ static_assert(offsetof(ResultBlock, flRmsGradient) == 120);
 static_assert(offsetof(ResultBlock, flTime) == 144);
 static_assert(offsetof(ResultBlock, fFinalResult) == 160);
 
+/// One state of a singles configuration interaction. Dipoles in Debye.
+struct UvRecord {
+    int nState = 0;      ///< place in the list; 0 is the reference
+    float flEnergy = 0;  ///< of the reference, eV; of others the wavelength from it, nm
+    int nVector = 0;     ///< number of the eigenvector, by energy
+    float flSpin = 0;    ///< S
+    float flDipole = 0;
+    float flOscillator = 0;  ///< strength of the transition from the reference
+    float flTransitionX = 0;
+    float flTransitionY = 0;
+    float flTransitionZ = 0;
+    float flDipoleX = 0;
+    float flDipoleY = 0;
+    float flDipoleZ = 0;
+    int nUnused48[4] = {};
+};
+static_assert(sizeof(UvRecord) == 64);
+static_assert(offsetof(UvRecord, flOscillator) == 20);
+static_assert(offsetof(UvRecord, flTransitionX) == 24);
+static_assert(offsetof(UvRecord, flDipoleX) == 36);
+
+/// One normal mode.
+struct ModeRecord {
+    float flFrequency = 0;  ///< 1/cm; negative where it is imaginary
+    int nIndex = 0;         ///< place of its row in the matrix of modes
+    float flIntensity = 0;
+    float flDipoleX = 0;  ///< derivative of the dipole along the mode
+    float flDipoleY = 0;
+    float flDipoleZ = 0;
+    int nSymmetryIndex = 0;  ///< running number within the species
+    char sSymmetryLabel[4] = {};
+};
+static_assert(sizeof(ModeRecord) == 32);
+static_assert(offsetof(ModeRecord, flDipoleX) == 12);
+static_assert(offsetof(ModeRecord, sSymmetryLabel) == 28);
+
 /// Bytes of the parameter block of a method, one pull; 0 where there is none.
 constexpr int kCindoBlockBytes = 108 * 12 * 8;
 constexpr int kNddoBlockBytes = 210 * 25 * 8;

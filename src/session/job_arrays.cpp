@@ -166,7 +166,8 @@ void FreeCalculation() noexcept {
     properties = PropertyState{};
     ci = CiState{};
     symmetry = SymmetryState{};
-    results = ResultState{};
+    results.Block = ResultBlock{};
+    results.Orbitals = OrbitalResults{};
     session.nPrevOrbitals = 0;
 }
 

@@ -23,12 +23,13 @@ void FreeMolecule() noexcept {
 }
 
 void FreeModes() noexcept {
-    vibrations.ModeRecords.Reset();
+    results.Modes.Records.Reset();
 }
 
 /// The force matrix and all that was made from it.
 void FreeForceMatrix() noexcept {
     vibrations = VibrationState{};
+    results.Modes = ModeResults{};
 }
 
 /// The force matrix outlives the calculation that made it while the coming job may work from it.

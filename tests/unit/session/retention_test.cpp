@@ -24,7 +24,7 @@ class Retention : public FreshState {
         scf.mDensityB.Take(36, kSetUp);
         scf.fResultsValid = true;
         vibrations.pHessian.Take(81, kWork);
-        vibrations.ModeRecords.Take(9 * 32, kWork);
+        results.Modes.Records.Take(9, kWork);
     }
 };
 
@@ -88,13 +88,13 @@ TEST_F(Retention, ForceMatrixOfVibrationsIsFreedForAnotherKindOnly) {
 TEST_F(Retention, SearchAfterSearchKeepsTheMatrixUnlessItIsToBeComputed) {
     for (const int nKind : {kTransitionState, kSynchronousTransit}) {
         vibrations.pHessian.Take(81, kWork);
-        vibrations.ModeRecords.Take(32, kWork);
+        results.Modes.Records.Take(1, kWork);
         session.nPrevCalcKind = nKind;
         job.nCalcKind = kTransitionState;
         options.fComputeHessian = 0;
         FreeSessionArrays();
         EXPECT_TRUE(vibrations.pHessian) << nKind;
-        EXPECT_FALSE(vibrations.ModeRecords) << nKind;
+        EXPECT_FALSE(results.Modes.Records) << nKind;
         options.fComputeHessian = 1;
         FreeSessionArrays();
         EXPECT_FALSE(vibrations.pHessian) << nKind;
