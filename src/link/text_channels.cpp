@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "link/held.h"
 #include "link/link.h"
 #include "link/transport.h"
 
@@ -34,14 +35,6 @@ struct Formatted {
         const char* sFormat = MessageText(id);
         FormatText(sText, sizeof sText, sFormat ? sFormat : "", pArguments, nArguments);
     }
-};
-
-/// Marks that a failure is being reported, so that a second one is not.
-struct FatalGuard {
-    FatalGuard() { link.fInFatal = true; }
-    ~FatalGuard() { link.fInFatal = false; }
-    FatalGuard(const FatalGuard&) = delete;
-    FatalGuard& operator=(const FatalGuard&) = delete;
 };
 
 }  // namespace
@@ -82,7 +75,7 @@ void FatalText(MessageId id, const Argument* pArguments, std::size_t nArguments)
     if (link.fInFatal) throw Unwinding{id};
     bool fStop = false;
     {
-        FatalGuard guard;
+        const Held report(link.fInFatal, true);  // a second failure is not reported
         try {
             ErrorText(id, pArguments, nArguments);
         } catch (const Unwinding&) {

@@ -4,6 +4,7 @@
 #include "gradient/state.h"
 #include "job/report_point.h"
 #include "job/state.h"
+#include "link/held.h"
 #include "scf/scf.h"
 #include "setup/state.h"
 
@@ -35,7 +36,7 @@ void ReportCycle(int nCycle, int nEnergyPoints) {
 }
 
 void FinishConverged(int nCycles, int nEnergyPoints) {
-    setup.fFinalReport = true;
+    const Held report(setup.fFinalReport, true);
     results.Block.fConverged = 1;
     RunScf();
     SetCounts(nCycles, nEnergyPoints);

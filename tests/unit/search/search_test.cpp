@@ -88,7 +88,7 @@ TEST_P(AnySearch, OnTheGroundAlreadyRunsTheReportAlone) {
     Run(0.1, 100);
     EXPECT_EQ(model.nRuns, 2);
     EXPECT_EQ(results.Block.fConverged, 1);
-    EXPECT_TRUE(setup.fFinalReport);
+    EXPECT_FALSE(setup.fFinalReport);  // what a later SCF reports is its own affair
     EXPECT_EQ(results.Block.nCycles, IsDescent() ? 1 : 0);
     EXPECT_EQ(results.Block.nEnergyPoints, 1);
 }
