@@ -43,9 +43,8 @@ constexpr bool IsSecondTransitionRow(int nElement) {
     return nElement >= 39 && nElement <= 47;
 }
 
-/// Hartree per eV of the one-centre parameters. kResonancePerEv is half of another one, of the
-/// resonance integrals; the two are not derived from one another.
-constexpr double kHartreePerEv = 0.03674930900274282;
+/// Half a hartree per eV, of the resonance integrals: with other last digits than kHartreePerEv,
+/// from which it is not derived.
 constexpr double kResonancePerEv = 0.018375597;
 
 /// Parts of a Coulomb matrix between two atoms: s and p orbitals share one value, d have theirs.

@@ -44,7 +44,7 @@ inline int BlockOf(const int* pPairIndex, int nAtoms, int iA, int iB) {
 constexpr double kOnePlaceSquare = 1e-6;
 
 /// Coulomb constant, eV bohr.
-constexpr double kElectronVoltBohr = 27.211396;
+constexpr double kElectronVoltBohr = kEvPerHartree;
 
 /// One atom with what its pair terms need, read from the tables once per geometry.
 struct NddoAtom {

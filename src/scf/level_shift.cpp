@@ -13,10 +13,7 @@
 namespace qsolve {
 namespace {
 
-// In eV; this pair of factors belongs to the level shift alone.
-constexpr double kEvPerHartree = 27.211396;
-constexpr double kHartreePerEv = 0.03674930900274282;
-
+// Energies in eV.
 constexpr double kFirstShift = 1.0, kFirstTarget = -4.44, kFirstCap = 20.0;
 constexpr double kFrozenShift = -0.1;  ///< of a closed system while its energy falls
 constexpr double kLowestShift = -20.0;

@@ -59,7 +59,7 @@ void PseudoDiagonalise(int n, int nOcc, const double* mFock, double* mVectors, c
         for (int i = 0; i < nOcc; ++i) {
             const double f = vRow[i], a = vLevel[i] - vLevel[j];
             if (std::abs(f) < dThreshold || f == 0.0) continue;
-            if (std::abs(f / a) < scf.dRotationFloor) continue;
+            if (std::abs(f / a) < kRotationFloor) continue;
             Rotate(n, f, a, Row(mVectors, n, i), Row(mVectors, n, j));
         }
         Yield(static_cast<std::size_t>(n));

@@ -2,6 +2,9 @@
 
 namespace qsolve {
 
+/// Least tangent of a rotation that is made: 10 sqrt(rounding).
+constexpr double kRotationFloor = 10.0 * 0x1p-26;
+
 /// One sweep of two-by-two rotations between occupied and virtual orbitals, which lessens the part
 /// of the Fock matrix that joins them; orbital energies are not computed. J. J. P. Stewart, P.
 /// Csaszar, P. Pulay, J. Comput. Chem. 3, 227 (1982).

@@ -39,8 +39,6 @@ struct DiisHistory {
 /// are full, row-major, N x N; orbital k is row k of a vector matrix. Energies are in the unit of
 /// the method family, hartree or eV. Arrays are taken at set-up and freed by the retention rules.
 struct ScfState {
-    double dRotationFloor = 10.0 * 0x1p-26;  ///< least tangent of a rotation: 10 sqrt(rounding)
-
     // The level shift that the last SCF left. Lives from one SCF of a job to the next; zero at the
     // start of the process and at each validation, so that a job depends on no other.
     double dSavedShiftA = 0.0;  ///< eV

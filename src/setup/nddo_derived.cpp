@@ -13,8 +13,6 @@ namespace qsolve {
 
 namespace {
 
-constexpr double kElectronVolt = 27.211396;  // per hartree
-constexpr double kHartreePerElectronVolt = 0.03674930900274282;
 constexpr double kSmallestParameter = 0.00001;  // what is smaller counts as not there
 constexpr double kSmallestKept = 0.0001;        // what is smaller is not kept from the table
 /// Least self-interaction of the p quadrupole, eV. A table with dGpp not above dGp2, as several
@@ -47,9 +45,9 @@ void FindEffectiveExponents(const NddoRow& row, NddoExtended* pX) {
     const double dP = UnitRadialIntegral(0, n) + 0.16 * UnitRadialIntegral(2, n);
     const double dD = UnitRadialIntegral(0, nD) +
                       0.0816326530612245 * (UnitRadialIntegral(2, nD) + UnitRadialIntegral(4, nD));
-    pX->dZetaS = row.dGss * kHartreePerElectronVolt / dS;
-    pX->dZetaP = row.dGpp * kHartreePerElectronVolt / dP;
-    pX->dZetaD = row.dGdd * kHartreePerElectronVolt / dD;
+    pX->dZetaS = row.dGss * kHartreePerEv / dS;
+    pX->dZetaP = row.dGpp * kHartreePerEv / dP;
+    pX->dZetaD = row.dGdd * kHartreePerEv / dD;
 }
 
 /// Slater-Condon integrals over the effective exponents, eV. PM3 takes the ones between s and p
@@ -61,7 +59,7 @@ void FindRadialIntegrals(const NddoRow& row, NddoExtended* pX) {
     const SlaterShell d{pX->nShellD, pX->dZetaD};
     const auto R = [](int k, const SlaterShell& a, const SlaterShell& b, const SlaterShell& c,
                       const SlaterShell& e) {
-        return kElectronVolt * RadialIntegral(k, a, b, c, e);
+        return kEvPerHartree * RadialIntegral(k, a, b, c, e);
     };
     const bool fPm3 = system.MethodId == kPm3;
     pX->dF0ss = R(0, s, s, s, s);
@@ -110,28 +108,28 @@ bool Store(double x, double* pRho) {
 
 /// The monopoles: 0.5 / x with x = 0.5 / F0 is F0, in hartree.
 void FindMonopoles(NddoExtended* pX) {
-    pX->dRho0ss = pX->dF0ss * kHartreePerElectronVolt;
+    pX->dRho0ss = pX->dF0ss * kHartreePerEv;
     pX->dRho0pp = pX->dRho0ss;
-    pX->dRho0dd = pX->dF0dd * kHartreePerElectronVolt;
+    pX->dRho0dd = pX->dF0dd * kHartreePerEv;
 }
 
 /// The multipoles of s and p. Their self-interactions are G1(sp)/3 and 3/25 F2(pp).
 bool FindSpTerms(double dQuadrupole, NddoExtended* pX) {
-    const double dDipole = pX->dG1sp / 3.0 * kHartreePerElectronVolt;
+    const double dDipole = pX->dG1sp / 3.0 * kHartreePerEv;
     const bool f1 = Store(DipoleAdditiveTerm(pX->dD1sp, dDipole), &pX->dRho1sp);
-    const bool f2 = Store(QuadrupoleAdditiveTerm(pX->dD2pp, dQuadrupole * kHartreePerElectronVolt),
-                          &pX->dRho2pp);
+    const bool f2 =
+        Store(QuadrupoleAdditiveTerm(pX->dD2pp, dQuadrupole * kHartreePerEv), &pX->dRho2pp);
     return f1 && f2;
 }
 
 /// The multipoles with d. Their self-interactions are 4/15 G1(pd), G2(sd)/5 and 3/49 F2(dd).
 bool FindDTerms(NddoExtended* pX) {
-    const double dSd = pX->dG2sd / 5.0 * kHartreePerElectronVolt;
-    const double dDd = 3.0 / 49.0 * pX->dF2dd * kHartreePerElectronVolt;
+    const double dSd = pX->dG2sd / 5.0 * kHartreePerEv;
+    const double dDd = 3.0 / 49.0 * pX->dF2dd * kHartreePerEv;
     const bool f1 = Store(QuadrupoleAdditiveTerm(pX->dD2sd, dSd), &pX->dRho2sd);
     const bool f2 = Store(QuadrupoleAdditiveTerm(pX->dD2dd, dDd), &pX->dRho2dd);
     if (!pX->fHasP) return f1 && f2;
-    const double dPd = 4.0 / 15.0 * pX->dG1pd * kHartreePerElectronVolt;
+    const double dPd = 4.0 / 15.0 * pX->dG1pd * kHartreePerEv;
     return Store(DipoleAdditiveTerm(pX->dD1pd, dPd), &pX->dRho1pd) && f1 && f2;
 }
 

@@ -116,16 +116,16 @@ TEST_F(PseudoDiagonaliser, LeavesOrbitalsWithoutCouplingAlone) {
 }
 
 TEST_F(PseudoDiagonaliser, SkipsRotationsBelowTheFloor) {
-    EXPECT_EQ(scf.dRotationFloor, 10.0 * std::sqrt(std::numeric_limits<double>::epsilon()));
+    EXPECT_EQ(kRotationFloor, 10.0 * std::sqrt(std::numeric_limits<double>::epsilon()));
     Take(2);
     f(0, 0) = 0.0, f(1, 1) = 1.0;
     c(0, 0) = c(1, 1) = 1.0;
     e(0, 1) = 1.0;
     const TestMatrix before = c;
-    f(0, 1) = f(1, 0) = 0.99 * scf.dRotationFloor;
+    f(0, 1) = f(1, 0) = 0.99 * kRotationFloor;
     Sweep(2, 1);
     EXPECT_EQ(c.v, before.v);
-    f(0, 1) = f(1, 0) = 1.01 * scf.dRotationFloor;
+    f(0, 1) = f(1, 0) = 1.01 * kRotationFloor;
     Sweep(2, 1);
     EXPECT_NE(c(0, 1), 0.0);
 }
