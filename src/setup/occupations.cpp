@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "job/state.h"
-#include "scf/state.h"
 #include "setup/setup.h"
 #include "setup/state.h"
 
@@ -21,7 +20,6 @@ void Fill(int nFirst, int nCount, float fl) {
 }  // namespace
 
 void SetOccupations() {
-    if (options.nCiKind == kMicrostates && setup.fFinalReport && scf.nScfRuns >= 0) return;
     const int n = setup.nOrbitals;
     if (options.nSpinTreatment == 1) {
         Fill(0, 2 * n, 0.0F);

@@ -20,8 +20,7 @@ void CheckMasses();
 
 /// Fills results.Orbitals.vOccupancy, the electrons of each level. Restricted: 2, then 1 on open
 /// levels, then 0; in a next lowest state the last occupied level is marked -1. Unrestricted: 1 on
-/// the occupied alpha levels, -1 on the occupied beta levels, whose half starts at N. After the
-/// first SCF of a microstate calculation with a full report the natural occupations stay.
+/// the occupied alpha levels, -1 on the occupied beta levels, whose half starts at N.
 void SetOccupations();
 
 }  // namespace qsolve

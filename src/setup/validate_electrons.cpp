@@ -129,31 +129,28 @@ void FillUnrestrictedLevels(int nMultiplicity) {
 }
 
 void FillRestrictedLevels(int nOpen) {
-    setup.nDoublyOcc = setup.nElectrons / 2;
-    setup.nOccupied = setup.nElectrons % 2;
-    if (nOpen != 0) {
-        if (nOpen % 2 != setup.nElectrons % 2) Fatal(kMsgOpenLevelParity);
-        setup.nDoublyOcc -= nOpen / 2;
-        setup.nOccupied = nOpen;
-    }
+    // Without open levels asked for, an odd electron has one of its own.
+    if (nOpen != 0 && nOpen % 2 != setup.nElectrons % 2) Fatal(kMsgOpenLevelParity);
+    const int nSingle = nOpen != 0 ? nOpen : setup.nElectrons % 2;
+    const int nDouble = setup.nElectrons / 2 - nOpen / 2;
+    if (nDouble < 0) Fatal(kMsgNegativeDoubleLevels);
+    if (nDouble + nSingle > setup.nOrbitals) Fatal(kMsgTooManyLevels);
+    setup.nDoublyOcc = nDouble;
+    setup.nOccupied = nDouble + nSingle;
     setup.Map.dOpenOccupancy = 1.0;
-    if (setup.nDoublyOcc < 0) Fatal(kMsgNegativeDoubleLevels);
-    if (setup.nDoublyOcc + setup.nOccupied > setup.nOrbitals) Fatal(kMsgTooManyLevels);
-    setup.nOccupied += setup.nDoublyOcc;
 }
 
 void AssignOccupation() {
-    if (options.nSpinTreatment == 1)
+    const bool fUnrestricted = options.nSpinTreatment == 1;
+    if (fUnrestricted)
         AssignUnrestricted();
     else
         AssignRestricted();
     LogFormat(kMsgChargeAndOrbitals, options.nTotalCharge, setup.nOrbitals);
 
-    // One of the two summands is zero: levels count in a restricted calculation, electrons of a
-    // spin in an unrestricted one.
-    setup.Map.nOccA = setup.nOccupied + setup.nElectronsA;
+    setup.Map.nOccA = fUnrestricted ? setup.nElectronsA : setup.nOccupied;
+    setup.Map.nOccB = fUnrestricted ? setup.nElectronsB : setup.nOccupied;
     setup.Map.nClosedLevels = setup.nDoublyOcc;
-    setup.Map.nOccB = setup.nOccupied + setup.nElectronsB;
 }
 
 void SetGuessFractions() {

@@ -4,7 +4,6 @@
 #include "job/kinds.h"
 #include "job/state.h"
 #include "link/link.h"
-#include "scf/state.h"
 #include "setup/atomic_energies.h"
 #include "setup/log_settings.h"
 #include "setup/orbital_basis.h"
@@ -55,8 +54,6 @@ void AnnounceStart() {
 }
 
 void ClearResults() {
-    scf.nScfRuns = -1;
-    scf.dSavedShiftA = scf.dSavedShiftB = scf.dSavedTarget = 0.0;
     setup.fFinalReport = ThisKind().fFullReport;
     results.Block = ResultBlock{};
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "job/state.h"
-#include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {
@@ -43,20 +42,6 @@ TEST_F(Occupations, OfEitherSpinMarkTheBetaHalf) {
     options.nMultiplicity = 3;
     ASSERT_EQ(TrySetUp(), 0);
     EXPECT_EQ(Values(), (Floats{1, 1, 1, 1, 1, 0, -1, -1, -1, 0, 0, 0}));
-}
-
-TEST_F(Occupations, OfAMicrostateCalculationStayAfterItsFirstScf) {
-    options.nCiKind = 2;
-    options.nCiSelection = options.nCiOccupied = options.nCiUnoccupied = 1;
-    ASSERT_EQ(TrySetUp(), 0);
-    EXPECT_EQ(Values()[0], 2.0F) << "set-up fills them";
-    results.Orbitals.vOccupancy[0] = 1.9F;
-    scf.nScfRuns = 0;
-    SetOccupations();
-    EXPECT_EQ(Values()[0], 1.9F) << "natural occupations stay";
-    setup.fFinalReport = false;
-    SetOccupations();
-    EXPECT_EQ(Values()[0], 2.0F) << "not where each SCF is a step of something";
 }
 
 }  // namespace
