@@ -12,6 +12,7 @@
 #include "benchmarks/molecule_files.h"
 #include "job/state.h"
 #include "properties/plot.h"
+#include "properties/plot_positions.h"
 #include "properties/potential.h"
 #include "scf/scf.h"
 #include "setup/state.h"
@@ -24,19 +25,16 @@ using Clock = std::chrono::steady_clock;
 constexpr int kPoints = 80;
 constexpr float kMargin = 3.0F * 1.889726F;
 
-/// Turns the atoms' coordinates to bohr, as they are while a plot is made, and lays the grid round
-/// them. Returns the distance of the planes.
+/// Lays the grid round the atoms where a plot sees them. Returns the distance of the planes.
 float LayGrid() {
-    const float flBohr = UsesAtomicUnits(system.MethodId) ? 1.0F : 1.889726F;
     float flLow[3], flHigh[3];
     std::fill_n(flLow, 3, std::numeric_limits<float>::max());
     std::fill_n(flHigh, 3, std::numeric_limits<float>::lowest());
-    for (AtomRecord& atom : system.pAtoms) {
-        float* const pXyz[3] = {&atom.flX, &atom.flY, &atom.flZ};
+    for (int nAtom = 1; nAtom <= system.nAtoms; ++nAtom) {
+        const float* pXyz = PlotPlace(nAtom);
         for (int c = 0; c < 3; ++c) {
-            *pXyz[c] *= flBohr;
-            flLow[c] = std::min(flLow[c], *pXyz[c]);
-            flHigh[c] = std::max(flHigh[c], *pXyz[c]);
+            flLow[c] = std::min(flLow[c], pXyz[c]);
+            flHigh[c] = std::max(flHigh[c], pXyz[c]);
         }
     }
     float flStep[3];
@@ -70,6 +68,7 @@ void Measure(int nMethod, const std::vector<Place>& places) {
     SetUpJob(Molecule(nMethod, places));
     RunScf();
     std::printf("%zu atoms, %d orbitals\n", places.size(), setup.nOrbitals);
+    const PlotPositions positions;
     const float flPlaneStep = LayGrid();
     options.nPlotOrbitalMode = 1;  // the highest occupied one
     Time("orbital", flPlaneStep, [](float* pGrid) { PlotOrbital(false, pGrid); });

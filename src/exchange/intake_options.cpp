@@ -4,6 +4,7 @@
 
 #include "exchange/intake.h"
 #include "exchange/intake_checks.h"
+#include "job/methods.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "link/messages.h"
@@ -12,9 +13,6 @@
 
 namespace qsolve {
 namespace {
-
-/// Bohr per Angstrom for what the client sends. The integrals have a longer one of their own.
-constexpr float kIntakeBohrPerAngstrom = 1.889726F;
 
 /// From this level on the log is silent.
 constexpr int kSilentLogLevel = 10;
@@ -33,7 +31,8 @@ void RefuseNonFinite(const char* sName, float flValue) {
 
 /// The grid in bohr; what is no finite number, or is none in bohr, becomes 0.
 void ConvertPlotGrid(float* vGrid) {
-    for (int i = 0; i < 9; ++i) vGrid[i] = FiniteOrZero(vGrid[i] * kIntakeBohrPerAngstrom);
+    constexpr float kFactor = static_cast<float>(kIntakeBohrPerAngstrom);
+    for (int i = 0; i < 9; ++i) vGrid[i] = FiniteOrZero(vGrid[i] * kFactor);
 }
 
 }  // namespace

@@ -76,16 +76,6 @@ void Wrap(const float* pXyz, float* pWrapped) {
     }
 }
 
-/// The records hold the working coordinates in the working unit.
-void StoreWorkingCoordinates() {
-    const double* p = system.pCoords.Data();
-    for (AtomRecord& atom : system.pAtoms) {
-        atom.flX = Narrow(*p++);
-        atom.flY = Narrow(*p++);
-        atom.flZ = Narrow(*p++);
-    }
-}
-
 }  // namespace
 
 void SendResultBlock() {
@@ -103,7 +93,6 @@ void SendCoordinates() {
     Array<float> pXyz, pWrapped;
     pXyz.Take(system.pCoords.Size(), kWork);
     pWrapped.Take(system.pCoords.Size(), kWork);
-    StoreWorkingCoordinates();
     FillCoordinates(pXyz.Data());
     std::copy(pXyz.begin(), pXyz.end(), pWrapped.begin());
     if (job.fPeriodicBox) Wrap(pXyz.Data(), pWrapped.Data());

@@ -13,8 +13,7 @@ void SendResultBlock();
 void SendCharges();
 
 /// Coordinates of every atom, in atom order, Angstrom: 1365 atoms a packet. In a periodic box an
-/// atom with a single bond goes beside its partner, wherever the box has put it. Leaves the records
-/// of the atoms with the working coordinates in the working unit.
+/// atom with a single bond goes beside its partner, wherever the box has put it.
 void SendCoordinates();
 
 /// Velocities, three for every atom in atom order, 1365 atoms a packet; pVelocities has them by

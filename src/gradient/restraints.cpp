@@ -1,12 +1,18 @@
 #include "gradient/restraints.h"
 
+#include <cstddef>
+
 #include "gradient/restraint_terms.h"
 #include "gradient/state.h"
+#include "job/precision.h"
 #include "job/state.h"
 #include "setup/parameters.h"
 
 namespace qsolve {
 namespace {
+
+/// Square of the Angstrom in a bohr, as force constants are converted.
+constexpr double kForceConstantFactor = 0.28002855;
 
 /// Share of the energy by atoms of the restraint (2, 3, 4) and atoms that count (1 to 4).
 constexpr double kShare[3][4] = {
@@ -46,27 +52,47 @@ double ShareOf(const RestraintRecord& record) {
     return kShare[nPlaces - 2][nCounting - 1];
 }
 
+/// Place of an atom of a record, in the precision of the wire.
+void PlaceOf(const RestraintRecord& record, int i, double* pXyz) {
+    const double* p = system.pCoords.Data() + 3 * static_cast<std::ptrdiff_t>(record.nAtom[i]);
+    for (int k = 0; k < 3; ++k) pXyz[k] = AsOnWire(p[k]);
+}
+
+/// The numbers of a record, in the working unit.
+struct WorkingTarget {
+    double dForceConstant;
+    double dTarget[3];
+};
+
+/// Distances and places go to bohr with the geometry, angles stay. The list that a record stands in
+/// does not tell its kind.
+WorkingTarget TargetOf(const RestraintRecord& record) {
+    const bool fDistance = record.nKind == kTether || record.nKind == kStretch;
+    const bool fBohr = fDistance && UsesAtomicUnits(system.MethodId);
+    const auto working = [fBohr](float fl, double dFactor) {
+        const double d = static_cast<double>(fl);
+        return fBohr ? AsOnWire(d * dFactor) : d;
+    };
+    return {working(record.flForceConstant, kForceConstantFactor),
+            {working(record.flTarget, kIntakeBohrPerAngstrom),
+             working(record.flTargetY, kIntakeBohrPerAngstrom),
+             working(record.flTargetZ, kIntakeBohrPerAngstrom)}};
+}
+
 RestraintTerm TermOf(const RestraintRecord& record) {
     double x[kMostRestraintAtoms][3] = {};
-    for (int i = 0; i < AtomsOf(record.nKind); ++i) {
-        const AtomRecord& atom = AtomOf(record, i);
-        x[i][0] = static_cast<double>(atom.flX);
-        x[i][1] = static_cast<double>(atom.flY);
-        x[i][2] = static_cast<double>(atom.flZ);
-    }
-    const double k = static_cast<double>(record.flForceConstant);
-    const double dTarget = static_cast<double>(record.flTarget);
-    const double dPoint[3] = {dTarget, static_cast<double>(record.flTargetY),
-                              static_cast<double>(record.flTargetZ)};
+    for (int i = 0; i < AtomsOf(record.nKind); ++i) PlaceOf(record, i, x[i]);
+    const WorkingTarget target = TargetOf(record);
+    const double k = target.dForceConstant;
     switch (record.nKind) {
         case kTether:
-            return StretchTerm(x[0], dPoint, k, 0.0);
+            return StretchTerm(x[0], target.dTarget, k, 0.0);
         case kStretch:
-            return StretchTerm(x[0], x[1], k, dTarget);
+            return StretchTerm(x[0], x[1], k, target.dTarget[0]);
         case kBend:
-            return BendTerm(x[0], x[1], x[2], k, dTarget);
+            return BendTerm(x[0], x[1], x[2], k, target.dTarget[0]);
         default:
-            return TorsionTerm(x[0], x[1], x[2], x[3], k, dTarget);
+            return TorsionTerm(x[0], x[1], x[2], x[3], k, target.dTarget[0]);
     }
 }
 

@@ -2,8 +2,8 @@
 
 namespace qsolve {
 
-/// Energy and forces of all restraints of the job, of which there may be none, at the geometry that
-/// the atom records hold, in single precision. Sets gradient.dRestraintEnergy, kcal/mol by kind,
+/// Energy and forces of all restraints of the job, of which there may be none, at the geometry in
+/// system.pCoords, as the wire would carry it. Sets gradient.dRestraintEnergy, kcal/mol by kind,
 /// and, if gradient.fComputed, adds to gradient.pGradient, which is in the raw unit of the method.
 ///
 /// A restraint without an atom in the selection has neither energy nor force. One that reaches out

@@ -56,10 +56,11 @@ constexpr double kKcalPerHartree = 627.5220032;
 constexpr double kKcalPerEv = 23.061;
 constexpr double kEvPerHartree = 27.211396;
 constexpr double kHartreePerEv =
-    0.03674930900274282;                           ///< of one-centre parameters and level shifts
-constexpr double kReportEvPerHartree = 27.211395;  ///< of the orbital energies that are reported
-constexpr double kAngstromPerBohr = 0.52917725;    ///< of the coordinates that are reported
-constexpr double kBohrPerAngstrom = 1.889725985;   ///< of integrals and gradients
+    0.03674930900274282;                             ///< of one-centre parameters and level shifts
+constexpr double kReportEvPerHartree = 27.211395;    ///< of the orbital energies that are reported
+constexpr double kIntakeBohrPerAngstrom = 1.889726;  ///< of what the client sends
+constexpr double kAngstromPerBohr = 0.52917725;      ///< of the coordinates that are reported
+constexpr double kBohrPerAngstrom = 1.889725985;     ///< of integrals and gradients
 
 /// kcal/mol in the energy unit of a method.
 constexpr double KcalPerUnit(int nMethod) {

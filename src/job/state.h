@@ -23,7 +23,7 @@ struct SystemState {
     double dHalfBoxX = 0.0, dHalfBoxY = 0.0, dHalfBoxZ = 0.0;  ///< Angstrom
 
     SelectionBlock Layout;       ///< words of the selection as adjusted; never used as bounds
-    Array<AtomRecord> pAtoms;    ///< by atom
+    Array<AtomRecord> pAtoms;    ///< by atom; their places are those of the intake
     Array<int> nSelectedAtoms;   ///< by position: atom number from 1
     Array<int> nAtomToSelected;  ///< by atom: position from 1, -1 for a classical atom
     Array<double> pCoords;       ///< by atom, x y z, working unit: the geometry that is computed

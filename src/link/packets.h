@@ -176,7 +176,7 @@ struct AtomRecord {
     int nBonds = 0;
     int nBonded[kMaxBonds] = {};  ///< indices from 0
     float flCharge = 0;           ///< classical charge in, net charge out, e
-    float flX = 0;                ///< Angstrom on the wire, working unit after validation
+    float flX = 0;                ///< Angstrom
     float flY = 0;
     float flZ = 0;
     float flMass = 0;  ///< atomic mass units

@@ -75,7 +75,7 @@ void ReportDipole() {
 
 void ComputeDipole(const double* mDensityT, int nOrbitals) {
     if (system.nSelected <= 1) return;
-    properties = PropertyState{};
+    std::fill_n(&properties.dDipoleTable[0][0], 16, 0.0);
     for (int i = 0; i < system.nSelected; ++i) AddAtom(i, mDensityT, nOrbitals);
     SumTable();
 

@@ -8,6 +8,7 @@
 #include "integrals/integrals.h"
 #include "job/atoms.h"
 #include "numeric/decay.h"
+#include "properties/plot_positions.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -113,11 +114,11 @@ void FillD(const View& view, const double* vRadial, double (*mValue)[kStripPoint
 }  // namespace
 
 double SlaterOrbitalValue(int nOrbital, double x, double y, double z, double dZeta) {
-    const AtomRecord& atom = AtomByNumber(setup.vOrbitalAtom[nOrbital]);
+    const float* pPlace = PlotPlace(setup.vOrbitalAtom[nOrbital]);
     const int n = setup.vOrbitalShell[nOrbital], nType = setup.vOrbitalType[nOrbital];
     const int l = ShellOfOrbital(nType - 1);
-    const double dX = x - static_cast<double>(atom.flX), dY = y - static_cast<double>(atom.flY),
-                 dZ = z - static_cast<double>(atom.flZ);
+    const double dX = x - static_cast<double>(pPlace[0]), dY = y - static_cast<double>(pPlace[1]),
+                 dZ = z - static_cast<double>(pPlace[2]);
     const double r = std::sqrt(dX * dX + dY * dY + dZ * dZ);
     const double dFactor = RadialFactor(n, l, dZeta);
     if (dFactor == 0.0) return 0.0;
@@ -127,10 +128,7 @@ double SlaterOrbitalValue(int nOrbital, double x, double y, double z, double dZe
 
 AtomOrbitals OrbitalsOfAtom(int nPosition, double dLeastWeight) {
     AtomOrbitals atom;
-    const AtomRecord& record = AtomByNumber(AtomNumberAt(nPosition));
-    atom.dXyz[0] = static_cast<double>(record.flX);
-    atom.dXyz[1] = static_cast<double>(record.flY);
-    atom.dXyz[2] = static_cast<double>(record.flZ);
+    std::copy_n(PlotPlace(AtomNumberAt(nPosition)), 3, atom.dXyz);
     atom.nFirst = setup.Map.pFirstOrbital[nPosition] - 1;
     atom.nOrbitals = setup.Map.pLastOrbital[nPosition] - atom.nFirst;
     double dSmallest = std::numeric_limits<double>::infinity();

@@ -13,8 +13,8 @@
 namespace qsolve {
 
 /// Value at (x, y, z) of one Slater orbital on its atom: shell and type are those of orbital
-/// nOrbital, from 0, of the last calculation, the exponent is dZeta, the place that of the atom's
-/// record. 0 for an unknown type, and for a shell that cannot be.
+/// nOrbital, from 0, of the last calculation, the exponent is dZeta, the place that of
+/// PlotPositions. 0 for an unknown type, and for a shell that cannot be.
 double SlaterOrbitalValue(int nOrbital, double x, double y, double z, double dZeta);
 
 /// The orbitals of one atom, ready for many points.

@@ -6,6 +6,7 @@
 
 #include "job/state.h"
 #include "link/link.h"
+#include "properties/plot_positions.h"
 #include "properties/potential.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -18,9 +19,6 @@ constexpr long long kMostPoints = 1LL << 28;
 
 /// Where a plane ends up that lies beyond what a float holds.
 constexpr double kFarthestPlane = std::numeric_limits<float>::max();
-
-/// Of the records' coordinates for a plot and back. They are no inverses of each other.
-constexpr double kPlotBohrPerAngstrom = 1.889726, kPlotAngstromPerBohr = 0.52917725;
 
 /// Whether the last calculation left what a plot needs. Extended Hueckel computes nothing, but
 /// answers for the potential with a text of its own.
@@ -37,28 +35,6 @@ void CheckGrid() {
     if (static_cast<long long>(options.nGridCols) * options.nGridRows > kMostPoints)
         Fatal(kMsgOutOfMemory);
 }
-
-void ScaleRecords(double dFactor) {
-    for (AtomRecord& atom : system.pAtoms)
-        for (float* pCoordinate : {&atom.flX, &atom.flY, &atom.flZ})
-            *pCoordinate = static_cast<float>(static_cast<double>(*pCoordinate) * dFactor);
-}
-
-/// The atoms' records in bohr, for as long as it lives.
-class RecordsInBohr {
-  public:
-    RecordsInBohr() {
-        if (fConvert_) ScaleRecords(kPlotBohrPerAngstrom);
-    }
-    ~RecordsInBohr() {
-        if (fConvert_) ScaleRecords(kPlotAngstromPerBohr);
-    }
-    RecordsInBohr(const RecordsInBohr&) = delete;
-    RecordsInBohr& operator=(const RecordsInBohr&) = delete;
-
-  private:
-    bool fConvert_ = FamilyOf(system.MethodId) == Family::kNddo;
-};
 
 void Send(const Array<float>& grid) {
     SendChunked(kPacketData, grid.Data(), grid.Size() * sizeof(float));
@@ -99,7 +75,7 @@ void RunPlot() {
     grid.Take(static_cast<std::size_t>(options.nGridRows),
               static_cast<std::size_t>(options.nGridCols), kWork);
 
-    const RecordsInBohr records;
+    const PlotPositions positions;
     const double dFirst = static_cast<double>(options.flPlotGrid[2]);
     const double dStep = static_cast<double>(options.flPlotGrid[3]);
     for (int nPlane = 0; nPlane < options.nPlotPlanes; ++nPlane) {

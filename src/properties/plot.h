@@ -14,8 +14,7 @@ namespace qsolve {
 /// Fatal before anything is sent: kMsgNothingToPlot without a finished calculation whose atoms are
 /// still there, kMsgPlotGrid for fewer than one row or column, kMsgOutOfMemory for a grid beyond
 /// 2^28 points or without memory, kMsgPlotKind for an unknown kind. Nothing happens without planes.
-/// Of the NDDO methods the coordinates of the atoms' records are in bohr meanwhile, and turned back
-/// however the step ends; the way back and forth moves them in their last digits, which is meant.
+/// The atoms stand where PlotPositions put them.
 void RunPlot();
 
 /// Fills pGrid, nGridRows x nGridCols, with the orbital that the options choose, or with its

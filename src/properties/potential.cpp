@@ -7,6 +7,7 @@
 #include "job/state.h"
 #include "link/link.h"
 #include "properties/grid.h"
+#include "properties/plot_positions.h"
 #include "scf/state.h"
 #include "setup/state.h"
 
@@ -43,9 +44,7 @@ PotentialField BuildPotentialField() {
     ForEachSource([&](int nPosition, const AtomRecord& atom) {
         field.pAtoms[nSources] = DensityOfAtom(nPosition);
         PotentialSource& source = field.pSources[nSources++];
-        source.dXyz[0] = static_cast<double>(atom.flX);
-        source.dXyz[1] = static_cast<double>(atom.flY);
-        source.dXyz[2] = static_cast<double>(atom.flZ);
+        std::copy_n(PlotPlace(AtomNumberAt(nPosition)), 3, source.dXyz);
         source.dNetCharge = static_cast<double>(atom.flCharge);
         BuildPotentialSource(field.pAtoms[nSources - 1], kCoreCharge[RowOf(atom)],
                              field.pClouds.Data() + nClouds, source);

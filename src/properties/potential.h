@@ -16,7 +16,7 @@ struct PotentialField {
 };
 
 /// The selected and capping atoms of the last calculation with their total density. Classical atoms
-/// have no density and are not among them. Places are the coordinates of the atom records, in bohr.
+/// have no density and are not among them. Places are those of PlotPositions, which have to live.
 /// Without memory: Fatal.
 PotentialField BuildPotentialField();
 

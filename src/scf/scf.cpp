@@ -49,15 +49,6 @@ void DeclineWhatIsMissing() {
     if (options.nCiKind != 0) Decline("configuration interaction");
 }
 
-void CopyCoordinatesToAtoms() {
-    const double* p = system.pCoords.Data();
-    for (AtomRecord& atom : system.pAtoms) {
-        atom.flX = static_cast<float>(*p++);
-        atom.flY = static_cast<float>(*p++);
-        atom.flZ = static_cast<float>(*p++);
-    }
-}
-
 SpinRun AlphaRun() {
     return {.spin = Spin::kAlpha,
             .Counts = {.nOcc = setup.Map.nOccA, .nDoubly = setup.nDoublyOcc, .nIndexOffset = 0},
@@ -232,9 +223,8 @@ void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
     DeclineWhatIsMissing();
 
-    // The geometry, and what depends on nothing else.
+    // The run, and what depends on the geometry alone.
     scf.fResultsValid = gradient.fComputed = false;
-    CopyCoordinatesToAtoms();
     ComputeChargeOrigin();
     ++scf.nScfRuns;
     if (ThisKind().fCountsPoints) results.Block.nEnergyPoints = scf.nScfRuns;

@@ -4,8 +4,8 @@
 
 namespace qsolve {
 
-/// One electronic-structure calculation at the geometry in system.pCoords, whose coordinates also
-/// go into the atom records: integrals, initial guess, SCF cycles, labels of the levels, report.
+/// One electronic-structure calculation at the geometry in system.pCoords: integrals, initial
+/// guess, SCF cycles, labels of the levels, report.
 ///
 /// The first call after a set-up starts from a guess, later ones from the density and orbitals that
 /// the last one left. Results stand in `scf` and `results`. Without convergence it ends after

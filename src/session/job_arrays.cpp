@@ -128,16 +128,6 @@ void TakeDiis() {
     scf.mDiisFockB.Take(kDiisSlots, nSquare, kSetUp);
 }
 
-void TakeCoordinates() {
-    system.pCoords.Take(Size(system.nAtoms), 3, kSetUp);
-    double* p = system.pCoords.Data();
-    for (const AtomRecord& atom : system.pAtoms) {
-        *p++ = static_cast<double>(atom.flX);
-        *p++ = static_cast<double>(atom.flY);
-        *p++ = static_cast<double>(atom.flZ);
-    }
-}
-
 /// Three components for each atom of the selection; extended Hueckel has no gradient.
 void TakeGradient() {
     if (FamilyOf(system.MethodId) != Family::kNone)
@@ -197,7 +187,6 @@ void TakeJobArrays() {
         TakeDensities();
         TakeDiis();
     }
-    TakeCoordinates();
     TakeGradient();
     RememberWithArrays();
 }

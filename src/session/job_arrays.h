@@ -17,9 +17,8 @@ void FreeCalculation() noexcept;
 void TakeOrbitalMap();
 
 /// Takes all other arrays: per-orbital parameters, orbital results, integrals, the matrices of the
-/// SCF and its scratch, the gradient. Fills system.pCoords from the records, in their unit. Needs
-/// the orbital map, SetOrbitalBlocks and the level counts. Without orbitals there are no N x N
-/// matrices.
+/// SCF and its scratch, the gradient. Needs the orbital map, SetOrbitalBlocks and the level counts.
+/// Without orbitals there are no N x N matrices.
 void TakeJobArrays();
 
 /// Doubles of the store of two-centre integrals: for each ordered pair of atoms 1, 10, 45, 100, 450

@@ -5,15 +5,14 @@
 
 namespace qsolve {
 
-/// Checks options and molecule against each other, converts the geometry to the working unit,
+/// Checks options and molecule against each other, brings the geometry into the working unit,
 /// numbers the orbitals, counts the electrons and places them on levels. Writes the header of the
-/// calculation's log. A refusal is Fatal, a doubtful parameter a warning. Never run twice for one
-/// intake, since the conversions are in place.
+/// calculation's log. A refusal is Fatal, a doubtful parameter a warning.
 void ValidateJob();
 
-/// Turns the coordinates of all atoms, and the tethers and stretches, from Angstrom to bohr where
-/// the method works in bohr. In place: once for an intake.
-void ConvertToWorkingUnit();
+/// Takes system.pCoords and fills it with the places of all atoms in the working unit, bohr or
+/// Angstrom: the one place where a geometry of the client becomes one that is computed.
+void TakeCoordinates();
 
 /// Refuses an atom with a mass that is not finite or at most 1e-10.
 void CheckMasses();

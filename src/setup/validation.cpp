@@ -28,8 +28,7 @@ double Distance(const AtomRecord& a, const AtomRecord& b) {
     return std::sqrt(x * x + y * y + z * z);
 }
 
-/// Reports pairs of calculated atoms in one place; the work goes on. The records are in Angstrom
-/// here.
+/// Reports pairs of calculated atoms in one place; the work goes on.
 void ReportSuperposedAtoms() {
     for (int i = 0; i < system.nSelected; ++i) {
         const int nFirst = AtomNumberAt(i);
@@ -62,7 +61,7 @@ void ClearResults() {
 
 void ValidateJob() {
     ReportSuperposedAtoms();
-    ConvertToWorkingUnit();
+    TakeCoordinates();
     CheckMasses();
     if (link.fLogReports) LogSettings();
     if (options.nMultiplicity == 0) options.nMultiplicity = 1;

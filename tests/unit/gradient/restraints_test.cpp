@@ -35,12 +35,6 @@ class Restraints : public FreshState {
 
     static void Finish(const BareMolecule& molecule) {
         Build(molecule);
-        for (int i = 0; i < system.nAtoms; ++i) {
-            const BareAtom& atom = molecule.Atoms[static_cast<std::size_t>(i)];
-            system.pAtoms[i].flX = static_cast<float>(atom.x);
-            system.pAtoms[i].flY = static_cast<float>(atom.y);
-            system.pAtoms[i].flZ = static_cast<float>(atom.z);
-        }
         gradient.pGradient.Take(static_cast<std::size_t>(system.nSelected), 3, kIntake);
         gradient.fComputed = true;
         job.fRestraints = 1;
@@ -72,39 +66,70 @@ class Restraints : public FreshState {
 };
 
 TEST_F(Restraints, AddTheirForcesInTheRawUnitOfTheMethod) {
-    for (const int nMethod : {int{kPm3}, int{kCndo}}) {
-        BuildChain({}, nMethod);
-        Put({Make(kStretch, {0, 1}, 1.0F)});
+    BuildChain();
+    Put({Make(kStretch, {0, 1}, 1.0F)});
+    ApplyRestraints();
+    EXPECT_NEAR(gradient.dRestraintEnergy[kStretch], 2.5, 1e-12);
+    EXPECT_NEAR(gradient.pGradient[0], -10.0 / kEv, 1e-12);
+    EXPECT_NEAR(gradient.pGradient[3], 10.0 / kEv, 1e-12);
+    EXPECT_EQ(gradient.pGradient[6], 0.0);
+}
+
+// The client's numbers are in Angstrom for every method. What is left of single precision and of
+// the six digits of the force constant's factor is below 1e-5.
+TEST_F(Restraints, MeanTheSameInBohrAndInAngstrom) {
+    const RestraintRecord records[] = {Make(kTether, {1}, 0.5F), Make(kStretch, {0, 2}, 1.0F),
+                                       Make(kBend, {0, 1, 2}, 1.5F),
+                                       Make(kTorsion, {0, 1, 2, 3}, 2.5F)};
+    for (RestraintRecord record : records) {
+        record.flTargetY = 0.25F;
+        record.flTargetZ = -0.75F;
+        BuildChain();
+        Put({record});
         ApplyRestraints();
-        EXPECT_NEAR(gradient.dRestraintEnergy[kStretch], 2.5, 1e-12);
-        const double dUnit = nMethod == kPm3 ? kEv : 627.5220032;
-        EXPECT_NEAR(gradient.pGradient[0], -10.0 / dUnit, 1e-12);
-        EXPECT_NEAR(gradient.pGradient[3], 10.0 / dUnit, 1e-12);
-        EXPECT_EQ(gradient.pGradient[6], 0.0);
+        const double dEnergy = SumOfEnergies();
+        const std::vector<double> g(gradient.pGradient.begin(), gradient.pGradient.end());
+        for (const int nMethod : {kCndo, kZindoS}) {
+            BuildChain({}, nMethod);
+            for (double& d : system.pCoords) d *= 1.889726;
+            Put({record});
+            ApplyRestraints();
+            EXPECT_NEAR(SumOfEnergies(), dEnergy, 1e-5 * dEnergy) << "kind " << record.nKind;
+            for (std::size_t i = 0; i < g.size(); ++i)
+                EXPECT_NEAR(gradient.pGradient[i] * 627.5220032 * 1.889726, g[i] * kEv, 1e-4)
+                    << "kind " << record.nKind << " component " << i;
+        }
     }
 }
 
-// Energies of the records at single-precision places against the forces, all four kinds together.
+TEST_F(Restraints, SeeTheGeometryAsTheWireCarriesIt) {
+    BuildChain();
+    Put({Make(kStretch, {0, 1}, 1.0F)});
+    system.pCoords[3] = 1.5 + 1e-9;  // a float has no such digit
+    ApplyRestraints();
+    EXPECT_EQ(gradient.dRestraintEnergy[kStretch], 2.5);
+}
+
+// Energies at places that single precision holds against the forces, all four kinds together.
 TEST_F(Restraints, ForcesAreTheDerivativesOfTheSum) {
     BuildChain();
     Put({Make(kTether, {1}, 0.5F), Make(kStretch, {0, 2}, 1.0F), Make(kBend, {0, 1, 2}, 1.5F),
          Make(kTorsion, {0, 1, 2, 3}, 2.5F)});
     ApplyRestraints();
     const std::vector<double> g(gradient.pGradient.begin(), gradient.pGradient.end());
-    constexpr float h = 0x1p-8F;  // the places are binary fractions, so that no step is rounded
+    constexpr double h = 0x1p-8;  // the places are binary fractions, so that no step is rounded
     for (int i = 0; i < 12; ++i) {
-        AtomRecord& atom = system.pAtoms[i / 3];
-        float& fl = i % 3 == 0 ? atom.flX : i % 3 == 1 ? atom.flY : atom.flZ;
+        double& dPlace = system.pCoords[i];
         double dSlope[2];
         for (const int n : {1, 2}) {
-            const float flStep = h * static_cast<float>(n), flHome = fl;
-            fl = flHome + flStep;
+            const double dStep = h * n, dHome = dPlace;
+            dPlace = dHome + dStep;
             ApplyRestraints();
             const double dUp = SumOfEnergies();
-            fl = flHome - flStep;
+            dPlace = dHome - dStep;
             ApplyRestraints();
-            dSlope[n - 1] = (dUp - SumOfEnergies()) / (2.0 * static_cast<double>(flStep));
-            fl = flHome;
+            dSlope[n - 1] = (dUp - SumOfEnergies()) / (2.0 * dStep);
+            dPlace = dHome;
         }
         // Both steps together leave an error of the fourth order.
         const double d = (4.0 * dSlope[0] - dSlope[1]) / 3.0;
@@ -196,12 +221,12 @@ TEST_F(Restraints, EnergyIsSharedByTheAtomsThatCount) {
     };
     const RestraintRecord bend = Make(kBend, {1, 2, 3}, 1.0F);
     const RestraintRecord torsion = Make(kTorsion, {0, 1, 2, 3}, 1.0F);
-    const double dBend1 = energy(bend), dTorsion2 = energy(torsion);
+    const double dBendPlace = energy(bend), dTorsion2 = energy(torsion);
     system.pAtoms[2].nState = kClassical;
     const double dBend2 = energy(bend), dTorsion3 = energy(torsion);
     system.pAtoms[3].nState = kClassical;
     const double dBend = energy(bend), dTorsion = energy(torsion);
-    EXPECT_NEAR(dBend1 / dBend, 0.3333333333333, 1e-12);
+    EXPECT_NEAR(dBendPlace / dBend, 0.3333333333333, 1e-12);
     EXPECT_NEAR(dBend2 / dBend, 0.5, 1e-12);
     EXPECT_NEAR(dTorsion2 / dTorsion, 0.3333333333333, 1e-12);
     EXPECT_NEAR(dTorsion3 / dTorsion, 0.5, 1e-12);
@@ -222,7 +247,7 @@ TEST_F(Restraints, LeaveAGradientThatIsNotThereAlone) {
 
 TEST_F(Restraints, AtomsInOnePlaceEndTheJob) {
     BuildChain();
-    system.pAtoms[1].flX = 0.0F;
+    system.pCoords[3] = 0.0;
     Put({Make(kStretch, {0, 1}, 1.0F)});
     EXPECT_THROW(ApplyRestraints(), Unwinding);
     EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgSamePosition)});

@@ -50,7 +50,7 @@ const std::vector<Place> kOxygen = {{8, 0.0, 0.1, -0.6}, {8, 0.2, 0.0, 0.6}};
 TEST_F(DensityPlot, IsTheOneCentreSumInAllMethods) {
     for (int nMethod : {kCndo, kIndo, kMindo3, kMndo, kAm1, kPm3, kZindo1, kZindoS, kMndoD}) {
         Run(Water(nMethod));
-        ToBohr();
+        PlaceAtoms();
         AskForAGrid();
         ExpectSum(Filled(PlotChargeDensity), [](int m, int v) { return Of(scf.mDensityT, m, v); });
     }
@@ -61,6 +61,7 @@ TEST_F(DensityPlot, HasDOrbitalsOfTwoExponents) {
         Molecule(kZindoS, {{22, 0.0, 0.0, 0.0}, {17, 0.0, 0.4, -2.2}, {1, 1.6, 0.4, 0.3}});
     script.Options.nTotalCharge = 2;
     Run(script);
+    PlaceAtoms();
     AskForAGrid();
     ExpectSum(Filled(PlotChargeDensity), [](int m, int v) { return Of(scf.mDensityT, m, v); });
 }
@@ -69,7 +70,7 @@ TEST_F(DensityPlot, IntegratesToTheElectrons) {
     for (int nMethod : {kCndo, kMindo3, kAm1, kZindoS, kMndoD}) {
         JobScript script = Molecule(nMethod, {{9, 0.0, 0.0, -0.05}, {1, 0.1, 0.0, 0.87}});
         Run(script);
-        ToBohr();
+        PlaceAtoms();
         EXPECT_NEAR(Integral(PlotChargeDensity), 8.0, 4e-3) << nMethod;
     }
 }
@@ -78,7 +79,7 @@ TEST_F(DensityPlot, OfAnIonHasItsElectrons) {
     JobScript script = WithSpin(Molecule(kAm1, kOxygen), 2, 1);
     script.Options.nTotalCharge = 1;
     Run(script);
-    ToBohr();
+    PlaceAtoms();
     EXPECT_NEAR(Integral(PlotChargeDensity), 11.0, 4e-3);
     EXPECT_NEAR(Integral(PlotSpinDensity), 1.0, 1e-3);
 }
@@ -87,14 +88,14 @@ TEST_F(DensityPlot, OfSpinIntegratesToTheUnpairedElectrons) {
     for (int nMethod : {kIndo, kPm3, kZindo1})
         for (const int nSpinTreatment : {0, 1}) {
             Run(WithSpin(Molecule(nMethod, kOxygen), 3, nSpinTreatment));
-            ToBohr();
+            PlaceAtoms();
             EXPECT_NEAR(Integral(PlotSpinDensity), 2.0, 1e-3) << nMethod << ' ' << nSpinTreatment;
         }
 }
 
 TEST_F(DensityPlot, OfSpinIsTheDifferenceOfTheTwoSpins) {
     Run(WithSpin(Molecule(kAm1, kOxygen), 3, 1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     ExpectSum(Filled(PlotSpinDensity),
               [](int m, int v) { return Of(scf.mDensityA, m, v) - Of(scf.mDensityB, m, v); });
@@ -103,7 +104,7 @@ TEST_F(DensityPlot, OfSpinIsTheDifferenceOfTheTwoSpins) {
 TEST_F(DensityPlot, OfSpinIsThatOfTheOpenLevelsWithoutSpinOrbitals) {
     Run(WithSpin(Molecule(kAm1, kOxygen), 3, 0));
     ASSERT_FALSE(scf.mDensityB);
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     ExpectSum(Filled(PlotSpinDensity), [](int m, int v) {
         return Of(scf.mVectorsA, 5, m) * Of(scf.mVectorsA, 5, v) +
@@ -113,6 +114,7 @@ TEST_F(DensityPlot, OfSpinIsThatOfTheOpenLevelsWithoutSpinOrbitals) {
 
 TEST_F(DensityPlot, OfSpinIsZeroWithoutUnpairedElectrons) {
     Run(Water(kAm1));
+    PlaceAtoms();
     AskForAGrid();
     options.nMultiplicity = 3;  // of a later session
     options.nSpinTreatment = 1;
@@ -122,7 +124,7 @@ TEST_F(DensityPlot, OfSpinIsZeroWithoutUnpairedElectrons) {
 
 TEST_F(DensityPlot, OfMicrostatesIsTheSpinDensityThatTheyLeft) {
     Run(WithSpin(Molecule(kAm1, kOxygen), 3, 0));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     scf.nCiKind = kMicrostates;
     scf.mDensityB.Take(64, kSetUp);

@@ -58,7 +58,7 @@ const std::vector<Place> kFormaldehyde = {
 TEST_F(OrbitalPlot, IsTheSumOfSlaterOrbitalsInAllMethods) {
     for (int nMethod : {kCndo, kIndo, kMindo3, kMndo, kAm1, kPm3, kZindo1, kZindoS, kMndoD}) {
         Run(Molecule(nMethod, kFormaldehyde));
-        ToBohr();
+        PlaceAtoms();
         AskForAGrid();
         for (int k = 1; k <= scf.nOrbitals; ++k) {
             AskForOrbital(2, k);
@@ -75,7 +75,7 @@ TEST_F(OrbitalPlot, HasDOrbitalsOfOneAndTwoExponents) {
         script.Options.nTotalCharge = nMethod == kMndoD ? 1 : 2;
         script.Options.nMultiplicity = 1;
         Run(script);
-        ToBohr();
+        PlaceAtoms();
         AskForAGrid();
         ASSERT_EQ(setup.vCoef2[8] != 0.0, nMethod == kZindoS);
         for (int k = 1; k <= scf.nOrbitals; ++k) {
@@ -87,7 +87,7 @@ TEST_F(OrbitalPlot, HasDOrbitalsOfOneAndTwoExponents) {
 
 TEST_F(OrbitalPlot, SquaredIsTheSquare) {
     Run(Water(kAm1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     AskForOrbital(2, 3);
     const std::vector<float> amplitude = Orbital(), square = Orbital(true);
@@ -101,7 +101,7 @@ TEST_F(OrbitalPlot, HasTheNormOfItsCoefficientsAndOverlaps) {
         const int n = scf.nOrbitals;
         std::vector<double> mOverlap(static_cast<std::size_t>(n * n));
         BuildOverlapMatrix(mOverlap.data(), n, n);
-        ToBohr();
+        PlaceAtoms();
         double dFarthest = 0.0;
         for (int k = 1; k <= n; ++k) {
             const double* c = Row(scf.mVectorsA.Data(), n, k - 1);
@@ -122,7 +122,7 @@ TEST_F(OrbitalPlot, OfOneAtomHasTheNormOne) {
     script.Options.nMultiplicity = 2;
     Run(script);
     ASSERT_EQ(scf.nOrbitals, 9);
-    ToBohr();
+    PlaceAtoms();
     for (int k = 1; k <= 9; ++k) {
         AskForOrbital(2, k);
         EXPECT_NEAR(Integral([](float* p) { PlotOrbital(true, p); }, 24.0, 120), 1.0, 1e-3) << k;
@@ -137,7 +137,7 @@ TEST_P(Reference, IsTheHighestOccupiedLevelOfItsSpin) {
     const auto [nSpinTreatment, nMultiplicity, fBeta, nHighest] = GetParam();
     Run(WithSpin(Molecule(kAm1, {{8, 0.0, 0.1, -0.6}, {8, 0.2, 0.0, 0.6}}), nMultiplicity,
                  nSpinTreatment));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     const Array<double>& mVectors = nSpinTreatment == 1 && fBeta ? scf.mVectorsB : scf.mVectorsA;
     for (int nOffset = -1; nOffset <= 1; ++nOffset) {
@@ -160,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(Spins, Reference,
 
 TEST_F(OrbitalPlot, CountsNaturalOrbitalsEmptyBelowHalfAnElectron) {
     Run(Water(kAm1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     scf.nCiKind = kMicrostates;
     // Natural orbitals ascend in occupation, and the table goes through them from the other end.
@@ -179,7 +179,7 @@ TEST_F(OrbitalPlot, CountsNaturalOrbitalsEmptyBelowHalfAnElectron) {
 
 TEST_F(OrbitalPlot, FindsItsVectorThroughTheTableOfItsSpin) {
     Run(WithSpin(Molecule(kAm1, {{8, 0.0, 0.1, -0.6}, {8, 0.2, 0.0, 0.6}}), 3, 1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     for (int k = 0; k < 8; ++k) results.Orbitals.vOrbitalOrder[8 + k] = 7 - k;
     AskForOrbital(2, 3, 0);
@@ -190,7 +190,7 @@ TEST_F(OrbitalPlot, FindsItsVectorThroughTheTableOfItsSpin) {
 
 TEST_F(OrbitalPlot, GoesByTheTreatmentThatTheVectorsHaveAndNotByNewOptions) {
     Run(Water(kAm1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     options.nSpinTreatment = 1;
     options.nCiKind = kMicrostates;
@@ -200,7 +200,7 @@ TEST_F(OrbitalPlot, GoesByTheTreatmentThatTheVectorsHaveAndNotByNewOptions) {
 
 TEST_F(OrbitalPlot, LeavesSmallCoefficientsOut) {
     Run(Water(kAm1));
-    ToBohr();
+    PlaceAtoms();
     AskForAGrid();
     std::fill_n(scf.mVectorsA.begin(), 6, 1e-05);
     AskForOrbital(2, 1);
@@ -211,6 +211,7 @@ TEST_F(OrbitalPlot, LeavesSmallCoefficientsOut) {
 
 TEST_F(OrbitalPlot, ThatIsNotThereIsAWarningAndLeavesTheGrid) {
     Run(Water(kAm1));
+    PlaceAtoms();
     AskForAGrid();
     const int nMost = std::numeric_limits<int>::max(), nLeast = std::numeric_limits<int>::min();
     for (const auto& [nMode, nOffset, nSaid] : {std::tuple{2, 0, 0LL},

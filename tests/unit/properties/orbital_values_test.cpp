@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <vector>
 
 #include "job/atoms.h"
 #include "job/state.h"
+#include "properties/plot_positions.h"
+#include "properties/state.h"
 #include "setup/state.h"
 #include "tests/support/bare_molecule.h"
 #include "tests/support/fresh_state.h"
@@ -15,6 +18,14 @@
 
 namespace qsolve {
 namespace {
+
+using Point = std::array<double, 3>;
+
+/// Where a plot sees an atom, by its number from 1.
+Point PlaceOf(int nAtom) {
+    const float* p = PlotPlace(nAtom);
+    return {p[0], p[1], p[2]};
+}
 
 constexpr double kPlaceX = 0.3, kPlaceY = -0.4, kPlaceZ = 1.7;
 
@@ -25,11 +36,8 @@ class OrbitalsInSpace : public FreshState {
         Build({.Atoms = {{26, 9, kPlaceX, kPlaceY, kPlaceZ},
                          {1, 1, 2.0, 0.5, 0.0},
                          {8, 4, -1.5, 0.5, 3.0}}});
-        for (int i = 0; i < system.nAtoms; ++i) {
-            system.pAtoms[i].flX = static_cast<float>(system.pCoords[3 * i]);
-            system.pAtoms[i].flY = static_cast<float>(system.pCoords[3 * i + 1]);
-            system.pAtoms[i].flZ = static_cast<float>(system.pCoords[3 * i + 2]);
-        }
+        properties.vPlotBohr.Take(9, kWork);
+        for (int i = 0; i < 9; ++i) properties.vPlotBohr[i] = static_cast<float>(system.pCoords[i]);
         for (Array<double>* v : {&setup.vZeta1, &setup.vZeta2, &setup.vCoef1, &setup.vCoef2})
             v->Take(14, kSetUp);
         for (Array<int>* v : {&setup.vOrbitalAtom, &setup.vOrbitalType, &setup.vOrbitalShell})
@@ -63,9 +71,8 @@ class OrbitalsInSpace : public FreshState {
     /// The same by the definition.
     static double Defined(int i, double x, double y, double z) {
         double d = 0.0;
-        const AtomRecord& atom = AtomByNumber(setup.vOrbitalAtom[i]);
-        const double dX = x - static_cast<double>(atom.flX), dY = y - static_cast<double>(atom.flY),
-                     dZ = z - static_cast<double>(atom.flZ);
+        const Point a = PlaceOf(setup.vOrbitalAtom[i]);
+        const double dX = x - a[0], dY = y - a[1], dZ = z - a[2];
         const int n = setup.vOrbitalShell[i], nType = setup.vOrbitalType[i] - 1;
         d += setup.vCoef1[i] * SlaterOrbital(n, setup.vZeta1[i], nType, dX, dY, dZ);
         if (setup.vCoef2[i] != 0.0)
@@ -80,7 +87,7 @@ std::vector<double> OverlapsInSpace(int n, double dZeta) {
     const Rule radial = DecayingRule(0.0, 2.0 * dZeta), polar = GaussLegendre(8, -1.0, 1.0);
     std::vector<double> m(81);
     for (int i = 0; i < 9; ++i) setup.vOrbitalShell[i] = n;
-    const AtomRecord& atom = system.pAtoms[0];
+    const Point atom = PlaceOf(1);
     for (std::size_t a = 0; a < radial.Node.size(); ++a)
         for (std::size_t b = 0; b < polar.Node.size(); ++b)
             for (int k = 0; k < 9; ++k) {
@@ -88,10 +95,9 @@ std::vector<double> OverlapsInSpace(int n, double dZeta) {
                 const double phi = 2.0 * 3.141592653589793 * (k + 0.37) / 9.0;
                 double v[9];
                 for (int i = 0; i < 9; ++i)
-                    v[i] = SlaterOrbitalValue(
-                        i, static_cast<double>(atom.flX) + r * rho * std::cos(phi),
-                        static_cast<double>(atom.flY) + r * rho * std::sin(phi),
-                        static_cast<double>(atom.flZ) + r * z, dZeta);
+                    v[i] = SlaterOrbitalValue(i, atom[0] + r * rho * std::cos(phi),
+                                              atom[1] + r * rho * std::sin(phi), atom[2] + r * z,
+                                              dZeta);
                 const double w =
                     radial.Weight[a] * polar.Weight[b] * r * r * 2.0 * 3.141592653589793 / 9.0;
                 for (int i = 0; i < 9; ++i)
@@ -151,10 +157,8 @@ TEST_F(OrbitalsInSpace, OfAShellThatCannotBeAreZero) {
 
 TEST_F(OrbitalsInSpace, AtTheNucleusAreZeroButForTheFirstShell) {
     for (int i = 0; i < 14; ++i) {
-        const AtomRecord& a = AtomByNumber(setup.vOrbitalAtom[i]);
-        const double d =
-            SlaterOrbitalValue(i, static_cast<double>(a.flX), static_cast<double>(a.flY),
-                               static_cast<double>(a.flZ), setup.vZeta1[i]);
+        const Point a = PlaceOf(setup.vOrbitalAtom[i]);
+        const double d = SlaterOrbitalValue(i, a[0], a[1], a[2], setup.vZeta1[i]);
         EXPECT_NEAR(d, i == 9 ? std::sqrt(1.2 * 1.2 * 1.2 / 3.141592653589793) : 0.0, 1e-15) << i;
     }
     const std::vector<double> there = ValuesAt(2.0, 0.5, 0.0);

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "job/atoms.h"
 #include "job/state.h"
 #include "properties/plot.h"
+#include "properties/plot_positions.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -20,8 +22,11 @@ namespace qsolve {
 /// Plots of finished calculations.
 class PlotTest : public FreshState {
   protected:
-    /// Runs a job; the records of its atoms stay in the working unit.
+    ~PlotTest() override { positions.reset(); }
+
+    /// Runs a job.
     static void Run(const JobScript& script) {
+        positions.reset();
         SetUpJob(script);
         RunScf();
         client.Sent.clear();
@@ -33,11 +38,10 @@ class PlotTest : public FreshState {
         return script;
     }
 
-    /// Turns the records to bohr, as they are while a plot is made.
-    static void ToBohr() {
-        if (UsesAtomicUnits(system.MethodId)) return;
-        for (AtomRecord& atom : system.pAtoms)
-            for (float* p : {&atom.flX, &atom.flY, &atom.flZ}) *p *= 1.889726F;
+    /// Puts the atoms where a plot sees them, until the next job.
+    static void PlaceAtoms() {
+        positions.reset();
+        positions.emplace();
     }
 
     /// A grid of 3 rows of 5 columns, askew, bohr.
@@ -85,6 +89,9 @@ class PlotTest : public FreshState {
         }
         return dSum * dStep * dStep * dStep;
     }
+
+  private:
+    static inline std::optional<PlotPositions> positions;
 };
 
 }  // namespace qsolve

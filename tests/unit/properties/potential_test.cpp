@@ -5,11 +5,13 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "job/atoms.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "numeric/row.h"
+#include "properties/plot_positions.h"
 #include "scf/scf.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -25,26 +27,19 @@ using Point = std::array<double, 3>;
 
 class Potential : public FreshState {
   protected:
-    /// Runs a job and leaves the atoms' records in bohr, as they are while a plot is made.
-    static void Run(const JobScript& script) {
-        SetUpJob(script);
-        RunScf();
-        ToBohr();
-    }
-    static void Run(const JobScript& script, const std::vector<double>& vAngstrom) {
+    ~Potential() override { positions.reset(); }
+
+    /// Runs a job and puts its atoms where a plot sees them.
+    static void Run(const JobScript& script, const std::vector<double>& vAngstrom = {}) {
+        positions.reset();
         SetUpJob(script);
         SetPositions(vAngstrom);
         RunScf();
-        ToBohr();
-    }
-    static void ToBohr() {
-        if (FamilyOf(system.MethodId) != Family::kNddo) return;
-        for (AtomRecord& atom : system.pAtoms)
-            for (float* p : {&atom.flX, &atom.flY, &atom.flZ}) *p *= 1.889726F;
+        positions.emplace();
     }
     static Point Place(int nAtom) {
-        const AtomRecord& atom = AtomByNumber(nAtom);
-        return {atom.flX, atom.flY, atom.flZ};
+        const float* p = PlotPlace(nAtom);
+        return {p[0], p[1], p[2]};
     }
 
     static double At(const PotentialField& field, const Point& point) {
@@ -100,6 +95,9 @@ class Potential : public FreshState {
                 << point[2];
         }
     }
+
+  private:
+    static inline std::optional<PlotPositions> positions;
 };
 
 const std::vector<Place> kFormaldehyde = {

@@ -316,11 +316,13 @@ TEST_P(Transition, FerroceneKeepsItsPairs) {
 
 // ---- rules of the driver -----------------------------------------------------------------------
 
-TEST_F(Scf, CoordinatesGoIntoTheAtomRecords) {
+TEST_F(Scf, ReadsTheGeometryAndLeavesTheRecordsOfTheIntakeAlone) {
     SetUpJob(Water(kCndo));
+    const float flBefore = system.pAtoms[1].flY;
     system.pCoords[4] = 0.123456789012;
     RunScf();
-    EXPECT_EQ(system.pAtoms[1].flY, 0.123456789012F);
+    EXPECT_EQ(system.pAtoms[1].flY, flBefore);
+    EXPECT_EQ(system.pCoords[4], 0.123456789012);
 }
 
 TEST_F(Scf, RunsAreCounted) {

@@ -143,7 +143,8 @@ TEST_F(JobArrays, CoordinatesOfAllAtomsAreInTheWorkingUnit) {
     UseAtoms({{1, 1, 2, 3}, {8, 4, 5, 6, kClassical}, {1, 7, 8, 9}});
     ASSERT_EQ(TrySetUp(), 0);
     for (int i = 0; i < 9; ++i) EXPECT_NEAR(system.pCoords[i], 1.889726 * (i + 1), 1e-5);
-    EXPECT_EQ(system.pCoords[8], static_cast<double>(system.pAtoms[2].flZ));
+    EXPECT_EQ(system.pCoords[8], static_cast<double>(9.0F * 1.889726F)) << "a float's digits";
+    EXPECT_EQ(system.pAtoms[2].flZ, 9.0F) << "the records stay as they came";
 }
 
 TEST(TwoCentreStore, CountsTheProductsOfEveryOrderedPairOfAtoms) {
