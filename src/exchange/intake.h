@@ -19,7 +19,7 @@ void ReadDebugWord();
 /// Flags become 0 or 1, the plot grid bohr, numbers that are not finite 0; only flCiMaxExcitation
 /// becomes -1, which validation refuses where it is used. A spin treatment or kind of CI that is
 /// not known is refused with kMsgOptionUnknown, a convergence limit that is not finite with
-/// kMsgSettingNotANumber. nLevelShiftStart stays as it came until ReadSelection.
+/// kMsgSettingNotANumber. A multiplicity of 0 becomes 1, and nLevelShiftStart is lowered by one.
 void ReadRunOptions();
 
 /// Pulls JobOptions, 152 bytes, into job, and sets system.dHalfBoxX, Y and Z, Angstrom, and
@@ -57,7 +57,7 @@ void ReadRestraints();
 /// Pulls the selection and, for a synchronous transit, the two geometries; ends the intake that
 /// ReadAtoms began. Sets MethodId, Layout, nSelectedAtoms, nAtomToSelected, dReactantXyz and
 /// dProductXyz of system, adds the capping atoms to the list, to nSelected and to the words of
-/// Layout, and lowers options.nLevelShiftStart by one.
+/// Layout.
 ///
 /// Refused: a method whose tables are not loaded (kMsgMethodNotLoaded; CNDO and INDO share theirs),
 /// a list that is not exactly the selected atoms (kMsgSelectionEntry), a coordinate that is not

@@ -60,6 +60,10 @@ void ReadRunOptions() {
     // refused by validation, if the job goes by it.
     if (!std::isfinite(asked.flCiMaxExcitation)) asked.flCiMaxExcitation = -1.0F;
 
+    // The client counts the cycle of the shift from 1, and 0 is no multiplicity.
+    asked.nLevelShiftStart = AddSaturated(asked.nLevelShiftStart, -1);
+    if (asked.nMultiplicity == 0) asked.nMultiplicity = 1;
+
     options = asked;
     link.fLogReports = options.nLogLevel < kSilentLogLevel && link.nOwnNode == kNodeBackend;
 }

@@ -120,7 +120,6 @@ void ReadSelection() {
     system.nSelected += system.nCapping;
     system.dReactantXyz = std::move(dReactant);
     system.dProductXyz = std::move(dProduct);
-    options.nLevelShiftStart = AddSaturated(options.nLevelShiftStart, -1);
 }
 
 }  // namespace qsolve

@@ -5,8 +5,8 @@
 
 namespace qsolve {
 
-/// What the client asked for in this session, as it came but for the write-backs that their fields
-/// name.
+/// What the client asked for in this session. The intake brings it into shape, as the fields say;
+/// nothing behind it writes to it but validation, to flCiMaxExcitation.
 inline RunOptions options;
 inline JobOptions job;
 inline int fDebugTrace = 0;  ///< the debug word

@@ -47,7 +47,7 @@ struct RunOptions {
     float flConvergenceLimit = 0;  ///< on the energy change of an SCF cycle, kcal/mol
     int nIterationLimit = 0;
     int nTotalCharge = 0;
-    int nMultiplicity = 0;  ///< 0 is taken as 1 by validation
+    int nMultiplicity = 0;  ///< 0 is taken as 1 at intake
     int fPlot = 0;
     int nPlotKind = 0;         ///< PlotKind
     int nPlotOrbitalMode = 0;  ///< 0 offset above the LUMO, 1 below the HOMO, 2 index

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "job/state.h"
+#include "link/held.h"
 #include "link/link.h"
 #include "properties/plot_positions.h"
 #include "properties/potential.h"
@@ -79,8 +80,9 @@ void RunPlot() {
     const double dFirst = static_cast<double>(options.flPlotGrid[2]);
     const double dStep = static_cast<double>(options.flPlotGrid[3]);
     for (int nPlane = 0; nPlane < options.nPlotPlanes; ++nPlane) {
-        options.flPlotGrid[2] = static_cast<float>(
-            std::clamp(dFirst + nPlane * dStep, -kFarthestPlane, kFarthestPlane));
+        const Held plane(options.flPlotGrid[2],
+                         static_cast<float>(
+                             std::clamp(dFirst + nPlane * dStep, -kFarthestPlane, kFarthestPlane)));
         PlotPlane(grid);
     }
 }

@@ -64,7 +64,6 @@ void ValidateJob() {
     TakeCoordinates();
     CheckMasses();
     if (link.fLogReports) LogSettings();
-    if (options.nMultiplicity == 0) options.nMultiplicity = 1;
 
     CheckRealAtoms();
     CheckElements();

@@ -79,7 +79,7 @@ TEST_F(OptionsIntake, KeepsIntegersAndWordsWithoutAMeaningAsTheyCame) {
     for (std::size_t nWord : kRunUnused) run = WithWord(run, nWord, 1000 + static_cast<int>(nWord));
     run.nIterationLimit = INT_MAX;
     run.nTotalCharge = INT_MIN;
-    run.nMultiplicity = 0;
+    run.nMultiplicity = INT_MIN;
     run.nLevelShiftStart = INT_MIN;
     run.nCiSelection = 7;
     run.nFollowMode = -3;
@@ -95,6 +95,18 @@ TEST_F(OptionsIntake, KeepsIntegersAndWordsWithoutAMeaningAsTheyCame) {
     asked.nReportPeriod = INT_MIN;
     EXPECT_EQ(ReadJob(asked), 0);
     EXPECT_EQ(std::memcmp(&job, &asked, sizeof asked), 0);
+}
+
+TEST_F(OptionsIntake, LowersTheStartOfTheLevelShiftByOne) {
+    for (const int nStart : {3, 1, 0, INT_MAX}) {
+        EXPECT_EQ(ReadRun({.nLevelShiftStart = nStart}), 0);
+        EXPECT_EQ(options.nLevelShiftStart, nStart - 1);
+    }
+}
+
+TEST_F(OptionsIntake, TakesNoMultiplicityForASinglet) {
+    EXPECT_EQ(ReadRun({.nMultiplicity = 0}), 0);
+    EXPECT_EQ(options.nMultiplicity, 1);
 }
 
 TEST_F(OptionsIntake, MakesEveryFlagZeroOrOne) {

@@ -148,24 +148,6 @@ TEST_F(SelectionIntake, RefusesAShortListByItsName) {
     ExpectNoSelection();
 }
 
-TEST_F(SelectionIntake, LowersTheStartOfTheLevelShiftByOne) {
-    options.nLevelShiftStart = 3;
-    EXPECT_EQ(Read({2, 3}), 0);
-    EXPECT_EQ(options.nLevelShiftStart, 2);
-}
-
-TEST_F(SelectionIntake, LeavesTheLowestStartOfTheLevelShiftWhereItIs) {
-    options.nLevelShiftStart = INT_MIN;
-    EXPECT_EQ(Read({2, 3}), 0);
-    EXPECT_EQ(options.nLevelShiftStart, INT_MIN);
-}
-
-TEST_F(SelectionIntake, LeavesTheOptionsWhereItFails) {
-    options.nLevelShiftStart = 3;
-    EXPECT_EQ(Read({2, 2}), kMsgSelectionEntry);
-    EXPECT_EQ(options.nLevelShiftStart, 3);
-}
-
 TEST_F(SelectionIntake, TakesReactantAndProductOfATransitInThisOrder) {
     job.nCalcKind = kSynchronousTransit;
     Ready({.MethodId = kAm1}, {2, 3});
@@ -244,7 +226,7 @@ TEST_F(SelectionIntake, SurvivesAFailureOfEachOfItsAllocations) {
         ExpectNoSelection();
         EXPECT_EQ(memory.nBytesHeld, nHeld);
     }
-    EXPECT_EQ(nFailures, 8);
+    EXPECT_EQ(nFailures, 7);
     EXPECT_EQ(system.nSelected, 4);
 }
 

@@ -82,14 +82,6 @@ TEST_F(Validation, DummiesAndAtomsAThousandthOfAnAngstromApartDoNotSuperpose) {
     EXPECT_EQ(client.Errors(), Lines());
 }
 
-TEST_F(Validation, MultiplicityZeroIsASinglet) {
-    UseMethod(kAm1);
-    UseWater();
-    options.nMultiplicity = 0;
-    EXPECT_EQ(TrySetUp(), 0);
-    EXPECT_EQ(options.nMultiplicity, 1);
-}
-
 TEST_F(Validation, HydrogenMoleculeWithChargeTwoIsComputed) {
     UseMethod(kMndo);
     UseAtoms({{1}, {1, 0.74F, 0, 0}});
