@@ -44,7 +44,7 @@ JOBS = {
     "mndo, diis": ("mndo", FORMALDEHYDE, {"fDiis": 1, **LONGEST_LOG}, {}, {}),
     "am1, restrained Fletcher-Reeves": ("am1", WATER, {}, {**SEARCH, "nOptimiser": 1},
                                         {"restraints": restraint_steps([0, 1, 0, 0], STRETCH)}),
-    "am1, a part": ("am1", ETHANE_PART, {}, {}, {"selection": [1, 2, 3, 4]}),
+    "am1, a part": ("am1", ETHANE_PART, {}, {}, {"select": [1, 2, 3, 4]}),
     "am1, triplet": ("am1", FORMALDEHYDE, TRIPLET, {}, {}),
     "pm3, half an electron": ("pm3", METHYL, {"nMultiplicity": 2}, {}, {}),
     "zindo/1": ("zindo1", FORMALDEHYDE, {}, {}, {}),
