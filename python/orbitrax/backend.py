@@ -20,7 +20,9 @@ if TYPE_CHECKING:
     from collections.abc import Callable, Generator, Iterator
     from typing import Any
 
-    from orbitrax.grids.grid import Frame, Grid, Plot
+    from orbitrax.grids.frame import Frame
+    from orbitrax.grids.grid import Grid
+    from orbitrax.grids.plot import Plot
     from orbitrax.job import Job
     from orbitrax.link.events import Event
     from orbitrax.methods import Method

@@ -9,7 +9,9 @@ from ase.units import Bohr
 from support import ROOT  # noqa: F401
 
 from orbitrax.pictures.cube import write_cube
-from orbitrax.grids.grid import Grid, Plot, box_around
+from orbitrax.grids.frame import box_around
+from orbitrax.grids.grid import Grid
+from orbitrax.grids.plot import Plot
 
 POSITIONS = np.array([[0.1, -0.2, 0.3], [1.0, 0.4, 0.2], [-0.5, 1.9, 0.6]])
 NUMBERS = np.array([17, 6, 1])

@@ -8,7 +8,8 @@ from orbitrax import Job, Molecule
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.session.encode import plot_packets
-from orbitrax.grids.grid import Frame, Plot, box_around, plane_through, principal_axes
+from orbitrax.grids.frame import Frame, box_around, plane_through, principal_axes
+from orbitrax.grids.plot import Plot
 
 BENT = np.array([[0.0, 0.0, 0.1], [1.5, 0.0, 0.1], [1.5, 1.1, 0.1], [0.2, 0.3, 4.0]])
 

@@ -10,8 +10,9 @@ from support import ROOT  # noqa: F401
 
 from orbitrax.pictures import picture
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
-from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, Grid, Plot, box_around, plane_through,
-                                 principal_axes)
+from orbitrax.grids.frame import BOHR_PER_ANGSTROM, box_around, plane_through, principal_axes
+from orbitrax.grids.grid import Grid
+from orbitrax.grids.plot import Plot
 
 POSITIONS = np.array([[0.0, 0.0, 0.0], [1.2, 0.0, 0.0], [1.8, 0.9, 0.0]])
 NUMBERS = np.array([6, 8, 9])

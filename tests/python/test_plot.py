@@ -15,7 +15,7 @@ from support import ROOT
 from orbitrax import (Backend, Frame, Job, Molecule, Plot, box_around, from_ase, plane_through,
                       read_molecule)
 from orbitrax.errors import InputError, UsageError
-from orbitrax.grids.grid import BOHR_PER_ANGSTROM
+from orbitrax.grids.frame import BOHR_PER_ANGSTROM
 
 pytestmark = pytest.mark.timeout(120)
 

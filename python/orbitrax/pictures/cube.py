@@ -9,7 +9,8 @@ from __future__ import annotations
 from typing import TextIO
 
 from orbitrax import __version__
-from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid
+from orbitrax.grids.frame import BOHR_PER_ANGSTROM
+from orbitrax.grids.grid import Grid
 from orbitrax.molecules.elements import SYMBOLS, formula_of
 
 _PER_LINE = 6

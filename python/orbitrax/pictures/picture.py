@@ -10,8 +10,9 @@ import numpy as np
 from orbitrax.molecules.elements import SYMBOLS, formula_of
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.molecules.geometry import find_bonds
-from orbitrax.grids.grid import (BOHR_PER_ANGSTROM, DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL,
-                                 SPIN_DENSITY, Grid, principal_axes)
+from orbitrax.grids.frame import BOHR_PER_ANGSTROM, principal_axes
+from orbitrax.grids.grid import Grid
+from orbitrax.grids.plot import DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL, SPIN_DENSITY
 from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
 TYPE_CHECKING = False

@@ -11,7 +11,8 @@ import numpy as np
 
 from orbitrax.molecules.elements import COLOURS, RADII
 from orbitrax.molecules.geometry import find_bonds
-from orbitrax.grids.grid import BOHR_PER_ANGSTROM, Grid, principal_axes
+from orbitrax.grids.frame import BOHR_PER_ANGSTROM, principal_axes
+from orbitrax.grids.grid import Grid
 from orbitrax.pictures.render import Camera, Mesh, draw
 from orbitrax.pictures.surface import Field, isosurface
 

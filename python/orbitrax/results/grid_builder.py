@@ -5,7 +5,9 @@ from __future__ import annotations
 import numpy as np
 
 from orbitrax.errors import CalculationFailed, InputError, OutOfMemory
-from orbitrax.grids.grid import POTENTIAL, Frame, Grid, Plot, box_around
+from orbitrax.grids.frame import Frame, box_around
+from orbitrax.grids.grid import Grid
+from orbitrax.grids.plot import POTENTIAL, Plot
 from orbitrax.link import events
 from orbitrax.results.builder import lacks_memory
 from orbitrax.session.reader import PlotReader

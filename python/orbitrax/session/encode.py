@@ -18,7 +18,8 @@ if TYPE_CHECKING:
     from collections.abc import Sequence
     from typing import Any
 
-    from orbitrax.grids.grid import Frame, Plot
+    from orbitrax.grids.frame import Frame
+    from orbitrax.grids.plot import Plot
     from orbitrax.job import Job
     from orbitrax.molecules.restraints import Restraint
     from orbitrax.settings import Option

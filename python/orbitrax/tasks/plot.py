@@ -17,7 +17,9 @@ if TYPE_CHECKING:
     from typing import Any, ClassVar
 
     from orbitrax.backend import Backend
-    from orbitrax.grids.grid import Frame, Grid, Plot
+    from orbitrax.grids.frame import Frame
+    from orbitrax.grids.grid import Grid
+    from orbitrax.grids.plot import Plot
     from orbitrax.job import Job
     from orbitrax.link.events import Event
     from orbitrax.results.result import Result
@@ -56,7 +58,7 @@ class Plotting(Run):
     def follow(self, backend: Backend, result: Result, on_event: Callable[[Event], None] | None
                ) -> None:
         """Fetches the grid."""
-        from orbitrax.grids.grid import POTENTIAL
+        from orbitrax.grids.plot import POTENTIAL
 
         assert result.coordinates is not None
         frame = self.task.frame(result.coordinates)
@@ -172,7 +174,7 @@ class PlotTask(Task):
 
     def what(self) -> Plot:
         """What the settings ask for."""
-        from orbitrax.grids.grid import Plot
+        from orbitrax.grids.plot import Plot
 
         if self.potential or self.density or self.spin_density:
             name = ("potential" if self.potential else
@@ -183,7 +185,7 @@ class PlotTask(Task):
 
     def frame(self, positions: Any) -> Frame:
         """Where the points lie, for a molecule at `positions`, n x 3, Angstrom."""
-        from orbitrax.grids.grid import box_around, plane_through
+        from orbitrax.grids.frame import box_around, plane_through
 
         if self.plane is not None:
             return plane_through(positions, self.plane, self.margin, self.points)
