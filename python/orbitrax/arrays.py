@@ -38,7 +38,8 @@ def flat(values: Any) -> array[Any]:
     if hasattr(values, "ravel"):
         return array("d", values.ravel().tolist())
     if isinstance(values, array):
-        return values if values.typecode == "d" else array("d", values.tolist())
+        row: array[Any] = values
+        return row if row.typecode == "d" else array("d", row)
     found: array[Any] = array("d")
     for value in values:
         if isinstance(value, (int, float)):
@@ -117,6 +118,20 @@ class ArrayField:
         if values is None:
             return None
         return plain(values) if isinstance(values, array) else list(values.ravel().tolist())
+
+
+class GivenArray(ArrayField):
+    """The same of an attribute that is never None."""
+
+    if TYPE_CHECKING:
+
+        @overload
+        def __get__(self, instance: None, owner: type) -> GivenArray: ...
+
+        @overload
+        def __get__(self, instance: object, owner: type) -> Array: ...
+
+        def __get__(self, instance: object | None, owner: type) -> Any: ...
 
 
 def plain(values: array[Any]) -> list[float]:

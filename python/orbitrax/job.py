@@ -85,8 +85,8 @@ class JobSettings(Settings):
 class Job:
     """One calculation, which does not change; `replace` makes another.
 
-    molecule: a Molecule. method: by name, number or itself. settings: a task, or any JobSettings;
-    further settings may be given by name. charge and multiplicity are what was asked for, else what
+    molecule: a Molecule, or what `as_molecule` makes one of. method: by name, number or itself.
+    settings: a task, or any JobSettings; further settings may be given by name. charge and multiplicity are what was asked for, else what
     the molecule says, else 0 and the lowest that the electrons allow. selection: the calculated
     atoms, from 1, ascending; None for all. sigma, pi: weights of overlap.
 
@@ -106,10 +106,14 @@ class Job:
     pi: float
     _bonds: list[list[int]] | None
 
-    def __init__(self, molecule: Molecule, method: Method | str | int,
+    def __init__(self, molecule: Any, method: Method | str | int,
                  settings: JobSettings | None = None, **values: Any):
         put = super().__setattr__
         settings = JobSettings(**values) if settings is None else settings.replace(**values)
+        if not isinstance(molecule, Molecule):
+            from orbitrax.molecules.reading import as_molecule
+
+            molecule = as_molecule(molecule)
         put("molecule", molecule)
         put("method", find_method(method))
         put("settings", settings)

@@ -33,7 +33,7 @@ def p_function(places):
 
 
 def drawn(made, path, **settings):
-    picture.save(made, str(path), **settings)
+    picture.save_picture(made, str(path), **settings)
     image = matplotlib.image.imread(str(path))[..., :3]
     assert image[0, 0] == pytest.approx([1, 1, 1])
     return image
@@ -80,7 +80,7 @@ def test_a_higher_isovalue_shows_less(tmp_path):
     assert areas[0] > 2 * areas[1] > 0
     with pytest.raises(CalculationFailed, match=r"no value reaches 5; the largest is 0\.3\d+; "
                                                 "choose a lower isovalue"):
-        picture.save(grid(), str(tmp_path / "a.png"), isovalue=5.0)
+        picture.save_picture(grid(), str(tmp_path / "a.png"), isovalue=5.0)
 
 
 def test_an_orbital_that_is_spread_thin_is_drawn_at_a_lower_value():
@@ -132,28 +132,28 @@ def test_contours_lie_where_the_values_are(tmp_path):
 def test_a_plane_where_nothing_is_says_so(what, tmp_path):
     made = grid(what, plane_through(POSITIONS, "xz=0", 2.0, 20), shape=lambda p: 1e-6 * p[..., 0])
     with pytest.raises(CalculationFailed, match="everywhere in this plane; choose another plane"):
-        picture.save(made, str(tmp_path / "a.png"))
+        picture.save_picture(made, str(tmp_path / "a.png"))
 
 
 def test_the_spin_density_of_a_closed_shell_says_why(tmp_path):
     made = grid("spin-density", shape=lambda places: 0 * places[..., 0])
     made.title = "spin density"
     with pytest.raises(CalculationFailed, match="zero everywhere, as the molecule has no unpaired"):
-        picture.save(made, str(tmp_path / "a.png"))
+        picture.save_picture(made, str(tmp_path / "a.png"))
 
 
 @pytest.mark.parametrize("suffix,begin", [("svg", b"<?xml"), ("pdf", b"%PDF-")])
 def test_other_formats_are_what_their_names_say(suffix, begin, tmp_path):
     path = tmp_path / f"a.{suffix}"
-    picture.save(grid(points=16), str(path), width=200)
+    picture.save_picture(grid(points=16), str(path), width=200)
     first = path.read_bytes()
     assert first.startswith(begin) and len(first) > 5000
-    picture.save(grid(points=16), str(path), width=200)
+    picture.save_picture(grid(points=16), str(path), width=200)
     assert path.read_bytes() == first  # no date, no random names
 
 
 def test_a_picture_says_what_it_is(tmp_path):
-    picture.save(grid(points=16), str(tmp_path / "a.png"), width=200)
+    picture.save_picture(grid(points=16), str(tmp_path / "a.png"), width=200)
     assert re.search(rb"Title\x00CFO, AM1: HOMO", (tmp_path / "a.png").read_bytes())
 
 
@@ -167,7 +167,7 @@ def test_other_names_are_refused(name):
 def test_without_matplotlib_the_message_says_what_to_install(monkeypatch, tmp_path):
     monkeypatch.setitem(sys.modules, "matplotlib.colors", None)
     with pytest.raises(OrbitraxError, match="apt-get install python3-matplotlib"):
-        picture.save(grid(points=16), str(tmp_path / "a.png"))
+        picture.save_picture(grid(points=16), str(tmp_path / "a.png"))
 
 
 def test_the_molecule_is_drawn_at_its_scale():

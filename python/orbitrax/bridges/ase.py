@@ -28,11 +28,22 @@ from orbitrax.molecules.reading import from_ase
 from orbitrax.tasks.task import judge_scf
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    import os
+    from collections.abc import Iterator, Sequence
+    from typing import Any
+
+    from orbitrax.grids.frame import Frame
+    from orbitrax.grids.grid import Grid
+    from orbitrax.grids.plot import Plot
+    from orbitrax.results.result import Result
+
 _SETTINGS = ("charge", "multiplicity", "uhf", "scf_limit", "scf_iterations", "diis", "sigma", "pi",
              "level_shift_start", "select", "allow_unconverged")
 
 
-class Orbitrax(calculator.Calculator):
+class Orbitrax(calculator.Calculator):  # type: ignore[misc]
     """Energy, charges, dipole and, where the method has them, forces of a molecule.
 
     method: one of the nine by name, as `orbitrax methods` lists them. charge, multiplicity: of the
@@ -58,9 +69,11 @@ class Orbitrax(calculator.Calculator):
     discard_results_on_any_change = True
     ignored_changes = {"cell", "pbc"}
 
-    def __init__(self, *, backend=None, tables=None, time_limit=None, **settings):
+    def __init__(self, *, backend: str | os.PathLike[str] | None = None,
+                 tables: str | os.PathLike[str] | None = None, time_limit: float | None = None,
+                 **settings: Any):
         self._backend = Backend(backend, tables, time_limit)
-        self.result = None
+        self.result: Result | None = None
         unknown = sorted(set(settings) - set(self.default_parameters)
                          - {"atoms", "label", "restart", "directory"})
         if unknown:
@@ -77,10 +90,10 @@ class Orbitrax(calculator.Calculator):
     def __enter__(self) -> Orbitrax:
         return self
 
-    def __exit__(self, *_) -> None:
+    def __exit__(self, *_: object) -> None:
         self.close()
 
-    def __del__(self):
+    def __del__(self) -> None:
         try:
             self.close()
         except Exception:  # an interpreter that is going away has lost half its modules
@@ -88,8 +101,8 @@ class Orbitrax(calculator.Calculator):
 
     # ---- calculation ----------------------------------------------------------------------------
 
-    def calculate(self, atoms=None, properties=("energy",),
-                  system_changes=calculator.all_changes) -> None:
+    def calculate(self, atoms: Any = None, properties: Sequence[str] = ("energy",),
+                  system_changes: Sequence[str] = calculator.all_changes) -> None:
         """Runs one single point and fills `results` and `result`."""
         super().calculate(atoms, list(properties), system_changes)
         self.result = None
@@ -104,7 +117,7 @@ class Orbitrax(calculator.Calculator):
             raise calculator.PropertyNotImplementedError(
                 f"{result.method} with these settings yields no {missing[0]}")
 
-    def plot(self, plot="homo", frame=None):
+    def plot(self, plot: Plot | str = "homo", frame: Frame | None = None) -> Grid:
         """An orbital ("homo", "lumo+1", a number), "density", "spin-density", "potential" or an
         `orbitrax.Plot` of the atoms calculated last: an `orbitrax.Grid` on the points of `frame`,
         by default those of `orbitrax.box_around`."""
@@ -128,7 +141,7 @@ class Orbitrax(calculator.Calculator):
 
 
 @contextlib.contextmanager
-def _ase_errors():
+def _ase_errors() -> Iterator[None]:
     """Turns our errors into those of ASE."""
     try:
         yield
@@ -142,10 +155,11 @@ def _ase_errors():
         raise calculator.CalculationFailed(str(error)) from error
 
 
-def _in_ase_units(result) -> dict:
+def _in_ase_units(result: Result) -> dict[str, Any]:
     """What a result holds, under ASE's names and in ASE's units."""
+    assert result.total_energy is not None
     energy = result.total_energy * ASE_EV_PER_KCAL
-    found = {"energy": energy, "free_energy": energy,
+    found: dict[str, Any] = {"energy": energy, "free_energy": energy,
              "magmom": float(result.multiplicity - 1)}
     if result.gradient is not None:
         found["forces"] = -np.asarray(result.gradient) * ASE_EV_PER_KCAL

@@ -15,9 +15,13 @@ from orbitrax.tables import ParameterSet
 from orbitrax.results.result import Result
 from orbitrax.units import REPORT_EV_PER_KCAL
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import Any
 
 
-def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
+
+def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None) -> Any:
     """A `cclib.parser.data.ccData` of a result, in cclib's units (eV, Angstrom, Debye).
 
     Where the job has eigenvectors there are orbitals, orthonormal over the Gaussian functions
@@ -50,7 +54,7 @@ def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None):
     return ccData(values)
 
 
-def _levels(result: Result) -> dict:
+def _levels(result: Result) -> dict[str, Any]:
     spins = 2 if result.spin == "UHF" else 1
     energies = np.split(np.asarray(result.orbital_energies), spins)
     filled = np.split(np.asarray(result.occupancies), spins)
@@ -62,9 +66,9 @@ def _levels(result: Result) -> dict:
             "mosyms": [symmetry_labels(result, i * n, n) for i in range(spins)]}
 
 
-def _orbitals(job: Job, result: Result, parameters) -> dict:
+def _orbitals(job: Job, result: Result, parameters: ParameterSet | None) -> dict[str, Any]:
     basis = slater_basis(job, parameters)
-    functions: list = [[] for _ in basis.symbols]
+    functions: list[list[Any]] = [[] for _ in basis.symbols]
     for shell in basis.shells:
         pairs = [(float(a), float(c)) for a, c in zip(*shell.gaussians())]
         functions[shell.atom].append(("SPD"[shell.l], pairs))

@@ -8,3 +8,18 @@ def main(argv: list[str] | None = None) -> int:
     from orbitrax.cli.program import run_program
 
     return run_program(argv)
+
+
+def entry() -> None:
+    """What the installed command calls: runs the program and ends the process at once, as nothing
+    is left to tidy up."""
+    import os
+    import sys
+
+    status = main()
+    for stream in (sys.stdout, sys.stderr):
+        try:
+            stream.flush()
+        except (OSError, ValueError):  # closed, or full; the status has been decided
+            pass
+    os._exit(status)

@@ -44,7 +44,7 @@ class Frame:
     row: Array
     counts: tuple[int, int, int]
 
-    def __post_init__(self):
+    def __post_init__(self) -> None:
         with np.errstate(over="ignore"):
             for name in ("origin", "column", "row"):
                 object.__setattr__(self, name, np.asarray(getattr(self, name), np.float32))
@@ -96,8 +96,9 @@ def box_around(positions: Array, margin: float = MARGIN, points: int | None = No
     low, high = positions.min(axis=0) - margin, positions.max(axis=0) + margin
     step, counts = _divide(high - low, points)
     middle = (low + high) / 2
-    return Frame(middle - step * (counts - 1) / 2, [step, 0, 0], [0, step, 0],
-                 tuple(counts.tolist()))
+    columns, rows, planes = counts.tolist()
+    return Frame(middle - step * (counts - 1) / 2, np.array([step, 0, 0]), np.array([0, step, 0]),
+                 (columns, rows, planes))
 
 
 def plane_through(positions: Array, text: str, margin: float = MARGIN,
@@ -158,7 +159,8 @@ def _plane(positions: Array, text: str) -> tuple[Array, Array, Array]:
     return _plane_of_atoms(positions, text, name, shift)
 
 
-def _plane_of_atoms(positions, text, name, shift):
+def _plane_of_atoms(positions: Array, text: str, name: str, shift: float
+                    ) -> tuple[Array, Array, Array]:
     words = name.split(",")
     if len(words) != 3 or not all(word.isdigit() for word in words):
         raise UsageError(f"plane '{text}': should be three atoms like 1,2,3, or xy, xz, yz or "
@@ -196,7 +198,7 @@ def principal_axes(positions: Array) -> Array:
     less, and least. Each has its largest component positive, the last one as it then must be."""
     centred = positions - positions.mean(axis=0)
     _, vectors = np.linalg.eigh(centred.T @ centred)
-    axes = vectors.T[::-1].copy()
+    axes: Array = vectors.T[::-1].copy()
     for axis in axes[:2]:
         axis *= np.sign(axis[np.argmax(np.abs(axis) > np.abs(axis).max() - 1e-6)])
     axes[2] = np.cross(axes[0], axes[1])

@@ -14,7 +14,7 @@ if TYPE_CHECKING:
     from collections.abc import Iterable, Sequence
     from typing import Any
 
-    import numpy as np
+    from orbitrax.arrays import Array
 
 MAX_COORDINATE = 1e6  # Angstrom
 
@@ -75,7 +75,7 @@ class Molecule:
 
     def replace(self, **values: Any) -> Molecule:
         """This molecule but for some of the values that it is made of."""
-        told = {"numbers": self.z, "positions": self.xyz, "charge": self.charge,
+        told: dict[str, Any] = {"numbers": self.z, "positions": self.xyz, "charge": self.charge,
                 "multiplicity": self.multiplicity, "masses": self.plain_masses,
                 "point_charges": self.plain_charges, "title": self.title, "notes": self.notes}
         return type(self)(**{**told, **values})
@@ -83,32 +83,32 @@ class Molecule:
     # ---- what it is -----------------------------------------------------------------------------
 
     @property
-    def numbers(self) -> np.ndarray[Any, Any]:
+    def numbers(self) -> Array:
         """Atomic numbers, n."""
         return self._shown("z", int)
 
     @property
-    def positions(self) -> np.ndarray[Any, Any]:
+    def positions(self) -> Array:
         """n x 3, Angstrom."""
         return self._shown("xyz", float).reshape(-1, 3)
 
     @property
-    def masses(self) -> np.ndarray[Any, Any] | None:
+    def masses(self) -> Array | None:
         """n, atomic mass units; None for standard masses."""
         return None if self.plain_masses is None else self._shown("plain_masses", float)
 
     @property
-    def point_charges(self) -> np.ndarray[Any, Any] | None:
+    def point_charges(self) -> Array | None:
         """n, e; None where there are none."""
         return None if self.plain_charges is None else self._shown("plain_charges", float)
 
-    def _shown(self, name: str, kind: type) -> np.ndarray[Any, Any]:
+    def _shown(self, name: str, kind: type) -> Array:
         key = f"_{name}"
         if key not in self.__dict__:
-            shown = as_numpy(getattr(self, name)).astype(kind)
+            shown: Array = as_numpy(getattr(self, name)).astype(kind)
             shown.flags.writeable = False
             self.__dict__[key] = shown
-        found: np.ndarray[Any, Any] = self.__dict__[key]
+        found: Array = self.__dict__[key]
         return found
 
     def __getstate__(self) -> dict[str, Any]:

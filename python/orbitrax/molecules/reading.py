@@ -8,6 +8,7 @@ import os
 import sys
 
 from orbitrax.errors import MoleculeError
+from orbitrax.molecules.elements import NUMBERS
 from orbitrax.molecules.molecule import Molecule
 
 TYPE_CHECKING = False
@@ -31,6 +32,26 @@ def read_molecule(source: str | os.PathLike[str], format: str | None = None,
     if os.path.isdir(path):
         raise MoleculeError(f"{path} is a folder, not a molecule file")
     return from_ase(_read_ase(source, format, source), title=source)
+
+
+def as_molecule(source: Any) -> Molecule:
+    """A molecule from whatever tells of one: itself, a path, an ASE Atoms object, or a pair of
+    symbols (or atomic numbers) and positions, n x 3, Angstrom."""
+    if isinstance(source, Molecule):
+        return source
+    if isinstance(source, (str, os.PathLike)):
+        return read_molecule(source)
+    if hasattr(source, "get_positions"):
+        return from_ase(source)
+    if isinstance(source, (tuple, list)) and len(source) == 2:
+        symbols, positions = source
+        for symbol in symbols:
+            if isinstance(symbol, str) and symbol not in NUMBERS:
+                raise MoleculeError(f"there is no element '{symbol}'")
+        return Molecule([NUMBERS[symbol] if isinstance(symbol, str) else symbol
+                         for symbol in symbols], positions)
+    raise MoleculeError(f"a {type(source).__name__} is no molecule; give a path, a Molecule, an "
+                        "ASE Atoms object, or symbols and positions")
 
 
 def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:

@@ -58,7 +58,8 @@ class Restraint:
             raise UsageError(f"the force constant {force_constant} is not a number")
 
     def _checked_target(self, target: float | Sequence[float]) -> tuple[float, ...]:
-        numbers = tuple(float(x) for x in (target if hasattr(target, "__len__") else (target,)))
+        several = (target,) if isinstance(target, (int, float)) else target
+        numbers = tuple(float(x) for x in several)
         if len(numbers) != (3 if self.kind == "tether" else 1) or not all(
                 math.isfinite(x) for x in numbers):
             what = "three coordinates" if self.kind == "tether" else "one number"

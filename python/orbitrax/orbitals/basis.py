@@ -19,6 +19,8 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from orbitrax.arrays import Array
 
+    Terms = tuple[tuple[float, float], ...]
+
 _CAPPING_ORBITALS = 4
 _SMALLEST = 1e-5  # what is smaller in a table counts as not there
 _LETTERS = "spd"
@@ -36,7 +38,7 @@ class Shell:
     atom: int
     n: int
     l: int
-    terms: tuple
+    terms: Terms
 
     @property
     def names(self) -> list[str]:
@@ -62,8 +64,8 @@ class Basis:
     symbols: of all atoms of the molecule, those without orbitals too.
     """
 
-    symbols: list
-    shells: list
+    symbols: list[str]
+    shells: list[Shell]
 
     def __len__(self) -> int:
         return sum(2 * shell.l + 1 for shell in self.shells)
@@ -110,7 +112,8 @@ def slater_basis(job: Job, parameters: ParameterSet | None = None) -> Basis:
     return Basis(job.molecule.symbols, shells)
 
 
-def _shells_of_atom(job: Job, parameters, atom: int, number: int, capping: bool) -> list[Shell]:
+def _shells_of_atom(job: Job, parameters: ParameterSet, atom: int, number: int, capping: bool
+                    ) -> list[Shell]:
     n = max(principal_number(number), 2) if capping else principal_number(number)
     found = []
     for l in range({1: 1, 4: 2, 9: 3}[_orbital_count(job, parameters, number, capping)]):
@@ -123,7 +126,7 @@ def _shells_of_atom(job: Job, parameters, atom: int, number: int, capping: bool)
     return found
 
 
-def _orbital_count(job: Job, parameters, number: int, capping: bool) -> int:
+def _orbital_count(job: Job, parameters: ParameterSet, number: int, capping: bool) -> int:
     """1, 4 or 9."""
     if capping:
         return _CAPPING_ORBITALS
@@ -145,7 +148,7 @@ def _d_number(job: Job, number: int, n: int) -> int:
     return n - 1 if inner else n
 
 
-def _terms(job: Job, parameters, number: int, capping: bool, l: int) -> tuple:
+def _terms(job: Job, parameters: ParameterSet, number: int, capping: bool, l: int) -> Terms:
     def value(name: str) -> float:
         return parameters.value(name, number, capping)
 

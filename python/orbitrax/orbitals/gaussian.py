@@ -7,7 +7,7 @@ order of the backend: s; px, py, pz; dz2, dxz, dyz, dx2-y2, dxy.
 from __future__ import annotations
 
 import math
-from typing import NamedTuple
+from dataclasses import dataclass
 
 import numpy as np
 
@@ -18,7 +18,8 @@ if TYPE_CHECKING:
 _STRIP = 1 << 20  # pairs of primitives taken together
 
 
-class GaussianShell(NamedTuple):
+@dataclass(frozen=True, eq=False)
+class GaussianShell:
     """The 2 l + 1 functions of one shell. centre: 3, bohr; exponents: 1/bohr^2; coefficients: of
     normalised primitives; first: index of its first function."""
 
@@ -49,14 +50,15 @@ _HARMONICS = (
 
 def radial_norm(l: int, exponents: Array) -> Array:
     """N for which N r^l exp(-a r^2) is normalised over r^2 dr; in the shape of `exponents`."""
-    return np.sqrt(2.0 * (2.0 * exponents) ** (l + 1.5) / math.gamma(l + 1.5))
+    found: Array = np.sqrt(2.0 * (2.0 * exponents) ** (l + 1.5) / math.gamma(l + 1.5))
+    return found
 
 
 def overlap_matrix(shells: list[GaussianShell]) -> Array:
     """S, N x N, of all functions of the shells. Shells of one centre are treated as all others."""
     size = max((shell.first + 2 * shell.l + 1 for shell in shells), default=0)
     result = np.zeros((size, size))
-    groups: dict[tuple, list[GaussianShell]] = {}
+    groups: dict[tuple[int, int], list[GaussianShell]] = {}
     for shell in shells:
         groups.setdefault((shell.l, len(shell.exponents)), []).append(shell)
     stacks = [_Stack(l, group) for (l, _), group in groups.items()]
@@ -87,7 +89,8 @@ class _Stack:
 
     @property
     def functions(self) -> Array:
-        return (self.first[:, None] + np.arange(2 * self.l + 1)).ravel()
+        found: Array = (self.first[:, None] + np.arange(2 * self.l + 1)).ravel()
+        return found
 
 
 def _overlap(a: _Stack, b: _Stack) -> Array:
@@ -113,17 +116,16 @@ def _overlap(a: _Stack, b: _Stack) -> Array:
                 if i or j:
                     product = product * table[i][j]
             cartesian[:, :, m, n] = product.sum(axis=(2, 3))
-    block = np.einsum("um,abmn,vn->aubv", _HARMONICS[a.l], cartesian, _HARMONICS[b.l])
+    block: Array = np.einsum("um,abmn,vn->aubv", _HARMONICS[a.l], cartesian, _HARMONICS[b.l])
     return block.reshape(len(a.functions), len(b.functions))
 
 
-def _axis_table(la: int, lb: int, from_a, from_b, p) -> list:
+def _axis_table(la: int, lb: int, from_a: Array, from_b: Array, p: Array) -> list[list[Array]]:
     """table[i][j] for i up to la and j up to lb, of one axis, over s(0, 0)."""
-    table = [[None] * (lb + 1) for _ in range(la + 1)]
+    table: list[list[Array]] = [[np.ones(1)] * (lb + 1) for _ in range(la + 1)]
     for i in range(la + 1):
         for j in range(lb + 1):
             if i == 0 and j == 0:
-                table[0][0] = np.ones(1)
                 continue
             if i:
                 value = from_a * table[i - 1][j]

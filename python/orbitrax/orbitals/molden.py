@@ -11,7 +11,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax.orbitals.basis import Basis, slater_basis
+from orbitrax.orbitals.basis import Basis, Shell, slater_basis
 from orbitrax.molecules.elements import NUMBERS, formula_of
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
@@ -50,7 +50,7 @@ def molden_text(result: Result, basis: Basis, raw: bool = False) -> str:
                     _atoms(result), _functions(basis), "[5D]\n", _orbitals(result, orbitals)])
 
 
-def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict:
+def orbitals_in_space(result: Result, basis: Basis, raw: bool = False) -> dict[str, Array]:
     """Orbitals by spin, "alpha" and, of an unrestricted calculation, "beta": N x N, row k orbital
     k. As they come if raw, else times S^-1/2.
 
@@ -88,7 +88,8 @@ def _inverse_root(overlap: Array) -> Array:
     if values[0] < _DEPENDENT:
         raise OrbitraxError("the functions of the atoms are too near to linear dependence to make "
                             "the orbitals orthonormal in space; write the raw ones")
-    return (vectors / np.sqrt(values)) @ vectors.T
+    root: Array = (vectors / np.sqrt(values)) @ vectors.T
+    return root
 
 
 # ---- sections -----------------------------------------------------------------------------------
@@ -113,7 +114,7 @@ def _functions(basis: Basis) -> str:
     """The section of the functions. Atoms without have an entry too, so that a reader that counts
     entries does not go astray."""
     lines = ["[GTO]\n"]
-    by_atom: dict[int, list] = {}
+    by_atom: dict[int, list[Shell]] = {}
     for shell in basis.shells:
         by_atom.setdefault(shell.atom, []).append(shell)
     for atom in range(len(basis.symbols)):
@@ -126,16 +127,18 @@ def _functions(basis: Basis) -> str:
     return "".join(lines)
 
 
-def _orbitals(result: Result, orbitals: dict) -> str:
+def _orbitals(result: Result, orbitals: dict[str, Array]) -> str:
     parts, done = ["[MO]\n"], 0
+    levels, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
+    assert levels is not None and occupancies is not None
     for spin, matrix in orbitals.items():
         n = len(matrix)
         form = "".join(f"{i:6d} %17.10f\n" for i in range(1, n + 1))
         labels = symmetry_labels(result, done, n)
         for k, row in enumerate(matrix):
-            energy = result.orbital_energies[done + k] / CODATA_EV_PER_HARTREE
+            energy = levels[done + k] / CODATA_EV_PER_HARTREE
             parts.append(f" Sym= {labels[k]}\n Ene= {energy:16.10f}\n Spin= {spin.capitalize()}\n"
-                         f" Occup= {result.occupancies[done + k]:10.6f}\n")
+                         f" Occup= {occupancies[done + k]:10.6f}\n")
             parts.append(form % tuple(row.tolist()))
         done += n
     return "".join(parts)

@@ -6,12 +6,16 @@ after each run along z, and two lines of comment that say what it is.
 
 from __future__ import annotations
 
-from typing import TextIO
-
 from orbitrax import __version__
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM
 from orbitrax.grids.grid import Grid
 from orbitrax.molecules.elements import SYMBOLS, formula_of
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import TextIO
+
+    from orbitrax.arrays import Array
 
 _PER_LINE = 6
 _UNITS = ("hartree per unit charge", "electrons per cubic bohr", "bohr to the power -3/2",
@@ -37,5 +41,5 @@ def write_cube(file: TextIO, grid: Grid) -> None:
         file.write("".join(run % tuple(values) for values in layer.tolist()))
 
 
-def _head(count: int, vector) -> str:
+def _head(count: int, vector: Array) -> str:
     return f"{count:5d}" + "".join(f"{c:12.6f}" for c in vector) + "\n"

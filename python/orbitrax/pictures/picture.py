@@ -17,6 +17,8 @@ from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from typing import Any
+
     from orbitrax.arrays import Array
 
 FORMATS = ("png", "svg", "pdf")
@@ -74,7 +76,7 @@ def usual_isovalue(grid: Grid) -> float:
     return min(usual, float(f"{thin:.1g}")) if thin > 0 else usual
 
 
-def save(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
+def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
          view: tuple[float, float] | None = None, width: int = WIDTH) -> None:
     """Draws a grid: contours of a plane, surfaces of a box. The name of `path` tells the format;
     `file` is written instead if it is given. isovalue, view (azimuth and elevation, degrees): of
@@ -93,7 +95,7 @@ def save(grid: Grid, path: str, file: str | None = None, isovalue: float | None 
         figure.savefig(file or path, format=form, dpi=figure.dpi, metadata=about)
 
 
-def _matplotlib():
+def _matplotlib() -> Any:
     try:
         import matplotlib
         import matplotlib.colors
@@ -114,7 +116,7 @@ def _formula(grid: Grid) -> str:
 
 
 def surface(grid: Grid, isovalue: float | None = None,
-            view: tuple[float, float] | None = None, width: int = WIDTH):
+            view: tuple[float, float] | None = None, width: int = WIDTH) -> Any:
     """A figure of the molecule and the surfaces of a box of values."""
     from orbitrax.pictures import scene
 
@@ -160,7 +162,7 @@ def _nothing_to_see(grid: Grid, level: float) -> str:
         text = f"there is nothing to draw: the {grid.title} is zero everywhere"
         return text + (", as the molecule has no unpaired electrons"
                        if grid.plot.kind == SPIN_DENSITY else "")
-    values = grid.density if grid.plot.kind == POTENTIAL else grid.values
+    values = grid.values if grid.density is None else grid.density
     return (f"there is nothing to draw: no value reaches {level:g}; the largest is "
             f"{np.abs(values).max():.3g}; choose a lower --isovalue")
 
@@ -172,6 +174,7 @@ class _Paint:
         from orbitrax.pictures.surface import Field, isosurface
 
         matplotlib = _matplotlib()
+        assert grid.density is not None
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
         self._most = _rounded(float(np.percentile(values, 98)) * CODATA_KCAL_PER_HARTREE)
@@ -182,9 +185,10 @@ class _Paint:
                               (0.75, "#4a97dd"), (1, "#0a2f8f")]))
 
     def __call__(self, values: Array) -> Array:
-        return self._map.to_rgba(values * CODATA_KCAL_PER_HARTREE)[:, :3]
+        colours: Array = self._map.to_rgba(values * CODATA_KCAL_PER_HARTREE)[:, :3]
+        return colours
 
-    def scale(self, figure, share: float) -> None:
+    def scale(self, figure: Any, share: float) -> None:
         """The scale of colours in the lowest `share` of a figure."""
         axes = figure.add_axes([0.3, 0.66 * share, 0.4, 0.16 * share])
         bar = figure.colorbar(self._map, cax=axes, orientation="horizontal")
@@ -196,14 +200,15 @@ class _Paint:
 
 def _rounded(value: float) -> float:
     """Up to 1, 1.5, 2, 3, 4, 5, 6 or 8 times a power of ten."""
-    power = 10 ** math.floor(math.log10(max(value, 1e-6)))
-    return next(step for step in (1, 1.5, 2, 3, 4, 5, 6, 8, 10) if step * power >= value) * power
+    power = 10.0 ** math.floor(math.log10(max(value, 1e-6)))
+    step: float = next(step for step in (1, 1.5, 2, 3, 4, 5, 6, 8, 10) if step * power >= value)
+    return step * power
 
 
 # ---- contours -----------------------------------------------------------------------------------
 
 
-def contours(grid: Grid, width: int = WIDTH):
+def contours(grid: Grid, width: int = WIDTH) -> Any:
     """A figure of contours in a plane, with the atoms that lie in it or near."""
     from orbitrax.pictures import scene
 
@@ -244,19 +249,21 @@ def contours(grid: Grid, width: int = WIDTH):
     return figure
 
 
-def _shown_part(grid: Grid, x: Array, y: Array, least: float) -> tuple:
+def _shown_part(grid: Grid, x: Array, y: Array, least: float
+                ) -> tuple[float, float, float, float]:
     """Left, right, low and high end of what has contours or atoms, and some space."""
     columns, rows = np.nonzero(np.abs(grid.values[:, :, 0]) >= least)
     spots, strength = _seen_atoms(grid)
     spots = spots[strength > 0]
-    ends = []
+    ends: list[float] = []
     for lengths, found, atoms in ((x, columns, spots[:, 0]), (y, rows, spots[:, 1])):
         places = np.concatenate((lengths[found], atoms))
         ends += [max(places.min() - _SPACE, lengths[0]), min(places.max() + _SPACE, lengths[-1])]
-    return tuple(ends)
+    left, right, low, high = ends
+    return left, right, low, high
 
 
-def _scale_bar(axes, left: float, low: float, text: str) -> None:
+def _scale_bar(axes: Any, left: float, low: float, text: str) -> None:
     """A bar one Angstrom long in the lower left corner, and a text beside it."""
     start, height = left + 0.1, low + 0.15
     axes.plot([start, start + 1], [height, height], color="0.25", linewidth=1.5, clip_on=False)
@@ -286,7 +293,7 @@ def _seen_atoms(grid: Grid) -> tuple[Array, Array]:
     return place @ np.stack((right, up)).T, strength * (grid.numbers > 0)
 
 
-def _molecule_in_plane(axes, grid: Grid) -> None:
+def _molecule_in_plane(axes: Any, grid: Grid) -> None:
     """Bonds and atoms as seen from where rows run to the right and columns up."""
     matplotlib = _matplotlib()
     spots, strength = _seen_atoms(grid)

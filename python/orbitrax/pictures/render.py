@@ -20,7 +20,8 @@ _LAYERS = 3  # see-through surfaces shown before one another
 _SAME_SURFACE = 0.02  # Angstrom: what is no deeper than this is the same layer
 
 def _direction(*vector: float) -> Array:
-    return (np.array(vector) / np.linalg.norm(vector)).astype(np.float32)
+    found: Array = (np.array(vector) / np.linalg.norm(vector)).astype(np.float32)
+    return found
 
 
 _KEY_LIGHT, _FILL_LIGHT = _direction(-0.45, 0.6, 0.75), _direction(0.7, -0.1, 0.6)
@@ -84,7 +85,8 @@ def draw(meshes: list[Mesh], camera: Camera) -> Array:
         colour = haze.over(colour, deep)
         picture[pixels] += opacity[:, None] * (colour - picture[pixels])
     shape = (camera.height, SUPERSAMPLING, camera.width, SUPERSAMPLING, 3)
-    return picture.reshape(shape).mean(axis=(1, 3))
+    found: Array = picture.reshape(shape).mean(axis=(1, 3))
+    return found
 
 
 class _Haze:
@@ -118,7 +120,7 @@ class _Fragments:
     third: Array
     depth: Array
 
-    def take(self, which) -> _Fragments:
+    def take(self, which: Array) -> _Fragments:
         return _Fragments(self.pixels[which], self.faces[which], self.second[which],
                           self.third[which], self.depth[which])
 
@@ -207,7 +209,8 @@ class _Scene:
         return _Fragments(*(np.concatenate([getattr(part, name) for part in parts]) for name in
                             ("pixels", "faces", "second", "third", "depth")))
 
-    def _points(self, faces, left, top, columns, count, width) -> _Fragments:
+    def _points(self, faces: Array, left: Array, top: Array, columns: Array, count: Array,
+                width: int) -> _Fragments:
         """The pixels of the rectangles round some triangles that lie within them."""
         which = np.repeat(np.arange(len(faces), dtype=np.int32), count)
         place = np.arange(len(which), dtype=np.int32) - np.repeat(

@@ -18,6 +18,8 @@ from orbitrax.pictures.surface import Field, isosurface
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from collections.abc import Callable
+
     from orbitrax.arrays import Array
 
 POSITIVE, NEGATIVE = (0.13, 0.40, 0.80), (0.96, 0.56, 0.10)  # colours of the two signs
@@ -61,7 +63,7 @@ def molecule(numbers: Array, positions: Array) -> list[Mesh]:
     return meshes
 
 
-def _placed(vertices, normals, faces, colour) -> Mesh:
+def _placed(vertices: Array, normals: Array, faces: Array, colour: Array) -> Mesh:
     return Mesh(vertices, normals, faces, np.broadcast_to(colour, vertices.shape))
 
 
@@ -115,9 +117,10 @@ def surfaces(grid: Grid, isovalue: float) -> list[Mesh]:
     return found
 
 
-def painted_surface(grid: Grid, isovalue: float, paint) -> list[Mesh]:
+def painted_surface(grid: Grid, isovalue: float, paint: Callable[[Array], Array]) -> list[Mesh]:
     """Where the density beside a potential is `isovalue`, coloured by the potential: `paint` makes
     n x 3 colours of n values."""
+    assert grid.density is not None
     vertices, normals, faces = isosurface(Field(grid.density), isovalue)
     if not len(faces):
         return []

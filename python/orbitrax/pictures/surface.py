@@ -35,8 +35,9 @@ class Field:
 
     def at(self, places: Array) -> Array:
         """The values at n places."""
-        return self._interpolate(self._spline, np.asarray(places).T, order=3, mode="nearest",
-                                 prefilter=False)
+        found: Array = self._interpolate(self._spline, np.asarray(places).T, order=3,
+                                         mode="nearest", prefilter=False)
+        return found
 
     def gradient(self, places: Array) -> Array:
         """The gradients at n places, n x 3, per grid step."""

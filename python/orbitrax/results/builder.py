@@ -14,6 +14,7 @@ from orbitrax.results.result import Result
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from array import array
+    from typing import Any
 
     from orbitrax.job import Job
 
@@ -55,8 +56,8 @@ class ResultBuilder:
 
     def add(self, event: events.Event) -> None:
         """Takes one event. Raises CalculationFailed for a result that is not finite."""
-        take = self._TAKERS.get(type(event))
-        if take:
+        take: Any = self._TAKERS.get(type(event))
+        if take is not None:
             take(self, event)
 
     def _log(self, event: events.LogLine) -> None:

@@ -19,7 +19,7 @@ class Row:
 
     __slots__ = ("key", "attribute", "kind", "shape", "unit", "meaning")
 
-    def __init__(self, key: str, attribute: str | None, kind: str, shape: tuple[str | int, ...],
+    def __init__(self, key: str, attribute: str | None, kind: str, shape: tuple[Any, ...],
                  unit: str, meaning: str):
         self.key, self.attribute, self.kind, self.shape = key, attribute, kind, shape
         self.unit, self.meaning = unit, meaning

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from orbitrax.arrays import ArrayField, rows
+from orbitrax.arrays import ArrayField, GivenArray, rows
 from orbitrax.methods import find_method
 from orbitrax.molecules.elements import formula_of
 from orbitrax.results.document import ROWS, empty_document
@@ -11,7 +11,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
-    import numpy as np
+    from orbitrax.arrays import Array
 
 
 class Result:
@@ -27,7 +27,7 @@ class Result:
     blocks: what the task has to tell beside, by name, as in the JSON document.
     """
 
-    coordinates = ArrayField(3)
+    coordinates = GivenArray(3)
     gradient = ArrayField(3)
     dipole = ArrayField()
     charges = ArrayField()
@@ -44,7 +44,7 @@ class Result:
     restraint_energy: float | None = None
     rms_gradient: float | None = None
     orbital_symmetries: list[str] | None = None
-    eigenvectors: dict[str, np.ndarray[Any, Any]] | None = None
+    eigenvectors: dict[str, Array] | None = None
     point_group: str | None = None
     converged: bool | None = None
     cycles: int | None = None

@@ -6,7 +6,6 @@ from __future__ import annotations
 import math
 import struct
 
-from orbitrax.arrays import finite
 from orbitrax.errors import InputError
 from orbitrax.link import wire
 from orbitrax.molecules.elements import MASSES, valence_orbitals
@@ -183,6 +182,6 @@ def restraint_record(restraint: Restraint, xyz: Sequence[float]) -> bytes:
         "nKind": KINDS.index(restraint.kind), "nAtom": [atom - 1 for atom in restraint.atoms],
         "flForceConstant": restraint.force_constant,
         **dict(zip(("flTarget", "flTargetY", "flTargetZ"), target))}
-    if not finite(target) or max(map(abs, (*target, restraint.force_constant))) > LARGEST_FLOAT:
+    if not all(abs(number) <= LARGEST_FLOAT for number in (*target, restraint.force_constant)):
         raise InputError(f"{restraint}: its numbers are too large to be sent")
     return wire.RestraintRecord.pack(values)

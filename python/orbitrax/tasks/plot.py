@@ -30,8 +30,8 @@ _PLOT = "plot"
 def parse_view(given: str | tuple[float, float]) -> tuple[float, float]:
     """Azimuth and elevation, degrees, from a text like "22,28", or from numbers."""
     try:
-        words = given.split(",") if isinstance(given, str) else given
-        azimuth, elevation = (float(word) for word in words)
+        pair: Any = given.split(",") if isinstance(given, str) else given
+        azimuth, elevation = (float(word) for word in pair)
         if azimuth - azimuth == elevation - elevation == 0:  # neither infinite nor NaN
             return azimuth, elevation
     except (TypeError, ValueError):

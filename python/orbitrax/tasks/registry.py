@@ -26,12 +26,12 @@ class TaskRow:
         return found
 
 
-TASKS = tuple(TaskRow(*row) for row in (
-    ("energy", "energy", "Energy", "energy, orbitals, charges and dipole of one structure"),
-    ("optimize", "optimize", "Optimize", "the nearest structure of lowest energy"),
-    ("plot", "plot", "PlotTask",
-     "an orbital, a density or the potential, as a picture or a cube file"),
-))
+TASKS = (
+    TaskRow("energy", "energy", "Energy", "energy, orbitals, charges and dipole of one structure"),
+    TaskRow("optimize", "optimize", "Optimize", "the nearest structure of lowest energy"),
+    TaskRow("plot", "plot", "PlotTask",
+            "an orbital, a density or the potential, as a picture or a cube file"),
+)
 
 # Commands that are no calculation of one molecule by a method that is named: the module of each has
 # DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).

@@ -67,13 +67,13 @@ class OutputRow:
         return found
 
 
-OUTPUTS = tuple(OutputRow(*row) for row in (
-    ("text", "text", "TextOutput", (), True),
-    ("molden", "molden", "MoldenOutput", (".molden",)),
-    ("structure", "structure", "StructureOutput"),
-    ("cube", "plots", "CubeOutput", (".cube", ".cub"), True),
-    ("picture", "plots", "PictureOutput"),
-))
+OUTPUTS = (
+    OutputRow("text", "text", "TextOutput", printable=True),
+    OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
+    OutputRow("structure", "structure", "StructureOutput"),
+    OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
+    OutputRow("picture", "plots", "PictureOutput"),
+)
 
 
 def choose_output(task: type[Task], command: CommandSettings) -> Output:

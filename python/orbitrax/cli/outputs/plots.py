@@ -105,7 +105,7 @@ class PictureOutput(_GridOutput):
                 result.warnings.append("the surface reaches the edge of the grid and is cut there; "
                                        "choose a larger --margin or --isovalue")
         try:
-            picture.save(grid, self.path, name, run.isovalue, task.view,
+            picture.save_picture(grid, self.path, name, run.isovalue, task.view,
                          task.width or picture.WIDTH)
         except MemoryError:
             raise OrbitraxError("there is not enough memory to draw this picture; choose fewer "
