@@ -5,6 +5,7 @@ A wheel is for one platform and any Python 3. Programs that a checkout has built
 are; without any they are built here.
 """
 
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -18,9 +19,10 @@ PROGRAMS = TOP / "build" / "release"
 
 
 class BuildPrograms(build_py):
-    """Builds the backend where it is missing, ahead of all else."""
+    """Builds the backend where it is missing, and forgets what an earlier version has left."""
 
     def run(self):
+        shutil.rmtree(self.build_lib, ignore_errors=True)
         if not (PROGRAMS / "qsolve").exists():
             options = ["-DORBITRAX_TESTS=OFF", "-DORBITRAX_BENCHMARKS=OFF"]
             subprocess.run(["cmake", "--preset", "release", *options], cwd=TOP, check=True)

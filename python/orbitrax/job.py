@@ -86,9 +86,10 @@ class Job:
     """One calculation, which does not change; `replace` makes another.
 
     molecule: a Molecule, or what `as_molecule` makes one of. method: by name, number or itself.
-    settings: a task, or any JobSettings; further settings may be given by name. charge and multiplicity are what was asked for, else what
-    the molecule says, else 0 and the lowest that the electrons allow. selection: the calculated
-    atoms, from 1, ascending; None for all. sigma, pi: weights of overlap.
+    settings: a task, or any JobSettings; further settings may be given by name. charge and
+    multiplicity are what was asked for, else what the molecule says, else 0 and the lowest that the
+    electrons allow. selection: the calculated atoms, from 1, ascending; None for all. sigma, pi:
+    weights of overlap.
 
     Raises UsageError where the parts do not fit.
     """

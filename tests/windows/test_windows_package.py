@@ -13,7 +13,8 @@ from sessions import calculation, first
 
 pytestmark = pytest.mark.windows
 
-VERSION = re.search(r"project\(\w+ VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+VERSION = re.search(r"__version__ = \"(.*)\"",
+                    (ROOT / "python" / "orbitrax" / "__init__.py").read_text())[1]
 TOP = f"orbitrax-{VERSION}-windows"
 SYSTEM = {"kernel32.dll", "user32.dll", "gdi32.dll", "msvcrt.dll"}
 
