@@ -17,6 +17,7 @@ if TYPE_CHECKING:
     from orbitrax.arrays import Array
 
 MAX_COORDINATE = 1e6  # Angstrom
+_WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
 
 class Molecule:
@@ -26,6 +27,7 @@ class Molecule:
     units, or None for standard masses. point_charges: n, e, what an atom carries while it is not
     part of the calculation. charge and multiplicity: None where nothing tells. title: where it
     comes from, for messages. notes: what is to be said where the charge is needed and not known.
+    remarks: what was odd about where it comes from; they become warnings of a result.
 
     numbers, positions, masses and point_charges are numpy arrays that cannot be written to, made at
     the first look; z (a tuple), xyz, plain_masses and plain_charges (flat) are the same without
@@ -34,13 +36,14 @@ class Molecule:
 
     def __init__(self, numbers: Iterable[int], positions: Any, charge: int | None = None,
                  multiplicity: int | None = None, masses: Any = None, point_charges: Any = None,
-                 title: str = "molecule", notes: Sequence[str] = ()):
+                 title: str = "molecule", notes: Sequence[str] = (),
+                 remarks: Sequence[str] = ()):
         self.z = tuple(int(number) for number in numbers)
         self.xyz = self._places(positions, title)
         self.plain_masses = self._one_each(masses, "masses", title)
         self.plain_charges = self._one_each(point_charges, "point_charges", title)
         self.charge, self.multiplicity = charge, multiplicity
-        self.title, self.notes = title, tuple(notes)
+        self.title, self.notes, self.remarks = title, tuple(notes), tuple(remarks)
         for number in self.z:
             if not 0 <= number < len(SYMBOLS):
                 raise MoleculeError(f"{title}: there is no element of number {number}")
@@ -77,7 +80,8 @@ class Molecule:
         """This molecule but for some of the values that it is made of."""
         told: dict[str, Any] = {"numbers": self.z, "positions": self.xyz, "charge": self.charge,
                 "multiplicity": self.multiplicity, "masses": self.plain_masses,
-                "point_charges": self.plain_charges, "title": self.title, "notes": self.notes}
+                "point_charges": self.plain_charges, "title": self.title, "notes": self.notes,
+                                "remarks": self.remarks}
         return type(self)(**{**told, **values})
 
     # ---- what it is -----------------------------------------------------------------------------
@@ -135,6 +139,24 @@ class Molecule:
         told = "".join(f", {name} {value}" for name, value in (
             ("charge", self.charge), ("multiplicity", self.multiplicity)) if value is not None)
         return f"<Molecule {self.formula}, {len(self)} atoms{told}, from {self.title}>"
+
+
+def state_of_atoms(charge: int | None, multiplicity: int | None, charges: Sequence[float] | None,
+                   moments: Sequence[float] | None
+                   ) -> tuple[int | None, int | None, list[str]]:
+    """Charge, multiplicity and notes of a molecule, where not told by those of its atoms: charges
+    that add up to a whole number, and magnetic moments."""
+    notes = []
+    if charge is None and charges is not None:
+        total = sum(charges)
+        if math.isfinite(total) and abs(total - round(total)) <= _WHOLE:
+            charge = round(total)
+        else:
+            notes.append(f"the charges of its atoms add up to {total:.4f}, which is no whole "
+                         "number; give the charge with --charge")
+    if multiplicity is None and moments is not None and math.isfinite(sum(moments)):
+        multiplicity = round(abs(sum(moments))) + 1
+    return charge, multiplicity, notes
 
 
 def _shape(values: Any) -> tuple[int, ...]:

@@ -9,29 +9,57 @@ import sys
 
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.elements import NUMBERS
-from orbitrax.molecules.molecule import Molecule
+from orbitrax.molecules.molecule import Molecule, state_of_atoms
+from orbitrax.molecules.xyz import looks_like_xyz, read_xyz
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any, TextIO
 
 
+XYZ_FORMATS = ("xyz", "extxyz")
+
+
 def read_molecule(source: str | os.PathLike[str], format: str | None = None,
                   stdin: TextIO | None = None) -> Molecule:
-    """Reads any file that ASE reads, its last structure if it holds several ("name@0" the first);
-    "-" reads standard input, as xyz or extended xyz unless `format` says otherwise."""
+    """Reads a molecule file: xyz and extended xyz by a reader of our own, all others by ASE. Of
+    several structures the last one is taken; "name@0" means the first, "name@-1" the last. "-"
+    reads standard input."""
     source = os.fspath(source)
     if source == "-":
-        text = (stdin or sys.stdin).read()
-        return from_ase(_read_text(text, format), title="standard input")
-    path = source
+        return _from_text((stdin or sys.stdin).read(), format)
+    path, frame = source, None
     if not os.path.exists(path) and "@" in path:
-        path = path.rpartition("@")[0]
+        path, _, chosen = path.rpartition("@")
+        frame = chosen
     if not os.path.exists(path):
         raise MoleculeError(f"{path}: there is no such file")
     if os.path.isdir(path):
         raise MoleculeError(f"{path} is a folder, not a molecule file")
+    if format in XYZ_FORMATS or (format is None and path.lower().endswith((".xyz", ".extxyz"))):
+        return read_xyz(_text_of(path), source, None if frame is None else _number(frame, source))
     return from_ase(_read_ase(source, format, source), title=source)
+
+
+def _text_of(path: str) -> str:
+    """The text of a file; what is no UTF-8 is read as Latin 1, where every byte means something."""
+    try:
+        with open(path, "rb") as file:
+            data = file.read()
+    except OSError as error:
+        raise MoleculeError(f"{path}: {error.strerror}") from None
+    try:
+        return data.decode("utf-8-sig")
+    except UnicodeDecodeError:
+        return data.decode("latin-1")
+
+
+def _number(text: str, source: str) -> int:
+    try:
+        return int(text)
+    except ValueError:
+        raise MoleculeError(f"{source}: '{text}' names no single structure; choose one by its "
+                            "number, as in file.xyz@0") from None
 
 
 def as_molecule(source: Any) -> Molecule:
@@ -76,22 +104,24 @@ def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:
     return atoms
 
 
-def _read_text(text: str, format: str | None) -> Any:
+def _from_text(text: str, format: str | None) -> Molecule:
+    """A molecule from standard input, which tells its format by its looks unless it is named."""
+    title = "standard input"
     if not text.strip():
         raise MoleculeError("standard input is empty; it should hold a molecule, such as an xyz "
                             "file")
+    if format in XYZ_FORMATS or (format is None and looks_like_xyz(text)):
+        return read_xyz(text, title)
     if format is None:
         lines = text.splitlines()
-        if lines[0].strip().isdigit():
-            format = "extxyz"
-        elif len(lines) > 3 and "V2000" in lines[3]:
+        if len(lines) > 3 and "V2000" in lines[3]:
             format = "sdf"
         elif any(line.startswith(("ATOM  ", "HETATM")) for line in lines[:200]):
             format = "proteindatabank"
         else:
             raise MoleculeError("standard input is not an xyz file; name its format with --format, "
                                 "such as mol, sdf, proteindatabank")
-    return _read_ase(io.StringIO(text), format, "standard input")
+    return from_ase(_read_ase(io.StringIO(text), format, title), title=title)
 
 
 def from_ase(atoms: Any, title: str = "molecule") -> Molecule:
@@ -106,20 +136,13 @@ def from_ase(atoms: Any, title: str = "molecule") -> Molecule:
     multiplicity = _whole(info, "multiplicity", title)
     if multiplicity is None:
         multiplicity = _whole(info, "spin", title)
-    notes, charges = [], None
-    if atoms.has("initial_charges"):
-        charges = atoms.get_initial_charges()
-        if charge is None:
-            total = float(charges.sum())
-            if math.isfinite(total) and abs(total - round(total)) <= 1e-3:
-                charge = round(total)
-            else:
-                notes.append(f"the charges of its atoms add up to {total:.4f}, which is no whole "
-                             "number; give the charge with --charge")
-    if multiplicity is None and atoms.has("initial_magmoms"):
-        moments = atoms.get_initial_magnetic_moments()
-        if moments.ndim == 1 and math.isfinite(total := float(moments.sum())):
-            multiplicity = round(abs(total)) + 1
+    charges = atoms.get_initial_charges() if atoms.has("initial_charges") else None
+    moments = atoms.get_initial_magnetic_moments() if atoms.has("initial_magmoms") else None
+    if moments is not None and moments.ndim != 1:  # vectors, which tell no multiplicity
+        moments = None
+    charge, multiplicity, notes = state_of_atoms(
+        charge, multiplicity, None if charges is None else charges.tolist(),
+        None if moments is None else moments.tolist())
     return Molecule(atoms.get_atomic_numbers(), atoms.get_positions(), charge, multiplicity,
                     masses=atoms.get_masses() if atoms.has("masses") else None,
                     point_charges=charges, title=title, notes=notes)

@@ -38,6 +38,7 @@ class ResultBuilder:
             task=task, method=job.method.key, charge=job.charge, multiplicity=job.multiplicity,
             spin="UHF" if job.uhf else "RHF", symbols=job.molecule.symbols,
             coordinates=job.molecule.xyz)
+        self.result.warnings += job.molecule.remarks
 
     @property
     def has_values(self) -> bool:

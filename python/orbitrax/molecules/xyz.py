@@ -1,0 +1,241 @@
+"""The reader of xyz and extended xyz: atoms by line, charge and multiplicity from the second line.
+
+It is our own because every command begins with it: it loads nothing, and its errors have line
+numbers.
+"""
+
+from __future__ import annotations
+
+import re
+
+from orbitrax.errors import MoleculeError
+from orbitrax.molecules.elements import MASSES, NUMBERS, SYMBOLS
+from orbitrax.molecules.molecule import Molecule, state_of_atoms
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Sequence
+
+    Columns = dict[str, list[list[str]]]  # words of each property, atom by atom
+
+_MOST_ATOMS = 1 << 24
+
+# Hydrogen by its other names: number of the element and mass, atomic mass units.
+_ISOTOPES = {"D": (1, 2.01410177812), "T": (1, 3.0160492779)}
+_DUMMIES = ("X", "Xx", "Du", "Q")
+
+# key=value or key: value. A value that is followed by "=" is the next key: "Run: charge=1".
+_PAIR = re.compile(
+    r"""([A-Za-z_][\w-]*)\s*[=:]\s*("[^"]*"|'[^']*'|\{[^}]*\}|[^\s,;="']++(?!\s*=))""")
+_SPOKEN = re.compile(r"(?i)\b(charge|chrg|multiplicity|mult)\s+([-+]?\d+)(?![\w.])")
+_ABOUT = re.compile(r"(?i)\b(charged?|chrg|mult\w*)\b")
+_TWO_NUMBERS = re.compile(r"\s*[-+]?\d{1,2}\s+\d{1,2}\s*")
+
+_CHARGE = ("charge", "chrg", "q", "total_charge", "totalcharge", "net_charge")
+_MULTIPLICITY = ("multiplicity", "mult", "spin_multiplicity", "spin")  # spin: as 2S + 1
+_UNPAIRED = ("uhf",)
+_PLAIN_WORDS = ("charge", "multiplicity", "spin")  # which can mean nothing else
+
+
+def read_xyz(text: str, title: str, frame: int | None = None) -> Molecule:
+    """The molecule of an xyz or extended xyz text, or of a bare list of atoms. frame: which, from 0
+    or, if negative, from the end; None for the last one, with a remark where there are several."""
+    lines = text.lstrip("\ufeff").replace("\r\n", "\n").replace("\r", "\n").split("\n")
+    if _is_bare_list(lines):
+        atoms = [line for line in lines if line.strip()]
+        return _Frame(atoms, 0, len(atoms), title, head=0).molecule()
+    frames = _frames(lines, title)
+    number = len(frames) - 1 if frame is None else frame
+    if not -len(frames) <= number < len(frames):
+        raise MoleculeError(f"{title}: there is no frame {number}; it has {len(frames)}, counted "
+                            "from 0")
+    start, count = frames[number]
+    remarks = ([f"frame {number + 1} of {len(frames)} is taken; choose another as in "
+                f"{title}@0"] if frame is None and len(frames) > 1 else [])
+    return _Frame(lines, start, count, title).molecule(remarks)
+
+
+def looks_like_xyz(text: str) -> bool:
+    """Whether a text begins as an xyz file does, or is a bare list of atoms."""
+    lines = text.lstrip("\ufeff").split("\n", 50)
+    return lines[0].strip().isdigit() or _is_bare_list(lines[:50])
+
+
+def _is_bare_list(lines: Sequence[str]) -> bool:
+    words = [line.split() for line in lines if line.strip()]
+    return bool(words) and all(
+        len(row) == 4 and not _is_number(row[0]) and all(map(_is_number, row[1:])) for row in words)
+
+
+def _is_number(word: str) -> bool:
+    try:
+        float(word.replace("D", "E").replace("d", "e"))
+    except ValueError:
+        return False
+    return "_" not in word
+
+
+def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
+    """Index of the first line, and number of atoms, of each frame."""
+    found: list[tuple[int, int]] = []
+    place = 0
+    while place < len(lines) and (lines[place].strip() or not found):
+        word = lines[place].strip()
+        if not word.isdigit():
+            what = f"'{word[:40]}'" if word else "nothing"
+            raise MoleculeError(f"{title}, line {place + 1}: the number of atoms should stand "
+                                f"here, not {what}")
+        count = int(word)
+        if count > _MOST_ATOMS:
+            raise MoleculeError(f"{title}, line {place + 1}: no molecule has {count} atoms")
+        found.append((place, count))
+        place += 2 + count
+    return found
+
+
+class _Frame:
+    """One frame: `count` atoms behind `head` lines, the last of which tells of the molecule."""
+
+    def __init__(self, lines: Sequence[str], start: int, count: int, title: str, head: int = 2):
+        self._lines, self._first, self._count = lines, start + head, count
+        self._title = title
+        self._comment = lines[start + 1] if head and start + 1 < len(lines) else ""
+        self._pairs = {key.lower(): value.strip("\"'{}") for key, value in
+                       _PAIR.findall(self._comment)}
+        self._remarks: list[str] = []
+        self._masses: dict[int, float] = {}
+
+    def molecule(self, remarks: Sequence[str] = ()) -> Molecule:
+        """What the frame holds."""
+        if self._count == 0:
+            raise MoleculeError(f"{self._title} has no atoms")
+        layout = self._layout()
+        numbers, xyz = [], []
+        extra: dict[str, list[float]] = {}
+        for i in range(self._count):
+            words = self._words(i, layout)
+            numbers.append(self._element(i, words, layout))
+            xyz += self._numbers(i, words, layout["pos"])
+            for name in _EXTRAS:
+                if name in layout:
+                    extra.setdefault(_EXTRAS[name], []).extend(
+                        self._numbers(i, words, layout[name]))
+        charge, multiplicity = self._state()
+        return _assemble(numbers, xyz, charge, multiplicity, extra, self._masses, self._title,
+                         [*remarks, *self._remarks])
+
+    # ---- columns --------------------------------------------------------------------------------
+
+    def _layout(self) -> dict[str, slice]:
+        """Which words of a line are what."""
+        text = self._pairs.get("properties")
+        if text is None:
+            return {"species": slice(0, 1), "pos": slice(1, 4)}
+        parts = text.split(":")
+        layout: dict[str, slice] = {}
+        place = 0
+        for name, width in zip(parts[0::3], parts[2::3]):
+            if not width.isdigit():
+                break
+            layout[name.lower()] = slice(place, place + int(width))
+            place += int(width)
+        if "pos" not in layout or not {"species", "z"} & set(layout):
+            raise self._error(-1, f"Properties={text[:60]} names no species and positions")
+        return layout
+
+    def _words(self, i: int, layout: dict[str, slice]) -> list[str]:
+        place = self._first + i
+        if place >= len(self._lines) or not self._lines[place].strip():
+            raise self._error(i, f"an atom should stand here; {self._count} were announced, {i} "
+                                 "are there")
+        words = self._lines[place].split()
+        if len(words) < max(part.stop for part in layout.values()):
+            line = self._lines[place].strip()[:60]
+            raise self._error(i, f"'{line}' should be a symbol and three coordinates")
+        return words
+
+    def _numbers(self, i: int, words: Sequence[str], part: slice) -> list[float]:
+        found = []
+        for word in words[part]:
+            if not _is_number(word):
+                hint = ("; decimals are written with a point" if "," in word else "")
+                raise self._error(i, f"'{word}' is not a number{hint}")
+            found.append(float(word.replace("D", "E").replace("d", "e")))
+        return found
+
+    def _element(self, i: int, words: Sequence[str], layout: dict[str, slice]) -> int:
+        """The atomic number of a symbol in any case, a number, a label like O1, D or T."""
+        word = words[layout.get("species", layout.get("z", slice(0, 1)))][0]
+        if word.isdigit() and int(word) < len(SYMBOLS):
+            return int(word)
+        letters = word.rstrip("0123456789'*+-_")
+        if letters in _ISOTOPES:
+            number, self._masses[i] = _ISOTOPES[letters]
+            return number
+        symbol = letters[:1].upper() + letters[1:].lower()
+        if symbol in _DUMMIES:
+            return 0
+        if symbol not in NUMBERS:
+            raise self._error(i, f"there is no element '{word}'")
+        if symbol != letters and len(letters) == 2 and letters[0] in NUMBERS:
+            self._remark_on_case(i, letters, symbol)
+        return NUMBERS[symbol]
+
+    def _remark_on_case(self, i: int, letters: str, symbol: str) -> None:
+        text = f"'{letters}' is read as {symbol}"
+        if not any(text in remark for remark in self._remarks):
+            self._remarks.append(f"line {self._first + i + 1}: {text}")
+
+    def _error(self, i: int, text: str) -> MoleculeError:
+        return MoleculeError(f"{self._title}, line {self._first + i + 1}: {text}")
+
+    # ---- charge and multiplicity ----------------------------------------------------------------
+
+    def _state(self) -> tuple[int | None, int | None]:
+        """Charge and multiplicity, as far as the second line tells."""
+        charge = self._whole(_CHARGE, "charge")
+        multiplicity = self._whole(_MULTIPLICITY, "multiplicity")
+        unpaired = self._whole(_UNPAIRED, "number of unpaired electrons")
+        if multiplicity is None and unpaired is not None:
+            multiplicity = unpaired + 1
+        rest = _PAIR.sub(" ", self._comment)
+        for word, number in _SPOKEN.findall(rest):
+            if word.lower().startswith("c"):
+                charge = int(number) if charge is None else charge
+            elif multiplicity is None:
+                multiplicity = int(number)
+        rest = _SPOKEN.sub(" ", rest)
+        if _ABOUT.search(rest) or _TWO_NUMBERS.fullmatch(self._comment):
+            self._remarks.append(
+                f"the second line, '{self._comment.strip()[:60]}', may speak of a charge and was "
+                "not understood; write charge=1 multiplicity=2 there, or give --charge and "
+                "--multiplicity")
+        return charge, multiplicity
+
+    def _whole(self, keys: Sequence[str], what: str) -> int | None:
+        for key in keys:
+            if key not in self._pairs:
+                continue
+            value = self._pairs[key]
+            if _is_number(value) and float(value).is_integer():
+                return int(float(value))
+            if key in _PLAIN_WORDS:
+                raise MoleculeError(f"{self._title}: its {what} '{value}' is not a whole number")
+        return None
+
+
+# Columns beside species and positions that tell something of the molecule, and what.
+_EXTRAS = {"masses": "masses", "mass": "masses", "initial_charges": "charges", "charge": "charges",
+           "charges": "charges", "initial_magmoms": "moments", "magmoms": "moments"}
+
+
+def _assemble(numbers: list[int], xyz: list[float], charge: int | None, multiplicity: int | None,
+              extra: dict[str, list[float]], isotopes: dict[int, float], title: str,
+              remarks: list[str]) -> Molecule:
+    masses = extra.get("masses")
+    if isotopes and masses is None:
+        masses = [isotopes.get(i, MASSES[number]) for i, number in enumerate(numbers)]
+    charges = extra.get("charges")
+    charge, multiplicity, notes = state_of_atoms(charge, multiplicity, charges,
+                                                 extra.get("moments"))
+    return Molecule(numbers, xyz, charge, multiplicity, masses, charges, title, notes, remarks)
