@@ -1,4 +1,4 @@
-"""Files: those of the package, and those that appear whole or not at all."""
+"""Files that appear whole or not at all."""
 
 from __future__ import annotations
 
@@ -10,11 +10,6 @@ from orbitrax.errors import OrbitraxError, UsageError
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Iterator
-
-
-def package_path(*names: str) -> str:
-    """A file that comes with the package."""
-    return os.path.join(os.path.dirname(__file__), *names)
 
 
 def check_target(path: str) -> None:

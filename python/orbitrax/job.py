@@ -7,8 +7,6 @@ from orbitrax.methods import ZINDOS, Method, find_method
 from orbitrax.molecules.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons
 from orbitrax.molecules.geometry import TOO_CLOSE, pairs_nearer
 from orbitrax.molecules.molecule import Molecule
-from orbitrax.molecules.restraints import parse_restraints
-from orbitrax.molecules.selection import check_selection, parse_selection
 from orbitrax.settings import LARGEST_WORD, Settings, declared, option
 
 TYPE_CHECKING = False
@@ -29,6 +27,17 @@ MOST_BONDS = 12  # of an atom, as far as the backend is told
 _USUAL_WEIGHTS = (1.0, 1.0)  # of sigma-sigma and pi-pi overlap
 _SPECTROSCOPIC_WEIGHTS = (1.267, 0.585)  # those of the parameters of ZINDO/S
 
+def _restraints(given: Any) -> tuple[Restraint, ...]:
+    from orbitrax.molecules.restraints import parse_restraints
+
+    return parse_restraints(given)
+
+
+def _selection(given: Any) -> tuple[int, ...]:
+    from orbitrax.molecules.selection import parse_selection
+
+    return parse_selection(given)
+
 
 @declared
 class JobSettings(Settings):
@@ -46,7 +55,7 @@ class JobSettings(Settings):
         False, group=MOLECULE, wire="nSpinTreatment",
         help="unrestricted: each spin has its orbitals")
     select: tuple[int, ...] | None = option(
-        None, group=MOLECULE, convert=parse_selection, metavar="LIST",
+        None, group=MOLECULE, convert=_selection, metavar="LIST",
         help="atoms to calculate, counted from 1, as in 1-24,31; the others become point charges")
     scf_limit: float = option(
         1e-6, above=0, unit="kcal/mol", group=SCF, wire="flConvergenceLimit", metavar="E",
@@ -68,7 +77,7 @@ class JobSettings(Settings):
     allow_unconverged: bool = option(
         False, group=SCF, help="take the last values even if the iterations did not converge")
     restrain: tuple[Restraint, ...] = option(
-        (), group=RESTRAINTS, convert=parse_restraints, repeated=True, metavar="TEXT",
+        (), group=RESTRAINTS, convert=_restraints, repeated=True, metavar="TEXT",
         help="hold a part of the geometry: 'tether 1 [X Y Z]', 'stretch 1 2 [LENGTH]', 'bend 1 2 3 "
              "[DEGREES]' or 'torsion 1 2 3 4 [DEGREES]', each with k=NUMBER or 100 kcal/mol per "
              "square Angstrom or radian; without a target what is there is held; may be given "
@@ -119,14 +128,20 @@ class Job:
         put("method", find_method(method))
         put("settings", settings)
         put("_bonds", None)
-        put("selection", None if settings.select is None else check_selection(
-            settings.select, len(molecule), molecule.title))
+        put("selection", self._known_selection())
         put("charge", self._known_charge())
         multiplicity = settings.multiplicity or molecule.multiplicity
         put("multiplicity", 1 + (self.electrons % 2) if multiplicity is None else multiplicity)
         sigma, pi = (_SPECTROSCOPIC_WEIGHTS if self.method.number == ZINDOS else _USUAL_WEIGHTS)
         put("sigma", sigma if settings.sigma is None else settings.sigma)
         put("pi", pi if settings.pi is None else settings.pi)
+
+    def _known_selection(self) -> tuple[int, ...] | None:
+        if self.settings.select is None:
+            return None
+        from orbitrax.molecules.selection import check_selection
+
+        return check_selection(self.settings.select, len(self.molecule), self.molecule.title)
 
     def _known_charge(self) -> int:
         molecule, told = self.molecule, self.settings.charge

@@ -2,23 +2,26 @@
 
 from __future__ import annotations
 
-from typing import NamedTuple
-
 from orbitrax.errors import UsageError
 
 CNDO, INDO, MINDO3, MNDO, AM1, PM3, ZINDO1, ZINDOS, MNDOD = range(1, 10)
 
 
-class Method(NamedTuple):
-    """A method. `key` is its name on the command line, `number` its MethodId on the wire, `tables`
-    the stem of its parameter files."""
+class Method:
+    """A method. key: its name on the command line; number: its MethodId on the wire; title, family,
+    source: for people; tables: the stem of its parameter files."""
 
-    number: int
-    key: str
-    title: str
-    family: str
-    tables: str
-    source: str
+    __slots__ = ("number", "key", "title", "family", "tables", "source")
+
+    def __init__(self, number: int, key: str, title: str, family: str, tables: str, source: str):
+        self.number, self.key, self.title, self.family = number, key, title, family
+        self.tables, self.source = tables, source
+
+    def __repr__(self) -> str:
+        return f"<Method {self.title}>"
+
+    def __reduce__(self) -> tuple[object, tuple[int]]:
+        return find_method, (self.number,)  # there is one of each
 
 
 METHODS = (

@@ -23,7 +23,7 @@ FLOORS = (
     ("grids", "tables"),
     ("molecules", "link"),
     ("settings", "methods", "files", "arrays"),
-    ("errors", "units"),
+    ("errors", "units", "paths"),
 )
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
 HEAD = "__init__"  # of the package: its version, which everybody may ask for

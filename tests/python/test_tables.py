@@ -12,7 +12,7 @@ from hypothesis import strategies as st
 from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.errors import ParameterError
 from orbitrax.methods import METHODS
-from orbitrax.tables import load_parameters, read_table
+from orbitrax.tables import cache, load_parameters, text
 
 TABLES = ROOT / "parameters"
 COLUMNS = ["dOne", "dTwo", "dThree"]
@@ -25,6 +25,10 @@ C       -4.5   5e-3  0
 # capping atoms
 *C       7     8     9
 """
+
+
+def read_table(path, columns):
+    return text.read_table(path, path.read_bytes(), columns)
 
 
 def raw_row(name, label):
@@ -216,6 +220,70 @@ def test_elements_beyond_the_short_blocks_are_refused(tmp_path):
     path.write_text(path.read_text().replace(row, f"{row}\nCs{row[1:]}"))
     with pytest.raises(ParameterError, match="'Cs' is beyond Xe"):
         load_parameters("indo", folder)
+
+
+# ---- the cache ----------------------------------------------------------------------------------
+
+
+@pytest.fixture
+def kept(tmp_path, monkeypatch):
+    """An empty folder for packed tables."""
+    monkeypatch.setenv("ORBITRAX_CACHE", str(tmp_path / "cache"))
+    return tmp_path / "cache"
+
+
+def same(one, two):
+    return (one.block, one.pairs, one.elements, one.capping) == (two.block, two.pairs, two.elements,
+                                                                two.capping)
+
+
+@pytest.mark.parametrize("method", ["mindo3", "am1", "zindos"])
+def test_packed_tables_are_kept_and_are_the_same(kept, method, monkeypatch):
+    first = load_parameters(method)
+    assert [path.suffix for path in kept.iterdir()] == [".tables"]
+    monkeypatch.setattr(text, "pack", None)  # which would be asked for without the cache
+    again = load_parameters(method)
+    assert same(first, again) and first.value("dZetaS", 8) == again.value("dZetaS", 8)
+
+
+def test_a_changed_table_is_read_again_and_takes_the_place_of_the_old_one(kept, tmp_path):
+    folder = copied(tmp_path, "am1")
+    first = load_parameters("am1", folder)
+    path = folder / "am1_1.abp"
+    path.write_text(path.read_text().replace("-11.3964270", "-11.3964271"))
+    second = load_parameters("am1", folder)
+    assert (first.value("dUss", 1), second.value("dUss", 1)) == (-11.396427, -11.3964271)
+    assert len(list(kept.iterdir())) == 1
+    path.write_text(path.read_text().replace("-11.3964271", "-11,3964271"))
+    with pytest.raises(ParameterError, match="'-11,3964271' is not a number"):
+        load_parameters("am1", folder)
+
+
+def test_a_table_that_is_gone_is_missed_in_spite_of_the_cache(kept, tmp_path):
+    folder = copied(tmp_path, "am1")
+    load_parameters("am1", folder)
+    (folder / "am1_2.abp").unlink()
+    with pytest.raises(ParameterError, match="am1_2.abp: No such file"):
+        load_parameters("am1", folder)
+
+
+@pytest.mark.parametrize("spoil", [
+    lambda data: data[:-1], lambda data: b"", lambda data: data[:200] + b"\1" + data[201:],
+    lambda data: data.replace(b"tables 1", b"tables 0"), lambda data: data + b"\0",
+    lambda data: data[:18] + b"\xff\xff\xff\x7f" + data[22:]])
+def test_a_cache_that_is_not_whole_is_as_good_as_none(kept, spoil):
+    good = load_parameters("pm3")
+    path, = kept.iterdir()
+    data = path.read_bytes()
+    path.write_bytes(spoil(data))
+    assert same(load_parameters("pm3"), good) and path.read_bytes() == data
+
+
+def test_a_cache_that_cannot_be_written_does_not_matter(tmp_path, monkeypatch):
+    (tmp_path / "file").write_text("in the way")
+    monkeypatch.setenv("ORBITRAX_CACHE", str(tmp_path / "file"))
+    assert load_parameters("am1").elements
+    assert cache.look_up("am1-0.tables") is None
 
 
 # ---- any table ----------------------------------------------------------------------------------

@@ -13,7 +13,6 @@ from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
 from orbitrax.link import events
 from orbitrax.molecules.reading import from_smiles, read_molecule
-from orbitrax.results.document import empty_document
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -56,6 +55,8 @@ class TaskCommand:
         except KeyboardInterrupt:
             self.terminal.end_progress()
             if self.command.json:
+                from orbitrax.results.document import empty_document
+
                 document = empty_document(self.task.name)
                 document.update(status="interrupted", errors=["interrupted"], **self._block(None))
                 self._write_json(document)
@@ -138,6 +139,8 @@ class TaskCommand:
     def _write(self, result: Result | None, failure: OrbitraxError | None) -> None:
         command, shown = self.command, failure is None or isinstance(failure, NotConverged)
         if command.json:
+            from orbitrax.results.document import empty_document
+
             document = result.to_dict() if result else empty_document(self.task.name)
             document.update(self._block(result))
             if failure is not None:

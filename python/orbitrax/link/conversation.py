@@ -6,7 +6,6 @@ frame of ours is answered by one with the same code.
 
 from __future__ import annotations
 
-import socket
 import struct
 import time
 
@@ -14,10 +13,18 @@ from orbitrax.errors import ConnectRefused, LinkClosed, ProtocolError, TimeLimit
 from orbitrax.link.wire import (ACKNOWLEDGED, CONNECT, DISCONNECT, EXECUTE, HEADER_BYTES,
                                 MAX_PAYLOAD, POKE, REQUEST)
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    import _socket
+
+    Socket = _socket.socket  # a socket.socket will do as well
+
 SERVICE = "qsolve"
 TOPIC = "CalcBackend"
 ITEM = b"Packet\0"
 RESET = "[reset]"
+
+_SHUT_BOTH = 2  # socket.SHUT_RDWR
 
 _FRAME = struct.Struct("<II")
 _HEADER = struct.Struct("<5i")
@@ -46,7 +53,7 @@ class Conversation:
     waits for ever.
     """
 
-    def __init__(self, link: socket.socket):
+    def __init__(self, link: Socket):
         self._link = link
         self.deadline: float | None = None
 
@@ -120,7 +127,7 @@ class Conversation:
     def close(self) -> None:
         """Closes the socket, which wakes whoever waits on it, here or at the other end."""
         try:
-            self._link.shutdown(socket.SHUT_RDWR)
+            self._link.shutdown(_SHUT_BOTH)
         except OSError:
             pass
         self._link.close()
@@ -128,7 +135,7 @@ class Conversation:
     def interrupt(self) -> None:
         """Ends the conversation from another thread; a wait in this one raises LinkClosed."""
         try:
-            self._link.shutdown(socket.SHUT_RDWR)
+            self._link.shutdown(_SHUT_BOTH)
         except OSError:
             pass
 

@@ -1,7 +1,7 @@
 """The backend as a process: found, started, ended, and asked what it died of.
 
-It is spawned by the system's own call: the module subprocess takes longer to load than a small
-molecule takes to compute.
+It is spawned by the system's own call, over a bare socket: the modules subprocess, socket and
+signal take longer to load than a small molecule takes to compute.
 """
 
 from __future__ import annotations
@@ -9,12 +9,12 @@ from __future__ import annotations
 import atexit
 import os
 import select
-import signal
-import socket
 import time
+from _signal import SIGKILL, SIGPIPE, SIGTERM, SIGXFSZ
+from _socket import socketpair
 
 from orbitrax.errors import BackendDied, BackendNotFound
-from orbitrax.files import package_path
+from orbitrax.paths import package_path
 from orbitrax.link.conversation import Conversation
 
 TYPE_CHECKING = False
@@ -82,14 +82,14 @@ class Process:
     def start(self) -> None:
         """Starts the process over a socket pair. Ctrl-C at the terminal is for the client, which
         then closes the link: the process has a session of its own."""
-        ours, theirs = socket.socketpair()
+        ours, theirs = socketpair()
         self.link = Conversation(ours)
         _alive.add(self)
         link, output = _above_standard(theirs.fileno()), _above_standard(self._output.fileno())
         try:
             self.pid = os.posix_spawn(
                 self.program, [self.program], os.environ, setsid=True,
-                setsigdef=(signal.SIGPIPE, signal.SIGXFSZ),  # Python ignores these
+                setsigdef=(SIGPIPE, SIGXFSZ),  # Python ignores these
                 file_actions=[(os.POSIX_SPAWN_DUP2, link, 0), (os.POSIX_SPAWN_DUP2, output, 1),
                               (os.POSIX_SPAWN_DUP2, output, 2)])
         except OSError as error:
@@ -122,7 +122,7 @@ class Process:
         try:
             if self.link is not None:
                 self.link.disconnect()
-            for signal_number in (0, signal.SIGTERM):
+            for signal_number in (0, SIGTERM):
                 if signal_number and self.pid is not None:
                     os.kill(self.pid, signal_number)
                 if self.pid is None or self.ended(patience) is not None:
@@ -137,7 +137,7 @@ class Process:
 
     def _killed(self) -> int | None:
         if self.pid is not None and self._status is None:
-            os.kill(self.pid, signal.SIGKILL)
+            os.kill(self.pid, SIGKILL)
             _, status = os.waitpid(self.pid, 0)
             self._status = os.waitstatus_to_exitcode(status)
         return self._status
@@ -221,6 +221,8 @@ def _output_file() -> IO[bytes]:
 
 
 def _signal_name(number: int) -> str:
+    import signal
+
     try:
         return signal.Signals(number).name
     except ValueError:

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import math
-import re
 
 from orbitrax.arrays import finite, flat, shortest
 from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfMemory
@@ -18,7 +17,6 @@ if TYPE_CHECKING:
 
     from orbitrax.job import Job
 
-_PROGRESS = re.compile(r"Iter(?:ation)?\s*=\s*(\d+)\s+Diff(?:erence)?\s*=\s*([-+\d.eEinfa]+)")
 _PROGRESS_STEP = 0.5e-5  # the difference is printed with five decimals
 
 NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
@@ -72,15 +70,9 @@ class ResultBuilder:
 
     def _status(self, event: events.StatusLine) -> None:
         self._started = True
-        found = _PROGRESS.search(event.text)
-        if not found:
-            return
-        self.result.scf_iterations = int(found.group(1))
-        try:
-            difference = abs(float(found.group(2)))
-        except ValueError:
-            difference = math.inf
-        self.result.final_scf_difference = difference if math.isfinite(difference) else None
+        found = _progress(event.text)
+        if found is not None:
+            self.result.scf_iterations, self.result.final_scf_difference = found
 
     def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
@@ -154,6 +146,22 @@ class ResultBuilder:
         difference = self.result.final_scf_difference
         return difference is not None and (
             difference + _PROGRESS_STEP < self._job.settings.scf_limit)
+
+
+def _progress(text: str) -> tuple[int, float | None] | None:
+    """Iteration and last difference of a line of progress, "... Iter=7 Diff=0.00012]"; None for
+    another line."""
+    _, mark, rest = text.partition("Iter")
+    words = rest.replace("=", " ").replace("]", " ").split()
+    if words and not words[0].isdigit():
+        words = words[1:]  # "ation"
+    if not mark or len(words) < 3 or not words[0].isdigit() or not words[1].startswith("Diff"):
+        return None
+    try:
+        difference = abs(float(words[2]))
+    except ValueError:
+        difference = math.inf
+    return int(words[0]), difference if math.isfinite(difference) else None
 
 
 def lacks_memory(words: str) -> bool:

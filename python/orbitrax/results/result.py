@@ -5,7 +5,6 @@ from __future__ import annotations
 from orbitrax.arrays import ArrayField, GivenArray, rows
 from orbitrax.methods import find_method
 from orbitrax.molecules.elements import formula_of
-from orbitrax.results.document import ROWS, empty_document
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -81,6 +80,8 @@ class Result:
     def to_dict(self) -> dict[str, Any]:
         """The JSON document of this result: every key of the schema, None where unknown, and the
         blocks of the task."""
+        from orbitrax.results.document import ROWS, empty_document
+
         document = empty_document(self.task)
         for row in ROWS:
             if row.attribute is None or row.attribute == "log":

@@ -9,7 +9,6 @@ import struct
 from orbitrax.errors import InputError
 from orbitrax.link import wire
 from orbitrax.molecules.elements import MASSES, valence_orbitals
-from orbitrax.molecules.restraints import KINDS
 from orbitrax.settings import LARGEST_FLOAT
 
 TYPE_CHECKING = False
@@ -157,6 +156,8 @@ def selection_block(job: Job) -> bytes:
 def restraint_packets(job: Job) -> list[bytes]:
     """The packets of all restraints: their counts by kind, and the records of each kind as a stream
     of bytes."""
+    from orbitrax.molecules.restraints import KINDS
+
     kinds = [b"".join(restraint_record(restraint, job.molecule.xyz)
                       for restraint in job.settings.restrain if restraint.kind == kind)
              for kind in KINDS]
@@ -170,6 +171,8 @@ def restraint_packets(job: Job) -> list[bytes]:
 
 def restraint_record(restraint: Restraint, xyz: Sequence[float]) -> bytes:
     """The RestraintRecord for a molecule whose atoms are at these places (3 n, Angstrom)."""
+    from orbitrax.molecules.restraints import KINDS
+
     target = restraint.target
     if target is None:
         points = [xyz[3 * atom - 3:3 * atom] for atom in restraint.atoms]

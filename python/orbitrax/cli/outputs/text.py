@@ -5,7 +5,6 @@ from __future__ import annotations
 import sys
 
 from orbitrax.cli.outputs import Output
-from orbitrax.files import check_target, replaced
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -31,6 +30,8 @@ class TextSink:
     def check(self) -> None:
         """Refuses a file that cannot be written, before anything is computed."""
         if self.path is not None:
+            from orbitrax.files import check_target
+
             check_target(self.path)
 
     def write(self, text: str) -> None:
@@ -45,6 +46,8 @@ class TextSink:
         """Writes the file."""
         if self.path is None or not self._parts:
             return
+        from orbitrax.files import replaced
+
         text, self._parts = "".join(self._parts), []
         with replaced(self.path) as path, open(path, "w", encoding="utf-8") as file:
             file.write(text)

@@ -1,4 +1,4 @@
-"""Parameter tables: plain-text files of published values, and the binary blocks made from them.
+"""The text of parameter tables, and the blocks that are made of it.
 
 A file holds `#` comments, one line of column names, one row per element and, after the comment line
 `# capping atoms`, rows of capping atoms with `*` before the symbol. Column order is the order on
@@ -12,52 +12,18 @@ import os
 import re
 import struct
 
-from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.errors import ParameterError
-from orbitrax.files import package_path
-from orbitrax.methods import Method, find_method
+from orbitrax.molecules.elements import NUMBERS, SYMBOLS
+from orbitrax.tables.columns import (CAPPING_OFFSET, HIGHEST_CAPPING, LONG_ROWS, PAIR, SECTIONS,
+                                     SHORT_ROWS, SHORT_TABLES)
+from orbitrax.tables.packed import Packed
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Iterable, Sequence
+    from collections.abc import Sequence
 
     Key = tuple[int, bool]  # an element, and whether it is a capping atom
     Word = tuple[int, str]  # a column of a file, from 1, and what stands there
-
-_CINDO = ("dZetaS dZetaP dZetaD dHalfIpEaS dHalfIpEaP dHalfIpEaD dBeta dSlaterF2 dSlaterG1 "
-          "dAtomEnergyCndo dAtomEnergyIndo dHeatOfAtom").split()
-_NDDO_1 = ("dUss dUpp dUdd dBetaS dBetaP dBetaD dZetaS dZetaP dZetaD dAlpha dAtomEnergy "
-           "dHeatOfAtom").split()
-_INTEGRALS = "dGss dGsp dGpp dGp2 dHsp dGsd dHsd dGdd".split()
-_NDDO_2 = _INTEGRALS + "dDipoleDistance dQuadDistance dRho0 dRho1 dRho2".split()
-_MINDO_2 = _INTEGRALS + "dIonisationS dIonisationP dRho0 dRho1 dRho2".split()
-_GAUSSIANS = [f"{name}[{i}]" for name in ("dK", "dL", "dM") for i in range(10)]
-_ZINDO_1 = ("dZetaS dZetaP dZetaD dIonisationS dIonisationP dIonisationD dBetaS dBetaP dBetaD "
-            "dZetaD1 dCoefD1 dZetaD2 dCoefD2").split()
-_ZINDO_2 = ("dSlaterF2pp dSlaterG1sp dSlaterF2pd dSlaterF2dd dSlaterF4dd dSlaterG1pd dSlaterG2sd "
-            "dSlaterG3pd dAtomEnergy dHeatOfAtom").split()
-_ZINDO_3 = ("dIonisation2S dIonisation2P dIonisation2D dIonisation3S dIonisation3P dIonisation3D "
-            "dConfigMix[0] dConfigMix[1] dConfigMix[2]").split()
-_GAMMA = "dGammaSS dGammaSD dGammaDD".split()
-_PAIR = "dAlphaAB dBetaAB".split()
-
-# By stem of the files: the columns of each section, in the order of the block.
-SECTIONS: dict[str, tuple[list[str], ...]] = {
-    "cindo": (_CINDO,),
-    "mindo3": (_NDDO_1, _MINDO_2),
-    "mndo": (_NDDO_1, _NDDO_2),
-    "mndod": (_NDDO_1, _NDDO_2),
-    "am1": (_NDDO_1, _NDDO_2, _GAUSSIANS),
-    "pm3": (_NDDO_1, _NDDO_2, _GAUSSIANS),
-    "zindo1": (_ZINDO_1, _ZINDO_2, _ZINDO_3),
-    "zindos": (_ZINDO_1, _ZINDO_2, _ZINDO_3, _GAMMA),
-}
-
-_SHORT_TABLES = ("cindo", "zindo1", "zindos")
-_SHORT_ROWS = 54  # normal, and as many capping rows, in the blocks of these tables
-_LONG_ROWS = 210  # rows of all other blocks; row 105 + Z - 1 is element Z as a capping atom
-_CAPPING_OFFSET = 105
-_HIGHEST_CAPPING = 88  # the last capping row that has orbitals
 
 _WORD = re.compile(r"\S+")
 _CAPPING_MARK = re.compile(r"#\s*capping atoms\s*$")
@@ -81,59 +47,16 @@ class Table:
         self.rows: list[Row] = []
 
 
-class ParameterSet:
-    """The tables of one method as they go over the wire.
-
-    block is the parameter block; pairs the MINDO/3 bond-pair packet, else empty; elements and
-    capping the numbers of the elements that have a row as an atom and as a capping atom.
-    """
-
-    def __init__(self, method: Method, block: bytes, pairs: bytes, elements: Iterable[int],
-                 capping: Iterable[int]):
-        self.method, self.block, self.pairs = method, block, pairs
-        self.elements, self.capping = frozenset(elements), frozenset(capping)
-
-    @property
-    def packets(self) -> list[bytes]:
-        """Payloads that follow the method in the first session of a process."""
-        if not self.pairs:
-            return [self.block]
-        count = len(self.pairs) // 32
-        return [self.block, count.to_bytes(4, "little"), self.pairs]
-
-    def value(self, name: str, element: int, capping: bool = False) -> float:
-        """A number of the block, by the name of its column, as the backend gets it; 0 for an
-        element without a row. Raises KeyError for a column that the method's tables lack."""
-        short = self.method.tables in _SHORT_TABLES
-        rows, shift = (2 * _SHORT_ROWS, _SHORT_ROWS) if short else (_LONG_ROWS, _CAPPING_OFFSET)
-        row = element - 1 + (shift if capping else 0)
-        start = 0
-        for columns in SECTIONS[self.method.tables]:
-            if name in columns:
-                if not 0 < element <= shift:
-                    return 0.0
-                index = start + row * len(columns) + columns.index(name)
-                return float(struct.unpack_from("<d", self.block, 8 * index)[0])
-            start += rows * len(columns)
-        raise KeyError(name)
-
-
-def parameter_directory() -> str:
-    """Where the tables are: ORBITRAX_PARAMETERS, else those of the package."""
-    return os.environ.get("ORBITRAX_PARAMETERS") or package_path("parameters")
-
-
 # ---- reading ------------------------------------------------------------------------------------
 
 
-def read_table(path: str | os.PathLike[str], columns: Sequence[str], keys: int = 1) -> Table:
-    """Reads a file whose columns must be `columns`, after `keys` columns of element symbols."""
+def read_table(path: str | os.PathLike[str], data: bytes, columns: Sequence[str],
+               keys: int = 1) -> Table:
+    """Reads the content of a file whose columns must be `columns`, after `keys` columns of element
+    symbols. path: for messages."""
     path = os.fspath(path)
     try:
-        with open(path, "rb") as file:
-            text = file.read().decode("utf-8")
-    except OSError as error:
-        raise ParameterError(path, 0, 0, error.strerror or "cannot be read") from None
+        text = data.decode("utf-8")
     except UnicodeDecodeError as error:
         before = error.object[:error.start]
         raise ParameterError(path, before.count(b"\n") + 1, len(before) - before.rfind(b"\n"),
@@ -204,7 +127,7 @@ def _read_symbol(path: str, number: int, column: int, word: str) -> Key:
     element = NUMBERS.get(word[1:] if is_capping else word, 0)
     if element == 0:
         raise ParameterError(path, number, column, f"'{word}' is not an element symbol")
-    if is_capping and element > _HIGHEST_CAPPING:
+    if is_capping and element > HIGHEST_CAPPING:
         raise ParameterError(path, number, column, f"there is no capping row for '{word}'")
     return element, is_capping
 
@@ -222,29 +145,19 @@ def _read_number(path: str, number: int, column: int, word: str, name: str) -> f
 # ---- building -----------------------------------------------------------------------------------
 
 
-def load_parameters(method: Method | str | int,
-                    directory: str | os.PathLike[str] | None = None) -> ParameterSet:
-    """Reads the tables of a method and builds its blocks."""
-    method = find_method(method)
-    folder = os.fspath(directory) if directory else parameter_directory()
-    sections = SECTIONS[method.tables]
-    names = ([f"{method.tables}.abp"] if method.tables == "cindo" else
-             [f"{method.tables}_{i + 1}.abp" for i in range(len(sections))])
-    tables = [read_table(os.path.join(folder, name), columns)
-              for name, columns in zip(names, sections)]
+def pack(stem: str, texts: Sequence[tuple[str, bytes]]) -> Packed:
+    """The blocks of the tables with this stem; texts: path and content of each file."""
+    sections = SECTIONS[stem]
+    tables = [read_table(path, data, columns) for (path, data), columns in zip(texts, sections)]
     _check_same_elements(tables)
-
-    if method.tables in _SHORT_TABLES:
-        block = b"".join(_short_section(table) for table in tables)
-    else:
-        block = b"".join(_long_section(table) for table in tables)
+    section = _short_section if stem in SHORT_TABLES else _long_section
     pairs = b""
-    if method.tables == "mindo3":
-        pairs = _pair_packet(read_table(os.path.join(folder, "mindo3_3.abp"), _PAIR, keys=2))
+    if stem == "mindo3":
+        pairs = _pair_packet(read_table(*texts[-1], PAIR, keys=2))
     keys = [row.key[0] for row in tables[0].rows]
-    return ParameterSet(method, block, pairs,
-                        elements=(z for z, is_capping in keys if not is_capping),
-                        capping=(z for z, is_capping in keys if is_capping))
+    return Packed(b"".join(map(section, tables)), pairs,
+                  bytes(z for z, is_capping in keys if not is_capping),
+                  bytes(z for z, is_capping in keys if is_capping))
 
 
 def _check_same_elements(tables: list[Table]) -> None:
@@ -267,15 +180,15 @@ def _label(key: Key) -> str:
 def _short_section(table: Table) -> bytes:
     """54 rows of atoms, then 54 rows of capping atoms."""
     for row in table.rows:
-        if row.key[0][0] > _SHORT_ROWS:
+        if row.key[0][0] > SHORT_ROWS:
             raise ParameterError(table.path, row.line, 1,
                                  f"'{_label(row.key[0])}' is beyond Xe, where this method ends")
-    return _section(table, 2 * _SHORT_ROWS, _SHORT_ROWS)
+    return _section(table, 2 * SHORT_ROWS, SHORT_ROWS)
 
 
 def _long_section(table: Table) -> bytes:
     """210 rows: 105 elements as atoms, then as capping atoms."""
-    return _section(table, _LONG_ROWS, _CAPPING_OFFSET)
+    return _section(table, LONG_ROWS, CAPPING_OFFSET)
 
 
 def _section(table: Table, count: int, shift: int) -> bytes:
