@@ -5,7 +5,8 @@ import numpy as np
 from ase.data.colors import jmol_colors
 from support import ROOT  # noqa: F401
 
-from orbitrax.molecules.elements import COLOURS, MASSES, RADII, SYMBOLS, formula_of
+from orbitrax.molecules.elements import MASSES, SYMBOLS, formula_of
+from orbitrax.molecules.looks import COLOURS, RADII
 
 
 def test_symbols_masses_and_radii_are_those_of_ase():

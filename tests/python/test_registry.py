@@ -7,7 +7,8 @@ import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job
-from orbitrax.cli.options import CommandSettings, build_parser
+from orbitrax.cli.command import CommandSettings
+from orbitrax.cli.options import build_parser
 from orbitrax.cli.outputs import OUTPUTS
 from orbitrax.errors import NotConverged, UsageError
 from orbitrax.job import JobSettings

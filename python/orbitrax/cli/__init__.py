@@ -13,10 +13,12 @@ def main(argv: list[str] | None = None) -> int:
 def entry() -> None:
     """What the installed command calls: runs the program and ends the process at once, as nothing
     is left to tidy up."""
+    import atexit
     import os
     import sys
 
     status = main()
+    atexit._run_exitfuncs()
     for stream in (sys.stdout, sys.stderr):
         try:
             stream.flush()

@@ -4,11 +4,11 @@
 from __future__ import annotations
 
 import argparse
+import os
 import sys
 
+from orbitrax.cli.parsed import Parsed
 from orbitrax.errors import UsageError
-from orbitrax.job import MOLECULE, OUTPUT, JobSettings
-from orbitrax.settings import Settings, declared, option
 from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
@@ -28,62 +28,15 @@ examples:
   orbitrax energy --smiles CCO -m pm3
 """
 
+_USUAL_COLUMNS = 80
+
 _METHODS_HELP = "the methods, the elements they cover, their sources"
-
-
-@declared
-class CommandSettings(Settings):
-    """What the command line is told beside the settings of a task."""
-
-    molecule: str | None = option(
-        None, group=MOLECULE, metavar="MOLECULE",
-        help="a molecule file (xyz, mol, sdf, pdb, ...), or - for standard input")
-    smiles: str | None = option(
-        None, group=MOLECULE, metavar="TEXT", help="a SMILES string in place of a file")
-    format: str | None = option(
-        None, group=MOLECULE, metavar="NAME", help="format of the file, as ASE names it")
-    method: str = option(
-        "", short="-m", group=MOLECULE, metavar="METHOD",
-        help="cndo, indo, mindo3, mndo, am1, pm3, zindo1, zindos or mndod")
-    log: bool = option(
-        False, group=OUTPUT, exclusive="form",
-        help="print the backend's report, as it comes, in place of the summary")
-    json: bool = option(
-        False, group=OUTPUT, exclusive="form", help="print one JSON document and nothing else")
-    output: str | None = option(None, short="-o", group=OUTPUT, metavar="FILE", help="")
-    trajectory: str | None = option(
-        None, group=OUTPUT, metavar="FILE",
-        help="write every report point there as extended xyz, with energy and forces in eV and "
-             "eV/Angstrom")
-    molden_raw: bool = option(
-        False, group=OUTPUT,
-        help="in NAME.molden the orbitals as the method has them, instead of made orthonormal in "
-             "space by S^-1/2")
-    quiet: bool = option(
-        False, short="-q", group=OUTPUT, help="no progress, no warnings, no summary")
-    color: str = option(
-        "auto", choices=("auto", "always", "never"), group=OUTPUT, help="colour in messages")
-    time_limit: float | None = option(
-        None, above=0, unit="s", group=OUTPUT, metavar="S", help="give up after S seconds")
-    backend: str | None = option(
-        None, group=OUTPUT, metavar="PATH", help="the backend program to start")
-    tables: str | None = option(
-        None, group=OUTPUT, metavar="FOLDER", help="folder of the parameter tables")
-
-
-class Parsed:
-    """A command line: the command and the values that were given, by name."""
-
-    __slots__ = ("command", "values")
-
-    def __init__(self, command: str, values: dict[str, Any]):
-        self.command, self.values = command, values
 
 
 def parse(argv: list[str]) -> Parsed | None:
     """Reads a command line; None where it names no command, after the help. Raises UsageError for
     one that makes no sense, SystemExit after --help and --version."""
-    parser = build_parser(argv[0] if argv else None)
+    parser = build_parser(argv[0] if argv else "")
     values = vars(parser.parse_args(argv))
     command = values.pop("command")
     if command is None:
@@ -95,12 +48,26 @@ def parse(argv: list[str]) -> Parsed | None:
 # ---- parsers ------------------------------------------------------------------------------------
 
 
+class _Formatter(argparse.RawDescriptionHelpFormatter):
+    """Help as wide as the terminal, which is asked for without the module that copies files."""
+
+    def __init__(self, prog: str):
+        try:
+            columns = int(os.environ["COLUMNS"])
+        except (KeyError, ValueError):
+            columns = 0
+        try:
+            columns = columns or os.get_terminal_size(sys.__stdout__.fileno()).columns
+        except (AttributeError, ValueError, OSError):  # closed, or no terminal
+            pass
+        super().__init__(prog, width=(columns or _USUAL_COLUMNS) - 2)
+
+
 class _Parser(argparse.ArgumentParser):
     """A parser that leaves it to its caller to say what is wrong, and to exit."""
 
     def __init__(self, **about: Any):
-        super().__init__(formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False,
-                         **about)
+        super().__init__(formatter_class=_Formatter, allow_abbrev=False, **about)
 
     def error(self, message: str) -> NoReturn:
         self.print_usage(sys.stderr)
@@ -158,9 +125,10 @@ def add_task(parser: argparse.ArgumentParser, task: type[Task]) -> None:
 
 def _in_order(task: type[Task]) -> list[Option]:
     """The options as they are listed: the molecule, the task's own, then what all tasks share."""
-    command = {name: one for name, one in CommandSettings.options.items()
-               if name != "trajectory" or task.reports_points}
-    shared = [one for one in (*command.values(), *task.options.values()) if one.typed]
+    from orbitrax.cli.command import typed_options
+    from orbitrax.job import MOLECULE, OUTPUT, JobSettings
+
+    shared = typed_options(task)
     own = [one for name, one in task.options.items()
            if one.typed and name not in JobSettings.options]
     first = [one for one in shared if one.group == MOLECULE]

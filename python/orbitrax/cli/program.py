@@ -12,6 +12,8 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
+    from orbitrax.cli.parsed import Parsed
+
 _INTERRUPTED = 130  # 128 + SIGINT
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
 
@@ -57,10 +59,8 @@ def _run(argv: list[str]) -> int:
         text = f"the task '{name}' is not available in this version"
         print(f"orbitrax: {text}", file=sys.stderr)
         return _failure(argv, None, text)
-    from orbitrax.cli.options import parse
-
     try:
-        parsed = parse(argv)
+        parsed = _parsed(argv)
     except UsageError as error:
         _complain(error)
         return _failure(argv, None, error.typed)
@@ -92,6 +92,18 @@ def _run_tool(place: str, values: dict[str, Any]) -> int:
     terminal = Terminal(values.get("quiet", False), values.get("color", "auto"))
     status: int = __import__(place, fromlist=["run"]).run(Namespace(**values), terminal)
     return status
+
+
+def _parsed(argv: list[str]) -> Parsed | None:
+    if argv and argv[0] in [row.name for row in TASKS] and not {"-h", "--help"} & set(argv):
+        from orbitrax.cli.quick import parse_quickly
+
+        parsed = parse_quickly(argv)
+        if parsed is not None:
+            return parsed
+    from orbitrax.cli.options import parse
+
+    return parse(argv)
 
 
 def _complain(error: UsageError) -> None:

@@ -6,7 +6,7 @@ from __future__ import annotations
 import sys
 
 from orbitrax.backend import Backend
-from orbitrax.cli.options import CommandSettings
+from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
 from orbitrax.cli.outputs.text import TextSink
 from orbitrax.cli.terminal import Terminal

@@ -25,7 +25,7 @@ PATIENCE = 1.0  # seconds a process is given to end by itself, and again after S
 SHORT_PATIENCE = 0.25  # the same for one whose session was given up
 _OUTPUT_KEPT = 2000  # last bytes of a dead process's own output that an error repeats
 _LOOK_AGAIN = 0.002  # seconds, where the system cannot wait for a process with a limit
-_V3_FLAGS = {"avx2", "fma", "bmi1", "bmi2", "f16c", "movbe", "abm"}
+_V3_FLAGS = {b"avx2", b"fma", b"bmi1", b"bmi2", b"f16c", b"movbe", b"abm"}
 
 _alive: set[Process] = set()  # what `atexit` ends
 
@@ -54,9 +54,9 @@ def find_backend(program: str | os.PathLike[str] | None = None) -> str:
 
 def _modern_processor() -> bool:
     try:
-        with open("/proc/cpuinfo", encoding="ascii", errors="replace") as file:
+        with open("/proc/cpuinfo", "rb") as file:
             for line in file:
-                if line.startswith("flags"):
+                if line.startswith(b"flags"):
                     return _V3_FLAGS <= set(line.split())
     except OSError:
         pass

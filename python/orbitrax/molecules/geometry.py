@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-from orbitrax.molecules.elements import RADII
 from orbitrax.units import RULE_ANGSTROM_PER_BOHR
 
 TOO_CLOSE = 0.1 * RULE_ANGSTROM_PER_BOHR  # Angstrom
@@ -79,6 +78,8 @@ def find_bonds(numbers: Array, positions: Array, most: int = 12) -> list[list[in
     """Bonded atoms of each atom, ascending: those within the sum of the covalent radii and 0.4
     Angstrom, at most the `most` nearest. Dummies have no bonds."""
     import numpy as np
+
+    from orbitrax.molecules.looks import RADII
 
     radii = np.array(RADII)[numbers]
     i, j, distance = close_pairs(positions, 2 * radii.max() + BOND_TOLERANCE)

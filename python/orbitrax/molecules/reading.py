@@ -49,7 +49,7 @@ def _text_of(path: str) -> str:
     except OSError as error:
         raise MoleculeError(f"{path}: {error.strerror}") from None
     try:
-        return data.decode("utf-8-sig")
+        return data.decode("utf-8")  # a mark at its start is left to whoever reads
     except UnicodeDecodeError:
         return data.decode("latin-1")
 

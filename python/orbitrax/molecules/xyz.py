@@ -6,9 +6,8 @@ numbers.
 
 from __future__ import annotations
 
-import re
-
 from orbitrax.errors import MoleculeError
+from orbitrax.molecules.comment import is_number, tell
 from orbitrax.molecules.elements import MASSES, NUMBERS, SYMBOLS
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
 
@@ -16,25 +15,13 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Sequence
 
-    Columns = dict[str, list[list[str]]]  # words of each property, atom by atom
+    from orbitrax.molecules.comment import Told
 
 _MOST_ATOMS = 1 << 24
 
 # Hydrogen by its other names: number of the element and mass, atomic mass units.
 _ISOTOPES = {"D": (1, 2.01410177812), "T": (1, 3.0160492779)}
 _DUMMIES = ("X", "Xx", "Du", "Q")
-
-# key=value or key: value. A value that is followed by "=" is the next key: "Run: charge=1".
-_PAIR = re.compile(
-    r"""([A-Za-z_][\w-]*)\s*[=:]\s*("[^"]*"|'[^']*'|\{[^}]*\}|[^\s,;="']++(?!\s*=))""")
-_SPOKEN = re.compile(r"(?i)\b(charge|chrg|multiplicity|mult)\s+([-+]?\d+)(?![\w.])")
-_ABOUT = re.compile(r"(?i)\b(charged?|chrg|mult\w*)\b")
-_TWO_NUMBERS = re.compile(r"\s*[-+]?\d{1,2}\s+\d{1,2}\s*")
-
-_CHARGE = ("charge", "chrg", "q", "total_charge", "totalcharge", "net_charge")
-_MULTIPLICITY = ("multiplicity", "mult", "spin_multiplicity", "spin")  # spin: as 2S + 1
-_UNPAIRED = ("uhf",)
-_PLAIN_WORDS = ("charge", "multiplicity", "spin")  # which can mean nothing else
 
 
 def read_xyz(text: str, title: str, frame: int | None = None) -> Molecule:
@@ -64,15 +51,7 @@ def looks_like_xyz(text: str) -> bool:
 def _is_bare_list(lines: Sequence[str]) -> bool:
     words = [line.split() for line in lines if line.strip()]
     return bool(words) and all(
-        len(row) == 4 and not _is_number(row[0]) and all(map(_is_number, row[1:])) for row in words)
-
-
-def _is_number(word: str) -> bool:
-    try:
-        float(word.replace("D", "E").replace("d", "e"))
-    except ValueError:
-        return False
-    return "_" not in word
+        len(row) == 4 and not is_number(row[0]) and all(map(is_number, row[1:])) for row in words)
 
 
 def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
@@ -99,9 +78,7 @@ class _Frame:
     def __init__(self, lines: Sequence[str], start: int, count: int, title: str, head: int = 2):
         self._lines, self._first, self._count = lines, start + head, count
         self._title = title
-        self._comment = lines[start + 1] if head and start + 1 < len(lines) else ""
-        self._pairs = {key.lower(): value.strip("\"'{}") for key, value in
-                       _PAIR.findall(self._comment)}
+        self._told = tell(lines[start + 1] if head and start + 1 < len(lines) else "", title)
         self._remarks: list[str] = []
         self._masses: dict[int, float] = {}
 
@@ -120,15 +97,14 @@ class _Frame:
                 if name in layout:
                     extra.setdefault(_EXTRAS[name], []).extend(
                         self._numbers(i, words, layout[name]))
-        charge, multiplicity = self._state()
-        return _assemble(numbers, xyz, charge, multiplicity, extra, self._masses, self._title,
+        return _assemble(numbers, xyz, self._told, extra, self._masses, self._title,
                          [*remarks, *self._remarks])
 
     # ---- columns --------------------------------------------------------------------------------
 
     def _layout(self) -> dict[str, slice]:
         """Which words of a line are what."""
-        text = self._pairs.get("properties")
+        text = self._told.properties
         if text is None:
             return {"species": slice(0, 1), "pos": slice(1, 4)}
         parts = text.split(":")
@@ -157,7 +133,7 @@ class _Frame:
     def _numbers(self, i: int, words: Sequence[str], part: slice) -> list[float]:
         found = []
         for word in words[part]:
-            if not _is_number(word):
+            if not is_number(word):
                 hint = ("; decimals are written with a point" if "," in word else "")
                 raise self._error(i, f"'{word}' is not a number{hint}")
             found.append(float(word.replace("D", "E").replace("d", "e")))
@@ -189,53 +165,19 @@ class _Frame:
     def _error(self, i: int, text: str) -> MoleculeError:
         return MoleculeError(f"{self._title}, line {self._first + i + 1}: {text}")
 
-    # ---- charge and multiplicity ----------------------------------------------------------------
-
-    def _state(self) -> tuple[int | None, int | None]:
-        """Charge and multiplicity, as far as the second line tells."""
-        charge = self._whole(_CHARGE, "charge")
-        multiplicity = self._whole(_MULTIPLICITY, "multiplicity")
-        unpaired = self._whole(_UNPAIRED, "number of unpaired electrons")
-        if multiplicity is None and unpaired is not None:
-            multiplicity = unpaired + 1
-        rest = _PAIR.sub(" ", self._comment)
-        for word, number in _SPOKEN.findall(rest):
-            if word.lower().startswith("c"):
-                charge = int(number) if charge is None else charge
-            elif multiplicity is None:
-                multiplicity = int(number)
-        rest = _SPOKEN.sub(" ", rest)
-        if _ABOUT.search(rest) or _TWO_NUMBERS.fullmatch(self._comment):
-            self._remarks.append(
-                f"the second line, '{self._comment.strip()[:60]}', may speak of a charge and was "
-                "not understood; write charge=1 multiplicity=2 there, or give --charge and "
-                "--multiplicity")
-        return charge, multiplicity
-
-    def _whole(self, keys: Sequence[str], what: str) -> int | None:
-        for key in keys:
-            if key not in self._pairs:
-                continue
-            value = self._pairs[key]
-            if _is_number(value) and float(value).is_integer():
-                return int(float(value))
-            if key in _PLAIN_WORDS:
-                raise MoleculeError(f"{self._title}: its {what} '{value}' is not a whole number")
-        return None
-
 
 # Columns beside species and positions that tell something of the molecule, and what.
 _EXTRAS = {"masses": "masses", "mass": "masses", "initial_charges": "charges", "charge": "charges",
            "charges": "charges", "initial_magmoms": "moments", "magmoms": "moments"}
 
 
-def _assemble(numbers: list[int], xyz: list[float], charge: int | None, multiplicity: int | None,
-              extra: dict[str, list[float]], isotopes: dict[int, float], title: str,
-              remarks: list[str]) -> Molecule:
+def _assemble(numbers: list[int], xyz: list[float], told: Told, extra: dict[str, list[float]],
+              isotopes: dict[int, float], title: str, remarks: list[str]) -> Molecule:
     masses = extra.get("masses")
     if isotopes and masses is None:
         masses = [isotopes.get(i, MASSES[number]) for i, number in enumerate(numbers)]
     charges = extra.get("charges")
-    charge, multiplicity, notes = state_of_atoms(charge, multiplicity, charges,
+    charge, multiplicity, notes = state_of_atoms(told.charge, told.multiplicity, charges,
                                                  extra.get("moments"))
-    return Molecule(numbers, xyz, charge, multiplicity, masses, charges, title, notes, remarks)
+    return Molecule(numbers, xyz, charge, multiplicity, masses, charges, title, notes,
+                    [*remarks, *told.remarks])

@@ -9,8 +9,8 @@ import math
 
 import numpy as np
 
-from orbitrax.molecules.elements import COLOURS, RADII
 from orbitrax.molecules.geometry import find_bonds
+from orbitrax.molecules.looks import COLOURS, RADII
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM, principal_axes
 from orbitrax.grids.grid import Grid
 from orbitrax.pictures.render import Camera, Mesh, draw

@@ -12,7 +12,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
-    from orbitrax.cli.options import CommandSettings
+    from orbitrax.cli.command import CommandSettings
     from orbitrax.cli.terminal import Terminal
     from orbitrax.results.result import Result
     from orbitrax.tasks.task import Task

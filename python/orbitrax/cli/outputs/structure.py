@@ -11,7 +11,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any, TextIO
 
-    from orbitrax.cli.options import CommandSettings
+    from orbitrax.cli.command import CommandSettings
     from orbitrax.cli.terminal import Terminal
     from orbitrax.results.result import Result
     from orbitrax.tasks.report_points import ReportPoint

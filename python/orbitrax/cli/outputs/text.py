@@ -8,7 +8,7 @@ from orbitrax.cli.outputs import Output
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from orbitrax.cli.options import CommandSettings
+    from orbitrax.cli.command import CommandSettings
 
 
 class TextOutput(Output):

@@ -1,0 +1,58 @@
+"""What the command line is told beside the settings of a task."""
+
+from __future__ import annotations
+
+from orbitrax.job import MOLECULE, OUTPUT
+from orbitrax.settings import Settings, declared, option
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.settings import Option
+    from orbitrax.tasks.task import Task
+
+
+@declared
+class CommandSettings(Settings):
+    """What the command line is told beside the settings of a task."""
+
+    molecule: str | None = option(
+        None, group=MOLECULE, metavar="MOLECULE",
+        help="a molecule file (xyz, mol, sdf, pdb, ...), or - for standard input")
+    smiles: str | None = option(
+        None, group=MOLECULE, metavar="TEXT", help="a SMILES string in place of a file")
+    format: str | None = option(
+        None, group=MOLECULE, metavar="NAME", help="format of the file, as ASE names it")
+    method: str = option(
+        "", short="-m", group=MOLECULE, metavar="METHOD",
+        help="cndo, indo, mindo3, mndo, am1, pm3, zindo1, zindos or mndod")
+    log: bool = option(
+        False, group=OUTPUT, exclusive="form",
+        help="print the backend's report, as it comes, in place of the summary")
+    json: bool = option(
+        False, group=OUTPUT, exclusive="form", help="print one JSON document and nothing else")
+    output: str | None = option(None, short="-o", group=OUTPUT, metavar="FILE", help="")
+    trajectory: str | None = option(
+        None, group=OUTPUT, metavar="FILE",
+        help="write every report point there as extended xyz, with energy and forces in eV and "
+             "eV/Angstrom")
+    molden_raw: bool = option(
+        False, group=OUTPUT,
+        help="in NAME.molden the orbitals as the method has them, instead of made orthonormal in "
+             "space by S^-1/2")
+    quiet: bool = option(
+        False, short="-q", group=OUTPUT, help="no progress, no warnings, no summary")
+    color: str = option(
+        "auto", choices=("auto", "always", "never"), group=OUTPUT, help="colour in messages")
+    time_limit: float | None = option(
+        None, above=0, unit="s", group=OUTPUT, metavar="S", help="give up after S seconds")
+    backend: str | None = option(
+        None, group=OUTPUT, metavar="PATH", help="the backend program to start")
+    tables: str | None = option(
+        None, group=OUTPUT, metavar="FOLDER", help="folder of the parameter tables")
+
+
+def typed_options(task: type[Task]) -> list[Option]:
+    """All that can be typed with a task: the options of the command line, then the task's."""
+    command = [one for name, one in CommandSettings.options.items()
+               if name != "trajectory" or task.reports_points]
+    return [*command, *(one for one in task.options.values() if one.typed)]
