@@ -1,0 +1,69 @@
+"""Runs the command line from a checkout: what ./orbitrax hands over to, once there is a build.
+
+It is started without the module `site`, which looks into every installed package's wishes and takes
+as long as a small molecule does; the first module that is missing brings it in. Sources that are
+newer than the backend are built first.
+"""
+
+import os
+import sys
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+TOP = os.path.dirname(HERE)
+
+
+class Site:
+    """The last of those who are asked for a module: adds the usual places of packages, once."""
+
+    @staticmethod
+    def find_spec(name, path=None, target=None):
+        """Looks again in all places that `site` knows."""
+        if path is not None:  # a part of a package that is there already
+            return None
+        sys.meta_path.remove(Site)
+        import site
+
+        site.main()
+        return next((spec for finder in sys.meta_path
+                     if (spec := finder.find_spec(name, None)) is not None), None)
+
+
+def newest(folder):
+    """When something in a folder changed last, seconds."""
+    latest = os.stat(folder).st_mtime
+    with os.scandir(folder) as entries:
+        for entry in entries:
+            changed = (newest(entry.path) if entry.is_dir(follow_symlinks=False) else
+                       entry.stat().st_mtime)
+            if changed > latest:
+                latest = changed
+    return latest
+
+
+def is_stale():
+    """Whether the backend is older than its sources."""
+    built = os.stat(os.path.join(TOP, "build", "release", ".built")).st_mtime
+    return (newest(os.path.join(TOP, "src")) > built
+            or os.stat(os.path.join(TOP, "CMakeLists.txt")).st_mtime > built)
+
+
+def set_up():
+    """Builds; what it says goes to standard error."""
+    print("orbitrax: the backend is older than its sources; running ./setup", file=sys.stderr,
+          flush=True)
+    setup = os.path.join(TOP, "setup")
+    pid = os.posix_spawn(setup, [setup], os.environ,
+                         file_actions=[(os.POSIX_SPAWN_DUP2, 2, 1)])
+    if os.waitpid(pid, 0)[1] != 0:
+        sys.exit(1)
+
+
+if __name__ == "__main__":
+    sys.path.insert(0, HERE)
+    if sys.flags.no_site:
+        sys.meta_path.append(Site)
+    if is_stale():
+        set_up()
+    from orbitrax.cli import entry
+
+    entry()
