@@ -89,7 +89,7 @@ __all__ = [
     "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged", "Optimize",
     "OrbitraxError", "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint",
     "Result", "SettingError", "TimeLimitExceeded", "UsageError", "as_molecule", "box_around",
-    "find_method", "from_ase", "from_smiles", "plane_through", "read_molecule", "run",
+    "charges", "find_method", "from_ase", "from_smiles", "plane_through", "read_molecule", "run",
     "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]
 

@@ -12,9 +12,9 @@ from tree import ROOT, files, nothing_of
 # The rooms and lone modules of the package by floors, from the top; what stands on one line may not
 # import each other. Imports for type checkers alone count for nothing here.
 FLOORS = (
-    ("__main__", "ase"),
+    ("__main__", "ase", "openff", "sqm"),
     ("cli",),
-    ("api", "bridges", "charges"),
+    ("api", "atomic_charges", "bridges"),
     ("tasks", "pictures"),
     ("backend", "orbitals"),
     ("results",),
@@ -22,7 +22,7 @@ FLOORS = (
     ("job",),
     ("grids", "tables"),
     ("molecules", "link"),
-    ("settings", "methods", "files", "arrays"),
+    ("settings", "methods", "files", "arrays", "minimise"),
     ("errors", "units", "paths"),
 )
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
