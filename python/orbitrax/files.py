@@ -15,8 +15,12 @@ if TYPE_CHECKING:
 def check_target(path: str) -> None:
     """Refuses a file that cannot be written, before anything is computed."""
     folder = os.path.dirname(path) or "."
-    if os.path.isdir(path) or not os.access(folder, os.W_OK):
-        raise UsageError(f"{path}: no file can be written there")
+    if os.path.isdir(path):
+        raise UsageError(f"{path}: no file can be written there: it is a folder")
+    if not os.path.isdir(folder):
+        raise UsageError(f"{path}: no file can be written there: there is no folder {folder}")
+    if not os.access(folder, os.W_OK):
+        raise UsageError(f"{path}: no file can be written there: no permission")
 
 
 def is_molden(path: str | None) -> bool:

@@ -14,6 +14,7 @@ from typing import Iterator
 from rdkit import Chem, RDLogger
 
 from orbitrax.errors import MoleculeError, UsageError
+from orbitrax.molecules.perceive import with_bonds
 
 FORMATS = ("sdf", "mol", "mol2", "smi", "pdb", "xyz")
 _ENDINGS = {".sdf": "sdf", ".sd": "sdf", ".mol": "mol", ".mol2": "mol2", ".smi": "smi",
@@ -115,69 +116,12 @@ def _smiles(text: str, name: str, charge: int) -> Iterator[_Entry]:
 
 def _pdb(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromPDBBlock(text, removeHs=False, sanitize=False)
-    yield _titled(_with_bonds(mol, name, charge), name, 1, False)
+    yield _titled(with_bonds(mol, name, charge), name, 1, False)
 
 
 def _xyz(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromXYZBlock(text)
-    yield _titled(_with_bonds(mol, name, charge), name, 1, False)
+    yield _titled(with_bonds(mol, name, charge), name, 1, False)
 
-
-def _with_bonds(mol: Chem.Mol | None, name: str, charge: int) -> Chem.Mol:
-    """A copy of a molecule without bonds or bond orders, with those that its geometry shows. An
-    atom with a bond more or less than is usual is charged; the charges must add up."""
-    if mol is None or mol.GetNumAtoms() == 0:
-        raise MoleculeError(f"{name} has no atoms that RDKit can read")
-    found = Chem.RWMol()
-    for atom in mol.GetAtoms():
-        bare = Chem.Atom(atom.GetAtomicNum())
-        bare.SetNoImplicit(True)
-        found.AddAtom(bare)
-    for i, j, order in _perceived(mol, name):
-        found.AddBond(i, j, _ORDERS[order])
-    for atom in found.GetAtoms():
-        total = sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds())
-        atom.SetFormalCharge(_CHARGED.get((atom.GetAtomicNum(), round(total)), 0))
-    whole = found.GetMol()
-    whole.AddConformer(Chem.Conformer(mol.GetConformer()))
-    sum_found = Chem.GetFormalCharge(whole)
-    try:
-        Chem.SanitizeMol(whole)
-    except ValueError as error:
-        raise MoleculeError(f"{name}: its geometry shows no sensible bonds ({error}); give a file "
-                            "with bonds (sdf, mol2)") from None
-    if sum_found != charge:
-        raise MoleculeError(f"{name}: the bonds that its geometry shows make a charge of "
-                            f"{sum_found}, not {charge}; give the right one with --charge, or a "
-                            "file with bonds (sdf, mol2)")
-    return whole
-
-
-def _perceived(mol: Chem.Mol, name: str) -> list[tuple[int, int, int]]:
-    """Bonds and their orders by Open Babel: atom indices from 0, and 1, 2 or 3."""
-    try:
-        from openbabel import openbabel
-    except ImportError:
-        raise MoleculeError(f"{name} tells no bonds, and Open Babel, which would find them, is not "
-                            "installed (on Debian: apt-get install python3-openbabel); give a file "
-                            "with bonds (sdf, mol2)") from None
-    seen = openbabel.OBMol()
-    seen.BeginModify()
-    for number, place in zip((atom.GetAtomicNum() for atom in mol.GetAtoms()),
-                             mol.GetConformer().GetPositions().tolist()):
-        atom = seen.NewAtom()
-        atom.SetAtomicNum(number)
-        atom.SetVector(*place)
-    seen.EndModify()
-    seen.ConnectTheDots()
-    seen.PerceiveBondOrders()
-    return [(bond.GetBeginAtomIdx() - 1, bond.GetEndAtomIdx() - 1, bond.GetBondOrder())
-            for bond in openbabel.OBMolBondIter(seen)]
-
-
-_ORDERS = {1: Chem.BondType.SINGLE, 2: Chem.BondType.DOUBLE, 3: Chem.BondType.TRIPLE}
-# Formal charge by element and number of bonds.
-_CHARGED = {(7, 4): 1, (7, 2): -1, (8, 1): -1, (8, 3): 1, (16, 1): -1, (16, 3): 1, (15, 4): 1,
-            (5, 4): -1}
 
 _READERS = {"sdf": _sdf, "mol": _sdf, "mol2": _mol2, "smi": _smiles, "pdb": _pdb, "xyz": _xyz}

@@ -21,7 +21,13 @@ class CommandSettings(Settings):
     smiles: str | None = option(
         None, group=MOLECULE, metavar="TEXT", help="a SMILES string in place of a file")
     format: str | None = option(
-        None, group=MOLECULE, metavar="NAME", help="format of the file, as ASE names it")
+        None, group=MOLECULE, metavar="NAME",
+        help="format of the file: xyz, mol, sdf, pdb, mol2, mop, gjf, orca, cjson, or as ASE "
+             "names it")
+    add_hydrogens: bool = option(
+        False, group=MOLECULE,
+        help="add the hydrogens that a mol, sdf or mol2 file leaves out, and build a geometry for "
+             "a flat drawing")
     method: str = option(
         "", short="-m", group=MOLECULE, metavar="METHOD",
         help="cndo, indo, mindo3, mndo, am1, pm3, zindo1, zindos or mndod")

@@ -121,7 +121,7 @@ class TaskCommand:
             raise MoleculeError("- reads a molecule from standard input, which is closed")
         if command.molecule == "-" and sys.stdin.isatty():
             raise MoleculeError("- reads a molecule from standard input, which is the keyboard")
-        return read_molecule(command.molecule, command.format)
+        return read_molecule(command.molecule, command.format, complete=command.add_hydrogens)
 
     # ---- what is said ---------------------------------------------------------------------------
 
@@ -148,6 +148,8 @@ class TaskCommand:
                 if failure.typed not in "\n".join(document["errors"]):
                     document["errors"] = [*document["errors"], failure.typed]
             self._write_json(document)
+        elif self.output.takes_standard_output:
+            return
         elif shown and not command.log and not (command.quiet and not self.output.text_path):
             assert self._run is not None and result is not None
             lines = self._run.summary(result)

@@ -27,7 +27,8 @@ class Molecule:
     units, or None for standard masses. point_charges: n, e, what an atom carries while it is not
     part of the calculation. charge and multiplicity: None where nothing tells. title: where it
     comes from, for messages. notes: what is to be said where the charge is needed and not known.
-    remarks: what was odd about where it comes from; they become warnings of a result.
+    remarks: what was odd about where it comes from; they become warnings of a result. mol: its
+    bonds, as the file had them, in RDKit's binary form, or None.
 
     numbers, positions, masses and point_charges are numpy arrays that cannot be written to, made at
     the first look; z (a tuple), xyz, plain_masses and plain_charges (flat) are the same without
@@ -37,13 +38,14 @@ class Molecule:
     def __init__(self, numbers: Iterable[int], positions: Any, charge: int | None = None,
                  multiplicity: int | None = None, masses: Any = None, point_charges: Any = None,
                  title: str = "molecule", notes: Sequence[str] = (),
-                 remarks: Sequence[str] = ()):
+                 remarks: Sequence[str] = (), mol: bytes | None = None):
         self.z = tuple(int(number) for number in numbers)
         self.xyz = self._places(positions, title)
         self.plain_masses = self._one_each(masses, "masses", title)
         self.plain_charges = self._one_each(point_charges, "point_charges", title)
         self.charge, self.multiplicity = charge, multiplicity
         self.title, self.notes, self.remarks = title, tuple(notes), tuple(remarks)
+        self.mol = mol
         for number in self.z:
             if not 0 <= number < len(SYMBOLS):
                 raise MoleculeError(f"{title}: there is no element of number {number}")
@@ -81,7 +83,7 @@ class Molecule:
         told: dict[str, Any] = {"numbers": self.z, "positions": self.xyz, "charge": self.charge,
                 "multiplicity": self.multiplicity, "masses": self.plain_masses,
                 "point_charges": self.plain_charges, "title": self.title, "notes": self.notes,
-                                "remarks": self.remarks}
+                                "remarks": self.remarks, "mol": self.mol}
         return type(self)(**{**told, **values})
 
     # ---- what it is -----------------------------------------------------------------------------

@@ -17,17 +17,67 @@ if TYPE_CHECKING:
     from typing import Any, TextIO
 
 
-XYZ_FORMATS = ("xyz", "extxyz")
+class Format:
+    """A format of files: its names, the endings of file names that tell of it, the module of
+    orbitrax.molecules and the reader in it, and whether the reader takes `frame` and, as those of
+    RDKit do, `complete`."""
+
+    __slots__ = ("names", "endings", "module", "reader", "frames", "complete")
+
+    def __init__(self, names: str, endings: str, module: str, reader: str, frames: bool = False,
+                 complete: bool = False):
+        self.names, self.endings = tuple(names.split()), tuple(endings.split())
+        self.module, self.reader = module, reader
+        self.frames, self.complete = frames, complete
+
+    def read(self, text: str, title: str, frame: int | None, complete: bool) -> Molecule | None:
+        """The molecule of a text; None where the reader leaves it to others."""
+        about: dict[str, Any] = {}
+        if self.frames:
+            about["frame"] = frame
+        elif frame not in (None, 0, -1):
+            raise MoleculeError(f"{title}: there is no frame {frame}; it has 1, counted from 0")
+        if self.complete:
+            about["complete"] = complete
+        module = __import__(f"orbitrax.molecules.{self.module}", fromlist=[self.reader])
+        found: Molecule | None = getattr(module, self.reader)(text, title, **about)
+        return found
+
+
+FORMATS = (  # all others are read by ASE
+    Format("xyz extxyz", ".xyz .extxyz", "xyz", "read_xyz", True),
+    Format("mol sdf", ".mol .sdf .sd .mdl", "by_rdkit", "read_mol", True, True),
+    Format("mol2", ".mol2", "by_rdkit", "read_mol2", True, True),
+    Format("pdb proteindatabank", ".pdb .ent", "by_rdkit", "read_pdb", True, True),
+    Format("smi smiles", ".smi .smiles", "by_rdkit", "read_smi", True, True),
+    Format("gaussian gaussian-in gjf com", ".gjf .com", "inputs", "read_gaussian"),
+    Format("mopac mop", ".mop", "inputs", "read_mopac"),
+    Format("orca inp", ".inp", "inputs", "read_orca"),
+    Format("json cjson qcschema", ".cjson .json", "inputs", "read_json"),
+)
+
+
+def _format_of(name: str | None, path: str) -> Format | None:
+    """By its own name, or by that of a file."""
+    for one in FORMATS:
+        if (name in one.names) if name else path.lower().endswith(one.endings):
+            return one
+    return None
 
 
 def read_molecule(source: str | os.PathLike[str], format: str | None = None,
-                  stdin: TextIO | None = None) -> Molecule:
-    """Reads a molecule file: xyz and extended xyz by a reader of our own, all others by ASE. Of
-    several structures the last one is taken; "name@0" means the first, "name@-1" the last. "-"
-    reads standard input."""
+                  stdin: TextIO | None = None, complete: bool = False) -> Molecule:
+    """Reads a molecule file: xyz, mol and sdf, pdb, mol2, SMILES, inputs of Gaussian, MOPAC and
+    ORCA, CJSON and QCSchema by readers of our own or RDKit's, all others by ASE.
+
+    format: by name, where that of the file does not tell. Of several structures the last one is
+    taken, with a remark; "name@0" means the first, "name@-1" the last. "-" reads standard input.
+    complete: adds hydrogens that the bonds of a mol or sdf file call for, and builds a geometry for
+    a flat drawing. Raises MoleculeError for what cannot be read.
+    """
     source = os.fspath(source)
     if source == "-":
-        return _from_text((stdin or sys.stdin).read(), format)
+        return _from_text((stdin or sys.stdin).read(), format, complete)
     path, frame = source, None
     if not os.path.exists(path) and "@" in path:
         path, _, chosen = path.rpartition("@")
@@ -36,9 +86,27 @@ def read_molecule(source: str | os.PathLike[str], format: str | None = None,
         raise MoleculeError(f"{path}: there is no such file")
     if os.path.isdir(path):
         raise MoleculeError(f"{path} is a folder, not a molecule file")
-    if format in XYZ_FORMATS or (format is None and path.lower().endswith((".xyz", ".extxyz"))):
-        return read_xyz(_text_of(path), source, None if frame is None else _number(frame, source))
-    return from_ase(_read_ase(source, format, source), title=source)
+    number = None if frame is None else _number(frame, source)
+    one = _format_of(format, path)
+    found = None if one is None else one.read(_text_of(path), source, number, complete)
+    if found is not None:
+        return found
+    read = from_ase(_read_ase(path if number is None else f"{path}@{number}",
+                              None if one else format, source), title=source)
+    return read if read.charge is not None else _remarked(read, _text_of(path))
+
+
+def _remarked(molecule: Molecule, text: str) -> Molecule:
+    """The molecule, with a remark where its file seems to speak of a charge."""
+    import re
+
+    line = re.search(r"(?im)^.*\b(?:charge|chrg|multiplicity)\b[ \t]*[=:]?[ \t]*[-+]?\d.*$",
+                     text[:1 << 20])
+    if line is None:
+        return molecule
+    return molecule.replace(remarks=[
+        *molecule.remarks, f"its line '{line.group().strip()[:60]}' may speak of a charge and was "
+        "not understood; give --charge and --multiplicity"])
 
 
 def _text_of(path: str) -> str:
@@ -63,14 +131,23 @@ def _number(text: str, source: str) -> int:
 
 
 def as_molecule(source: Any) -> Molecule:
-    """A molecule from whatever tells of one: itself, a path, an ASE Atoms object, or a pair of
-    symbols (or atomic numbers) and positions, n x 3, Angstrom."""
+    """A molecule from whatever tells of one: itself, a path, a SMILES string where there is no file
+    of this name, an ASE Atoms object, a molecule of RDKit, one of QCSchema, or a pair of symbols
+    (or atomic numbers) and positions, n x 3, Angstrom."""
     if isinstance(source, Molecule):
         return source
     if isinstance(source, (str, os.PathLike)):
-        return read_molecule(source)
+        return _from_name(os.fspath(source), isinstance(source, str))
     if hasattr(source, "get_positions"):
         return from_ase(source)
+    if hasattr(source, "GetNumConformers"):
+        from orbitrax.molecules.by_rdkit import from_rdkit
+
+        return from_rdkit(source)
+    if isinstance(source, dict) and "geometry" in source and "symbols" in source:
+        from orbitrax.molecules.inputs import from_qcschema
+
+        return from_qcschema(source)
     if isinstance(source, (tuple, list)) and len(source) == 2:
         symbols, positions = source
         for symbol in symbols:
@@ -80,6 +157,34 @@ def as_molecule(source: Any) -> Molecule:
                          for symbol in symbols], positions)
     raise MoleculeError(f"a {type(source).__name__} is no molecule; give a path, a Molecule, an "
                         "ASE Atoms object, or symbols and positions")
+
+
+def _from_name(name: str, may_be_smiles: bool) -> Molecule:
+    """From a file or, where there is none and the name is no file's, from SMILES."""
+    base = name.rpartition("@")[0] if "@" in name else name
+    if may_be_smiles and not (os.path.exists(name) or os.path.exists(base)):
+        known = any(base.lower().endswith(one.endings) for one in FORMATS)
+        if name.strip() and not known and is_smiles(name):
+            return from_smiles(name)
+    return read_molecule(name)
+
+
+def is_smiles(text: str) -> bool:
+    """Whether RDKit, where it is installed, reads a text as SMILES."""
+    try:
+        from orbitrax.molecules.by_rdkit import chem
+
+        return chem().MolFromSmiles(text) is not None
+    except MoleculeError:
+        return False
+
+
+def from_smiles(smiles: str, seed: int = 61453) -> Molecule:
+    """A molecule from a SMILES string, with hydrogens and a force-field geometry, by RDKit. The
+    same seed gives the same geometry."""
+    from orbitrax.molecules.by_rdkit import from_smiles as made
+
+    return made(smiles, seed)
 
 
 def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:
@@ -104,24 +209,34 @@ def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:
     return atoms
 
 
-def _from_text(text: str, format: str | None) -> Molecule:
+def _from_text(text: str, format: str | None, complete: bool) -> Molecule:
     """A molecule from standard input, which tells its format by its looks unless it is named."""
     title = "standard input"
     if not text.strip():
         raise MoleculeError("standard input is empty; it should hold a molecule, such as an xyz "
                             "file")
-    if format in XYZ_FORMATS or (format is None and looks_like_xyz(text)):
-        return read_xyz(text, title)
+    one = _format_of(format or _looks(text), "")
+    found = None if one is None else one.read(text, title, None, complete)
+    if found is not None:
+        return found
     if format is None:
-        lines = text.splitlines()
-        if len(lines) > 3 and "V2000" in lines[3]:
-            format = "sdf"
-        elif any(line.startswith(("ATOM  ", "HETATM")) for line in lines[:200]):
-            format = "proteindatabank"
-        else:
-            raise MoleculeError("standard input is not an xyz file; name its format with --format, "
-                                "such as mol, sdf, proteindatabank")
+        raise MoleculeError("standard input is not an xyz file; name its format with --format, "
+                            "such as mol, sdf, pdb, mop, gjf")
     return from_ase(_read_ase(io.StringIO(text), format, title), title=title)
+
+
+def _looks(text: str) -> str | None:
+    """The name of the format that a text seems to have."""
+    lines = text.splitlines()
+    if looks_like_xyz(text):
+        return "xyz"
+    if len(lines) > 3 and ("V2000" in lines[3] or "V3000" in lines[3]):
+        return "sdf"
+    if any(line.startswith(("ATOM  ", "HETATM")) for line in lines[:200]):
+        return "pdb"
+    if any(line.startswith("@<TRIPOS>") for line in lines[:200]):
+        return "mol2"
+    return "json" if text.lstrip().startswith("{") else None
 
 
 def from_ase(atoms: Any, title: str = "molecule") -> Molecule:
@@ -160,33 +275,3 @@ def _whole(info: dict[str, Any], key: str, title: str) -> int | None:
     if not math.isfinite(number) or number != round(number):
         raise MoleculeError(f"{title}: its {key} '{value}' is not a whole number")
     return round(number)
-
-
-# ---- SMILES -------------------------------------------------------------------------------------
-
-
-def from_smiles(smiles: str, seed: int = 61453) -> Molecule:
-    """A molecule from a SMILES string, with hydrogens and a force-field geometry, by RDKit. The
-    same seed gives the same geometry."""
-    try:
-        from rdkit import Chem, RDLogger
-        from rdkit.Chem import AllChem, Descriptors
-    except ImportError:
-        raise MoleculeError("reading SMILES needs RDKit, which is not installed; on Debian: "
-                            "apt-get install python3-rdkit") from None
-    RDLogger.DisableLog("rdApp.*")
-    mol = Chem.MolFromSmiles(smiles)
-    if mol is None or mol.GetNumAtoms() == 0:
-        raise MoleculeError(f"'{smiles}' is not a SMILES string")
-    mol = Chem.AddHs(mol)
-    if AllChem.EmbedMolecule(mol, randomSeed=seed) != 0:
-        if AllChem.EmbedMolecule(mol, randomSeed=seed, useRandomCoords=True) != 0:
-            raise MoleculeError(f"RDKit finds no geometry for '{smiles}'")
-    if AllChem.MMFFHasAllMoleculeParams(mol):
-        AllChem.MMFFOptimizeMolecule(mol, maxIters=2000)
-    else:
-        AllChem.UFFOptimizeMolecule(mol, maxIters=2000)
-    radicals = Descriptors.NumRadicalElectrons(mol)
-    return Molecule([atom.GetAtomicNum() for atom in mol.GetAtoms()],
-                    mol.GetConformer().GetPositions(), charge=Chem.GetFormalCharge(mol),
-                    multiplicity=radicals + 1 if radicals else None, title=smiles)

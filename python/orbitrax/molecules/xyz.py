@@ -9,6 +9,7 @@ from __future__ import annotations
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.comment import is_number, tell
 from orbitrax.molecules.elements import MASSES, NUMBERS, SYMBOLS
+from orbitrax.molecules.frames import pick
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
 
 TYPE_CHECKING = False
@@ -32,13 +33,7 @@ def read_xyz(text: str, title: str, frame: int | None = None) -> Molecule:
         atoms = [line for line in lines if line.strip()]
         return _Frame(atoms, 0, len(atoms), title, head=0).molecule()
     frames = _frames(lines, title)
-    number = len(frames) - 1 if frame is None else frame
-    if not -len(frames) <= number < len(frames):
-        raise MoleculeError(f"{title}: there is no frame {number}; it has {len(frames)}, counted "
-                            "from 0")
-    start, count = frames[number]
-    remarks = ([f"frame {number + 1} of {len(frames)} is taken; choose another as in "
-                f"{title}@0"] if frame is None and len(frames) > 1 else [])
+    (start, count), remarks = pick(frames, frame, title)
     return _Frame(lines, start, count, title).molecule(remarks)
 
 

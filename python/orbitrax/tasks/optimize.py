@@ -83,8 +83,8 @@ class Optimize(Task):
     run_type: ClassVar[type[Run]] = Search
     files: ClassVar[tuple[str, ...]] = ("molden", "structure")
     file_help: ClassVar[str] = (
-        "write the final structure there, in the format of its name (xyz, mol, pdb, cif, ...; "
-        "molden: with its orbitals)")
+        "write the final structure there, in the format of its name (xyz, mol, sdf, pdb, gjf, mop, "
+        "cjson, ...; molden: with its orbitals); - prints it as xyz")
     reports_points: ClassVar[bool] = True
 
     optimizer: str = option(

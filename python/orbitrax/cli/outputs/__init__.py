@@ -22,11 +22,13 @@ class Output:
     """A kind of file; this one writes none.
 
     path: the file. needs: settings of the job that bring what is to be written. text_path: where
-    the text goes that would be printed, None for standard output.
+    the text goes that would be printed, None for standard output. takes_standard_output: whether
+    that is where the file goes, so that nothing else may be printed there.
     """
 
     needs: dict[str, Any] = {}
     text_path: str | None = None
+    takes_standard_output = False
 
     def __init__(self, command: CommandSettings):
         self.command, self.path = command, command.output
@@ -70,7 +72,7 @@ class OutputRow:
 OUTPUTS = (
     OutputRow("text", "text", "TextOutput", printable=True),
     OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
-    OutputRow("structure", "structure", "StructureOutput"),
+    OutputRow("structure", "structure", "StructureOutput", printable=True),
     OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
     OutputRow("picture", "plots", "PictureOutput"),
 )

@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import sys
+
 from orbitrax.cli.outputs import Output
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target
 from orbitrax.units import ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -13,6 +15,7 @@ if TYPE_CHECKING:
 
     from orbitrax.cli.command import CommandSettings
     from orbitrax.cli.terminal import Terminal
+    from orbitrax.molecules.molecule import Molecule
     from orbitrax.results.result import Result
     from orbitrax.tasks.report_points import ReportPoint
     from orbitrax.tasks.task import Run
@@ -25,16 +28,19 @@ class StructureOutput(Output):
 
     def __init__(self, command: CommandSettings):
         super().__init__(command)
+        self.takes_standard_output = self.path == "-"
         self._trajectory: TextIO | None = None
         self._last: ReportPoint | None = None
 
     def check(self, task: Any) -> None:
         """Refuses files that cannot be written."""
         for path in (self.path, self.command.trajectory):
-            if path is not None:
+            if path is not None and path != "-":
                 check_target(path)
         if self.path is not None:
-            format_of(self.path)
+            from orbitrax.molecules.writing import check_name
+
+            check_name(self.path)
 
     def follow(self, run: Any, terminal: Terminal) -> None:
         """Opens the trajectory, and listens to report points."""
@@ -63,7 +69,24 @@ class StructureOutput(Output):
             self._trajectory.close()
         if self.path is None or run is None or run.points.last is None:
             return
-        _write_structure(self.path, _atoms(run, run.points.last))
+        from orbitrax.molecules.writing import write_molecule, xyz_text
+
+        molecule, about = last_structure(run, result)
+        if self.path == "-":
+            sys.stdout.write(xyz_text(molecule, about))
+        else:
+            write_molecule(self.path, molecule, about)
+
+
+def last_structure(run: Any, result: Result | None) -> tuple[Molecule, dict[str, Any]]:
+    """The last structure of a run, and what is known of it, by name; energies kcal/mol."""
+    job, point = run.job, run.points.last
+    about: dict[str, Any] = {"energy": point.values.get("total_energy")}
+    if result is not None and result.heat_of_formation is not None:
+        about["heat_of_formation"] = result.heat_of_formation
+    about.update(unit="kcal/mol", method=job.method.key)
+    return job.molecule.replace(positions=point.xyz, charge=job.charge,
+                                multiplicity=job.multiplicity), about
 
 
 def _atoms(run: Run, point: ReportPoint) -> Any:
@@ -74,30 +97,6 @@ def _atoms(run: Run, point: ReportPoint) -> Any:
     job = run.job
     return Atoms(numbers=job.molecule.numbers, positions=as_numpy(point.xyz or (), 3),
                  info={"charge": job.charge, "multiplicity": job.multiplicity})
-
-
-def format_of(path: str) -> str:
-    """The format in which ASE writes a file of this name."""
-    import ase.io.formats
-
-    try:
-        name: str = ase.io.formats.filetype(path, read=False)
-        if ase.io.formats.ioformats[name].can_write:
-            return name
-    except (ase.io.formats.UnknownFileTypeError, KeyError):
-        pass
-    raise UsageError(f"{path}: no format that can be written goes by this name; try .xyz")
-
-
-def _write_structure(path: str, atoms: Any) -> None:
-    """Writes a structure; the file appears whole or not at all."""
-    import ase.io
-
-    try:
-        with replaced(path) as name:
-            ase.io.write(name, atoms, format=format_of(path))
-    except (ValueError, RuntimeError, KeyError, AttributeError, TypeError) as error:
-        raise OrbitraxError(f"{path}: cannot be written in this format: {error}") from None
 
 
 def _write_frame(file: TextIO, run: Run, point: ReportPoint) -> None:

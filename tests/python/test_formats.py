@@ -1,0 +1,213 @@
+"""Files of other programs: formula, charge and multiplicity are right, or something is said."""
+
+import io
+import json
+
+import numpy as np
+import pytest
+from orbitrax import Molecule, MoleculeError, as_molecule, read_molecule
+from orbitrax.molecules.restraints import Restraint
+from orbitrax.molecules.writing import WRITERS, write_molecule, xyz_text
+from orbitrax.molecules.zmatrix import places
+
+Chem = pytest.importorskip("rdkit.Chem")
+
+# Molecules, ions, zwitterions, radicals and carbenes: SMILES, charge, unpaired electrons.
+KINDS = [
+    ("C", 0, 0), ("CC(=O)[O-]", -1, 0), ("C[NH3+]", 1, 0), ("[NH3+]CC(=O)[O-]", 0, 0),
+    ("[CH3]", 0, 1), ("C[CH2]", 0, 1), ("[O]O", 0, 1), ("[CH2]", 0, 2), ("C[N+](=O)[O-]", 0, 0),
+    ("[O-]S(=O)(=O)[O-]", -2, 0), ("[NH4+]", 1, 0), ("c1ccccc1", 0, 0), ("C#N", 0, 0),
+    ("[OH-]", -1, 0), ("[OH3+]", 1, 0), ("[H+]", 1, 0), ("[Na+]", 1, 0), ("[Cl-]", -1, 0),
+    ("c1cc[nH+]cc1", 1, 0), ("[O-]c1ccccc1", -1, 0), ("CP(=O)([O-])[O-]", -2, 0),
+    ("C[S+](C)C", 1, 0), ("[N-]=[N+]=N", 0, 0), ("[N-]=[N+]=[N-]", -1, 0), ("[Mg+2]", 2, 0),
+    ("C[O]", 0, 1), ("[CH2]C=C", 0, 1), ("[CH3+]", 1, 0), ("[CH3-]", -1, 0), ("[NH2]", 0, 1),
+    ("[Br-]", -1, 0), ("F[B-](F)(F)F", -1, 0), ("C[N+](C)(C)CC(=O)[O-]", 0, 0), ("[SiH3]", 0, 1),
+    ("O=[N+]([O-])[O-]", -1, 0), ("[O-][Cl+3]([O-])([O-])[O-]", -1, 0), ("CCO", 0, 0),
+    ("[CH2][CH2]", 0, 2), ("[2H]C", 0, 0), ("N[C@@H](C)C(=O)O", 0, 0),
+]
+
+
+def embedded(smiles):
+    mol = Chem.AddHs(Chem.MolFromSmiles(smiles))
+    from rdkit.Chem import AllChem
+
+    assert AllChem.EmbedMolecule(mol, randomSeed=1, useRandomCoords=True) == 0
+    return mol
+
+
+def told(molecule):
+    return molecule.charge or 0, molecule.multiplicity or 1
+
+
+@pytest.mark.parametrize("ending", ["v2000.mol", "v3000.mol", "sdf", "smi"])
+def test_files_by_rdkit_keep_charge_and_radicals(tmp_path, ending):
+    for smiles, charge, unpaired in KINDS:
+        mol = embedded(smiles)
+        text = (Chem.MolToV3KMolBlock(mol) if ending == "v3000.mol" else
+                smiles + " name\n" if ending == "smi" else
+                Chem.MolToMolBlock(mol) + ("$$$$\n" if ending == "sdf" else ""))
+        path = tmp_path / f"m.{ending}"
+        path.write_text(text)
+        found = read_molecule(path)
+        assert told(found) == (charge, unpaired + 1), smiles
+        assert sorted(found.z) == sorted(atom.GetAtomicNum() for atom in mol.GetAtoms()), smiles
+        assert not found.remarks, (smiles, found.remarks)
+
+
+def test_files_by_open_babel_keep_the_charge_or_something_is_said(tmp_path):
+    openbabel = pytest.importorskip("openbabel.openbabel")
+    conversion = openbabel.OBConversion()
+    for smiles, charge, unpaired in KINDS:
+        for form in ("mol", "sdf", "pdb", *([] if unpaired else ["mol2"])):  # it has no radicals
+            seen = openbabel.OBMol()
+            conversion.SetInAndOutFormats("mol", form)
+            conversion.ReadString(seen, Chem.MolToMolBlock(embedded(smiles)))
+            path = tmp_path / f"m.{form}"
+            path.write_text(conversion.WriteString(seen))
+            found = read_molecule(path)
+            right = found.charge is None or found.charge == charge
+            assert right or found.notes or found.remarks, (smiles, form, found)
+            if form in ("mol", "sdf"):
+                assert told(found)[0] == charge, (smiles, form)
+
+
+def test_a_pdb_file_with_charges_in_its_last_column_tells_them(tmp_path):
+    path = tmp_path / "m.pdb"
+    path.write_text(Chem.MolToPDBBlock(embedded("CC(=O)[O-]")))
+    assert read_molecule(path).charge == -1
+    path.write_text(Chem.MolToPDBBlock(embedded("CO")))
+    assert read_molecule(path).charge is None
+
+
+def test_a_drawing_and_missing_hydrogens_are_said_and_mended(tmp_path):
+    path = tmp_path / "flat.mol"
+    path.write_text(Chem.MolToMolBlock(Chem.MolFromSmiles("CCO")))
+    found = read_molecule(path)
+    assert len(found) == 3 and "--add-hydrogens" in found.remarks[0]
+    whole = read_molecule(path, complete=True)
+    assert whole.formula == "C2H6O" and not whole.remarks
+    assert np.abs(whole.positions[:, 2]).max() > 0.5
+    bare = Chem.RemoveHs(embedded("CCO"))
+    path.write_text(Chem.MolToMolBlock(bare))
+    assert "6 hydrogens" in read_molecule(path).remarks[0]
+    kept = read_molecule(path, complete=True)
+    assert np.allclose(kept.positions[:3], bare.GetConformer().GetPositions(), atol=1e-3)
+
+
+def test_of_several_records_the_one_that_is_taken_is_said(tmp_path):
+    path = tmp_path / "two.sdf"
+    path.write_text("".join(Chem.MolToMolBlock(embedded(smiles)) + "$$$$\n"
+                            for smiles in ("C", "CC")))
+    found = read_molecule(path)
+    assert found.formula == "C2H6" and "frame 2 of 2" in found.remarks[0]
+    assert read_molecule(f"{path}@0").formula == "CH4"
+    for wrong in ("@5", "@:", "@x"):
+        with pytest.raises(MoleculeError, match="frame|single structure"):
+            read_molecule(f"{path}{wrong}")
+
+
+def test_a_singlet_carbene_is_a_singlet(tmp_path):
+    block = Chem.MolToMolBlock(embedded("[CH2]"))
+    path = tmp_path / "m.mol"
+    path.write_text(block.replace("M  RAD  1   1   3", "M  RAD  1   1   1"))
+    assert "M  RAD  1   1   1" in path.read_text() and told(read_molecule(path)) == (0, 1)
+
+
+GAUSSIAN = "%chk=x.chk\n#p am1 opt\n\na title\n\n{}\n{}\n\n{}\n\n"
+
+
+@pytest.mark.parametrize("name,text,formula,state", [
+    ("h3o.gjf", GAUSSIAN.format("1 1", "O 0 0 0\nH 0 0 1\nH(Iso=2) 0 1 0\nH,0,-1.,0.1,.2", ""),
+     "H3O", (1, 1)),
+    ("oh2.com", GAUSSIAN.format("0 1", "O\nH 1 r\nH 1 r 2 a", "r=0.96\na=104.5"), "H2O", (0, 1)),
+    ("cation.gjf", GAUSSIAN.format("1,2", "6 0 1. 2. 3.\n1 0 0. 0. 0.", ""), "CH", (1, 2)),
+    ("m.mop", "PM3 CHARGE=-1 DOUBLET\ntitle\n\nO 0 1 0 1 0 1\nH 1.0 1 0 1 0.1 1\n", "HO", (-1, 2)),
+    ("z.mop", "AM1\n\n\nC 0 0 0 0 0 0\nO 1.2 1 0 0 0 0 1\nH 1.1 1 122 1 0 0 1 2\n"
+     "H 1.1 1 122 1 180 1 1 2 3\n", "CH2O", (0, 1)),
+    ("m.inp", "! AM1 Opt\n%pal nprocs 2 end\n* xyz -1 1\nO 0 0 0\nH 0 0 1 # x\n*\n", "HO", (-1, 1)),
+    ("m.cjson", json.dumps({"chemicalJson": 1, "atoms": {
+        "elements": {"number": [8, 1]}, "coords": {"3d": [0, 0, 0, 0, 0, 1]}},
+        "properties": {"totalCharge": -1}}), "HO", (-1, 1)),
+    ("m.json", json.dumps({"symbols": ["O", "H"], "geometry": [0, 0, 0, 0, 0, 1.9],
+                           "molecular_charge": 0, "molecular_multiplicity": 2}), "HO", (0, 2)),
+])
+def test_inputs_of_other_programs_keep_charge_and_multiplicity(tmp_path, name, text, formula,
+                                                               state):
+    path = tmp_path / name
+    path.write_text(text)
+    found = read_molecule(path)
+    assert (found.formula, told(found)) == (formula, state)
+
+
+def test_internal_coordinates_are_what_they_say():
+    rows = [((), (0, 0, 0)), ((0,), (1.5, 0, 0)), ((1, 0), (1.4, 110, 0)),
+            ((2, 1, 0), (1.3, 100, 77)), ((2, 3, 0), (1.1, 95, -130))]
+    xyz = places(rows)
+    for place, (others, (length, angle, torsion)) in enumerate(rows):
+        atoms = [place + 1, *(other + 1 for other in others)]
+        for kind, wanted, n in (("stretch", length, 2), ("bend", angle, 3),
+                                ("torsion", torsion, 4)):
+            if len(atoms) >= n:
+                assert Restraint(kind, atoms[:n]).value(xyz) == pytest.approx(wanted, abs=1e-9)
+
+
+def test_internal_coordinates_agree_with_the_reader_of_ase():
+    zmatrix = pytest.importorskip("ase.io.zmatrix")
+    text = "C\nC 1 1.53\nO 2 1.42 1 108\nH 3 0.96 2 107 1 63.5\nH 2 1.1 1 110 3 -121"
+    atoms = zmatrix.parse_zmatrix(text)
+    ours = read_molecule("-", format="gjf", stdin=io.StringIO(
+        GAUSSIAN.format("0 1", text, "")))
+    from ase import Atoms
+
+    assert Atoms(ours.z, ours.positions).get_all_distances() == pytest.approx(
+        atoms.get_all_distances(), abs=1e-6)
+    turn = Restraint("torsion", (4, 3, 2, 1))
+    assert turn.value(ours.positions) == pytest.approx(63.5)
+
+
+@pytest.mark.parametrize("name,text,words", [
+    ("m.gjf", "#p am1\n\ntitle\n\nO 0 0 0\n", "charge and multiplicity"),
+    ("m.gjf", GAUSSIAN.format("0 1", "O\nH 1 r", ""), "'r' has no value"),
+    ("m.inp", "! AM1\n* int 0 1\nO 0 0 0 0 0 0\n*\n", "only '[*] xyz"),
+    ("m.mop", "AM1\n\n\nQq 0 0 0\n", "no element"),
+    ("m.mol", "nothing\n", "cannot be read as a mol file"),
+    ("m.cjson", "{", "no JSON document"),
+])
+def test_what_cannot_be_read_is_named(tmp_path, name, text, words):
+    path = tmp_path / name
+    path.write_text(text)
+    with pytest.raises(MoleculeError, match=words):
+        read_molecule(path)
+
+
+def test_smiles_with_a_dummy_atom_is_refused():
+    with pytest.raises(MoleculeError, match="stands for no element"):
+        as_molecule("C*")
+
+
+def test_smiles_and_molecules_of_rdkit_are_molecules():
+    assert as_molecule("CCO").formula == "C2H6O"
+    assert told(as_molecule(embedded("C[NH3+]"))) == (1, 1)
+    with pytest.raises(MoleculeError, match="no geometry"):
+        as_molecule(Chem.MolFromSmiles("C"))
+    with pytest.raises(MoleculeError, match="no such file"):
+        as_molecule("missing.xyz")
+
+
+@pytest.mark.parametrize("ending", sorted(WRITERS))
+def test_what_is_written_is_read_back(tmp_path, ending):
+    for smiles, charge, unpaired in [row for row in KINDS if row[0] in (
+            "CC(=O)[O-]", "C[NH3+]", "c1ccccc1", "C", "[NH3+]CC(=O)[O-]")]:
+        start = as_molecule(smiles).replace(charge=charge, multiplicity=unpaired + 1)
+        for molecule in (start, start.replace(mol=None)):  # bonds that are known, and sought
+            path = str(tmp_path / f"m{ending}")
+            write_molecule(path, molecule, {"energy": -1.5})
+            found = read_molecule(path)
+            assert found.z == molecule.z and told(found) == (charge, unpaired + 1), smiles
+            assert np.allclose(found.positions, molecule.positions, atol=1e-4), smiles
+            assert not found.remarks
+
+
+def test_the_second_line_of_a_structure_tells_the_energy():
+    text = xyz_text(Molecule([1], [[0, 0, 0]], charge=1), {"energy": -2.5, "unit": "kcal/mol"})
+    assert text.splitlines()[1] == "charge=1 energy=-2.5 unit=kcal/mol"
