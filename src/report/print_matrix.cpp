@@ -44,12 +44,6 @@ constexpr MessageId kVectorTitle[3][2] = {
     {kMsgVectors,         kMsgAlphaVectors},
     {kMsgNaturalOrbitals, kMsgBetaVectors},
 };
-
-/// Unit of the energies in a title, six characters, by method. MNDO/d works in eV like its family;
-/// that its title says otherwise is part of the layout.
-constexpr const char* kEigenUnit[] = {
-    " (eV) ", "(a.u.)", "(a.u.)", " (eV) ", " (eV) ", " (eV) ", " (eV) ", "(a.u.)", "(a.u.)", "(a.u.)",
-};
 // clang-format on
 
 void LogTitle(MessageId title) {

@@ -10,6 +10,14 @@ namespace qsolve {
 
 constexpr int kRows = 210;
 
+/// Unit of the energies in a title of the log, six characters, by method. MNDO/d works in eV like
+/// its family; that its title says otherwise is part of the layout.
+// clang-format off
+constexpr const char* kEigenUnit[] = {
+    " (eV) ", "(a.u.)", "(a.u.)", " (eV) ", " (eV) ", " (eV) ", " (eV) ", "(a.u.)", "(a.u.)", "(a.u.)",
+};
+// clang-format on
+
 /// CNDO and INDO. Energies eV, exponents 1/bohr.
 struct CindoRow {
     double dHalfIpEaS = 0;  ///< -(I + A)/2
