@@ -9,6 +9,7 @@ namespace qsolve {
 struct CiState {
     Array<UvRecord> CiStateTable;  ///< states of a singles CI as they go to the client
     int nCiStates = 0;
+    Array<double> vNaturalOcc;  ///< N: occupations of the natural orbitals of a microstate CI
 };
 inline CiState ci;
 
