@@ -14,7 +14,6 @@ namespace qsolve {
 namespace {
 
 constexpr int kByCounts = 1;
-constexpr long long kLargeCi = 200;
 constexpr long long kMost = std::numeric_limits<long long>::max();
 
 long long Product(long long a, long long b) {

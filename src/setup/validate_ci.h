@@ -2,6 +2,9 @@
 
 namespace qsolve {
 
+/// More configurations than this take a while, and a warning says so.
+constexpr long long kLargeCi = 200;
+
 /// Checks the options of configuration interaction against the levels, estimates
 /// setup.nCiConfigurations and warns of a large matrix. Nothing without configuration interaction.
 /// An energy limit becomes kcal/mol in options.flCiMaxExcitation; its configurations are counted
