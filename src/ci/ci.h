@@ -1,11 +1,28 @@
 #pragma once
 
-#include "ci/interaction.h"
-#include "ci/natural_orbitals.h"
-
 /// The face of the room: configuration interaction in a window of levels, from a restricted SCF.
 
 namespace qsolve {
+
+/// The restricted SCF that a configuration interaction starts from, N being the number of orbitals.
+/// Energies are in the unit of the method, lengths in its working unit.
+struct ScfLevels {
+    const double* vEnergy;   ///< N, ascending: of the last full diagonalisation
+    const double* vLevel;    ///< N: the same as the density was made from
+    const double* mVectors;  ///< N x N, one orbital a row
+    double dEnergy;          ///< electronic energy
+    double dCoreEnergy;
+    const double* vOrigin;  ///< 3: what dipole moments refer to
+};
+
+/// Matrices of an SCF that a state of a configuration interaction takes over, N x N.
+struct StateMatrices {
+    double* mDensityT;     ///< in: total density of the SCF; out: of the state
+    double* mSpinDensity;  ///< out
+    double* mFockA;        ///< scratch
+    double* mVectorsA;     ///< out: natural orbitals, one a row, by ascending occupation
+    double* vNaturalOcc;   ///< N: their occupations
+};
 
 /// Energies of states relative to the SCF, unit of the method.
 struct CiEnergies {

@@ -32,12 +32,12 @@ void FillOneElectronLists(const Determinants& d, const ConfigLists& lists, OneEl
     one.vReference.Take(static_cast<std::size_t>(d.nLevels), kWork);
     for (int i = 0; i < d.nLevels; ++i) one.vReference[i] = ElectronsIn(d, 0, i);
     std::size_t nTransfers = 0, nChanges = 0;
-    ForEachSingle(d, lists, [&](int, int, Spin, const Move&) { ++nTransfers; });
+    ForEachSingle(d, lists, [&](int, int, MovedSpin, const Move&) { ++nTransfers; });
     ForEachChange(d, one.vReference, [&](const OneElectronLists::Change&) { ++nChanges; });
     one.pTransfers.Take(nTransfers, kWork);
     one.pChanges.Take(nChanges, kWork);
     nTransfers = nChanges = 0;
-    ForEachSingle(d, lists, [&](int k, int q, Spin, const Move& move) {
+    ForEachSingle(d, lists, [&](int k, int q, MovedSpin, const Move& move) {
         one.pTransfers[nTransfers++] = {k, q, PairOf(move.nHole, move.nParticle), move.nSign};
     });
     ForEachChange(d, one.vReference, [&](const OneElectronLists::Change& change) {

@@ -1,19 +1,9 @@
 #pragma once
 
+#include "ci/ci.h"
 #include "ci/states.h"
 
 namespace qsolve {
-
-/// The restricted SCF that a configuration interaction starts from, N being the number of orbitals.
-/// Energies are in the unit of the method, lengths in its working unit.
-struct ScfLevels {
-    const double* vEnergy;   ///< N, ascending: of the last full diagonalisation
-    const double* vLevel;    ///< N: the same as the density was made from
-    const double* mVectors;  ///< N x N, one orbital a row
-    double dEnergy;          ///< electronic energy
-    double dCoreEnergy;
-    const double* vOrigin;  ///< 3: what dipole moments refer to
-};
 
 /// A configuration interaction as it comes into being: first the window and the configurations, the
 /// rest by Solve. Lives for one of them.

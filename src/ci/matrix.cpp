@@ -67,9 +67,9 @@ double ConfigurationEnergy(const ActiveEnergies& energies, const Determinants& d
     return dSum - energies.dReference;
 }
 
-double SingleElement(const CiOperator& ci, int nConfig, Spin spin, const Move& move) {
+double SingleElement(const CiOperator& ci, int nConfig, MovedSpin spin, const Move& move) {
     const Determinants& d = ci.Configs;
-    const bool fAlpha = spin == Spin::kAlpha;
+    const bool fAlpha = spin == MovedSpin::kAlpha;
     const SpinRows& own = fAlpha ? d.mOccAlpha : d.mOccBeta;
     const SpinRows& other = fAlpha ? d.mOccBeta : d.mOccAlpha;
     const int nOwn = fAlpha ? d.vAlphaRow[nConfig] : d.vBetaRow[nConfig];

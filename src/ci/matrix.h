@@ -44,7 +44,7 @@ struct CiOperator {
 /// configuration changes of it:
 ///
 ///     sum_m (A_m - n_m) ((ij|mm) - (im|jm)) + (B_m - n_m) (ij|mm)
-double SingleElement(const CiOperator& ci, int nConfig, Spin spin, const Move& move);
+double SingleElement(const CiOperator& ci, int nConfig, MovedSpin spin, const Move& move);
 
 /// Calls add(k, q, element) for every configuration with itself, and once for every two between
 /// which there can be an element. Yields.
@@ -52,7 +52,7 @@ template <class Add>
 void ForEachElement(const CiOperator& ci, Add add) {
     const Determinants& d = ci.Configs;
     for (int k = 0; k < d.nConfigs; ++k) add(k, k, ConfigurationEnergy(ci.Energies, d, k));
-    ForEachSingle(d, ci.Lists, [&](int k, int q, Spin spin, const Move& move) {
+    ForEachSingle(d, ci.Lists, [&](int k, int q, MovedSpin spin, const Move& move) {
         add(k, q, SingleElement(ci, k, spin, move));
     });
     ForEachDoubleOfOneSpin(d, ci.Lists, [&](int k, int q, const Difference& x) {

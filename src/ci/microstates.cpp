@@ -2,6 +2,7 @@
 
 #include "ci/ci.h"
 #include "ci/ci_log.h"
+#include "ci/natural_orbitals.h"
 #include "job/methods.h"
 #include "job/state.h"
 #include "link/link.h"

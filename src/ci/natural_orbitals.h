@@ -1,17 +1,9 @@
 #pragma once
 
+#include "ci/ci.h"
 #include "ci/interaction.h"
 
 namespace qsolve {
-
-/// Matrices of an SCF that a state of a configuration interaction takes over, N x N.
-struct StateMatrices {
-    double* mDensityT;     ///< in: total density of the SCF; out: of the state
-    double* mSpinDensity;  ///< out
-    double* mFockA;        ///< scratch
-    double* mVectorsA;     ///< out: natural orbitals, one a row, by ascending occupation
-    double* vNaturalOcc;   ///< N: their occupations
-};
 
 /// Turns the SCF's density into that of a state (vState, nConfigs coefficients) and finds its
 /// natural orbitals. P.-O. Loewdin, Phys. Rev. 97, 1474 (1955). The spin density is that of the

@@ -10,7 +10,7 @@
 
 namespace qsolve {
 
-enum class Spin { kAlpha, kBeta };
+enum class MovedSpin { kAlpha, kBeta };
 
 /// One electron moves from nHole to nParticle and makes row nRow of another one.
 struct Move {
@@ -52,15 +52,15 @@ template <class Visit>
 void ForEachSingle(const Determinants& d, const ConfigLists& lists, Visit visit) {
     for (int k = 0; k < d.nConfigs; ++k) {
         const int a = d.vAlphaRow[k], b = d.vBetaRow[k];
-        const auto Offer = [&](Spin spin, Move move, int q) {
+        const auto Offer = [&](MovedSpin spin, Move move, int q) {
             if (q < 0) return;
             move.nSign *= d.vParity[k] * d.vParity[q];
             visit(k, q, spin, move);
         };
         for (const Move* p = lists.AlphaMoves.begin(a); p != lists.AlphaMoves.end(a); ++p)
-            if (p->nRow < a) Offer(Spin::kAlpha, *p, ConfigOf(d, p->nRow, b));
+            if (p->nRow < a) Offer(MovedSpin::kAlpha, *p, ConfigOf(d, p->nRow, b));
         for (const Move* p = lists.BetaMoves.begin(b); p != lists.BetaMoves.end(b); ++p)
-            if (p->nRow < b) Offer(Spin::kBeta, *p, ConfigOf(d, a, p->nRow));
+            if (p->nRow < b) Offer(MovedSpin::kBeta, *p, ConfigOf(d, a, p->nRow));
         Yield(1);
     }
 }

@@ -40,8 +40,8 @@ double SquareOf(const double* v) {
 
 /// Writes the large coefficients of the configurations that excite an electron of one spin, with
 /// the orbitals that it comes from and goes to, from 1.
-void LogExcitations(const Interaction& ci, Spin spin, const double* vState) {
-    const bool fAlpha = spin == Spin::kAlpha;
+void LogExcitations(const Interaction& ci, MovedSpin spin, const double* vState) {
+    const bool fAlpha = spin == MovedSpin::kAlpha;
     const SpinRows& rows = fAlpha ? ci.Configs.mOccAlpha : ci.Configs.mOccBeta;
     const Array<int>& vRow = fAlpha ? ci.Configs.vAlphaRow : ci.Configs.vBetaRow;
     LogFormat(fAlpha ? kMsgSpinUpHeading : kMsgSpinDownHeading);
@@ -133,8 +133,8 @@ void LogSpectrum(const Interaction& ci, const StateProperties* pProperties) {
         LogTransition(k, pProperties[k]);
         if (!fPure) continue;
         TakeState(ci.States, k, vState.Data());
-        LogExcitations(ci, Spin::kAlpha, vState.Data());
-        LogExcitations(ci, Spin::kBeta, vState.Data());
+        LogExcitations(ci, MovedSpin::kAlpha, vState.Data());
+        LogExcitations(ci, MovedSpin::kBeta, vState.Data());
     }
     LogFormat(kMsgReportRow);
 }

@@ -43,14 +43,17 @@ inline void Vacate(SpinRows& rows, int nRow, int nLevel) {
 /// as many as the rows have room for at most.
 void GenerateMicrostates(SpinRows& rows, int nElectrons, int nLevels, int& nCount);
 
-/// How row s comes from row r: nOrder electrons move from the levels nHole, occupied in r alone, to
-/// nParticle, occupied in s alone, both ascending. nSign is that of the moves in a determinant with
-/// the electrons in the order of their levels. Beyond two electrons only nOrder is set, to 3.
+/// What makes another row of one: nOrder electrons move from the levels nHole, which only the one
+/// occupies, to nParticle, which only the other does, both ascending. nSign is that of the moves in
+/// a determinant with its electrons in the order of their levels. Beyond two electrons nOrder is 3,
+/// and nothing else is set.
 struct Difference {
     int nOrder = 0;
     int nHole[2] = {}, nParticle[2] = {};
     int nSign = 1;
 };
+
+/// How row s comes from row r.
 Difference Compare(const SpinRows& rows, int r, int s);
 
 }  // namespace qsolve

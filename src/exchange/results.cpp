@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ci/state.h"
 #include "gradient/state.h"
 #include "job/state.h"
 #include "link/link.h"
@@ -106,6 +107,17 @@ void SendVelocities(const double* pVelocities) {
         for (int k = 0; k < 3; ++k)
             pXyz[3 * (system.nSelectedAtoms[i] - 1) + k] = Narrow(pVelocities[3 * i + k]);
     SendXyz(pXyz.Data(), system.nAtoms);
+}
+
+void SendCiStates() {
+    if (options.nCiKind != kSingles) return;
+    Array<UvRecord> records;
+    records.Take(static_cast<std::size_t>(ci.nCiStates), kWork);
+    int nKept = 0;
+    for (int k = 0; k < ci.nCiStates; ++k)
+        if (k == 0 || !(ci.CiStateTable[k].flEnergy < 0.0F)) records[nKept++] = ci.CiStateTable[k];
+    SendPacket(kPacketData, &nKept, sizeof nKept);
+    SendChunked(kPacketData, records.Data(), static_cast<std::size_t>(nKept) * sizeof(UvRecord));
 }
 
 void SendPreciseResults() {

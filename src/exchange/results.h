@@ -30,6 +30,11 @@ void SendOrbitalData();
 /// a failed job has left none.
 void SendEigenvectors();
 
+/// The states of a singles configuration interaction: their number, then their records in chunks.
+/// States below the reference, whose wavelength is negative, are left out. Nothing for any other
+/// job.
+void SendCiStates();
+
 /// The total energy in double precision, and the gradient if there is one, for clients that ask
 /// for it (options.nExtensions): a block of type kPacketPrecise of two words (version 1; flags, bit
 /// 0: a gradient follows), the energy in kcal/mol and the gradient in kcal/(mol Angstrom), three

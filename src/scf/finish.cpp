@@ -1,8 +1,11 @@
 #include "scf/finish.h"
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
+#include "ci/ci.h"
+#include "ci/state.h"
 #include "gradient/gradient.h"
 #include "gradient/restraints.h"
 #include "job/state.h"
@@ -31,6 +34,41 @@ void CheckResults(const ScfRun& run) {
     if (!std::isfinite(run.dEnergy + run.dCoreEnergy)) Warn(kMsgFloatingPoint);
 }
 
+/// What a configuration interaction starts from.
+ScfLevels LevelsOf(const ScfRun& run, const SpinRun& a) {
+    return {.vEnergy = a.vEnergy.Data(),
+            .vLevel = a.vLevel.Data(),
+            .mVectors = a.mVectors.Data(),
+            .dEnergy = run.dEnergy,
+            .dCoreEnergy = run.dCoreEnergy,
+            .vOrigin = scf.dChargeOrigin};
+}
+
+/// The state takes over the density, and its natural orbitals stand in place of the orbitals.
+CiEnergies RunMicrostates(const ScfRun& run, const SpinRun& a) {
+    ci.vNaturalOcc.Take(static_cast<std::size_t>(setup.nOrbitals), kWork);
+    return RunMicrostateCi(LevelsOf(run, a), {.mDensityT = scf.mDensityT.Data(),
+                                              .mSpinDensity = scf.mDensityB.Data(),
+                                              .mFockA = scf.mFockA.Data(),
+                                              .mVectorsA = scf.mVectorsA.Data(),
+                                              .vNaturalOcc = ci.vNaturalOcc.Data()});
+}
+
+/// Energies of the state that is meant, and of the lowest beside a next lowest one, relative to the
+/// SCF: partly filled levels stand for a mean of states.
+CiEnergies FindState(const ScfRun& run, const SpinRun& a) {
+    switch (options.nCiKind) {
+        case kSingles:
+            return RunSinglesCi(LevelsOf(run, a));
+        case kMicrostates:
+            return RunMicrostates(run, a);
+        default:
+            break;
+    }
+    if (setup.nOccupied == setup.nDoublyOcc) return {};
+    return {.dHalfElectronCorrection = HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data())};
+}
+
 }  // namespace
 
 void FinishRun(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
@@ -38,15 +76,17 @@ void FinishRun(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
                  *mDensityB = scf.mDensityB.Data();
     CheckResults(run);
 
-    // The state: partly filled levels stand for a mean of states, of which one is meant.
-    scf.dStateCorrection = scf.dNextStateCorrection = 0.0;
-    if (setup.nOccupied != setup.nDoublyOcc)
-        scf.dStateCorrection = HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
+    // The state, which is not always that of the SCF.
+    ci = CiState{};
+    const CiEnergies energies = FindState(run, a);
+    scf.dStateCorrection = energies.dHalfElectronCorrection;
+    scf.dNextStateCorrection = energies.dNextStateCorrection;
 
     // The levels, as the log shows them.
     if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
-    ReportLevels(run, a, run.fUnrestricted ? mDensityA : mDensityT, true);
-    if (run.fUnrestricted) ReportLevels(run, b, mDensityB, true);
+    const double* vValues = ci.vNaturalOcc ? ci.vNaturalOcc.Data() : a.vEnergy.Data();
+    ReportLevels(run, a, vValues, run.fUnrestricted ? mDensityA : mDensityT, true);
+    if (run.fUnrestricted) ReportLevels(run, b, b.vEnergy.Data(), mDensityB, true);
 
     // Forces and charges of the last density, then everything in the units of the results.
     ComputeGradient(mDensityT, mDensityA, mDensityB);

@@ -41,14 +41,6 @@ constexpr int kLastCycles = 5;  ///< so many before the limit are fully diagonal
 
 // ---- before the cycles -------------------------------------------------------------------------
 
-[[noreturn]] void Decline(const char* sWhat) {
-    Fatal(kMsgNotAvailable, sWhat, job.nCalcKind);
-}
-
-void DeclineWhatIsMissing() {
-    if (options.nCiKind != 0) Decline("configuration interaction");
-}
-
 SpinRun AlphaRun() {
     return {.spin = Spin::kAlpha,
             .Counts = {.nOcc = setup.Map.nOccA, .nDoubly = setup.nDoublyOcc, .nIndexOffset = 0},
@@ -132,7 +124,7 @@ void UpdateDensity(const ScfRun& run, SpinRun& s) {
     s.dEnergy = ComputeElectronicEnergy(n, scf.mCore.Data(), s.mFock.Data(), s.mDensity.Data());
     SolveOrbitals(run, s);
     BuildDensity(s.Counts, s.vEnergy.Data(), s.vLevel.Data(), s.mVectors.Data(), s.mDensity.Data());
-    ReportLevels(run, s, s.mDensity.Data(), false);
+    ReportLevels(run, s, s.vEnergy.Data(), s.mDensity.Data(), false);
     // An undamped cycle leaves dDelta as it was.
     if ((cycle.fNearConverged && options.fDiis) || cycle.fFullDiag) return;
     const int nCounter = run.Family.fDampByShift ? cycle.nShiftCycles : cycle.nCycle;
@@ -221,7 +213,6 @@ void Iterate(ScfRun& run, SpinRun& a, SpinRun& b) {
 
 void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
-    DeclineWhatIsMissing();
 
     // The run, and what depends on the geometry alone.
     scf.fResultsValid = gradient.fComputed = false;

@@ -20,11 +20,12 @@ void ReportFock(const ScfRun& run, const SpinRun& s) {
     ReportScfStage({.nStage = s.spin == Spin::kAlpha ? kFockA : kFockB, .mFock = s.mFock.Data()});
 }
 
-void ReportLevels(const ScfRun& run, const SpinRun& s, const double* mDensity, bool fFinal) {
+void ReportLevels(const ScfRun& run, const SpinRun& s, const double* vValues,
+                  const double* mDensity, bool fFinal) {
     if (!run.fVerbose) return;
     ReportScfStage({.nStage = s.spin == Spin::kAlpha ? kLevelsA : kLevelsB,
                     .fFinal = fFinal,
-                    .vEnergy = s.vEnergy.Data(),
+                    .vEnergy = vValues,
                     .mDensity = mDensity,
                     .mVectors = s.mVectors.Data()});
 }

@@ -12,7 +12,9 @@ void ReportCore(const ScfRun& run);
 /// The Fock matrix of a spin, before the diagonaliser destroys it.
 void ReportFock(const ScfRun& run, const SpinRun& s);
 
-/// Levels, orbitals and a density of a spin; fFinal after the last cycle.
-void ReportLevels(const ScfRun& run, const SpinRun& s, const double* mDensity, bool fFinal);
+/// Orbitals of a spin with a value each, their energies as a rule, and a density; fFinal after the
+/// last cycle.
+void ReportLevels(const ScfRun& run, const SpinRun& s, const double* vValues,
+                  const double* mDensity, bool fFinal);
 
 }  // namespace qsolve

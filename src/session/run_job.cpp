@@ -30,6 +30,7 @@ void RunSinglePoint() {
     SendResultBlock();
     SendCharges();
     SendOrbitalData();
+    SendCiStates();
     SendPreciseResults();
 }
 

@@ -72,10 +72,10 @@ INSTANTIATE_TEST_SUITE_P(Windows, Pairs,
                                          PairsCase{0, 0, 0, false}));
 
 TEST_P(Pairs, OfOneElectronAreVisitedOnceWithTheirSign) {
-    for (const Spin wanted : {Spin::kAlpha, Spin::kBeta}) {
-        const int s = wanted == Spin::kAlpha ? 0 : 1;
+    for (const MovedSpin wanted : {MovedSpin::kAlpha, MovedSpin::kBeta}) {
+        const int s = wanted == MovedSpin::kAlpha ? 0 : 1;
         seen.clear();
-        ForEachSingle(d, lists, [&](int k, int q, Spin spin, const Move& move) {
+        ForEachSingle(d, lists, [&](int k, int q, MovedSpin spin, const Move& move) {
             if (spin != wanted) return;
             See(k, q);
             const int nHole = 2 * move.nHole + s, nParticle = 2 * move.nParticle + s;

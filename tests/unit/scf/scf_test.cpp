@@ -409,29 +409,5 @@ TEST_F(Scf, ExtendedHueckelComputesNothing) {
     EXPECT_EQ(scf.nScfRuns, -1);
 }
 
-class Missing : public FreshState {
-  protected:
-    /// The text with which a job is refused. Nothing else has gone out.
-    static std::string RefusalOf(const JobScript& script) {
-        SetUpJob(script);
-        client.Sent.clear();
-        EXPECT_THROW(RunScf(), Unwinding);
-        EXPECT_EQ(client.Sent.size(), 1u);
-        EXPECT_EQ(scf.nScfRuns, -1);
-        return client.Errors().empty() ? "" : client.Errors()[0];
-    }
-    static std::string Sorry(const std::string& sWhat) {
-        return "Sorry, " + sWhat + " (job kind 0) is not available in this version.";
-    }
-};
-
-TEST_F(Missing, ConfigurationInteractionIsRefused) {
-    JobScript script = Water(kZindoS);
-    script.Options.nCiKind = 1;
-    script.Options.nCiSelection = 1;
-    script.Options.nCiOccupied = script.Options.nCiUnoccupied = 1;
-    EXPECT_EQ(RefusalOf(script), Sorry("configuration interaction"));
-}
-
 }  // namespace
 }  // namespace qsolve

@@ -197,14 +197,10 @@ bool FailAllocation(const JobScript& script, long long n, bool fFromThenOn,
     return true;
 }
 
-TEST_P(AllocationFailure, IsReportedLeavesNothingAndSparesTheNextSession) {
-    JobScript script = Water(GetParam());
-    script.Options.nSpinTreatment = 1;
-    script.Job.fRestraints = 1;
-    RestraintRecord stretch;
-    stretch.nKind = kStretch;
-    stretch.nAtom[1] = 1;
-    script.Restraints[kStretch].push_back(stretch);
+/// Lets every allocation of a job fail, one by one.
+void FailAllAllocations(const JobScript& script) {
+    ResetAllState();
+    NewScriptedClient();
     PlaySession(script);
     const auto expected = Heard();
     for (const bool fFromThenOn : {false, true}) {
@@ -216,7 +212,28 @@ TEST_P(AllocationFailure, IsReportedLeavesNothingAndSparesTheNextSession) {
     EXPECT_EQ(memory.nBytesHeld, 0u);
 }
 
+TEST_P(AllocationFailure, IsReportedLeavesNothingAndSparesTheNextSession) {
+    JobScript script = Water(GetParam());
+    script.Options.nSpinTreatment = 1;
+    script.Job.fRestraints = 1;
+    RestraintRecord stretch;
+    stretch.nKind = kStretch;
+    stretch.nAtom[1] = 1;
+    script.Restraints[kStretch].push_back(stretch);
+    FailAllAllocations(script);
+}
+
 INSTANTIATE_TEST_SUITE_P(Methods, AllocationFailure, testing::Range(1, 10));
+
+TEST_F(Session, FailedAllocationOfAnInteractionSparesTheNextSession) {
+    for (const int nCiKind : {kSingles, kMicrostates}) {
+        JobScript script = Water(kZindoS);
+        script.Options.nCiKind = nCiKind;
+        script.Options.nCiSelection = script.Options.nCiOccupied = script.Options.nCiUnoccupied = 1;
+        script.Options.fNextLowestState = 1;
+        FailAllAllocations(script);
+    }
+}
 
 }  // namespace
 }  // namespace qsolve
