@@ -1,8 +1,12 @@
+#include <algorithm>
 #include <cstddef>
 
 #include "ci/ci.h"
 #include "ci/ci_log.h"
+#include "ci/details.h"
 #include "ci/natural_orbitals.h"
+#include "ci/spectrum.h"
+#include "ci/state.h"
 #include "job/methods.h"
 #include "job/state.h"
 #include "link/link.h"
@@ -24,6 +28,19 @@ void CheckWindow(const CiWindow& window) {
     RequireMatrix(nConfigs);
 }
 
+/// The states as a client that asks for more than the log has them: the lowest of the spin of the
+/// job first, and transitions from it.
+void KeepStates(const ScfLevels& levels, const ChosenStates& chosen, Interaction& interaction) {
+    if (options.nExtensions == 0) return;
+    const int nStates = std::min(interaction.States.nConfigs, 20);
+    MoveToFront(chosen.nFirst, interaction.States);
+    Array<StateProperties> pProperties;
+    pProperties.Take(static_cast<std::size_t>(nStates), kWork);
+    FillProperties(levels, interaction, nStates, pProperties.Data());
+    KeepDetails(interaction, pProperties.Data(), options.fNextLowestState ? chosen.nWanted : 0,
+                {nStates, 0.02}, ci.Details);
+}
+
 }  // namespace
 
 CiEnergies RunMicrostateCi(const ScfLevels& levels, const StateMatrices& out) {
@@ -42,6 +59,7 @@ CiEnergies RunMicrostateCi(const ScfLevels& levels, const StateMatrices& out) {
     vState.Take(static_cast<std::size_t>(interaction.Configs.nConfigs), kWork);
     TakeState(interaction.States, chosen.nWanted, vState.Data());
     BuildNaturalOrbitals(interaction, vState.Data(), out);
+    KeepStates(levels, chosen, interaction);
     return {chosen.dCorrection, chosen.dNextStateCorrection};
 }
 

@@ -2,6 +2,7 @@
 
 #include "ci/ci.h"
 #include "ci/ci_log.h"
+#include "ci/details.h"
 #include "ci/spectrum.h"
 #include "ci/state.h"
 #include "job/state.h"
@@ -20,12 +21,14 @@ void KeepRecords(const CiStates& states, const StateProperties* pProperties) {
     ci.nCiStates = states.nConfigs;
 }
 
-void ReportStates(const ScfLevels& levels, const Interaction& interaction) {
+void ReportStates(const ScfLevels& levels, const Interaction& interaction, int nWanted) {
     const int nStates = interaction.States.nConfigs;
     Array<StateProperties> pProperties;
     pProperties.Take(static_cast<std::size_t>(nStates), kWork);
     FillProperties(levels, interaction, nStates, pProperties.Data());
     KeepRecords(interaction.States, pProperties.Data());
+    if (options.nExtensions != 0)
+        KeepDetails(interaction, pProperties.Data(), nWanted, {nStates, 0.02}, ci.Details);
     LogSpectrum(interaction, pProperties.Data());
 }
 
@@ -49,7 +52,7 @@ CiEnergies RunSinglesCi(const ScfLevels& levels) {
     if (options.nLogLevel == 7 || options.nLogLevel == 8) LogCiVectors(interaction.States);
     const ChosenStates chosen = ChooseState(interaction.States);
     MoveToFront(chosen.nFirst, interaction.States);
-    ReportStates(levels, interaction);
+    ReportStates(levels, interaction, options.fNextLowestState ? chosen.nWanted : 0);
     return {chosen.dCorrection, chosen.dNextStateCorrection};
 }
 

@@ -17,7 +17,7 @@ struct EnergyUnits {
     double dEv, dWavenumber;
 };
 EnergyUnits UnitsOf(int nMethod) {
-    if (UsesAtomicUnits(nMethod)) return {27.211396, 219470.0};
+    if (UsesAtomicUnits(nMethod)) return {kEvPerHartree, 219470.0};
     return {1.0, 8066.0};
 }
 
