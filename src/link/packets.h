@@ -43,7 +43,7 @@ static_assert(sizeof(PacketHeader) == 20);
 /// What a session is to do and how the electronic structure is to be computed.
 struct RunOptions {
     int fCalculate = 0;
-    int nExtensions = 0;           ///< kPreciseResults asks for the precise-results packets
+    int nExtensions = 0;           ///< what is asked for beyond the common packets, see below
     float flConvergenceLimit = 0;  ///< on the energy change of an SCF cycle, kcal/mol
     int nIterationLimit = 0;
     int nTotalCharge = 0;
@@ -103,8 +103,94 @@ enum PlotKind : int {
     kPlotSpinDensity = 4,
 };
 
-/// Value of RunOptions::nExtensions that asks for packets of type kPacketPrecise.
+/// Value of RunOptions::nExtensions that asks for packets of type kPacketPrecise in their first
+/// form: the total energy and the gradient.
 constexpr int kPreciseResults = 0x3158524F;
+
+/// Any value with this highest byte asks for packets of type kPacketPrecise made of sections. Bit k
+/// of the rest, below kFurtherOptionsBit, asks for the sections of a group.
+constexpr unsigned kSectionsMark = 0x32000000, kSectionsMask = 0xFF000000;
+
+/// And this bit says that further options follow JobOptions.
+constexpr unsigned kFurtherOptionsBit = 1U << 23;
+
+/// Whether nExtensions asks for sections, and whether for those of a bit.
+constexpr bool AsksForSections(int nExtensions) {
+    return (static_cast<unsigned>(nExtensions) & kSectionsMask) == kSectionsMark;
+}
+constexpr bool AsksFor(int nExtensions, unsigned nBit) {
+    return AsksForSections(nExtensions) && (static_cast<unsigned>(nExtensions) & nBit) != 0;
+}
+
+/// Ahead of the sections, in either direction: in the backend's block the number of sections, in
+/// the client's the number of bytes that follow.
+struct SectionsHead {
+    int nVersion = 2;
+    int nCount = 0;
+};
+static_assert(sizeof(SectionsHead) == 8);
+
+/// Ahead of a section. Its data are filled up to a multiple of 8 bytes, which nBytes leaves out.
+struct SectionHead {
+    int nKind = 0;
+    int nBytes = 0;
+};
+static_assert(sizeof(SectionHead) == 8);
+
+/// Section kinds of the backend. A kind below kFurtherOptionsBit's stands in the group of its bit.
+enum ResultSection : int {
+    kEnergySection = 0,      ///< EnergyRecord
+    kGradientSection = 1,    ///< three doubles an atom, kcal/(mol Angstrom)
+    kDipoleSection = 2,      ///< 4 x 4 doubles, Debye
+    kCoordinateSection = 3,  ///< three doubles an atom, Angstrom
+    kChargeSection = 4,      ///< a double an atom, e
+    kScfSection = 5,         ///< ScfRecord
+};
+
+/// Section kinds of the client.
+enum OptionSection : int {
+    kGivenCoordinates = 0,  ///< three doubles an atom, Angstrom
+};
+
+/// All energies of the last SCF, kcal/mol; never a kinetic one.
+struct EnergyRecord {
+    double dTotal = 0;
+    double dElectronic = 0;
+    double dCore = 0;
+    double dAtomic = 0;  ///< of the isolated atoms
+    double dBinding = 0;
+    double dHeatOfFormation = 0;
+    double dStateCorrection = 0;  ///< part of the total that half electrons or a CI bring
+    double dRestraint[4] = {};    ///< by RestraintKind; part of the total
+    double dRmsGradient = 0;      ///< kcal/(mol Angstrom); 0 where there is no gradient
+};
+static_assert(sizeof(EnergyRecord) == 96);
+static_assert(offsetof(EnergyRecord, dRestraint) == 56);
+
+/// By which test an SCF has converged.
+enum ScfTest : int {
+    kNoTest = 0,      ///< by none: it has not
+    kEnergyTest = 1,  ///< the energy change of a cycle
+};
+
+/// How the SCFs of a job have ended. "Since the last block" counts from the last one that had this
+/// section.
+struct ScfRecord {
+    int fConverged = 0;  ///< the last one
+    int nTest = 0;       ///< ScfTest of the last one
+    int nCycles = 0;     ///< of the last one, as the status line counts them
+    int nRuns = 0;       ///< SCFs of the job
+    int nUnconverged = 0;
+    int nRunsSince = 0;  ///< SCFs since the last block
+    int nUnconvergedSince = 0;
+    int nUnused28 = 0;
+    double dDifference = 0;       ///< energy change that was tested last, kcal/mol
+    double dLimit = 0;            ///< what it was to come below
+    double dFinalDifference = 0;  ///< energy change of the cycle after that, the last one
+    double dWorstDifference = 0;  ///< largest dDifference of the unconverged since the last block
+};
+static_assert(sizeof(ScfRecord) == 64);
+static_assert(offsetof(ScfRecord, dDifference) == 32);
 
 /// Which job, and its settings.
 struct JobOptions {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <limits>
+
 #include "link/memory.h"
 #include "scf/density.h"
 #include "scf/state.h"
@@ -53,6 +55,8 @@ struct ScfRun {
     double dFullDiagLimit;
     double dCoreEnergy = 0.0;
     double dEnergy = 0.0, dEnergyPrev = kUnknownEnergy, dEnergyPrev2 = 0.0;
+    int nJudged = 0;  ///< cycles whose energy has been compared with the one before
+    double dDifference = std::numeric_limits<double>::infinity();  ///< of the last, kcal/mol
     LevelShift Shift = {};
     ScfCycle Cycle = {};
 };

@@ -8,6 +8,7 @@
 #include "job/state.h"
 #include "link/link.h"
 #include "report/report.h"
+#include "scf/account.h"
 #include "scf/damping.h"
 #include "scf/density.h"
 #include "scf/diis.h"
@@ -164,7 +165,11 @@ bool IsFinished(const ScfRun& run) {
 void JudgeEnergy(ScfRun& run) {
     ScfCycle& cycle = run.Cycle;
     const double dDiff = std::abs(run.dEnergy - run.dEnergyPrev) * run.Family.dKcalPerUnit;
-    if (cycle.nCycle >= 2) ReportScfProgress(cycle.nCycle - 1, dDiff);
+    if (cycle.nCycle >= 2) {
+        run.nJudged = cycle.nCycle - 1;
+        run.dDifference = dDiff;
+        ReportScfProgress(run.nJudged, dDiff);
+    }
     if (dDiff < run.dLimit) cycle.fConverged = true;
     const bool fLast =
         cycle.nCycle >= static_cast<long long>(options.nIterationLimit) - kLastCycles;
@@ -230,6 +235,7 @@ void RunScf() {
     // The cycles, and what follows from the last of them.
     SpinRun a = AlphaRun(), b = BetaRun();
     Iterate(run, a, b);
+    CountScf(run);
     FinishRun(run, a, b);
 }
 

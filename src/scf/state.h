@@ -1,6 +1,7 @@
 #pragma once
 
 #include "link/memory.h"
+#include "link/packets.h"
 
 namespace qsolve {
 
@@ -89,6 +90,8 @@ struct ScfState {
     double dStateCorrection = 0.0;  ///< half-electron or CI part of dTotalEnergy, kcal/mol
     double dNextStateCorrection = 0.0;
     double dChargeOrigin[3] = {};  ///< reference of the dipole of an ion, working unit
+
+    ScfRecord Account;  ///< how the SCFs of the job have ended
 };
 inline ScfState scf;
 
