@@ -3,6 +3,7 @@
 #include "link/link.h"
 #include "numeric/row.h"
 #include "properties/properties.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 
@@ -26,12 +27,21 @@ double PopulationAt(int nPosition) {
     return dSum;
 }
 
+/// The same of one density, in double precision.
+double ElectronsAt(int nPosition, const double* mDensity) {
+    double dSum = 0.0;
+    for (int i = setup.Map.pFirstOrbital[nPosition]; i <= setup.Map.pLastOrbital[nPosition]; ++i)
+        dSum += Row(mDensity, scf.nOrbitals, i - 1)[i - 1];
+    return dSum;
+}
+
 }  // namespace
 
 void ComputeAtomCharges(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
     const int n = scf.nOrbitals;
+    const bool fUnrestricted = scf.nSpinTreatment == 1;
     float* vPopulation = results.Orbitals.vPopulation.Data();
-    if (scf.nSpinTreatment == 1) {
+    if (fUnrestricted) {
         CopyDiagonal(n, mDensityA, vPopulation);
         CopyDiagonal(n, mDensityB, vPopulation + n);
     } else {
@@ -42,7 +52,12 @@ void ComputeAtomCharges(const double* mDensityT, const double* mDensityA, const 
     for (int nPosition = 0; nPosition < system.nSelected; ++nPosition) {
         AtomRecord& atom = AtomByNumber(AtomNumberAt(nPosition));
         if (IsDummy(atom)) continue;
-        atom.flCharge = static_cast<float>(kCoreCharge[RowOf(atom)] - PopulationAt(nPosition));
+        const double dCore = kCoreCharge[RowOf(atom)];
+        atom.flCharge = static_cast<float>(dCore - PopulationAt(nPosition));
+        properties.vCharge[nPosition] =
+            dCore - (fUnrestricted
+                         ? ElectronsAt(nPosition, mDensityA) + ElectronsAt(nPosition, mDensityB)
+                         : ElectronsAt(nPosition, mDensityT));
     }
 }
 

@@ -10,6 +10,8 @@ struct PropertyState {
     /// Debye, columns x y z total; rows: point charges, sp hybrids, pd hybrids, their sum.
     double dDipoleTable[4][4] = {};
 
+    Array<double> vCharge;  ///< by position: net charges, e
+
     Array<float> vPlotXyz;   ///< by atom, working unit: where plots see the atoms; empty before one
     Array<float> vPlotBohr;  ///< the same in bohr, while a plot is made
 };

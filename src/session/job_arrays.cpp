@@ -134,6 +134,10 @@ void TakeGradient() {
         gradient.pGradient.Take(Size(system.nSelected), 3, kSetUp);
 }
 
+void TakeProperties() {
+    properties.vCharge.Take(Size(system.nSelected), kSetUp);
+}
+
 /// What the retention rules must know of these arrays when the options are those of a later
 /// session.
 void RememberWithArrays() {
@@ -188,6 +192,7 @@ void TakeJobArrays() {
         TakeDiis();
     }
     TakeGradient();
+    TakeProperties();
     RememberWithArrays();
 }
 

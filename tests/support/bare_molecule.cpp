@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "job/state.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "setup/state.h"
 
@@ -86,6 +87,7 @@ void BuildOrbitals(const std::vector<int>& atomOfOrbital, bool fUnrestricted) {
     orbitals.vOccupancy.Take(nValues, kSetUp);
     orbitals.vOrbitalOrder.Take(nValues, kSetUp);
     orbitals.vPopulation.Take(nValues, kSetUp);
+    properties.vCharge.Take(Size(system.nSelected), kSetUp);
     orbitals.vSymmetryIndex.Take(nValues, kSetUp);
     orbitals.sSymmetryLabel.Take(nValues, kSetUp);
     for (auto& sLabel : orbitals.sSymmetryLabel) std::memcpy(sLabel, "  ?", sizeof sLabel);

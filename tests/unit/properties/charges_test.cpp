@@ -3,6 +3,7 @@
 #include "job/state.h"
 #include "numeric/row.h"
 #include "properties/properties.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "setup/parameters.h"
 #include "tests/support/bare_molecule.h"
@@ -31,6 +32,7 @@ TEST_F(AtomCharges, AreCoreChargeLessPopulation) {
     ComputeAtomCharges(m.data(), nullptr, nullptr);
     EXPECT_EQ(system.pAtoms[0].flCharge, 0.1875F);
     EXPECT_EQ(system.pAtoms[1].flCharge, 6.0F - 6.1875F);
+    EXPECT_EQ(properties.vCharge[1], 6.0 - 6.1875);
     EXPECT_EQ(results.Orbitals.vPopulation[0], 0.8125F);
     EXPECT_EQ(results.Orbitals.vPopulation[4], 1.6875F);
 }
@@ -45,6 +47,9 @@ TEST_F(AtomCharges, AddUpToTheTotalCharge) {
     double dSum = 0;
     for (const AtomRecord& atom : system.pAtoms) dSum += static_cast<double>(atom.flCharge);
     EXPECT_NEAR(dSum, 1.0, 1e-5);
+    dSum = 0;
+    for (const double dCharge : properties.vCharge) dSum += dCharge;
+    EXPECT_NEAR(dSum, 1.0, 1e-13) << "the sum of 22 doubles below 8";
 }
 
 TEST_F(AtomCharges, CountBothSpinsAndKeepThemApart) {
@@ -55,6 +60,7 @@ TEST_F(AtomCharges, CountBothSpinsAndKeepThemApart) {
     ComputeAtomCharges(nullptr, mAlpha.data(), mBeta.data());
     EXPECT_EQ(system.pAtoms[0].flCharge, 1.0F - 1.25F);
     EXPECT_EQ(system.pAtoms[1].flCharge, 1.0F - 0.375F);
+    EXPECT_EQ(properties.vCharge[1], 1.0 - 0.375);
     const float expected[] = {0.75F, 0.25F, 0.5F, 0.125F};
     for (int i = 0; i < 4; ++i) EXPECT_EQ(results.Orbitals.vPopulation[i], expected[i]);
 }

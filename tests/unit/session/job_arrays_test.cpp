@@ -8,6 +8,7 @@
 #include "gradient/state.h"
 #include "integrals/state.h"
 #include "job/state.h"
+#include "properties/state.h"
 #include "scf/state.h"
 #include "tests/unit/setup/job_fixture.h"
 
@@ -85,6 +86,7 @@ TEST_P(OwnerList, HoldsEveryArrayInItsSize) {
     EXPECT_EQ(scf.pWork.Size() * sizeof(double), (32 * kN + 1 + (fNddo ? 3U : 0U)) * 16);
     EXPECT_EQ(system.pCoords.Size(), 9U);
     EXPECT_EQ(gradient.pGradient.Size(), 9U);
+    EXPECT_EQ(properties.vCharge.Size(), 3U);
 }
 
 TEST_P(OwnerList, IsRememberedWithTheArrays) {
