@@ -120,7 +120,16 @@ void SendCiStates() {
     SendChunked(kPacketData, records.Data(), static_cast<std::size_t>(nKept) * sizeof(UvRecord));
 }
 
+void FillGradient(double* pGradient) {
+    const double dFactor = UsesAtomicUnits(system.MethodId) ? kBohrPerAngstrom : 1.0;
+    for (int i = 0; i < system.nSelected; ++i)
+        for (int k = 0; k < 3; ++k)
+            pGradient[3 * (system.nSelectedAtoms[i] - 1) + k] =
+                gradient.pGradient[3 * i + k] * dFactor;
+}
+
 void SendPreciseResults() {
+    if (AsksForSections(options.nExtensions)) return SendSections();
     if (options.nExtensions != kPreciseResults) return;
     const bool fGradient = gradient.fComputed && gradient.pGradient;
     const std::size_t nGradient = fGradient ? 3 * system.pAtoms.Size() : 0;
@@ -131,11 +140,7 @@ void SendPreciseResults() {
     block.Take(2 + nGradient, kWork);
     std::memcpy(block.Data(), &header, sizeof header);
     block[1] = scf.dTotalEnergy;
-    const double dFactor = UsesAtomicUnits(system.MethodId) ? kBohrPerAngstrom : 1.0;
-    for (int i = 0; fGradient && i < system.nSelected; ++i)
-        for (int k = 0; k < 3; ++k)
-            block[2 + 3 * (system.nSelectedAtoms[i] - 1) + k] =
-                gradient.pGradient[3 * i + k] * dFactor;
+    if (fGradient) FillGradient(block.Data() + 2);
     SendChunked(kPacketPrecise, block.Data(), block.Size() * sizeof(double));
 }
 

@@ -35,11 +35,20 @@ void SendEigenvectors();
 /// job.
 void SendCiStates();
 
-/// The total energy in double precision, and the gradient if there is one, for clients that ask
-/// for it (options.nExtensions): a block of type kPacketPrecise of two words (version 1; flags, bit
-/// 0: a gradient follows), the energy in kcal/mol and the gradient in kcal/(mol Angstrom), three
-/// for every atom in atom order, zero for atoms that are not computed.
+/// Results in double precision, for clients that ask for them (options.nExtensions), in packets of
+/// type kPacketPrecise: those of SendSections, or, in the form of kPreciseResults, two words
+/// (version 1; flags, bit 0: a gradient follows), the total energy in kcal/mol and, if there is
+/// one, the gradient as FillGradient has it.
 void SendPreciseResults();
+
+/// The sections that options.nExtensions asks for, in one block: SectionsHead, then each as
+/// SectionHead and data. What a calculation does not have has no section: the gradient where none
+/// was computed, the dipole of a single atom. Starts the counts of SCFs since the last block anew.
+void SendSections();
+
+/// Writes the gradient of the last SCF, kcal/(mol Angstrom) whatever the method, three for every
+/// atom in atom order; atoms that are not computed are left alone.
+void FillGradient(double* pGradient);
 
 /// Reorders rows over orbitals from selection order to atom order: mSource and mTarget are nRows x
 /// N. What no atom claims is left at the end of a row as it was.

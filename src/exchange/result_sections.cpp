@@ -1,0 +1,84 @@
+#include <algorithm>
+#include <cstring>
+
+#include "exchange/results.h"
+#include "exchange/section_block.h"
+#include "gradient/state.h"
+#include "job/state.h"
+#include "properties/state.h"
+#include "scf/account.h"
+#include "scf/state.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+void AddEnergies(SectionBlock& block) {
+    EnergyRecord record{.dTotal = scf.dTotalEnergy,
+                        .dElectronic = scf.dElectronic,
+                        .dCore = scf.dCoreRepulsion,
+                        .dAtomic = setup.dAtomicEnergy,
+                        .dBinding = scf.dBinding,
+                        .dHeatOfFormation = scf.dHeatOfFormation,
+                        .dStateCorrection = scf.dStateCorrection,
+                        .dRmsGradient = gradient.dRmsGradient};
+    std::copy_n(gradient.dRestraintEnergy, 4, record.dRestraint);
+    block.AddRecord(kEnergySection, record);
+}
+
+void AddGradient(SectionBlock& block) {
+    if (!gradient.fComputed || !gradient.pGradient) return;
+    if (double* p = block.Add(kGradientSection, 3 * system.pAtoms.Size())) FillGradient(p);
+}
+
+/// A single atom has no dipole.
+void AddDipole(SectionBlock& block) {
+    if (system.nSelected > 1) block.AddRecord(kDipoleSection, properties.dDipoleTable);
+}
+
+/// The places as the client would give them; no image in the box is looked for.
+void AddCoordinates(SectionBlock& block) {
+    const double dBohr = UsesAtomicUnits(system.MethodId) ? kIntakeBohrPerAngstrom : 1.0;
+    double* p = block.Add(kCoordinateSection, system.pCoords.Size());
+    if (!p) return;
+    for (const double d : system.pCoords) *p++ = d / dBohr;
+}
+
+/// Those that were computed; an atom outside the selection has the one that came.
+void AddCharges(SectionBlock& block) {
+    double* p = block.Add(kChargeSection, system.pAtoms.Size());
+    if (!p) return;
+    for (std::size_t i = 0; i < system.pAtoms.Size(); ++i)
+        p[i] = static_cast<double>(system.pAtoms[i].flCharge);
+    if (!scf.fResultsValid) return;
+    for (std::size_t i = 0; i < properties.vCharge.Size(); ++i)
+        p[system.nSelectedAtoms[i] - 1] = properties.vCharge[i];
+}
+
+void AddScf(SectionBlock& block) {
+    block.AddRecord(kScfSection, scf.Account);
+    StartScfCount();
+}
+
+/// What a client may ask for: the bit that does, and what then writes its sections. A new section
+/// is a kind in link/packets.h and a row here.
+struct SectionRow {
+    unsigned nBit;
+    void (*Write)(SectionBlock& block);
+};
+constexpr SectionRow kSectionRows[] = {
+    {1U << kEnergySection, AddEnergies}, {1U << kGradientSection, AddGradient},
+    {1U << kDipoleSection, AddDipole},   {1U << kCoordinateSection, AddCoordinates},
+    {1U << kChargeSection, AddCharges},  {1U << kScfSection, AddScf},
+};
+
+}  // namespace
+
+void SendSections() {
+    SectionBlock block;
+    for (const SectionRow& row : kSectionRows)
+        if (AsksFor(options.nExtensions, row.nBit)) row.Write(block);
+    block.Send();
+}
+
+}  // namespace qsolve
