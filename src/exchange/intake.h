@@ -29,6 +29,16 @@ void ReadRunOptions();
 /// limit that is not finite is refused with kMsgSettingNotANumber.
 void ReadJobOptions();
 
+/// Pulls the sections of further options into `further`, where options.nExtensions announces them:
+/// a SectionsHead, then its bytes in pieces of kMaxPayload. Without them `further` is as new.
+/// Memory grows with the bytes that come. Sections of a kind that is not known are passed over; of
+/// two of a kind the later holds.
+///
+/// Refused: another version, more than 2^29 bytes or a section that does not lie within them
+/// (kMsgFurtherOptions), a section of a wrong size (kMsgSectionSize), a coordinate that is not
+/// finite or 1e6 and more (kMsgAtomNotANumber).
+void ReadFurtherOptions();
+
 /// Frees what the three functions below fill, and sets its counts to 0: atoms, selection,
 /// restraints and the geometries of a synchronous transit.
 void ForgetMolecule() noexcept;
@@ -37,13 +47,14 @@ void ForgetMolecule() noexcept;
 /// the atoms that are not selected and are bonded to the selection an odd number of times. Sets
 /// pAtoms, nAtoms, nSelected (without capping atoms), nCapping, nAtomsActive and dClassicalCharge
 /// of system. Without a selected atom all are taken as selected, with charge 0. Forgets the
-/// molecule before.
+/// molecule before. Coordinates of `further` take the place of those of the records.
 ///
 /// Memory grows with the atoms that come, not with the count that is announced. Refused: a count
 /// below 1 (kMsgAtomCount) or above 2^24 (kMsgOutOfMemorySetUp), an element above kHighestElement
 /// (kMsgElementTooHigh), a coordinate or charge that is not finite or 1e6 and more
-/// (kMsgAtomNotANumber). Entries of a bond table that name no other atom of the molecule are left
-/// out, and the first atom that has one is reported once with kMsgBondTable.
+/// (kMsgAtomNotANumber), further coordinates of another number of atoms (kMsgSectionSize). Entries
+/// of a bond table that name no other atom of the molecule are left out, and the first atom that
+/// has one is reported once with kMsgBondTable.
 void ReadAtoms();
 
 /// Pulls the four counts of restraints and the lists that are not empty, in pieces of kMaxPayload

@@ -57,6 +57,20 @@ void CheckAtoms(Array<AtomRecord>& pAtoms) {
     if (nFirstFalse != 0) ErrorFormat(kMsgBondTable, nFirstFalse);
 }
 
+/// Where the client has told the places in full, the records have them as far as they can hold
+/// them.
+void PlaceAtoms(Array<AtomRecord>& pAtoms) {
+    const Array<double>& pXyz = further.pXyz;
+    if (!pXyz) return;
+    if (pXyz.Size() != 3 * pAtoms.Size())
+        Fatal(kMsgSectionSize, "coordinates", pXyz.Size() * sizeof(double));
+    for (std::size_t i = 0; i < pAtoms.Size(); ++i) {
+        pAtoms[i].flX = static_cast<float>(pXyz[3 * i]);
+        pAtoms[i].flY = static_cast<float>(pXyz[3 * i + 1]);
+        pAtoms[i].flZ = static_cast<float>(pXyz[3 * i + 2]);
+    }
+}
+
 /// Takes the charges of the selected atoms, and turns the state of a neighbour outside with every
 /// bond that reaches it: after an odd number it is capping, after an even number classical again. A
 /// dummy never caps a bond.
@@ -120,6 +134,7 @@ void ReadAtoms() {
 
     auto pAtoms = ReceiveRecords<AtomRecord>("atoms", static_cast<std::size_t>(nAtoms),
                                              kAtomsPerChunk * sizeof(AtomRecord), kIntake);
+    PlaceAtoms(pAtoms);
     CheckAtoms(pAtoms);
     AtomCounts counts;
     MarkCappingAtoms(pAtoms, counts);

@@ -31,6 +31,9 @@ inline float FiniteOrZero(float fl) {
 inline bool IsCoordinate(float fl) {
     return std::isfinite(fl) && std::abs(fl) < kLargestCoordinate;
 }
+inline bool IsCoordinate(double d) {
+    return std::isfinite(d) && std::abs(d) < static_cast<double>(kLargestCoordinate);
+}
 
 /// nWord + nAdded, held within the range of a word.
 constexpr int AddSaturated(int nWord, long long nAdded) {

@@ -52,10 +52,11 @@ double ShareOf(const RestraintRecord& record) {
     return kShare[nPlaces - 2][nCounting - 1];
 }
 
-/// Place of an atom of a record, in the precision of the wire.
+/// Place of an atom of a record, in the precision in which it came: clients of single precision
+/// have always been told the restraints of places rounded to it.
 void PlaceOf(const RestraintRecord& record, int i, double* pXyz) {
     const double* p = system.pCoords.Data() + 3 * static_cast<std::ptrdiff_t>(record.nAtom[i]);
-    for (int k = 0; k < 3; ++k) pXyz[k] = AsOnWire(p[k]);
+    for (int k = 0; k < 3; ++k) pXyz[k] = further.pXyz ? p[k] : AsOnWire(p[k]);
 }
 
 /// The numbers of a record, in the working unit.

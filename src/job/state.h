@@ -11,6 +11,13 @@ inline RunOptions options;
 inline JobOptions job;
 inline int fDebugTrace = 0;  ///< the debug word
 
+/// What the client told beyond those, section by section; as new in each session. An array is empty
+/// where nothing was told.
+struct FurtherOptions {
+    Array<double> pXyz;  ///< by atom, x y z, Angstrom: instead of those of the atom records
+};
+inline FurtherOptions further;
+
 /// The molecule of the calculation. "By atom" arrays follow the client's atom order, "by position"
 /// arrays the selection list, in which capping atoms stand last.
 struct SystemState {

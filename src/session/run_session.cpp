@@ -45,6 +45,7 @@ void RunSteps() {
     ReadDebugWord();
     ReadRunOptions();
     ReadJobOptions();
+    ReadFurtherOptions();
     if (options.fCalculate) Calculate();
     if (options.fPlot) RunPlot();
     if (options.fSendOrbitals) SendEigenvectors();

@@ -23,6 +23,7 @@ inline void ResetAllState() {
     link = LinkState{};
     options = RunOptions{};
     job = JobOptions{};
+    further = FurtherOptions{};
     fDebugTrace = 0;
     system = SystemState{};
     results = ResultState{};

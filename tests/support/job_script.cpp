@@ -19,6 +19,13 @@ void PokeAtoms(const JobScript& script) {
     }
 }
 
+void PokeFurther(const JobScript& script) {
+    client.Poke(SectionsHead{.nCount = static_cast<int>(script.Further.size())});
+    for (std::size_t i = 0; i < script.Further.size(); i += kMaxPayload)
+        client.Poke(&script.Further[i],
+                    std::min(script.Further.size() - i, std::size_t{kMaxPayload}));
+}
+
 void PokeRestraints(const JobScript& script) {
     int nCounts[4];
     for (int k = 0; k < 4; ++k) nCounts[k] = static_cast<int>(script.Restraints[k].size());
@@ -59,6 +66,14 @@ AtomRecord& JobScript::Add(int nAtomicNumber, float flX, float flY, float flZ, i
     return Atoms.back();
 }
 
+void JobScript::AddSection(int nKind, const std::vector<double>& values) {
+    const std::size_t nBytes = values.size() * sizeof(double), nStart = Further.size();
+    const SectionHead head{.nKind = nKind, .nBytes = static_cast<int>(nBytes)};
+    Further.resize(nStart + sizeof head + nBytes);
+    std::memcpy(&Further[nStart], &head, sizeof head);
+    std::memcpy(&Further[nStart] + sizeof head, values.data(), nBytes);
+}
+
 void JobScript::Bond(int i, int j) {
     AtomRecord& a = Atoms[static_cast<std::size_t>(i)];
     AtomRecord& b = Atoms[static_cast<std::size_t>(j)];
@@ -92,6 +107,7 @@ void PokeSession(const JobScript& script) {
     client.Poke(0);
     client.Poke(script.Options);
     client.Poke(script.Job);
+    if (AsksFor(script.Options.nExtensions, kFurtherOptionsBit)) PokeFurther(script);
     if (!script.Options.fCalculate) return;
     PokeAtoms(script);
     if (script.Job.fRestraints) PokeRestraints(script);

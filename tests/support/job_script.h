@@ -15,9 +15,12 @@ struct JobScript {
     JobOptions Job;
     std::vector<AtomRecord> Atoms;
     std::vector<RestraintRecord> Restraints[4];  ///< by kind; sent when Job.fRestraints is set
+    std::vector<unsigned char> Further;  ///< sections; sent when Options.nExtensions announces them
 
     /// Appends an atom: element, Angstrom, selected or not.
     AtomRecord& Add(int nAtomicNumber, float flX, float flY, float flZ, int nState = kSelected);
+    /// Appends a section of further options.
+    void AddSection(int nKind, const std::vector<double>& values);
     /// Bonds two atoms, indices from 0.
     void Bond(int i, int j);
 };

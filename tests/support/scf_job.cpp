@@ -22,6 +22,7 @@ void SetUpJob(const JobScript& script) {
     ReadDebugWord();
     ReadRunOptions();
     ReadJobOptions();
+    ReadFurtherOptions();
     ReadAtoms();
     ReadSelection();
     SetUpCalculation();

@@ -122,6 +122,54 @@ TEST_F(Optimisation, SendsReportPointsAndThenItsTail) {
     EXPECT_EQ(LastBlock().nCycles, 2);
 }
 
+/// The account of SCFs in the last block of sections, which is the last section of it.
+ScfRecord LastAccount() {
+    ScfRecord account;
+    std::vector<unsigned char> bytes;
+    for (const SentPacket& packet : client.Sent)
+        if (packet.nType == kPacketPrecise) bytes = packet.Payload;
+    if (bytes.size() < sizeof account)
+        ADD_FAILURE() << "no block";
+    else
+        std::memcpy(&account, bytes.data() + bytes.size() - sizeof account, sizeof account);
+    return account;
+}
+
+TEST_F(Optimisation, OverUnconvergedScfsIsTold) {
+    JobScript script = Job(DistortedWater(kAm1), kPolakRibiere);
+    script.Options.nExtensions = static_cast<int>(kSectionsMark | 1U << kScfSection);
+    Play(script);
+    EXPECT_EQ(LastAccount().nUnconverged, 0);
+    EXPECT_EQ(LastAccount().nRuns, scf.nScfRuns + 1);
+    EXPECT_GT(LastAccount().nRuns, 5);
+
+    script.Options.nIterationLimit = 1;
+    Play(script);
+    EXPECT_EQ(LastAccount().fConverged, 0);
+    EXPECT_GT(LastAccount().nRuns, 1);
+    EXPECT_EQ(LastAccount().nUnconverged, LastAccount().nRuns);
+}
+
+// Single precision holds the places to 6e-8 Angstrom, at forces of 100 kcal/(mol Angstrom).
+TEST_F(Optimisation, StartsFromPlacesInDoublePrecision) {
+    const std::vector<double> xyz = {0.0500000123, 0.1,   -0.02,        0.9, 0.7199999871,
+                                     0.1,          -0.85, 0.5000000456, -0.3};
+    for (const int nMethod : {int{kAm1}, int{kCndo}}) {
+        JobScript script = DistortedWater(nMethod);
+        script.Options.flConvergenceLimit = 1e-9F;
+        const double dEnergy = EnergyOf(script, xyz), dRounded = EnergyOf(script);
+        EXPECT_GT(std::abs(dEnergy - dRounded), 1e-7);
+        script.Options.nExtensions = static_cast<int>(kSectionsMark | kFurtherOptionsBit);
+        script.AddSection(kGivenCoordinates, xyz);
+        for (const float fl : {0.0F, 100.0F}) {  // whatever stands in the records
+            script.Atoms[1].flX += fl;
+            Play(script);
+            EXPECT_TRUE(client.Errors().empty());
+            EXPECT_EQ(scf.dTotalEnergy, dEnergy);
+        }
+    }
+}
+
 TEST_F(Optimisation, UnknownOptimiserSendsTheTailAndComputesNothing) {
     for (const int nOptimiser : {3, 5, -1, 1000}) {
         Play(Job(DistortedWater(kAm1), nOptimiser));

@@ -1,0 +1,86 @@
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "exchange/intake.h"
+#include "exchange/intake_checks.h"
+#include "job/state.h"
+#include "link/link.h"
+#include "link/messages.h"
+#include "link/packets.h"
+
+namespace qsolve {
+namespace {
+
+/// Most bytes of all sections.
+constexpr int kMostBytes = 1 << 29;
+
+/// The data of one section, as they came: nothing in them has been looked at.
+struct SectionData {
+    const char* sName;
+    const unsigned char* pBytes;
+    int nBytes;
+};
+
+[[noreturn]] void RefuseSize(const SectionData& data) {
+    Fatal(kMsgSectionSize, data.sName, data.nBytes);
+}
+
+void TakePlaces(const SectionData& data) {
+    constexpr int kAtomBytes = 3 * static_cast<int>(sizeof(double));
+    if (data.nBytes % kAtomBytes != 0) RefuseSize(data);
+    const std::size_t nBytes = static_cast<std::size_t>(data.nBytes);
+    Array<double> pXyz;
+    pXyz.Take(nBytes / sizeof(double), kIntake);
+    if (nBytes > 0) std::memcpy(pXyz.Data(), data.pBytes, nBytes);
+    for (std::size_t i = 0; i < pXyz.Size(); ++i)
+        if (!IsCoordinate(pXyz[i])) Fatal(kMsgAtomNotANumber, i / 3 + 1);
+    further.pXyz = std::move(pXyz);
+}
+
+/// What a client may tell beyond the options of old: kind, name in refusals, and what checks and
+/// stores it in `further`. A new section is a kind in link/packets.h and a row here.
+struct OptionRow {
+    int nKind;
+    const char* sName;
+    void (*Take)(const SectionData& data);
+};
+constexpr OptionRow kRows[] = {
+    {kGivenCoordinates, "coordinates", TakePlaces},
+};
+
+void TakeSection(int nKind, const unsigned char* pBytes, int nBytes) {
+    for (const OptionRow& row : kRows)
+        if (row.nKind == nKind) row.Take({row.sName, pBytes, nBytes});
+}
+
+/// Walks over the sections. A length is believed once it lies within what came.
+void TakeSections(const Array<unsigned char>& pBytes, const SectionsHead& all) {
+    for (std::size_t nAt = 0; nAt < pBytes.Size();) {
+        const std::size_t nLeft = pBytes.Size() - nAt;
+        SectionHead head;
+        if (nLeft >= sizeof head) std::memcpy(&head, pBytes.Data() + nAt, sizeof head);
+        const bool fWhole = nLeft >= sizeof head && head.nBytes >= 0 &&
+                            static_cast<std::size_t>(head.nBytes) <= nLeft - sizeof head;
+        if (!fWhole) Fatal(kMsgFurtherOptions, all.nVersion, all.nCount, nAt);
+        TakeSection(head.nKind, pBytes.Data() + nAt + sizeof head, head.nBytes);
+        nAt += sizeof head + (static_cast<std::size_t>(head.nBytes) + 7) / 8 * 8;
+    }
+}
+
+}  // namespace
+
+void ReadFurtherOptions() {
+    further = FurtherOptions{};
+    if (!AsksFor(options.nExtensions, kFurtherOptionsBit)) return;
+    SectionsHead head;
+    RequestWhole("further options", &head, sizeof head);
+    if (head.nVersion != SectionsHead{}.nVersion || head.nCount < 0 || head.nCount > kMostBytes)
+        Fatal(kMsgFurtherOptions, head.nVersion, head.nCount, 0);
+    TakeSections(
+        ReceiveRecords<unsigned char>("further options", static_cast<std::size_t>(head.nCount),
+                                      kMaxPayload, kIntake),
+        head);
+}
+
+}  // namespace qsolve
