@@ -58,11 +58,16 @@ class Script:
     transit: list = field(default_factory=list)
     asked_method: int | None = None
     changed: dict = field(default_factory=dict)
+    further: bytes | None = None  # sections, sent behind the job options
 
     def payloads(self) -> dict[str, bytes]:
         """The packets behind the head, by the names of their steps."""
         steps = {"debug word": wire.word(self.debug), "run options": self.options.tobytes(),
-                 "job options": self.job.tobytes(), "atom count": wire.word(len(self.atoms))}
+                 "job options": self.job.tobytes()}
+        if self.further is not None:
+            steps["further head"] = wire.word(2) + wire.word(len(self.further))
+            steps["further options"] = self.further
+        steps["atom count"] = wire.word(len(self.atoms))
         for i in range(0, len(self.atoms), wire.ATOMS_PER_CHUNK):
             name = "atoms" if i == 0 else f"atoms {i // wire.ATOMS_PER_CHUNK}"
             steps[name] = self.atoms[i:i + wire.ATOMS_PER_CHUNK].tobytes()
