@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "numeric/lanes.h"
+#include "numeric/kernels.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
@@ -13,81 +13,6 @@ namespace {
 
 /// A reflector with less than this is not applied.
 constexpr double kSmallestScale = 1e-30;
-
-/// y += sum_r w_r x_r over n elements and nRows rows, the first at mRows, nStep apart.
-void AddRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* w,
-             double* y) {
-    int r = 0;
-    for (; r + 4 <= nRows; r += 4) {
-        const double *x0 = mRows + r * nStep, *x1 = x0 + nStep, *x2 = x1 + nStep, *x3 = x2 + nStep;
-        const double w0 = w[r], w1 = w[r + 1], w2 = w[r + 2], w3 = w[r + 3];
-        for (int j = 0; j < n; ++j) y[j] += w0 * x0[j] + w1 * x1[j] + w2 * x2[j] + w3 * x3[j];
-    }
-    for (; r < nRows; ++r) {
-        const double* x = mRows + r * nStep;
-        for (int j = 0; j < n; ++j) y[j] += w[r] * x[j];
-    }
-}
-
-/// v_r = x_r . t over n elements and nRows rows, the first at mRows, nStep apart.
-void DotRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* t,
-             double* v) {
-    for (int r = 0; r < nRows; ++r) v[r] = Dot(n, mRows + r * nStep, t);
-}
-
-/// Four rows of p = B t: the square on the diagonal by elements.
-void MultiplyCorner(int nSide, const double* pB, int nStep, const double* t, double* p) {
-    for (int i = 0; i < nSide; ++i) {
-        const double* b = Row(pB, nStep, i);
-        p[i] += b[i] * t[i];
-        for (int j = i + 1; j < nSide; ++j) {
-            p[i] += b[j] * t[j];
-            p[j] += b[j] * t[i];
-        }
-    }
-}
-
-/// Four rows of B, n elements each, against t, and their transposed into p.
-void MultiplyStrip(int n, const double* pB, int nStep, const double* tRows, const double* t,
-                   double* pRows, double* p) {
-    const double *b0 = pB, *b1 = Row(pB, nStep, 1), *b2 = Row(pB, nStep, 2),
-                 *b3 = Row(pB, nStep, 3);
-    const double t0 = tRows[0], t1 = tRows[1], t2 = tRows[2], t3 = tRows[3];
-    Four s0{}, s1{}, s2{}, s3{};
-    int j = 0;
-    for (; j + kFour <= n; j += kFour) {
-        Four x0, x1, x2, x3, tj, pj;
-        Load(b0 + j, x0), Load(b1 + j, x1), Load(b2 + j, x2), Load(b3 + j, x3);
-        Load(t + j, tj), Load(p + j, pj);
-        s0 += x0 * tj;
-        s1 += x1 * tj;
-        s2 += x2 * tj;
-        s3 += x3 * tj;
-        pj += x0 * t0;
-        pj += x1 * t1;
-        pj += x2 * t2;
-        pj += x3 * t3;
-        Store(p + j, pj);
-    }
-    pRows[0] += Sum(s0), pRows[1] += Sum(s1), pRows[2] += Sum(s2), pRows[3] += Sum(s3);
-    for (; j < n; ++j) {
-        pRows[0] += b0[j] * t[j], pRows[1] += b1[j] * t[j];
-        pRows[2] += b2[j] * t[j], pRows[3] += b3[j] * t[j];
-        p[j] += b0[j] * t0 + b1[j] * t1 + b2[j] * t2 + b3[j] * t3;
-    }
-}
-
-/// p = B t for the symmetric B of order n whose upper triangle begins at pB, rows nStep apart. Each
-/// element is read once.
-void MultiplySymmetric(int n, const double* pB, int nStep, const double* t, double* p) {
-    std::fill_n(p, n, 0.0);
-    for (int i = 0; i < n; i += 4) {
-        const double* b = Row(pB, nStep, i) + i;
-        const int nSide = std::min(4, n - i);
-        MultiplyCorner(nSide, b, nStep, t + i, p + i);
-        if (nSide == 4) MultiplyStrip(n - i - 4, b + 4, nStep, t + i, t + i + 4, p + i, p + i + 4);
-    }
-}
 
 /// The panel at work: q of reflector r stands in row r of the scratch, t in row 2 nReflectors - 1 -
 /// r, so that the pairs (t, q), (q, t) of the update are the rows read upwards and downwards.
@@ -105,8 +30,8 @@ void UpdateRow(const Panel& panel, int nDone, int c, double* row) {
         vT[r] = panel.T(r)[c];
         vQ[r] = panel.Q(r)[c];
     }
-    AddRows(panel.n - c, nDone, panel.Q(0) + c, panel.n, vT, row + c);
-    AddRows(panel.n - c, nDone, panel.T(0) + c, -panel.n, vQ, row + c);
+    kernels->AddRows(panel.n - c, nDone, panel.Q(0) + c, panel.n, vT, row + c);
+    kernels->AddRows(panel.n - c, nDone, panel.T(0) + c, -panel.n, vQ, row + c);
 }
 
 /// q = K t - p with p = B t / h and K = t . p / 2h, B being the matrix after the first nDone
@@ -115,11 +40,12 @@ void MakeUpdateVector(const Panel& panel, int nDone, int c, const double* pB, do
                       const double* t, double* q) {
     const int nLength = panel.n - c;
     double vT[kPanel], vQ[kPanel];
-    MultiplySymmetric(nLength, pB, panel.n, t, q);
-    DotRows(nLength, nDone, panel.T(0) + c, -panel.n, t, vT);
-    DotRows(nLength, nDone, panel.Q(0) + c, panel.n, t, vQ);
-    AddRows(nLength, nDone, panel.Q(0) + c, panel.n, vT, q);
-    AddRows(nLength, nDone, panel.T(0) + c, -panel.n, vQ, q);
+    std::fill_n(q, nLength, 0.0);
+    kernels->AddSymmetricRows(nLength, 0, nLength, pB, panel.n, t, q);
+    kernels->DotRows(nLength, nDone, panel.T(0) + c, -panel.n, t, vT);
+    kernels->DotRows(nLength, nDone, panel.Q(0) + c, panel.n, t, vQ);
+    kernels->AddRows(nLength, nDone, panel.Q(0) + c, panel.n, vT, q);
+    kernels->AddRows(nLength, nDone, panel.T(0) + c, -panel.n, vQ, q);
     for (int j = 0; j < nLength; ++j) q[j] /= h;
     const double dK = Dot(nLength, t, q) / (2.0 * h);
     for (int j = 0; j < nLength; ++j) q[j] = dK * t[j] - q[j];

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "numeric/kernels.h"
+
 namespace qsolve {
 
 /// Shifts of a tridiagonal matrix that are factored and solved side by side.
@@ -17,14 +19,20 @@ struct LaneFactors {
 
 /// Factors T - vShifts[t] I. vDiagonal and vOff have n, vOff[n - 1] is 0. A pivot of less than
 /// dPivot in magnitude becomes dPivot, which is to be positive and at the level of rounding.
-void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
-                 const double* vShifts, double dPivot);
+inline void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
+                        const double* vShifts, double dPivot) {
+    kernels->FactorLanes(factors, vDiagonal, vOff, vShifts, dPivot);
+}
 
 /// The forward half of a solution: applies the interchanges and multipliers to vX, n x kLanes.
-void SolveForward(const LaneFactors& factors, double* vX);
+inline void SolveForward(const LaneFactors& factors, double* vX) {
+    kernels->SolveForward(factors, vX);
+}
 
 /// The backward half: solves the upper factor for vX, n x kLanes, then scales each lane to a
 /// largest magnitude of 1e-5. vLargest, kLanes, are the magnitudes before, at least 1e-20.
-void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest);
+inline void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest) {
+    kernels->SolveBackward(factors, vX, vLargest);
+}
 
 }  // namespace qsolve

@@ -1,9 +1,13 @@
 #pragma once
 
+#include "numeric/kernels.h"
+
 namespace qsolve {
 
 /// sum_i x_i y_i over n elements, in an order that depends on n alone.
-double Dot(int n, const double* x, const double* y);
+inline double Dot(int n, const double* x, const double* y) {
+    return kernels->Dot(n, x, y);
+}
 
 /// (sum_ij A_ij B_ij + sum_i A_ii B_ii) / 2, the inner product of two symmetric matrices, or of two
 /// antisymmetric ones, over one triangle with its diagonal. n x n; only the lower triangles are

@@ -18,8 +18,4 @@ bool StartPlatform(MessageHandler pHandler);
 /// Closes the link and gives everything back. Returns the exit status that the system asks for.
 int StopPlatform();
 
-/// Replaces this process by its twin for modern processors, the program "<this>-v3" beside it,
-/// where there is one and the processor can run it. Returns otherwise, and in the twin itself.
-void BecomeModernTwin(char** pArguments);
-
 }  // namespace qsolve

@@ -210,8 +210,6 @@ int StopPlatform() {
     return shell.nExitStatus;
 }
 
-void BecomeModernTwin(char**) {}
-
 void PostToSelf(Message message) {
     const bool fStart = message == Message::kStartSession;
     if (fStart) {

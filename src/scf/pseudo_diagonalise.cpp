@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "link/link.h"
+#include "numeric/kernels.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
 #include "scf/state.h"
@@ -35,11 +36,7 @@ void Rotate(int n, double f, double a, double* x, double* y) {
     const double alpha = std::sqrt((a / d + 1.0) / 2.0);
     const double dSine = std::sqrt(std::max(0.0, 1.0 - alpha * alpha));
     const double beta = f < 0.0 ? dSine : -dSine;
-    for (int k = 0; k < n; ++k) {
-        const double u = x[k], v = y[k];
-        x[k] = alpha * u + beta * v;
-        y[k] = alpha * v - beta * u;
-    }
+    kernels->Rotate(n, alpha, beta, x, y);
 }
 
 }  // namespace

@@ -7,8 +7,9 @@
 namespace qsolve {
 
 /// Runs the process until its client is gone or it is told to end. sCommandLine is what followed
-/// the program's name. Returns the exit status: 1 when the link cannot be opened, otherwise that of
-/// the platform, 0 unless the system's message to quit says another.
+/// the program's name: options (session/program_options.h) and the words of a frontend. Returns the
+/// exit status: 2 when an option is wrong, 1 when the link cannot be opened, otherwise that of the
+/// platform, 0 unless the system's message to quit says another.
 int BackendMain(const char* sCommandLine);
 
 /// Handles a message that the process has posted to itself: runs a session, or closes. A session

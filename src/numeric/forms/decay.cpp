@@ -3,7 +3,9 @@
 #include <bit>
 #include <cstdint>
 
-namespace qsolve {
+#include "numeric/forms/forms.h"
+
+namespace qsolve::QSOLVE_FORM {
 namespace {
 
 constexpr double kLog2OfE = 1.4426950408889634074;
@@ -49,4 +51,4 @@ void FillDecay(int n, double dZeta, const double* vR, double* vDecay) {
     }
 }
 
-}  // namespace qsolve
+}  // namespace qsolve::QSOLVE_FORM

@@ -1,18 +1,18 @@
 #include "numeric/inverse_iteration.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "numeric/row.h"
+#include "numeric/forms/forms.h"
+#include "numeric/forms/wide.h"
 
-namespace qsolve {
+namespace qsolve::QSOLVE_FORM {
 namespace {
 
 constexpr double kExchanged = 1e-30;  ///< smallest second band where rows were exchanged
 constexpr double kSmallestLength = 1e-20;
 constexpr double kLength = 1e-5;  ///< of a vector between two solutions, room for growth
 
-double AtLeast(double x, double dLeast) {
+[[gnu::always_inline]] inline double AtLeast(double x, double dLeast) {
     return std::abs(x) < dLeast ? dLeast : x;
 }
 
@@ -30,8 +30,8 @@ void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const doub
         const double dOff = vOff[i], dNextDiagonal = vDiagonal[i + 1], dNextBand = vOff[i + 1];
         // An exchange puts a number on the second band, and must be seen there later.
         const double dSecond = AtLeast(dNextBand, kExchanged);
-        double *u0 = Row(factors.vU0, kLanes, i), *u1 = Row(factors.vU1, kLanes, i);
-        double *u2 = Row(factors.vU2, kLanes, i), *f = Row(factors.vMultiplier, kLanes, i);
+        double *u0 = At(factors.vU0, kLanes, i), *u1 = At(factors.vU1, kLanes, i);
+        double *u2 = At(factors.vU2, kLanes, i), *f = At(factors.vMultiplier, kLanes, i);
         for (int t = 0; t < kLanes; ++t) {
             const double a = dNextDiagonal - vShifts[t];
             const bool fExchange = std::abs(diagonal[t]) < std::abs(dOff);
@@ -46,16 +46,16 @@ void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const doub
         }
     }
     for (int t = 0; t < kLanes; ++t) {
-        Row(factors.vU0, kLanes, n - 1)[t] = AtLeast(diagonal[t], dPivot);
-        Row(factors.vU1, kLanes, n - 1)[t] = Row(factors.vU2, kLanes, n - 1)[t] = 0.0;
-        Row(factors.vMultiplier, kLanes, n - 1)[t] = 0.0;
+        At(factors.vU0, kLanes, n - 1)[t] = AtLeast(diagonal[t], dPivot);
+        At(factors.vU1, kLanes, n - 1)[t] = At(factors.vU2, kLanes, n - 1)[t] = 0.0;
+        At(factors.vMultiplier, kLanes, n - 1)[t] = 0.0;
     }
 }
 
 void SolveForward(const LaneFactors& factors, double* vX) {
     for (int i = 0; i + 1 < factors.n; ++i) {
-        const double *u2 = Row(factors.vU2, kLanes, i), *f = Row(factors.vMultiplier, kLanes, i);
-        double *x = Row(vX, kLanes, i), *y = Row(vX, kLanes, i + 1);
+        const double *u2 = At(factors.vU2, kLanes, i), *f = At(factors.vMultiplier, kLanes, i);
+        double *x = At(vX, kLanes, i), *y = At(vX, kLanes, i + 1);
         for (int t = 0; t < kLanes; ++t) {
             const bool fExchange = std::abs(u2[t]) >= kExchanged;
             const double a = fExchange ? y[t] : x[t], b = fExchange ? x[t] : y[t];
@@ -67,11 +67,11 @@ void SolveForward(const LaneFactors& factors, double* vX) {
 
 void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest) {
     double x1[kLanes] = {}, x2[kLanes] = {}, largest[kLanes];
-    std::fill_n(largest, kLanes, kSmallestLength);
+    for (double& d : largest) d = kSmallestLength;
     for (int i = factors.n - 1; i >= 0; --i) {
-        const double *u0 = Row(factors.vU0, kLanes, i), *u1 = Row(factors.vU1, kLanes, i);
-        const double* u2 = Row(factors.vU2, kLanes, i);
-        double* x = Row(vX, kLanes, i);
+        const double *u0 = At(factors.vU0, kLanes, i), *u1 = At(factors.vU1, kLanes, i);
+        const double* u2 = At(factors.vU2, kLanes, i);
+        double* x = At(vX, kLanes, i);
         for (int t = 0; t < kLanes; ++t) {
             const double y = (x[t] - u1[t] * x1[t] - u2[t] * x2[t]) / u0[t];
             const double dSize = std::abs(y);
@@ -86,7 +86,7 @@ void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest) {
         vLargest[t] = largest[t];
     }
     for (int i = 0; i < factors.n; ++i)
-        for (int t = 0; t < kLanes; ++t) Row(vX, kLanes, i)[t] *= scale[t];
+        for (int t = 0; t < kLanes; ++t) At(vX, kLanes, i)[t] *= scale[t];
 }
 
-}  // namespace qsolve
+}  // namespace qsolve::QSOLVE_FORM

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+
+#include "numeric/forms/wide.h"
+#include "numeric/inverse_iteration.h"
+#include "numeric/kernels.h"
+#include "numeric/pair_block.h"
+#include "numeric/product.h"
+
+namespace qsolve::QSOLVE_FORM {
+
+/// The functions of one form; `Kernels` says what each does.
+void AddProduct(const Product& product);
+double Dot(int n, const double* x, const double* y);
+void DotRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* t,
+             double* v);
+void AddRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* w,
+             double* __restrict y);
+void Rotate(int n, double c, double s, double* __restrict x, double* __restrict y);
+void AddSymmetricRows(int n, int nFirst, int nEnd, const double* pB, int nStep, const double* t,
+                      double* p);
+void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
+                 const double* vShifts, double dPivot);
+void SolveForward(const LaneFactors& factors, double* vX);
+void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest);
+void FillDecay(int n, double dZeta, const double* vR, double* vDecay);
+void AddPairBlock(const PairBlock& pair);
+
+}  // namespace qsolve::QSOLVE_FORM

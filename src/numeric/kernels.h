@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+
+namespace qsolve {
+
+struct LaneFactors;
+struct PairBlock;
+struct Product;
+
+/// The kernels that decide how fast the backend is. The sources in numeric/forms are compiled once
+/// for each form, a kind of processor, and each compilation fills one such table. Forms differ in
+/// their last digits: how wide a register is decides the order of a sum, and whether a product is
+/// rounded before it is added.
+struct Kernels {
+    const char* sName;  ///< portable, avx2 or avx512
+
+    /// AddProduct of numeric/product.h, on one thread.
+    void (*AddProduct)(const Product& product);
+    /// sum_i x_i y_i over n elements, in an order that depends on n alone.
+    double (*Dot)(int n, const double* x, const double* y);
+    /// v_r = x_r . t over n elements and nRows rows, the first at mRows, nStep apart.
+    void (*DotRows)(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* t,
+                    double* v);
+    /// y += sum_r w_r x_r over n elements and nRows rows, the first at mRows, nStep apart.
+    void (*AddRows)(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* w,
+                    double* y);
+    /// x := c x + s y, y := c y - s x over n elements.
+    void (*Rotate)(int n, double c, double s, double* x, double* y);
+    /// What rows nFirst .. nEnd - 1 of the upper triangle add to p = B t, B symmetric of order n:
+    /// p_i += sum_(j >= i) B_ij t_j, and p_j += B_ij t_i for j > i. Rows are nStep apart.
+    void (*AddSymmetricRows)(int n, int nFirst, int nEnd, const double* pB, int nStep,
+                             const double* t, double* p);
+    /// As in numeric/inverse_iteration.h.
+    void (*FactorLanes)(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
+                        const double* vShifts, double dPivot);
+    void (*SolveForward)(const LaneFactors& factors, double* vX);
+    void (*SolveBackward)(const LaneFactors& factors, double* vX, double* vLargest);
+    /// As in numeric/decay.h.
+    void (*FillDecay)(int n, double dZeta, const double* vR, double* vDecay);
+    /// As in numeric/pair_block.h.
+    void (*AddPairBlock)(const PairBlock& pair);
+};
+
+/// The form that runs anywhere.
+namespace portable {
+extern const Kernels kKernels;
+}
+
+/// The form in use. It changes between calculations only.
+inline const Kernels* kernels = &portable::kKernels;
+
+/// Number i of the forms that this processor can run, from 0, the fastest last; null past it.
+const Kernels* KernelsAt(int i);
+
+/// Takes the form of that name into use, the fastest for null or an empty name. Returns false, and
+/// changes nothing, where there is no such form or this processor cannot run it.
+bool ChooseKernels(const char* sName);
+
+}  // namespace qsolve

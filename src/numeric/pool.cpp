@@ -1,0 +1,150 @@
+#include "numeric/pool.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace qsolve {
+namespace {
+
+constexpr int kMostThreads = 256;
+
+/// Looks at a word before sleeping on it: some 20 microseconds, less than it takes to wake up.
+constexpr int kLooks = 400;
+
+/// What is to be done, and how far it is. A ticket is the number of a round and how many of its
+/// tasks nobody has taken. Who exchanges a ticket with tasks left for the next one owns a task, and
+/// the round cannot end, nor the fields change, before that is done. A thread that comes too late
+/// finds no task left or another round, and takes nothing.
+struct Pool {
+    std::atomic<std::uint64_t> nTicket{0};  ///< round << 32 | tasks left
+    std::atomic<std::uint32_t> nRound{0};   ///< the threads sleep on it
+    std::atomic<int> nTasks{0};
+    std::atomic<int> nDone{0};  ///< tasks of the round; the caller sleeps on it
+    std::atomic<Task> pTask{nullptr};
+    std::atomic<const void*> pContext{nullptr};
+    std::atomic<bool> fStop{false};
+
+    int nWanted = 0;       ///< threads by SetThreads
+    bool fForked = false;  ///< the threads belong to another process
+    std::unique_ptr<std::vector<std::thread>> pThreads;
+    ~Pool() { StopThreads(); }
+};
+constinit Pool pool;
+
+/// Whether this thread is inside a task.
+thread_local bool fInTask = false;
+
+inline void Relax() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+}
+
+/// Waits until the word differs from nOld.
+template <class T>
+void WaitWhile(std::atomic<T>& word, T nOld) {
+    for (int i = 0; i < kLooks; ++i) {
+        if (word.load(std::memory_order_acquire) != nOld) return;
+        Relax();
+    }
+    word.wait(nOld, std::memory_order_acquire);
+}
+
+/// Works on the tasks of a round until none is left, or another round has begun.
+void Work(std::uint32_t nRound) {
+    const int nTasks = pool.nTasks.load(std::memory_order_relaxed);
+    const Task pTask = pool.pTask.load(std::memory_order_relaxed);
+    const void* pContext = pool.pContext.load(std::memory_order_relaxed);
+    std::uint64_t nTicket = pool.nTicket.load(std::memory_order_acquire);
+    fInTask = true;
+    while (static_cast<std::uint32_t>(nTicket >> 32) == nRound) {
+        const int nLeft = static_cast<int>(nTicket & 0xffffffffu);
+        if (nLeft == 0) break;
+        if (!pool.nTicket.compare_exchange_weak(nTicket, nTicket - 1, std::memory_order_acq_rel,
+                                                std::memory_order_acquire))
+            continue;
+        pTask(nTasks - nLeft, pContext);
+        if (pool.nDone.fetch_add(1, std::memory_order_acq_rel) + 1 == nTasks)
+            pool.nDone.notify_one();
+        nTicket = pool.nTicket.load(std::memory_order_acquire);
+    }
+    fInTask = false;
+}
+
+void LiveAsThread(std::uint32_t nRound) {
+    while (true) {
+        WaitWhile(pool.nRound, nRound);
+        if (pool.fStop.load(std::memory_order_acquire)) return;
+        nRound = pool.nRound.load(std::memory_order_acquire);
+        Work(nRound);
+    }
+}
+
+void StartThreads(int nMore) {
+    pool.pThreads = std::make_unique<std::vector<std::thread>>();
+    pool.fStop.store(false, std::memory_order_release);
+    const std::uint32_t nRound = pool.nRound.load(std::memory_order_relaxed);
+    try {
+        for (int i = 0; i < nMore; ++i) pool.pThreads->emplace_back(LiveAsThread, nRound);
+    } catch (const std::system_error&) {
+        // The system gives no more of them: those that are there do the work.
+    }
+}
+
+}  // namespace
+
+void SetThreads(int nThreads) {
+    if (nThreads == pool.nWanted) return;
+    StopThreads();
+    pool.nWanted = std::clamp(nThreads, 0, kMostThreads);
+}
+
+int Threads() {
+    if (fInTask || pool.fForked) return 1;
+    if (pool.pThreads) return 1 + static_cast<int>(pool.pThreads->size());
+    if (pool.nWanted == 0)
+        pool.nWanted =
+            std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+    return pool.nWanted;
+}
+
+void StopThreads() {
+    if (!pool.pThreads) return;
+    pool.fStop.store(true, std::memory_order_release);
+    pool.nRound.fetch_add(1, std::memory_order_acq_rel);
+    pool.nRound.notify_all();
+    for (std::thread& thread : *pool.pThreads) thread.join();
+    pool.pThreads.reset();
+}
+
+void ForgetThreads() noexcept {
+    pool.fForked = true;
+    static_cast<void>(pool.pThreads.release());  // they are not here to be joined
+}
+
+void RunTasks(int nTasks, Task pTask, const void* pContext) {
+    if (nTasks < 2 || Threads() < 2) {
+        for (int i = 0; i < nTasks; ++i) pTask(i, pContext);
+        return;
+    }
+    if (!pool.pThreads) StartThreads(Threads() - 1);
+    pool.nTasks.store(nTasks, std::memory_order_relaxed);
+    pool.pTask.store(pTask, std::memory_order_relaxed);
+    pool.pContext.store(pContext, std::memory_order_relaxed);
+    pool.nDone.store(0, std::memory_order_relaxed);
+    const std::uint32_t nRound = pool.nRound.load(std::memory_order_relaxed) + 1;
+    const auto nLeft = static_cast<std::uint64_t>(nTasks);
+    pool.nTicket.store(static_cast<std::uint64_t>(nRound) << 32 | nLeft, std::memory_order_release);
+    pool.nRound.store(nRound, std::memory_order_release);
+    pool.nRound.notify_all();
+    Work(nRound);
+    for (int nDone; (nDone = pool.nDone.load(std::memory_order_acquire)) < nTasks;)
+        WaitWhile(pool.nDone, nDone);
+}
+
+}  // namespace qsolve

@@ -1,0 +1,147 @@
+#include "numeric/kernels.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "numeric/decay.h"
+#include "numeric/pair_block.h"
+#include "numeric/product.h"
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+/// Takes back what a test chooses.
+struct KernelForms : testing::Test {
+    const Kernels* pBefore = kernels;
+    ~KernelForms() override { kernels = pBefore; }
+};
+
+/// What a kernel makes of a start, in each form, held against the portable one.
+template <class Kernel>
+void ExpectTheSame(const TestMatrix& start, double dTolerance, const Kernel& kernel) {
+    TestMatrix wanted = start;
+    kernel(*KernelsAt(0), wanted);
+    for (int i = 1; const Kernels* pForm = KernelsAt(i); ++i) {
+        TestMatrix found = start;
+        kernel(*pForm, found);
+        EXPECT_LE(LargestDifference(found, wanted), dTolerance) << pForm->sName;
+    }
+}
+
+TEST_F(KernelForms, AreChosenByName) {
+    for (int i = 0; const Kernels* pForm = KernelsAt(i); ++i) {
+        EXPECT_TRUE(ChooseKernels(pForm->sName));
+        EXPECT_EQ(kernels, pForm);
+    }
+    EXPECT_EQ(std::string(KernelsAt(0)->sName), "portable");
+    EXPECT_EQ(KernelsAt(-1), nullptr);
+    EXPECT_EQ(KernelsAt(100), nullptr);
+}
+
+TEST_F(KernelForms, OfAnUnknownNameLeaveThoseInUse) {
+    ChooseKernels("portable");
+    EXPECT_FALSE(ChooseKernels("cray"));
+    EXPECT_EQ(kernels, KernelsAt(0));
+    EXPECT_TRUE(ChooseKernels(nullptr));
+    EXPECT_EQ(KernelsAt(0) == kernels, KernelsAt(1) == nullptr) << "the fastest is the default";
+    EXPECT_TRUE(ChooseKernels(""));
+}
+
+// Numbers are up to 1, sums of up to 2 n of them.
+constexpr int kSizes[] = {0, 1, 2, 7, 8, 9, 31, 67, 130};
+double Rounding(int n) {
+    return 1e-15 * (n + 1);
+}
+
+TEST_F(KernelForms, AgreeOnProducts) {
+    for (const int n : kSizes) {
+        const TestMatrix a = RandomMatrix(n, n + 3, 1), b = RandomMatrix(n + 3, n, 2);
+        ExpectTheSame(TestMatrix(n, n), Rounding(n), [&](const Kernels& form, TestMatrix& c) {
+            form.AddProduct({n, n + 3, n, Plain(a.Data(), n + 3), Plain(b.Data(), n), c.Data(), n});
+        });
+    }
+}
+
+TEST_F(KernelForms, AgreeOnRows) {
+    for (const int n : kSizes) {
+        const TestMatrix a = RandomSymmetric(n, 1), t = RandomMatrix(1, n, 2);
+        const TestMatrix y = RandomMatrix(1, n, 3);
+        ExpectTheSame(TestMatrix(1, 1), Rounding(n), [&](const Kernels& form, TestMatrix& d) {
+            d(0, 0) = form.Dot(n, t.Data(), y.Data());
+        });
+        ExpectTheSame(y, Rounding(n), [&](const Kernels& form, TestMatrix& v) {
+            form.DotRows(n, n, a.Data(), n, t.Data(), v.Data());
+        });
+        ExpectTheSame(y, Rounding(n), [&](const Kernels& form, TestMatrix& v) {
+            form.AddRows(n, n, a.Data(), n, t.Data(), v.Data());
+        });
+        ExpectTheSame(y, Rounding(n), [&](const Kernels& form, TestMatrix& v) {
+            form.AddSymmetricRows(n, 0, n, a.Data(), n, t.Data(), v.Data());
+        });
+        ExpectTheSame(y, Rounding(1), [&](const Kernels& form, TestMatrix& v) {
+            TestMatrix x = t;
+            form.Rotate(n, 0.8, -0.6, x.Data(), v.Data());
+        });
+    }
+}
+
+TEST_F(KernelForms, AgreeOnExponentials) {
+    TestMatrix r = RandomMatrix(1, 1000, 1);
+    for (double& x : r.v) x = 200.0 * (x + 1.0);
+    ExpectTheSame(TestMatrix(1, 1000), 1e-15, [&](const Kernels& form, TestMatrix& v) {
+        form.FillDecay(1000, 1.9, r.Data(), v.Data());
+    });
+}
+
+TEST(SymmetricRows, AddUpToTheProductWithAVectorHoweverTheyAreCut) {
+    for (const int n : kSizes) {
+        const TestMatrix a = RandomSymmetric(n, 1), t = RandomMatrix(n, 1, 2);
+        TestMatrix upper = a, p(n, 1);
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j < i; ++j) upper(i, j) = std::nan("");
+        const int nCut = n / 3;
+        kernels->AddSymmetricRows(n, 0, nCut, upper.Data(), n, t.Data(), p.Data());
+        kernels->AddSymmetricRows(n, nCut, n, upper.Data(), n, t.Data(), p.Data());
+        EXPECT_LE(LargestDifference(p, NaiveProduct(a, t)), Rounding(n)) << n;
+    }
+}
+
+/// (ij|kl) of the block, for any order of i, j and of k, l.
+double Element(const TestMatrix& w, int i, int j, int k, int l) {
+    const auto Index = [](int a, int b) {
+        return std::max(a, b) * (std::max(a, b) + 1) / 2 + std::min(a, b);
+    };
+    return w(Index(i, j), Index(k, l));
+}
+
+class PairBlocks : public testing::TestWithParam<std::tuple<int, int>> {};
+
+TEST_P(PairBlocks, AddThePotentialsAndTheExchangeOfTheDefinition) {
+    const auto [nA, nB] = GetParam();
+    const int nRows = PairProducts(nA), nColumns = PairProducts(nB), nStep = 11;
+    const TestMatrix w = RandomMatrix(nRows, nColumns, 1), q = RandomMatrix(nA, nStep, 2);
+    const TestMatrix a = RandomMatrix(1, nRows, 3), b = RandomMatrix(1, nColumns, 4);
+    TestMatrix f(nA, nStep, 1.0), va(1, nRows, 2.0), vb(1, nColumns, 3.0);
+    AddPairBlock(
+        {nA, nB, w.Data(), nStep, q.Data(), f.Data(), a.Data(), b.Data(), va.Data(), vb.Data()});
+    TestMatrix wantedF(nA, nStep, 1.0), wantedA(1, nRows, 2.0), wantedB(1, nColumns, 3.0);
+    for (int m = 0; m < nRows; ++m)
+        for (int n = 0; n < nColumns; ++n) {
+            wantedA(0, m) += w(m, n) * b(0, n);
+            wantedB(0, n) += w(m, n) * a(0, m);
+        }
+    for (int i = 0; i < nA; ++i)
+        for (int j = 0; j < nA; ++j)
+            for (int k = 0; k < nB; ++k)
+                for (int l = 0; l < nB; ++l) wantedF(i, k) -= Element(w, i, j, k, l) * q(j, l);
+    EXPECT_LE(LargestDifference(f, wantedF), 1e-13);
+    EXPECT_LE(LargestDifference(va, wantedA), 1e-13);
+    EXPECT_LE(LargestDifference(vb, wantedB), 1e-13);
+}
+INSTANTIATE_TEST_SUITE_P(Sizes, PairBlocks,
+                         testing::Combine(testing::Values(1, 4, 9), testing::Values(1, 4, 9)));
+
+}  // namespace
+}  // namespace qsolve
