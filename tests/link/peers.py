@@ -316,5 +316,12 @@ def starter(make):
 
 
 def copy_program(folder: Path, name: str = "qsolve", source: Path = PROGRAM) -> Path:
-    """A copy of the program that stands alone, without its twin for modern processors."""
+    """A copy of the program in another place."""
     return Path(shutil.copy(source, folder / name))
+
+
+def kernel_forms(program: Path = PROGRAM) -> list[str]:
+    """The forms of the kernels that the program can run here, as it names them."""
+    said = subprocess.run([program, "--version"], capture_output=True, text=True, check=True).stdout
+    line = next(line for line in said.splitlines() if line.startswith("kernels:"))
+    return line[line.index("(of ") + 4:line.index(")")].split()

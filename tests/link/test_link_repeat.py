@@ -3,14 +3,12 @@
 import random
 
 import pytest
-from peers import PROGRAM, copy_program
-from sessions import (ETHANE_PART, KEYS, Step, again, calculation, connect, first, options, ready,
+from sessions import (ETHANE_PART, KEYS, Step, again, calculation, first, options, ready,
                       restraint_steps, tables)
 
 from orbitrax.link import wire
 from orbitrax.molecules.molecule import Molecule
 
-TWIN = PROGRAM.with_name(PROGRAM.name + "-v3")
 HYDROGEN = Molecule([1, 1], [[0.0, 0.0, 0.0], [0.75, 0.0, 0.0]], masses=[1.008, 1.008])
 
 
@@ -60,14 +58,6 @@ def run(peer, steps: list[Step]) -> list:
     return again(peer, steps, whole=False).packets
 
 
-def before_numbers(packets: list) -> int:
-    """How many packets come before the first that a computed number could stand in: the second
-    status line, or a block of data."""
-    status = [i for i, packet in enumerate(packets) if packet.kind == wire.STATUS_LINE]
-    data = [i for i, packet in enumerate(packets) if packet.kind == wire.DATA]
-    return min([*status[1:2], *data[:1], len(packets)])
-
-
 @pytest.mark.parametrize("method", KEYS)
 def test_a_job_is_answered_by_the_same_packets_whatever_came_before(start, method):
     good = sessions(method)["good"]
@@ -110,35 +100,3 @@ def test_hundreds_of_sessions_leave_nothing_behind(start):
     kept = peer.kept_by_system() - kept
     assert peer.memory() - memory <= 1024 + kept  # KiB
     assert peer.descriptors() == descriptors
-
-
-@pytest.mark.skipif(not TWIN.is_file(), reason="there is no build for modern processors")
-@pytest.mark.parametrize("method", KEYS)
-def test_the_portable_and_the_modern_program_say_the_same(start_socket, tmp_path, method):
-    portable = start_socket(program=copy_program(tmp_path))
-    modern = start_socket(program=TWIN)
-    for peer in (portable, modern):
-        ready(peer, method)
-    for name, steps in sessions(method).items():
-        said, modern_said = run(portable, steps), run(modern, steps)
-        # Energies agree to what they are computed to, and not to the last bit; all that is said
-        # before them is the same.
-        until = before_numbers(said)
-        assert modern_said[:until] == said[:until], name
-
-
-@pytest.mark.skipif(not TWIN.is_file(), reason="there is no build for modern processors")
-def test_the_program_becomes_its_twin_on_a_modern_processor(start_socket, tmp_path):
-    flags = set()
-    with open("/proc/cpuinfo", encoding="ascii", errors="replace") as file:
-        for line in file:
-            if line.startswith("flags"):
-                flags = set(line.split())
-                break
-    modern = {"avx2", "fma", "bmi1", "bmi2"} <= flags
-    alone = start_socket(program=copy_program(tmp_path))
-    usual = start_socket(program=PROGRAM)
-    for peer in (alone, usual):
-        assert connect(peer) == 1
-    assert alone.program_file().name == "qsolve"
-    assert usual.program_file() == (TWIN if modern else PROGRAM)

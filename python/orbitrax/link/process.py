@@ -25,7 +25,6 @@ PATIENCE = 1.0  # seconds a process is given to end by itself, and again after S
 SHORT_PATIENCE = 0.25  # the same for one whose session was given up
 _OUTPUT_KEPT = 2000  # last bytes of a dead process's own output that an error repeats
 _LOOK_AGAIN = 0.002  # seconds, where the system cannot wait for a process with a limit
-_V3_FLAGS = {b"avx2", b"fma", b"bmi1", b"bmi2", b"f16c", b"movbe", b"abm"}
 
 _alive: set[Process] = set()  # what `atexit` ends
 
@@ -34,33 +33,18 @@ _alive: set[Process] = set()  # what `atexit` ends
 
 
 def find_backend(program: str | os.PathLike[str] | None = None) -> str:
-    """The backend program: the one named, else ORBITRAX_QSOLVE, else the one of the package, in its
-    form for modern processors where there is one and this processor is."""
+    """The backend program: the one named, else ORBITRAX_QSOLVE, else the one of the package."""
     told = program or os.environ.get("ORBITRAX_QSOLVE")
     if told:
         path = os.fspath(told)
         if not os.path.isfile(path) or not os.access(path, os.X_OK):
             raise BackendNotFound(f"{path} is not a program that can be started")
         return path
-    modern = package_path("programs", "qsolve-v3")
-    if os.path.isfile(modern) and _modern_processor():
-        return modern
     path = package_path("programs", "qsolve")
     if not os.path.isfile(path):
         raise BackendNotFound(f"the backend {os.path.realpath(path)} has not been built yet; run "
                               "./setup, or name another one with --backend or ORBITRAX_QSOLVE")
     return path
-
-
-def _modern_processor() -> bool:
-    try:
-        with open("/proc/cpuinfo", "rb") as file:
-            for line in file:
-                if line.startswith(b"flags"):
-                    return _V3_FLAGS <= set(line.split())
-    except OSError:
-        pass
-    return False
 
 
 # ---- the process --------------------------------------------------------------------------------
