@@ -3,11 +3,66 @@
 #include <algorithm>
 
 #include "numeric/kernels.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
 
 namespace qsolve {
+namespace {
+
+/// Operations below which a product is no work for several threads.
+constexpr double kWorthThreads = 1e7;
+constexpr int kTasksOfThread = 3;  ///< so that a thread that is held up holds up little
+constexpr int kFewestRows = 48, kFewestColumns = 96;
+
+double Operations(const Product& product) {
+    const double d = 2.0 * product.nRows * product.nInner * product.nColumns;
+    return product.triangle == Triangle::kWhole ? d : d / 2.0;
+}
+
+/// The part of a product with rows nRow .. nRowEnd - 1 and columns nColumn .. nColumnEnd - 1.
+Product PartOf(const Product& product, int nRow, int nRowEnd, int nColumn, int nColumnEnd) {
+    Product part = product;
+    part.nRows = nRowEnd - nRow;
+    part.nColumns = nColumnEnd - nColumn;
+    part.a.pData += nRow * product.a.nRowStep;
+    part.b.pData += nColumn * product.b.nColumnStep;
+    part.pC = Row(product.pC, product.nStepC, nRow) + nColumn;
+    return part;
+}
+
+/// A strip of rows: of a triangle, the square on the diagonal and the rectangle beside it.
+void AddRowsOf(const Product& product, int nRow, int nRowEnd) {
+    const int nColumns = product.nColumns;
+    if (product.triangle == Triangle::kWhole)
+        return kernels->AddProduct(PartOf(product, nRow, nRowEnd, 0, nColumns));
+    const int nFrom = std::min(nRow, nColumns), nTo = std::min(nRowEnd, nColumns);
+    kernels->AddProduct(PartOf(product, nRow, nRowEnd, nFrom, nTo));
+    const bool fLower = product.triangle == Triangle::kLower;
+    Product rest = PartOf(product, nRow, nRowEnd, fLower ? 0 : nTo, fLower ? nFrom : nColumns);
+    rest.triangle = Triangle::kWhole;
+    kernels->AddProduct(rest);
+}
+
+}  // namespace
+
 void AddProduct(const Product& product) {
-    kernels->AddProduct(product);
+    const int nThreads = Operations(product) < kWorthThreads ? 1 : Threads();
+    const bool fByColumns = product.triangle == Triangle::kWhole &&
+                            product.nRows < kFewestRows * nThreads &&
+                            product.nRows < product.nColumns;
+    const int nLength = fByColumns ? product.nColumns : product.nRows;
+    const int nMost = nLength / (fByColumns ? kFewestColumns : kFewestRows);
+    const int nTasks = std::min(nThreads > 1 ? kTasksOfThread * nThreads : 1, nMost);
+    if (nTasks < 2) return kernels->AddProduct(product);
+    const auto From = [nLength, nTasks](int i) {
+        return static_cast<int>(static_cast<long long>(nLength) * i / nTasks);
+    };
+    ForEachTask(nTasks, [&](int i) {
+        if (fByColumns)
+            kernels->AddProduct(PartOf(product, 0, product.nRows, From(i), From(i + 1)));
+        else
+            AddRowsOf(product, From(i), From(i + 1));
+    });
 }
 
 void Multiply(int nRows, int nInner, int nColumns, const double* mA, const double* mB, double* mC) {

@@ -39,7 +39,8 @@ struct Product {
 };
 
 /// Adds a product to a matrix, blocked for the caches and with a tile of C in registers. Works on
-/// about 750 kB of stack. The result does not depend on addresses: equal input, equal bits.
+/// about 750 kB of stack, and on all threads where that pays. The result depends on neither their
+/// number nor on addresses: equal input, equal bits.
 void AddProduct(const Product& product);
 
 /// C = A B. mA is nRows x nInner, mB nInner x nColumns, mC nRows x nColumns and neither of the two.

@@ -1,6 +1,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/socket.h>
@@ -13,6 +14,7 @@
 #include "link/conversation.h"
 #include "link/state.h"
 #include "link/transport.h"
+#include "numeric/pool.h"
 #include "platform/platform.h"
 #include "platform/posix_frames.h"
 #include "platform/posix_listener.h"
@@ -186,6 +188,7 @@ bool PollSockets(int nMilliseconds) {
 bool StartPlatform(MessageHandler pHandler) {
     transport.pHandler = pHandler;
     CatchSignals();
+    pthread_atfork(nullptr, nullptr, ForgetThreads);  // threads do not follow into a child
     if (IsSocket(STDIN_FILENO)) {
         transport.nClient = STDIN_FILENO;
         return true;
