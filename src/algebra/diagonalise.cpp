@@ -7,6 +7,7 @@
 
 #include "algebra/state.h"
 #include "link/link.h"
+#include "numeric/divide.h"
 #include "numeric/householder.h"
 #include "numeric/inverse_iteration.h"
 #include "numeric/rank_update.h"
@@ -32,6 +33,9 @@ constexpr double kSeparation = 2e-15;
 /// A vector of which less than this is left, once the vectors before it are taken out, has lost too
 /// many digits and is iterated again.
 constexpr double kLeast = 0.1;
+
+/// Orders from this on are solved by divide and conquer.
+constexpr int kSmallestDivided = 96;
 
 constexpr int kMostPasses = 5;
 constexpr double kGrown = 1.0;  ///< growth from a length of 1e-5 that tells a vector has converged
@@ -128,11 +132,15 @@ void IterateAgain(const Vectors& v, int t, double* x) {
     TakeLane(v, t, x);
 }
 
+double ClusterWindow(double dNorm) {
+    return std::max(kCluster, kRelativeCluster * dNorm);
+}
+
 /// Makes vector k, lane t, orthogonal to those of its cluster and of unit length. Where little is
 /// left of it, rounding has been raised: the rest is a start vector for another pass.
 void Orthogonalise(Vectors& v, int k, int t) {
     double* x = Row(v.mVectors, v.n, k);
-    const double dWindow = std::max(kCluster, kRelativeCluster * v.dNorm);
+    const double dWindow = ClusterWindow(v.dNorm);
     int j = v.nCluster;
     while (j < k && !(std::abs(v.vValues[j] - v.vValues[k]) < dWindow)) ++j;
     v.nCluster = j;
@@ -152,10 +160,25 @@ void Orthogonalise(Vectors& v, int k, int t) {
     Normalise(v.n, x);
 }
 
-/// All eigenvectors of T, in order.
-void FindVectors(Vectors& v) {
-    for (int k = 0; k < v.n; k += kLanes) {
-        const int nLanes = std::min(kLanes, v.n - k);
+/// Takes what runs through all vectors past the first nFirst of them.
+void SkipVectors(Vectors& v, int nFirst) {
+    double shifts[kLanes];
+    for (int k = 0; k < nFirst; ++k) {
+        FillStart(v, 1);
+        FillShifts(v, k, 1, shifts);
+    }
+    v.nCluster = nFirst;
+}
+
+/// Eigenvectors nFirst .. nEnd - 1 of T, in order; before them those of the same cluster, which
+/// they are to be orthogonal to.
+void FindVectors(Vectors& v, int nFirst, int nEnd) {
+    const double dWindow = ClusterWindow(v.dNorm);
+    if (nFirst >= nEnd) return;
+    while (nFirst > 0 && std::abs(v.vValues[nFirst - 1] - v.vValues[nFirst]) < dWindow) --nFirst;
+    SkipVectors(v, nFirst);
+    for (int k = nFirst; k < nEnd; k += kLanes) {
+        const int nLanes = std::min(kLanes, nEnd - k);
         IterateLanes(v, k, nLanes);
         for (int t = 0; t < nLanes; ++t) {
             Orthogonalise(v, k + t, t);
@@ -164,10 +187,87 @@ void FindVectors(Vectors& v) {
     }
 }
 
-/// Doubles of work space: T and h, then the factors of the lanes or what the transformation needs.
+/// T and what solving it works on, in algebra.vEigenWork.
+struct Problem {
+    int n, nFirst, nEnd;
+    double* mVectors;
+    double* vValues;
+    double *vDiagonal, *vOff, *vScale;  ///< T, and the scales of its reflectors
+    double* vRest;                      ///< WorkSize(n) less 3 n
+};
+
+bool IsLarge(int n) {
+    return n >= kSmallestDivided;
+}
+
+/// Doubles of work space: T and h, and then in turn what solves T and what transforms back.
 std::size_t WorkSize(int n) {
     const auto nOrder = static_cast<std::size_t>(n);
-    return 4 * nOrder + std::max(5 * kLanes * nOrder, static_cast<std::size_t>(TransformWork(n)));
+    const std::size_t nSolve =
+        IsLarge(n) ? 2 * nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
+                   : (1 + 5 * kLanes) * nOrder;
+    return 3 * nOrder + std::max(nSolve, static_cast<std::size_t>(TransformWork(n)));
+}
+
+/// QR iteration and inverse iteration.
+void SolveByIteration(Problem& problem, double dNorm) {
+    const int n = problem.n;
+    double *vOffCopy = problem.vRest, *vLanes = vOffCopy + n;
+    std::copy_n(problem.vDiagonal, n, problem.vValues);
+    std::copy_n(problem.vOff, n, vOffCopy);
+    if (dNorm >= kSmallestNorm)
+        TridiagonalEigenvalues(n, kRounding * dNorm, problem.vValues, vOffCopy);
+    WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
+    const std::ptrdiff_t nLanes = static_cast<std::ptrdiff_t>(n) * kLanes;
+    const LaneFactors factors{n, vLanes, vLanes + nLanes, vLanes + 2 * nLanes, vLanes + 3 * nLanes};
+    Vectors vectors{n,     problem.vDiagonal, problem.vOff,        problem.vValues,
+                    dNorm, factors,           vLanes + 4 * nLanes, problem.mVectors};
+    FindVectors(vectors, problem.nFirst, problem.nEnd);
+}
+
+/// Gives vector k the sign that its product with a fixed sequence of positive numbers has.
+void FixSign(int n, int k, double* x) {
+    constexpr double kGolden = 0.6180339887498949;
+    double dSeed = kGolden * (static_cast<double>(k) + 1.0), dSum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        dSeed += kGolden;
+        dSeed -= std::floor(dSeed);
+        dSum += dSeed * x[i];
+    }
+    if (dSum < 0.0)
+        for (int i = 0; i < n; ++i) x[i] = -x[i];
+}
+
+/// Divide and conquer, on T over a power of two that brings its norm near 1.
+void SolveByDivision(Problem& problem, double dNorm) {
+    const int n = problem.n;
+    const std::ptrdiff_t nSquare = static_cast<std::ptrdiff_t>(n) * n;
+    const double dScale = std::ldexp(1.0, -std::ilogb(dNorm));
+    double* vOff = problem.vRest;
+    for (int i = 0; i < n; ++i) {
+        problem.vValues[i] = dScale * problem.vDiagonal[i];
+        vOff[i] = dScale * problem.vOff[i];
+    }
+    if (algebra.vEigenIndex.Size() < static_cast<std::size_t>(DivideIndices(n)))
+        algebra.vEigenIndex.Take(static_cast<std::size_t>(DivideIndices(n)), kWork);
+    const Divide divide{n,
+                        problem.nFirst,
+                        problem.nEnd,
+                        problem.vValues,
+                        vOff,
+                        problem.mVectors,
+                        vOff + n,
+                        vOff + n + nSquare,
+                        vOff + n + 2 * nSquare,
+                        algebra.vEigenIndex.Data()};
+    SolveLeaves(divide);
+    for (int nLevel = LevelsOfParts(n) - 1; nLevel >= 0; --nLevel) {
+        Yield(static_cast<std::size_t>(n) * kPanel);
+        MergeParts(divide, nLevel);
+    }
+    WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
+    for (int i = 0; i < n; ++i) problem.vValues[i] /= dScale;
+    for (int k = problem.nFirst; k < problem.nEnd; ++k) FixSign(n, k, Row(problem.mVectors, n, k));
 }
 
 /// T of the matrix; leaves the reflectors.
@@ -192,6 +292,11 @@ void Reduce(const Reduction& reduction) {
 }  // namespace
 
 void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
+    DiagonaliseRange(n, 0, n, mMatrix, mVectors, vValues);
+}
+
+void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
+                      double* vValues) {
     if (n <= 1) {
         if (n == 1) {
             vValues[0] = mMatrix[0];
@@ -200,23 +305,21 @@ void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
         return;
     }
     if (algebra.vEigenWork.Size() < WorkSize(n)) algebra.vEigenWork.Take(WorkSize(n), kWork);
-    double *vDiagonal = algebra.vEigenWork.Data(), *vOff = vDiagonal + n, *vScale = vOff + n;
-    double *vOffCopy = vScale + n, *vRest = vOffCopy + n;
-    const Reduction reduction{n, mMatrix, mVectors, vDiagonal, vOff, vScale};
+    double* v = algebra.vEigenWork.Data();
+    Problem problem{n, nFirst, nEnd, mVectors, vValues, v, v + n, v + 2 * n, v + 3 * n};
+    const Reduction reduction{
+        n, mMatrix, mVectors, problem.vDiagonal, problem.vOff, problem.vScale};
     Reduce(reduction);
-
-    const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
-    std::copy_n(vDiagonal, n, vValues);
-    std::copy_n(vOff, n, vOffCopy);
-    if (dNorm >= kSmallestNorm) TridiagonalEigenvalues(n, kRounding * dNorm, vValues, vOffCopy);
-
-    const std::ptrdiff_t nLanes = static_cast<std::ptrdiff_t>(n) * kLanes;
-    const LaneFactors factors{n, vRest, vRest + nLanes, vRest + 2 * nLanes, vRest + 3 * nLanes};
-    Vectors vectors{n, vDiagonal, vOff, vValues, dNorm, factors, vRest + 4 * nLanes, mVectors};
-    FindVectors(vectors);
-    if (n == 2) return;
+    const double dNorm = TridiagonalNorm(n, problem.vDiagonal, problem.vOff);
+    if (IsLarge(n) && dNorm >= kSmallestNorm && std::isfinite(dNorm))
+        SolveByDivision(problem, dNorm);
+    else
+        SolveByIteration(problem, dNorm);
+    const int nWanted = problem.nEnd - problem.nFirst;
+    if (n == 2 || nWanted <= 0) return;
     for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel) {
-        TransformBack(reduction, c, std::min(c + kPanel, n - 2), n, mVectors, vRest);
+        TransformBack(reduction, c, std::min(c + kPanel, n - 2), nWanted,
+                      Row(mVectors, n, problem.nFirst), problem.vRest);
         Yield(static_cast<std::size_t>(n) * kPanel);
     }
 }

@@ -3,15 +3,22 @@
 namespace qsolve {
 
 /// Eigenvalues and eigenvectors of a real symmetric matrix of any order: Householder reduction to a
-/// tridiagonal matrix T, QR iteration for its eigenvalues, inverse iteration for its vectors, and
-/// these transformed back. Not-a-numbers and infinities go through and come out; nothing fails but
-/// the allocation, and equal input gives equal output, bit for bit.
+/// tridiagonal matrix T, its eigenvalues and vectors, and these transformed back. T is solved by
+/// divide and conquer where it is large, else by QR iteration for its eigenvalues and inverse
+/// iteration for its vectors. Not-a-numbers and infinities go through and come out; nothing fails
+/// but the allocation, and equal input gives equal output, bit for bit, on any number of threads.
 ///
 /// mMatrix, n x n: only the lower triangle is read; destroyed. mVectors, n x n: eigenvector k, of
-/// unit length, is row k; its sign follows from the fixed sequence of start vectors. vValues, n:
+/// unit length, is row k; its sign follows from a fixed sequence of numbers. vValues, n:
 /// the eigenvalues, ascending. Works in algebra.vEigenWork, which it takes anew where that is too
 /// short. Yields.
 void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues);
+
+/// The same with the vectors nFirst .. nEnd - 1 alone, and those of eigenvalues that equal the
+/// first or the last of them to the last digit. The other rows of mVectors are left with no
+/// meaning.
+void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
+                      double* vValues);
 
 /// Orders n energies upwards by exchanging pairs, and with them the rows of mVectors, n x nStep.
 void SortVectors(int n, double* mVectors, double* vEnergy, int nStep);

@@ -40,6 +40,19 @@ struct Kernels {
     void (*FillDecay)(int n, double dZeta, const double* vR, double* vDecay);
     /// As in numeric/pair_block.h.
     void (*AddPairBlock)(const PairBlock& pair);
+
+    // With x = dOrigin + dShift, and d_i the n poles; a difference d_i - x is taken as
+    // (d_i - dOrigin) - dShift, so that it keeps its digits next to the origin.
+
+    /// Sum = sum_i w_i / (d_i - x), and its slope, sum_i w_i / (d_i - x)^2.
+    void (*SumPoles)(int n, const double* vPoles, const double* vWeights, double dOrigin,
+                     double dShift, double* pSum, double* pSlope);
+    /// v_i *= (d_i - x) / (d_i - dPole).
+    void (*MultiplyRatios)(int n, const double* vPoles, double dOrigin, double dShift, double dPole,
+                           double* v);
+    /// v_i = z_i / (d_i - x). Returns the sum of their squares.
+    double (*FillPoles)(int n, const double* vPoles, const double* vZ, double dOrigin,
+                        double dShift, double* v);
 };
 
 /// The form that runs anywhere.

@@ -2,9 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
+
+#include "numeric/kernels.h"
+#include "numeric/row.h"
 
 namespace qsolve {
 namespace {
+
+constexpr double kEpsilon = std::numeric_limits<double>::epsilon() / 2.0;
 
 /// The eigenvalue of the block of rows m - 1 and m that is nearer to the last element.
 double Shift(const double* d, const double* vOff, int m) {
@@ -33,6 +40,45 @@ void QrStep(double* d, double* vOff, int l, int m) {
     d[m] = d[m] * c + dShift;
 }
 
+/// One step on the rows l .. m, with the eigenvalue of the first 2 x 2 block as shift.
+void QlStep(int n, int l, int m, double* d, double* e, double* mVectors, int nStep) {
+    const double p = (d[l + 1] - d[l]) / (2.0 * e[l]), dRoot = std::sqrt(p * p + 1.0);
+    double g = d[m] - d[l] + e[l] / (p + std::copysign(dRoot, p));
+    double s = 1.0, c = 1.0, dMoved = 0.0;
+    int i = m - 1;
+    for (; i >= l; --i) {
+        const double f = s * e[i], b = c * e[i], r = std::sqrt(f * f + g * g);
+        e[i + 1] = r;
+        if (r == 0.0) break;  // the matrix falls apart here
+        s = f / r;
+        c = g / r;
+        g = d[i + 1] - dMoved;
+        const double t = (d[i] - g) * s + 2.0 * c * b;
+        dMoved = s * t;
+        d[i + 1] = g + dMoved;
+        g = c * t - b;
+        kernels->Rotate(n, c, s, Row(mVectors, nStep, i + 1), Row(mVectors, nStep, i));
+    }
+    if (i >= l) {
+        d[i + 1] -= dMoved;
+    } else {
+        d[l] -= dMoved;
+        e[l] = g;
+    }
+    e[m] = 0.0;
+}
+
+/// Brings the vectors into the order of their values.
+void SortVectors(int n, double* d, double* mVectors, int nStep) {
+    for (int i = 0; i + 1 < n; ++i) {
+        const int k = static_cast<int>(std::min_element(d + i, d + n) - d);
+        if (k == i) continue;
+        std::swap(d[i], d[k]);
+        double* x = Row(mVectors, nStep, i);
+        std::swap_ranges(x, x + n, Row(mVectors, nStep, k));
+    }
+}
+
 }  // namespace
 
 double TridiagonalNorm(int n, const double* vDiagonal, const double* vOff) {
@@ -58,6 +104,25 @@ int TridiagonalEigenvalues(int n, double dNegligible, double* vValues, double* v
     }
     SortValues(n, vValues);
     return nSteps;
+}
+
+void TridiagonalVectors(int n, double* vValues, double* vOff, double* mVectors, int nStep) {
+    const double dNegligible = kEpsilon * TridiagonalNorm(n, vValues, vOff);
+    for (int l = 0; l < n; ++l) {
+        for (int nSteps = 0; nSteps < kMostSteps; ++nSteps) {
+            int m = l;
+            while (m + 1 < n && std::abs(vOff[m]) > dNegligible) ++m;
+            if (m == l) break;
+            QlStep(n, l, m, vValues, vOff, mVectors, nStep);
+        }
+    }
+    SortVectors(n, vValues, mVectors, nStep);
+}
+
+void WidenRange(int n, const double* vValues, int& nFirst, int& nEnd) {
+    if (nFirst >= nEnd) return;
+    while (nFirst > 0 && vValues[nFirst - 1] == vValues[nFirst]) --nFirst;
+    while (nEnd < n && vValues[nEnd] == vValues[nEnd - 1]) ++nEnd;
 }
 
 void SortValues(int n, double* vValues) {

@@ -26,5 +26,11 @@ void SolveForward(const LaneFactors& factors, double* vX);
 void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest);
 void FillDecay(int n, double dZeta, const double* vR, double* vDecay);
 void AddPairBlock(const PairBlock& pair);
+void SumPoles(int n, const double* vPoles, const double* vWeights, double dOrigin, double dShift,
+              double* pSum, double* pSlope);
+void MultiplyRatios(int n, const double* vPoles, double dOrigin, double dShift, double dPole,
+                    double* __restrict v);
+double FillPoles(int n, const double* vPoles, const double* vZ, double dOrigin, double dShift,
+                 double* __restrict v);
 
 }  // namespace qsolve::QSOLVE_FORM

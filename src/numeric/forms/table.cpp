@@ -20,6 +20,9 @@ const Kernels kKernels = {
     .SolveBackward = SolveBackward,
     .FillDecay = FillDecay,
     .AddPairBlock = AddPairBlock,
+    .SumPoles = SumPoles,
+    .MultiplyRatios = MultiplyRatios,
+    .FillPoles = FillPoles,
 };
 
 }  // namespace qsolve::QSOLVE_FORM

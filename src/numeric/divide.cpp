@@ -1,0 +1,76 @@
+#include "numeric/divide.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "numeric/kernels.h"
+#include "numeric/merge.h"
+#include "numeric/pool.h"
+#include "numeric/row.h"
+#include "numeric/tridiagonal.h"
+
+namespace qsolve {
+namespace {
+
+constexpr int kLargestLeaf = 32;
+
+/// First row of part i of a level.
+int FirstOf(int n, int nLevel, int i) {
+    return static_cast<int>((static_cast<long long>(n) * i) >> nLevel);
+}
+
+/// Takes the elements that join leaves out of T: |e| from the diagonal at both sides.
+void Tear(const Divide& divide) {
+    const int nLevels = LevelsOfParts(divide.n);
+    for (int i = 1; i < 1 << nLevels; ++i) {
+        const int nCut = FirstOf(divide.n, nLevels, i);
+        const double dOff = std::abs(divide.vOff[nCut - 1]);
+        divide.vValues[nCut - 1] -= dOff;
+        divide.vValues[nCut] -= dOff;
+    }
+}
+
+/// Eigenvalues and vectors of the rows nFrom .. nTo - 1, sorted.
+void SolveLeaf(const Divide& divide, int nFrom, int nTo) {
+    const int n = divide.n, nOrder = nTo - nFrom;
+    double* d = divide.vValues + nFrom;
+    double* e = divide.vWork + nFrom;
+    std::copy_n(divide.vOff + nFrom, nOrder, e);
+    e[nOrder - 1] = 0.0;
+    for (int i = nFrom; i < nTo; ++i) {
+        std::fill_n(Row(divide.mVectors, n, i), n, 0.0);
+        Row(divide.mVectors, n, i)[i] = 1.0;
+    }
+    TridiagonalVectors(nOrder, d, e, Row(divide.mVectors, n, nFrom) + nFrom, n);
+}
+
+}  // namespace
+
+int LevelsOfParts(int n) {
+    int nLevels = 0;
+    while ((n - 1) >> nLevels >= kLargestLeaf) ++nLevels;
+    return nLevels;
+}
+
+void SolveLeaves(const Divide& divide) {
+    Tear(divide);
+    const int nLevels = LevelsOfParts(divide.n);
+    ForEachTask(1 << nLevels, [&](int i) {
+        SolveLeaf(divide, FirstOf(divide.n, nLevels, i), FirstOf(divide.n, nLevels, i + 1));
+    });
+}
+
+void MergeParts(const Divide& divide, int nLevel) {
+    const auto MergePart = [&](int i) {
+        const int nFrom = FirstOf(divide.n, nLevel, i), nTo = FirstOf(divide.n, nLevel, i + 1);
+        MergePair(divide, nFrom, FirstOf(divide.n, nLevel + 1, 2 * i + 1), nTo);
+    };
+    // Few parts are large: they are merged one by one, each by all threads.
+    if (1 << nLevel >= 2 * Threads())
+        ForEachTask(1 << nLevel, MergePart);
+    else
+        for (int i = 0; i < 1 << nLevel; ++i) MergePart(i);
+}
+
+}  // namespace qsolve
