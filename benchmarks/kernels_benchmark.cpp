@@ -148,18 +148,20 @@ void TraceOfProduct(benchmark::State& state) {
 
 /// The arrays of a reduction.
 struct Parts {
-    TestMatrix a, panel, diagonal, off, scale;
+    TestMatrix matrix, a, panel, diagonal, off, scale;
     Reduction reduction;
     explicit Parts(int n)
-        : a(RandomSymmetric(n, 1)),
-          panel(n, n),
+        : matrix(RandomSymmetric(n, 1)),
+          a(Padded(n), ReductionStep(n)),
+          panel(kPanelRows, ReductionStep(n)),
           diagonal(1, n),
           off(1, n),
           scale(1, n),
           reduction{n, a.Data(), panel.Data(), diagonal.Data(), off.Data(), scale.Data()} {}
     Parts(const Parts&) = delete;
     void Reduce() {
-        for (int c = 0; c < a.nRows - 2;) c = ReducePanel(reduction, c);
+        LoadMatrix(reduction, matrix.Data());
+        for (int c = 0; c < matrix.nRows - 2;) c = ReducePanel(reduction, c);
         FinishReduction(reduction);
     }
 };
@@ -167,22 +169,18 @@ struct Parts {
 void HouseholderReduction(benchmark::State& state) {
     const int n = Order(state);
     Parts parts(n);
-    const TestMatrix a = parts.a;
-    for (auto _ : state) {
-        std::memcpy(parts.a.Data(), a.Data(), a.v.size() * sizeof(double));
-        parts.Reduce();
-    }
+    for (auto _ : state) parts.Reduce();
     Report(state, 4.0 / 3.0 * Cube(n));
 }
 
 void BackTransformation(benchmark::State& state) {
-    const int n = Order(state);
+    const int n = Order(state), nBlock = BlockOf(n);
     Parts parts(n);
     parts.Reduce();
-    TestMatrix vectors = RandomMatrix(n, n, 2), work(1, static_cast<int>(TransformWork(n)));
+    TestMatrix vectors = RandomMatrix(n, n, 2), work(1, static_cast<int>(TransformWork(n, n)));
     for (auto _ : state)
-        for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel)
-            TransformBack(parts.reduction, c, std::min(c + kPanel, n - 2), n, vectors.Data(),
+        for (int c = (n - 3) / nBlock * nBlock; c >= 0; c -= nBlock)
+            TransformBack(parts.reduction, c, std::min(c + nBlock, n - 2), n, vectors.Data(),
                           work.Data());
     Report(state, 2.0 * Cube(n));
 }

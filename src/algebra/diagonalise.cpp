@@ -10,7 +10,6 @@
 #include "numeric/divide.h"
 #include "numeric/householder.h"
 #include "numeric/inverse_iteration.h"
-#include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "numeric/tridiagonal.h"
@@ -35,7 +34,7 @@ constexpr double kSeparation = 2e-15;
 constexpr double kLeast = 0.1;
 
 /// Orders from this on are solved by divide and conquer.
-constexpr int kSmallestDivided = 96;
+constexpr int kSmallestDivided = 33;
 
 constexpr int kMostPasses = 5;
 constexpr double kGrown = 1.0;  ///< growth from a length of 1e-5 that tells a vector has converged
@@ -187,26 +186,29 @@ void FindVectors(Vectors& v, int nFirst, int nEnd) {
     }
 }
 
-/// T and what solving it works on, in algebra.vEigenWork.
+/// T and what solving it works on.
 struct Problem {
-    int n, nFirst, nEnd;
+    int n, nFirst, nEnd;  ///< order, and the vectors that are wanted
+    double* mMatrix;      ///< n x n, free once it is loaded into the reduction
     double* mVectors;
     double* vValues;
-    double *vDiagonal, *vOff, *vScale;  ///< T, and the scales of its reflectors
-    double* vRest;                      ///< WorkSize(n) less 3 n
+    double *vDiagonal, *vOff;  ///< T
+    double* vRest;             ///< work space
 };
 
 bool IsLarge(int n) {
     return n >= kSmallestDivided;
 }
 
-/// Doubles of work space: T and h, and then in turn what solves T and what transforms back.
+/// Doubles of work space: the reduction, T and h, and then in turn what solves T and what
+/// transforms back.
 std::size_t WorkSize(int n) {
     const auto nOrder = static_cast<std::size_t>(n);
     const std::size_t nSolve =
-        IsLarge(n) ? 2 * nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
+        IsLarge(n) ? nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
                    : (1 + 5 * kLanes) * nOrder;
-    return 3 * nOrder + std::max(nSolve, static_cast<std::size_t>(TransformWork(n)));
+    return static_cast<std::size_t>(ReductionSize(n)) + 3 * nOrder +
+           std::max(nSolve, static_cast<std::size_t>(TransformWork(n, n)));
 }
 
 /// QR iteration and inverse iteration.
@@ -225,17 +227,17 @@ void SolveByIteration(Problem& problem, double dNorm) {
     FindVectors(vectors, problem.nFirst, problem.nEnd);
 }
 
-/// Gives vector k the sign that its product with a fixed sequence of positive numbers has.
-void FixSign(int n, int k, double* x) {
+/// Gives the vectors nFirst .. nEnd - 1 the signs that their products with parts of a fixed
+/// sequence of positive numbers have. vSequence is scratch of n + nEnd.
+void FixSigns(int n, int nFirst, int nEnd, double* mVectors, double* vSequence) {
     constexpr double kGolden = 0.6180339887498949;
-    double dSeed = kGolden * (static_cast<double>(k) + 1.0), dSum = 0.0;
-    for (int i = 0; i < n; ++i) {
-        dSeed += kGolden;
-        dSeed -= std::floor(dSeed);
-        dSum += dSeed * x[i];
+    for (int i = 0; i < n + nEnd; ++i)
+        vSequence[i] = kGolden * (i + 1) - std::floor(kGolden * (i + 1));
+    for (int k = nFirst; k < nEnd; ++k) {
+        double* x = Row(mVectors, n, k);
+        if (Dot(n, vSequence + k, x) < 0.0)
+            for (int i = 0; i < n; ++i) x[i] = -x[i];
     }
-    if (dSum < 0.0)
-        for (int i = 0; i < n; ++i) x[i] = -x[i];
 }
 
 /// Divide and conquer, on T over a power of two that brings its norm near 1.
@@ -257,8 +259,8 @@ void SolveByDivision(Problem& problem, double dNorm) {
                         vOff,
                         problem.mVectors,
                         vOff + n,
+                        problem.mMatrix,
                         vOff + n + nSquare,
-                        vOff + n + 2 * nSquare,
                         algebra.vEigenIndex.Data()};
     SolveLeaves(divide);
     for (int nLevel = LevelsOfParts(n) - 1; nLevel >= 0; --nLevel) {
@@ -267,26 +269,35 @@ void SolveByDivision(Problem& problem, double dNorm) {
     }
     WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
     for (int i = 0; i < n; ++i) problem.vValues[i] /= dScale;
-    for (int k = problem.nFirst; k < problem.nEnd; ++k) FixSign(n, k, Row(problem.mVectors, n, k));
+    FixSigns(n, problem.nFirst, problem.nEnd, problem.mVectors, divide.vWork);
 }
 
 /// T of the matrix; leaves the reflectors.
-void Reduce(const Reduction& reduction) {
+void Reduce(const Reduction& reduction, const double* mMatrix) {
     const int n = reduction.n;
     if (n == 2) {
-        const double* a = reduction.mMatrix;
-        reduction.vDiagonal[0] = a[0];
-        reduction.vDiagonal[1] = a[3];
-        reduction.vOff[0] = a[2];
+        reduction.vDiagonal[0] = mMatrix[0];
+        reduction.vDiagonal[1] = mMatrix[3];
+        reduction.vOff[0] = mMatrix[2];
         reduction.vOff[1] = 0.0;
         return;
     }
-    MirrorLower(n, reduction.mMatrix);
+    LoadMatrix(reduction, mMatrix);
     for (int c = 0; c < n - 2;) {
         c = ReducePanel(reduction, c);
         Yield(static_cast<std::size_t>(n) * kPanel);
     }
     FinishReduction(reduction);
+}
+
+/// Vectors of T to vectors of the matrix.
+void TransformVectors(const Reduction& reduction, int nVectors, double* mVectors, double* vWork) {
+    const int n = reduction.n, nBlock = BlockOf(n);
+    if (n == 2 || nVectors <= 0) return;
+    for (int c = (n - 3) / nBlock * nBlock; c >= 0; c -= nBlock) {
+        TransformBack(reduction, c, std::min(c + nBlock, n - 2), nVectors, mVectors, vWork);
+        Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nBlock));
+    }
 }
 
 }  // namespace
@@ -305,23 +316,22 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
         return;
     }
     if (algebra.vEigenWork.Size() < WorkSize(n)) algebra.vEigenWork.Take(WorkSize(n), kWork);
-    double* v = algebra.vEigenWork.Data();
-    Problem problem{n, nFirst, nEnd, mVectors, vValues, v, v + n, v + 2 * n, v + 3 * n};
-    const Reduction reduction{
-        n, mMatrix, mVectors, problem.vDiagonal, problem.vOff, problem.vScale};
-    Reduce(reduction);
-    const double dNorm = TridiagonalNorm(n, problem.vDiagonal, problem.vOff);
+    // What is padded begins where the memory does, at the border of a line of the cache.
+    double* mReduced = algebra.vEigenWork.Data();
+    double* mPanel = Row(mReduced, ReductionStep(n), Padded(n));
+    double* vDiagonal = Row(mPanel, ReductionStep(n), kPanelRows);
+    double *vOff = vDiagonal + n, *vScale = vOff + n, *vRest = vScale + n;
+    const Reduction reduction{n, mReduced, mPanel, vDiagonal, vOff, vScale};
+    Reduce(reduction, mMatrix);
+
+    Problem problem{n, nFirst, nEnd, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
+    const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
     if (IsLarge(n) && dNorm >= kSmallestNorm && std::isfinite(dNorm))
         SolveByDivision(problem, dNorm);
     else
         SolveByIteration(problem, dNorm);
-    const int nWanted = problem.nEnd - problem.nFirst;
-    if (n == 2 || nWanted <= 0) return;
-    for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel) {
-        TransformBack(reduction, c, std::min(c + kPanel, n - 2), nWanted,
-                      Row(mVectors, n, problem.nFirst), problem.vRest);
-        Yield(static_cast<std::size_t>(n) * kPanel);
-    }
+    TransformVectors(reduction, problem.nEnd - problem.nFirst, Row(mVectors, n, problem.nFirst),
+                     vRest);
 }
 
 void SortVectors(int n, double* mVectors, double* vEnergy, int nStep) {

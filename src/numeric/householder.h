@@ -1,5 +1,7 @@
 #pragma once
 
+#include "numeric/kernels.h"
+
 namespace qsolve {
 
 /// Reflectors taken together: the matrix behind a panel is then updated once for all of them.
@@ -13,13 +15,35 @@ constexpr int kPanel = 32;
 /// with a the part of row c right of the diagonal. h below 1e-30 means that there is nothing to
 /// clear. Then T_c,c+1 = -s. G. H. Golub, C. F. Van Loan, Matrix Computations, 8.3.
 struct Reduction {
-    int n;              ///< at least 3
-    double* mMatrix;    ///< n x n; upper triangle in, t of reflector c in row c from c + 1 on out
-    double* mPanel;     ///< scratch, n x n
+    int n;            ///< at least 3
+    double* mMatrix;  ///< Padded(n) x ReductionStep(n), by LoadMatrix; t of reflector c out, in row
+                      ///< c from c + 1 on
+    double* mPanel;     ///< scratch, kPanelRows x ReductionStep(n)
     double* vDiagonal;  ///< of T, n
     double* vOff;       ///< of T, n; the last one is 0
     double* vScale;     ///< h by reflector, n; 0 for one that is not to be applied
 };
+
+/// From one row of the matrix of a reduction to the next: padded, and such that rows do not compete
+/// for the same places in a cache.
+constexpr int ReductionStep(int n) {
+    return Padded(n) + (Padded(n) % 64 == 0 ? kPad : 0);
+}
+
+/// Parts into which a product of the matrix with a vector is cut. Their number follows from the
+/// order alone, and so do the bits of the sum.
+constexpr int kMostParts = 8;
+
+/// Rows of scratch: the panel, and the sums of the parts.
+constexpr int kPanelRows = 2 * kPanel + kMostParts;
+
+/// Doubles of the matrix and the scratch of a reduction.
+constexpr long long ReductionSize(int n) {
+    return static_cast<long long>(Padded(n) + kPanelRows) * ReductionStep(n);
+}
+
+/// Copies a matrix, n x n, of which the lower triangle is read, to the padded one.
+void LoadMatrix(const Reduction& reduction, const double* mLower);
 
 /// Makes the panel of reflectors from number c on and updates the rest of the matrix. Returns the
 /// number of the next one. Start at 0, go on while it is below n - 2, then FinishReduction.
@@ -28,15 +52,20 @@ int ReducePanel(const Reduction& reduction, int c);
 /// Reads off what remains of T after the last panel.
 void FinishReduction(const Reduction& reduction);
 
-/// Doubles of scratch that TransformBack needs.
-constexpr long long TransformWork(int nVectors) {
-    return 2LL * nVectors * kPanel + 2LL * kPanel * kPanel;
+/// Reflectors that are transformed back together, for n of them.
+constexpr int BlockOf(int n) {
+    return n < 400 ? 48 : 96;
 }
 
-/// Applies H_c .. H_(nEnd - 1), at most kPanel reflectors, to the rows of mVectors, nVectors x n,
-/// as x = H_c ... H_(nEnd - 1) z; to be called from the last reflectors to the first. Done as one
-/// product of matrices, I - Y S Y^T. R. Schreiber, C. F. Van Loan, SIAM J. Sci. Stat. Comput. 10,
-/// 53 (1989). vWork has TransformWork(nVectors) doubles. Clears the matrix left of the reflectors.
+/// Doubles of scratch that TransformBack needs.
+constexpr long long TransformWork(int n, int nVectors) {
+    return 2LL * BlockOf(n) * (nVectors + BlockOf(n));
+}
+
+/// Applies H_c .. H_(nEnd - 1), at most BlockOf(n) reflectors, to the rows of mVectors, nVectors x
+/// n, as x = H_c ... H_(nEnd - 1) z; to be called from the last reflectors to the first. Done as
+/// one product of matrices, I - Y S Y^T. R. Schreiber, C. F. Van Loan, SIAM J. Sci. Stat. Comput.
+/// 10, 53 (1989). vWork has TransformWork doubles. Clears the matrix left of the reflectors.
 void TransformBack(const Reduction& reduction, int c, int nEnd, int nVectors, double* mVectors,
                    double* vWork);
 

@@ -4,6 +4,13 @@
 
 namespace qsolve {
 
+/// Doubles in the widest register of any form. What is padded to a multiple of it has no remainder
+/// that would be treated by itself.
+constexpr int kPad = 8;
+constexpr int Padded(int n) {
+    return (n + kPad - 1) / kPad * kPad;
+}
+
 struct LaneFactors;
 struct PairBlock;
 struct Product;
@@ -27,9 +34,10 @@ struct Kernels {
                     double* y);
     /// x := c x + s y, y := c y - s x over n elements.
     void (*Rotate)(int n, double c, double s, double* x, double* y);
-    /// What rows nFirst .. nEnd - 1 of the upper triangle add to p = B t, B symmetric of order n:
-    /// p_i += sum_(j >= i) B_ij t_j, and p_j += B_ij t_i for j > i. Rows are nStep apart.
-    void (*AddSymmetricRows)(int n, int nFirst, int nEnd, const double* pB, int nStep,
+    /// What rows nFirst .. nEnd - 1 add to p = B t, where the symmetric B stands in its upper
+    /// triangle and in whole squares of kPad on the diagonal: p_i += sum_j B_ij t_j from the square
+    /// of row i on, and p_j += B_ij t_i behind it. All three counts are multiples of kPad.
+    void (*AddSymmetricRows)(int nColumns, int nFirst, int nEnd, const double* mB, int nStep,
                              const double* t, double* p);
     /// As in numeric/inverse_iteration.h.
     void (*FactorLanes)(const LaneFactors& factors, const double* vDiagonal, const double* vOff,

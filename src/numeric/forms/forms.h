@@ -18,8 +18,8 @@ void DotRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const 
 void AddRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* w,
              double* __restrict y);
 void Rotate(int n, double c, double s, double* __restrict x, double* __restrict y);
-void AddSymmetricRows(int n, int nFirst, int nEnd, const double* pB, int nStep, const double* t,
-                      double* p);
+void AddSymmetricRows(int nColumns, int nFirst, int nEnd, const double* mB, int nStep,
+                      const double* t, double* p);
 void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
                  const double* vShifts, double dPivot);
 void SolveForward(const LaneFactors& factors, double* vX);

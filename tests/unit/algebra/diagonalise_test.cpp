@@ -11,7 +11,9 @@
 #include <tuple>
 #include <utility>
 
+#include "numeric/pool.h"
 #include "numeric/product.h"
+#include "numeric/trace.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"
 
@@ -132,6 +134,42 @@ TEST_P(EigenSolver, GivesOrthogonalVectorsOfLeastResidualInAscendingOrder) {
     EXPECT_NEAR(dSum, dTrace, 1e-14 * n * (RowNorm(a) + 1e-15));
 }
 
+/// Whether rows nFirst .. nEnd - 1 of two sets of vectors are the same to rounding: the products of
+/// a vector with those of its own value and of its near neighbours add up to its square.
+double Outside(const Solution& whole, const Solution& part, int nFirst, int nEnd, double dNear) {
+    double dLargest = 0.0;
+    const int n = whole.vectors.nRows;
+    for (int k = nFirst; k < nEnd; ++k) {
+        double dRest = 1.0;
+        for (int j = 0; j < n; ++j) {
+            if (!(std::abs(whole.values(0, j) - whole.values(0, k)) <= dNear)) continue;
+            const double d = Dot(n, &whole.vectors.v[static_cast<std::size_t>(j * n)],
+                                 &part.vectors.v[static_cast<std::size_t>(k * n)]);
+            dRest -= d * d;
+        }
+        dLargest = std::max(dLargest, std::abs(dRest));
+    }
+    return dLargest;
+}
+
+TEST_P(EigenSolver, GivesTheVectorsOfARangeAsItGivesAll) {
+    const auto& [kind, n] = GetParam();
+    const TestMatrix a = kind.make(n);
+    const Solution whole = Solve(a);
+    for (const auto& [nFirst, nEnd] : {std::pair{0, n / 2}, {n / 3, n}, {n / 2, n / 2}, {0, n}}) {
+        TestMatrix copy = a;
+        Solution part{TestMatrix(n, n, kNaN), TestMatrix(1, n)};
+        DiagonaliseRange(n, nFirst, nEnd, copy.Data(), part.vectors.Data(), part.values.Data());
+        ASSERT_EQ(part.values.v, whole.values.v);
+        EXPECT_LE(Outside(whole, part, nFirst, nEnd, 1e-3 * RowNorm(a)), 1e-13 * (n + 2));
+        for (int i = nFirst; i < nEnd; ++i)
+            for (int j = nFirst; j <= i; ++j)
+                ASSERT_NEAR(Dot(n, &part.vectors.v[static_cast<std::size_t>(i * n)],
+                                &part.vectors.v[static_cast<std::size_t>(j * n)]),
+                            i == j ? 1.0 : 0.0, 1e-14 * (n + 2));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, EigenSolver,
                          testing::Combine(testing::ValuesIn(kKinds),
                                           testing::Values(0, 1, 2, 3, 4, 5, 7, 8, 9, 33, 34, 35, 66,
@@ -172,6 +210,39 @@ TEST_F(Diagonaliser, GivesTheSameBitsFromCallToCall) {
     const Solution second = Solve(a);
     EXPECT_EQ(first.values.v, second.values.v);
     EXPECT_EQ(first.vectors.v, second.vectors.v);
+}
+
+TEST_F(Diagonaliser, WidensARangeByEqualLevels) {
+    for (const int n : {20, 80}) {
+        TestMatrix a = Diagonal(n, [n](int i) {
+            return i > 3 && i < n - 5 ? 1.0 : i < 4 ? 0.0 : 2.0;
+        });
+        Solution s{TestMatrix(n, n, kNaN), TestMatrix(1, n)};
+        DiagonaliseRange(n, 10, 12, a.Data(), s.vectors.Data(), s.values.Data());
+        for (int k = 4; k < n - 5; ++k) {
+            ASSERT_EQ(s.values(0, k), 1.0);
+            const double* x = &s.vectors.v[static_cast<std::size_t>(k * n)];
+            EXPECT_NEAR(Dot(n, x, x), 1.0, 1e-14) << k;
+        }
+    }
+}
+
+TEST_F(Diagonaliser, GivesTheSameBitsOnAnyNumberOfThreads) {
+    const int n = 700;  // the reduction shares its products from some 500 on
+    TestMatrix a = RandomSymmetric(n, 21);
+    for (int i = 0; i < n; ++i) a(i, i) += i % 40;
+    SetThreads(1);
+    const Solution one = Solve(a);
+    for (const int nThreads : {2, 5}) {
+        SetThreads(nThreads);
+        const Solution several = Solve(a);
+        EXPECT_EQ(one.values.v, several.values.v) << nThreads;
+        EXPECT_EQ(one.vectors.v, several.vectors.v) << nThreads;
+    }
+    SetThreads(0);
+    const auto [dOverlap, dResidual] = Errors(a, one);
+    EXPECT_LE(dOverlap, 1e-14 * n);
+    EXPECT_LE(dResidual, 1e-15 * n);
 }
 
 TEST_F(Diagonaliser, OfOneByOneIsTheElement) {

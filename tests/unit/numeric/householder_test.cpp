@@ -9,27 +9,33 @@ namespace {
 
 /// Reduces a matrix and keeps what comes out.
 struct Reduced {
+    int n;
     TestMatrix a, panel, diagonal, off, scale;
     Reduction reduction;
     explicit Reduced(const TestMatrix& matrix)
-        : a(matrix),
-          panel(a.nRows, a.nRows, 7.0),
-          diagonal(1, a.nRows),
-          off(1, a.nRows),
-          scale(1, a.nRows),
-          reduction{a.nRows, a.Data(), panel.Data(), diagonal.Data(), off.Data(), scale.Data()} {
-        for (int c = 0; c < a.nRows - 2;) c = ReducePanel(reduction, c);
+        : n(matrix.nRows),
+          a(Padded(n), ReductionStep(n), 7.0),
+          panel(kPanelRows, ReductionStep(n), 7.0),
+          diagonal(1, n),
+          off(1, n),
+          scale(1, n),
+          reduction{n, a.Data(), panel.Data(), diagonal.Data(), off.Data(), scale.Data()} {
+        TestMatrix lower = matrix;
+        for (int i = 0; i < n; ++i)
+            for (int j = i + 1; j < n; ++j) lower(i, j) = std::nan("");
+        LoadMatrix(reduction, lower.Data());
+        for (int c = 0; c < n - 2;) c = ReducePanel(reduction, c);
         FinishReduction(reduction);
     }
     Reduced(const Reduced&) = delete;
 
     /// Q^T by transforming the rows of a unit matrix.
     TestMatrix Rows() {
-        const int n = a.nRows;
-        TestMatrix q(n, n), work(1, static_cast<int>(TransformWork(n)));
+        const int nBlock = BlockOf(n);
+        TestMatrix q(n, n), work(1, static_cast<int>(TransformWork(n, n)));
         for (int i = 0; i < n; ++i) q(i, i) = 1.0;
-        for (int c = (n - 3) / kPanel * kPanel; c >= 0; c -= kPanel)
-            TransformBack(reduction, c, std::min(c + kPanel, n - 2), n, q.Data(), work.Data());
+        for (int c = (n - 3) / nBlock * nBlock; c >= 0; c -= nBlock)
+            TransformBack(reduction, c, std::min(c + nBlock, n - 2), n, q.Data(), work.Data());
         return q;
     }
 };
@@ -84,7 +90,7 @@ TEST_P(Householder, GivesTheSignsOfTheUnblockedReduction) {
     EXPECT_EQ(reduced.off(0, n - 1), 0.0);
 }
 INSTANTIATE_TEST_SUITE_P(Sizes, Householder,
-                         testing::Values(3, 4, 5, 31, 33, 34, 35, 63, 64, 66, 67, 100));
+                         testing::Values(3, 4, 5, 8, 9, 31, 33, 34, 35, 63, 64, 66, 67, 100, 270));
 
 TEST(Householder, LeavesATridiagonalMatrixWithoutReflectorsWhereThereIsNothingToClear) {
     TestMatrix a(6, 6);
