@@ -18,7 +18,7 @@ constexpr int kTileRows = 6, kTileWides = 2;  // 12 of 16
 #else
 constexpr int kTileRows = 4, kTileWides = 2;  // 8 of 16, and some for the products
 #endif
-constexpr int kInner = 192, kRows = 96, kColumns = 384;
+constexpr int kInner = 256, kRows = 96, kColumns = 288;
 constexpr int kTileColumns = kTileWides * kWide;
 static_assert(kRows % kTileRows == 0 && kColumns % kTileColumns == 0);
 
@@ -79,6 +79,11 @@ void PackB(const Factor& b, int k0, int nInner, int j0, int nColumns, double* pP
 [[gnu::always_inline]] inline void AddTile(int nInner, const double* pA, const double* pB,
                                            double* pC, int nStepC) {
     Wide sum[kTileRows][kTileWides] = {};
+    // The tile of C comes from far away while the sum is made.
+#pragma GCC unroll 16
+    for (int r = 0; r < kTileRows; ++r)
+        for (int w = 0; w < kTileWides; ++w)
+            __builtin_prefetch(At(pC, nStepC, r) + w * kWide, 1);
     for (int k = 0; k < nInner; ++k, pA += kTileRows, pB += kTileColumns) {
         Wide b[kTileWides];
 #pragma GCC unroll 4
