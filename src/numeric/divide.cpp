@@ -15,6 +15,9 @@ namespace {
 
 constexpr int kLargestLeaf = 32;
 
+/// Order from which the threads share the parts.
+constexpr int kWorthThreads = 200;
+
 /// First row of part i of a level.
 int FirstOf(int n, int nLevel, int i) {
     return static_cast<int>((static_cast<long long>(n) * i) >> nLevel);
@@ -56,7 +59,7 @@ int LevelsOfParts(int n) {
 void SolveLeaves(const Divide& divide) {
     Tear(divide);
     const int nLevels = LevelsOfParts(divide.n);
-    ForEachTask(1 << nLevels, [&](int i) {
+    ForEachTaskIf(divide.n >= kWorthThreads, 1 << nLevels, [&](int i) {
         SolveLeaf(divide, FirstOf(divide.n, nLevels, i), FirstOf(divide.n, nLevels, i + 1));
     });
 }
@@ -67,10 +70,8 @@ void MergeParts(const Divide& divide, int nLevel) {
         MergePair(divide, nFrom, FirstOf(divide.n, nLevel + 1, 2 * i + 1), nTo);
     };
     // Few parts are large: they are merged one by one, each by all threads.
-    if (1 << nLevel >= 2 * Threads())
-        ForEachTask(1 << nLevel, MergePart);
-    else
-        for (int i = 0; i < 1 << nLevel; ++i) MergePart(i);
+    const bool fMany = 1 << nLevel >= 2 * Threads() && divide.n >= kWorthThreads;
+    ForEachTaskIf(fMany, 1 << nLevel, MergePart);
 }
 
 }  // namespace qsolve

@@ -17,7 +17,8 @@ namespace qsolve {
 namespace {
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon() / 2.0;
-constexpr int kChunk = 16;  ///< roots, or elements of a vector, that one task finds
+constexpr int kWorthThreads = 200;  ///< order from which the threads share a merging
+constexpr int kChunk = 16;          ///< roots, or elements of a vector, that one task finds
 
 /// Where the elements of a vector are not zero.
 enum Columns : int { kOfFirst, kOfBoth, kOfSecond };
@@ -148,20 +149,24 @@ void Pack(Merge& merge) {
     int next[3] = {0, merge.nCounts[kOfFirst], merge.nCounts[kOfFirst] + merge.nCounts[kOfBoth]};
     int* vPlaces = merge.Origins();
     for (int m = 0; m < merge.nLeft; ++m) vPlaces[m] = next[merge.Kinds()[merge.Rows()[m]]]++;
-    ForEachTask((merge.nSize + kChunk - 1) / kChunk, [&](int nTask) {
-        const int nEnd = std::min(merge.nSize, (nTask + 1) * kChunk);
-        for (int m = nTask * kChunk; m < nEnd; ++m) {
-            const double* x = merge.Vector(merge.Rows()[m]);
-            if (m >= merge.nLeft) {
-                std::copy_n(x, merge.nSize, Row(merge.Deflated(), merge.nSize, m - merge.nLeft));
-                continue;
-            }
-            const int nKind = merge.Kinds()[merge.Rows()[m]], nPlace = vPlaces[m];
-            if (nKind != kOfSecond) std::copy_n(x, n1, Row(merge.Upper(), n1, nPlace));
-            if (nKind != kOfFirst)
-                std::copy_n(x + n1, n2, Row(merge.Lower(), n2, nPlace - merge.nCounts[kOfFirst]));
-        }
-    });
+    ForEachTaskIf(merge.nSize >= kWorthThreads, (merge.nSize + kChunk - 1) / kChunk,
+                  [&](int nTask) {
+                      const int nEnd = std::min(merge.nSize, (nTask + 1) * kChunk);
+                      for (int m = nTask * kChunk; m < nEnd; ++m) {
+                          const double* x = merge.Vector(merge.Rows()[m]);
+                          if (m >= merge.nLeft) {
+                              std::copy_n(x, merge.nSize,
+                                          Row(merge.Deflated(), merge.nSize, m - merge.nLeft));
+                              continue;
+                          }
+                          const int nKind = merge.Kinds()[merge.Rows()[m]], nPlace = vPlaces[m];
+                          if (nKind != kOfSecond)
+                              std::copy_n(x, n1, Row(merge.Upper(), n1, nPlace));
+                          if (nKind != kOfFirst)
+                              std::copy_n(x + n1, n2,
+                                          Row(merge.Lower(), n2, nPlace - merge.nCounts[kOfFirst]));
+                      }
+                  });
     for (int m = 0; m < merge.nSize; ++m) {
         const int i = merge.Rows()[m];
         if (m >= merge.nLeft) {
@@ -178,14 +183,15 @@ void Pack(Merge& merge) {
 /// Finds all roots.
 void FindRoots(const Merge& merge) {
     const Secular secular{merge.nLeft, merge.dRho, merge.Poles(), merge.Squares()};
-    ForEachTask((merge.nLeft + kChunk - 1) / kChunk, [&](int nTask) {
-        const int nEnd = std::min(merge.nLeft, (nTask + 1) * kChunk);
-        for (int j = nTask * kChunk; j < nEnd; ++j) {
-            const Root root = FindRoot(secular, j);
-            merge.Origins()[j] = root.nOrigin;
-            merge.Shifts()[j] = root.dShift;
-        }
-    });
+    ForEachTaskIf(merge.nSize >= kWorthThreads, (merge.nLeft + kChunk - 1) / kChunk,
+                  [&](int nTask) {
+                      const int nEnd = std::min(merge.nLeft, (nTask + 1) * kChunk);
+                      for (int j = nTask * kChunk; j < nEnd; ++j) {
+                          const Root root = FindRoot(secular, j);
+                          merge.Origins()[j] = root.nOrigin;
+                          merge.Shifts()[j] = root.dShift;
+                      }
+                  });
 }
 
 /// The z whose roots are exactly those found, which makes their vectors orthogonal.
@@ -193,7 +199,7 @@ void FillWeights(const Merge& merge) {
     const int nLeft = merge.nLeft;
     const double* d = merge.Poles();
     constexpr int kWeights = 4 * kChunk;
-    ForEachTask((nLeft + kWeights - 1) / kWeights, [&](int nTask) {
+    ForEachTaskIf(merge.nSize >= kWorthThreads, (nLeft + kWeights - 1) / kWeights, [&](int nTask) {
         const int a = nTask * kWeights, b = std::min(nLeft, a + kWeights);
         double w[kWeights];
         std::fill_n(w, b - a, 1.0);
@@ -216,18 +222,19 @@ void FillWeights(const Merge& merge) {
 /// Remaining vectors nBegin .. nEnd - 1 of the whole, in rows of the same numbers.
 void MakeVectors(const Merge& merge, int nBegin, int nEnd) {
     const int nLeft = merge.nLeft, n = merge.divide.n, n1 = merge.nOfFirst, n2 = merge.nSize - n1;
-    ForEachTask((nEnd - nBegin + kChunk - 1) / kChunk, [&](int nTask) {
-        const int nStop = std::min(nEnd, nBegin + (nTask + 1) * kChunk);
-        for (int j = nBegin + nTask * kChunk; j < nStop; ++j) {
-            double* s = Row(merge.Secular(), nLeft, j);
-            const double dSquare =
-                kernels->FillPoles(nLeft, merge.PolesBy(), merge.WeightsBy(),
-                                   merge.Poles()[merge.Origins()[j]], merge.Shifts()[j], s);
-            const double dFactor = 1.0 / std::sqrt(dSquare);
-            for (int i = 0; i < nLeft; ++i) s[i] *= dFactor;
-            std::fill_n(merge.Vector(j), merge.nSize, 0.0);
-        }
-    });
+    ForEachTaskIf(
+        merge.nSize >= kWorthThreads, (nEnd - nBegin + kChunk - 1) / kChunk, [&](int nTask) {
+            const int nStop = std::min(nEnd, nBegin + (nTask + 1) * kChunk);
+            for (int j = nBegin + nTask * kChunk; j < nStop; ++j) {
+                double* s = Row(merge.Secular(), nLeft, j);
+                const double dSquare =
+                    kernels->FillPoles(nLeft, merge.PolesBy(), merge.WeightsBy(),
+                                       merge.Poles()[merge.Origins()[j]], merge.Shifts()[j], s);
+                const double dFactor = 1.0 / std::sqrt(dSquare);
+                for (int i = 0; i < nLeft; ++i) s[i] *= dFactor;
+                std::fill_n(merge.Vector(j), merge.nSize, 0.0);
+            }
+        });
     const int nUpper = merge.nCounts[kOfFirst] + merge.nCounts[kOfBoth];
     const int nSkipped = merge.nCounts[kOfFirst], nRows = nEnd - nBegin;
     const double* mS = Row(merge.Secular(), nLeft, nBegin);

@@ -38,4 +38,11 @@ void ForEachTask(int nTasks, const F& f) {
         &f);
 }
 
+/// The same by several threads only where that is worth it.
+template <class F>
+void ForEachTaskIf(bool fWorth, int nTasks, const F& f) {
+    if (fWorth) return ForEachTask(nTasks, f);
+    for (int i = 0; i < nTasks; ++i) f(i);
+}
+
 }  // namespace qsolve

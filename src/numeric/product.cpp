@@ -10,7 +10,7 @@ namespace qsolve {
 namespace {
 
 /// Operations below which a product is no work for several threads.
-constexpr double kWorthThreads = 1e7;
+constexpr double kWorthThreads = 5e6;
 constexpr int kTasksOfThread = 3;  ///< so that a thread that is held up holds up little
 constexpr int kFewestRows = 48, kFewestColumns = 96;
 
