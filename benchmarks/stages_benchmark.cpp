@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,6 +18,8 @@
 #include "integrals/integrals.h"
 #include "integrals/state.h"
 #include "job/state.h"
+#include "numeric/kernels.h"
+#include "numeric/pool.h"
 #include "scf/density.h"
 #include "scf/diis.h"
 #include "scf/electronic_energy.h"
@@ -124,18 +127,26 @@ void TimeStages() {
         PseudoDiagonalise(n, nOcc, scf.mFockA.Data(), scf.mVectorsA.Data(), scf.vLevelA.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());
     });
+    Time("orbitals of the density", RebuildFock, [n, nOcc] {
+        const LevelRange levels = DensityLevels({nOcc, nOcc, 0});
+        DiagonaliseRange(n, levels.nFirst, levels.nEnd, scf.mFockA.Data(), scf.mVectorsA.Data(),
+                         scf.vEnergyA.Data());
+    });
     Time("full diagonalisation", RebuildFock,
          [n] { Diagonalise(n, scf.mFockA.Data(), scf.mVectorsA.Data(), scf.vEnergyA.Data()); });
     Time("density", Nothing, [nOcc] {
         BuildDensity({nOcc, nOcc, 0}, scf.vEnergyA.Data(), scf.vLevelA.Data(), scf.mVectorsA.Data(),
-                     scf.mDensityA.Data());
+                     scf.mDensityA.Data(), scf.vWeightsA.Data());
     });
     FinishDensity();
     DiisHistory history;
+    const LevelRange levels = DensityLevels({nOcc, nOcc, 0});
+    const SpinDensity density{scf.mDensityA.Data(), levels.nFirst,        levels.nEnd,
+                              scf.mVectorsA.Data(), scf.vWeightsA.Data(), 0.5};
     RebuildFock();
-    Time("extrapolation", Nothing, [n, &history] {
-        ExtrapolateFockDiis(n, scf.mFockA.Data(), scf.mDensityA.Data(), scf.mDiisErrorA.Data(),
-                            scf.mDiisFockA.Data(), history);
+    Time("extrapolation", Nothing, [n, &density, &history] {
+        ExtrapolateFockDiis(n, scf.mFockA.Data(), density, scf.mDiisErrorA.Data(),
+                            scf.mDiisFockA.Data(), scf.mSquareWork.Data(), history);
     });
 }
 
@@ -167,5 +178,8 @@ void Measure(int nMethod, const std::vector<Place>& places) {
 }  // namespace qsolve
 
 int main(int nArguments, char** pArguments) {
+    const char* sThreads = std::getenv("ORBITRAX_THREADS");
+    if (!qsolve::ChooseKernels(std::getenv("ORBITRAX_KERNELS"))) return 1;
+    qsolve::SetThreads(sThreads ? std::max(1, std::atoi(sThreads)) : 1);
     return qsolve::MeasureMolecules(nArguments, pArguments, qsolve::Measure);
 }

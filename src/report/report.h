@@ -31,6 +31,9 @@ struct ScfStage {
 /// electrons. The level is no lower limit: each level chooses its own.
 void ReportScfStage(const ScfStage& stage);
 
+/// Whether ReportScfStage writes orbitals of cycles other than the last.
+bool ReportsOrbitalsOfCycles();
+
 /// The status line of a cycle: nIteration from 1, dDifference the energy change in kcal/mol. The
 /// text depends on the kind of job, whose own progress it takes from the result block. The searches
 /// write it only in every nReportPeriod-th of their cycles, or once they have converged.

@@ -85,4 +85,11 @@ void ReportScfStage(const ScfStage& stage) {
     }
 }
 
+bool ReportsOrbitalsOfCycles() {
+    if (!link.fLogReports) return false;
+    for (const Dump& dump : kDumps)
+        if (dump.nParts & kVectors && IsDue(dump, dump.nStage, false)) return true;
+    return false;
+}
+
 }  // namespace qsolve

@@ -7,7 +7,6 @@
 #include "link/link.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
-#include "scf/state.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 
@@ -60,8 +59,19 @@ void FillWeights(const Form& form, const double* vEnergy, double* vWeights) {
 
 }  // namespace
 
+LevelRange DensityLevels(const LevelCounts& counts) {
+    const Form form = ChooseForm(counts);
+    LevelRange levels{setup.nOrbitals, 0};
+    for (const Range& range : {form.full, form.open}) {
+        if (range.nLast < range.nFirst) continue;
+        levels.nFirst = std::min(levels.nFirst, range.nFirst - 1);
+        levels.nEnd = std::max(levels.nEnd, range.nLast);
+    }
+    return levels.nEnd > 0 ? levels : LevelRange{};
+}
+
 void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLevel,
-                  const double* mVectors, double* mDensity) {
+                  const double* mVectors, double* mDensity, double* vWeights) {
     const int n = setup.nOrbitals;
     if (n == 0) return;
     std::copy_n(vEnergy, n, vLevel);
@@ -71,7 +81,6 @@ void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLev
         results.Orbitals.vOrbitalEnergy[i] = static_cast<float>(vEnergy[k]);
     }
     const Form form = ChooseForm(counts);
-    double* vWeights = scf.vOrbitalScratch.Data();
     FillWeights(form, vEnergy, vWeights);
 
     std::fill(mDensity, Row(mDensity, n, n), 0.0);

@@ -6,7 +6,9 @@
 
 #include "link/link.h"
 #include "numeric/invert.h"
+#include "numeric/kernels.h"
 #include "numeric/product.h"
+#include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 
@@ -15,7 +17,7 @@ namespace {
 
 constexpr int kOrder = kDiisVectors + 1;  ///< of the system with its Lagrange multiplier
 constexpr double kSmallestDeterminant = 1e-6;
-constexpr int kStrip = 96;  ///< rows between two yields
+constexpr int kStrip = 192;  ///< rows between two yields
 
 static_assert(sizeof DiisHistory::mDiisB == kOrder * kOrder * sizeof(double));
 
@@ -37,15 +39,42 @@ void Advance(DiisHistory& history) {
 }
 
 /// F P - P F, antisymmetric since both are symmetric.
-void MakeError(int n, const double* mFock, const double* mDensity, double* mError) {
-    Array<double> mWork;
-    mWork.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
+void MakeError(int n, const double* mFock, const double* mDensity, double* mError, double* mWork) {
     for (int i = 0; i < n; i += kStrip) {
         const int nStrip = std::min(kStrip, n - i);
-        Multiply(nStrip, n, n, Row(mFock, n, i), mDensity, Row(mWork.Data(), n, i));
+        Multiply(nStrip, n, n, Row(mFock, n, i), mDensity, Row(mWork, n, i));
         Yield(static_cast<std::size_t>(n) * kStrip);
     }
-    SubtractTransposed(n, mWork.Data(), mError);
+    SubtractTransposed(n, mWork, mError);
+}
+
+/// The lower triangle of the same, sum_k w_k (F C_k C_k^T - C_k (F C_k)^T).
+void MakeErrorOfSum(int n, const double* mFock, const SpinDensity& density, double* mError,
+                    double* mWork) {
+    const int nSum = density.nEnd - density.nFirst;
+    const double* mVectors = Row(density.mVectors, n, density.nFirst);
+    std::fill(mError, Row(mError, n, n), 0.0);
+    for (int k = 0; k < nSum; k += kStrip) {
+        const int nStrip = std::min(kStrip, nSum - k);
+        const double* mStrip = Row(mVectors, n, k);
+        Multiply(nStrip, n, n, mStrip, mFock, mWork);
+        Product product{n,
+                        nStrip,
+                        n,
+                        Transposed(mWork, n),
+                        Plain(mStrip, n),
+                        mError,
+                        n,
+                        density.dFactor,
+                        density.vWeights + density.nFirst + k,
+                        Triangle::kLower};
+        AddProduct(product);
+        product.a = Transposed(mStrip, n);
+        product.b = Plain(mWork, n);
+        product.dFactor = -density.dFactor;
+        AddProduct(product);
+        Yield(static_cast<std::size_t>(n) * kStrip);
+    }
 }
 
 /// Border and the row and column of the new error; the rest stays from the cycles before.
@@ -83,12 +112,16 @@ bool Solve(DiisHistory& history, double* vCoefficients) {
 
 }  // namespace
 
-void ExtrapolateFockDiis(int n, double* mFock, const double* mDensity, double* mDiisError,
-                         double* mDiisFock, DiisHistory& history) {
+void ExtrapolateFockDiis(int n, double* mFock, const SpinDensity& density, double* mDiisError,
+                         double* mDiisFock, double* mWork, DiisHistory& history) {
     Advance(history);
     const int nSlot = history.nDiisSlot - 1;
-    std::copy(mFock, Row(mFock, n, n), Slot(mDiisFock, n, nSlot));
-    MakeError(n, mFock, mDensity, Slot(mDiisError, n, nSlot));
+    double *mKept = Slot(mDiisFock, n, nSlot), *mError = Slot(mDiisError, n, nSlot);
+    for (int i = 0; i < n; ++i) std::copy_n(Row(mFock, n, i), i + 1, Row(mKept, n, i));
+    if (density.mVectors && 2 * (density.nEnd - density.nFirst) < n)
+        MakeErrorOfSum(n, mFock, density, mError, mWork);
+    else
+        MakeError(n, mFock, density.mDensity, mError, mWork);
     UpdateSystem(n, mDiisError, history);
     double c[kDiisVectors];
     if (!Solve(history, c)) {
@@ -96,14 +129,13 @@ void ExtrapolateFockDiis(int n, double* mFock, const double* mDensity, double* m
         return;
     }
     if (history.nDiisCount < 2) return;
+    const std::ptrdiff_t nSquare = static_cast<std::ptrdiff_t>(n) * n;
     for (int i = 0; i < n; ++i) {
-        double* f = Row(mFock, n, i);
-        std::fill_n(f, n, 0.0);
-        for (int k = 0; k < history.nDiisCount; ++k) {
-            const double* g = Row(Slot(mDiisFock, n, k), n, i);
-            for (int j = 0; j < n; ++j) f[j] += c[k] * g[j];
-        }
+        std::fill_n(Row(mFock, n, i), i + 1, 0.0);
+        kernels->AddRows(i + 1, history.nDiisCount, Row(mDiisFock, n, i), nSquare, c,
+                         Row(mFock, n, i));
     }
+    MirrorLower(n, mFock);
 }
 
 }  // namespace qsolve

@@ -32,6 +32,7 @@ struct SpinRun {
     Array<double>& mVectors;
     Array<double>& vEnergy;
     Array<double>& vLevel;
+    Array<double>& vWeights;  ///< of the orbitals in the density
     Array<double>& mDensity;
     Array<double>& mDensityPrev;
     Array<double>& vDiagOlder;
@@ -39,7 +40,9 @@ struct SpinRun {
     Array<double>& mDiisFock;
     DiisHistory History = {};
     double dEnergy = 0.0;
-    double dDelta = 1.0;  ///< largest change of a diagonal density element
+    double dDelta = 1.0;          ///< largest change of a diagonal density element
+    LevelRange Held = {};         ///< levels whose orbitals are known; others have no meaning
+    bool fSumOfOrbitals = false;  ///< the density is just what those and their weights make it
 };
 
 /// The energy of the cycle before the first one, which stands for that of no cycle.

@@ -1,5 +1,6 @@
 #include "scf/scf.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "algebra/diagonalise.h"
@@ -49,11 +50,13 @@ SpinRun AlphaRun() {
             .mVectors = scf.mVectorsA,
             .vEnergy = scf.vEnergyA,
             .vLevel = scf.vLevelA,
+            .vWeights = scf.vWeightsA,
             .mDensity = scf.mDensityA,
             .mDensityPrev = scf.mDensityPrevA,
             .vDiagOlder = scf.vDiagOlderA,
             .mDiisError = scf.mDiisErrorA,
-            .mDiisFock = scf.mDiisFockA};
+            .mDiisFock = scf.mDiisFockA,
+            .Held = {0, setup.nOrbitals}};
 }
 
 SpinRun BetaRun() {
@@ -63,11 +66,13 @@ SpinRun BetaRun() {
             .mVectors = scf.mVectorsB,
             .vEnergy = scf.vEnergyB,
             .vLevel = scf.vLevelB,
+            .vWeights = scf.vWeightsB,
             .mDensity = scf.mDensityB,
             .mDensityPrev = scf.mDensityPrevB,
             .vDiagOlder = scf.vDiagOlderB,
             .mDiisError = scf.mDiisErrorB,
-            .mDiisFock = scf.mDiisFockB};
+            .mDiisFock = scf.mDiisFockB,
+            .Held = {0, setup.nOrbitals}};
 }
 
 ScfRun StartRun() {
@@ -103,18 +108,54 @@ void BuildFock(const ScfRun& run, SpinRun& s) {
     AddElectrons(run, s);
 }
 
+bool IsFinished(const ScfRun& run) {
+    const ScfCycle& cycle = run.Cycle;
+    const bool fOverLimit = cycle.nCycle > static_cast<long long>(options.nIterationLimit) + 1;
+    if (!cycle.fConverged && !fOverLimit) return false;
+    return cycle.fFullDiag || !run.Family.fExitNeedsFullDiag;
+}
+
+/// Whether something reads more orbitals of this cycle than make its density: what follows the last
+/// cycle, the report, or a pseudo-diagonalisation of the next cycle.
+bool NeedsAllOrbitals(const ScfRun& run) {
+    const ScfCycle& cycle = run.Cycle;
+    if (IsFinished(run) || ReportsOrbitalsOfCycles()) return true;
+    const bool fStaysFull = cycle.fFullDiag && run.Family.fKeepFullDiag;
+    return run.fClosed && !fStaysFull && (cycle.fNearConverged || cycle.fShiftSettled);
+}
+
+/// The density that the Fock matrix was made of.
+SpinDensity DensityOf(const ScfRun& run, const SpinRun& s) {
+    SpinDensity density{s.mDensity.Data()};
+    if (!s.fSumOfOrbitals) return density;
+    const auto IsRead = [](double w) { return w != 0.0; };
+    const double *v = s.vWeights.Data(), *pEnd = v + setup.nOrbitals;
+    density.nFirst = static_cast<int>(std::find_if(v, pEnd, IsRead) - v);
+    density.nEnd = density.nFirst;
+    for (int k = density.nFirst; k < setup.nOrbitals; ++k)
+        if (IsRead(v[k])) density.nEnd = k + 1;
+    density.mVectors = s.mVectors.Data();
+    density.vWeights = s.vWeights.Data();
+    density.dFactor = run.fUnrestricted ? 1.0 : 0.5;
+    return density;
+}
+
 /// New orbitals from the Fock matrix, which is destroyed.
 void SolveOrbitals(const ScfRun& run, SpinRun& s) {
     const int n = setup.nOrbitals;
     const ScfCycle& cycle = run.Cycle;
     if (cycle.fNearConverged && options.fDiis)
-        ExtrapolateFockDiis(n, s.mFock.Data(), s.mDensity.Data(), s.mDiisError.Data(),
-                            s.mDiisFock.Data(), s.History);
-    if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed)
+        ExtrapolateFockDiis(n, s.mFock.Data(), DensityOf(run, s), s.mDiisError.Data(),
+                            s.mDiisFock.Data(), scf.mSquareWork.Data(), s.History);
+    const bool fAllHeld = s.Held.nFirst == 0 && s.Held.nEnd == n;
+    if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed && fAllHeld) {
         PseudoDiagonalise(n, s.Counts.nOcc, s.mFock.Data(), s.mVectors.Data(), s.vLevel.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());
-    else
-        Diagonalise(n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        return;
+    }
+    s.Held = NeedsAllOrbitals(run) ? LevelRange{0, n} : DensityLevels(s.Counts);
+    DiagonaliseRange(n, s.Held.nFirst, s.Held.nEnd, s.mFock.Data(), s.mVectors.Data(),
+                     s.vEnergy.Data());
 }
 
 /// From the Fock matrix of a spin to its energy, with the density that made it, and its new
@@ -124,10 +165,12 @@ void UpdateDensity(const ScfRun& run, SpinRun& s) {
     const ScfCycle& cycle = run.Cycle;
     s.dEnergy = ComputeElectronicEnergy(n, scf.mCore.Data(), s.mFock.Data(), s.mDensity.Data());
     SolveOrbitals(run, s);
-    BuildDensity(s.Counts, s.vEnergy.Data(), s.vLevel.Data(), s.mVectors.Data(), s.mDensity.Data());
+    BuildDensity(s.Counts, s.vEnergy.Data(), s.vLevel.Data(), s.mVectors.Data(), s.mDensity.Data(),
+                 s.vWeights.Data());
     ReportLevels(run, s, s.vEnergy.Data(), s.mDensity.Data(), false);
     // An undamped cycle leaves dDelta as it was.
-    if ((cycle.fNearConverged && options.fDiis) || cycle.fFullDiag) return;
+    s.fSumOfOrbitals = (cycle.fNearConverged && options.fDiis) || cycle.fFullDiag;
+    if (s.fSumOfOrbitals) return;
     const int nCounter = run.Family.fDampByShift ? cycle.nShiftCycles : cycle.nCycle;
     s.dDelta =
         DampDensity(n, nCounter, s.mDensity.Data(), s.mDensityPrev.Data(), s.vDiagOlder.Data());
@@ -152,13 +195,6 @@ double TotalOf(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
     if (run.fClosed || !run.Shift.fLevelShift) return dEnergy;
     const int nOpen = setup.nOccupied - setup.nDoublyOcc;
     return dEnergy - nOpen * run.Shift.dShiftA * run.Family.dShiftCorrection;
-}
-
-bool IsFinished(const ScfRun& run) {
-    const ScfCycle& cycle = run.Cycle;
-    const bool fOverLimit = cycle.nCycle > static_cast<long long>(options.nIterationLimit) + 1;
-    if (!cycle.fConverged && !fOverLimit) return false;
-    return cycle.fFullDiag || !run.Family.fExitNeedsFullDiag;
 }
 
 /// Judges the energy of a cycle: convergence, and whether the next one diagonalises fully.

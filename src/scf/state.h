@@ -65,6 +65,8 @@ struct ScfState {
     Array<double> vEnergyB;
     Array<double> vLevelA;  ///< N: working copy that the level shift edits
     Array<double> vLevelB;
+    Array<double> vWeightsA;  ///< N: of the orbitals in the density
+    Array<double> vWeightsB;
     Array<double> mDensityT;  ///< total density
     Array<double> mDensityA;  ///< alpha density; half the total in a restricted calculation
     Array<double> mDensityB;

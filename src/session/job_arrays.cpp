@@ -96,13 +96,15 @@ void TakeVectorsAndFock() {
     scf.mFockA.Take(nEven, n, kSetUp);
     scf.mVectorsA.Take(nEven, n, kSetUp);
     scf.mSquareWork.Take(nEven, n, kSetUp);
-    for (Array<double>* v : {&scf.vEnergyA, &scf.vLevelA, &scf.vOrbitalScratch}) v->Take(n, kSetUp);
+    for (Array<double>* v : {&scf.vEnergyA, &scf.vLevelA, &scf.vWeightsA, &scf.vOrbitalScratch})
+        v->Take(n, kSetUp);
     algebra.vEigenWork.Take(kEigenWorkVectors, n, kSetUp);
     if (!IsUnrestricted()) return;
     scf.mFockB.Take(nEven, n, kSetUp);
     scf.mVectorsB.Take(nEven, n, kSetUp);
     scf.vEnergyB.Take(n, kSetUp);
     scf.vLevelB.Take(n, kSetUp);
+    scf.vWeightsB.Take(n, kSetUp);
 }
 
 /// Densities. The beta density also serves as the spin density of a configuration interaction.

@@ -15,13 +15,13 @@ namespace {
 
 class Density : public FreshState {
   protected:
-    TestMatrix c{0, 0}, e{0, 0}, level{0, 0}, p{0, 0};
+    TestMatrix c{0, 0}, e{0, 0}, level{0, 0}, p{0, 0}, weights{0, 0};
 
     void Take(int n, int nMethod) {
         setup.nOrbitals = n;
         system.MethodId = nMethod;
         const auto nOrder = static_cast<std::size_t>(n);
-        scf.vOrbitalScratch.Take(nOrder, kSetUp);
+        weights = TestMatrix(1, n, 9.0);
         results.Orbitals.vOrbitalOrder.Take(2 * nOrder, kSetUp);
         results.Orbitals.vOrbitalEnergy.Take(2 * nOrder, kSetUp);
         TestMatrix f = RandomSymmetric(n, 3);
@@ -29,7 +29,7 @@ class Density : public FreshState {
         Diagonalise(n, f.Data(), c.Data(), e.Data());
     }
     void Build(const LevelCounts& counts) {
-        BuildDensity(counts, e.Data(), level.Data(), c.Data(), p.Data());
+        BuildDensity(counts, e.Data(), level.Data(), c.Data(), p.Data(), weights.Data());
     }
     /// sum_k w_k C_k C_k^T with 2 up to nDoubly and dOpen up to nOcc.
     TestMatrix Wanted(int nDoubly, int nOcc, double dOpen) const {

@@ -13,7 +13,7 @@ namespace {
 class Diis : public FreshState {
   protected:
     static constexpr int n = 8;
-    TestMatrix errors{kDiisVectors * n, n}, focks{kDiisVectors * n, n};
+    TestMatrix errors{kDiisVectors * n, n}, focks{kDiisVectors * n, n}, work{n, n};
     DiisHistory history;
     TestMatrix target = RandomSymmetric(n, 1), density = Projector(target, 3);
 
@@ -38,7 +38,8 @@ class Diis : public FreshState {
         return dSum;
     }
     void Extrapolate(TestMatrix& f) {
-        ExtrapolateFockDiis(n, f.Data(), density.Data(), errors.Data(), focks.Data(), history);
+        ExtrapolateFockDiis(n, f.Data(), {density.Data()}, errors.Data(), focks.Data(), work.Data(),
+                            history);
     }
     /// The target with random parts of nDirections fixed disturbances.
     TestMatrix Disturbed(int nDirections, std::uint64_t nSeed) const {
@@ -91,6 +92,28 @@ TEST_F(Diis, KeepsTheErrorAndItsMeanSquare) {
     EXPECT_NEAR(history.dDiisError, dSum / (n * (n - 1) / 2), 1e-14);
 }
 
+TEST_F(Diis, FindsTheSameErrorFromTheOrbitalsOfTheDensity) {
+    const int nBig = 250, nFirst = 170;
+    TestMatrix f = RandomSymmetric(nBig, 5), g = RandomSymmetric(nBig, 6), c(nBig, nBig),
+               e(1, nBig), w = RandomMatrix(1, nBig, 7), p(nBig, nBig), scratch(nBig, nBig);
+    Diagonalise(nBig, g.Data(), c.Data(), e.Data());
+    for (int i = 0; i < nBig; ++i) {  // holes, and a part of the unit matrix, which commutes
+        p(i, i) += 1.0;
+        for (int j = 0; j < nBig; ++j)
+            for (int k = nFirst; k < nBig; ++k) p(i, j) += 0.5 * w(0, k) * c(k, i) * c(k, j);
+    }
+    TestMatrix wanted(kDiisVectors * nBig, nBig), found = wanted, kept = wanted, same = f;
+    DiisHistory one, other;
+    ExtrapolateFockDiis(nBig, f.Data(), {p.Data()}, wanted.Data(), kept.Data(), scratch.Data(),
+                        one);
+    ExtrapolateFockDiis(nBig, same.Data(), {p.Data(), nFirst, nBig, c.Data(), w.Data(), 0.5},
+                        found.Data(), kept.Data(), scratch.Data(), other);
+    for (int i = 0; i < nBig; ++i)
+        for (int j = 0; j <= i; ++j) ASSERT_NEAR(found(i, j), wanted(i, j), 1e-12);
+    EXPECT_GT(std::abs(wanted(3, 1)), 1e-3);
+    EXPECT_NEAR(other.dDiisError, one.dDiisError, 1e-12 * one.dDiisError);
+}
+
 TEST_F(Diis, WrapsAfterFiveAndStillMinimisesOverTheLastFive) {
     TestMatrix f(n, n);
     for (std::uint64_t nStep = 1; nStep <= 7; ++nStep) {
@@ -124,8 +147,8 @@ TEST_F(Diis, StartsANewHistoryAfterASingularSystem) {
 
 TEST_F(Diis, OfOneOrbitalHasNoError) {
     DiisHistory one;
-    double f = -0.5, p = 1.0, e[kDiisVectors], fs[kDiisVectors];
-    for (int i = 0; i < 3; ++i) ExtrapolateFockDiis(1, &f, &p, e, fs, one);
+    double f = -0.5, p = 1.0, e[kDiisVectors], fs[kDiisVectors], w;
+    for (int i = 0; i < 3; ++i) ExtrapolateFockDiis(1, &f, {&p}, e, fs, &w, one);
     EXPECT_EQ(f, -0.5);
     EXPECT_EQ(one.dDiisError, 0.0);
 }
