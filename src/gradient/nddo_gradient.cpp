@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "gradient/pair_forces.h"
 #include "integrals/integrals.h"
 #include "integrals/nddo_derivative_d.h"
 #include "job/state.h"
@@ -155,21 +156,12 @@ void DifferentiatePair(const PairTables& tables, const GradientAtom& a, const Gr
 }
 
 void AddPairs(const PairTables& tables, double* pGradient) {
-    for (int iA = 0; iA < system.nSelected; ++iA) {
-        const GradientAtom& a = tables.pAtoms[iA];
-        if (a.Atom.IsDummy()) continue;
-        for (int iB = 0; iB < iA; ++iB) {
-            const GradientAtom& b = tables.pAtoms[iB];
-            if (b.Atom.IsDummy() || AreInOnePlace(a.Atom, b.Atom)) continue;
-            double v[3];
-            DifferentiatePair(tables, a, b, v);
-            for (int k = 0; k < 3; ++k) {
-                pGradient[3 * iA + k] += v[k];
-                pGradient[3 * iB + k] -= v[k];
-            }
-        }
-        Yield(kChargePerPair * static_cast<std::size_t>(iA + 1));
-    }
+    const std::size_t nUnits = kChargePerPair * static_cast<std::size_t>(system.nSelected + 1) / 2;
+    AddPairForces(nUnits, pGradient, [&](int iA, int iB, double* v) {
+        const GradientAtom &a = tables.pAtoms[iA], &b = tables.pAtoms[iB];
+        if (a.Atom.IsDummy() || b.Atom.IsDummy() || AreInOnePlace(a.Atom, b.Atom)) return;
+        DifferentiatePair(tables, a, b, v);
+    });
 }
 
 /// Adds the push of one classical charge on one atom.

@@ -1,5 +1,6 @@
 #include "gradient/resonance.h"
 
+#include "gradient/pair_forces.h"
 #include "integrals/cndo_core.h"
 #include "integrals/overlap_matrix.h"
 #include "job/state.h"
@@ -95,19 +96,16 @@ double Contract(const ListedAtom& a, const ListedAtom& b, const double* mWeights
     return dSum;
 }
 
-void AddPair(const ResonanceAtom& a, const ResonanceAtom& b, const double* mDensityT,
-             const OverlapWeights& weights, double* pGradientA, double* pGradientB) {
+/// The derivative of the pair's energy with respect to the position of A.
+void DifferentiatePair(const ResonanceAtom& a, const ResonanceAtom& b, const double* mDensityT,
+                       const OverlapWeights& weights, double* v) {
     const double dBohr = UsesAtomicUnits(system.MethodId) ? 1.0 : kBohrPerAngstrom;
     double pVector[3], mWeights[kBlockSize], mBlocks[3][kBlockSize];
     for (int c = 0; c < 3; ++c) pVector[c] = b.Listed.pXyz[c] * dBohr - a.Listed.pXyz[c] * dBohr;
     ComputeDiatomicOverlapDerivative(a.Shells, b.Shells, pVector, weights, mBlocks[0], mBlocks[1],
                                      mBlocks[2]);
     FillWeights(a, b, mDensityT, mWeights);
-    for (int c = 0; c < 3; ++c) {
-        const double d = Contract(a.Listed, b.Listed, mWeights, mBlocks[c]);
-        pGradientA[c] += d;
-        pGradientB[c] -= d;
-    }
+    for (int c = 0; c < 3; ++c) v[c] = Contract(a.Listed, b.Listed, mWeights, mBlocks[c]);
 }
 
 }  // namespace
@@ -116,15 +114,13 @@ void AddResonanceGradient(const double* mDensityT, double* pGradient) {
     const OverlapWeights weights = WeightsOfJob();
     Array<ResonanceAtom> pAtoms;
     pAtoms.Take(static_cast<std::size_t>(system.nSelected), kWork);
-    for (int iA = 0; iA < system.nSelected; ++iA) {
-        pAtoms[iA] = ResonanceAtomAt(iA);
-        if (pAtoms[iA].Listed.IsDummy()) continue;
-        for (int iB = 0; iB < iA; ++iB)
-            if (!pAtoms[iB].Listed.IsDummy())
-                AddPair(pAtoms[iA], pAtoms[iB], mDensityT, weights, Row(pGradient, 3, iA),
-                        Row(pGradient, 3, iB));
-        Yield(static_cast<std::size_t>(setup.nOrbitals));
-    }
+    for (int i = 0; i < system.nSelected; ++i) pAtoms[i] = ResonanceAtomAt(i);
+    AddPairForces(static_cast<std::size_t>(setup.nOrbitals), pGradient,
+                  [&](int iA, int iB, double* v) {
+                      const ResonanceAtom &a = pAtoms[iA], &b = pAtoms[iB];
+                      if (!a.Listed.IsDummy() && !b.Listed.IsDummy())
+                          DifferentiatePair(a, b, mDensityT, weights, v);
+                  });
 }
 
 }  // namespace qsolve

@@ -1,5 +1,7 @@
 #include "integrals/nddo_core.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 
 #include "integrals/mindo3.h"
@@ -8,6 +10,7 @@
 #include "integrals/nddo_pair_sp.h"
 #include "job/state.h"
 #include "link/link.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
 #include "setup/state.h"
 
@@ -16,6 +19,10 @@ namespace {
 
 /// Work charged for one pair.
 constexpr std::size_t kChargePerPair = 50;
+
+/// Atoms whose pairs are worked on between two yields, and the number of atoms from which the
+/// threads share them.
+constexpr int kAtomsOfStrip = 16, kWorthThreads = 40;
 
 /// What BuildNddoCore fills.
 struct NddoCore {
@@ -79,14 +86,48 @@ void ComputePair(const NddoAtom& a, const NddoAtom& b, double* pBlock, PairTerms
 }
 
 /// Both blocks of a pair and its terms. One order of the atoms gives all.
-void AddPair(const NddoAtom& a, const NddoAtom& b, int nBlock, int nTransposed, NddoCore& core) {
-    PairTerms terms;
+void FillPair(const NddoAtom& a, const NddoAtom& b, int nBlock, int nTransposed, NddoCore& core,
+              PairTerms& terms) {
     double* pBlock = core.vTwoCentre + nBlock;
     ComputePair(a, b, pBlock, terms);
     TransposeBlock(pBlock, a.nProducts, b.nProducts, core.vTwoCentre + nTransposed);
+}
+
+void AddTerms(const NddoAtom& a, const NddoAtom& b, const PairTerms& terms, NddoCore& core) {
     AddProducts(a, a.Listed.nOrbitals, terms.vE1b, core.mCore, core.nLeading);
     AddProducts(b, b.Listed.nOrbitals, terms.vE2a, core.mCore, core.nLeading);
     core.dEnergy += terms.dPairEnergy;
+}
+
+/// All pairs, a strip of atoms with those before them at a time: the threads share their integrals,
+/// and the terms are added in the order of the pairs. What is traced is written in that order too.
+void AddPairs(const NddoAtom* pAtoms, const int* pPairIndex, NddoCore& core) {
+    const int nAtoms = system.nSelected;
+    Array<PairTerms> pTerms;
+    pTerms.Take(kAtomsOfStrip, static_cast<std::size_t>(nAtoms), kWork);
+    const auto TermsOf = [&](int iFirst, int iA) {
+        return pTerms.Data() + static_cast<std::ptrdiff_t>(iA - iFirst) * nAtoms;
+    };
+    for (int iFirst = 0; iFirst < nAtoms; iFirst += kAtomsOfStrip) {
+        const int nStrip = std::min(kAtomsOfStrip, nAtoms - iFirst);
+        const bool fShared = nAtoms >= kWorthThreads && fDebugTrace == 0;
+        ForEachTaskIf(fShared, nStrip, [&](int nTask) {
+            const int iA = iFirst + nTask;
+            for (int iB = 0; iB < iA; ++iB) {
+                ScaleToResonance(pAtoms[iA], pAtoms[iB], core.mCore, core.nLeading);
+                const int nBlock = BlockOf(pPairIndex, nAtoms, iA, iB);
+                if (nBlock == kNoBlock) continue;
+                FillPair(pAtoms[iA], pAtoms[iB], nBlock, BlockOf(pPairIndex, nAtoms, iB, iA), core,
+                         TermsOf(iFirst, iA)[iB]);
+            }
+        });
+        for (int iA = iFirst; iA < iFirst + nStrip; ++iA)
+            for (int iB = 0; iB < iA; ++iB)
+                if (BlockOf(pPairIndex, nAtoms, iA, iB) != kNoBlock)
+                    AddTerms(pAtoms[iA], pAtoms[iB], TermsOf(iFirst, iA)[iB], core);
+        Yield(kChargePerPair * static_cast<std::size_t>(nStrip) *
+              static_cast<std::size_t>(iFirst + 1));
+    }
 }
 
 }  // namespace
@@ -100,15 +141,7 @@ void BuildNddoCore(double* mCore, double* vTwoCentre, int* pPairIndex, double* p
     NumberBlocks(nAtoms, pAtoms.Data(), pPairIndex);
 
     NddoCore core{mCore, nLeading, vTwoCentre, 0.0};
-    for (int iA = 0; iA < nAtoms; ++iA) {
-        for (int iB = 0; iB < iA; ++iB) {
-            ScaleToResonance(pAtoms[iA], pAtoms[iB], mCore, nLeading);
-            const int nBlock = BlockOf(pPairIndex, nAtoms, iA, iB);
-            if (nBlock == kNoBlock) continue;
-            AddPair(pAtoms[iA], pAtoms[iB], nBlock, BlockOf(pPairIndex, nAtoms, iB, iA), core);
-        }
-        Yield(kChargePerPair * static_cast<std::size_t>(iA + 1));
-    }
+    AddPairs(pAtoms.Data(), pPairIndex, core);
     // The diagonal still holds the overlap of each orbital with itself.
     for (int mu = 0; mu < nOrbitals; ++mu)
         Row(mCore, nLeading, mu)[mu] += setup.Map.pOrbitalU[mu] - 1.0;

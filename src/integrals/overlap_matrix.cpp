@@ -5,11 +5,16 @@
 #include "algebra/mirror.h"
 #include "job/state.h"
 #include "link/link.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
 #include "setup/state.h"
 
 namespace qsolve {
 namespace {
+
+/// Atoms whose rows are filled between two yields, and the number of atoms from which the threads
+/// share them.
+constexpr int kAtomsOfStrip = 32, kWorthThreads = 40;
 
 ShellExponents ExponentsOf(int nRow) {
     ShellExponents x;
@@ -69,11 +74,12 @@ void BuildOverlapMatrix(double* mCore, int nLeading, int nOrbitals) {
     ClearToUnit(mCore, nLeading, nOrbitals);
     const double dBohr = UsesAtomicUnits(system.MethodId) ? 1.0 : kBohrPerAngstrom;
     const OverlapWeights weights = WeightsOfJob();
+    const int nAtoms = system.nSelected;
     Array<AtomShells> vShells;
-    vShells.Take(static_cast<std::size_t>(system.nSelected), kWork);
-    for (int iA = 0; iA < system.nSelected; ++iA) {
+    vShells.Take(static_cast<std::size_t>(nAtoms), kWork);
+    for (int i = 0; i < nAtoms; ++i) vShells[i] = ShellsOf(AtomAt(i));
+    const auto FillRowsOf = [&](int iA) {
         const ListedAtom a = AtomAt(iA);
-        vShells[iA] = ShellsOf(a);
         for (int iB = 0; iB < iA; ++iB) {
             const ListedAtom b = AtomAt(iB);
             if (vShells[iA].nShells == 0 || vShells[iB].nShells == 0) continue;
@@ -82,7 +88,11 @@ void BuildOverlapMatrix(double* mCore, int nLeading, int nOrbitals) {
             ComputeDiatomicOverlap(vShells[iA], vShells[iB], pVector, weights, mBlock);
             StoreBlock(a, b, mBlock, mCore, nLeading);
         }
-        Yield(static_cast<std::size_t>(nOrbitals));
+    };
+    for (int i = 0; i < nAtoms; i += kAtomsOfStrip) {
+        const int nStrip = std::min(kAtomsOfStrip, nAtoms - i);
+        ForEachTaskIf(nAtoms >= kWorthThreads, nStrip, [&](int nTask) { FillRowsOf(i + nTask); });
+        Yield(static_cast<std::size_t>(nOrbitals) * static_cast<std::size_t>(nStrip));
     }
     CopyLowerToUpper(mCore, nLeading, nOrbitals);
 }

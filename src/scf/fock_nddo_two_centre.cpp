@@ -1,12 +1,14 @@
 #include "scf/fock_nddo_two_centre.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "algebra/mirror.h"
 #include "integrals/nddo_store.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "numeric/pair_block.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -70,34 +72,53 @@ void AddPotential(const ListedAtom& atom, const double* v, double* mFock, int n)
     }
 }
 
-/// The densities of all products, atom after atom, and after them their potentials.
+/// Atoms are worked on in strips, each with a sum of its own for the potentials, so that threads
+/// can share them. How many follows from the atoms alone, and so do the bits of the sums.
+constexpr int kMostStrips = 8, kAtomsOfStrip = 24;
+
+int StripsOf(int nAtoms) {
+    return std::clamp(nAtoms / kAtomsOfStrip, 1, kMostStrips);
+}
+
+/// First atom of a strip: strips have about the same number of pairs.
+int FirstOfStrip(int nAtoms, int i) {
+    const double dShare = static_cast<double>(i) / StripsOf(nAtoms);
+    return static_cast<int>(std::sqrt(dShare) * nAtoms + 0.5);
+}
+
+/// The densities of all products, atom after atom, and after them their potentials by strips.
 struct Buffer {
+    std::size_t nProducts;
     double* pDensity;
-    double* pPotential;
+    double* Potential(int nStrip) const {
+        return pDensity + (static_cast<std::size_t>(nStrip) + 1) * nProducts;
+    }
 };
 
 Buffer FillBuffer(const double* mDensityT, int n) {
-    const int nAtoms = system.nSelected;
+    const int nAtoms = system.nSelected, nStrips = StripsOf(nAtoms);
     std::size_t nProducts = 0;
     for (int i = 0; i < nAtoms; ++i) nProducts += static_cast<std::size_t>(ProductsAt(i));
+    const std::size_t nDoubles = (static_cast<std::size_t>(nStrips) + 1) * nProducts;
     const std::size_t nBytes =
-        std::max(2 * nProducts * sizeof(double), FockBufferBytes(system.MethodId, n, nAtoms));
+        std::max(nDoubles * sizeof(double), FockBufferBytes(system.MethodId, n, nAtoms));
     if (scf.pWork.Size() * sizeof(double) < nBytes) Fatal(kMsgBufferOverflow);
 
-    const Buffer buffer{scf.pWork.Data(), scf.pWork.Data() + nProducts};
+    const Buffer buffer{nProducts, scf.pWork.Data()};
     double* v = buffer.pDensity;
     for (int i = 0; i < nAtoms; ++i) {
         TakeProducts(AtomAt(i), mDensityT, n, v);
         v += ProductsAt(i);
     }
-    std::fill_n(buffer.pPotential, nProducts, 0.0);
+    std::fill(buffer.Potential(0), buffer.Potential(nStrips), 0.0);
     return buffer;
 }
 
 /// Exchange and potentials of an atom with all before it in the list. nProducts of theirs come
-/// before its own.
-void AddPairsOf(int iA, std::size_t nProducts, const Buffer& buffer, const double* mDensitySpin,
-                const double* vTwoCentre, const int* pPairIndex, double* mFock, int n) {
+/// before its own; pPotential is where the sums go.
+void AddPairsOf(int iA, std::size_t nProducts, const Buffer& buffer, double* pPotential,
+                const double* mDensitySpin, const double* vTwoCentre, const int* pPairIndex,
+                double* mFock, int n) {
     const int nFirstA = FirstOrbitalAt(iA);
     const int* pIndex =
         pPairIndex + static_cast<std::size_t>(iA) * static_cast<std::size_t>(system.nSelected);
@@ -106,9 +127,9 @@ void AddPairsOf(int iA, std::size_t nProducts, const Buffer& buffer, const doubl
     pair.nA = OrbitalsAt(iA);
     pair.nStep = n;
     pair.vDensityA = buffer.pDensity + nProducts;
-    pair.vPotentialA = buffer.pPotential + nProducts;
+    pair.vPotentialA = pPotential + nProducts;
     pair.vDensityB = buffer.pDensity;
-    pair.vPotentialB = buffer.pPotential;
+    pair.vPotentialB = pPotential;
     for (int iB = 0; iB < iA; ++iB) {
         const int nProductsB = ProductsAt(iB);
         if (pIndex[iB] != kNoBlock) {
@@ -139,16 +160,23 @@ std::size_t FockBufferBytes(int nMethod, int nOrbitals, int nAtoms) {
 void BuildFockTwoCentre(double* mFock, const double* mDensityT, const double* mDensitySpin,
                         const double* vTwoCentre, const int* pPairIndex, int nLeading) {
     const Buffer buffer = FillBuffer(mDensityT, nLeading);
-    const std::size_t nCharge =
-        (IsMindo() ? kChargeMindo : kChargeNddo) * static_cast<std::size_t>(nLeading);
-    std::size_t nProducts = 0;
-    for (int iA = 0; iA < system.nSelected; ++iA) {
-        AddPairsOf(iA, nProducts, buffer, mDensitySpin, vTwoCentre, pPairIndex, mFock, nLeading);
-        nProducts += static_cast<std::size_t>(ProductsAt(iA));
-        Yield(nCharge);
-    }
+    const int nAtoms = system.nSelected, nStrips = StripsOf(nAtoms);
+    ForEachTaskIf(nStrips > 1, nStrips, [&](int nStrip) {
+        std::size_t nProducts = 0;
+        for (int iA = 0; iA < FirstOfStrip(nAtoms, nStrip + 1); ++iA) {
+            if (iA >= FirstOfStrip(nAtoms, nStrip))
+                AddPairsOf(iA, nProducts, buffer, buffer.Potential(nStrip), mDensitySpin,
+                           vTwoCentre, pPairIndex, mFock, nLeading);
+            nProducts += static_cast<std::size_t>(ProductsAt(iA));
+        }
+    });
+    Yield((IsMindo() ? kChargeMindo : kChargeNddo) * static_cast<std::size_t>(nLeading) *
+          static_cast<std::size_t>(nAtoms));
+    double* vSum = buffer.Potential(0);
+    for (int i = 1; i < nStrips; ++i)
+        for (std::size_t k = 0; k < buffer.nProducts; ++k) vSum[k] += buffer.Potential(i)[k];
     CopyLowerToUpper(mFock, nLeading, nLeading);
-    const double* v = buffer.pPotential;
+    const double* v = vSum;
     for (int iA = 0; iA < system.nSelected; ++iA) {
         AddPotential(AtomAt(iA), v, mFock, nLeading);
         v += ProductsAt(iA);
