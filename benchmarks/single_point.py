@@ -57,8 +57,8 @@ def find_peer() -> str | None:
     """MOPAC, None where it is not installed. Ends the program if it is there but slowed down."""
     program = shutil.which("mopac")
     if program is not None and is_reference(blas_of(program)):
-        sys.exit(f"{program} runs on the reference BLAS ({blas_of(program)}), which says nothing of "
-                 "its speed: install libopenblas0-pthread, or use --no-peer")
+        sys.exit(f"{program} runs on the reference BLAS ({blas_of(program)}), which says nothing "
+                 "of its speed: install libopenblas0-pthread, or use --no-peer")
     return program
 
 
@@ -110,7 +110,8 @@ def peer_command(program: str, path: Path, method: str, threads: int) -> tuple[f
         subprocess.run([program, str(job)], check=True, cwd=folder, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, env=environment(threads))
         seconds = time.perf_counter() - began
-        heat = re.search(r"FINAL HEAT OF FORMATION =\s+(\S+)", (Path(folder) / "job.out").read_text())
+        report = (Path(folder) / "job.out").read_text()
+        heat = re.search(r"FINAL HEAT OF FORMATION =\s+(\S+)", report)
     return seconds, float(heat.group(1))
 
 

@@ -18,7 +18,7 @@ struct Reduction {
     int n;            ///< at least 3
     double* mMatrix;  ///< Padded(n) x ReductionStep(n), by LoadMatrix; t of reflector c out, in row
                       ///< c from c + 1 on
-    double* mPanel;     ///< scratch, kPanelRows x ReductionStep(n)
+    double* mPanel;   ///< scratch, kPanelRows x ReductionStep(n)
     double* vDiagonal;  ///< of T, n
     double* vOff;       ///< of T, n; the last one is 0
     double* vScale;     ///< h by reflector, n; 0 for one that is not to be applied

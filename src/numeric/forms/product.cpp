@@ -82,8 +82,7 @@ void PackB(const Factor& b, int k0, int nInner, int j0, int nColumns, double* pP
     // The tile of C comes from far away while the sum is made.
 #pragma GCC unroll 16
     for (int r = 0; r < kTileRows; ++r)
-        for (int w = 0; w < kTileWides; ++w)
-            __builtin_prefetch(At(pC, nStepC, r) + w * kWide, 1);
+        for (int w = 0; w < kTileWides; ++w) __builtin_prefetch(At(pC, nStepC, r) + w * kWide, 1);
     for (int k = 0; k < nInner; ++k, pA += kTileRows, pB += kTileColumns) {
         Wide b[kTileWides];
 #pragma GCC unroll 4
