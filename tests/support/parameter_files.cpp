@@ -9,6 +9,7 @@
 #include "setup/parameter_intake.h"
 #include "setup/parameters.h"
 #include "tests/support/scripted_client.h"
+#include "tests/support/source_folder.h"
 
 namespace qsolve {
 
@@ -24,7 +25,7 @@ std::vector<std::string> Words(const std::string& sLine) {
 }
 
 std::vector<std::vector<std::string>> ReadLines(const std::string& sName) {
-    std::ifstream file(std::string(ORBITRAX_SOURCE_DIR "/parameters/") + sName);
+    std::ifstream file(SourcePath("parameters/" + sName));
     if (!file) throw std::runtime_error("cannot read " + sName);
     std::vector<std::vector<std::string>> lines;
     for (std::string sLine; std::getline(file, sLine);) {

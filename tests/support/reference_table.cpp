@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tests/support/parameter_files.h"
+#include "tests/support/source_folder.h"
 
 namespace qsolve {
 
@@ -12,7 +13,7 @@ namespace {
 
 /// The lines of a table that hold something.
 std::vector<std::string> LinesOf(const std::string& sFile) {
-    std::ifstream in(ORBITRAX_SOURCE_DIR "/tests/reference/" + sFile);
+    std::ifstream in(SourcePath("tests/reference/" + sFile));
     if (!in) throw std::runtime_error("no table " + sFile);
     std::vector<std::string> lines;
     for (std::string sLine; std::getline(in, sLine);)

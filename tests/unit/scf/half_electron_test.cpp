@@ -21,6 +21,7 @@
 #include "tests/support/repulsion.h"
 #include "tests/support/scf_job.h"
 #include "tests/support/scripted_client.h"
+#include "tests/support/source_folder.h"
 
 namespace qsolve {
 namespace {
@@ -198,7 +199,7 @@ struct ReferenceMolecule {
     std::vector<Reference> Methods;
 };
 std::vector<ReferenceMolecule> ReadReference() {
-    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/half_electron.txt");
+    std::ifstream file(SourcePath("tests/reference/half_electron.txt"));
     if (!file) throw std::runtime_error("no reference values");
     std::vector<ReferenceMolecule> all;
     for (std::string sLine, sKey, sName; std::getline(file, sLine);) {

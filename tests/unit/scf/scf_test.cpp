@@ -21,6 +21,7 @@
 #include "tests/support/fresh_state.h"
 #include "tests/support/scf_job.h"
 #include "tests/support/scripted_client.h"
+#include "tests/support/source_folder.h"
 
 namespace qsolve {
 namespace {
@@ -146,7 +147,7 @@ struct LevelsOfMolecule {
     std::vector<double> Levels;  ///< eV
 };
 std::vector<LevelsOfMolecule> ReadLevels() {
-    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/zindos_levels.txt");
+    std::ifstream file(SourcePath("tests/reference/zindos_levels.txt"));
     if (!file) throw std::runtime_error("no reference levels");
     std::vector<LevelsOfMolecule> molecules;
     for (std::string sLine, sKey; std::getline(file, sLine);) {

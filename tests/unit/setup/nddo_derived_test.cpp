@@ -16,6 +16,7 @@
 #include "tests/support/fresh_state.h"
 #include "tests/support/parameter_files.h"
 #include "tests/support/point_charges.h"
+#include "tests/support/source_folder.h"
 
 namespace qsolve {
 namespace {
@@ -183,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(Elements, MndoD, testing::Values("Al", "Si", "P", "S", 
 TEST_F(NddoDerived, EffectiveExponentsAreThePublishedOnes) {
     LoadParameters(kMndoD);
     ASSERT_TRUE(DeriveNddoDParameters());
-    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/mndod_internal_exponents.txt");
+    std::ifstream file(SourcePath("tests/reference/mndod_internal_exponents.txt"));
     int nElements = 0;
     for (std::string sSymbol; file >> sSymbol;) {
         if (sSymbol[0] == '#') {
