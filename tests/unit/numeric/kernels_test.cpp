@@ -122,9 +122,9 @@ double Element(const TestMatrix& w, int i, int j, int k, int l) {
     return w(Index(i, j), Index(k, l));
 }
 
-class PairBlocks : public testing::TestWithParam<std::tuple<int, int>> {};
+class PairBlockKernel : public testing::TestWithParam<std::tuple<int, int>> {};
 
-TEST_P(PairBlocks, AddThePotentialsAndTheExchangeOfTheDefinition) {
+TEST_P(PairBlockKernel, AddThePotentialsAndTheExchangeOfTheDefinition) {
     const auto [nA, nB] = GetParam();
     const int nRows = PairProducts(nA), nColumns = PairProducts(nB), nStep = 11;
     const TestMatrix w = RandomMatrix(nRows, nColumns, 1), q = RandomMatrix(nA, nStep, 2);
@@ -146,7 +146,7 @@ TEST_P(PairBlocks, AddThePotentialsAndTheExchangeOfTheDefinition) {
     EXPECT_LE(LargestDifference(va, wantedA), 1e-13);
     EXPECT_LE(LargestDifference(vb, wantedB), 1e-13);
 }
-INSTANTIATE_TEST_SUITE_P(Sizes, PairBlocks,
+INSTANTIATE_TEST_SUITE_P(Sizes, PairBlockKernel,
                          testing::Combine(testing::Values(1, 4, 9), testing::Values(1, 4, 9)));
 
 }  // namespace
