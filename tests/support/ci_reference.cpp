@@ -4,6 +4,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/source_folder.h"
+
 namespace qsolve {
 namespace {
 
@@ -43,7 +45,7 @@ bool ReadLine(std::istringstream& line, const std::string& sKey, ReferenceWindow
 }  // namespace
 
 std::vector<ReferenceWindow> ReadCiReference(const std::string& sFile) {
-    std::ifstream file(ORBITRAX_SOURCE_DIR "/tests/reference/" + sFile);
+    std::ifstream file(SourcePath("tests/reference/" + sFile));
     if (!file) throw std::runtime_error("no reference values: " + sFile);
     ReferenceWindow molecule;
     std::vector<ReferenceWindow> all;
