@@ -9,7 +9,8 @@ import pytest
 from peers import PROGRAM, kernel_forms
 from sessions import KEYS, again, calculation, ready
 
-from orbitrax import Backend, Job, read_molecule, wire
+from orbitrax import Backend, Job, read_molecule
+from orbitrax.link import wire
 
 ROOT = Path(__file__).resolve().parents[2]
 
@@ -48,7 +49,7 @@ def test_the_energies_of_all_forms_agree_to_nine_digits(monkeypatch, method):
     for form in kernel_forms():
         monkeypatch.setenv("ORBITRAX_KERNELS", form)
         with Backend(program=PROGRAM) as backend:
-            energies.append(backend.run(Job(molecule, method, convergence_limit=1e-7)).total_energy)
+            energies.append(backend.run(Job(molecule, method, scf_limit=1e-7)).total_energy)
     for energy in energies[1:]:
         assert energy == pytest.approx(energies[0], rel=1e-9)
 
