@@ -26,8 +26,10 @@ def main(path: str = str(HERE / "formaldehyde.xyz"), method: str = "am1") -> Non
     highest = np.flatnonzero(result.occupancies > 0.01)[-1]
     for name, k in (("HOMO", highest), ("LUMO", highest + 1)):
         print(f"{name} {levels[k]:10.4f} eV")
-        for i in np.argsort(-vectors[k] ** 2)[:4]:
-            print(f"  {names[i]:<12}{vectors[k, i]:10.4f}{100 * vectors[k, i] ** 2:8.1f} %")
+        shares = vectors[k] ** 2
+        for i in np.argsort(-shares)[:4]:
+            if shares[i] > 5e-4:
+                print(f"  {names[i]:<12}{vectors[k, i]:10.4f}{100 * shares[i]:8.1f} %")
     print(f"gap  {levels[highest + 1] - levels[highest]:10.4f} eV")
 
 
