@@ -7,7 +7,9 @@ what it was sent. Told so, it misbehaves at a given frame.
 Scenario: results "normal", "refusal" (an error text and nothing else), "late refusal" (after a
 status line), "empty" (no results, no word), "partial" (the result block alone); texts, a list of
 (packet type, text) sent ahead of the results; unrestricted, eigenvectors, gradient; iterations and
-difference of the last progress line; energy to report in place of the usual one; at, the number of
+difference of the last SCF, unconverged of so many runs; sections by kind that are sent in place of
+the usual ones, as hex, left_out kinds, version of their block, more_sections than there are; energy
+to report in place of the usual one; at, the number of
 the frame, from 0, that is met with fault: "kill", "exit", "garbage", "huge", "wrong code",
 "silence", "unknown type", "wrong length"; first_only, the fault comes in the first process alone;
 refuse_pokes, how many pokes are first not taken; record, a file that receives every payload poked,
@@ -155,6 +157,11 @@ class Peer:
         yield "take", 4
         options = yield "take", 184
         yield "take", 152
+        if struct.unpack_from("<I", options, 4)[0] & 0xFF800000 == 0x32800000:
+            version, left = struct.unpack("<2i", (yield "take", 8))
+            assert version == 2
+            while left:
+                left -= len((yield "take", min(16384, left)))
         if struct.unpack_from("<i", options)[0] == 0:
             yield from self.plot(options)
             return
@@ -196,12 +203,8 @@ class Peer:
         numbers = [struct.unpack_from("<i", records, 96 * i + 4)[0] for i in range(n)]
         charges = struct.pack(f"<{n}f", *(0.125 * z for z in numbers))
         yield from self.chunks(20, charges)
-        if struct.unpack_from("<i", options, 4)[0] == 0x3158524F:
-            gradient = self.told.get("gradient", False)
-            precise = struct.pack("<iid", 1, int(gradient), energy + 1e-9)
-            if gradient:
-                precise += struct.pack(f"<{3 * n}d", *(0.001 * i for i in range(3 * n)))
-            yield from self.chunks(30, precise)
+        if struct.unpack_from("<I", options, 4)[0] >> 24 == 0x32:
+            yield from self.chunks(30, self.sections(n, energy, iterations, difference, numbers))
         orbitals = 4
         values = orbitals * (2 if self.told.get("unrestricted") else 1)
         yield "send", 10, struct.pack("<i", values)
@@ -216,6 +219,29 @@ class Peer:
             for _ in range(2 if self.told.get("unrestricted") else 1):
                 matrix = struct.pack("<16f", *range(16))
                 yield from self.chunks(10, matrix)
+
+    def sections(self, n, energy, iterations, difference, numbers):
+        """Energies, a gradient if it is told so, charges, the account of SCFs, and a section that
+        no client knows."""
+        bad, runs = self.told.get("unconverged", int(difference > 0)), self.told.get("runs", 1)
+        found = {
+            0: struct.pack("<12d", energy + 1e-9, -4.5, 5.5, -3.5, -2.5, -57.75, 0, 0, 0, 0, 0,
+                           0.25),
+            4: struct.pack(f"<{n}d", *(0.125 * z for z in numbers)),
+            5: struct.pack("<8i4d", int(bad == 0), int(bad == 0), iterations, runs, bad, runs, bad,
+                           0, difference, 1e-5, 0.0, difference),
+            99: b"\1" * 16,
+        }
+        if self.told.get("gradient", False):
+            found[1] = struct.pack(f"<{3 * n}d", *(0.001 * i for i in range(3 * n)))
+        found.update({int(kind): bytes.fromhex(data)
+                      for kind, data in self.told.get("sections", {}).items()})
+        for kind in self.told.get("left_out", ()):
+            del found[kind]
+        version, more = self.told.get("version", 2), self.told.get("more_sections", 0)
+        return struct.pack("<2i", version, len(found) + more) + b"".join(
+            struct.pack("<2i", kind, len(data)) + data + bytes(-len(data) % 8)
+            for kind, data in found.items())
 
     def plot(self, options):
         """Grids of x + 100 y + 10000 z, each a whole number of steps from the first point, and

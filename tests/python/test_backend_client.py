@@ -103,13 +103,13 @@ def test_orbital_data_are_taken_column_by_column(make_peer, water):
     assert data.symmetry_labels == ["A1"] * 4 and data.point_group == "C2v"
 
 
-def test_iterations_up_to_the_limit_are_not_taken_for_convergence(make_peer, water):
-    cases = ((199, 0.0, 1e-6, True), (200, 0.0, 1e-6, False), (200, 0.5, 1e-6, False),
-             (200, 0.0, 1e-3, True))
-    for iterations, difference, limit, converged in cases:
-        with Backend(make_peer(iterations=iterations, difference=difference)) as backend:
-            job = Job(water, "am1", scf_limit=limit)
-            assert backend.run(job).converged is converged, (iterations, difference, limit)
+@pytest.mark.parametrize("iterations,difference,bad", [(199, 0.0, 0), (200, 0.0, 0), (3, 0.5, 1)])
+def test_the_backend_says_whether_the_scf_converged(make_peer, water, iterations, difference, bad):
+    script = make_peer(iterations=iterations, difference=difference, unconverged=bad)
+    with Backend(script) as backend:
+        result = backend.run(Job(water, "am1"))
+    assert result.converged is (bad == 0) and result.scf_unconverged == bad
+    assert (result.scf_iterations, result.final_scf_difference) == (iterations, difference)
 
 
 @pytest.mark.parametrize("energy", [float("nan"), float("inf")])
@@ -131,7 +131,7 @@ def test_the_first_session_sends_tables_and_later_ones_do_not(make_peer, water):
             pid = backend.pid
         assert backend.pid == pid
     sizes = [len(data) for _, data in pokes(script)]
-    session = [4, 184, 152, 4, 3 * 96, 36 + 12]
+    session = [4, 184, 152, 8, 8 + 3 * 24, 4, 3 * 96, 36 + 12]
     assert sizes == [4, 4, 92400] + 3 * session
 
 
@@ -166,7 +166,7 @@ def test_the_settings_arrive_at_their_places(make_peer, water):
     assert debug == (11, struct.pack("<i", 1))
     options = options[1]
     assert struct.unpack_from("<i", options, 0) == (1,)
-    assert struct.unpack_from("<i", options, 4) == (0x3158524F,)
+    assert struct.unpack_from("<i", options, 4) == (0x32000000 | 1 << 23 | 0x3F,)
     assert struct.unpack_from("<f", options, 8)[0] == np.float32(1e-4)
     assert struct.unpack_from("<3i", options, 12) == (77, -1, 4)
     assert struct.unpack_from("<3i", options, 88) == (1, 0, 0)
@@ -232,7 +232,7 @@ def test_results_that_break_off_are_no_result(make_peer, water):
 
 # ---- deaths, lies, silence ----------------------------------------------------------------------
 
-FRAMES_OF_A_SESSION = 1 + 1 + 2 * 9 + 6 + 1  # connect; node count; pokes; results; the end
+FRAMES_OF_A_SESSION = 1 + 1 + 2 * 11 + 6 + 1  # connect; node count; pokes; results; the end
 
 
 def test_the_frames_of_a_session_are_as_many_as_the_tests_below_break(make_peer, water):
@@ -256,7 +256,7 @@ def test_a_killed_backend_is_a_typed_error_within_a_second(make_peer, water, at)
 
 
 @pytest.mark.parametrize("fault", ["garbage", "huge", "wrong code", "unknown type"])
-@pytest.mark.parametrize("at", [0, 1, 2, 3, 21, 24, FRAMES_OF_A_SESSION - 1])
+@pytest.mark.parametrize("at", [0, 1, 2, 3, 25, 28, FRAMES_OF_A_SESSION - 1])
 def test_garbage_is_a_typed_error(make_peer, water, fault, at):
     with Backend(make_peer(at=at, fault=fault)) as backend:
         with pytest.raises(LinkError):
@@ -269,7 +269,7 @@ def test_garbage_is_a_typed_error(make_peer, water, fault, at):
     ("wrong length", "announces 9 bytes and brings 6"),
     ("wrong code", "was answered by frame"), ("unknown type", "unknown type 77")])
 def test_lies_are_told_apart(make_peer, water, fault, words):
-    with Backend(make_peer(at=21, fault=fault)) as backend:
+    with Backend(make_peer(at=25, fault=fault)) as backend:
         with pytest.raises(ProtocolError, match=words):
             backend.run(Job(water, "am1"), time_limit=5)
 

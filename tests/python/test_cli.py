@@ -21,7 +21,8 @@ KEYS = ("schema version task method charge multiplicity spin symbols coordinates
         "total_energy electronic_energy core_energy binding_energy isolated_atomic_energy "
         "heat_of_formation gradient rms_gradient dipole_debye charges orbital_energies_ev "
         "occupancies orbital_symmetries point_group converged cycles energy_points scf_iterations "
-        "final_scf_difference log status warnings errors wall_seconds").split()
+        "final_scf_difference scf_runs scf_unconverged log status warnings errors "
+        "wall_seconds").split()
 WATER = "examples/water.xyz"
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
 

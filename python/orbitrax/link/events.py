@@ -124,13 +124,18 @@ class Charges(Event):
 
 
 class Precise(Event):
-    """A report point in double precision. total_energy: kcal/mol. values: its gradient, 3 n,
-    kcal/(mol Angstrom), or None."""
+    """A report point in double precision, the last event of it. sections: by the names of
+    `orbitrax.link.sections`; what the calculation does not have is not there."""
 
-    __slots__ = ("total_energy", "values")
+    __slots__ = ("sections",)
 
-    def __init__(self, total_energy: float, values: array[float] | None):
-        self.total_energy, self.values = total_energy, values
+    def __init__(self, sections: dict[str, Any]):
+        self.sections = sections
+
+    @property
+    def values(self) -> array[float] | None:
+        """The gradient in one row, 3 n, kcal/(mol Angstrom), or None."""
+        return self.sections.get("gradient")
 
     @property
     def gradient(self) -> Array | None:

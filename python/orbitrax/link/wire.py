@@ -188,7 +188,10 @@ HEADER_BYTES = 20
 MAX_PAYLOAD = 16384  # of a packet from the backend, and of one piece of a chunked intake
 MAX_BONDS = 12
 ATOMS_PER_CHUNK = 170
-PRECISE_RESULTS = 0x3158524F  # RunOptions.nExtensions that asks for packets of type PRECISE
+# RunOptions.nExtensions: with this mark each bit asks for sections in packets of type PRECISE, and
+# one announces further options; or the word that asks for the first form of those packets.
+SECTIONS_MARK, FURTHER_OPTIONS = 0x32000000, 1 << 23
+PRECISE_RESULTS = 0x3158524F
 MAX_ATOMS = 1 << 24
 
 NODE_BACKEND, NODE_FRONTEND = 0, 1

@@ -17,10 +17,14 @@ if TYPE_CHECKING:
 
     from orbitrax.job import Job
 
-_PROGRESS_STEP = 0.5e-5  # the difference is printed with five decimals
-
 NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
              "Unable to allocate memory")  # in texts of the backend
+
+# Results in double precision, by their names in the sections.
+_ENERGIES = ("total_energy", "electronic_energy", "core_energy", "isolated_atomic_energy",
+             "binding_energy", "heat_of_formation", "rms_gradient")
+_RESTRAINTS = ("tether_energy", "stretch_energy", "bend_energy", "torsion_energy")
+_DIPOLE = ("sum_x", "sum_y", "sum_z", "sum_total")
 
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
@@ -70,9 +74,6 @@ class ResultBuilder:
 
     def _status(self, event: events.StatusLine) -> None:
         self._started = True
-        found = _progress(event.text)
-        if found is not None:
-            self.result.scf_iterations, self.result.final_scf_difference = found
 
     def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
@@ -94,8 +95,6 @@ class ResultBuilder:
                 ("flTetherEnergy", "flStretchEnergy", "flBendEnergy", "flTorsionEnergy"))
         if self._job.settings.calc_kind == OPTIMISATION:
             result.converged = bool(values["fConverged"])
-        else:
-            result.converged = self._scf_converged()
 
     def _coordinates(self, event: events.Coordinates) -> None:
         self.result.coordinates = flat(_all_finite(event.values, "the coordinates"))
@@ -104,11 +103,36 @@ class ResultBuilder:
         self.result.charges = _all_finite(event.values, "the charges")
 
     def _precise(self, event: events.Precise) -> None:
-        self.result.total_energy = _finite(event.total_energy, "the total energy")
-        if event.values is None:
-            self.result.rms_gradient = None  # the block's word is 0 when no gradient was made
-        else:
-            self.result.gradient = _all_finite(event.values, "the gradient")
+        """The sections take the place of what came in single precision."""
+        result, sections = self.result, event.sections
+        for name in _ENERGIES:
+            setattr(result, name, _finite(sections["energies"][name], f"the {name}"))
+        if self._job.settings.restrain:
+            result.restraint_energy = sum(
+                _finite(sections["energies"][name], f"the {name}") for name in _RESTRAINTS)
+        for name in ("gradient", "coordinates", "charges"):
+            if name in sections:
+                setattr(result, name, _all_finite(sections[name], f"the {name}"))
+        if "gradient" not in sections:
+            result.rms_gradient = None  # its word is 0 when no gradient was made
+        if "dipole" in sections:
+            result.dipole = [_finite(sections["dipole"][name], "the dipole")
+                             for name in _DIPOLE]
+        self._judge_scf(sections["scf"])
+
+    def _judge_scf(self, scf: dict[str, Any]) -> None:
+        """How the SCFs of the job have ended. A search is worth what its last one is; of other jobs
+        each counts."""
+        result = self.result
+        result.scf_iterations, result.scf_runs = scf["cycles"] or None, scf["runs"]
+        result.scf_unconverged = scf["unconverged"]
+        difference = scf["difference"]
+        result.final_scf_difference = difference if math.isfinite(difference) else None
+        result.scf_converged = bool(scf["converged"]) if scf["runs"] else None
+        if self._job.settings.calc_kind != OPTIMISATION:
+            result.converged = not scf["unconverged"] if scf["runs"] else None
+        elif result.scf_converged is False:
+            result.converged = False
 
     def _orbitals(self, event: events.OrbitalData) -> None:
         result = self.result
@@ -131,37 +155,6 @@ class ResultBuilder:
         events.Coordinates: _coordinates,
         events.Precise: _precise, events.OrbitalData: _orbitals, events.Eigenvectors: _vectors,
     }
-
-    def _scf_converged(self) -> bool | None:
-        """Whether the SCF cycle ended by convergence. The backend does not say; it reports each
-        iteration but the last, and stops at the limit of iterations without a word. None when it
-        reported nothing."""
-        limit, iterations = self._job.settings.scf_iterations, self.result.scf_iterations
-        if limit <= 0:
-            return False
-        if iterations is None:
-            return None
-        if iterations < limit:
-            return True
-        difference = self.result.final_scf_difference
-        return difference is not None and (
-            difference + _PROGRESS_STEP < self._job.settings.scf_limit)
-
-
-def _progress(text: str) -> tuple[int, float | None] | None:
-    """Iteration and last difference of a line of progress, "... Iter=7 Diff=0.00012]"; None for
-    another line."""
-    _, mark, rest = text.partition("Iter")
-    words = rest.replace("=", " ").replace("]", " ").split()
-    if words and not words[0].isdigit():
-        words = words[1:]  # "ation"
-    if not mark or len(words) < 3 or not words[0].isdigit() or not words[1].startswith("Diff"):
-        return None
-    try:
-        difference = abs(float(words[2]))
-    except ValueError:
-        difference = math.inf
-    return int(words[0]), difference if math.isfinite(difference) else None
 
 
 def lacks_memory(words: str) -> bool:

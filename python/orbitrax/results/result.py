@@ -23,6 +23,10 @@ class Result:
     orbital k, by rising energy, over the atomic orbitals, atom by atom and in each s, px, py, pz,
     dz2, dxz, dyz, dx2-y2, dxy; `orbitrax.slater_basis` names them. The rows are orthonormal.
 
+    scf_runs, scf_unconverged: the SCFs of the job, and those that did not converge; scf_converged:
+    whether the last one did. converged: whether all that the result stands on did: each SCF, of a
+    search the search and its last SCF.
+
     blocks: what the task has to tell beside, by name, as in the JSON document.
     """
 
@@ -49,6 +53,9 @@ class Result:
     cycles: int | None = None
     energy_points: int | None = None
     scf_iterations: int | None = None
+    scf_converged: bool | None = None
+    scf_runs: int | None = None
+    scf_unconverged: int | None = None
     final_scf_difference: float | None = None
     status: str = "done"
     wall_seconds: float | None = None

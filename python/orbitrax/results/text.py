@@ -26,8 +26,11 @@ def counted(number: int | None, word: str) -> str:
 def summary(result: Result, end: list[str] | None = None) -> list[str]:
     """The lines of a summary, with units. end: how the calculation ended, where a task has more to
     say of that than how its SCF did."""
+    many = unconverged_scfs(result)
+    if end is None:
+        end = _scf(result)
     return [result.heading, "", *_energies(result), *_properties(result), *_frontier(result),
-            *_point_group(result), *(_scf(result) if end is None else end), *_charges(result)]
+            *_point_group(result), *end, *([line("SCF", many)] if many else []), *_charges(result)]
 
 
 def _energies(result: Result) -> list[str]:
@@ -80,6 +83,15 @@ def _frontier(result: Result) -> list[str]:
 def _point_group(result: Result) -> list[str]:
     known = result.point_group and result.point_group != "?"
     return [line("Point group", f"{result.point_group:>18}")] if known else []
+
+
+def unconverged_scfs(result: Result) -> str:
+    """How many SCFs of a job did not converge, in words; empty where all did, or the only one did
+    not."""
+    bad, runs = result.scf_unconverged, result.scf_runs
+    if not bad or not runs or runs == 1:
+        return ""
+    return f"{bad} of {runs} SCFs did not converge" if bad < runs else f"none of {runs} SCFs converged"
 
 
 def _scf(result: Result) -> list[str]:

@@ -8,6 +8,7 @@ import struct
 
 from orbitrax.errors import InputError
 from orbitrax.link import wire
+from orbitrax.link.sections import ASKED, further_packets
 from orbitrax.molecules.elements import MASSES, valence_orbitals
 from orbitrax.settings import LARGEST_FLOAT
 
@@ -45,6 +46,7 @@ def job_packets(job: Job) -> list[bytes]:
         _debug_packet(job),
         wire.packet(run_options(job)),
         wire.packet(job_options(job)),
+        *(further_packets(_further(job)) if job.settings.precise else ()),
         wire.packet(wire.word(len(job.molecule))),
         *(wire.packet(atoms[start:start + size]) for start in range(0, len(atoms), size)),
         *(restraint_packets(job) if job.settings.restrain else ()),
@@ -55,7 +57,7 @@ def job_packets(job: Job) -> list[bytes]:
 def plot_packets(job: Job, plot: Plot, frame: Frame) -> list[bytes]:
     """The packets of a later session that plots what the job has left."""
     values = _options(job, wire.RunOptions)
-    values.update(fCalculate=0, fSendOrbitals=0, fPlot=1, nPlotKind=plot.kind,
+    values.update(fCalculate=0, nExtensions=0, fSendOrbitals=0, fPlot=1, nPlotKind=plot.kind,
                   fPlotBetaSpin=int(plot.beta))
     if plot.of_orbital:
         values["nPlotOrbitalMode"], values["nPlotOrbitalOffset"] = plot.level()
@@ -90,7 +92,7 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
         if one.wire in record.fields:
             values[one.wire] = _sent(one, getattr(settings, one.name))
     if record is wire.RunOptions:
-        values.update(fCalculate=1, nExtensions=wire.PRECISE_RESULTS if settings.precise else 0,
+        values.update(fCalculate=1, nExtensions=ASKED if settings.precise else 0,
                       nTotalCharge=job.charge, nMultiplicity=job.multiplicity,
                       flOverlapSigma=job.sigma, flOverlapPi=job.pi)
         if settings.log_level is None:
@@ -106,6 +108,19 @@ def _sent(one: Option, value: Any) -> Any:
     if one.choices is not None:
         return one.choices.index(value)
     return 0 if value is None else int(value) if one.kind == "bool" else value
+
+
+# ---- further options ----------------------------------------------------------------------------
+
+_COORDINATES = 0  # kind of a section
+
+
+def _further(job: Job) -> list[tuple[int, bytes]]:
+    """The sections of options, kind and data, that no field of the records has room for. A new one
+    is a line here."""
+    return [
+        (_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz)),
+    ]
 
 
 # ---- the molecule -------------------------------------------------------------------------------

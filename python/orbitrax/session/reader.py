@@ -1,18 +1,17 @@
 """Turns the packets of a session into events.
 
-Texts, charges and precise results are known by their packet type; everything else is plain data
+Texts, charges and sections are known by their packet type; everything else is plain data
 whose meaning is its place in the session. The places are written down as a script: a generator that
 yields how many bytes come next and is sent those bytes.
 """
 
 from __future__ import annotations
 
-import struct
-
 from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
 from orbitrax.job import OPTIMISATION, SINGLE_POINT
 from orbitrax.link import events, wire
+from orbitrax.link.sections import SectionReader
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -33,8 +32,6 @@ _LINES = {
     wire.DEBUG_LINE: events.DebugLine,
 }
 
-_PRECISE_HEAD = struct.Struct("<iid")  # version, flags, total energy
-_GRADIENT_FOLLOWS = 1
 _MAX_ORBITALS = 1 << 24
 
 
@@ -53,7 +50,7 @@ class SessionReader:
         self._ready: list[events.Event] = []
         self._refused = False  # an error text has come: data may be missing
         self._charges = bytearray()
-        self._precise = bytearray()
+        self._sections = SectionReader(n_atoms)
         self._data = bytearray()
         self._at_report_point = True  # what comes next would be a result block
         self._finished = False
@@ -64,7 +61,7 @@ class SessionReader:
     @property
     def finished(self) -> bool:
         """Whether all that the job's kind promises has come."""
-        return self._finished and not self._charges and not self._precise
+        return self._finished and not self._charges and not self._sections
 
     def feed(self, packet: Packet) -> list[events.Event]:
         """The events that a packet completes."""
@@ -98,21 +95,9 @@ class SessionReader:
             self._charges = bytearray()
 
     def _take_precise(self, payload: bytes) -> None:
-        self._precise += payload
-        if len(self._precise) < _PRECISE_HEAD.size:
-            return
-        version, flags, energy = _PRECISE_HEAD.unpack_from(self._precise)
-        if version != 1:
-            raise ProtocolError(f"precise results of version {version} are not known")
-        with_gradient = bool(flags & _GRADIENT_FOLLOWS)
-        wanted = _PRECISE_HEAD.size + (24 * self._n_atoms if with_gradient else 0)
-        if len(self._precise) > wanted:
-            raise ProtocolError("the backend sent more precise results than there are")
-        if len(self._precise) < wanted:
-            return
-        gradient = unpacked("d", self._precise[_PRECISE_HEAD.size:]) if with_gradient else None
-        self._ready.append(events.Precise(energy, gradient))
-        self._precise = bytearray()
+        sections = self._sections.feed(payload)
+        if sections is not None:
+            self._ready.append(events.Precise(sections))
 
     def _take_data(self, payload: bytes) -> None:
         if self._finished:

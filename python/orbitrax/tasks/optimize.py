@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from orbitrax.errors import NotConverged
 from orbitrax.job import OPTIMISATION
-from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary
+from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary, unconverged_scfs
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
 from orbitrax.tasks.task import Run, Task
@@ -38,6 +38,11 @@ class Search(Run):
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a search that has found no minimum."""
+        many = unconverged_scfs(result)
+        if result.scf_converged is False:
+            super().judge(result)
+        elif many:
+            result.warnings.append(f"{many}, on the way to a structure whose own did")
         if result.converged or self.job.settings.allow_unconverged:
             return
         text = f"the search did not converge within {result.cycles} cycles"

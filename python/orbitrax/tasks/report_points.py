@@ -44,8 +44,9 @@ class ReportPoints:
         elif isinstance(event, events.Coordinates):
             self._xyz = event.values
         elif isinstance(event, events.Precise):
-            self._point["total_energy"] = event.total_energy
-            self._finish(ReportPoint(self._point, self._xyz, event.values))
+            self._point["total_energy"] = event.sections["energies"]["total_energy"]
+            xyz = event.sections.get("coordinates", self._xyz)
+            self._finish(ReportPoint(self._point, xyz, event.values))
 
     def _finish(self, point: ReportPoint) -> None:
         if self.last is not None and self.last.xyz == point.xyz:

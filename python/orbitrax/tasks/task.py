@@ -9,7 +9,7 @@ from __future__ import annotations
 
 from orbitrax.errors import NotConverged, OrbitraxError
 from orbitrax.job import Job, JobSettings
-from orbitrax.results.text import summary
+from orbitrax.results.text import summary, unconverged_scfs
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -109,11 +109,14 @@ class Task(JobSettings):
 
 
 def judge_scf(job: Job, result: Result) -> None:
-    """Raises NotConverged for an SCF that has not converged."""
-    if result.converged is not False:
+    """Raises NotConverged for an SCF that has not converged, the only one of a job or one of
+    many."""
+    if not result.scf_unconverged:
         return
+    many = unconverged_scfs(result)
     settings, last = job.settings, result.final_scf_difference
-    text = f"the SCF iterations did not converge within {settings.scf_iterations}"
+    text = (f"{many} within {settings.scf_iterations} iterations" if many else
+            f"the SCF iterations did not converge within {settings.scf_iterations}")
     if last is not None:
         text += f" (last difference {last:.5f} kcal/mol, limit {settings.scf_limit:g})"
     other = "--no-diis" if settings.diis else "--diis"
