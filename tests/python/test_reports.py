@@ -17,7 +17,7 @@ sys.path.insert(0, str(Path(__file__).parent))
 
 from support import ROOT  # noqa: E402
 
-REPORTS = ROOT / "tests" / "reference" / "reports"
+REPORTS = ROOT / "tests" / "stored" / "reports"
 
 # So tight that a report does not depend on the path of convergence.
 TIGHT = ("--scf-limit", "1e-9")
