@@ -1,4 +1,5 @@
-"""The drawing of the house in docs/design.md is that of today."""
+"""Pages that follow from the code are those of today: the drawing of the house in docs/design.md,
+and docs/json.md."""
 
 from __future__ import annotations
 
@@ -7,14 +8,28 @@ import importlib.util
 import pytest
 from tree import ROOT
 
-_SPEC = importlib.util.spec_from_file_location("draw_house", ROOT / "docs" / "draw_house.py")
-house = importlib.util.module_from_spec(_SPEC)
-_SPEC.loader.exec_module(house)
+
+
+def script(name: str):
+    """A script of docs/ as a module."""
+    spec = importlib.util.spec_from_file_location(name, ROOT / "docs" / f"{name}.py")
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+house = script("draw_house")
 
 
 def test_the_drawing_in_the_page_is_that_of_today():
     old = house.PAGE.read_text(encoding="utf-8")
     assert house.page(old, house.drawing()) == old, "refresh it: docs/draw_house.py --write"
+
+
+def test_the_page_of_the_json_document_is_that_of_today():
+    pages = script("write_json_page")
+    assert pages.page() == pages.PAGE.read_text(encoding="utf-8"), (
+        "refresh it: docs/write_json_page.py")
 
 
 def test_no_room_of_python_is_one_flat_folder():
