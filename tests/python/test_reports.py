@@ -26,7 +26,7 @@ TIGHT = ("--scf-limit", "1e-9")
 # them for INDO. An energy within 1e-9 kcal/mol leaves their density free by some 1e-7, and so
 # levels by 1e-4 eV and the gradient by as much in its unit.
 SLOW = ("carbon_monoxide_cation_indo", "carbon_monoxide_cation_zindos",
-        "carbon_monoxide_cation_am1")
+        "carbon_monoxide_cation_am1", "formyl_am1_orbitals")
 SLOW_BOUND = 5e-4
 
 # Name of the report: molecule, then options of the command line.
