@@ -114,6 +114,9 @@ class Backend:
         results, LinkError if the backend dies, lies or takes too long. The errors repeat the
         backend's own words.
         """
+        lead = job.settings.leader()
+        if lead is not None:
+            return lead(self, job, on_event, time_limit, task)
         began = time.monotonic()
         builder = ResultBuilder(job, task)
         stream = self.stream(job, time_limit)
@@ -122,8 +125,8 @@ class Backend:
                 builder.add(event)
                 if on_event is not None:
                     on_event(event)
-        except OrbitraxError as error:
-            error.partial = builder.result
+        except (OrbitraxError, KeyboardInterrupt) as error:
+            error.partial = builder.result  # type: ignore[union-attr]
             raise
         finally:
             stream.close()

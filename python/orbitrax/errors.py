@@ -17,6 +17,7 @@
         BackendDied
         TimeLimitExceeded
         Cancelled
+      Interrupted             the program was asked to end
 
 Each error knows under which `status` it stands in a JSON document and with which status the command
 line exits. Texts name settings as they are typed there, --scf-iterations; `str` has them as Python
@@ -146,6 +147,17 @@ class BackendDied(LinkError):
 
 class TimeLimitExceeded(LinkError):
     """The session took longer than its time limit."""
+
+
+class Interrupted(OrbitraxError):
+    """Someone ended the program on its way; `partial` holds what there was."""
+
+    exit_status = 130  # 128 + SIGINT
+    status = "interrupted"
+
+
+class Terminated(KeyboardInterrupt):
+    """The system, or a batch queue, asks the program to end."""
 
 
 class Cancelled(LinkError):

@@ -11,10 +11,11 @@ from orbitrax.settings import LARGEST_WORD, Settings, declared, option
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Sequence
+    from collections.abc import Callable, Sequence
     from typing import Any, ClassVar
 
     from orbitrax.molecules.restraints import Restraint
+    from orbitrax.results.result import Result
     from orbitrax.tables import ParameterSet
 
 SINGLE_POINT, OPTIMISATION = 0, 1  # kinds of calculation, by number
@@ -89,6 +90,11 @@ class JobSettings(Settings):
         False, wire="fSendOrbitals", typed=False, help="bring the orbitals' coefficients too")
     precise: bool = option(True, typed=False, help="bring energy and gradient in double precision")
     debug: bool = option(False, typed=False, help="bring the backend's debug texts too")
+
+    def leader(self) -> Callable[..., Result] | None:
+        """Who leads a calculation of several sessions: called with the backend, the job, a
+        listener, a time limit and the name of the task. None where one session does it all."""
+        return None
 
 
 class Job:

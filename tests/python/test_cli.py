@@ -248,7 +248,7 @@ def test_ctrl_c_is_status_130_and_leaves_no_process(make_peer, json_wanted):
         child = int(file.read().split()[0])
     run.send_signal(signal.SIGINT)
     output, errors = run.communicate(timeout=10)
-    assert run.returncode == 130 and errors == ""
+    assert run.returncode == 130 and errors == "orbitrax: error: interrupted\n"
     assert not os.path.exists(f"/proc/{child}")
     if json_wanted:
         assert json.loads(output)["status"] == "interrupted"

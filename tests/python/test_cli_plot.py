@@ -203,7 +203,7 @@ def test_ctrl_c_is_status_130_and_leaves_nothing(make_peer, tmp_path, name):
         child = int(file.read().split()[0])
     run.send_signal(signal.SIGINT)
     _, errors = run.communicate(timeout=10)
-    assert run.returncode == 130 and errors == ""
+    assert run.returncode == 130 and errors == "orbitrax: error: interrupted\n"
     assert not os.path.exists(f"/proc/{child}") and os.listdir(tmp_path / "out") == []
 
 

@@ -2,7 +2,7 @@
 
 import numpy as np
 import pytest
-import support  # noqa: F401  (the package from the checkout)
+import support  # the package from the checkout
 
 from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.minimise import Limits, minimise
@@ -163,7 +163,7 @@ def test_the_minimum_is_the_backends_with_fewer_energies(examples):
     bonds = [(i, j) for i in range(9) for j in range(i + 1, 9)
              if np.linalg.norm(molecule.positions[i] - molecule.positions[j]) < 1.65]
     with Backend() as backend:
-        theirs = backend.run(Job(molecule, "am1", Optimize(limit=0.01)))
+        theirs = backend.run(Job(molecule, "am1", Optimize(limit=0.01, optimizer="polak-ribiere")))
 
         def am1(positions):
             result = backend.run(Job(molecule.replace(positions=positions), "am1"))
@@ -174,3 +174,60 @@ def test_the_minimum_is_the_backends_with_fewer_energies(examples):
     assert ours.converged
     assert ours.energy == pytest.approx(theirs.total_energy, abs=1e-4)
     assert ours.energies < theirs.energy_points / 3
+
+
+# ---- what is held -------------------------------------------------------------------------------
+
+
+def am1(name):
+    from orbitrax.molecules.geometry import find_bonds
+
+    molecule = read_molecule(str(support.ROOT / "examples" / name))
+    job = Job(molecule, "am1")
+    bonds = sorted({tuple(sorted((i, j))) for i, near in enumerate(find_bonds(
+        molecule.numbers, molecule.positions)) for j in near})
+
+    def function(backend, positions):
+        result = backend.run(job.replace(molecule=molecule.replace(positions=positions)))
+        return result.total_energy, result.gradient
+    return molecule, bonds, function
+
+
+def test_frozen_atoms_stay_to_the_last_bit_and_the_others_come_to_rest():
+    molecule, bonds, function = am1("ethanol.xyz")
+    with Backend() as backend:
+        found = minimise(lambda x: function(backend, x), molecule.numbers, molecule.positions,
+                         bonds, Limits(0.02, 0.1, 1e-4), frozen=(0, 1, 2))
+    assert found.converged
+    start = molecule.positions.astype(np.float32).astype(float)
+    assert np.array_equal(found.positions[:3], start[:3])
+    assert np.abs(found.gradient[3:]).max() < 0.1 < np.abs(found.gradient[:3]).max()
+
+
+@pytest.mark.parametrize("kind,atoms,value", [
+    ("stretch", (0, 1), 1.6), ("bend", (0, 1, 2), 100.0), ("torsion", (0, 1, 2, 3), 40.0)])
+def test_a_held_value_is_exact_and_nothing_else_pulls(kind, atoms, value):
+    """At the end the gradient points along the constraint and nowhere else: moving the atoms so
+    that the value stays costs nothing to first order."""
+    from orbitrax.minimise import Constraint
+    from orbitrax.minimise.constraints import Held
+    from orbitrax.molecules.restraints import Restraint
+
+    molecule, bonds, function = am1("ethanol.xyz")
+    held = Constraint(atoms, value if kind == "stretch" else np.radians(value))
+    with Backend() as backend:
+        found = minimise(lambda x: function(backend, x), molecule.numbers, molecule.positions,
+                         bonds, Limits(0.02, 0.1, 1e-4), constraints=(held,))
+    assert found.converged
+    measured = Restraint(kind, [atom + 1 for atom in atoms]).value(found.positions)
+    assert measured == pytest.approx(value, abs=2e-5)  # positions are single precision
+    rest = Held(len(molecule), (), (held,)).allowed(found.gradient.ravel(), found.positions)
+    assert np.sqrt(np.mean(rest ** 2)) < 0.02 and np.abs(found.gradient).max() > 0.5
+
+
+def test_values_that_cannot_be_together_are_refused():
+    from orbitrax.minimise import Constraint
+
+    with pytest.raises(ValueError, match="no geometry"):
+        minimise(morse, *WATER, constraints=(Constraint((0, 1), 1.0), Constraint((0, 2), 1.0),
+                                             Constraint((1, 2), 3.0)))

@@ -2,8 +2,10 @@
 
 import json
 import os
+import signal
 import subprocess
 import sys
+import time
 
 import numpy as np
 import pytest
@@ -82,13 +84,13 @@ def test_an_unfinished_search_keeps_everything_and_exits_with_1(tmp_path):
     assert status == 1 and found["status"] == "unconverged" and found["converged"] is False
     assert found["cycles"] == 2 and found["total_energy"] is not None
     assert "did not converge within 2 cycles" in found["errors"][0]
-    assert len(ase.io.read(path, ":")) == 2 and len(ase.io.read(final)) == 9
+    assert len(ase.io.read(path, ":")) == 3 and len(ase.io.read(final)) == 9
 
 
 def test_the_report_period_thins_the_report_points():
     _, found = document("optimize", ETHANOL, "-m", "am1", "--cycles", "5", "--limit", "1e-5",
                         "--report-period", "2")
-    assert [point["cycle"] for point in found["optimize"]["report_points"]] == [2, 4, 5]
+    assert [point["cycle"] for point in found["optimize"]["report_points"]] == [0, 2, 4, 5]
 
 
 def test_a_restraint_holds_a_distance_and_has_its_energy():
@@ -157,3 +159,47 @@ def test_wrong_usage_ends_with_2():
                   ["--restrain", "nonsense"], ["--trajectory", "/nowhere/path.xyz"]):
         done = orbitrax("optimize", "examples/water.xyz", "-m", "am1", *extra)
         assert done.returncode == 2, extra
+
+
+def test_what_is_frozen_or_fixed_stays_and_goes_with_the_quasi_newton_search_only(tmp_path):
+    from orbitrax.molecules.restraints import Restraint
+
+    status, found = document("optimize", ETHANOL, "-m", "am1", "--freeze", "1-2", "--fix",
+                             "torsion 1 2 3 4 60")
+    xyz = np.array(found["coordinates_angstrom"])
+    assert status == 0 and all(one["met"] for one in found["optimize"]["criteria"].values())
+    start = np.array(read_molecule(str(ROOT / ETHANOL)).positions)
+    assert np.abs(xyz[:2] - start[:2]).max() < 1e-6
+    assert Restraint("torsion", (1, 2, 3, 4)).value(xyz) == pytest.approx(60, abs=1e-3)
+    for words in (["--freeze", "1", "--optimizer", "polak-ribiere"], ["--fix", "tether 1"],
+                  ["--fix", "stretch 1 2 1.5 k=3"], ["--fix", "stretch 1 99"]):
+        assert orbitrax("optimize", ETHANOL, "-m", "am1", *words).returncode == 2, words
+
+
+@pytest.mark.parametrize("optimizer", ["quasi-newton", "polak-ribiere"])
+@pytest.mark.parametrize("number,status", [(signal.SIGINT, 130), (signal.SIGTERM, 143)])
+def test_a_signal_loses_no_work(tmp_path, optimizer, number, status):
+    final, path = tmp_path / "final.xyz", tmp_path / "path.xyz"
+    run = subprocess.Popen(
+        [sys.executable, "-m", "orbitrax", "optimize", "examples/caffeine.xyz", "-m", "am1",
+         "--limit", "1e-7", "--json", "-o", str(final), "--trajectory", str(path), "--optimizer",
+         optimizer], cwd=ROOT, env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        text=True)
+    deadline = time.monotonic() + 30
+    while time.monotonic() < deadline and not (path.exists() and path.stat().st_size):
+        time.sleep(0.01)
+    run.send_signal(number)
+    output, errors = run.communicate(timeout=30)
+    found = json.loads(output)
+    assert run.returncode == status and found["status"] == "interrupted"
+    assert found["total_energy"] is not None and "go on with" in errors
+    kept = read_molecule(str(final))
+    assert kept.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
+    assert read_molecule(f"{path}@-1").formula == "C8H10N4O2"
+
+
+def test_an_scf_that_cannot_converge_ends_the_search():
+    status, found = document("optimize", ETHANOL, "-m", "am1", "--scf-iterations", "1", "--limit",
+                             "1000")
+    assert status == 1 and found["status"] == "unconverged" and not found["converged"]
+    assert "SCF did not converge" in found["errors"][-1]

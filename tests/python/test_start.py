@@ -47,7 +47,7 @@ def test_a_single_point_loads_little(arguments):
     ("--help",), ("--version",), ("energy", "--help"), ("plot", "--help"), ("methods",),
     ("energy", "examples/water.xyz", "-m", "am1", "--json"),
     ("energy", "examples/ammonium.xyz", "-m", "am1"),  # charge=1 in its second line
-    ("optimize", "examples/water.xyz", "-m", "am1"),
+    ("optimize", "examples/water.xyz", "-m", "am1", "--optimizer", "polak-ribiere"),
 ], ids=" ".join)
 def test_other_commands_load_no_library(arguments):
     names, _ = loaded(*arguments)

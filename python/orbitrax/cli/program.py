@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import sys
 
-from orbitrax.errors import UsageError
+from orbitrax.errors import Terminated, UsageError
 from orbitrax.tasks.registry import TASKS, TOOLS, UNAVAILABLE
 
 TYPE_CHECKING = False
@@ -15,6 +15,7 @@ if TYPE_CHECKING:
     from orbitrax.cli.parsed import Parsed
 
 _INTERRUPTED = 130  # 128 + SIGINT
+_TERMINATED = 143  # 128 + SIGTERM
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
 
 
@@ -22,11 +23,14 @@ def run_program(argv: list[str] | None = None) -> int:
     """Runs the command line and returns its exit status."""
     argv = sys.argv[1:] if argv is None else list(argv)
     _prepare_streams()
+    _listen_for_the_end()
     try:
         try:
             status = _run(argv)
             sys.stdout.flush()
             return status
+        except Terminated:
+            return _TERMINATED
         except KeyboardInterrupt:
             return _INTERRUPTED
     except BrokenPipeError:
@@ -36,6 +40,19 @@ def run_program(argv: list[str] | None = None) -> int:
         _discard_output()
         print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
         return 1
+
+
+def _listen_for_the_end() -> None:
+    """SIGTERM, which batch systems send, ends the work as Ctrl-C does: with what there is."""
+    import _signal as signal  # the module without the lists of names
+
+    def end(*_: object) -> None:
+        raise Terminated
+
+    try:
+        signal.signal(signal.SIGTERM, end)
+    except ValueError:  # outside the main thread
+        pass
 
 
 def _prepare_streams() -> None:

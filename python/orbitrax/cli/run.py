@@ -3,6 +3,7 @@ it."""
 
 from __future__ import annotations
 
+import _signal as signal
 import sys
 
 from orbitrax.backend import Backend
@@ -10,7 +11,8 @@ from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
 from orbitrax.cli.outputs.text import TextSink
 from orbitrax.cli.terminal import Terminal
-from orbitrax.errors import MoleculeError, NotConverged, OrbitraxError, UsageError
+from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxError, Terminated,
+                             TimeLimitExceeded, UsageError)
 from orbitrax.link import events
 from orbitrax.molecules.reading import from_smiles, read_molecule
 
@@ -49,21 +51,8 @@ class TaskCommand:
         self._run: Run | None = None
 
     def run(self) -> int:
-        """Runs the task; returns the exit status."""
-        try:
-            return self._execute()
-        except KeyboardInterrupt:
-            self.terminal.end_progress()
-            if self.command.json:
-                from orbitrax.results.document import empty_document
-
-                document = empty_document(self.task.name)
-                document.update(status="interrupted", errors=["interrupted"], **self._block(None))
-                self._write_json(document)
-            self.sink.close()
-            raise
-
-    def _execute(self) -> int:
+        """Runs the task; returns the exit status. Whatever ends it early, what there is is
+        written."""
         failure: OrbitraxError | None = None
         result: Result | None = None
         try:
@@ -71,11 +60,24 @@ class TaskCommand:
             self.output.check(self.task)
             result = self._calculate()
         except OrbitraxError as error:
-            self.terminal.end_progress()
             result, failure = error.partial, error
-            self.terminal.error(error.typed)
+        except KeyboardInterrupt as error:
+            result, failure = getattr(error, "partial", None), _interruption(error)
+        self.terminal.end_progress()
+        if failure is not None:
+            self.terminal.error(failure.typed)
+        before = _deaf()
+        try:
+            failure = self._keep(result, failure)
+        finally:
+            _hear(before)
+        return failure.exit_status if failure else 0
+
+    def _keep(self, result: Result | None, failure: OrbitraxError | None) -> OrbitraxError | None:
+        """Writes and says what there is; returns the failure, or that of the writing."""
         try:
             self.output.finish(self._run, result)
+            self._tell_how_to_go_on(failure)
         except OrbitraxError as error:
             self.terminal.error(error.typed)
             failure = failure or error
@@ -86,7 +88,16 @@ class TaskCommand:
         except OrbitraxError as error:
             self.terminal.error(error.typed)
             failure = failure or error
-        return failure.exit_status if failure else 0
+        return failure
+
+    def _tell_how_to_go_on(self, failure: OrbitraxError | None) -> None:
+        points = getattr(self._run, "points", None)
+        if failure is None or points is None or points.last is None:
+            return
+        path, cycle = self.command.output, points.last.values["cycle"]
+        if path is not None and self.output.text_path is None and path != "-":
+            self.terminal.note(f"the structure of cycle {cycle} is in {path}; go on with: orbitrax "
+                               f"{self.task.name} {path} -m {self.command.method} ...")
 
     # ---- the calculation ------------------------------------------------------------------------
 
@@ -100,7 +111,6 @@ class TaskCommand:
                              "have no effect but to end cut bonds")
         with Backend(command.backend, command.tables, command.time_limit) as backend:
             result = run.execute(backend, self._show)
-        terminal.end_progress()
         return result
 
     def _show(self, event: Event) -> None:
@@ -138,6 +148,9 @@ class TaskCommand:
 
     def _write(self, result: Result | None, failure: OrbitraxError | None) -> None:
         command, shown = self.command, failure is None or isinstance(failure, NotConverged)
+        points = getattr(self._run, "points", None)
+        if isinstance(failure, (Interrupted, TimeLimitExceeded)) and points and points.last:
+            shown = result is not None and result.total_energy is not None  # not lost
         if command.json:
             from orbitrax.results.document import empty_document
 
@@ -157,7 +170,32 @@ class TaskCommand:
                 lines = lines + self._run.appendix(result)
             self.sink.write("".join(f"{line}\n" for line in lines))
 
+    # ---- JSON -----------------------------------------------------------------------------------
+
     def _write_json(self, document: dict[str, Any]) -> None:
         import json
 
         self.sink.write(json.dumps(document, allow_nan=False) + "\n")
+
+
+def _interruption(error: KeyboardInterrupt) -> Interrupted:
+    """What is said of Ctrl-C, and of SIGTERM."""
+    found = Interrupted("interrupted")
+    if isinstance(error, Terminated):
+        found = Interrupted("asked to end (SIGTERM)")
+        found.exit_status = 143  # 128 + SIGTERM
+    return found
+
+
+def _deaf() -> list[Any]:
+    """Further signals wait until what there is has been written. Returns who heard them before."""
+    try:
+        return [signal.signal(number, signal.SIG_IGN) for number in
+                (signal.SIGINT, signal.SIGTERM)]
+    except ValueError:  # outside the main thread
+        return []
+
+
+def _hear(before: list[Any]) -> None:
+    for number, handler in zip((signal.SIGINT, signal.SIGTERM), before):
+        signal.signal(number, handler)

@@ -34,6 +34,11 @@ class Terminal:
         if not self._quiet:
             self._say("warning", "33", text)
 
+    def note(self, text: str) -> None:
+        """Something helpful; shown unless quiet."""
+        if not self._quiet:
+            self._say("note", "36", text)
+
     def _say(self, label: str, code: str, text: str) -> None:
         if self._color:
             label = f"\x1b[{code};1m{label}\x1b[0m"

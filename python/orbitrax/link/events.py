@@ -95,6 +95,19 @@ class ResultBlock(Event):
         self.values = values
 
 
+class SearchPoint(Event):
+    """A step of a search that this side leads. rms_gradient kcal/(mol Angstrom), total_energy
+    kcal/mol; xyz, gradient: 3 n."""
+
+    __slots__ = ("cycle", "energy_points", "rms_gradient", "total_energy", "xyz", "gradient")
+
+    def __init__(self, cycle: int, energy_points: int, rms_gradient: float, total_energy: float,
+                 xyz: list[float], gradient: list[float]):
+        self.cycle, self.energy_points = cycle, energy_points
+        self.rms_gradient, self.total_energy = rms_gradient, total_energy
+        self.xyz, self.gradient = xyz, gradient
+
+
 class Coordinates(Event):
     """Positions of all atoms. values: 3 n, Angstrom."""
 

@@ -3,6 +3,7 @@
 It knows molecules as elements, positions and bonds, and the energy as a function that it is given.
 """
 
-from orbitrax.minimise.quasi_newton import Limits, Minimum, minimise
+from orbitrax.minimise.constraints import Constraint
+from orbitrax.minimise.quasi_newton import Limits, Minimum, Stage, minimise
 
-__all__ = ["Limits", "Minimum", "minimise"]
+__all__ = ["Constraint", "Limits", "Minimum", "Stage", "minimise"]

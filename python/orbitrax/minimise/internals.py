@@ -9,7 +9,7 @@ Molecular Vibrations (1955), chapter 4.
 
 from __future__ import annotations
 
-from typing import Any
+from typing import Any, Sequence
 
 import numpy as np
 
@@ -26,12 +26,15 @@ class Internals:
 
     stretches k x 2, bends k x 3, torsions k x 4, linear k x 3: atom indices from 0, the apex of a
     bend in the middle. A linear bend counts twice, along two axes square to the line that are
-    fixed in space. The order of all coordinates: stretches, bends, torsions, linear bends along
+    fixed in space. The last `flaps` torsions stand for an atom with three neighbours that leaves
+    their plane, where no other torsion tells of that. Links are coordinates beside those that follow from the bonds. The order of all coordinates: stretches, bends, torsions, linear bends along
     the first axis, then along the second.
     """
 
-    def __init__(self, positions: Array, bonds: list[tuple[int, int]]):
-        """positions: n x 3, Angstrom. bonds: pairs of atom indices, each once."""
+    def __init__(self, positions: Array, bonds: list[tuple[int, int]],
+                 links: Sequence[tuple[int, ...]] = ()):
+        """positions: n x 3, Angstrom. bonds: pairs of atom indices, each once. links: two, three or
+        four atom indices each, of a stretch, a bend or a torsion."""
         neighbours: list[list[int]] = [[] for _ in positions]
         for i, j in bonds:
             neighbours[i].append(j)
@@ -39,27 +42,45 @@ class Internals:
         for near in neighbours:
             near.sort()
         bends, linear = _bends(positions, neighbours)
-        self.stretches = _rows([tuple(sorted(bond)) for bond in bonds], 2)
+        torsions = _torsions(positions, bonds, neighbours)
+        flaps = _flaps(positions, neighbours, torsions)
+        stretches: Chains = [tuple(sorted(bond)) for bond in bonds]
+        for chains, width in ((stretches, 2), (bends, 3), (torsions, 4)):
+            known = {*chains, *(chain[::-1] for chain in chains)}
+            chains += [link for link in dict.fromkeys(links)
+                       if len(link) == width and link not in known]
+        self.stretches = _rows(stretches, 2)
         self.bends, self.linear = _rows(bends, 3), _rows(linear, 3)
-        self.torsions = _rows(_torsions(positions, bonds, neighbours), 4)
+        self.torsions, self.flaps = _rows(torsions + flaps, 4), len(flaps)
         self._axes = [_square_axes(positions[i] - positions[k]) for i, _, k in linear]
 
     def __len__(self) -> int:
         return (len(self.stretches) + len(self.bends) + len(self.torsions)
                 + 2 * len(self.linear))
 
+    def place(self, atoms: tuple[int, ...]) -> int | None:
+        """Which coordinate is that of these atoms; None where it is none."""
+        start = 0
+        for rows in (self.stretches, self.bends, self.torsions):
+            if rows.shape[1] == len(atoms):
+                for row, chain in enumerate(rows.tolist()):
+                    if tuple(chain) in (atoms, atoms[::-1]):
+                        return start + row
+            start += len(rows)
+        return None
+
     def values(self, positions: Array) -> Array:
         """All coordinates at these positions."""
         return np.concatenate([
-            _stretch(positions, self.stretches)[0], _bend(positions, self.bends)[0],
-            _torsion(positions, self.torsions)[0],
+            stretch(positions, self.stretches)[0], bend(positions, self.bends)[0],
+            torsion(positions, self.torsions)[0],
             *(_linear(positions, self.linear, axis)[0] for axis in self._axis_pair())])
 
     def slopes(self, positions: Array) -> Array:
         """How each coordinate changes with each position: the matrix B, coordinates x 3n."""
-        kinds = [(self.stretches, _stretch(positions, self.stretches)[1]),
-                 (self.bends, _bend(positions, self.bends)[1]),
-                 (self.torsions, _torsion(positions, self.torsions)[1]),
+        kinds = [(self.stretches, stretch(positions, self.stretches)[1]),
+                 (self.bends, bend(positions, self.bends)[1]),
+                 (self.torsions, torsion(positions, self.torsions)[1]),
                  *((self.linear, _linear(positions, self.linear, axis)[1])
                    for axis in self._axis_pair())]
         result = np.zeros((len(self), 3 * len(positions)))
@@ -129,6 +150,20 @@ def _torsions(positions: Array, bonds: list[tuple[int, int]],
     return found
 
 
+def _flaps(positions: Array, neighbours: list[list[int]], torsions: Chains) -> Chains:
+    """For each atom with three neighbours that no torsion turns about: i, the atom, k, m."""
+    about = {atom for chain in torsions for atom in chain[1:3]}
+    found: Chains = []
+    for j, near in enumerate(neighbours):
+        if len(near) != 3 or j in about:
+            continue
+        i, k, m = near
+        angles = _angle(positions, i, j, k), _angle(positions, j, k, m)
+        if all(np.pi - LINEAR <= angle <= LINEAR for angle in angles):
+            found.append((i, j, k, m))
+    return found
+
+
 def _lines(positions: Array, neighbours: list[list[int]]) -> list[tuple[int, int]]:
     """First and last atom of each longest run of three or more bonded atoms in a line."""
     found = []
@@ -166,12 +201,14 @@ def _units(vectors: Array) -> tuple[Array, Array]:
     return vectors / lengths[:, None], lengths
 
 
-def _stretch(positions: Array, atoms: Array) -> tuple[Array, Array]:
+def stretch(positions: Array, atoms: Array) -> tuple[Array, Array]:
+    """Distances of pairs, Angstrom."""
     along, lengths = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
     return lengths, np.stack([along, -along], axis=1)
 
 
-def _bend(positions: Array, atoms: Array) -> tuple[Array, Array]:
+def bend(positions: Array, atoms: Array) -> tuple[Array, Array]:
+    """Angles at the middle atom, radian."""
     u, length_u = _units(positions[atoms[:, 0]] - positions[atoms[:, 1]])
     v, length_v = _units(positions[atoms[:, 2]] - positions[atoms[:, 1]])
     cosine = np.clip(np.sum(u * v, axis=1), -1.0, 1.0)
@@ -181,8 +218,8 @@ def _bend(positions: Array, atoms: Array) -> tuple[Array, Array]:
     return np.arctan2(sine, cosine), np.stack([by_i, -by_i - by_k, by_k], axis=1)
 
 
-def _torsion(positions: Array, atoms: Array) -> tuple[Array, Array]:
-    """The angle between the planes of i, j, k and j, k, m. The slopes are those of H. Bekker et
+def torsion(positions: Array, atoms: Array) -> tuple[Array, Array]:
+    """The angle between the planes of i, j, k and j, k, m, radian. The slopes are those of H. Bekker et
     al., J. Comput. Chem. 16, 527 (1995), which divide by no sine."""
     i, j, k, m = (positions[atoms[:, place]] for place in range(4))
     f, g, h = i - j, j - k, m - k

@@ -13,6 +13,7 @@ from orbitrax.minimise.internals import Internals
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, CODATA_KCAL_PER_HARTREE
 
 _STRETCH, _BEND, _TORSION = 0.45, 0.15, 0.005  # hartree per square bohr, or radian
+_FLAP = 0.03  # hartree per square radian: a flat centre that bends out of its plane
 # By the rows of the two elements in the periodic table, 1, 2, 3 and more: where a bond counts as
 # one (bohr), and how fast it fades (per square bohr).
 _LENGTH = np.array([[1.35, 2.10, 2.53], [2.10, 2.87, 3.40], [2.53, 3.40, 3.40]])
@@ -42,6 +43,8 @@ def force_constants(internals: Internals, numbers: Array,
     torsion = _TORSION * np.ones(len(torsions))
     for first in range(3):
         torsion *= nearness(torsions[:, first], torsions[:, first + 1])
+    if internals.flaps:
+        torsion[-internals.flaps:] = _FLAP
     constants: Array = CODATA_KCAL_PER_HARTREE * np.concatenate(
         [stretch, bend(bends), torsion, bend(linear), bend(linear)])
     return constants

@@ -15,6 +15,7 @@ from typing import Callable
 import numpy as np
 
 from orbitrax.minimise.arrays import Array
+from orbitrax.minimise.constraints import Constraint, Held
 from orbitrax.minimise.internals import Internals
 from orbitrax.minimise.model import force_constants
 
@@ -31,25 +32,60 @@ _BACK_STEPS = 8
 class Limits:
     """When a search has arrived: all of these hold. rms_gradient and max_gradient, of a component,
     in kcal/(mol Angstrom); energy: the fall that the Hessian still promises, kcal/mol. steps: the
-    most that are taken."""
+    most that are taken, those that fail too. step: what any atom would still move, Angstrom.
+    cycles: the most steps that succeed."""
 
     rms_gradient: float = 0.1
     max_gradient: float = 0.3
     energy: float = 1e-3
     steps: int = 500
+    step: float = float("inf")
+    cycles: int = 10**9
+
+
+@dataclass(frozen=True)
+class Stage:
+    """Where a search stands. step: which, from 0; gradient: n x 3, along which the positions may
+    move; longest: what the atom that moves most would still move, Angstrom; the rest as in
+    `Minimum`."""
+
+    step: int
+    energy: float
+    positions: Array
+    gradient: Array
+    energies: int
+    promise: float
+    longest: float
+
+    @property
+    def rms(self) -> float:
+        """Root mean square of the gradient, kcal/(mol Angstrom)."""
+        return float(np.sqrt(np.mean(self.gradient ** 2)))
+
+    @property
+    def largest(self) -> float:
+        """The largest component of the gradient, kcal/(mol Angstrom)."""
+        return float(np.max(np.abs(self.gradient)))
+
+    def within(self, limits: Limits) -> bool:
+        """Whether all limits are met."""
+        return (self.rms <= limits.rms_gradient and self.promise <= limits.energy
+                and self.largest <= limits.max_gradient and self.longest <= limits.step)
 
 
 @dataclass(frozen=True)
 class Minimum:
     """Where a search ended. energy kcal/mol, positions n x 3 in Angstrom, gradient n x 3 in
     kcal/(mol Angstrom); energies: how often energy and gradient were computed; promise: the fall
-    that was still expected, kcal/mol. why: empty if it converged, else what went wrong."""
+    that was still expected, kcal/mol. why: empty if it converged, else what went wrong. stage: the
+    same and more, of the last step."""
 
     energy: float
     positions: Array
     gradient: Array
     energies: int
     promise: float
+    stage: Stage
     why: str = ""
 
     @property
@@ -80,69 +116,98 @@ class _Point:
 
 
 def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: Array,
-             bonds: list[tuple[int, int]], limits: Limits = Limits()) -> Minimum:
+             bonds: list[tuple[int, int]], limits: Limits = Limits(), *,
+             frozen: tuple[int, ...] = (), constraints: tuple[Constraint, ...] = (),
+             links: list[tuple[int, int]] | None = None,
+             springs: dict[tuple[int, ...], float] | None = None,
+             on_step: Callable[[Stage], None] | None = None) -> Minimum:
     """The nearest minimum downhill.
 
     energy_and_gradient: takes positions, n x 3 in Angstrom, returns kcal/mol and n x 3 in
     kcal/(mol Angstrom); what it raises passes through. numbers: atomic numbers, n. bonds: pairs of
     atom indices from 0. Positions are rounded to single precision before they are used, which is
-    what the link carries.
+    what the link carries. frozen: atoms that stay where they are, indices from 0. constraints: what
+    is held exactly; ValueError where that cannot be. links: pairs whose distance matters though
+    they are not bonded. springs: what the energy has of its own that is stiff, by the two, three or
+    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. on_step: called where the search begins and after each step.
     """
-    search = _Search(energy_and_gradient, np.asarray(numbers), positions, bonds)
+    springs = springs or {}
+    internals = Internals(positions, bonds, [*(links or []), *springs])
+    stiffness = force_constants(internals, np.asarray(numbers), positions)
+    for atoms, constant in springs.items():
+        place = internals.place(atoms)
+        if place is not None:
+            stiffness[place] += constant
+    search = _Search(energy_and_gradient, positions, internals, stiffness,
+                     Held(len(positions), frozen, constraints))
+    number = 0
     while True:
         step = search.newton_step()
-        if search.arrived(step, limits):
-            return search.result()
+        stage = search.stage(step, number)
+        if on_step is not None:
+            on_step(stage)
+        if stage.within(limits):
+            return search.result(stage)
         if search.energies > limits.steps:
-            return search.result(f"{limits.steps} steps have not led to a minimum")
+            return search.result(stage, f"{limits.steps} steps have not led to a minimum")
+        if number >= limits.cycles:
+            return search.result(stage, f"{limits.cycles} cycles have not led to a minimum")
         if not search.go(step):
-            return search.result("no step downhill lowers the energy")
+            return search.result(stage, "no step downhill lowers the energy")
+        number += 1
 
 
 class _Search:
     """The search from one step to the next."""
 
-    def __init__(self, function: EnergyAndGradient, numbers: Array, positions: Array,
-                 bonds: list[tuple[int, int]]):
-        self._function = function
-        self._internals = Internals(positions, bonds)
-        self._stiffness = force_constants(self._internals, numbers, positions)
+    def __init__(self, function: EnergyAndGradient, positions: Array, internals: Internals,
+                 stiffness: Array, held: Held):
+        self._function, self._held = function, held
+        self._internals, self._stiffness = internals, stiffness
         self._pairs: list[tuple[Array, Array]] = []  # steps, and changes of the forces
         self._trust = _FIRST_TRUST
         self.energies = 0
+        if held.constraints:
+            positions = held.snapped(
+                positions, lambda places: self._hessian(self._internals.slopes(places)))
         self._here = self._visit(positions)
 
-    def result(self, why: str = "") -> Minimum:
+    def result(self, stage: Stage, why: str = "") -> Minimum:
         """The present point as the end of the search."""
         here = self._here
         return Minimum(here.energy, here.positions, here.gradient.reshape(-1, 3), self.energies,
-                       self._promise, why)
+                       stage.promise, stage, why)
 
-    def arrived(self, step: Array, limits: Limits) -> bool:
-        """Whether the present point is a minimum within the limits."""
+    def stage(self, step: Array, number: int) -> Stage:
+        """The present point, and what the quadratic model says of it."""
         here = self._here
-        self._promise = float(-0.5 * here.gradient @ step)
-        return (here.rms <= limits.rms_gradient and self._promise <= limits.energy
-                and float(np.max(np.abs(here.gradient))) <= limits.max_gradient)
+        gradient = self._held.allowed(here.gradient, here.positions)
+        return Stage(number, here.energy, here.positions, gradient.reshape(-1, 3), self.energies,
+                     float(-0.5 * gradient @ step),
+                     float(np.max(np.linalg.norm(step.reshape(-1, 3), axis=1))))
 
     def newton_step(self) -> Array:
         """The step to the minimum of the quadratic model, 3n, however far."""
         here = self._here
-        hessian: Array = here.slopes.T @ (self._stiffness[:, None] * here.slopes)
+        return self._held.step(self._hessian(here.slopes), here.gradient, here.positions)
+
+    def _hessian(self, slopes: Array) -> Array:
+        hessian: Array = slopes.T @ (self._stiffness[:, None] * slopes)
         for sign, vectors in self._corrections():
-            carried = here.slopes.T @ vectors
+            carried = slopes.T @ vectors
             hessian += sign * carried @ carried.T
         hessian[np.diag_indices_from(hessian)] += _FLOOR
-        return -np.linalg.solve(hessian, here.gradient)
+        return hessian
 
     def go(self, step: Array) -> bool:
         """Takes the step, as far as it is trusted, or shorter ones until the energy falls. Returns
         whether one of them did."""
         while self._trust > _LEAST_TRUST:
             longest = float(np.max(np.linalg.norm(step.reshape(-1, 3), axis=1)))
-            part = min(1.0, self._trust / longest)
+            part = min(1.0, self._trust / longest) if longest > 0 else 1.0
             there = self._visit(self._bent(part * step))
-            promised = part * (1 - 0.5 * part) * float(self._here.gradient @ step)
+            promised = part * (1 - 0.5 * part) * float(
+                self._held.allowed(self._here.gradient, self._here.positions) @ step)
             kept = (there.energy - self._here.energy) / promised if promised else 1.0
             self._learn(there)
             fell = there.energy <= self._here.energy + _NOISE
@@ -187,9 +252,9 @@ class _Search:
             if not error < 0.9 * least:
                 break
             best, least = positions, error
-            back = np.linalg.solve(metric, here.slopes.T @ missing)
+            back = self._held.free_part(np.linalg.solve(metric, here.slopes.T @ missing))
             positions = positions + back.reshape(-1, 3)
-        return best
+        return self._held.snapped(best)
 
     # ---- what the steps have shown --------------------------------------------------------------
 

@@ -99,6 +99,10 @@ class Restraint:
         found = self.measured([tuple(map(float, positions[atom - 1])) for atom in self.atoms])
         return found if self.kind == "tether" else found[0]
 
+    def aimed(self, positions: Any) -> Restraint:
+        """This restraint with what a geometry (n x 3, Angstrom) has for its target."""
+        return Restraint(self.kind, self.atoms, self.value(positions), self.force_constant)
+
     def measured(self, points: Sequence[Sequence[float]]) -> tuple[float, ...]:
         """The same of the places of its atoms, in one tuple."""
         if self.kind == "tether":

@@ -27,7 +27,8 @@ class Result:
     whether the last one did. converged: whether all that the result stands on did: each SCF, of a
     search the search and its last SCF.
 
-    blocks: what the task has to tell beside, by name, as in the JSON document.
+    blocks: what the task has to tell beside, by name, as in the JSON document. search: of a search
+    that this side led, each criterion by name with value, limit, unit and whether it was met.
     """
 
     coordinates = GivenArray(3)
@@ -59,6 +60,7 @@ class Result:
     final_scf_difference: float | None = None
     status: str = "done"
     wall_seconds: float | None = None
+    search: dict[str, dict[str, Any]] | None = None
 
     def __init__(self, task: str, method: str, charge: int, multiplicity: int, spin: str,
                  symbols: list[str], coordinates: Any):

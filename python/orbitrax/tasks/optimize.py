@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from orbitrax.errors import NotConverged
+from orbitrax.errors import NotConverged, UsageError
 from orbitrax.job import OPTIMISATION
 from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary, unconverged_scfs
 from orbitrax.settings import declared, option
@@ -11,15 +11,22 @@ from orbitrax.tasks.task import Run, Task
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from collections.abc import Callable
     from typing import Any, ClassVar
 
     from orbitrax.job import Job
     from orbitrax.link.events import Event
+    from orbitrax.minimise import Constraint
+    from orbitrax.molecules.molecule import Molecule
+    from orbitrax.molecules.restraints import Restraint
     from orbitrax.results.result import Result
 
-OPTIMISERS = ("steepest-descent", "fletcher-reeves", "polak-ribiere")  # by number
+QUASI_NEWTON = "quasi-newton"  # led from this side
+OPTIMISERS = ("steepest-descent", "fletcher-reeves", "polak-ribiere", QUASI_NEWTON)  # by number
 
 _SEARCH = "search"
+_CRITERIA = {"rms_gradient": "RMS gradient", "largest_gradient": "Largest component",
+             "expected_fall": "Expected fall", "expected_step": "Expected step"}
 _REPORTED = {"nCycles": "cycle", "nEnergyPoints": "energy_points", "flRmsGradient": "rms_gradient"}
 
 
@@ -56,7 +63,9 @@ class Search(Run):
         task = self.task
         return {"optimize": {
             "optimizer": task.optimizer, "limit": task.limit, "max_cycles": task.cycles,
-            "report_period": task.report_period,
+            "report_period": task.report_period, "freeze": list(task.freeze or ()),
+            "fix": [one.text.rpartition(" ")[0] for one in task.fix],
+            "criteria": None if result is None else result.search,
             "restraints": [restraint.text for restraint in task.restrain],
             "restraint_energy": None if result is None else result.restraint_energy,
             "report_points": self.points.values}}
@@ -65,11 +74,40 @@ class Search(Run):
         """That of the last structure, and how the search ended."""
         end = (f"{CONVERGENCE[result.converged]:>18}, {counted(result.cycles, 'cycle')}, "
                f"{counted(result.energy_points, 'energy point')}")
-        return summary(result, [line("Search", end)])
+        return summary(result, [line("Search", end), *_criteria(result)])
 
     def appendix(self, result: Result) -> list[str]:
         """The last structure."""
         return structure(result)
+
+
+def _criteria(result: Result) -> list[str]:
+    """What each criterion came to."""
+    return [line(f"  {_CRITERIA[name]}", f"{one['value']:18.6f} {one['unit']}, limit "
+                 f"{one['limit']:g}{'' if one['met'] else ', NOT MET'}")
+            for name, one in (result.search or {}).items()]
+
+
+def _frozen(given: Any) -> tuple[int, ...]:
+    from orbitrax.molecules.selection import parse_selection
+
+    return parse_selection(given)
+
+
+def _fixed(given: Any) -> tuple[Restraint, ...]:
+    from orbitrax.molecules.restraints import parse_restraints
+
+    several = (given,) if isinstance(given, str) or hasattr(given, "kind") else given
+    for one in several:
+        if isinstance(one, str) and "k=" in one.lower():
+            raise UsageError(f"--fix '{one}': what is held exactly has no force constant; "
+                             "--restrain takes one")
+    found = parse_restraints(several)
+    for one in found:
+        if one.kind == "tether":
+            raise UsageError("--fix holds a stretch, a bend or a torsion; --freeze holds an atom "
+                             "where it is")
+    return found
 
 
 @declared
@@ -93,8 +131,9 @@ class Optimize(Task):
     reports_points: ClassVar[bool] = True
 
     optimizer: str = option(
-        "polak-ribiere", choices=OPTIMISERS, group=_SEARCH, wire="nOptimiser",
-        help="how to go downhill")
+        QUASI_NEWTON, choices=OPTIMISERS, group=_SEARCH, wire="nOptimiser",
+        help="how to go downhill: by quasi-Newton steps in internal coordinates, or in one of the "
+             "backend's ways")
     limit: float = option(
         0.1, least=0, unit="kcal/(mol Angstrom)", group=_SEARCH, wire="flRmsGradient", metavar="G",
         help="RMS gradient at convergence, kcal/(mol Angstrom)")
@@ -103,3 +142,43 @@ class Optimize(Task):
     report_period: int = option(
         1, least=0, group=_SEARCH, wire="nReportPeriod", metavar="N",
         help="report every N-th cycle")
+    freeze: tuple[int, ...] | None = option(
+        None, group=_SEARCH, convert=_frozen, metavar="LIST",
+        help="atoms that stay where they are, counted from 1, as in 1-24,31")
+    fix: tuple[Restraint, ...] = option(
+        (), group=_SEARCH, convert=_fixed, repeated=True, metavar="TEXT",
+        help="hold a value exactly: 'stretch 1 2 [LENGTH]', 'bend 1 2 3 [DEGREES]' or 'torsion 1 2 "
+             "3 4 [DEGREES]'; without a value what is there is held; may be given again")
+
+    def _check(self) -> None:
+        if self.optimizer != QUASI_NEWTON and (self.freeze or self.fix):
+            raise UsageError(f"--{'freeze' if self.freeze else 'fix'} goes with --optimizer "
+                             f"{QUASI_NEWTON} only; --restrain goes with all")
+
+    @property
+    def frozen_atoms(self) -> frozenset[int]:
+        """Numbers from 1 of the atoms that stay where they are."""
+        return frozenset(self.freeze or ())
+
+    def held(self, molecule: Molecule) -> tuple[Constraint, ...]:
+        """What is held exactly, with its value. Raises UsageError for atoms that are not there."""
+        import math
+
+        from orbitrax.minimise import Constraint
+
+        found = []
+        for one in self.fix:
+            one.check(len(molecule))
+            target = one.target or one.aimed(molecule.positions).target
+            assert target is not None
+            value = target[0] if one.kind == "stretch" else math.radians(target[0])
+            found.append(Constraint(tuple(atom - 1 for atom in one.atoms), value))
+        return tuple(found)
+
+    def leader(self) -> Callable[..., Result] | None:
+        """The search of this side, where that is the chosen one."""
+        if self.optimizer != QUASI_NEWTON:
+            return None
+        from orbitrax.tasks.client_search import lead
+
+        return lead

@@ -47,6 +47,12 @@ class ReportPoints:
             self._point["total_energy"] = event.sections["energies"]["total_energy"]
             xyz = event.sections.get("coordinates", self._xyz)
             self._finish(ReportPoint(self._point, xyz, event.values))
+        elif isinstance(event, events.SearchPoint):
+            from array import array
+
+            values = {"cycle": event.cycle, "energy_points": event.energy_points,
+                      "rms_gradient": event.rms_gradient, "total_energy": event.total_energy}
+            self._finish(ReportPoint(values, array("d", event.xyz), array("d", event.gradient)))
 
     def _finish(self, point: ReportPoint) -> None:
         if self.last is not None and self.last.xyz == point.xyz:
