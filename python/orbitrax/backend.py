@@ -149,7 +149,7 @@ class Backend:
 
             def reader(first: bool) -> SessionReader:
                 settings = job.settings
-                return SessionReader(len(job.molecule), job.uhf, settings.eigenvectors, first,
+                return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first,
                                      settings.calc_kind)
 
             yield from self._session(job, pokes, time_limit, reader)

@@ -52,9 +52,12 @@ class JobSettings(Settings):
     multiplicity: int | None = option(
         None, short="-s", least=1, group=MOLECULE, wire="nMultiplicity", metavar="N",
         help="spin multiplicity, 2S+1 (default: the lowest)")
-    uhf: bool = option(
-        False, group=MOLECULE, wire="nSpinTreatment",
-        help="unrestricted: each spin has its orbitals")
+    uhf: bool | None = option(
+        None, group=MOLECULE, exclusive="spin",
+        help="unrestricted: each spin has its orbitals (default where electrons are unpaired)")
+    rhf: bool = option(
+        False, group=MOLECULE, exclusive="spin",
+        help="restricted: one set of orbitals; unpaired electrons by the half-electron method")
     select: tuple[int, ...] | None = option(
         None, group=MOLECULE, convert=_selection, metavar="LIST",
         help="atoms to calculate, counted from 1, as in 1-24,31; the others become point charges")
@@ -77,6 +80,8 @@ class JobSettings(Settings):
         help="weight of pi-pi overlap in ZINDO (default 0.585 in zindos, else 1)")
     allow_unconverged: bool = option(
         False, group=SCF, help="take the last values even if the iterations did not converge")
+    bond_orders: bool = option(
+        False, group=OUTPUT, help="Wiberg bond orders and valences of the atoms")
     restrain: tuple[Restraint, ...] = option(
         (), group=RESTRAINTS, convert=_restraints, repeated=True, metavar="TEXT",
         help="hold a part of the geometry: 'tether 1 [X Y Z]', 'stretch 1 2 [LENGTH]', 'bend 1 2 3 "
@@ -87,9 +92,13 @@ class JobSettings(Settings):
         None, least=0, group=OUTPUT, wire="nLogLevel", metavar="N",
         help="1 to 9 choose what the report shows beside the results")
     eigenvectors: bool = option(
-        False, wire="fSendOrbitals", typed=False, help="bring the orbitals' coefficients too")
+        False, typed=False, help="bring the orbitals' coefficients too")
     precise: bool = option(True, typed=False, help="bring energy and gradient in double precision")
     debug: bool = option(False, typed=False, help="bring the backend's debug texts too")
+
+    def _check(self) -> None:
+        if self.uhf and self.rhf:
+            raise UsageError("--rhf is not allowed with --uhf")
 
     def leader(self) -> Callable[..., Result] | None:
         """Who leads a calculation of several sessions: called with the backend, the job, a
@@ -175,8 +184,18 @@ class Job:
 
     @property
     def uhf(self) -> bool:
-        """Whether each spin has its orbitals."""
-        return self.settings.uhf
+        """Whether each spin has its orbitals: as it was asked for, else where electrons are
+        unpaired."""
+        settings = self.settings
+        if settings.rhf or settings.uhf is not None:
+            return bool(settings.uhf) and not settings.rhf
+        return self.multiplicity > 1
+
+    @property
+    def eigenvectors(self) -> bool:
+        """Whether the orbitals' coefficients are brought: as asked for, and where their spins are
+        compared."""
+        return self.settings.eigenvectors or self.settings.bond_orders or self.uhf
 
     @property
     def selected(self) -> Sequence[int]:

@@ -17,6 +17,11 @@ class Method:
         self.number, self.key, self.title, self.family = number, key, title, family
         self.tables, self.source = tables, source
 
+    @property
+    def has_heats(self) -> bool:
+        """Whether it is fitted to heats of formation, so that its energies have a scale of them."""
+        return self.family == "NDDO"
+
     def __repr__(self) -> str:
         return f"<Method {self.title}>"
 

@@ -34,7 +34,7 @@ def loaded(*arguments, cwd=ROOT):
 @pytest.mark.parametrize("arguments", [
     ("energy", "examples/water.xyz", "-m", "am1"),
     ("energy", "examples/caffeine.xyz", "-m", "pm3", "-q", "--scf-limit", "1e-7"),
-    ("energy", "examples/nitrogen_dioxide.xyz", "-m", "mindo3", "--uhf", "--log"),
+    ("energy", "examples/nitrogen_dioxide.xyz", "-m", "mindo3", "--rhf", "--log"),
 ], ids=lambda arguments: arguments[1])
 def test_a_single_point_loads_little(arguments):
     loaded(*arguments)  # packs the tables, where that has not been done

@@ -25,7 +25,7 @@ from orbitrax.errors import (BackendNotFound, InputError, NotConverged, Orbitrax
                              ParameterError, UsageError)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.reading import from_ase
-from orbitrax.tasks.task import judge_scf
+from orbitrax.tasks.task import analyse, judge_scf
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -39,7 +39,7 @@ if TYPE_CHECKING:
     from orbitrax.grids.plot import Plot
     from orbitrax.results.result import Result
 
-_SETTINGS = ("charge", "multiplicity", "uhf", "scf_limit", "scf_iterations", "diis", "sigma", "pi",
+_SETTINGS = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis", "sigma", "pi",
              "level_shift_start", "select", "allow_unconverged")
 
 
@@ -61,10 +61,10 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
     """
 
     name = "orbitrax"
-    implemented_properties = ["energy", "free_energy", "forces", "dipole", "charges", "magmom"]
+    implemented_properties = ["energy", "free_energy", "forces", "dipole", "charges", "magmom",
+                              "magmoms"]
     default_parameters = {
         "method": "am1", **{name: JobSettings.options[name].default for name in _SETTINGS},
-        "uhf": None,
     }
     discard_results_on_any_change = True
     ignored_changes = {"cell", "pbc"}
@@ -128,16 +128,15 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
         with _ase_errors():
             job = self._job()
             result = self._backend.run(job)
+            analyse(job, result, self._backend)
             if not job.settings.allow_unconverged:
                 judge_scf(job, result)
             return result
 
     def _job(self) -> Job:
         settings = {name: self.parameters[name] for name in _SETTINGS}
-        uhf = settings.pop("uhf")
-        job = Job(from_ase(self.atoms, self.atoms.get_chemical_formula()), self.parameters.method,
-                  **settings)
-        return job.replace(uhf=job.multiplicity > 1 if uhf is None else uhf)
+        return Job(from_ase(self.atoms, self.atoms.get_chemical_formula()),
+                   self.parameters.method, **settings)
 
 
 @contextlib.contextmanager
@@ -167,4 +166,6 @@ def _in_ase_units(result: Result) -> dict[str, Any]:
         found["dipole"] = np.asarray(result.dipole[:3]) * ASE_EANGSTROM_PER_DEBYE
     if result.charges is not None:
         found["charges"] = np.asarray(result.charges)
+    if result.spin_populations is not None:
+        found["magmoms"] = np.asarray(result.spin_populations)
     return found

@@ -21,7 +21,7 @@ if TYPE_CHECKING:
 _EXAMPLES = """\
 examples:
   orbitrax energy examples/water.xyz -m am1
-  orbitrax energy cation.xyz -m pm3 -c 1 -s 2 --uhf
+  orbitrax energy cation.xyz -m pm3 -c 1
   orbitrax energy examples/caffeine.xyz -m am1 --json > caffeine.json
   orbitrax energy protein.pdb -m am1 --select 1-24,31
   cat water.xyz | orbitrax energy - -m mndo --log

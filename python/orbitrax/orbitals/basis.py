@@ -112,6 +112,17 @@ def slater_basis(job: Job, parameters: ParameterSet | None = None) -> Basis:
     return Basis(job.molecule.symbols, shells)
 
 
+def atoms_of_orbitals(job: Job, parameters: ParameterSet) -> Array:
+    """Index from 0 of the atom of each orbital of a job, whether or not it can be drawn."""
+    capping = set(job.capping)
+    found = []
+    for atom in sorted({*job.selected, *capping}):
+        number = job.molecule.z[atom]
+        if number > 0:
+            found += [atom] * _orbital_count(job, parameters, number, atom in capping)
+    return np.array(found, dtype=int)
+
+
 def _shells_of_atom(job: Job, parameters: ParameterSet, atom: int, number: int, capping: bool
                     ) -> list[Shell]:
     n = max(principal_number(number), 2) if capping else principal_number(number)

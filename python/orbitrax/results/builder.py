@@ -85,6 +85,8 @@ class ResultBuilder:
                                  ("flTotalEnergy", "total_energy"),
                                  ("flRmsGradient", "rms_gradient")):
             setattr(result, name, shortest(_finite(values[field_name], field_name)))
+        if not self._job.method.has_heats:
+            result.heat_of_formation = None
         result.dipole = [shortest(_finite(values[name], name)) for name in
                          ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")]
         result.cycles = values["nCycles"]

@@ -13,6 +13,9 @@ if TYPE_CHECKING:
     from orbitrax.arrays import Array
 
 
+_EMPTY, _FULL = 0.01, 1.99  # electrons
+
+
 class Result:
     """A calculation's results. Energies kcal/mol, orbital energies eV, charges e, dipole Debye (x,
     y, z, length), coordinates n x 3 Angstrom, gradient n x 3 kcal/(mol Angstrom). What the backend
@@ -26,6 +29,10 @@ class Result:
     scf_runs, scf_unconverged: the SCFs of the job, and those that did not converge; scf_converged:
     whether the last one did. converged: whether all that the result stands on did: each SCF, of a
     search the search and its last SCF.
+    spin_squared: the expectation value of S^2 in an unrestricted calculation. spin_populations: n,
+    unpaired electrons by atom. bond_orders: rows of two atom numbers from 1 and Wiberg's bond order
+    (open shells by both spins); valences: n, their sums; both where the job asks for them.
+    remarks: what is odd about the result, in words.
 
     blocks: what the task has to tell beside, by name, as in the JSON document. search: of a search
     that this side led, each criterion by name with value, limit, unit and whether it was met.
@@ -38,6 +45,9 @@ class Result:
     orbital_energies = ArrayField()
     occupancies = ArrayField()
     orbital_populations = ArrayField()
+
+    spin_populations = ArrayField()
+    valences = ArrayField()
 
     total_energy: float | None = None
     electronic_energy: float | None = None
@@ -61,6 +71,8 @@ class Result:
     status: str = "done"
     wall_seconds: float | None = None
     search: dict[str, dict[str, Any]] | None = None
+    spin_squared: float | None = None
+    bond_orders: list[list[float]] | None = None
 
     def __init__(self, task: str, method: str, charge: int, multiplicity: int, spin: str,
                  symbols: list[str], coordinates: Any):
@@ -71,12 +83,45 @@ class Result:
         self.log: list[str] = []
         self.warnings: list[str] = []
         self.errors: list[str] = []
+        self.remarks: list[str] = []
         self.blocks: dict[str, dict[str, Any]] = {}
 
     def plain(self, name: str) -> list[float] | None:
         """The numbers of an array in one row, without numpy; None where there are none."""
         field = type(self).__dict__[name]
         return field.plain(self) if isinstance(field, ArrayField) else None
+
+    def frontier(self) -> list[tuple[str, float]]:
+        """Names and energies (eV) of the highest occupied, singly occupied and lowest empty
+        orbitals, of either spin in an unrestricted calculation."""
+        levels, occupancies = self.plain("orbital_energies"), self.plain("occupancies")
+        if levels is None or occupancies is None:
+            return []
+        spins = (" alpha", " beta") if self.spin == "UHF" else ("",)
+        n = len(levels) // len(spins)
+        found: list[tuple[str, float]] = []
+        for i, spin in enumerate(spins):
+            pairs = list(zip(levels[i * n:(i + 1) * n], occupancies[i * n:(i + 1) * n]))
+            single = [] if spin else [level for level, occupancy in pairs
+                                      if _EMPTY < occupancy < _FULL]
+            filled = [level for level, occupancy in pairs
+                      if occupancy > _EMPTY and level not in single]
+            empty = [level for level, occupancy in pairs if not occupancy > _EMPTY]
+            found += [("HOMO" + spin, level) for level in filled[-1:]]
+            found += [("SOMO" + spin, level) for level in single]
+            found += [("LUMO" + spin, level) for level in empty[:1]]
+        return found
+
+    @property
+    def gap_ev(self) -> float | None:
+        """From the highest occupied to the lowest empty level, of either spin, eV; None where a
+        level is singly occupied without a spin of its own, or either is missing."""
+        levels = self.frontier()
+        filled = [level for name, level in levels if name.startswith("HOMO")]
+        empty = [level for name, level in levels if name.startswith("LUMO")]
+        if not filled or not empty or any(name.startswith("SOMO") for name, _ in levels):
+            return None
+        return min(empty) - max(filled)
 
     @property
     def heading(self) -> str:

@@ -2,13 +2,15 @@
 
 from __future__ import annotations
 
+from orbitrax.methods import find_method
 from orbitrax.units import REPORT_HARTREE_PER_KCAL
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from orbitrax.results.result import Result
 
-_OCCUPIED = 0.01  # electrons above which a level counts as occupied
+_DIGITS = 7  # of a number of single precision
+_WIDTH, _DECIMALS = 18, 6
 
 CONVERGENCE = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
 
@@ -16,6 +18,14 @@ CONVERGENCE = {True: "converged", False: "NOT CONVERGED", None: "convergence not
 def line(name: str, text: str) -> str:
     """One line of a summary."""
     return f"{name:<26}{text}"
+
+
+def single(value: float) -> str:
+    """A number of single precision with the digits that it has, its point below other points."""
+    before = len(str(abs(int(value)))) if abs(value) >= 1 else 0
+    decimals = min(_DECIMALS, max(0, _DIGITS - before))
+    room = _WIDTH - _DECIMALS + decimals - (0 if decimals else 1)
+    return f"{value:{room}.{decimals}f}".ljust(_WIDTH)
 
 
 def counted(number: int | None, word: str) -> str:
@@ -30,7 +40,8 @@ def summary(result: Result, end: list[str] | None = None) -> list[str]:
     if end is None:
         end = _scf(result)
     return [result.heading, "", *_energies(result), *_properties(result), *_frontier(result),
-            *_point_group(result), *end, *([line("SCF", many)] if many else []), *_charges(result)]
+            *_point_group(result), *end, *([line("SCF", many)] if many else []), *_charges(result),
+            *_bonds(result), *_remarks(result)]
 
 
 def _energies(result: Result) -> list[str]:
@@ -42,8 +53,12 @@ def _energies(result: Result) -> list[str]:
                         ("Isolated atoms", result.isolated_atomic_energy),
                         ("Binding energy", result.binding_energy),
                         ("Restraint energy", result.restraint_energy)):
+        if value is None and name == "Heat of formation" and result.total_energy is not None:
+            title = find_method(result.method).title
+            lines.append(line(name, f"{'not defined':>18} for {title}"))
         if value is not None:
-            text = f"{value:18.6f} kcal/mol"
+            exact = name in ("Total energy", "Restraint energy")
+            text = f"{value:18.6f} kcal/mol" if exact else f"{single(value)} kcal/mol"
             if name == "Total energy":
                 text += f"  ({value * REPORT_HARTREE_PER_KCAL:.8f} hartree)"
             lines.append(line(name, text))
@@ -63,20 +78,13 @@ def _properties(result: Result) -> list[str]:
 
 
 def _frontier(result: Result) -> list[str]:
-    """Highest occupied and lowest empty orbital; by spin in an unrestricted calculation."""
-    levels, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
-    if levels is None or occupancies is None:
-        return []
-    lines = []
-    spins = ("alpha", "beta") if result.spin == "UHF" else ("",)
-    n = len(levels) // len(spins)
-    for i, spin in enumerate(spins):
-        pairs = list(zip(levels[i * n:(i + 1) * n], occupancies[i * n:(i + 1) * n]))
-        filled = [level for level, occupancy in pairs if occupancy > _OCCUPIED]
-        empty = [level for level, occupancy in pairs if not occupancy > _OCCUPIED]
-        for name, values in (("HOMO", filled[-1:]), ("LUMO", empty[:1])):
-            if values:
-                lines.append(line(f"{name} {spin}".strip(), f"{values[0]:18.6f} eV"))
+    """Levels at the edge, their gap, and what the spins do."""
+    lines = [line(name, f"{level:18.6f} eV") for name, level in result.frontier()]
+    if result.gap_ev is not None:
+        lines.append(line("Gap", f"{result.gap_ev:18.6f} eV"))
+    if result.spin_squared is not None:
+        spin = (result.multiplicity - 1) / 2
+        lines.append(line("S^2", f"{result.spin_squared:18.6f}  (pure spin {spin * (spin + 1):g})"))
     return lines
 
 
@@ -105,9 +113,27 @@ def _charges(result: Result) -> list[str]:
     charges = result.plain("charges")
     if charges is None:
         return []
-    return ["", " atom        charge (e)", *(
-        f"{i:5d} {symbol:<3}{charge:14.6f}"
-        for i, (symbol, charge) in enumerate(zip(result.symbols, charges), 1))]
+    spins = result.plain("spin_populations")
+    rows = [f"{i:5d} {symbol:<3}{charge:14.6f}"
+            for i, (symbol, charge) in enumerate(zip(result.symbols, charges), 1)]
+    if spins is not None:
+        rows = [f"{row}{spin:14.6f}" for row, spin in zip(rows, spins)]
+    head = " atom        charge (e)" + ("   unpaired" if spins is not None else "")
+    return ["", head, *rows]
+
+
+def _bonds(result: Result) -> list[str]:
+    """Bond orders, by pairs of atoms."""
+    if result.bond_orders is None:
+        return []
+    return ["", " bond           order", *(
+        f"{symbol_i}{int(i)}-{symbol_j}{int(j)}".rjust(10) + f"{order:12.4f}"
+        for i, j, order in result.bond_orders
+        for symbol_i, symbol_j in [(result.symbols[int(i) - 1], result.symbols[int(j) - 1])])]
+
+
+def _remarks(result: Result) -> list[str]:
+    return ["", *(f"Remark: {text}" for text in result.remarks)] if result.remarks else []
 
 
 def structure(result: Result) -> list[str]:

@@ -94,7 +94,8 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
     if record is wire.RunOptions:
         values.update(fCalculate=1, nExtensions=ASKED if settings.precise else 0,
                       nTotalCharge=job.charge, nMultiplicity=job.multiplicity,
-                      flOverlapSigma=job.sigma, flOverlapPi=job.pi)
+                      flOverlapSigma=job.sigma, flOverlapPi=job.pi,
+                      nSpinTreatment=int(job.uhf), fSendOrbitals=int(job.eigenvectors))
         if settings.log_level is None:
             values["nLogLevel"] = LOG_SILENT
     else:

@@ -132,7 +132,8 @@ class _Search:
         settings = _single_point(job).settings if job is self._job else job.settings
         if job is self._job:
             settings = settings.replace(log_level=self._settings.log_level,
-                                        eigenvectors=self._settings.eigenvectors)
+                                        eigenvectors=self._settings.eigenvectors,
+                                        bond_orders=self._settings.bond_orders)
         self._energies += 1
         one = Job(self._job.molecule.replace(positions=positions), self._job.method, settings)
         left = None if self._deadline is None else max(0.0, self._deadline - time.monotonic())
@@ -167,7 +168,7 @@ class _Search:
     def _needs_more(self, found: Result) -> bool:
         """Whether the last session was not of the last structure, or did not bring all."""
         return (found is not self._last or self._settings.eigenvectors
-                or self._settings.log_level is not None)
+                or self._settings.bond_orders or self._settings.log_level is not None)
 
     def _finished(self, result: Result, converged: bool) -> None:
         stage = self._stage
@@ -207,7 +208,7 @@ def _single_point(job: Job) -> Job:
     molecule, settings = job.molecule, job.settings
     shared = {name: getattr(settings, name) for name in JobSettings.options}
     places = [molecule.xyz[3 * i:3 * i + 3] for i in range(len(molecule))]
-    shared.update(log_level=None, eigenvectors=False, restrain=tuple(
+    shared.update(log_level=None, eigenvectors=False, bond_orders=False, restrain=tuple(
         one if one.target is not None else one.aimed(places) for one in settings.restrain))
     assert JobSettings.calc_kind == SINGLE_POINT
     return Job(molecule, job.method, JobSettings(**shared))

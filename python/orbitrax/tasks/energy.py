@@ -18,7 +18,7 @@ class Energy(Task):
     description: ClassVar[str] = "Energy, orbitals, charges and dipole of one structure."
     examples: ClassVar[tuple[str, ...]] = (
         "orbitrax energy examples/water.xyz -m am1",
-        "orbitrax energy cation.xyz -m pm3 -c 1 -s 2 --uhf",
+        "orbitrax energy cation.xyz -m pm3 -c 1",
         "orbitrax energy examples/caffeine.xyz -m am1 --json > caffeine.json",
         "orbitrax energy protein.pdb -m am1 --select 1-24,31",
         "cat water.xyz | orbitrax energy - -m mndo --log",

@@ -151,6 +151,7 @@ class Optimize(Task):
              "3 4 [DEGREES]'; without a value what is there is held; may be given again")
 
     def _check(self) -> None:
+        super()._check()
         if self.optimizer != QUASI_NEWTON and (self.freeze or self.fix):
             raise UsageError(f"--{'freeze' if self.freeze else 'fix'} goes with --optimizer "
                              f"{QUASI_NEWTON} only; --restrain goes with all")

@@ -166,6 +166,7 @@ class PlotTask(Task):
         help="pixels across (default 1200)")
 
     def _check(self) -> None:
+        super()._check()
         named = [name for name in ("orbital", "density", "spin_density", "potential")
                  if getattr(self, name)]
         if len(named) > 1:

@@ -41,6 +41,7 @@ class Run:
             if error.partial is not None:
                 error.partial.blocks.update(self.block(error.partial))
             raise
+        analyse(self.job, result, backend)
         try:
             self.judge(result)
             self.follow(backend, result, on_event)
@@ -108,6 +109,17 @@ class Task(JobSettings):
         return self.run_type(self, Job(molecule, method, self))
 
 
+def analyse(job: Job, result: Result, backend: Backend) -> None:
+    """Adds what follows from the orbitals, where they were brought, and what is odd."""
+    if result.eigenvectors is not None:
+        from orbitrax.orbitals.analysis import analyse_orbitals
+
+        analyse_orbitals(job, result, backend.parameters(job.method))
+    from orbitrax.results.odd import oddities
+
+    result.remarks += oddities(result)
+
+
 def judge_scf(job: Job, result: Result) -> None:
     """Raises NotConverged for an SCF that has not converged, the only one of a job or one of
     many."""
@@ -121,4 +133,4 @@ def judge_scf(job: Job, result: Result) -> None:
         text += f" (last difference {last:.5f} kcal/mol, limit {settings.scf_limit:g})"
     other = "--no-diis" if settings.diis else "--diis"
     raise NotConverged(f"{text}; try a higher --scf-iterations, {other}, another "
-                       "--level-shift-start, or --uhf for an open shell")
+                       "--level-shift-start, or --uhf")
