@@ -20,7 +20,8 @@
       Interrupted             the program was asked to end
 
 Each error knows under which `status` it stands in a JSON document and with which status the command
-line exits. Texts name settings as they are typed there, --scf-iterations; `str` has them as Python
+line exits: 1 where there is no result to be believed, 2 where the request is wrong, 3 where the
+program failed. Texts name settings as they are typed there, --scf-iterations; `str` has them as Python
 has them, scf_iterations.
 """
 
@@ -36,7 +37,7 @@ if TYPE_CHECKING:
 class OrbitraxError(Exception):
     """Root of all errors of this package. `partial` is the Result with what did arrive, or None."""
 
-    exit_status = 1
+    exit_status = 3
     status = "failed"
     partial: Result | None = None
 
@@ -100,11 +101,14 @@ class ParameterError(OrbitraxError):
 class InputError(OrbitraxError):
     """A job that was refused before anything was computed, by the client or by the backend."""
 
+    exit_status = 2
     status = "refused"
 
 
 class CalculationFailed(OrbitraxError):
     """A calculation that began and gave no usable result."""
+
+    exit_status = 1
 
 
 class OutOfMemory(CalculationFailed):
@@ -147,6 +151,8 @@ class BackendDied(LinkError):
 
 class TimeLimitExceeded(LinkError):
     """The session took longer than its time limit."""
+
+    exit_status = 1
 
 
 class Interrupted(OrbitraxError):

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from orbitrax.errors import InputError, UsageError
-from orbitrax.methods import ZINDOS, Method, find_method
+from orbitrax.methods import METHODS, ZINDOS, Method, find_method
 from orbitrax.molecules.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons
 from orbitrax.molecules.geometry import TOO_CLOSE, pairs_nearer
 from orbitrax.molecules.molecule import Molecule
@@ -249,7 +249,7 @@ class Job:
         for index, number in enumerate(molecule.z):
             if number > 0 and number not in parameters.elements:
                 raise InputError(f"{molecule.label(index)}: {title} has no parameters for "
-                                 f"{SYMBOLS[number]}; see 'orbitrax methods' for one that has")
+                                 f"{SYMBOLS[number]}; {_who_has(number)}")
         for index in self.capping:
             number = molecule.z[index]
             if number not in parameters.capping:
@@ -266,3 +266,13 @@ class Job:
 
     def __repr__(self) -> str:
         return f"<Job {self.molecule.formula}, {self.method.title}, {self.settings!r}>"
+
+
+def _who_has(number: int) -> str:
+    """Which methods have an element."""
+    from orbitrax.tables import load_parameters
+
+    keys = [method.key for method in METHODS if number in load_parameters(method).elements]
+    if not keys:
+        return "none of the methods has"
+    return f"{', '.join(keys)} {'have' if len(keys) > 1 else 'has'}"

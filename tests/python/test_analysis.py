@@ -123,7 +123,7 @@ def test_what_is_odd_is_said_and_what_is_not_is_not(backend):
     small = Result("energy", "am1", 0, 1, "RHF", ["O", "O"], [[0, 0, 0], [0, 0, 1.2]])
     small.orbital_energies, small.occupancies = [-5.0, -3.0], [2.0, 0.0]
     assert "small for a closed shell" in oddities(small)[0]
-    assert "dummy" in odd(backend, ["He", "X"], [[0, 0, 0], [0, 0, 2.0]])
+    assert "dummy" in odd(backend, ["H", "Cl", "X"], [[0, 0, 0], [0, 0, 1.28], [3, 0, 0]])
     flat = [[0, 0, 0], [1, 0, 0], [-0.5, 0.87, 0], [-0.5, -0.87, 0]]
     assert "plane" in odd(backend, ["N", "H", "H", "H"], flat, task="optimize")
     for name in ("water", "caffeine", "ethanol", "benzene"):

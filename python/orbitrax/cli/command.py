@@ -17,7 +17,8 @@ class CommandSettings(Settings):
 
     molecule: str | None = option(
         None, group=MOLECULE, metavar="MOLECULE",
-        help="a molecule file (xyz, mol, sdf, pdb, ...), or - for standard input")
+        help="a molecule file (xyz, mol, sdf, pdb, ...), or - for standard input; several of them "
+             "make a table, and NAME@: stands for all structures of a file")
     smiles: str | None = option(
         None, group=MOLECULE, metavar="TEXT", help="a SMILES string in place of a file")
     format: str | None = option(

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import argparse
 import os
+import re
 import sys
 
 from orbitrax.cli.parsed import Parsed
@@ -28,7 +29,20 @@ examples:
   orbitrax energy --smiles CCO -m pm3
 """
 
+_STATUSES = """
+exit status:
+  0    done
+  1    no result to be believed: not converged, out of time or memory, no usable numbers
+  2    the request is wrong: options, molecule, charge, elements without parameters
+  3    the program failed: no backend, a full disk, a backend that died
+  130  interrupted by Ctrl-C; 143 by SIGTERM; 141 where the reader of a pipe has gone
+"""
+
 _USUAL_COLUMNS = 80
+
+# What other programs call it.
+_SHORT = {"--chrg": "--charge", "--mult": "--multiplicity", "--opt": "optimize",
+          "--gfn": "--method", "--acc": "--scf-limit", "--etemp": "--scf-limit"}
 
 _METHODS_HELP = "the methods, the elements they cover, their sources"
 
@@ -63,15 +77,45 @@ class _Formatter(argparse.RawDescriptionHelpFormatter):
         super().__init__(prog, width=(columns or _USUAL_COLUMNS) - 2)
 
 
+class _Molecules(argparse.Action):
+    """One molecule by its name, several as a list."""
+
+    def __call__(self, parser: Any, namespace: Any, values: Any, option_string: Any = None) -> None:
+        if values:
+            setattr(namespace, self.dest, values[0] if len(values) == 1 else values)
+
+
 class _Parser(argparse.ArgumentParser):
     """A parser that leaves it to its caller to say what is wrong, and to exit."""
 
     def __init__(self, **about: Any):
         super().__init__(formatter_class=_Formatter, allow_abbrev=False, **about)
+        self._negative_number_matcher = re.compile(r"^-[\d.][\d.,-]*$")  # -45,20 is a view
 
     def error(self, message: str) -> NoReturn:
-        self.print_usage(sys.stderr)
-        raise UsageError(message)
+        raise UsageError(f"{self._said(message)}; see '{self.prog} --help'")
+
+    def _said(self, message: str) -> str:
+        """The message, with the option that was probably meant."""
+        import difflib
+
+        if not message.startswith(("unrecognized arguments", "argument TASK: invalid choice")):
+            return message
+        known = [name for action in self._actions for name in action.option_strings]
+        word = message.partition(": ")[2].split()[0].partition("=")[0]
+        if message.startswith("argument TASK"):
+            word = message.split("'")[1]
+            known = [row.name for row in TASKS] + [*TOOLS, "methods"]
+            message = f"there is no task '{word}'"
+        near = difflib.get_close_matches(_SHORT.get(word, word), known, 1, 0.5)
+        return f"{message}; did you mean {near[0]}?" if near else message
+
+    def parse_known_args(self, args: Any = None, namespace: Any = None) -> Any:
+        """As argparse does it, but what a task does not know is its own mistake."""
+        found, rest = super().parse_known_args(args, namespace)
+        if rest and " " in self.prog:
+            self.error(f"unrecognized arguments: {' '.join(rest)}")
+        return found, rest
 
 
 def build_parser(command: str | None = None) -> argparse.ArgumentParser:
@@ -79,7 +123,7 @@ def build_parser(command: str | None = None) -> argparse.ArgumentParser:
     from orbitrax import __version__
 
     parser = _Parser(prog="orbitrax", description="Semi-empirical quantum chemistry.",
-                     epilog=_EXAMPLES)
+                     epilog=_EXAMPLES + _STATUSES)
     parser.add_argument("--version", action="version", version=f"orbitrax {__version__}")
     commands = parser.add_subparsers(dest="command", metavar="TASK", title="tasks")
     for row in TASKS:
@@ -99,6 +143,9 @@ def build_parser(command: str | None = None) -> argparse.ArgumentParser:
                                                epilog=_listed(tool.EXAMPLES)))
     methods = commands.add_parser("methods", help=_METHODS_HELP,
                                   description=f"{_METHODS_HELP.capitalize()}.")
+    methods.add_argument("element", nargs="?", metavar="ELEMENT",
+                         help="only the methods that have this element, as Fe")
+    methods.add_argument("--json", action="store_true", help="print one JSON document")
     methods.add_argument("--tables", metavar="FOLDER", help="folder of the parameter tables")
     return parser
 
@@ -143,7 +190,7 @@ def add_option(place: Any, one: Option, help_text: str | None = None) -> None:
     about: dict[str, Any] = {"default": argparse.SUPPRESS,
                              "help": _with_default(one, help_text or one.help)}
     if one.name == "molecule":
-        place.add_argument("molecule", nargs="?", metavar=one.metavar, **about)
+        place.add_argument("molecule", nargs="*", metavar=one.metavar, action=_Molecules, **about)
         return
     names = [name for name in (one.short, one.flag) if name]
     if one.kind == "bool":

@@ -39,7 +39,7 @@ def run_program(argv: list[str] | None = None) -> int:
     except OSError as error:  # a full disk; all other files are watched where they are used
         _discard_output()
         print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
-        return 1
+        return 3
 
 
 def _listen_for_the_end() -> None:
@@ -88,7 +88,8 @@ def _run(argv: list[str]) -> int:
     if parsed.command == "methods":
         from orbitrax.cli.methods import list_methods
 
-        return list_methods(parsed.values.get("tables"))
+        return list_methods(parsed.values.get("tables"), parsed.values.get("element"),
+                            parsed.values.get("json", False))
     if parsed.command in TOOLS:
         return _run_tool(TOOLS[parsed.command][0], parsed.values)
     from orbitrax.cli.run import run_task

@@ -30,6 +30,11 @@ if TYPE_CHECKING:
 def run_task(kind: type[Task], values: dict[str, Any]) -> int:
     """Runs a task with the values that were typed; returns the exit status. Raises UsageError for
     values that cannot be."""
+    source = values.get("molecule")
+    if isinstance(source, list) or (isinstance(source, str) and source.endswith("@:")):
+        from orbitrax.cli.several import run_several
+
+        return run_several(kind, values, source if isinstance(source, list) else [source])
     command = CommandSettings(**{name: value for name, value in values.items()
                                  if name in CommandSettings.options})
     given = {name: value for name, value in values.items() if name in kind.options}

@@ -109,6 +109,25 @@ def _remarked(molecule: Molecule, text: str) -> Molecule:
         "not understood; give --charge and --multiplicity"])
 
 
+def count_structures(path: str, format: str | None = None) -> int:
+    """How many structures a file holds that can be chosen by number, as in file.xyz@0."""
+    low, high = 0, 1
+    while _has(path, format, high):
+        low, high = high, 2 * high
+    while high - low > 1:
+        middle = (low + high) // 2
+        low, high = (middle, high) if _has(path, format, middle) else (low, middle)
+    return low + 1
+
+
+def _has(path: str, format: str | None, number: int) -> bool:
+    try:
+        read_molecule(f"{path}@{number}", format)
+    except MoleculeError as error:
+        return "there is no frame" not in str(error)
+    return True
+
+
 def _text_of(path: str) -> str:
     """The text of a file; what is no UTF-8 is read as Latin 1, where every byte means something."""
     try:
