@@ -26,7 +26,9 @@ def main(method: str = "am1") -> None:
         results = [(name, backend.run(job)) for name, job in jobs]
         seconds = time.perf_counter() - began
     for name, result in results:
-        print(f"{name:<10}{result.heat_of_formation:12.3f} kcal/mol"
+        heat = result.heat_of_formation
+        heat = result.binding_energy if heat is None else heat  # of methods without a scale of it
+        print(f"{name:<10}{heat:12.3f} kcal/mol"
               f"{result.scf_iterations:5d} iterations")
     print(f"{len(results)} energies in {seconds:.3f} s: {len(results) / seconds:.0f} a second")
 

@@ -5,7 +5,7 @@ packets into results.
 
     import orbitrax
 
-    result = orbitrax.run("water.xyz", "am1")
+    result = orbitrax.energy("water.xyz", "am1")
     print(result.total_energy, "kcal/mol")
 
 Whoever computes much keeps a `Backend` and runs one `Job` after another on it:
@@ -28,13 +28,13 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
-    from orbitrax.api import run
+    from orbitrax.api import energy, optimize, run
     from orbitrax.atomic_charges.api import charges
     from orbitrax.backend import Backend
     from orbitrax.bridges.cclib import to_cclib
     from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled,
-                                 ConnectRefused, InputError, LinkClosed, LinkError, MoleculeError,
-                                 NotConverged, OrbitraxError, OutOfMemory, ParameterError,
+                                 ConnectRefused, InputError, Interrupted, LinkClosed, LinkError,
+                                 MoleculeError, NotConverged, OrbitraxError, OutOfMemory, ParameterError,
                                  ProtocolError, SettingError, TimeLimitExceeded, UsageError)
     from orbitrax.grids.frame import Frame, box_around, plane_through
     from orbitrax.grids.grid import Grid
@@ -56,7 +56,7 @@ if TYPE_CHECKING:
 
 # The public names by their modules.
 _HOMES = {
-    "api": "run",
+    "api": "energy optimize run",
     "atomic_charges.api": "charges",
     "backend": "Backend",
     "bridges.cclib": "to_cclib",
@@ -85,11 +85,12 @@ _MODULES = {name: module for module, names in _HOMES.items() for name in names.s
 
 __all__ = [
     "__version__", "Backend", "BackendDied", "BackendNotFound", "CalculationFailed", "Cancelled",
-    "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Job", "LinkClosed",
-    "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged", "Optimize",
+    "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Interrupted", "Job",
+    "LinkClosed", "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged", "Optimize",
     "OrbitraxError", "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint",
     "Result", "SettingError", "TimeLimitExceeded", "UsageError", "as_molecule", "box_around",
-    "charges", "find_method", "from_ase", "from_smiles", "plane_through", "read_molecule", "run",
+    "charges", "energy", "find_method", "from_ase", "from_smiles", "optimize", "plane_through",
+    "read_molecule", "run",
     "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]
 

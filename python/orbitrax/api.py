@@ -44,3 +44,29 @@ def run(molecule: Any = None, method: Method | str | int = "am1", task: Task | s
         return one.execute(backend)
     with Backend(backend, tables, time_limit) as own:
         return one.execute(own)
+
+
+def energy(molecule: Any, method: Method | str | int = "am1", *,
+           backend: Backend | str | os.PathLike[str] | None = None,
+           time_limit: float | None = None, **settings: Any) -> Result:
+    """The energy of one structure, with orbitals, charges, dipole and gradient.
+
+        orbitrax.energy("water.xyz", "pm3").heat_of_formation
+        orbitrax.energy("CC(=O)[O-]").charges
+
+    molecule, method, backend, time_limit, settings, errors: as `run` has them.
+    """
+    return run(molecule, method, "energy", backend=backend, time_limit=time_limit, **settings)
+
+
+def optimize(molecule: Any, method: Method | str | int = "am1", *,
+             backend: Backend | str | os.PathLike[str] | None = None,
+             time_limit: float | None = None, **settings: Any) -> Result:
+    """The nearest structure of lowest energy.
+
+        orbitrax.optimize("caffeine.xyz", "pm3", limit=0.01).coordinates
+        orbitrax.optimize("ethanol.xyz", freeze=[1, 2], fix=["torsion 1 2 3 4 60"])
+
+    molecule, method, backend, time_limit, settings, errors: as `run` has them.
+    """
+    return run(molecule, method, "optimize", backend=backend, time_limit=time_limit, **settings)

@@ -17,7 +17,7 @@ from orbitrax.tables import load_parameters
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     import os
-    from collections.abc import Callable, Generator, Iterator
+    from collections.abc import Callable, Generator, Iterable, Iterator
     from typing import Any
 
     from orbitrax.grids.frame import Frame
@@ -175,6 +175,46 @@ class Backend:
                 if on_event is not None:
                     on_event(event)
         return builder.grid()
+
+    def map(self, jobs: Iterable[Job], workers: int = 2) -> Iterator[Result | OrbitraxError]:
+        """The results of many jobs in their order, by `workers` processes of their own, or in the
+        place of a result the error that it ended with.
+
+        Jobs are taken as they are needed. Leaving the loop early ends the processes.
+        """
+        from collections import deque
+        from concurrent.futures import ThreadPoolExecutor
+        from threading import local
+
+        own, started = local(), []
+
+        def one(job: Job) -> Result | OrbitraxError:
+            if not hasattr(own, "backend"):
+                own.backend = Backend(self.program, self.tables, self.time_limit)
+                started.append(own.backend)
+            try:
+                found: Result = own.backend.run(job)
+                return found
+            except OrbitraxError as error:
+                return error
+
+        pool = ThreadPoolExecutor(max(1, workers))
+        waiting: deque[Any] = deque()
+        try:
+            for job in jobs:
+                waiting.append(pool.submit(one, job))
+                if len(waiting) > 2 * max(1, workers):
+                    yield waiting.popleft().result()
+            while waiting:
+                yield waiting.popleft().result()
+        finally:
+            for future in waiting:
+                future.cancel()
+            for backend in started:
+                backend.cancel()
+            pool.shutdown()
+            for backend in started:
+                backend.close()
 
     # ---- sessions -------------------------------------------------------------------------------
 

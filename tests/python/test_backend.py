@@ -275,5 +275,5 @@ def test_the_command_line_repeats_the_refusal_of_the_backend(qsolve):
         [sys.executable, "-m", "orbitrax", "energy", "examples/water.xyz", "-m", "am1", "-s", "2"],
         cwd=ROOT, capture_output=True, text=True, timeout=30,
         env={**os.environ, "PYTHONPATH": "python", "ORBITRAX_QSOLVE": str(qsolve)})
-    assert done.returncode == 1 and done.stdout == ""
+    assert done.returncode == 2 and done.stdout == ""
     assert "even number of electrons" in done.stderr or "odd number of electrons" in done.stderr

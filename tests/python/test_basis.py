@@ -25,7 +25,7 @@ def test_every_element_has_as_many_orbitals_as_the_backend_gives_it(method):
     tables, counts = load_parameters(method), set()
     with Backend() as backend:
         for number in sorted(tables.elements):
-            job = Job(Molecule([number], [[0.0, 0.0, 0.0]]), method, scf_iterations=2,
+            job = Job(Molecule([number], [[0.0, 0.0, 0.0]]), method, scf_iterations=2, rhf=True,
                       charge=max(0, valence_electrons(number) - 1))
             result = backend.run(job)
             assert len(slater_basis(job, tables)) == len(result.orbital_energies), number

@@ -20,9 +20,10 @@ pytestmark = pytest.mark.timeout(60)
 KEYS = ("schema version task method charge multiplicity spin symbols coordinates_angstrom "
         "total_energy electronic_energy core_energy binding_energy isolated_atomic_energy "
         "heat_of_formation gradient rms_gradient dipole_debye charges orbital_energies_ev "
-        "occupancies orbital_symmetries point_group converged cycles energy_points scf_iterations "
-        "final_scf_difference scf_runs scf_unconverged log status warnings errors "
-        "wall_seconds").split()
+         "occupancies gap_ev spin_squared spin_populations bond_orders valences "
+         "orbital_symmetries point_group converged cycles energy_points scf_iterations "
+         "final_scf_difference scf_runs scf_unconverged log status warnings errors remarks "
+         "wall_seconds").split()
 WATER = "examples/water.xyz"
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
 
@@ -49,10 +50,10 @@ def test_the_summary_names_energies_with_their_units(make_peer):
     assert (done.returncode, done.stderr) == (0, "")
     assert done.stdout.startswith("H2O, 3 atoms, AM1 RHF, charge 0, multiplicity 1\n")
     for line in ("Total energy                     -300.750000 kcal/mol  (-0.47926606 hartree)",
-                 "Heat of formation                 -57.750000 kcal/mol",
+                 "Heat of formation                 -57.75000  kcal/mol",
                  "Dipole moment                       2.291288 Debye  "
                  "(x 0.5000, y 1.0000, z 2.0000)",
-                 "HOMO                               -9.500000 eV",
+                 "SOMO                               -9.500000 eV",
                  "LUMO                               -8.500000 eV",
                  "    1 O        1.000000"):
         assert line in done.stdout.splitlines(), line
@@ -110,7 +111,7 @@ def test_a_molecule_comes_from_standard_input(make_peer):
 
 def test_options_reach_the_job(make_peer):
     done = orbitrax("energy", WATER, "-m", "mndo", "-c", "1", "-s", "2", "--uhf", "--json",
-                    "--backend", make_peer(unrestricted=True))
+                    "--backend", make_peer(unrestricted=True, eigenvectors=True))
     found = document(done)
     assert (found["charge"], found["multiplicity"], found["spin"]) == (1, 2, "UHF")
     assert len(found["orbital_energies_ev"]) == 8
@@ -126,14 +127,14 @@ def test_a_selection_without_charges_is_remarked(make_peer):
 
 
 @pytest.mark.parametrize("results", ["refusal", "late refusal"])
-def test_a_refusal_is_status_1_with_the_words_of_the_backend(make_peer, results):
-    script = make_peer(results=results)
+def test_a_refusal_is_told_with_the_words_of_the_backend(make_peer, results):
+    script, status = make_peer(results=results), 2 if results == "refusal" else 1
     done = orbitrax("energy", WATER, "-m", "am1", "--backend", script)
-    assert (done.returncode, done.stdout) == (1, "")
+    assert (done.returncode, done.stdout) == (status, "")
     assert done.stderr == "orbitrax: error: Sorry, this is refused (42).\n"
     done = orbitrax("energy", WATER, "-m", "am1", "--json", "--backend", script)
     found = document(done)
-    assert done.returncode == 1 and found["errors"] == ["Sorry, this is refused (42)."]
+    assert done.returncode == status and found["errors"] == ["Sorry, this is refused (42)."]
     assert found["status"] == ("refused" if results == "refusal" else "failed")
     assert found["total_energy"] is None and found["symbols"] == ["O", "H", "H"]
 
@@ -152,10 +153,10 @@ def test_unconverged_is_status_1_unless_allowed(make_peer):
 
 
 @pytest.mark.parametrize("fault", ["kill", "garbage", "exit"])
-def test_a_backend_that_breaks_is_status_1_and_valid_json(make_peer, fault):
+def test_a_backend_that_breaks_is_status_3_and_valid_json(make_peer, fault):
     done = orbitrax("energy", WATER, "-m", "am1", "--json", "--backend",
                     make_peer(at=9, fault=fault))
-    assert done.returncode == 1
+    assert done.returncode == 3
     found = document(done)
     assert found["status"] == "failed" and done.stderr.count("\n") == 1
     assert found["symbols"] == ["O", "H", "H"] and found["wall_seconds"] > 0
@@ -220,14 +221,14 @@ def test_a_task_that_does_not_exist_yet_says_so(task):
 
 def test_a_missing_backend_says_what_to_do(tmp_path):
     done = orbitrax("energy", WATER, "-m", "am1", "--backend", tmp_path / "none")
-    assert done.returncode == 1 and "is not a program" in done.stderr
+    assert done.returncode == 3 and "is not a program" in done.stderr
 
 
 def test_a_broken_table_is_placed(tmp_path, make_peer):
     for path in (ROOT / "parameters").glob("am1_*.abp"):
         (tmp_path / path.name).write_text(path.read_text().replace("-11.3964270", "-11,3964270", 1))
     done = orbitrax("energy", WATER, "-m", "am1", "--tables", tmp_path, "--backend", make_peer())
-    assert done.returncode == 1 and "am1_1.abp:" in done.stderr and "dUss" in done.stderr
+    assert done.returncode == 3 and "am1_1.abp:" in done.stderr and "dUss" in done.stderr
 
 
 # ---- signals, terminals, start ------------------------------------------------------------------
@@ -271,7 +272,7 @@ def test_a_full_disk_is_an_error_of_one_line(make_peer):
         run = subprocess.run([sys.executable, "-m", "orbitrax", "energy", WATER, "-m", "am1",
                               "--backend", str(make_peer())], cwd=ROOT, env=ENVIRONMENT,
                              stdout=full, stderr=subprocess.PIPE, text=True, timeout=30)
-    assert run.returncode == 1
+    assert run.returncode == 3
     assert run.stderr == "orbitrax: error: standard output: No space left on device\n"
 
 

@@ -142,7 +142,7 @@ def test_wrong_usage_is_status_2_and_computes_nothing(arguments, words, make_pee
 def test_an_orbital_that_is_not_there_is_refused_in_the_backends_words(make_peer, tmp_path):
     peer = make_peer(plot="warning")
     done = plot("--orbital", 99, "-o", tmp_path / "a.cube", "--backend", peer)
-    assert (done.returncode, done.stdout) == (1, "")
+    assert (done.returncode, done.stdout) == (2, "")
     assert done.stderr == "orbitrax: error: The orbital doesn't exist (44).\n"
     assert not (tmp_path / "a.cube").exists()
 
@@ -164,7 +164,7 @@ def test_too_little_memory_to_draw_is_an_error_of_one_line(make_peer, tmp_path):
 
     done = plot("--points", 8, "--isovalue", 20000, "-o", tmp_path / "a.png", "--width", 4000,
                 "--backend", make_peer(), preexec_fn=limit)
-    assert done.returncode == 1 and "Traceback" not in done.stderr
+    assert done.returncode == 3 and "Traceback" not in done.stderr
     assert "not enough memory to draw this picture; choose fewer --points" in done.stderr
     assert not (tmp_path / "a.png").exists()
 
@@ -180,7 +180,7 @@ def test_warnings_stand_in_the_document(make_peer, tmp_path):
 def test_a_full_disk_is_an_error_of_one_line(make_peer, tmp_path):
     (tmp_path / "full.cube").symlink_to("/dev/full")
     done = plot("-o", tmp_path / "full.cube", "--backend", make_peer())
-    assert done.returncode == 1
+    assert done.returncode == 3
     assert done.stderr.endswith("full.cube: cannot be written: No space left on device\n")
 
 
@@ -214,7 +214,7 @@ def test_without_matplotlib_nothing_is_computed(make_peer, tmp_path):
     peer = make_peer()
     path = f"{tmp_path}:{ROOT / 'python'}"
     done = plot("-o", tmp_path / "a.png", "--backend", peer, env={**os.environ, "PYTHONPATH": path})
-    assert done.returncode == 1 and "apt-get install python3-matplotlib" in done.stderr
+    assert done.returncode == 3 and "apt-get install python3-matplotlib" in done.stderr
     assert not os.path.exists(f"{peer}.record")
     done = plot("-o", tmp_path / "a.cube", "--points", 4, "--backend", peer,
                 env={**os.environ, "PYTHONPATH": path})

@@ -46,8 +46,9 @@ def test_every_attribute_of_the_table_is_one_of_a_result():
 def test_nothing_known_is_null_and_nothing_said_is_an_empty_list():
     document = empty_document("energy")
     assert document["task"] == "energy" and document["warnings"] == document["errors"] == []
+    assert document["remarks"] == []
     assert {key for key, value in document.items() if value is not None} == {
-        "schema", "version", "task", "warnings", "errors"}
+        "schema", "version", "task", "warnings", "errors", "remarks"}
 
 
 def test_blocks_of_a_task_stand_beside_the_rest():

@@ -97,9 +97,9 @@ def test_what_cannot_be_written_is_refused_before_anything_is_computed(orbitrax,
 def test_a_full_disk_is_told(orbitrax, tmp_path):
     (tmp_path / "a.molden").symlink_to("/dev/full")
     done = orbitrax("energy", WATER, "-m", "am1", "-o", "a.molden")
-    assert done.returncode == 1 and "a.molden: cannot be written: No space" in done.stderr
+    assert done.returncode == 3 and "a.molden: cannot be written: No space" in done.stderr
 
 
 def test_a_refused_job_leaves_no_file(orbitrax, tmp_path):
     done = orbitrax("energy", WATER, "-m", "am1", "-c", "50", "-o", "a.molden")
-    assert done.returncode == 1 and os.listdir(tmp_path) == []
+    assert done.returncode == 2 and os.listdir(tmp_path) == []

@@ -62,24 +62,68 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
 
     name = "orbitrax"
     implemented_properties = ["energy", "free_energy", "forces", "dipole", "charges", "magmom",
-                              "magmoms"]
+                              "magmoms", "heat_of_formation"]
     default_parameters = {
         "method": "am1", **{name: JobSettings.options[name].default for name in _SETTINGS},
     }
     discard_results_on_any_change = True
     ignored_changes = {"cell", "pbc"}
 
-    def __init__(self, *, backend: str | os.PathLike[str] | None = None,
+    def __init__(self, atoms: Any = None, *, backend: str | os.PathLike[str] | None = None,
                  tables: str | os.PathLike[str] | None = None, time_limit: float | None = None,
                  **settings: Any):
         self._backend = Backend(backend, tables, time_limit)
         self.result: Result | None = None
+        super().__init__(atoms=atoms, **settings)
+
+    def set(self, **settings: Any) -> dict[str, Any]:
+        """Changes settings, by name, and returns those that did change. Raises InputError for a
+        name that is none."""
         unknown = sorted(set(settings) - set(self.default_parameters)
                          - {"atoms", "label", "restart", "directory"})
         if unknown:
             raise calculator.InputError(f"Orbitrax has no setting '{unknown[0]}'; it has "
                                         + ", ".join(sorted(self.default_parameters)))
-        super().__init__(**settings)
+        changed: dict[str, Any] = super().set(**settings)
+        if changed:
+            self.reset()
+        return changed
+
+    def todict(self, skip_default: bool = True) -> dict[str, Any]:
+        """The settings, for databases: the method, and what is not as usual."""
+        usual = self.default_parameters
+        return {name: value for name, value in self.parameters.items()
+                if name == "method" or not skip_default or value != usual.get(name)}
+
+    def __repr__(self) -> str:
+        given = ", ".join(f"{name}={value!r}" for name, value in self.todict().items())
+        return f"Orbitrax({given})"
+
+    # ---- what ASE has no names for ---------------------------------------------------------------
+
+    def get_homo_lumo(self) -> tuple[float, float]:
+        """Energies of the highest occupied and the lowest empty orbital, of either spin, eV."""
+        levels = self._known().frontier()
+        filled = [level for name, level in levels if not name.startswith("LUMO")]
+        empty = [level for name, level in levels if name.startswith("LUMO")]
+        if not filled or not empty:
+            raise calculator.PropertyNotImplementedError("there is no such pair of orbitals")
+        return max(filled), min(empty)
+
+    def get_homo_lumo_gap(self) -> float:
+        """The gap between them, eV."""
+        homo, lumo = self.get_homo_lumo()
+        return lumo - homo
+
+    @property
+    def extra(self) -> dict[str, Any]:
+        """What was calculated last, as the JSON document has it; energies in kcal/mol."""
+        return self._known().to_dict()
+
+    def _known(self) -> Result:
+        if self.result is None:
+            raise calculator.CalculationFailed("nothing has been calculated yet")
+        return self.result
 
     # ---- the process ----------------------------------------------------------------------------
 
@@ -166,6 +210,8 @@ def _in_ase_units(result: Result) -> dict[str, Any]:
         found["dipole"] = np.asarray(result.dipole[:3]) * ASE_EANGSTROM_PER_DEBYE
     if result.charges is not None:
         found["charges"] = np.asarray(result.charges)
+    if result.heat_of_formation is not None:
+        found["heat_of_formation"] = result.heat_of_formation * ASE_EV_PER_KCAL
     if result.spin_populations is not None:
         found["magmoms"] = np.asarray(result.spin_populations)
     return found

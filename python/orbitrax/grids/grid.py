@@ -14,7 +14,7 @@ if TYPE_CHECKING:
     from orbitrax.arrays import Array
 
 
-@dataclass(eq=False)
+@dataclass(eq=False, repr=False)
 class Grid:
     """Values on a frame. values: along column, row and planes, so x, y, z of a box; float32, in the
     units of `Plot`. density: that of the electrons on the same points, beside a potential. numbers
@@ -43,3 +43,8 @@ class Grid:
         values = self.values if self.density is None else self.density
         faces = [np.take(values, index, axis) for axis in range(3) for index in (0, -1)]
         return max(float(np.abs(face).max()) for face in faces)
+
+    def __repr__(self) -> str:
+        counts = " x ".join(map(str, self.frame.counts))
+        return (f"<Grid {self.title}, {counts} points, {self.values.min():.5f} to "
+                f"{self.values.max():.5f}>")

@@ -122,6 +122,7 @@ def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
     if charge is not None and charge != round(charge):
         raise MoleculeError(f"{title}: its molecular_charge {charge} is not a whole number")
     flat = inner["geometry"]
+    flat = flat.tolist() if hasattr(flat, "tolist") else list(flat)
     flat = [x for row in flat for x in row] if flat and hasattr(flat[0], "__len__") else flat
     return Molecule([NUMBERS[str(symbol).capitalize()] for symbol in inner["symbols"]],
                     [float(x) * CODATA_ANGSTROM_PER_BOHR for x in flat],

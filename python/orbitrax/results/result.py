@@ -155,3 +155,40 @@ class Result:
         energy = ("no energy" if self.total_energy is None else
                   f"total energy {self.total_energy:.6f} kcal/mol, {known[self.converged]}")
         return f"<Result of {self.task}: {self.heading}; {energy}>"
+
+    def row(self) -> dict[str, Any]:
+        """The single values of the JSON document by name, as a row of a table: `pandas.DataFrame`
+        takes a list of them."""
+        document = self.to_dict()
+        found = {key: value for key, value in document.items()
+                 if value is None or isinstance(value, (bool, int, float, str))}
+        found.pop("log", None)
+        return {**found, "formula": formula_of(self.symbols)}
+
+    def _repr_html_(self) -> str:
+        """The summary as a table, for notebooks."""
+        from html import escape
+
+        from orbitrax.results.text import summary
+
+        lines = summary(self)
+        end = lines.index("", 2) if "" in lines[2:] else len(lines)
+        rows = "".join(f"<tr><td>{escape(text[:26].strip())}</td><td style='text-align:right'>"
+                       f"{escape(text[26:].strip())}</td></tr>" for text in lines[2:end])
+        return f"<b>{escape(self.heading)}</b><table>{rows}</table>"
+
+
+def result_of(document: dict[str, Any]) -> Result:
+    """The result that a document was made from, as far as it tells."""
+    from orbitrax.results.document import ROWS
+
+    found = Result(*(document[name] for name in ("task", "method", "charge", "multiplicity", "spin",
+                                                 "symbols", "coordinates_angstrom")))
+    for row in ROWS:
+        if row.attribute is None or row.attribute in ("log", "gap_ev", "symbols", "coordinates"):
+            continue
+        value = document.get(row.key)
+        if value is not None:
+            setattr(found, row.attribute, value)
+    found.log = (document.get("log") or "").split("\n")
+    return found

@@ -37,6 +37,13 @@ TASKS = (
 # DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).
 TOOLS = {
     "charges": ("orbitrax.cli.charges", "atomic charges for force fields: AM1-BCC"),
+    "compare": ("orbitrax.cli.compare", "one molecule by many methods, in one table"),
+    "scan": ("orbitrax.cli.scan", "the energy along a distance, an angle or a torsion, relaxed"),
+    "convert": ("orbitrax.cli.convert", "a structure in another format"),
+    "explain": ("orbitrax.cli.explain", "what a result means, and what is odd about it"),
+    "cite": ("orbitrax.cli.cite", "what to cite for a method and its parameters, as BibTeX"),
+    "schema": ("orbitrax.cli.schema", "the JSON schema of the result document"),
+    "qcschema": ("orbitrax.cli.qcschema", "a QCSchema input in, a QCSchema result out"),
     "sqm": ("orbitrax.sqm", "the semi-empirical step of force-field set-up scripts"),
 }
 

@@ -1,0 +1,155 @@
+"""QCSchema: an input document in, a result document out, both as plain dictionaries (version 1).
+
+The energy is the total energy of the method, to which the gradient belongs, in hartree; the heat of
+formation (kcal/mol) stands in extras["orbitrax"]. Keywords are the settings of `orbitrax.Job`.
+"""
+
+from __future__ import annotations
+
+import signal
+
+from orbitrax.backend import Backend
+from orbitrax.errors import (BackendDied, InputError, LinkError, MoleculeError, NotConverged,
+                             OrbitraxError, OutOfMemory, ParameterError, TimeLimitExceeded,
+                             UsageError)
+from orbitrax.job import Job, JobSettings
+from orbitrax.molecules.inputs import from_qcschema
+from orbitrax.tasks.task import analyse, judge_scf
+from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, REPORT_HARTREE_PER_KCAL
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from typing import Any
+
+    from orbitrax.results.result import Result
+
+DRIVERS = ("energy", "gradient", "hessian", "properties")
+
+_STEP = 0.005  # Angstrom, of the differences of a Hessian
+_TIGHT = 1e-9  # kcal/mol, of their SCF
+_DEBYE_PER_AU = 2.541746473
+
+
+def compute(document: dict[str, Any], backend: Backend | None = None) -> dict[str, Any]:
+    """The result of an input document. It never raises for what is in the document: `success` and
+    `error` tell."""
+    from orbitrax import __version__
+
+    told = dict(document)
+    told["provenance"] = {"creator": "Orbitrax", "version": __version__, "routine": "qcschema"}
+    own = backend or Backend()
+    try:
+        told.update(_computed(document, own), success=True, error=None,
+                    schema_name="qcschema_output", schema_version=1)
+    except OrbitraxError as error:
+        told.update(success=False, error={"error_type": error_type(error),
+                                          "error_message": str(error)})
+    except (KeyError, TypeError, ValueError) as error:
+        told.update(success=False, error={"error_type": "input_error",
+                                          "error_message": f"not a QCSchema input: {error!r}"})
+    finally:
+        if backend is None:
+            own.close()
+    return told
+
+
+def error_type(error: OrbitraxError) -> str:
+    """The name that QCEngine has for an error."""
+    if isinstance(error, (UsageError, InputError, MoleculeError)):
+        return "input_error"
+    if isinstance(error, NotConverged):
+        return "convergence_error"
+    if isinstance(error, (OutOfMemory, TimeLimitExceeded)):
+        return "resource_error"
+    if isinstance(error, BackendDied) and error.returncode == -signal.SIGKILL:
+        return "resource_error"
+    return "random_error" if isinstance(error, (LinkError, ParameterError)) else "unknown_error"
+
+
+def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
+    driver = document.get("driver", "energy")
+    driver = getattr(driver, "value", driver)
+    if driver not in DRIVERS:
+        raise UsageError(f"there is no driver '{driver}'; there are {', '.join(DRIVERS)}")
+    model = document["model"]
+    if model.get("basis"):
+        raise UsageError("semi-empirical methods take no basis; leave it out of the model")
+    keywords = dict(document.get("keywords") or {})
+    if driver == "hessian":
+        keywords.setdefault("scf_limit", _TIGHT)
+    job = Job(from_qcschema(document["molecule"], "the QCSchema molecule"), model["method"],
+              JobSettings(**keywords))
+    result = _one(backend, job)
+    values: dict[str, Any] = {
+        "energy": _hartree(result.total_energy), "gradient": _gradient(result),
+        "properties": _hartree(result.total_energy)}
+    answer = _hessian(backend, job) if driver == "hessian" else values[driver]
+    properties = _properties(result)
+    if driver == "hessian":
+        properties["return_hessian"] = answer
+    return {"return_result": answer, "properties": properties,
+            "stdout": "\n".join(result.log) or None,
+            "extras": {**(document.get("extras") or {}), "orbitrax": {
+                key: value for key, value in result.to_dict().items() if key != "log"}}}
+
+
+def _one(backend: Backend, job: Job) -> Result:
+    result = backend.run(job)
+    if not job.settings.allow_unconverged:
+        judge_scf(job, result)
+    analyse(job, result, backend)
+    return result
+
+
+def _hartree(kcal: float | None) -> float | None:
+    return None if kcal is None else kcal * REPORT_HARTREE_PER_KCAL
+
+
+def _gradient(result: Result) -> list[float] | None:
+    """3 n, hartree per bohr."""
+    values = result.plain("gradient")
+    factor = REPORT_HARTREE_PER_KCAL * CODATA_ANGSTROM_PER_BOHR
+    return None if values is None else [value * factor for value in values]
+
+
+def _hessian(backend: Backend, job: Job) -> list[float]:
+    """(3 n)^2, hartree per square bohr, by central differences of gradients."""
+    import numpy as np
+
+    start = np.array(job.molecule.positions)
+    size = start.size
+    found = np.zeros((size, size))
+    for k in range(size):
+        shift = np.zeros(size)
+        shift[k] = _STEP
+        ends = []
+        for sign in (1, -1):
+            moved = job.molecule.replace(positions=start + sign * shift.reshape(-1, 3))
+            values = _gradient(_one(backend, job.replace(molecule=moved)))
+            if values is None:
+                raise UsageError(f"{job.method.title} with these settings gives no gradient")
+            ends.append(np.array(values))
+        found[k] = (ends[0] - ends[1]) / (2 * _STEP / CODATA_ANGSTROM_PER_BOHR)
+    whole: list[float] = (0.5 * (found + found.T)).ravel().tolist()
+    return whole
+
+
+def _properties(result: Result) -> dict[str, Any]:
+    """The properties that QCSchema names."""
+    dipole = result.plain("dipole")
+    occupancies = result.plain("occupancies") or []
+    unpaired = result.multiplicity - 1
+    electrons = round(sum(occupancies))
+    found = {
+        "calcinfo_natom": len(result.symbols),
+        "calcinfo_nbasis": len(occupancies) // (2 if result.spin == "UHF" else 1),
+        "calcinfo_nmo": len(occupancies) // (2 if result.spin == "UHF" else 1),
+        "calcinfo_nalpha": (electrons + unpaired) // 2,
+        "calcinfo_nbeta": (electrons - unpaired) // 2,
+        "nuclear_repulsion_energy": _hartree(result.core_energy),
+        "return_energy": _hartree(result.total_energy),
+        "return_gradient": _gradient(result),
+        "scf_total_energy": _hartree(result.total_energy),
+        "scf_dipole_moment": None if dipole is None else [x / _DEBYE_PER_AU for x in dipole[:3]],
+        "scf_iterations": result.scf_iterations}
+    return {key: value for key, value in found.items() if value is not None}

@@ -1,0 +1,63 @@
+"""The command `convert`: a structure in another format."""
+
+from __future__ import annotations
+
+import sys
+from typing import Any
+
+from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
+from orbitrax.molecules.reading import from_smiles, is_smiles, read_molecule
+from orbitrax.molecules.writing import WRITERS, check_name, write_molecule
+
+DESCRIPTION = "Writes a structure in another format, with its charge and multiplicity."
+EXAMPLES = ("orbitrax convert ligand.sdf ligand.xyz", "orbitrax convert CCO ethanol.mol",
+            "orbitrax convert job.gjf - --to mop -m pm3")
+
+
+def add_arguments(parser: Any) -> None:
+    """Declares the options."""
+    parser.add_argument("source", metavar="FROM", help="a molecule file, SMILES, or -")
+    parser.add_argument("target", metavar="TO", help="the file to write, by the ending of its "
+                        "name: xyz, mol, sdf, gjf, mop, inp, cjson, json or what ASE writes; or -")
+    parser.add_argument("--format", metavar="NAME", help="format of what is read")
+    parser.add_argument("--to", metavar="NAME", default="xyz", help="format for - (default xyz)")
+    parser.add_argument("--add-hydrogens", action="store_true",
+                        help="add missing hydrogens, and build a geometry for a flat drawing")
+    parser.add_argument("-c", "--charge", type=int, metavar="N", help="total charge")
+    parser.add_argument("-s", "--multiplicity", type=int, metavar="N", help="spin multiplicity")
+    parser.add_argument("-m", "--method", metavar="METHOD", default="am1",
+                        help="method that an input of another program names (default am1)")
+
+
+def run(arguments: Any, terminal: Any) -> int:
+    """Converts; returns the exit status."""
+    try:
+        molecule = _read(arguments)
+        told = {name: getattr(arguments, name) for name in ("charge", "multiplicity")
+                if getattr(arguments, name) is not None}
+        molecule = molecule.replace(**told)
+        for text in molecule.remarks:
+            terminal.warning(text)
+        if arguments.target == "-":
+            writer = WRITERS.get("." + arguments.to.lower())
+            if writer is None:
+                raise UsageError(f"--to {arguments.to}: choose from "
+                                 + ", ".join(sorted(name[1:] for name in WRITERS)))
+            sys.stdout.write(writer(molecule, {"method": arguments.method}))
+        else:
+            check_name(arguments.target)
+            write_molecule(arguments.target, molecule, {"method": arguments.method})
+    except OrbitraxError as error:
+        terminal.error(error.typed)
+        return error.exit_status
+    return 0
+
+
+def _read(arguments: Any) -> Any:
+    try:
+        return read_molecule(arguments.source, arguments.format,
+                             complete=arguments.add_hydrogens)
+    except MoleculeError as error:
+        if "there is no such file" not in str(error) or not is_smiles(arguments.source):
+            raise
+        return from_smiles(arguments.source)

@@ -1,0 +1,142 @@
+"""compare, scan, convert, cite, explain, schema and several molecules at the command line."""
+
+import json
+import os
+import subprocess
+import sys
+
+import pytest
+from support import ROOT
+
+from orbitrax import read_molecule
+
+ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python"), "NO_COLOR": "1"}
+WATER, NO2, ETHANOL = (f"examples/{name}.xyz" for name in
+                       ("water", "nitrogen_dioxide", "ethanol"))
+
+
+def orbitrax(*arguments, given=None):
+    return subprocess.run([sys.executable, "-m", "orbitrax", *map(str, arguments)], cwd=ROOT,
+                          capture_output=True, text=True, timeout=100, env=ENVIRONMENT,
+                          input=given)
+
+
+def test_several_molecules_make_a_table_and_the_worst_status(tmp_path):
+    done = orbitrax("energy", WATER, NO2, tmp_path / "nope.xyz", "-m", "am1")
+    rows = done.stdout.splitlines()[2:]
+    assert done.returncode == 2 and len(rows) == 3
+    assert "-59.1917" in rows[0] and "-7.3211" in rows[1] and rows[2].endswith("failed")
+    assert "no such file" in done.stderr
+    lines = orbitrax("energy", WATER, ETHANOL, "-m", "am1", "--json").stdout.splitlines()
+    assert [json.loads(line)["source"] for line in lines] == [WATER, ETHANOL]
+    assert orbitrax("energy", WATER, NO2, "-m", "am1", "--log").returncode == 2
+
+
+def test_all_structures_of_a_file_go_through_a_pipe(tmp_path):
+    path = tmp_path / "two.xyz"
+    path.write_text("2\n\nH 0 0 0\nF 0 0 1\n2\n\nH 0 0 0\nCl 0 0 1.4\n")
+    done = orbitrax("optimize", f"{path}@:", "-m", "am1", "-o", "-")
+    assert done.returncode == 0 and done.stdout.count("energy=") == 2
+    again = orbitrax("energy", "-", "-m", "am1", given=done.stdout)
+    assert again.returncode == 0 and again.stdout.startswith("ClH")
+    assert "frame 2 of 2" in again.stderr
+
+
+def test_compare_shows_every_method_that_can(tmp_path):
+    done = orbitrax("compare", WATER)
+    assert done.returncode == 0 and len(done.stdout.splitlines()) == 13
+    iron = orbitrax("compare", "examples/iron_carbonyl.xyz", "-m", "am1,pm3")
+    assert iron.returncode == 2 and iron.stdout.count("zindo1, zindos have") == 2
+    found = orbitrax("compare", WATER, "-m", "am1,cndo", "--json").stdout.splitlines()
+    heats = [json.loads(line)["heat_of_formation"] for line in found]
+    assert heats == [pytest.approx(-59.19169), None]
+
+
+def test_a_scan_reaches_what_was_asked_and_writes_it(tmp_path):
+    path, table, picture = tmp_path / "s.xyz", tmp_path / "s.csv", tmp_path / "s.svg"
+    done = orbitrax("scan", ETHANOL, "-m", "am1", "--torsion", "1,2,3,4=180:60:-60", "-o", path,
+                    "--csv", table, "--picture", picture, "--json")
+    points = json.loads(done.stdout)["points"]
+    assert done.returncode == 0 and len(points) == 3
+    for point in points:
+        assert point["reached"] == pytest.approx(point["asked"], abs=1e-3)
+    assert len(table.read_text().splitlines()) == 4 and "<svg" in picture.read_text()
+    last = read_molecule(f"{path}@2")
+    single = json.loads(orbitrax("energy", f"{path}@2", "-m", "am1", "--json").stdout)
+    assert last.formula == "C2H6O"
+    assert single["total_energy"] == pytest.approx(points[2]["total_energy"], abs=1e-3)
+
+
+def test_a_scan_over_two_coordinates_has_all_pairs_side_by_side():
+    done = orbitrax("scan", WATER, "-m", "am1", "--stretch", "1,2=0.9:1.0:0.1", "--stretch",
+                    "1,3=0.9:1.0:0.1", "--json")
+    points = json.loads(done.stdout)["points"]
+    assert [point["asked"] for point in points] == [[0.9, 0.9], [0.9, 1.0], [1.0, 1.0], [1.0, 0.9]]
+    assert points[1]["total_energy"] == pytest.approx(points[3]["total_energy"], abs=0.01)
+
+
+@pytest.mark.parametrize("words", [
+    [], ["--torsion", "1,2=0:1:1"], ["--stretch", "1,2=1:2:-1"], ["--stretch", "1,9=1:2:1"],
+    ["--stretch", "1,2"], ["--stretch", "1,2=1:2:1e-9"]])
+def test_a_scan_that_cannot_be_meant_is_refused(words):
+    done = orbitrax("scan", WATER, "-m", "am1", *words)
+    assert done.returncode == 2 and "Traceback" not in done.stderr
+
+
+def test_convert_carries_charge_and_multiplicity(tmp_path):
+    for name in ("m.mop", "m.gjf", "m.inp", "m.cjson", "m.xyz", "m.pdb"):
+        done = orbitrax("convert", NO2, tmp_path / name, "-c", "-1")
+        assert done.returncode == 0 and done.stderr == "", name
+        if name != "m.pdb":
+            assert read_molecule(tmp_path / name).charge == -1, name
+    printed = orbitrax("convert", "CCO", "-", "--to", "mol").stdout
+    assert "V2000" in printed and orbitrax("energy", "-", "-m", "am1", given=printed).returncode == 0
+    assert orbitrax("convert", "nope.xyz", "-").returncode == 2
+    assert orbitrax("convert", NO2, tmp_path / "m.png").returncode == 2
+
+
+def test_cite_names_the_papers_of_the_elements():
+    text = orbitrax("cite", "-m", "am1", "C", "H", "Br", "S").stdout
+    assert text.count("@article") == 3 and "{3902}" in text and "Theochem" in text
+    assert "parameters of S" in text and "Inorg. Chem." in text
+    for method in ("cndo", "indo", "mindo3", "mndo", "pm3", "zindo1", "zindos", "mndod"):
+        done = orbitrax("cite", "-m", method, "C", "H")
+        assert done.returncode == 0 and "@article" in done.stdout, method
+
+
+def test_explain_tells_a_stored_result_in_words():
+    stored = orbitrax("energy", NO2, "-m", "am1", "--json").stdout
+    told = orbitrax("explain", "-", given=stored)
+    assert told.returncode == 0 and "Nothing is odd" in told.stdout
+    pressed = orbitrax("energy", "-", "-m", "am1", "--json",
+                       given="2\n\nN 0 0 0\nN 0 0 0.3\n").stdout
+    assert "of a bond between them" in orbitrax("explain", "-", given=pressed).stdout
+    failed = orbitrax("energy", "nope.xyz", "-m", "am1", "--json").stdout
+    assert orbitrax("explain", "-", given=failed).returncode == 1
+    assert orbitrax("explain", "-", given="{}").returncode == 2
+
+
+def test_the_schema_accepts_what_is_printed():
+    jsonschema = pytest.importorskip("jsonschema")
+    schema = json.loads(orbitrax("schema").stdout)
+    for words in ([NO2, "--bond-orders"], [WATER]):
+        jsonschema.validate(json.loads(orbitrax("energy", *words, "-m", "am1", "--json").stdout),
+                            schema)
+
+
+@pytest.mark.parametrize("words,said", [
+    (["energy", WATER, "-m", "am1", "--chrg", "1"], "did you mean --charge?"),
+    (["energi", WATER], "did you mean energy?"),
+    (["energy", WATER], "see 'orbitrax energy --help'"),
+    (["energy", "examples/iron_carbonyl.xyz", "-m", "am1"], "zindo1, zindos have"),
+])
+def test_a_mistake_is_one_line_with_what_was_meant(words, said):
+    done = orbitrax(*words)
+    assert done.returncode == 2 and said in done.stderr and len(done.stderr.splitlines()) == 1
+
+
+def test_methods_speaks_json_and_knows_elements():
+    found = json.loads(orbitrax("methods", "Fe", "--json").stdout)
+    assert [one["method"] for one in found] == ["zindo1", "zindos"]
+    assert orbitrax("methods", "Qq").returncode == 2
+    assert "exit status" in orbitrax("--help").stdout
