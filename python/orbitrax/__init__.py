@@ -34,7 +34,8 @@ if TYPE_CHECKING:
     from orbitrax.bridges.cclib import to_cclib
     from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled,
                                  ConnectRefused, InputError, Interrupted, LinkClosed, LinkError,
-                                 MoleculeError, NotConverged, OrbitraxError, OutOfMemory, ParameterError,
+                                 MoleculeError, NotConverged, OrbitraxError, OutOfMemory,
+                                 ParameterError,
                                  ProtocolError, SettingError, TimeLimitExceeded, UsageError)
     from orbitrax.grids.frame import Frame, box_around, plane_through
     from orbitrax.grids.grid import Grid
@@ -86,7 +87,8 @@ _MODULES = {name: module for module, names in _HOMES.items() for name in names.s
 __all__ = [
     "__version__", "Backend", "BackendDied", "BackendNotFound", "CalculationFailed", "Cancelled",
     "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Interrupted", "Job",
-    "LinkClosed", "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged", "Optimize",
+    "LinkClosed", "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged",
+    "Optimize",
     "OrbitraxError", "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint",
     "Result", "SettingError", "TimeLimitExceeded", "UsageError", "as_molecule", "box_around",
     "charges", "energy", "find_method", "from_ase", "from_smiles", "optimize", "plane_through",

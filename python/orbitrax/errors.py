@@ -21,8 +21,8 @@
 
 Each error knows under which `status` it stands in a JSON document and with which status the command
 line exits: 1 where there is no result to be believed, 2 where the request is wrong, 3 where the
-program failed. Texts name settings as they are typed there, --scf-iterations; `str` has them as Python
-has them, scf_iterations.
+program failed. Texts name settings as they are typed there, --scf-iterations; `str` has them as
+Python has them, scf_iterations.
 """
 
 from __future__ import annotations

@@ -90,7 +90,8 @@ def test_convert_carries_charge_and_multiplicity(tmp_path):
         if name != "m.pdb":
             assert read_molecule(tmp_path / name).charge == -1, name
     printed = orbitrax("convert", "CCO", "-", "--to", "mol").stdout
-    assert "V2000" in printed and orbitrax("energy", "-", "-m", "am1", given=printed).returncode == 0
+    assert "V2000" in printed
+    assert orbitrax("energy", "-", "-m", "am1", given=printed).returncode == 0
     assert orbitrax("convert", "nope.xyz", "-").returncode == 2
     assert orbitrax("convert", NO2, tmp_path / "m.png").returncode == 2
 

@@ -39,8 +39,8 @@ if TYPE_CHECKING:
     from orbitrax.grids.plot import Plot
     from orbitrax.results.result import Result
 
-_SETTINGS = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis", "sigma", "pi",
-             "level_shift_start", "select", "allow_unconverged")
+_SETTINGS = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis",
+             "sigma", "pi", "level_shift_start", "select", "allow_unconverged")
 
 
 class Orbitrax(calculator.Calculator):  # type: ignore[misc]

@@ -19,7 +19,7 @@ DESCRIPTION = ("The energy along a distance, an angle or a torsion, or two of th
                "exactly while everything else relaxes; each point starts from the one before.")
 EXAMPLES = (
     "orbitrax scan examples/ethanol.xyz -m am1 --torsion 1,2,3,4=180:0:-30",
-    "orbitrax scan examples/ethanol.xyz -m pm3 --stretch 1,2=1.4:2.0:0.1 -o path.xyz --csv path.csv",
+    "orbitrax scan examples/ethanol.xyz -m pm3 --stretch 1,2=1.4:2:0.1 -o path.xyz --csv path.csv",
     "orbitrax scan examples/ethanol.xyz -m am1 --torsion 1,2,3,4=0:180:15 --picture turn.svg",
 )
 

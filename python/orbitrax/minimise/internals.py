@@ -27,8 +27,9 @@ class Internals:
     stretches k x 2, bends k x 3, torsions k x 4, linear k x 3: atom indices from 0, the apex of a
     bend in the middle. A linear bend counts twice, along two axes square to the line that are
     fixed in space. The last `flaps` torsions stand for an atom with three neighbours that leaves
-    their plane, where no other torsion tells of that. Links are coordinates beside those that follow from the bonds. The order of all coordinates: stretches, bends, torsions, linear bends along
-    the first axis, then along the second.
+    their plane, where no other torsion tells of that. Links are coordinates beside those that
+    follow from the bonds. The order of all coordinates: stretches, bends, torsions, linear bends
+    along the first axis, then along the second.
     """
 
     def __init__(self, positions: Array, bonds: list[tuple[int, int]],
@@ -219,8 +220,8 @@ def bend(positions: Array, atoms: Array) -> tuple[Array, Array]:
 
 
 def torsion(positions: Array, atoms: Array) -> tuple[Array, Array]:
-    """The angle between the planes of i, j, k and j, k, m, radian. The slopes are those of H. Bekker et
-    al., J. Comput. Chem. 16, 527 (1995), which divide by no sine."""
+    """The angle between the planes of i, j, k and j, k, m, radian. The slopes are those of H.
+    Bekker et al., J. Comput. Chem. 16, 527 (1995), which divide by no sine."""
     i, j, k, m = (positions[atoms[:, place]] for place in range(4))
     f, g, h = i - j, j - k, m - k
     a, b = np.cross(f, g), np.cross(h, g)

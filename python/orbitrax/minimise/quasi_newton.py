@@ -129,7 +129,8 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
     what the link carries. frozen: atoms that stay where they are, indices from 0. constraints: what
     is held exactly; ValueError where that cannot be. links: pairs whose distance matters though
     they are not bonded. springs: what the energy has of its own that is stiff, by the two, three or
-    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. on_step: called where the search begins and after each step.
+    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. on_step: called where the
+    search begins and after each step.
     """
     springs = springs or {}
     internals = Internals(positions, bonds, [*(links or []), *springs])

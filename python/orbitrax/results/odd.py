@@ -41,8 +41,8 @@ def _shell(result: Result) -> list[str]:
     if gap is None or result.spin == "UHF" or gap >= _SMALL_GAP:
         return []
     if gap < 0:
-        return [f"an empty level lies {-gap:.2f} eV below an occupied one: this is no ground state; "
-                "try --uhf or another --multiplicity"]
+        return [f"an empty level lies {-gap:.2f} eV below an occupied one: this is no ground "
+                "state; try --uhf or another --multiplicity"]
     return [f"the gap of {gap:.2f} eV is small for a closed shell: a triplet (-s 3) or spins with "
             "orbitals of their own (--uhf) may be lower"]
 
