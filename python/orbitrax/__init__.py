@@ -62,7 +62,8 @@ _HOMES = {
     "backend": "Backend",
     "bridges.cclib": "to_cclib",
     "errors": "BackendDied BackendNotFound CalculationFailed Cancelled ConnectRefused InputError "
-              "Interrupted LinkClosed LinkError MoleculeError NotConverged OrbitraxError OutOfMemory "
+              "Interrupted LinkClosed LinkError MoleculeError NotConverged OrbitraxError "
+              "OutOfMemory "
               "ParameterError ProtocolError SettingError TimeLimitExceeded UsageError",
     "grids.frame": "Frame box_around plane_through",
     "grids.grid": "Grid",
