@@ -4,6 +4,7 @@
 
 #include "algebra/state.h"
 #include "ci/state.h"
+#include "dynamics/state.h"
 #include "gradient/state.h"
 #include "integrals/state.h"
 #include "job/state.h"
@@ -35,6 +36,7 @@ inline void ResetAllState() {
     gradient = GradientState{};
     properties = PropertyState{};
     ci = CiState{};
+    dynamics = DynamicsState{};
     vibrations = VibrationState{};
     symmetry = SymmetryState{};
     session = SessionState{};
