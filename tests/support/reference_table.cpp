@@ -68,6 +68,17 @@ std::map<std::string, ReferenceRows> ReadReferenceValues(const std::string& sFil
     return table;
 }
 
+std::vector<ReferenceRow> ReadReferenceRows(const std::string& sFile) {
+    std::vector<ReferenceRow> rows;
+    for (const std::string& sLine : LinesOf(sFile)) {
+        std::istringstream words(sLine);
+        ReferenceRow& row = rows.emplace_back();
+        words >> row.sName;
+        AppendNumbers(words, row.Values);
+    }
+    return rows;
+}
+
 JobScript SinglePointOf(const ReferenceMolecule& molecule, int nMethod) {
     JobScript script = Water(nMethod);
     script.Atoms.clear();

@@ -29,6 +29,15 @@ using ReferenceRows = std::map<std::string, std::vector<double>>;
 /// The molecules of a table of values by name; throws std::runtime_error for what cannot be read.
 std::map<std::string, ReferenceRows> ReadReferenceValues(const std::string& sFile);
 
+/// A line of a table of names and numbers.
+struct ReferenceRow {
+    std::string sName;
+    std::vector<double> Values;
+};
+
+/// The lines of such a table in their order; throws std::runtime_error for what cannot be read.
+std::vector<ReferenceRow> ReadReferenceRows(const std::string& sFile);
+
 /// A tightly converged single point of a molecule.
 JobScript SinglePointOf(const ReferenceMolecule& molecule, int nMethod);
 
