@@ -60,10 +60,13 @@ void* Allocate(std::size_t nCount, std::size_t nElementSize) {
 }  // namespace
 
 void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase) {
-    if (nCount == 0) return nullptr;
-    void* pMemory = Allocate(nCount, nElementSize);
-    if (!pMemory) ReportNoMemory(phase);
+    void* pMemory = TryTakeMemory(nCount, nElementSize);
+    if (!pMemory && nCount != 0) ReportNoMemory(phase);
     return pMemory;
+}
+
+void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize) {
+    return nCount == 0 ? nullptr : Allocate(nCount, nElementSize);
 }
 
 void ReturnMemory(void* pMemory) noexcept {

@@ -20,6 +20,9 @@ enum Phase : int {
 /// message, also where the product overflows.
 void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase);
 
+/// The same, but null where there is no memory, and no message.
+void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize);
+
 /// Gives back what TakeMemory gave; null is allowed.
 void ReturnMemory(void* pMemory) noexcept;
 
@@ -56,6 +59,13 @@ class Array {
         Reset();
         pData_ = static_cast<T*>(TakeMemory(nCount, sizeof(T), phase));
         nSize_ = nCount;
+    }
+    /// The same; false where there is no memory, and the array is then empty.
+    [[nodiscard]] bool TryTake(std::size_t nCount) {
+        Reset();
+        pData_ = static_cast<T*>(TryTakeMemory(nCount, sizeof(T)));
+        if (pData_) nSize_ = nCount;
+        return pData_ || nCount == 0;
     }
     /// Takes nRows * nColumns elements; a product that overflows is a failed allocation.
     void Take(std::size_t nRows, std::size_t nColumns, Phase phase) {

@@ -47,6 +47,22 @@ TEST_F(Memory, TakingAgainFreesWhatWasHeld) {
     EXPECT_EQ(v[5], 0);
 }
 
+TEST_F(Memory, CanBeAskedForWithoutAMessage) {
+    Array<int> v;
+    EXPECT_TRUE(v.TryTake(10));
+    EXPECT_EQ(v.Size(), 10u);
+    v[3] = 5;
+    memory.nTaken = 0;
+    memory.nFailAt = 0;
+    EXPECT_FALSE(v.TryTake(20));
+    EXPECT_FALSE(v);
+    EXPECT_EQ(v.Size(), 0u);
+    EXPECT_TRUE(v.TryTake(20)) << "the second try";
+    EXPECT_TRUE(v.TryTake(0));
+    EXPECT_FALSE(v);
+    EXPECT_TRUE(client.Errors().empty());
+}
+
 TEST_F(Memory, EachPhaseHasItsMessage) {
     const std::pair<Phase, MessageId> expected[] = {{kIntake, kMsgOutOfMemorySetUp},
                                                     {kSetUp, kMsgOutOfMemorySetUp},
