@@ -275,4 +275,9 @@ void RunScf() {
     FinishRun(run, a, b);
 }
 
+void ForgetDensity() {
+    scf.nScfRuns = -1;
+    scf.dSavedShiftA = scf.dSavedShiftB = scf.dSavedTarget = 0.0;
+}
+
 }  // namespace qsolve

@@ -14,4 +14,8 @@ namespace qsolve {
 /// before anything is sent.
 void RunScf();
 
+/// Makes the next RunScf of the job start from a guess, as its first one did: for a geometry whose
+/// density must not be gone on from.
+void ForgetDensity();
+
 }  // namespace qsolve

@@ -30,6 +30,12 @@ void RunScf() {
     }
     gradient.fComputed = true;
     FinishGradient(1.0);
+    if (job.nCalcKind == kMonteCarlo)
+        results.Block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);
+}
+
+void ForgetDensity() {
+    ++model.nForgotten;
 }
 
 ModelTest::ModelTest() {

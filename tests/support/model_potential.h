@@ -19,6 +19,7 @@ struct ModelState {
     int nRuns = 0;                          ///< evaluations so far
     std::vector<std::vector<double>> Path;  ///< coordinates of each
     std::vector<double> Energies;           ///< energy of each
+    int nForgotten = 0;                     ///< calls of ForgetDensity
 };
 extern ModelState model;
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <fstream>
@@ -203,6 +204,18 @@ TEST_P(ScfMethod, EnergyDoesNotDependOnTheDensityItStartsFrom) {
     RunScf();
     EXPECT_NEAR(scf.dTotalEnergy, dEnergy, kSame);
     EXPECT_EQ(scf.nScfRuns, 1);
+}
+
+TEST_P(ScfMethod, StartsAfreshFromADensityThatIsToBeForgotten) {
+    for (const JobScript& script :
+         {Molecule(GetParam(), kFormaldehyde), Unrestricted(Molecule(GetParam(), kFormaldehyde))}) {
+        const double dEnergy = EnergyOf(script);
+        for (Array<double>* m : {&scf.mDensityT, &scf.mDensityA, &scf.mDensityB, &scf.mVectorsA})
+            std::fill(m->begin(), m->end(), std::nan(""));
+        ForgetDensity();
+        RunScf();
+        EXPECT_EQ(scf.dTotalEnergy, dEnergy) << "the same cycles to the bit";
+    }
 }
 
 TEST_P(ScfMethod, UnrestrictedClosedShellIsTheRestrictedOne) {
