@@ -75,4 +75,10 @@ void ReadRestraints();
 /// finite or 1e6 and more (kMsgAtomNotANumber).
 void ReadSelection();
 
+/// Pulls x y z of the velocities of every atom of the molecule, Angstrom/ps, 1365 atoms a packet,
+/// and keeps those of the selection list: pVelocity has three by position. What comes for other
+/// atoms is not looked at. Refused: a number that is not finite or 1e6 and more
+/// (kMsgVelocityNotANumber).
+void ReceiveVelocities(double* pVelocity);
+
 }  // namespace qsolve
