@@ -1,10 +1,14 @@
 #pragma once
 
-#include "link/memory.h"
-
 namespace qsolve {
 
 constexpr int kShuffleEntries = 97;
+
+/// What a client may ask of a run beyond what every client gets.
+struct DynamicsWishes {
+    bool fLand = false;            ///< heating always ends on its goal, and no target passes one
+    bool fRestUnmoving = false;    ///< capping atoms and dummies have no velocity
+};
 
 /// The jobs that move atoms by time or chance.
 struct DynamicsState {
@@ -14,7 +18,7 @@ struct DynamicsState {
     bool fGeneratorReady = false;  ///< the table has been filled
 
     // Lives for one job.
-    Array<double> vVelocity;  ///< by position, x y z, Angstrom/ps for every method
+    DynamicsWishes Wishes;
 };
 inline DynamicsState dynamics;
 

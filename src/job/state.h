@@ -60,11 +60,17 @@ struct ModeResults {
     Array<double> mModes;  ///< one mode a row
 };
 
+/// A job that moves atoms by time, at its last step.
+struct MotionResults {
+    Array<double> vVelocity;  ///< by position, x y z, Angstrom/ps for every method
+};
+
 /// What came of the calculation, as the client receives it.
 struct ResultState {
     ResultBlock Block;
     OrbitalResults Orbitals;
     ModeResults Modes;
+    MotionResults Motion;
 };
 inline ResultState results;
 
