@@ -19,4 +19,8 @@ namespace qsolve {
 /// (1984), for the bath.
 void RunMolecularDynamics();
 
+/// The Langevin equation with friction flFriction, 1/ps: velocities, temperature and energies are
+/// those of the step itself. Without friction it is velocity Verlet.
+void RunLangevin();
+
 }  // namespace qsolve

@@ -6,7 +6,9 @@ constexpr int kShuffleEntries = 97;
 
 /// What a client may ask of a run beyond what every client gets.
 struct DynamicsWishes {
+    bool fLongNoise = false;       ///< Langevin: noise from a stream that does not come back
     bool fLand = false;            ///< heating always ends on its goal, and no target passes one
+    bool fScaledNoise = false;     ///< Langevin: noise of places in bohr where places are
     bool fRestUnmoving = false;    ///< capping atoms and dummies have no velocity
 };
 

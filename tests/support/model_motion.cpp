@@ -107,6 +107,7 @@ void MotionTest::Run(CalcKind nKind, Potential energy, const std::vector<float>&
     job.fRestartVelocities = velocities.empty() ? 0 : 1;
     if (!velocities.empty()) client.Poke(velocities.data(), velocities.size() * sizeof(float));
     if (nKind == kMolecularDynamics) RunMolecularDynamics();
+    if (nKind == kLangevinDynamics) RunLangevin();
     Reports = ReportsOf(client.Sent);
 }
 
