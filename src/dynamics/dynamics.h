@@ -23,4 +23,10 @@ void RunMolecularDynamics();
 /// those of the step itself. Without friction it is velocity Verlet.
 void RunLangevin();
 
+/// Metropolis sampling: in each step every atom that may move is tried once, displaced within a
+/// cube of half edge flTimeStep, Angstrom, and accepted by the Boltzmann factor of flSimTemp. The
+/// times of the job are counts of steps. N. Metropolis et al., J. Chem. Phys. 21, 1087 (1953).
+/// Advances job.nRandomSeed.
+void RunMonteCarlo();
+
 }  // namespace qsolve

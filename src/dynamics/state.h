@@ -10,6 +10,10 @@ struct DynamicsWishes {
     bool fLand = false;            ///< heating always ends on its goal, and no target passes one
     bool fScaledNoise = false;     ///< Langevin: noise of places in bohr where places are
     bool fRestUnmoving = false;    ///< capping atoms and dummies have no velocity
+    bool fStateReports = false;    ///< Monte Carlo: a report tells of the state and not of a trial
+    bool fMovableOnly = false;     ///< Monte Carlo: nothing but free atoms is tried
+    bool fDoubleEnergies = false;  ///< Monte Carlo: trials are judged in double precision
+    bool fKnownEnergies = false;   ///< Monte Carlo: no SCF for an energy that is known
 };
 
 /// The jobs that move atoms by time or chance.

@@ -108,6 +108,7 @@ void MotionTest::Run(CalcKind nKind, Potential energy, const std::vector<float>&
     if (!velocities.empty()) client.Poke(velocities.data(), velocities.size() * sizeof(float));
     if (nKind == kMolecularDynamics) RunMolecularDynamics();
     if (nKind == kLangevinDynamics) RunLangevin();
+    if (nKind == kMonteCarlo) RunMonteCarlo();
     Reports = ReportsOf(client.Sent);
 }
 
