@@ -1,3 +1,4 @@
+#include "dynamics/dynamics.h"
 #include "exchange/report_point.h"
 #include "exchange/results.h"
 #include "gradient/state.h"
@@ -69,7 +70,8 @@ void RunOptimisation() {
 void RunDynamicsJob() {
     SetUpCalculation();
     if (job.nMdKind < 0 || job.nMdKind > 2) return;
-    Decline(ThisKind().sName);
+    RunMolecularDynamics();
+    SendOrbitalData();
 }
 
 void RunVibrationsJob() {
@@ -86,11 +88,15 @@ void RunTransit() {
 }
 
 void RunLangevinJob() {
-    SetUpAndDecline();
+    SetUpCalculation();
+    RunLangevin();
+    SendOrbitalData();
 }
 
 void RunMonteCarloJob() {
-    SetUpAndDecline();
+    SetUpCalculation();
+    RunMonteCarlo();
+    SendOrbitalData();
 }
 
 /// One call a kind; a number that is no kind runs nothing.
