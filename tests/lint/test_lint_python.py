@@ -20,7 +20,7 @@ FLOORS = (
     ("results",),
     ("session",),
     ("job",),
-    ("grids", "tables"),
+    ("grids", "motion", "tables"),
     ("molecules", "link"),
     ("settings", "methods", "files", "arrays", "minimise"),
     ("errors", "units", "paths"),
