@@ -18,7 +18,8 @@ if TYPE_CHECKING:
     from orbitrax.results.result import Result
     from orbitrax.tables import ParameterSet
 
-SINGLE_POINT, OPTIMISATION = 0, 1  # kinds of calculation, by number
+# Kinds of calculation, by number.
+SINGLE_POINT, OPTIMISATION, MOLECULAR_DYNAMICS, LANGEVIN, MONTE_CARLO = 0, 1, 2, 7, 8
 
 MOLECULE, SCF, RESTRAINTS, OUTPUT = (  # headings of settings
     "molecule", "electronic structure", "restraints", "output and backend")
@@ -103,6 +104,14 @@ class JobSettings(Settings):
     def leader(self) -> Callable[..., Result] | None:
         """Who leads a calculation of several sessions: called with the backend, the job, a
         listener, a time limit and the name of the task. None where one session does it all."""
+        return None
+
+    def fields(self, job: Job) -> dict[str, Any]:
+        """Fields of the options on the wire that follow from several settings, or from the job."""
+        return {}
+
+    def velocities_of(self, job: Job) -> Sequence[float] | None:
+        """Velocities that the job starts with, 3 n, Angstrom/ps; None where it draws its own."""
         return None
 
 

@@ -122,6 +122,20 @@ class Coordinates(Event):
         return as_numpy(self.values, 3)
 
 
+class Velocities(Event):
+    """Velocities of all atoms, 0 for those that are not calculated. values: 3 n, Angstrom/ps."""
+
+    __slots__ = ("values",)
+
+    def __init__(self, values: array[float]):
+        self.values = values
+
+    @property
+    def velocities(self) -> Array:
+        """n x 3, Angstrom/ps."""
+        return as_numpy(self.values, 3)
+
+
 class Charges(Event):
     """Net charges of the atoms. values: n, e."""
 

@@ -27,6 +27,8 @@ if TYPE_CHECKING:
 LOG_SILENT = 10  # this log level and those above it send no log
 
 _LIGHTEST = 1e-10  # atomic mass units
+_FASTEST = 1e6  # Angstrom/ps
+_VELOCITIES = 12 * 1365  # bytes of one packet
 
 # What is said of a search by a job that makes none.
 _NO_SEARCH = {"nOptimiser": 2, "nMaxCycles": 1000, "flRmsGradient": 0.1, "nReportPeriod": 1}
@@ -51,6 +53,7 @@ def job_packets(job: Job) -> list[bytes]:
         *(wire.packet(atoms[start:start + size]) for start in range(0, len(atoms), size)),
         *(restraint_packets(job) if job.settings.restrain else ()),
         wire.packet(selection_block(job)),
+        *velocity_packets(job),
     ]
 
 
@@ -100,7 +103,10 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
             values["nLogLevel"] = LOG_SILENT
     else:
         values.update(nCalcKind=settings.calc_kind, fRestraints=int(bool(settings.restrain)),
-                      fShowWarnings=1)
+                      fShowWarnings=1,
+                      fRestartVelocities=int(settings.velocities_of(job) is not None))
+    values.update((name, value) for name, value in settings.fields(job).items()
+                  if name in record.fields)
     return values
 
 
@@ -164,6 +170,23 @@ def selection_block(job: Job) -> bytes:
         "nFirstAtom": 1, "nLastAtom": len(chosen), "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
         "nOrbitalEstimate": orbitals, "nAtomEstimate": len(chosen), "MethodId": job.method.number})
     return head + struct.pack(f"<{len(chosen)}i", *(i + 1 for i in chosen))
+
+
+def velocity_packets(job: Job) -> list[bytes]:
+    """The velocities that the job starts with, if it is told any."""
+    velocities = job.settings.velocities_of(job)
+    if velocities is None:
+        return []
+    if len(velocities) != 3 * len(job.molecule):
+        raise InputError(f"{job.molecule.title}: {len(job.molecule)} atoms need "
+                         f"{len(job.molecule)} x 3 velocities")
+    for i, value in enumerate(velocities):
+        if not abs(value) < _FASTEST:
+            raise InputError(f"{job.molecule.label(i // 3)}: its velocity is not a number that can "
+                             "be sent")
+    data = struct.pack(f"<{len(velocities)}f", *velocities)
+    return [wire.packet(data[start:start + _VELOCITIES])
+            for start in range(0, len(data), _VELOCITIES)]
 
 
 # ---- restraints ---------------------------------------------------------------------------------

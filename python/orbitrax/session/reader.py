@@ -9,7 +9,8 @@ from __future__ import annotations
 
 from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
-from orbitrax.job import OPTIMISATION, SINGLE_POINT
+from orbitrax.job import (LANGEVIN, MOLECULAR_DYNAMICS, MONTE_CARLO, OPTIMISATION,
+                          SINGLE_POINT)
 from orbitrax.link import events, wire
 from orbitrax.link.sections import SectionReader
 
@@ -129,17 +130,30 @@ class SessionReader:
     def _single_point(self) -> Script:
         yield from self._result_block()
 
-    def _optimisation(self) -> Script:
+    def _report_points(self) -> Script:
         """Report points, up to the last block of the job."""
+        yield from self._points(with_velocities=False)
+
+    def _moving_points(self) -> Script:
+        """The same of dynamics, whose velocities come first."""
+        yield from self._points(with_velocities=True)
+
+    def _points(self, with_velocities: bool) -> Script:
         final = False
         while not final:
+            if with_velocities:
+                velocities = yield 12 * self._n_atoms
+                self._at_report_point = False
+                self._ready.append(events.Velocities(unpacked("f", velocities)))
             final = yield from self._result_block()
             xyz = yield 12 * self._n_atoms
             self._ready.append(events.Coordinates(unpacked("f", xyz)))
             self._at_report_point = not final
 
     # What a job brings ahead of its orbitals, by the number of its kind.
-    _JOBS = {SINGLE_POINT: _single_point, OPTIMISATION: _optimisation}
+    _JOBS = {SINGLE_POINT: _single_point, OPTIMISATION: _report_points,
+             MOLECULAR_DYNAMICS: _moving_points, LANGEVIN: _moving_points,
+             MONTE_CARLO: _report_points}
 
     def _result_block(self) -> Script:
         """Reads one; returns whether it is the last of the job."""
