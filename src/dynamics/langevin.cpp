@@ -1,7 +1,6 @@
 #include "dynamics/dynamics.h"
 #include "dynamics/langevin_step.h"
 #include "dynamics/start_motion.h"
-#include "dynamics/state.h"
 #include "dynamics/step_report.h"
 #include "dynamics/velocities.h"
 #include "exchange/results.h"
@@ -39,8 +38,8 @@ void RunLangevin() {
     const long long nTotal = control.Plan.Lengths.nTotalSteps;
     const LangevinStep integrator =
         StartLangevin(system.MethodId, static_cast<double>(job.flFriction),
-                      static_cast<double>(job.flTimeStep), dynamics.Wishes.fScaledNoise);
-    RandomForce force = StartRandomForce(job.nRandomSeed, dynamics.Wishes.fLongNoise);
+                      static_cast<double>(job.flTimeStep), further.Motion.fScaledNoise);
+    RandomForce force = StartRandomForce(job.nRandomSeed, further.Motion.fLongNoise);
     double* v = results.Motion.vVelocity.Data();
 
     for (StepResult step;; ++step.nStep) {

@@ -1,7 +1,6 @@
 #include "dynamics/constants.h"
 #include "dynamics/dynamics.h"
 #include "dynamics/start_motion.h"
-#include "dynamics/state.h"
 #include "dynamics/step_report.h"
 #include "dynamics/velocities.h"
 #include "exchange/results.h"

@@ -1,7 +1,6 @@
 #include <cmath>
 
 #include "dynamics/dynamics.h"
-#include "dynamics/state.h"
 #include "dynamics/walk.h"
 #include "exchange/report_point.h"
 #include "gradient/state.h"
@@ -49,7 +48,7 @@ void SayTheEnd(const Walk& walk, long long nStep) {
 /// the potential energy in place of the total. Asked for the state, the SCF comes first.
 void FinishWalk(Walk& walk, long long nStep) {
     setup.fFinalReport = true;
-    if (dynamics.Wishes.fStateReports) {
+    if (further.Motion.fStateReports) {
         EvaluateState(walk);
         FillBlock(walk, nStep, true);
         FillEnergies(walk);
@@ -64,7 +63,7 @@ void FinishWalk(Walk& walk, long long nStep) {
 }
 
 void ReportWalk(Walk& walk, long long nStep) {
-    if (walk.fAtTrial && dynamics.Wishes.fStateReports) EvaluateState(walk);
+    if (walk.fAtTrial && further.Motion.fStateReports) EvaluateState(walk);
     FillBlock(walk, nStep, false);
     FillEnergies(walk);
     SendReportPoint();
@@ -81,7 +80,7 @@ void NoteStep(const Walk& walk, long long nStep) {
 /// Energy and report of the places at the start. Without asking for the state the block has no
 /// potential energy yet, and is not final even where no step follows.
 void ReportStart(Walk& walk) {
-    const bool fState = dynamics.Wishes.fStateReports, fOnly = fState && walk.nSteps < 1;
+    const bool fState = further.Motion.fStateReports, fOnly = fState && walk.nSteps < 1;
     setup.fFinalReport = fOnly;
     EvaluateState(walk);
     if (!gradient.fComputed) Fatal(kMsgNotAvailable, "gradient", job.nCalcKind);

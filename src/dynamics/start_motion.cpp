@@ -1,7 +1,6 @@
 #include "dynamics/start_motion.h"
 
 #include "dynamics/constants.h"
-#include "dynamics/state.h"
 #include "dynamics/velocities.h"
 #include "exchange/intake.h"
 #include "job/state.h"
@@ -25,7 +24,7 @@ TemperaturePlan PlanOfJob() {
             .dStep = Wide(job.flTempStep),
             .fBath = job.fTempBath != 0,
             .dBathWeight = BathWeight(dStep, Wide(job.flBathRelaxTime)),
-            .fLand = dynamics.Wishes.fLand};
+            .fLand = further.Motion.fLand};
 }
 
 /// What the debug channel says of a run.
@@ -50,7 +49,7 @@ void StartVelocities(double dTemperature) {
         ReceiveVelocities(v);
     else
         InitVelocities(dTemperature, job.nRandomSeed, v);
-    if (dynamics.Wishes.fRestUnmoving) RestUnmovingAtoms(v);
+    if (further.Motion.fRestUnmoving) RestUnmovingAtoms(v);
     if (!job.fRestartVelocities) ScaleToTemperature(dTemperature, v);
 }
 

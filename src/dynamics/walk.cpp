@@ -6,7 +6,6 @@
 #include "dynamics/constants.h"
 #include "dynamics/metropolis.h"
 #include "dynamics/random.h"
-#include "dynamics/state.h"
 #include "dynamics/velocities.h"
 #include "job/methods.h"
 #include "job/state.h"
@@ -36,18 +35,18 @@ void TakeEnergies(Array<double>& vEnergyBefore) {
 
 /// Energy of the last SCF as trials compare it: to single precision unless asked otherwise.
 double ComparedEnergy() {
-    return dynamics.Wishes.fDoubleEnergies ? scf.dTotalEnergy : Wide(results.Block.flTotalEnergy);
+    return further.Motion.fDoubleEnergies ? scf.dTotalEnergy : Wide(results.Block.flTotalEnergy);
 }
 
 bool IsTried(const AtomRecord& atom) {
     const bool fFree = atom.nState == kSelected;
-    if (dynamics.Wishes.fMovableOnly) return fFree && atom.nAtomicNumber > 0;
+    if (further.Motion.fMovableOnly) return fFree && atom.nAtomicNumber > 0;
     return fFree || system.nAtomsActive == system.nAtoms;
 }
 
 /// Energy of the present places, computed again where the client does not ask otherwise.
 double EnergyOfState(Walk& walk) {
-    if (!walk.fEnergyKnown || !dynamics.Wishes.fKnownEnergies) EvaluateState(walk);
+    if (!walk.fEnergyKnown || !further.Motion.fKnownEnergies) EvaluateState(walk);
     return walk.dEnergy;
 }
 

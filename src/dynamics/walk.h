@@ -33,7 +33,7 @@ void EvaluateState(Walk& walk);
 /// Tries every atom that may move once, in atom order, by two SCFs each: before and after the move.
 /// A trial that is turned down leaves the places and results.Block.flTotalEnergy as they were, and
 /// all else as the trial's SCF left it; after one without a finite energy the next SCF starts from
-/// a fresh guess. The energies compared have single precision. dynamics.Wishes changes what is
+/// a fresh guess. The energies compared have single precision. further.Motion changes what is
 /// tried, to which precision, and whether a known energy is computed once more.
 void MetropolisSweep(Walk& walk);
 

@@ -38,6 +38,21 @@ void TakePlaces(const SectionData& data) {
     further.pXyz = std::move(pXyz);
 }
 
+void TakeMotion(const SectionData& data) {
+    MotionRecord record;
+    if (data.nBytes != static_cast<int>(sizeof record)) RefuseSize(data);
+    std::memcpy(&record, data.pBytes, sizeof record);
+    const auto asks = [&](MotionWish nWish) { return (record.nWishes & nWish) != 0; };
+    further.Motion = {.fLongNoise = asks(kLongNoise),
+                      .fLand = asks(kLand),
+                      .fScaledNoise = asks(kScaledNoise),
+                      .fRestUnmoving = asks(kRestUnmoving),
+                      .fStateReports = asks(kStateReports),
+                      .fMovableOnly = asks(kMovableOnly),
+                      .fDoubleEnergies = asks(kDoubleEnergies),
+                      .fKnownEnergies = asks(kKnownEnergies)};
+}
+
 /// What a client may tell beyond the options of old: kind, name in refusals, and what checks and
 /// stores it in `further`. A new section is a kind in link/packets.h and a row here.
 struct OptionRow {
@@ -47,6 +62,7 @@ struct OptionRow {
 };
 constexpr OptionRow kRows[] = {
     {kGivenCoordinates, "coordinates", TakePlaces},
+    {kMotionSection, "motion", TakeMotion},
 };
 
 void TakeSection(int nKind, const unsigned char* pBytes, int nBytes) {

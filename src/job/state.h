@@ -11,10 +11,23 @@ inline RunOptions options;
 inline JobOptions job;
 inline int fDebugTrace = 0;  ///< the debug word
 
+/// What a client may ask of a run beyond what every client gets.
+struct MotionWishes {
+    bool fLongNoise = false;       ///< Langevin: noise from a stream that does not come back
+    bool fLand = false;            ///< heating always ends on its goal, and no target passes one
+    bool fScaledNoise = false;     ///< Langevin: noise of places in bohr where places are
+    bool fRestUnmoving = false;    ///< capping atoms and dummies have no velocity
+    bool fStateReports = false;    ///< Monte Carlo: a report tells of the state and not of a trial
+    bool fMovableOnly = false;     ///< Monte Carlo: nothing but free atoms is tried
+    bool fDoubleEnergies = false;  ///< Monte Carlo: trials are judged in double precision
+    bool fKnownEnergies = false;   ///< Monte Carlo: no SCF for an energy that is known
+};
+
 /// What the client told beyond those, section by section; as new in each session. An array is empty
 /// where nothing was told.
 struct FurtherOptions {
     Array<double> pXyz;  ///< by atom, x y z, Angstrom: instead of those of the atom records
+    MotionWishes Motion;
 };
 inline FurtherOptions further;
 

@@ -150,6 +150,25 @@ enum ResultSection : int {
 /// Section kinds of the client.
 enum OptionSection : int {
     kGivenCoordinates = 0,  ///< three doubles an atom, Angstrom
+    kMotionSection = 8,     ///< MotionRecord
+};
+
+/// What a client asks of dynamics and sampling beyond what every client gets.
+struct MotionRecord {
+    int nWishes = 0;  ///< bits of MotionWish
+    int nUnused = 0;
+};
+static_assert(sizeof(MotionRecord) == 8);
+
+enum MotionWish : int {
+    kLongNoise = 1,
+    kLand = 2,
+    kScaledNoise = 4,
+    kRestUnmoving = 8,
+    kStateReports = 16,
+    kMovableOnly = 32,
+    kDoubleEnergies = 64,
+    kKnownEnergies = 128,
 };
 
 /// All energies of the last SCF, kcal/mol; never a kinetic one.

@@ -90,7 +90,7 @@ void MotionTest::Cool(int nSteps, float flTo, float flStep) {
 void MotionTest::Run(CalcKind nKind, Potential energy, const std::vector<float>& velocities) {
     const int nMethod = system.MethodId != 0 ? system.MethodId : 5;
     NewScriptedClient();
-    const DynamicsWishes wishes = dynamics.Wishes;
+    const MotionWishes wishes = further.Motion;
     system = SystemState{};
     Place(Start_, Selection_);
     system.MethodId = nMethod;
@@ -98,7 +98,7 @@ void MotionTest::Run(CalcKind nKind, Potential energy, const std::vector<float>&
     for (AtomRecord& atom : system.pAtoms) atom.flMass = flMass_;
     if (CapLast) system.pAtoms[system.nAtoms - 1].nState = kCapping;
     if (CapLast) system.nCapping = 1;
-    dynamics.Wishes = wishes;
+    further.Motion = wishes;
     setup.fFinalReport = false;
     results.Block = ResultBlock{};
     model = ModelState{};

@@ -119,7 +119,7 @@ TEST_F(Langevin, AtZeroOnlyDamps) {
 
 TEST_F(Langevin, IsTheSameForTheSameSeedWhateverRanBefore) {
     for (const bool fLong : {false, true}) {
-        dynamics.Wishes.fLongNoise = fLong;
+        further.Motion.fLongNoise = fLong;
         Scatter(2, 12.0F);
         Steps(0.001, 20);
         job.flFriction = 10.0F;
@@ -142,7 +142,7 @@ TEST_F(Langevin, KeepsFreeAtomsAtItsTemperatureWithTheLongNoise) {
     const int nAtoms = 20, nSteps = 20000;
     const double f = 5.0, dError = 300.0 * std::sqrt(2.0 / (3 * nAtoms * f * 0.001 * nSteps));
     job.flFriction = 5.0F;
-    dynamics.Wishes.fLongNoise = true;
+    further.Motion.fLongNoise = true;
     for (const int nSeed : {1, 2, 3}) {
         Scatter(nAtoms, 12.0F);
         Steps(0.001, nSteps, 10);
@@ -151,7 +151,7 @@ TEST_F(Langevin, KeepsFreeAtomsAtItsTemperatureWithTheLongNoise) {
         EXPECT_NEAR(MeanTemperature(), 300.0, 3.5 * dError) << nSeed;
     }
     // The noise of the generator comes back after 496 steps of twenty atoms: a third too hot.
-    dynamics.Wishes.fLongNoise = false;
+    further.Motion.fLongNoise = false;
     Scatter(nAtoms, 12.0F);
     Run(kLangevinDynamics, Nothing());
     EXPECT_GT(MeanTemperature(), 300.0 + 8 * dError);
@@ -164,7 +164,7 @@ TEST_F(Langevin, SharesTheEnergyEqually) {
     const int nSteps = 100000;
     const std::vector<double> x = {0, 0, 0, 3, 0, 0};
     job.flFriction = 20.0F;
-    dynamics.Wishes.fLongNoise = true;
+    further.Motion.fLongNoise = true;
     Atoms(x, 12.0F);
     Steps(dt, nSteps, 5);
     Run(kLangevinDynamics, Bowl(std::vector<double>(6, k), x));
@@ -175,7 +175,7 @@ TEST_F(Langevin, SharesTheEnergyEqually) {
 }
 
 TEST_F(Langevin, FollowsTheTargetsOfTheHeating) {
-    dynamics.Wishes.fLongNoise = true;
+    further.Motion.fLongNoise = true;
     Scatter(30, 12.0F);
     Steps(0.001, 3000, 1);
     Heat(100, 10, 300, 29);
@@ -209,7 +209,7 @@ TEST_F(Langevin, LeavesWhatIsNotSelectedInItsPlace) {
 
 TEST_F(Langevin, RestsCappingAtomsOnlyWhenAskedTo) {
     for (const bool fRest : {false, true}) {
-        dynamics.Wishes.fRestUnmoving = fRest;
+        further.Motion.fRestUnmoving = fRest;
         CapLast = true;
         Atoms({0, 0, 0, 0, 0, 1, 0, 0, 2}, 12.0F);
         Steps(0.001, 2);

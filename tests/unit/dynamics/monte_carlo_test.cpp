@@ -32,7 +32,7 @@ class MonteCarlo : public MotionTest {
         job.nReportPeriod = nPeriod;
     }
     static void AskForState() {
-        dynamics.Wishes.fStateReports = dynamics.Wishes.fDoubleEnergies = true;
+        further.Motion.fStateReports = further.Motion.fDoubleEnergies = true;
     }
     static double Distance(const std::vector<float>& x) {
         return std::hypot(AsDouble(x[0] - x[3]), AsDouble(x[1] - x[4]), AsDouble(x[2] - x[5]));
@@ -206,7 +206,7 @@ TEST_F(MonteCarlo, TriesTheFreeAtomsAlone) {
 TEST_F(MonteCarlo, TriesCappingAtomsOfAWholeMoleculeUnlessAskedNotTo) {
     CapLast = true;
     for (const bool fMovable : {false, true}) {
-        dynamics.Wishes.fMovableOnly = fMovable;
+        further.Motion.fMovableOnly = fMovable;
         Atoms({0, 0, 0, 0, 0, 1, 0, 0, 2}, 1.0F);
         Sweeps(5, 1, 0.05F);
         Run(kMonteCarlo, Nothing());
@@ -252,7 +252,7 @@ TEST_F(MonteCarlo, AskedForTheStateReportsOneMeaningOfEachEnergy) {
 
 TEST_F(MonteCarlo, OfNoStepsIsFinalOnlyWhenAskedForTheState) {
     for (const bool fState : {false, true}) {
-        dynamics.Wishes.fStateReports = fState;
+        further.Motion.fStateReports = fState;
         Pair(0, 1, 0.05F);
         Run(kMonteCarlo, Nothing());
         ASSERT_EQ(Reports.size(), 1u);
@@ -306,7 +306,7 @@ TEST_F(MonteCarlo, ComputesNoKnownEnergyAgainWhenAskedNotTo) {
     Run(kMonteCarlo, Spring(kForce, kLength));
     const auto places = Reports.back().Places;
     EXPECT_EQ(model.nRuns, 1 + 2 * 1000 + 1);
-    dynamics.Wishes.fKnownEnergies = true;
+    further.Motion.fKnownEnergies = true;
     job.nRandomSeed = 1;
     Run(kMonteCarlo, Spring(kForce, kLength));
     EXPECT_EQ(model.nRuns, 1 + 1000 + 1);

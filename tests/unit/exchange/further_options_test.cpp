@@ -90,6 +90,30 @@ TEST_F(FurtherOptionsIntake, TakesPiecesOfTheLargestPayload) {
     }
 }
 
+TEST_F(FurtherOptionsIntake, TakesWishesOfMotionBitByBit) {
+    bool MotionWishes::*const pWishes[] = {
+        &MotionWishes::fLongNoise,      &MotionWishes::fLand,         &MotionWishes::fScaledNoise,
+        &MotionWishes::fRestUnmoving,   &MotionWishes::fStateReports, &MotionWishes::fMovableOnly,
+        &MotionWishes::fDoubleEnergies, &MotionWishes::fKnownEnergies};
+    for (int nBit = 0; nBit < 31; ++nBit) {
+        Bytes bytes = Section(kMotionSection, 8, {});
+        Append(bytes, MotionRecord{1 << nBit, -1});
+        EXPECT_EQ(Read(bytes), 0);
+        for (int i = 0; i < 8; ++i)
+            EXPECT_EQ(further.Motion.*pWishes[i], i == nBit) << "bit " << nBit << ", wish " << i;
+    }
+    EXPECT_EQ(Read({}), 0);
+    EXPECT_FALSE(further.Motion.fKnownEnergies) << "an earlier session's";
+}
+
+TEST_F(FurtherOptionsIntake, RefusesWishesOfMotionOfAnotherSize) {
+    for (const int nBytes : {0, 4, 7, 9, 16}) {
+        Bytes bytes = Section(kMotionSection, nBytes, {});
+        bytes.resize(8 + (static_cast<std::size_t>(nBytes) + 7) / 8 * 8);
+        EXPECT_EQ(Read(bytes), kMsgSectionSize) << nBytes;
+    }
+}
+
 TEST_F(FurtherOptionsIntake, RefusesWhatDoesNotLieWithinItsBytes) {
     const int kMost = 1 << 29;
     EXPECT_EQ(Read({}, 1), kMsgFurtherOptions);
