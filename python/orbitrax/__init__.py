@@ -35,8 +35,8 @@ if TYPE_CHECKING:
     from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled,
                                  ConnectRefused, InputError, Interrupted, LinkClosed, LinkError,
                                  MoleculeError, NotConverged, OrbitraxError, OutOfMemory,
-                                 ParameterError,
-                                 ProtocolError, SettingError, TimeLimitExceeded, UsageError)
+                                 ParameterError, ProtocolError, SettingError, Stopped,
+                                 TimeLimitExceeded, UsageError)
     from orbitrax.grids.frame import Frame, box_around, plane_through
     from orbitrax.grids.grid import Grid
     from orbitrax.grids.plot import Plot
@@ -53,6 +53,9 @@ if TYPE_CHECKING:
     from orbitrax.results.document import schema
     from orbitrax.results.result import Result
     from orbitrax.tasks.energy import Energy
+    from orbitrax.tasks.langevin import Langevin
+    from orbitrax.tasks.md import MolecularDynamics
+    from orbitrax.tasks.montecarlo import MonteCarlo
     from orbitrax.tasks.optimize import Optimize
 
 # The public names by their modules.
@@ -63,8 +66,8 @@ _HOMES = {
     "bridges.cclib": "to_cclib",
     "errors": "BackendDied BackendNotFound CalculationFailed Cancelled ConnectRefused InputError "
               "Interrupted LinkClosed LinkError MoleculeError NotConverged OrbitraxError "
-              "OutOfMemory "
-              "ParameterError ProtocolError SettingError TimeLimitExceeded UsageError",
+              "OutOfMemory ParameterError ProtocolError SettingError Stopped TimeLimitExceeded "
+              "UsageError",
     "grids.frame": "Frame box_around plane_through",
     "grids.grid": "Grid",
     "grids.plot": "Plot",
@@ -81,6 +84,9 @@ _HOMES = {
     "results.document": "schema",
     "results.result": "Result",
     "tasks.energy": "Energy",
+    "tasks.langevin": "Langevin",
+    "tasks.md": "MolecularDynamics",
+    "tasks.montecarlo": "MonteCarlo",
     "tasks.optimize": "Optimize",
 }
 _MODULES = {name: module for module, names in _HOMES.items() for name in names.split()}
@@ -88,12 +94,11 @@ _MODULES = {name: module for module, names in _HOMES.items() for name in names.s
 __all__ = [
     "__version__", "Backend", "BackendDied", "BackendNotFound", "CalculationFailed", "Cancelled",
     "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Interrupted", "Job",
-    "LinkClosed", "LinkError", "METHODS", "Method", "Molecule", "MoleculeError", "NotConverged",
-    "Optimize",
-    "OrbitraxError", "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint",
-    "Result", "SettingError", "TimeLimitExceeded", "UsageError", "as_molecule", "box_around",
-    "charges", "energy", "find_method", "from_ase", "from_smiles", "optimize", "plane_through",
-    "read_molecule", "run",
+    "Langevin", "LinkClosed", "LinkError", "METHODS", "Method", "MolecularDynamics", "Molecule",
+    "MoleculeError", "MonteCarlo", "NotConverged", "Optimize", "OrbitraxError", "OutOfMemory",
+    "ParameterError", "Plot", "ProtocolError", "Restraint", "Result", "SettingError", "Stopped",
+    "TimeLimitExceeded", "UsageError", "as_molecule", "box_around", "charges", "energy",
+    "find_method", "from_ase", "from_smiles", "optimize", "plane_through", "read_molecule", "run",
     "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]
 

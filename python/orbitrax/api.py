@@ -35,10 +35,12 @@ def run(molecule: Any = None, method: Method | str | int = "am1", task: Task | s
     Raises NotConverged for values that are not to be believed (its `partial` has them), and what
     `Backend.run` raises.
     """
-    if (molecule is None) == (smiles is None):
-        raise UsageError("give a molecule or smiles, and not both")
     chosen = find_task(task)(**settings) if isinstance(task, str) else task.replace(**settings)
-    found = from_smiles(smiles) if smiles is not None else as_molecule(molecule)
+    known = chosen.own_molecule()
+    if (molecule is not None) + (smiles is not None) + (known is not None) != 1:
+        raise UsageError("give a molecule or smiles, and not both" if known is None else
+                         "a run that goes on takes its molecule from there; give no other")
+    found = known or (from_smiles(smiles) if smiles is not None else as_molecule(molecule))
     one = chosen.start(found, method)
     if isinstance(backend, Backend):
         return one.execute(backend)

@@ -17,6 +17,7 @@
         BackendDied
         TimeLimitExceeded
         Cancelled
+          Stopped             a run that was asked to end early
       Interrupted             the program was asked to end
 
 Each error knows under which `status` it stands in a JSON document and with which status the command
@@ -170,3 +171,9 @@ class Cancelled(LinkError):
     """The session was cancelled from this side."""
 
     status = "interrupted"
+
+
+class Stopped(Cancelled):
+    """A run that was asked to end early, and did so with all that it had written."""
+
+    exit_status = 130  # 128 + SIGINT

@@ -32,13 +32,14 @@ else:
 LARGEST_WORD = 2**31 - 1  # whole numbers that can be sent
 LARGEST_FLOAT = 3.4028234663852886e38  # numbers that can be sent in single precision
 
-_KINDS = ("bool", "int", "float", "str", "tuple")
+_KINDS = ("bool", "int", "float", "str", "tuple", "Decimal")
 
 
 class Option:
     """One setting. name: in Python; the command line has dashes for underscores.
 
-    kind: "bool", "int", "float", "str" or "tuple", of whole numbers or of what `convert` makes.
+    kind: "bool", "int", "float", "str" or "tuple", of whole numbers or of what `convert` makes, or
+    "Decimal", which it has to make.
     default: what stands when nothing is said; optional: whether that may be None, which leaves it
     to the molecule, the method or the job. unit, help: for people. above, least, most, choices:
     what values there are. wire: the field of the options on the wire that it fills. group: the
@@ -76,6 +77,17 @@ class Option:
         self.kind = words[0].partition("[")[0]
         if self.kind not in _KINDS:
             raise TypeError(f"{name}: a setting cannot be of the kind {text}")
+
+    def written(self, value: Any) -> list[str]:
+        """The words that say a value on a command line."""
+        if self.kind == "bool":
+            return [self.flag if value else "--no-" + self.flag[2:]]
+        if self.repeated:
+            return [word for one in value for word in (self.flag, getattr(one, "text", str(one)))]
+        if self.kind == "Decimal":
+            return [self.flag, f"{value:f}ps"]
+        text = ",".join(map(str, value)) if isinstance(value, tuple) else str(value)
+        return [self.flag, f"{value:g}" if isinstance(value, float) else text]
 
     # ---- values ---------------------------------------------------------------------------------
 

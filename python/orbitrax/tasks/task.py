@@ -28,6 +28,9 @@ if TYPE_CHECKING:
 class Run:
     """One run of a task. job: what is calculated."""
 
+    can_stop: ClassVar[bool] = False  # whether setting `stopping` ends it at a good moment
+    stopping = False
+
     def __init__(self, task: Task, job: Job):
         self.task, self.job = task, job
 
@@ -71,6 +74,11 @@ class Run:
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
         """Called after the job, with the backend that still holds what the job has left."""
 
+    def progress(self, text: str) -> str | None:
+        """What is shown while it works, for a status line of the backend; None for what is shown
+        already."""
+        return text
+
     def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
         """The task's own entries of the JSON document; result: None if nothing was begun."""
         return {}
@@ -103,6 +111,10 @@ class Task(JobSettings):
         "them")
     reports_points: ClassVar[bool] = False
     for_orbitals: ClassVar[type[Task] | None] = None
+
+    def own_molecule(self) -> Molecule | None:
+        """The molecule where the settings themselves tell of one."""
+        return None
 
     def start(self, molecule: Molecule, method: Method | str | int) -> Run:
         """A run for a molecule. Raises UsageError where the two do not fit."""
