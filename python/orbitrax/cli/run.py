@@ -11,8 +11,8 @@ from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
 from orbitrax.cli.outputs.text import TextSink
 from orbitrax.cli.terminal import Terminal
-from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxError, Terminated,
-                             TimeLimitExceeded, UsageError)
+from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxError, Stopped,
+                             Terminated, TimeLimitExceeded, UsageError)
 from orbitrax.link import events
 from orbitrax.molecules.reading import from_smiles, read_molecule
 
@@ -115,17 +115,32 @@ class TaskCommand:
             terminal.warning("the atoms outside the selection carry no charges in this file and "
                              "have no effect but to end cut bonds")
         with Backend(command.backend, command.tables, command.time_limit) as backend:
-            result = run.execute(backend, self._show)
+            result = self._followed(run, backend)
         return result
+
+    def _followed(self, run: Run, backend: Backend) -> Result:
+        if not run.can_stop:
+            return run.execute(backend, self._show)
+        from orbitrax.cli.stopping import stopped_by_keyboard
+
+        with stopped_by_keyboard(run, self.terminal):
+            return run.execute(backend, self._show)
 
     def _show(self, event: Event) -> None:
         if isinstance(event, events.StatusLine):
-            self.terminal.progress(event.text)
+            text = self._run.progress(event.text) if self._run is not None else event.text
+            if text is not None:
+                self.terminal.progress(text)
         elif isinstance(event, events.LogLine) and self.command.log:
             self.sink.write(event.text + "\n")
 
     def _molecule(self) -> Molecule:
         command = self.command
+        own = self.task.own_molecule()
+        if own is not None:
+            if command.molecule is not None or command.smiles is not None:
+                raise UsageError("a run that goes on takes its molecule from there; give no other")
+            return own
         if command.smiles is not None:
             if command.molecule is not None:
                 raise UsageError("give a molecule file or --smiles, not both")
@@ -152,7 +167,8 @@ class TaskCommand:
             self.terminal.error(text)
 
     def _write(self, result: Result | None, failure: OrbitraxError | None) -> None:
-        command, shown = self.command, failure is None or isinstance(failure, NotConverged)
+        command = self.command
+        shown = failure is None or isinstance(failure, (NotConverged, Stopped))
         points = getattr(self._run, "points", None)
         if isinstance(failure, (Interrupted, TimeLimitExceeded)) and points and points.last:
             shown = result is not None and result.total_energy is not None  # not lost

@@ -39,6 +39,11 @@ class Terminal:
         if not self._quiet:
             self._say("note", "36", text)
 
+    def tell(self, text: str) -> None:
+        """A plain word, shown unless quiet."""
+        if not self._quiet:
+            print(f"orbitrax: {text}", file=sys.stderr, flush=True)
+
     def _say(self, label: str, code: str, text: str) -> None:
         if self._color:
             label = f"\x1b[{code};1m{label}\x1b[0m"

@@ -60,7 +60,7 @@ def format_of(path: str) -> str:
 def check(path: str) -> None:
     """Refuses a name that tells no format, and to draw without Matplotlib."""
     format_of(path)
-    _matplotlib()
+    load_matplotlib()
 
 
 def usual_isovalue(grid: Grid) -> float:
@@ -91,11 +91,12 @@ def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float
     about = {"Title": title, "Date": None} if form == "svg" else {"Title": title}
     if form == "pdf":
         about["CreationDate"] = None
-    with _matplotlib().rc_context({"svg.hashsalt": title, "svg.fonttype": "none"}):
+    with load_matplotlib().rc_context({"svg.hashsalt": title, "svg.fonttype": "none"}):
         figure.savefig(file or path, format=form, dpi=figure.dpi, metadata=about)
 
 
-def _matplotlib() -> Any:
+def load_matplotlib() -> Any:
+    """The library with the modules that drawing needs. Raises OrbitraxError without it."""
     try:
         import matplotlib
         import matplotlib.colors
@@ -131,8 +132,8 @@ def surface(grid: Grid, isovalue: float | None = None,
                           view or _usual_view(grid), width)
     height = picture.shape[0]
     whole = height + (round(_SCALE * width) if paint else 0)
-    figure = _matplotlib().figure.Figure((_INCHES, _INCHES * whole / width),
-                                         dpi=width / _INCHES)
+    figure = load_matplotlib().figure.Figure((_INCHES, _INCHES * whole / width),
+                                             dpi=width / _INCHES)
     axes = figure.add_axes([0, 1 - height / whole, 1, height / whole])
     axes.imshow(picture, interpolation="none", aspect="auto")
     axes.set_axis_off()
@@ -173,7 +174,7 @@ class _Paint:
     def __init__(self, grid: Grid, level: float):
         from orbitrax.pictures.surface import Field, isosurface
 
-        matplotlib = _matplotlib()
+        matplotlib = load_matplotlib()
         assert grid.density is not None
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
@@ -212,7 +213,7 @@ def contours(grid: Grid, width: int = WIDTH) -> Any:
     """A figure of contours in a plane, with the atoms that lie in it or near."""
     from orbitrax.pictures import scene
 
-    matplotlib = _matplotlib()
+    matplotlib = load_matplotlib()
     lines = _contour_values(grid)
     if not len(lines):
         raise CalculationFailed(
@@ -295,7 +296,7 @@ def _seen_atoms(grid: Grid) -> tuple[Array, Array]:
 
 def _molecule_in_plane(axes: Any, grid: Grid) -> None:
     """Bonds and atoms as seen from where rows run to the right and columns up."""
-    matplotlib = _matplotlib()
+    matplotlib = load_matplotlib()
     spots, strength = _seen_atoms(grid)
     halo = [matplotlib.patheffects.withStroke(linewidth=2.5, foreground="white")]
     for i, neighbours in enumerate(find_bonds(grid.numbers, grid.positions)):

@@ -73,6 +73,8 @@ OUTPUTS = (
     OutputRow("text", "text", "TextOutput", printable=True),
     OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
     OutputRow("structure", "structure", "StructureOutput", printable=True),
+    OutputRow("motion", "motion", "MotionOutput"),
+    OutputRow("structure", "structure", "StructureOutput"),
     OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
     OutputRow("picture", "plots", "PictureOutput"),
 )
