@@ -8,6 +8,9 @@ from orbitrax.pictures.picture import format_of, load_matplotlib
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Mapping, Sequence
+    from typing import Any
+
+    from orbitrax.motion.tables import Table
 
 _SIZE = (8.0, 5.0)  # inches
 _DOTS = 150  # an inch
@@ -43,5 +46,27 @@ def save_chart(columns: Mapping[str, Sequence[float]], title: str, path: str,
         for one in axes:
             one.margins(x=0)
             one.spines[["top", "right"]].set_visible(False)
-        about = {"Date": None} if form == "svg" else {"CreationDate": None} if form == "pdf" else {}
-        figure.savefig(file or path, format=form, metadata=about)
+        _save(figure, form, file or path)
+
+
+def save_tables(tables: Sequence[Table], path: str, file: str | None = None) -> None:
+    """Draws tables one below the other, each over its own axis; names as in `save_chart`."""
+    form = format_of(path)
+    matplotlib = load_matplotlib()
+    with matplotlib.rc_context({"svg.hashsalt": path, "svg.fonttype": "none"}):
+        figure = matplotlib.figure.Figure((_SIZE[0], 1.0 + 3.0 * len(tables)), dpi=_DOTS,
+                                          layout="constrained")
+        for axes, table in zip(figure.subplots(len(tables), 1, squeeze=False)[:, 0], tables):
+            for name, values in table.columns.items():
+                axes.plot(table.x, values, label=name, linewidth=0.9)
+            axes.set_xlabel(table.along)
+            axes.set_xlim(float(table.x[0]), table.most or float(table.x[-1]))
+            axes.legend(frameon=False, fontsize=8)
+            axes.spines[["top", "right"]].set_visible(False)
+        _save(figure, form, file or path)
+
+
+def _save(figure: Any, form: str, path: str) -> None:
+    """Writes a figure without the date, so that the same data make the same file."""
+    about = {"Date": None} if form == "svg" else {"CreationDate": None} if form == "pdf" else {}
+    figure.savefig(path, format=form, metadata=about)

@@ -39,6 +39,7 @@ TASKS = (
 # Commands that are no calculation of one molecule by a method that is named: the module of each has
 # DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).
 TOOLS = {
+    "analyse": ("orbitrax.cli.analyse", "distances, spectra and diffusion from a trajectory"),
     "charges": ("orbitrax.cli.charges", "atomic charges for force fields: AM1-BCC"),
     "compare": ("orbitrax.cli.compare", "one molecule by many methods, in one table"),
     "scan": ("orbitrax.cli.scan", "the energy along a distance, an angle or a torsion, relaxed"),

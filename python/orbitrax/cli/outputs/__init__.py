@@ -74,7 +74,6 @@ OUTPUTS = (
     OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
     OutputRow("structure", "structure", "StructureOutput", printable=True),
     OutputRow("motion", "motion", "MotionOutput"),
-    OutputRow("structure", "structure", "StructureOutput"),
     OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
     OutputRow("picture", "plots", "PictureOutput"),
 )
