@@ -40,8 +40,8 @@ class DynamicsRun(TimedRun):
         elif drift is not None:
             atoms = len(self.job.selected)
             lines.append(line("Drift of the total",
-                              f"{drift:18.4f} kcal/mol/ps +- {found['drift_error']:.4f}, "
-                              f"{drift / atoms:.5f} an atom"))
+                              f"{drift:18.4f} +- {found['drift_error']:.4f} kcal/mol/ps "
+                              f"({drift / atoms:.5f} an atom)"))
         return lines
 
 

@@ -29,7 +29,7 @@ class Sampling(Moving):
 
     def _lines(self, found: dict[str, Any]) -> list[str]:
         accepted = self.last.accepted if self.last else None
-        lines = [self._mean_line("Potential energy", found["potential_energy"], "")]
+        lines = [self._mean_line("Potential energy", found["potential_energy"], "kcal/mol")]
         if accepted is not None:
             lines.append(line("Accepted", f"{100 * accepted:18.2f} % of the trial moves"))
         return lines

@@ -221,17 +221,21 @@ class Moving(Run):
 
     def _lines(self, found: dict[str, Any]) -> list[str]:
         return [self._mean_line(label, found[name], unit) for label, name, unit in (
-            ("Temperature", "temperature", "K"), ("Potential energy", "potential_energy", ""),
-            ("Kinetic energy", "kinetic_energy", ""), ("Total energy", "total_energy", ""))]
+            ("Temperature", "temperature", "K"),
+            ("Potential energy", "potential_energy", "kcal/mol"),
+            ("Kinetic energy", "kinetic_energy", "kcal/mol"),
+            ("Total energy", "total_energy", "kcal/mol"))]
 
     @staticmethod
     def _mean_line(label: str, found: dict[str, Any], unit: str) -> str:
         if found["mean"] is None:
             return line(label, f"{'not known':>18}")
-        error = found["standard_error"]
-        about = " (too few frames for an error)" if error is None else f" +- {error:.4f}"
-        return line(f"Mean {label.lower()}", f"{found['mean']:18.4f} {unit or 'kcal/mol'}{about}, "
-                                             f"fluctuation {found['fluctuation']:.4f}")
+        error, digits = found["standard_error"], 4 if unit == "kcal/mol" else 1
+        about = "" if error is None else f" +- {error:.{digits}f}"
+        hint = " (too few frames for an error)" if error is None else ""
+        return line(f"Mean {label.lower()}",
+                    f"{found['mean']:18.{digits}f}{about} {unit}, "
+                    f"fluctuation {found['fluctuation']:.{digits}f}{hint}")
 
     def again(self, path: str) -> str | None:
         """The command that goes on from a trajectory of this run with what is left of it; None

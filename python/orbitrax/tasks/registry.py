@@ -32,8 +32,6 @@ TASKS = (
     TaskRow("plot", "plot", "PlotTask",
             "an orbital, a density or the potential, as a picture or a cube file"),
     TaskRow("md", "md", "MolecularDynamics", "molecular dynamics: atoms moved by their forces"),
-    TaskRow("langevin", "langevin", "Langevin", "dynamics at one temperature, with friction"),
-    TaskRow("montecarlo", "montecarlo", "MonteCarlo", "structures at one temperature, by chance"),
 )
 
 # Commands that are no calculation of one molecule by a method that is named: the module of each has
@@ -52,7 +50,8 @@ TOOLS = {
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("vibrations", "ts", "transit", "uv", "batch", "serve")
+UNAVAILABLE = ("vibrations", "ts", "transit", "langevin", "montecarlo", "uv", "batch",
+               "serve")
 
 
 def find_task(name: str) -> type[Task]:
