@@ -69,7 +69,8 @@ def test_a_last_frame_before_its_turn_is_left_out(swinging, tmp_path):
 @pytest.mark.parametrize("words, said", [
     ([], "say what to look for"), (["--distance", "1", "3"], "different atoms from 1 to 2"),
     (["--distance", "0", "1"], "different atoms"), (["--angle", "1", "2", "1"], "different atoms"),
-    (["--spectrum", "--displacement", "-o", "-"], "one table"), (["--atoms", "7", "--spectrum"], "7"),
+    (["--spectrum", "--displacement", "-o", "-"], "one table"),
+    (["--atoms", "7", "--spectrum"], "7"),
     (["--interval", "5", "--spectrum"], "as 0.5fs"), (["--spectrum", "-o", "x.doc"], "no picture"),
 ])
 def test_mistakes_are_told(swinging, words, said):

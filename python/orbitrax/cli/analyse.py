@@ -6,8 +6,8 @@ from typing import Any
 
 from orbitrax.errors import OrbitraxError, UsageError
 
-DESCRIPTION = ("Looks into a trajectory: distances, angles and torsions in time, the power spectrum "
-               "of the velocities, mean square displacement.")
+DESCRIPTION = ("Looks into a trajectory: distances, angles and torsions in time, the power "
+               "spectrum of the velocities, mean square displacement.")
 EXAMPLES = (
     "orbitrax analyse run.xyz --distance 1 2 --angle 2 1 3 -o geometry.csv",
     "orbitrax analyse run.xyz --spectrum -o spectrum.png",
