@@ -20,7 +20,7 @@ FLOORS = (
     ("results",),
     ("session",),
     ("job",),
-    ("grids", "motion", "tables"),
+    ("grids", "motion", "tables", "vibrations"),
     ("molecules", "link"),
     ("settings", "methods", "files", "arrays", "minimise"),
     ("errors", "units", "paths"),
