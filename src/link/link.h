@@ -93,7 +93,7 @@ void DebugFormat(MessageId id, const Arguments&... arguments) {
 
 /// Sends one packet of nLength bytes, 0 .. kMaxPayload, and waits until the client has fetched it.
 /// A packet to our own node or kNodeSelf is kept for the next ReceivePacket; one to any other node
-/// than the client's is dropped.
+/// than the client's is dropped, and so is any packet of a worker.
 void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination = kNodeFrontend);
 
 /// Sends nBytes in packets of at most kMaxPayload bytes; nothing for 0 bytes.
@@ -122,7 +122,7 @@ void Yield(std::size_t nUnits);
 void ResetYield();
 
 /// Handles at most one waiting message. Unwinds with LinkStop when the process is to end or, in a
-/// session, the client is gone.
+/// session, the client is gone. In a worker nothing is waiting.
 void PumpOneMessage();
 
 }  // namespace qsolve

@@ -75,6 +75,7 @@ void SendQueuedError() {
 }  // namespace
 
 void SendPacket(PacketType nType, const void* pData, int nLength, int nDestination) {
+    if (link.fWorker) return;
     if (nLength < 0 || nLength > kMaxPayload) Fatal(kMsgBufferOverflow);
     if (nLength > 0) std::memcpy(link.SendBuffer.Payload, pData, static_cast<std::size_t>(nLength));
     link.SendBuffer.Header = {nLength, nType, nDestination, link.nOwnNode, link.hOwnWindow};
@@ -117,6 +118,7 @@ void RequestWhole(const char* sStep, void* pBuffer, int nBytes) {
 }
 
 void PumpOneMessage() {
+    if (link.fWorker) return;  // whoever started the worker listens, and ends it
     if (IsGone()) throw LinkStop{};
     HandleOneMessage();
     if (IsGone()) throw LinkStop{};

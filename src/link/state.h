@@ -17,6 +17,7 @@ struct LinkState {
     bool fLinkDown = true;       ///< no conversation: text goes to standard output
     bool fQuit = false;          ///< the process is to end
     bool fInSession = false;
+    bool fWorker = false;  ///< a copy of the process that computes for it and talks to no client
     bool fStartDeferred = false;  ///< a session was asked for while one ran
 
     int nOwnNode = kNodeBackend;

@@ -3,14 +3,16 @@
 #include "link/held.h"
 #include "link/link.h"
 #include "link/transport.h"
+#include "link/workers.h"
 
 namespace qsolve {
 
 namespace {
 
-/// A line to the client with its NUL, or to standard output while there is none. What is longer
-/// than a packet is cut.
+/// A line to the client with its NUL, or to standard output while there is none; from a worker to
+/// the process that started it. What is longer than a packet is cut.
 void SendText(PacketType nType, const char* sText) {
+    if (link.fWorker) return SendTextFromWorker(nType, sText);
     if (link.fLinkDown) {
         PrintLine(sText);
         return;

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <new>
+#include <vector>
 
 #include "link/conversation.h"
 #include "link/state.h"
@@ -18,6 +19,7 @@
 #include "platform/platform.h"
 #include "platform/posix_frames.h"
 #include "platform/posix_listener.h"
+#include "platform/posix_transport.h"
 
 namespace qsolve {
 
@@ -159,18 +161,18 @@ bool DispatchPosted() {
     return false;
 }
 
-/// Waits at most nMilliseconds (-1: without end) for the sockets and a signal; true when one is
-/// ready.
-bool PollSockets(int nMilliseconds) {
-    pollfd sockets[2] = {{transport.nClient, 0, 0}, {transport.nListener, POLLIN, 0}};
+/// The sockets of the link, with what may be waited for on each.
+std::array<pollfd, 2> Sockets() {
+    std::array<pollfd, 2> sockets = {{{transport.nClient, 0, 0}, {transport.nListener, POLLIN, 0}}};
     if (HasOutput())
         sockets[0].events = POLLOUT;
     else if (!IsBlocked(transport.Stream))
         sockets[0].events = POLLIN;
-    const timespec limit = {nMilliseconds / 1000, nMilliseconds % 1000 * 1000000L};
-    const int n = ppoll(sockets, 2, nMilliseconds < 0 ? nullptr : &limit, &transport.waitMask);
-    if (fSignalled) link.fQuit = true;
-    if (n <= 0) return link.fQuit;
+    return sockets;
+}
+
+/// Does what the sockets are ready for.
+void ServeSockets(const pollfd* sockets) {
     if (sockets[0].revents & POLLOUT)
         FlushOrClose();
     else if (sockets[0].revents & POLLIN)
@@ -180,6 +182,22 @@ bool PollSockets(int nMilliseconds) {
     // Nobody is refused for the sake of a client that has hung up and is only being read out.
     const bool fLeaving = (sockets[0].revents & POLLHUP) && transport.nClient >= 0;
     if (sockets[1].revents && !fLeaving) AcceptOrRefuse();
+}
+
+/// Waits at most nMilliseconds (-1: without end) for descriptors and a signal; how many are ready.
+int PollDescriptors(pollfd* pDescriptors, std::size_t nCount, int nMilliseconds) {
+    const timespec limit = {nMilliseconds / 1000, nMilliseconds % 1000 * 1000000L};
+    const int n =
+        ppoll(pDescriptors, nCount, nMilliseconds < 0 ? nullptr : &limit, &transport.waitMask);
+    if (fSignalled) link.fQuit = true;
+    return n;
+}
+
+/// The same for the sockets of the link; true when one is ready.
+bool PollSockets(int nMilliseconds) {
+    std::array<pollfd, 2> sockets = Sockets();
+    if (PollDescriptors(sockets.data(), sockets.size(), nMilliseconds) <= 0) return link.fQuit;
+    ServeSockets(sockets.data());
     return true;
 }
 
@@ -230,6 +248,26 @@ void WaitForMessage() {
         if (DispatchPosted() || HandleOneFrame()) return;
         PollSockets(-1);
     }
+}
+
+void AbandonLink() {
+    if (transport.nClient >= 0) close(transport.nClient);
+    if (transport.nListener >= 0) close(transport.nListener);
+    transport = Transport{};
+    for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) signal(nSignal, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void WaitWithLink(const int* pDescriptors, int nCount) {
+    if (link.fQuit || DispatchPosted() || HandleOneFrame()) return;
+    const std::array<pollfd, 2> sockets = Sockets();
+    std::vector<pollfd> all(sockets.begin(), sockets.end());
+    for (int i = 0; i < nCount; ++i) all.push_back({pDescriptors[i], POLLIN, 0});
+    if (PollDescriptors(all.data(), all.size(), -1) <= 0) return;
+    ServeSockets(all.data());
+    HandleOneFrame();
 }
 
 void PrintLine(const char* sText) {

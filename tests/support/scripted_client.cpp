@@ -1,11 +1,14 @@
 #include "tests/support/scripted_client.h"
 
+#include <poll.h>
+
 #include <array>
 #include <cstring>
 
 #include "link/conversation.h"
 #include "link/state.h"
 #include "link/transport.h"
+#include "platform/posix_transport.h"
 
 namespace qsolve {
 
@@ -101,6 +104,15 @@ void WaitForMessage() {
         Answer();
     else
         link.fQuit = true;
+}
+
+void AbandonLink() {}
+
+void WaitWithLink(const int* pDescriptors, int nCount) {
+    HandleOneMessage();
+    std::vector<pollfd> all;
+    for (int i = 0; i < nCount; ++i) all.push_back({pDescriptors[i], POLLIN, 0});
+    poll(all.data(), all.size(), 10);
 }
 
 void PrintLine(const char* sText) {
