@@ -67,10 +67,16 @@ struct OrbitalResults {
     char sPointGroup[4] = {' ', ' ', '?', '\0'};  ///< until it is known
 };
 
-/// Normal modes as the client receives them. They live as long as the force matrix, by its rules.
+/// Normal modes as the client receives them: n coordinates of the selected atoms without the
+/// capping ones, x y z by position, and as many modes. Empty where none have been computed. They
+/// live as long as the force matrix, by its rules.
 struct ModeResults {
-    Array<ModeRecord> Records;
-    Array<double> mModes;  ///< one mode a row
+    int nModes = 0;
+    int nExternalModes = 0;      ///< translations and rotations, the last of the modes
+    Array<ModeRecord> Records;   ///< n, by frequency
+    Array<double> mModes;        ///< n x n: eigenvectors of the mass-weighted matrix, one a row
+    Array<double> vFrequencies;  ///< n, 1/cm, as in the records
+    Array<double> vIntensities;  ///< n, km/mol
 };
 
 /// A job that moves atoms by time, at its last step.

@@ -388,12 +388,13 @@ static_assert(offsetof(UvRecord, flOscillator) == 20);
 static_assert(offsetof(UvRecord, flTransitionX) == 24);
 static_assert(offsetof(UvRecord, flDipoleX) == 36);
 
-/// One normal mode.
+/// One normal mode, in the order of the frequencies; behind the vibrations the motions of the
+/// whole.
 struct ModeRecord {
     float flFrequency = 0;  ///< 1/cm; negative where it is imaginary
     int nIndex = 0;         ///< place of its row in the matrix of modes
-    float flIntensity = 0;
-    float flDipoleX = 0;  ///< derivative of the dipole along the mode
+    float flIntensity = 0;  ///< of absorption, decadic, km/mol
+    float flDipoleX = 0;    ///< derivative of the dipole along the mode, Debye/(Angstrom sqrt(amu))
     float flDipoleY = 0;
     float flDipoleZ = 0;
     int nSymmetryIndex = 0;  ///< running number within the species

@@ -23,13 +23,13 @@ void FreeMolecule() noexcept {
 }
 
 void FreeModes() noexcept {
-    results.Modes.Records.Reset();
+    results.Modes = ModeResults{};
 }
 
 /// The force matrix and all that was made from it.
 void FreeForceMatrix() noexcept {
     vibrations = VibrationState{};
-    results.Modes = ModeResults{};
+    FreeModes();
 }
 
 /// The force matrix outlives the calculation that made it while the coming job may work from it.
