@@ -20,12 +20,6 @@ struct ShellRotation {
 /// Fills the matrices of an operation, a 3 x 3 orthogonal matrix.
 void BuildShellRotation(const double* mOperation, ShellRotation& rotation);
 
-/// Where the components of an atom stand in a vector.
-struct AtomRange {
-    int nFirst = 0;  ///< from 0
-    int nCount = 0;  ///< orbitals s, p, d, f: 1, 4, 9 or 16; displacements: 3; nothing: 0
-};
-
 /// c . R c for orbital coefficients c. pAtoms tells the image of each atom under nOperation,
 /// pRanges by the same position its orbitals, and rotation belongs to the operation in the axes
 /// of the orbitals. An atom and its image have equally many orbitals.

@@ -37,12 +37,6 @@ static_assert(kC2Diagonal == kOperations);
 /// for the methods in hartree, Angstrom for the others.
 constexpr double kImageTolerance = 0.01;
 
-/// Three axes and how far three-fold ones lean. Both are rotations, row-major.
-struct Frame {
-    double mAxes[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};  ///< rows are x, y and z
-    double mTilt[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};  ///< T; operation R is T R T^T for C3 and S6
-};
-
 /// Name of an operation: E, C2x, sxz, i, C3, S6, ..., C2d.
 const char* OperationName(int nIndex);
 
