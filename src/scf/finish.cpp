@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 
 #include "ci/ci.h"
 #include "ci/state.h"
@@ -17,16 +16,22 @@
 #include "scf/half_electron.h"
 #include "scf/stages.h"
 #include "setup/state.h"
+#include "symmetry/labels.h"
 #include "symmetry/state.h"
+#include "symmetry/symmetry.h"
 
 namespace qsolve {
 
 namespace {
 
-/// Levels have no species until they have been classified.
-void LabelLevels() {
+/// Levels have no species until a report has classified them.
+void ClassifyLevels(const SpinRun& a) {
     OrbitalResults& orbitals = results.Orbitals;
-    for (auto& sLabel : orbitals.sSymmetryLabel) std::memcpy(sLabel, "  ?", sizeof sLabel);
+    if (setup.fFinalReport)
+        ReportSymmetry(true, true, false, a.mVectors.Data());
+    else if (!symmetry.fOrbitalLabelsKnown)
+        SetDefaultLabels(setup.nOrbitals, orbitals.sSymmetryLabel.Data(),
+                         orbitals.vSymmetryIndex.Data());
 }
 
 void CheckResults(const ScfRun& run) {
@@ -83,7 +88,7 @@ void FinishRun(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
     scf.dNextStateCorrection = energies.dNextStateCorrection;
 
     // The levels, as the log shows them.
-    if (!symmetry.fOrbitalLabelsKnown) LabelLevels();
+    ClassifyLevels(a);
     const double* vValues = ci.vNaturalOcc ? ci.vNaturalOcc.Data() : a.vEnergy.Data();
     ReportLevels(run, a, vValues, run.fUnrestricted ? mDensityA : mDensityT, true);
     if (run.fUnrestricted) ReportLevels(run, b, b.vEnergy.Data(), mDensityB, true);

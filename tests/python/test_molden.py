@@ -140,12 +140,15 @@ def test_open_levels_of_a_restricted_calculation_hold_one_electron(done):
 
 def test_levels_without_symmetry_are_numbered(done):
     job, result = done("water")
-    assert written(job, result).labels() == [f"{k}a" for k in range(1, 7)]
-    result.orbital_symmetries = ["1a1", "1b2", "2a1", "1b1", "0?", "2b2"]
+    known = ["1A1", "1B2", "2A1", "1B1", "3A1", "2B2"]
+    assert result.orbital_symmetries == known == written(job, result).labels()
     try:
-        assert written(job, result).labels() == ["1a1", "1b2", "2a1", "1b1", "5a", "2b2"]
-    finally:
         result.orbital_symmetries = None
+        assert written(job, result).labels() == [f"{k}a" for k in range(1, 7)]
+        result.orbital_symmetries = ["1A1", "1B2", "2A1", "1B1", "0?", "2B2"]
+        assert written(job, result).labels() == ["1A1", "1B2", "2A1", "1B1", "5a", "2B2"]
+    finally:
+        result.orbital_symmetries = known
 
 
 # ---- atoms --------------------------------------------------------------------------------------

@@ -145,7 +145,7 @@ class ResultBuilder:
         if any(label not in ("", "?") for label in event.symmetry_labels):
             result.orbital_symmetries = [f"{index}{label}" for index, label in
                                          zip(event.symmetry_index, event.symmetry_labels)]
-        result.point_group = event.point_group or None
+        result.point_group = event.point_group.replace("?", "") or None
 
     def _vectors(self, event: events.Eigenvectors) -> None:
         _all_finite(event.values, "eigenvectors")

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <numbers>
@@ -351,10 +352,22 @@ TEST_F(Scf, RunsAreCounted) {
     }
 }
 
-TEST_F(Scf, LevelsHaveNoSpeciesUntilTheyAreClassified) {
-    EnergyOf(Unrestricted(Water(kCndo)));
-    ASSERT_EQ(results.Orbitals.sSymmetryLabel.Size(), 12u);
-    for (const auto& sLabel : results.Orbitals.sSymmetryLabel) EXPECT_STREQ(sLabel, "  ?");
+TEST_F(Scf, LevelsAreClassifiedWhereAReportHasThem) {
+    const auto LabelsOf = [] {
+        std::string sLabels;  // of alpha levels; those of beta levels repeat them on the wire
+        for (int k = 0; k < setup.nOrbitals; ++k) {
+            const auto& sLabel = results.Orbitals.sSymmetryLabel[k];
+            sLabels += std::string(sLabel, strnlen(sLabel, sizeof sLabel)) + " ";
+        }
+        return sLabels;
+    };
+    JobScript script = Unrestricted(Water(kCndo));
+    EnergyOf(script);
+    EXPECT_EQ(LabelsOf(), "A1 B2 A1 B1 A1 B2 ");
+    script.Job.nCalcKind = kOptimisation;
+    SetUpJob(script);
+    RunScf();
+    EXPECT_EQ(LabelsOf(), "  ?   ?   ?   ?   ?   ? ");
 }
 
 TEST_F(Scf, AnyLimitOfCyclesEndsWithResults) {

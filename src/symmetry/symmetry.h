@@ -1,0 +1,17 @@
+#pragma once
+
+namespace qsolve {
+
+/// The point group of the atoms of the calculation at system.pCoords and, with fDoOrbitals or
+/// fDoModes, the species of orbitals or modes, which are the rows of mVectors.
+///
+/// Orbitals: nOrbitals x nOrbitals, in any order, of which results.Orbitals.vOrbitalOrder makes the
+/// ascending one. What has no species keeps "  ?" and its number. Modes: those of results.Modes, in
+/// the order of its records; with capping atoms none of them has a species. Translations and
+/// rotations get an empty label and numbers from 1.
+///
+/// Fills `symmetry` and the labels of the results. A single atom has no group. Yields. Fatal with
+/// kMsgOutOfMemory where there is no memory.
+void ReportSymmetry(bool fDoPointGroup, bool fDoOrbitals, bool fDoModes, const double* mVectors);
+
+}  // namespace qsolve
