@@ -62,6 +62,8 @@ struct ScfRun {
     double dDifference = std::numeric_limits<double>::infinity();  ///< of the last, kcal/mol
     LevelShift Shift = {};
     ScfCycle Cycle = {};
+    bool fNearStart = false;  ///< as scf.fNearStart allows it
+    int nSettled = 0;         ///< energy differences below the limit, one after the other
 };
 
 }  // namespace qsolve

@@ -41,6 +41,13 @@ constexpr double kSettledDensity = 0.033333;
 constexpr double kTightDensity = 0.001;
 constexpr int kLastCycles = 5;  ///< so many before the limit are fully diagonalised
 
+/// Differences below the limit that end an SCF with a near start: extrapolation from the first
+/// cycle on can pass through the same energy twice before the density has settled.
+constexpr int kNearSettled = 2;
+
+/// Energies that differ by as many units in the last place differ by their rounding alone.
+constexpr double kRoundingUnits = 16.0;
+
 // ---- before the cycles -------------------------------------------------------------------------
 
 SpinRun AlphaRun() {
@@ -87,8 +94,10 @@ ScfRun StartRun() {
 }
 
 void InitCycles(ScfRun& run) {
-    run.Shift = InitLevelShift();
+    run.fNearStart = scf.fNearStart && scf.nScfRuns > 0 && options.fDiis;
+    if (!run.fNearStart) run.Shift = InitLevelShift();
     run.Cycle.fShiftSettled = std::abs(run.Shift.dShiftA) < kShiftIsOff;
+    run.Cycle.fNearConverged = run.fNearStart;
 }
 
 // ---- one cycle ---------------------------------------------------------------------------------
@@ -148,7 +157,8 @@ void SolveOrbitals(const ScfRun& run, SpinRun& s) {
         ExtrapolateFockDiis(n, s.mFock.Data(), DensityOf(run, s), s.mDiisError.Data(),
                             s.mDiisFock.Data(), scf.mSquareWork.Data(), s.History);
     const bool fAllHeld = s.Held.nFirst == 0 && s.Held.nEnd == n;
-    if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed && fAllHeld) {
+    const bool fHasVectors = fAllHeld && (!run.fNearStart || cycle.nCycle > 1);
+    if (cycle.fNearConverged && !cycle.fFullDiag && run.fClosed && fHasVectors) {
         PseudoDiagonalise(n, s.Counts.nOcc, s.mFock.Data(), s.mVectors.Data(), s.vLevel.Data(),
                           scf.pWork.Data(), scf.mSquareWork.Data());
         return;
@@ -197,6 +207,14 @@ double TotalOf(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
     return dEnergy - nOpen * run.Shift.dShiftA * run.Family.dShiftCorrection;
 }
 
+/// The change of the energy that is its rounding, kcal/mol. A limit that asks for more is raised to
+/// it, but one of 0, which asks for all cycles.
+double RoundingOf(const ScfRun& run) {
+    if (!(run.dLimit > 0.0)) return 0.0;
+    const double dSize = std::abs(run.dEnergy), dUnit = std::nextafter(dSize, HUGE_VAL) - dSize;
+    return kRoundingUnits * dUnit * run.Family.dKcalPerUnit;
+}
+
 /// Judges the energy of a cycle: convergence, and whether the next one diagonalises fully.
 void JudgeEnergy(ScfRun& run) {
     ScfCycle& cycle = run.Cycle;
@@ -206,12 +224,16 @@ void JudgeEnergy(ScfRun& run) {
         run.dDifference = dDiff;
         ReportScfProgress(run.nJudged, dDiff);
     }
-    if (dDiff < run.dLimit) cycle.fConverged = true;
+    const double dRounding = RoundingOf(run);
+    const double dFullDiagLimit =
+        std::max(run.dFullDiagLimit, dRounding * run.Family.dFullDiagFactor);
+    run.nSettled = dDiff < std::max(run.dLimit, dRounding) ? run.nSettled + 1 : 0;
+    if (run.nSettled >= (run.fNearStart ? kNearSettled : 1)) cycle.fConverged = true;
     const bool fLast =
         cycle.nCycle >= static_cast<long long>(options.nIterationLimit) - kLastCycles;
-    if (dDiff < run.dFullDiagLimit || fLast)
+    if (dDiff < dFullDiagLimit || fLast)
         cycle.fFullDiag = true;
-    else if (dDiff > run.dFullDiagLimit && !run.Family.fKeepFullDiag)
+    else if (dDiff > dFullDiagLimit && !run.Family.fKeepFullDiag)
         cycle.fFullDiag = false;
     run.dEnergyPrev2 = run.dEnergyPrev;
     run.dEnergyPrev = run.dEnergy;
@@ -256,7 +278,7 @@ void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
 
     // The run, and what depends on the geometry alone.
-    scf.fResultsValid = gradient.fComputed = false;
+    scf.fResultsValid = gradient.fComputed = scf.fConverged = false;
     ComputeChargeOrigin();
     ++scf.nScfRuns;
     if (ThisKind().fCountsPoints) results.Block.nEnergyPoints = scf.nScfRuns;
@@ -272,6 +294,8 @@ void RunScf() {
     SpinRun a = AlphaRun(), b = BetaRun();
     Iterate(run, a, b);
     CountScf(run);
+    scf.nCycles = run.Cycle.nCycle;
+    scf.fConverged = run.Cycle.fConverged;
     FinishRun(run, a, b);
 }
 

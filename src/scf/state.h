@@ -56,6 +56,11 @@ struct ScfState {
 
     int nScfRuns = -1;  ///< -1 after validation, one more with every RunScf
 
+    /// The densities at hand are nearly those that the next SCF will find, as after a small step of
+    /// one atom: it goes without a level shift, and extrapolates from the first cycle on. To be
+    /// cleared by whoever has set it.
+    bool fNearStart = false;
+
     Array<double> mCore;   ///< core Hamiltonian; holds the overlap until it is built
     Array<double> mFockA;  ///< nEvenColumns x N
     Array<double> mFockB;
@@ -84,6 +89,8 @@ struct ScfState {
     Array<double> pWork;            ///< scratch of the Fock builders and the pseudo-diagonaliser
 
     // Results of the last SCF.
+    int nCycles = 0;                ///< cycles that it took
+    bool fConverged = false;        ///< the energy has settled; else the limit of cycles ended it
     double dTotalEnergy = 0.0;      ///< kcal/mol, electronic and core, with the state correction
     double dElectronic = 0.0;       ///< kcal/mol
     double dCoreRepulsion = 0.0;    ///< kcal/mol
