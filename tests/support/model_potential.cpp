@@ -1,5 +1,7 @@
 #include "tests/support/model_potential.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -7,6 +9,7 @@
 #include "gradient/state.h"
 #include "job/state.h"
 #include "link/state.h"
+#include "properties/state.h"
 #include "scf/energies.h"
 #include "scf/scf.h"
 #include "scf/state.h"
@@ -29,6 +32,12 @@ void RunScf() {
         gradient.pGradient[i] = g[static_cast<std::size_t>(3 * nAtom + i % 3)];
     }
     gradient.fComputed = true;
+    if (model.Dipole) {
+        const std::array<double, 3> vDipole = model.Dipole(x);
+        std::copy(vDipole.begin(), vDipole.end(), properties.dDipoleTable[3]);
+    }
+    scf.nCycles = 1;
+    scf.fConverged = model.nUnconverged-- <= 0;
     FinishGradient(1.0);
     if (job.nCalcKind == kMonteCarlo)
         results.Block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);

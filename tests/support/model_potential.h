@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -14,8 +15,13 @@ namespace qsolve {
 /// Energy in kcal/mol at places x y z by atom, working unit; adds its derivatives to the gradient.
 using Potential = std::function<double(const std::vector<double>& x, std::vector<double>& g)>;
 
+/// Dipole moment, Debye, at such places.
+using DipoleFunction = std::function<std::array<double, 3>(const std::vector<double>& x)>;
+
 struct ModelState {
     Potential Energy;
+    DipoleFunction Dipole;                  ///< may be empty: the dipole stays as it is
+    int nUnconverged = 0;                   ///< evaluations from now on that count as unconverged
     int nRuns = 0;                          ///< evaluations so far
     std::vector<std::vector<double>> Path;  ///< coordinates of each
     std::vector<double> Energies;           ///< energy of each

@@ -1,0 +1,253 @@
+#include "geometry/displacements.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+#include "gradient/state.h"
+#include "job/atoms.h"
+#include "job/state.h"
+#include "link/link.h"
+#include "link/workers.h"
+#include "numeric/row.h"
+#include "properties/state.h"
+#include "scf/scf.h"
+#include "scf/start_point.h"
+#include "scf/state.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+/// The point about which the differences are taken. Given back at the end, however it comes.
+struct ReferencePoint {
+    Array<double> vCoords;
+    StartPoint Start;
+    float flLimit = options.flConvergenceLimit;
+    bool fFinalReport = setup.fFinalReport;
+
+    explicit ReferencePoint(const DifferenceScheme& scheme) {
+        vCoords.Take(system.pCoords.Size(), kWork);
+        std::copy(system.pCoords.begin(), system.pCoords.end(), vCoords.begin());
+        KeepStartPoint(Start);
+        options.flConvergenceLimit *= scheme.flLimitFactor;
+        setup.fFinalReport = false;
+        scf.fNearStart = true;
+    }
+    ~ReferencePoint() {
+        scf.fNearStart = false;
+        std::copy(vCoords.begin(), vCoords.end(), system.pCoords.begin());
+        RestoreStartPoint(Start);
+        options.flConvergenceLimit = flLimit;
+        setup.fFinalReport = fFinalReport;
+    }
+    ReferencePoint(const ReferencePoint&) = delete;
+    ReferencePoint& operator=(const ReferencePoint&) = delete;
+};
+
+/// What one coordinate yields, behind the row of the matrix.
+enum Tail { kDipoleX, kDipoleY, kDipoleZ, kCycles, kUnconverged, kTailLength };
+
+/// The whole task, as the process and its copies see it.
+struct Task {
+    const DifferenceScheme& Scheme;
+    const ReferencePoint& Reference;
+    int nAtoms, nOrder;
+    Array<int> vItems;  ///< coordinates to be moved, from 0
+    double *mHessian, *mDipoles;
+    StartPoint Beside;  ///< start of the SCF at hand, where it is not that of the reference point
+    DifferenceReport Report;
+
+    int nItems() const { return static_cast<int>(vItems.Size()); }
+    std::size_t nResult() const { return static_cast<std::size_t>(nOrder) + kTailLength; }
+};
+
+/// The coordinates of all atoms that are no dummies.
+Array<int> ListItems(int nAtoms) {
+    int nReal = 0;
+    for (int i = 0; i < nAtoms; ++i) nReal += !IsDummy(AtomByNumber(AtomNumberAt(i)));
+    Array<int> vItems;
+    vItems.Take(3 * static_cast<std::size_t>(nReal), kWork);
+    int* p = vItems.Data();
+    for (int i = 0; i < nAtoms; ++i)
+        for (int x = 0; x < 3 && !IsDummy(AtomByNumber(AtomNumberAt(i))); ++x) *p++ = 3 * i + x;
+    return vItems;
+}
+
+/// An SCF from a start; once more by the long road where the short one does not get there.
+void RunScfFrom(const StartPoint& start, const StartPoint& reference) {
+    RestoreStartPoint(start);
+    RunScf();
+    if (scf.fConverged) return;
+    scf.fNearStart = false;
+    RestoreStartPoint(reference);
+    RunScf();
+    scf.fNearStart = true;
+}
+
+/// An SCF with one coordinate moved. Adds its gradient and dipole, times dSign, to a row.
+void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, double dSign,
+                  double* vRow) {
+    const std::size_t nPlace = 3 * static_cast<std::size_t>(AtomNumberAt(nCoordinate / 3) - 1) +
+                               static_cast<std::size_t>(nCoordinate % 3);
+    const double dReference = task.Reference.vCoords[nPlace];
+    system.pCoords[nPlace] = dReference + dSign * task.Scheme.dHalfStep;
+    RunScfFrom(start, task.Reference.Start);
+    system.pCoords[nPlace] = dReference;
+    for (int j = 0; j < task.nOrder; ++j) vRow[j] += dSign * gradient.pGradient[j];
+    double* vTail = vRow + task.nOrder;
+    for (int c = 0; c < 3; ++c) vTail[kDipoleX + c] += dSign * properties.dDipoleTable[3][c];
+    vTail[kCycles] += scf.nCycles;
+    vTail[kUnconverged] += scf.fConverged ? 0.0 : 1.0;
+}
+
+/// What a worker does, and the process where it has none: one coordinate, both ways. The second way
+/// starts from what the first has found.
+void ComputeItem(void* pTask, int nItem, double* vResult) {
+    Task& task = *static_cast<Task*>(pTask);
+    std::fill_n(vResult, task.nResult(), 0.0);
+    AddDisplaced(task, task.Reference.Start, task.vItems[nItem], 1.0, vResult);
+    KeepStartPoint(task.Beside);
+    MirrorStartPoint(task.Reference.Start, task.Beside);
+    AddDisplaced(task, task.Beside, task.vItems[nItem], -1.0, vResult);
+    for (int j = 0; j < task.nOrder + 3; ++j) vResult[j] *= task.Scheme.dPerFullStep;
+}
+
+void StoreItem(int nItem, const double* vResult, Task& task) {
+    const int i = task.vItems[nItem];
+    const double* vTail = vResult + task.nOrder;
+    std::copy_n(vResult, task.nOrder, Row(task.mHessian, task.nOrder, i));
+    std::copy_n(vTail, 3, Row(task.mDipoles, 3, i));
+    task.Report.nPoints += 2;
+    task.Report.nCycles += std::lround(vTail[kCycles]);
+    task.Report.nUnconverged += static_cast<int>(std::lround(vTail[kUnconverged]));
+}
+
+/// Tells how many tenths of the atoms are done, when that has changed.
+class Progress {
+  public:
+    explicit Progress(Task& task) : task_(task) {
+        vMissing_.Take(static_cast<std::size_t>(task.nAtoms), kWork);
+        std::fill(vMissing_.begin(), vMissing_.end(), 3);
+    }
+    void Finish(int nItem) {
+        if (--vMissing_[task_.vItems[nItem] / 3] > 0) return;
+        const long long nTenths = 10LL * ++nDone_ / (task_.nItems() / 3);
+        if (nTenths == nTold_) return;
+        nTold_ = nTenths;
+        StatusFormat(task_.Scheme.nProgress, 10 * nTenths);
+    }
+
+  private:
+    Task& task_;
+    Array<int> vMissing_;  ///< coordinates of each atom that are still to come
+    int nDone_ = 0;
+    long long nTold_ = 0;
+};
+
+// ---- with workers -------------------------------------------------------------------------------
+
+struct WorkersGuard {
+    WorkersGuard() = default;
+    ~WorkersGuard() { EndWorkers(); }
+    WorkersGuard(const WorkersGuard&) = delete;
+    WorkersGuard& operator=(const WorkersGuard&) = delete;
+};
+
+/// Passes a line of a worker on to the client.
+void RelayText(int nChannel, const char* sText) {
+    switch (nChannel) {
+        case kPacketLogLine:
+            return LogLine(sText);
+        case kPacketStatusLine:
+            return StatusLine(sText);
+        case kPacketWarningLine:
+            return WarningLine(sText);
+        case kPacketErrorLine:
+            return ErrorLine(sText);
+        default:
+            return DebugLine(sText);
+    }
+}
+
+/// Acts on a piece of news. True when it was the result of an item, which is in vResult then.
+bool TakeNews(const WorkerMessage& news, const Task& task, Array<double>& vResult) {
+    switch (news.nNews) {
+        case WorkerNews::kNone:
+            WaitForWorkers();
+            return false;
+        case WorkerNews::kText:
+            RelayText(news.nValue, reinterpret_cast<const char*>(news.pBytes));
+            return false;
+        case WorkerNews::kFailed:
+            if (news.nValue != 0) throw Unwinding{news.nValue};  // its text has been relayed
+            break;
+        case WorkerNews::kLost:
+            break;
+        case WorkerNews::kResult:
+            if (news.nValue < 0 || news.nValue >= task.nItems()) break;
+            std::memcpy(vResult.Data(), news.pBytes, task.nResult() * sizeof(double));
+            return true;
+    }
+    Fatal(kMsgWorkerLost);
+}
+
+/// What a person reads line by line has to come in its order.
+bool IsTalkative() {
+    return fDebugTrace != 0 || (options.nLogLevel >= 1 && options.nLogLevel <= 9);
+}
+
+/// Shares the items out among copies of the process. False where none could be made.
+bool ComputeWithWorkers(int nMostWorkers, Task& task, Progress& progress) {
+    const int nWorkers = std::min(nMostWorkers, task.nItems());
+    if (nWorkers < 2 || IsTalkative()) return false;
+    WorkersGuard guard;
+    if (!StartWorkers(nWorkers, task.nItems(), task.nResult(), ComputeItem, &task)) return false;
+    task.Report.nWorkers = nWorkers;
+    Array<double> vResult;
+    vResult.Take(task.nResult(), kWork);
+    for (int nMissing = task.nItems(); nMissing > 0;) {
+        PumpOneMessage();
+        const WorkerMessage news = NextWorkerMessage();
+        if (!TakeNews(news, task, vResult)) continue;
+        StoreItem(news.nValue, vResult.Data(), task);
+        progress.Finish(news.nValue);
+        --nMissing;
+    }
+    return true;
+}
+
+void ComputeAlone(Task& task, Progress& progress) {
+    Array<double> vResult;
+    vResult.Take(task.nResult(), kWork);
+    for (int n = 0; n < task.nItems(); ++n) {
+        ComputeItem(&task, n, vResult.Data());
+        StoreItem(n, vResult.Data(), task);
+        progress.Finish(n);
+    }
+}
+
+/// Each pair of elements becomes their mean.
+void Symmetrise(int n, double* m) {
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j)
+            Row(m, n, i)[j] = Row(m, n, j)[i] = 0.5 * (Row(m, n, i)[j] + Row(m, n, j)[i]);
+}
+
+}  // namespace
+
+DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, int nMostWorkers,
+                                    double* mHessian, double* mDipoles) {
+    const int n = 3 * nAtoms;
+    std::fill(mHessian, Row(mHessian, n, n), 0.0);
+    std::fill(mDipoles, Row(mDipoles, 3, n), 0.0);
+    const ReferencePoint reference(scheme);
+    Task task{scheme, reference, nAtoms, n, ListItems(nAtoms), mHessian, mDipoles, {}, {}};
+    Progress progress(task);
+    if (!ComputeWithWorkers(nMostWorkers, task, progress)) ComputeAlone(task, progress);
+    Symmetrise(n, mHessian);
+    return task.Report;
+}
+
+}  // namespace qsolve
