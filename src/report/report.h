@@ -14,6 +14,15 @@ void ReportEnergies();
 /// atomic number (negative for a capping atom), net charge, coordinates in Angstrom and mass.
 void ReportAtoms();
 
+/// Writes the normal modes of results.Modes: frequencies, intensities, species where they are
+/// known, derivatives of the dipole; vibrations first, then three translations and the rotations.
+/// Above them the zero-point energy, kcal/mol; below them at log level 9 the eigenvectors.
+void ReportModes(double dZeroPoint);
+
+/// Writes the lower triangle of a table over nAtoms selected atoms, mdyn/Angstrom, in blocks of six
+/// columns.
+void ReportForceConstants(int nAtoms, const double* mTable);
+
 /// What there is to dump of one stage of an SCF. Matrices are N x N with N = scf.nOrbitals, those
 /// of vectors one orbital a row with the energies in vEnergy, in the unit of the method. Only what
 /// belongs to the stage is read; the rest may be null.
