@@ -35,6 +35,11 @@ void SendEigenvectors();
 /// job.
 void SendCiStates();
 
+/// The normal modes: their number, a ModeRecord for each in the order of the frequencies, the
+/// number once more, and the eigenvectors, one a row in the order of the records' nIndex, with x y
+/// z of each atom in atom order. Two numbers of 0 where there are none.
+void SendVibrations();
+
 /// Results in double precision, for clients that ask for them (options.nExtensions), in packets of
 /// type kPacketPrecise: those of SendSections, or, in the form of kPreciseResults, two words
 /// (version 1; flags, bit 0: a gradient follows), the total energy in kcal/mol and, if there is
