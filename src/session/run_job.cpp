@@ -9,6 +9,7 @@
 #include "search/search.h"
 #include "session/session.h"
 #include "setup/setup.h"
+#include "vibrations/vibrations.h"
 
 namespace qsolve {
 
@@ -74,9 +75,25 @@ void RunDynamicsJob() {
     SendOrbitalData();
 }
 
+/// The atoms of a job on a kept matrix come anew and have not been through set-up: their unit and
+/// their masses are seen to here.
+void RunKeptMatrix() {
+    TakeCoordinates();
+    CheckMasses();
+    RunVibrations();
+    SendVibrations();
+}
+
 void RunVibrationsJob() {
-    if (!options.fComputeForceMatrix) Fatal(kMsgForceMatrixMissing);
-    SetUpAndDecline();
+    if (!options.fComputeForceMatrix) return RunKeptMatrix();
+    SetUpCalculation();
+    RunScf();
+    RunVibrations();
+    SendResultBlock();
+    SendCharges();
+    SendOrbitalData();
+    SendVibrations();
+    SendPreciseResults();
 }
 
 void RunTransitionState() {
