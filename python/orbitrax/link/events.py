@@ -204,6 +204,31 @@ class Eigenvectors(Event):
         return as_numpy(self.values, self.count)
 
 
+class NormalModes(Event):
+    """Normal modes by rising frequency, translations and rotations behind the vibrations.
+
+    frequencies 1/cm, negative where imaginary; intensities decadic, km/mol; symmetry_index the
+    running number within the species of symmetry_labels, "?" where it is not known, "" of a
+    translation or rotation; order the row of each mode among the eigenvectors. values: those, n^2,
+    of the mass-weighted force matrix, over x y z of the atoms that move, in atom order.
+    """
+
+    __slots__ = ("frequencies", "intensities", "symmetry_index", "symmetry_labels", "order",
+                 "values")
+
+    def __init__(self, frequencies: list[float], intensities: list[float],
+                 symmetry_index: list[int], symmetry_labels: list[str], order: list[int],
+                 values: array[float]):
+        self.frequencies, self.intensities = frequencies, intensities
+        self.symmetry_index, self.symmetry_labels = symmetry_index, symmetry_labels
+        self.order, self.values = order, values
+
+    @property
+    def vectors(self) -> Array:
+        """n x n, a mode a row."""
+        return as_numpy(self.values, len(self.order))
+
+
 class PlotPlane(Event):
     """One plane of a plot, row by row, single precision; of a potential two for each plane, its own
     and that of the electron density."""

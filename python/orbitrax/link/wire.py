@@ -73,6 +73,11 @@ STRUCTURES = {
         ("nCycles", "i4", 148), ("nEnergyPoints", "i4", 152), ("fConverged", "i4", 156),
         ("fFinalResult", "i4", 160), ("nNegativeEigenvalues", "i4", 164),
     )),
+    "ModeRecord": (32, (
+        ("flFrequency", "f4", 0), ("nIndex", "i4", 4), ("flIntensity", "f4", 8),
+        ("flDipoleX", "f4", 12), ("flDipoleY", "f4", 16), ("flDipoleZ", "f4", 20),
+        ("nSymmetryIndex", "i4", 24), ("sSymmetryLabel", "i4", 28),
+    )),
     "MindoPairRecord": (32, (
         ("dCode1", "f8", 0), ("dCode2", "f8", 8), ("dAlphaAB", "f8", 16), ("dBetaAB", "f8", 24),
     )),
@@ -131,11 +136,13 @@ AtomRecord = RECORDS["AtomRecord"]
 RestraintRecord = RECORDS["RestraintRecord"]
 SelectionBlock = RECORDS["SelectionBlock"]
 ResultBlock = RECORDS["ResultBlock"]
+ModeRecord = RECORDS["ModeRecord"]
 
 _ARRAY_NAMES = {
     "PACKET_HEADER": "PacketHeader", "RUN_OPTIONS": "RunOptions", "JOB_OPTIONS": "JobOptions",
     "ATOM_RECORD": "AtomRecord", "RESTRAINT_RECORD": "RestraintRecord",
     "SELECTION_BLOCK": "SelectionBlock", "RESULT_BLOCK": "ResultBlock",
+    "MODE_RECORD": "ModeRecord",
 }
 
 

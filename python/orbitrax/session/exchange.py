@@ -34,7 +34,8 @@ def exchange(link: Conversation, pokes: list[bytes], reader: SessionReader
         for event in reader.feed(packet):
             if isinstance(event, events.ErrorLine):
                 words.append(event.text)
-            results |= isinstance(event, (events.ResultBlock, events.PlotPlane))
+            results |= isinstance(event, (events.ResultBlock, events.PlotPlane,
+                                          events.NormalModes))
             yield event
     if results and not reader.finished:
         raise CalculationFailed("\n".join(words) or "the backend ended the session in the middle "

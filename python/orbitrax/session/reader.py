@@ -7,10 +7,10 @@ yields how many bytes come next and is sent those bytes.
 
 from __future__ import annotations
 
-from orbitrax.arrays import unpacked
+from orbitrax.arrays import shortest, unpacked
 from orbitrax.errors import ProtocolError
-from orbitrax.job import (LANGEVIN, MOLECULAR_DYNAMICS, MONTE_CARLO, OPTIMISATION,
-                          SINGLE_POINT)
+from orbitrax.job import (LANGEVIN, MOLECULAR_DYNAMICS, MONTE_CARLO, OPTIMISATION, SINGLE_POINT,
+                          VIBRATIONS)
 from orbitrax.link import events, wire
 from orbitrax.link.sections import SectionReader
 
@@ -34,6 +34,7 @@ _LINES = {
 }
 
 _MAX_ORBITALS = 1 << 24
+_MAX_MODES = 1 << 16
 
 
 class SessionReader:
@@ -55,6 +56,7 @@ class SessionReader:
         self._data = bytearray()
         self._at_report_point = True  # what comes next would be a result block
         self._finished = False
+        self._modes = calc_kind == VIBRATIONS
         job = self._JOBS.get(calc_kind, SessionReader._single_point)
         self._script = self._session(first, job(self))
         self._wanted = next(self._script)
@@ -124,6 +126,8 @@ class SessionReader:
             self._ready.append(events.NodeCount(count))
         yield from job
         n_orbitals = yield from self._orbital_data()
+        if self._modes:
+            yield from self._normal_modes()
         if self._eigenvectors:
             yield from self._eigenvector_matrices(n_orbitals)
 
@@ -150,6 +154,17 @@ class SessionReader:
             self._ready.append(events.Coordinates(unpacked("f", xyz)))
             self._at_report_point = not final
 
+    def _normal_modes(self) -> Script:
+        n = _word((yield 4))
+        if not 0 <= n <= min(3 * self._n_atoms, _MAX_MODES):
+            raise ProtocolError(f"the backend announces {n} normal modes")
+        records = (yield wire.ModeRecord.size * n) if n else b""
+        rows = _word((yield 4))
+        if rows != n:
+            raise ProtocolError(f"the backend announces {n} normal modes and {rows} eigenvectors")
+        vectors = (yield 4 * n * n) if n else b""
+        self._ready.append(_modes(records, vectors))
+
     # What a job brings ahead of its orbitals, by the number of its kind.
     _JOBS = {SINGLE_POINT: _single_point, OPTIMISATION: _report_points,
              MOLECULAR_DYNAMICS: _moving_points, LANGEVIN: _moving_points,
@@ -175,6 +190,19 @@ class SessionReader:
         for spin in ("alpha", "beta") if self._unrestricted else ("alpha",):
             matrix = yield 4 * n * n
             self._ready.append(events.Eigenvectors(spin, n, unpacked("f", matrix)))
+
+
+class ModeReader(SessionReader):
+    """Reads the packets of a session that makes the modes of a kept force matrix, and nothing else.
+    """
+
+    def __init__(self, n_atoms: int, first: bool):
+        super().__init__(n_atoms, False, False, first, VIBRATIONS)
+
+    def _session(self, first: bool, job: Script) -> Script:
+        if first:
+            self._ready.append(events.NodeCount(_word((yield 4))))
+        yield from self._normal_modes()
 
 
 class PlotReader(SessionReader):
@@ -218,3 +246,16 @@ def _orbitals(data: bytes, n: int) -> events.OrbitalData:
 
 def _label(data: bytes) -> str:
     return data.split(b"\0", 1)[0].decode("latin-1").strip()
+
+
+def _modes(records: bytes, vectors: bytes) -> events.NormalModes:
+    size = wire.ModeRecord.size
+    rows = [wire.ModeRecord.unpack(records[i:i + size]) for i in range(0, len(records), size)]
+    order = [row["nIndex"] for row in rows]
+    if sorted(order) != list(range(len(rows))):
+        raise ProtocolError("the backend numbers its normal modes in no order")
+    return events.NormalModes(
+        [shortest(row["flFrequency"]) for row in rows],
+        [shortest(row["flIntensity"]) for row in rows], [row["nSymmetryIndex"] for row in rows],
+        [_label(wire.word(row["sSymmetryLabel"])) for row in rows], order,
+        unpacked("f", vectors))
