@@ -5,7 +5,8 @@ from __future__ import annotations
 import time
 from _thread import allocate_lock
 
-from orbitrax.errors import Cancelled, LinkClosed, OrbitraxError, UsageError
+from orbitrax.errors import Cancelled, InputError, LinkClosed, OrbitraxError, UsageError
+from orbitrax.link import events
 from orbitrax.link.process import PATIENCE, SHORT_PATIENCE, Process, find_backend
 from orbitrax.methods import find_method
 from orbitrax.results.builder import ResultBuilder
@@ -17,7 +18,7 @@ from orbitrax.tables import load_parameters
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     import os
-    from collections.abc import Callable, Generator, Iterable, Iterator
+    from collections.abc import Callable, Generator, Iterable, Iterator, Sequence
     from typing import Any
 
     from orbitrax.grids.frame import Frame
@@ -28,6 +29,7 @@ if TYPE_CHECKING:
     from orbitrax.methods import Method
     from orbitrax.results.result import Result
     from orbitrax.tables import ParameterSet
+    from orbitrax.vibrations.modes import Modes
 
     Listener = Callable[[Event], None]
 
@@ -153,6 +155,34 @@ class Backend:
                                      settings.calc_kind)
 
             yield from self._session(job, pokes, time_limit, reader)
+
+    def modes(self, masses: Sequence[float], time_limit: float | None = None) -> Modes:
+        """The normal modes of the molecule that `run` ran last, with other masses for its atoms,
+        atomic mass units, from the force matrix that a job of vibrations has left. Computes no
+        energy. Raises UsageError where no such job was the last, InputError where the backend
+        refuses, LinkError as `run` does."""
+        from orbitrax.job import VIBRATIONS
+        from orbitrax.results.builder import modes_of
+        from orbitrax.session.encode import mode_packets
+        from orbitrax.session.reader import ModeReader
+
+        if self._last is None or self._last[0].settings.calc_kind != VIBRATIONS:
+            raise UsageError("there is no force matrix: run a job of vibrations on this backend "
+                             "first")
+        job = self._last[0].replace(self._last[0].molecule.replace(masses=masses))
+        words: list[str] = []
+        found = None
+        with self._reserved() as pokes:
+            pokes += mode_packets(job)
+            for event in self._session(job, pokes, time_limit,
+                                       lambda first: ModeReader(len(job.molecule), first)):
+                if isinstance(event, events.NormalModes):
+                    found = modes_of(job, event)
+                elif isinstance(event, (events.ErrorLine, events.WarningLine)):
+                    words.append(event.text)
+        if found is None:
+            raise InputError("\n".join(words) or "the backend sent no modes")
+        return found
 
     def plot(self, plot: Plot | str = "homo", frame: Frame | None = None,
              on_event: Listener | None = None, time_limit: float | None = None) -> Grid:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, ZINDOS, Method, find_method
-from orbitrax.molecules.elements import CAPPING_VALENCE, SYMBOLS, valence_electrons
+from orbitrax.molecules.elements import CAPPING_VALENCE, MASSES, SYMBOLS, valence_electrons
 from orbitrax.molecules.geometry import TOO_CLOSE, pairs_nearer
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.settings import LARGEST_WORD, Settings, declared, option
@@ -19,7 +19,8 @@ if TYPE_CHECKING:
     from orbitrax.tables import ParameterSet
 
 # Kinds of calculation, by number.
-SINGLE_POINT, OPTIMISATION, MOLECULAR_DYNAMICS, LANGEVIN, MONTE_CARLO = 0, 1, 2, 7, 8
+SINGLE_POINT, OPTIMISATION, MOLECULAR_DYNAMICS, VIBRATIONS = 0, 1, 2, 4
+LANGEVIN, MONTE_CARLO = 7, 8
 
 MOLECULE, SCF, RESTRAINTS, OUTPUT = (  # headings of settings
     "molecule", "electronic structure", "restraints", "output and backend")
@@ -212,6 +213,12 @@ class Job:
         if self.selection is None:
             return range(len(self.molecule))
         return [number - 1 for number in self.selection]
+
+    @property
+    def masses(self) -> Sequence[float]:
+        """Of all atoms, atomic mass units."""
+        given: Sequence[float] | None = self.molecule.plain_masses
+        return [MASSES[number] for number in self.molecule.z] if given is None else given
 
     @property
     def bonds(self) -> list[list[int]]:

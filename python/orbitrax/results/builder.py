@@ -16,6 +16,7 @@ if TYPE_CHECKING:
     from typing import Any
 
     from orbitrax.job import Job
+    from orbitrax.vibrations.modes import Modes
 
 NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
              "Unable to allocate memory")  # in texts of the backend
@@ -151,12 +152,38 @@ class ResultBuilder:
         _all_finite(event.values, "eigenvectors")
         self.result.eigenvectors = {**(self.result.eigenvectors or {}), event.spin: event.vectors}
 
+    def _modes(self, event: events.NormalModes) -> None:
+        self.result.modes = modes_of(self._job, event)
+
     _TAKERS = {
         events.LogLine: _log, events.StatusLine: _status, events.WarningLine: _warning,
         events.ErrorLine: _error, events.ResultBlock: _block, events.Charges: _charges,
         events.Coordinates: _coordinates,
         events.Precise: _precise, events.OrbitalData: _orbitals, events.Eigenvectors: _vectors,
+        events.NormalModes: _modes,
     }
+
+
+def modes_of(job: Job, event: events.NormalModes) -> Modes | None:
+    """The modes of a job; None where none came. Raises CalculationFailed for modes that are not
+    finite."""
+    from orbitrax.vibrations.modes import Modes
+
+    if not event.order:
+        return None
+    _all_finite(event.frequencies, "frequencies")
+    _all_finite(event.intensities, "intensities")
+    _all_finite(event.values, "normal modes")
+    moving = [i for i in job.selected if job.molecule.z[i] > 0]
+    if 3 * len(moving) != len(event.order):
+        raise CalculationFailed(f"the backend sent {len(event.order)} normal modes of "
+                                f"{len(moving)} atoms")
+    xyz, masses = job.molecule.xyz, job.masses
+    labels = [f"{index}{label}" for index, label in
+              zip(event.symmetry_index, event.symmetry_labels)]
+    return Modes([job.molecule.z[i] for i in moving], moving, [masses[i] for i in moving],
+                 [xyz[3 * i:3 * i + 3] for i in moving], event.frequencies, event.intensities,
+                 labels, event.vectors[event.order])
 
 
 def lacks_memory(words: str) -> bool:
@@ -170,7 +197,7 @@ def _finite(value: float, what: str) -> float:
     return value
 
 
-def _all_finite(values: array[float], what: str) -> array[float]:
+def _all_finite(values: Any, what: str) -> Any:
     if not finite(values):
         _finite(math.nan, what)
     return values

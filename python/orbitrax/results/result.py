@@ -11,6 +11,7 @@ if TYPE_CHECKING:
     from typing import Any
 
     from orbitrax.arrays import Array
+    from orbitrax.vibrations.modes import Modes
 
 
 _EMPTY, _FULL = 0.01, 1.99  # electrons
@@ -33,6 +34,8 @@ class Result:
     unpaired electrons by atom. bond_orders: rows of two atom numbers from 1 and Wiberg's bond order
     (open shells by both spins); valences: n, their sums; both where the job asks for them.
     remarks: what is odd about the result, in words.
+
+    modes: the normal modes of a job that computes them, an `orbitrax.Modes`.
 
     blocks: what the task has to tell beside, by name, as in the JSON document. search: of a search
     that this side led, each criterion by name with value, limit, unit and whether it was met.
@@ -60,6 +63,7 @@ class Result:
     orbital_symmetries: list[str] | None = None
     eigenvectors: dict[str, Array] | None = None
     point_group: str | None = None
+    modes: Modes | None = None
     converged: bool | None = None
     cycles: int | None = None
     energy_points: int | None = None

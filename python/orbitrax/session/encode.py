@@ -7,9 +7,10 @@ import math
 import struct
 
 from orbitrax.errors import InputError
+from orbitrax.job import VIBRATIONS
 from orbitrax.link import wire
 from orbitrax.link.sections import ASKED, further_packets
-from orbitrax.molecules.elements import MASSES, valence_orbitals
+from orbitrax.molecules.elements import valence_orbitals
 from orbitrax.settings import LARGEST_FLOAT
 
 TYPE_CHECKING = False
@@ -70,6 +71,16 @@ def plot_packets(job: Job, plot: Plot, frame: Frame) -> list[bytes]:
             wire.packet(job_options(job))]
 
 
+def mode_packets(job: Job) -> list[bytes]:
+    """The packets of a later session that makes modes with the masses of this job, from the force
+    matrix that an earlier one has left."""
+    packets = job_packets(job)
+    values = _options(job, wire.RunOptions)
+    values.update(fComputeForceMatrix=0, fSendOrbitals=0)
+    packets[1] = wire.packet(wire.RunOptions.pack(values))
+    return packets
+
+
 def _debug_packet(job: Job) -> bytes:
     return wire.packet(wire.word(int(job.settings.debug)), wire.DEBUG_FLAG)
 
@@ -98,7 +109,8 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
         values.update(fCalculate=1, nExtensions=ASKED if settings.precise else 0,
                       nTotalCharge=job.charge, nMultiplicity=job.multiplicity,
                       flOverlapSigma=job.sigma, flOverlapPi=job.pi,
-                      nSpinTreatment=int(job.uhf), fSendOrbitals=int(job.eigenvectors))
+                      nSpinTreatment=int(job.uhf), fSendOrbitals=int(job.eigenvectors),
+                      fComputeForceMatrix=int(settings.calc_kind == VIBRATIONS))
         if settings.log_level is None:
             values["nLogLevel"] = LOG_SILENT
     else:
@@ -137,7 +149,7 @@ def atom_records(job: Job) -> bytes:
     """One AtomRecord for each atom of the molecule, selected or not."""
     molecule = job.molecule
     charges = molecule.plain_charges or (0.0,) * len(molecule)
-    masses = molecule.plain_masses or [MASSES[number] for number in molecule.z]
+    masses = job.masses
     _check_each(job, charges, "charge")
     _check_each(job, masses, "mass")
     for i, mass in enumerate(masses):
