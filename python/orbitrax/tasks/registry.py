@@ -29,6 +29,8 @@ class TaskRow:
 TASKS = (
     TaskRow("energy", "energy", "Energy", "energy, orbitals, charges and dipole of one structure"),
     TaskRow("optimize", "optimize", "Optimize", "the nearest structure of lowest energy"),
+    TaskRow("vibrations", "vibrations", "Vibrations",
+            "normal modes, infrared spectrum and free energy of a structure"),
     TaskRow("plot", "plot", "PlotTask",
             "an orbital, a density or the potential, as a picture or a cube file"),
     TaskRow("md", "md", "MolecularDynamics", "molecular dynamics: atoms moved by their forces"),
@@ -50,8 +52,7 @@ TOOLS = {
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("vibrations", "ts", "transit", "langevin", "montecarlo", "uv", "batch",
-               "serve")
+UNAVAILABLE = ("ts", "transit", "langevin", "montecarlo", "uv", "batch", "serve")
 
 
 def find_task(name: str) -> type[Task]:

@@ -74,6 +74,10 @@ OUTPUTS = (
     OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
     OutputRow("structure", "structure", "StructureOutput", printable=True),
     OutputRow("motion", "motion", "MotionOutput"),
+    OutputRow("modes", "vibrations", "ModesOutput", (".molden",)),
+    OutputRow("bands", "vibrations", "BandsOutput", (".csv",)),
+    OutputRow("animation", "vibrations", "AnimationOutput", (".gif", ".xyz")),
+    OutputRow("spectrum", "vibrations", "SpectrumOutput"),
     OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
     OutputRow("picture", "plots", "PictureOutput"),
 )
