@@ -1,5 +1,6 @@
-"""Where users of ASE look for the calculator: `from orbitrax.ase import Orbitrax`."""
+"""Where users of ASE look: `from orbitrax.ase import Orbitrax, vibrations`."""
 
 from orbitrax.bridges.ase import Orbitrax
+from orbitrax.bridges.ase_vibrations import vibrations
 
-__all__ = ["Orbitrax"]
+__all__ = ["Orbitrax", "vibrations"]

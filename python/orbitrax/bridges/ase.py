@@ -165,11 +165,24 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
         """An orbital ("homo", "lumo+1", a number), "density", "spin-density", "potential" or an
         `orbitrax.Plot` of the atoms calculated last: an `orbitrax.Grid` on the points of `frame`,
         by default those of `orbitrax.box_around`."""
-        with _ase_errors():
+        with ase_errors():
             return self._backend.plot(plot, frame)
 
+    def vibrations(self, atoms: Any = None, optimize: bool = False) -> Any:
+        """The vibrations of atoms, those calculated last by default, as an
+        `ase.vibrations.VibrationsData`; at the nearest minimum with optimize."""
+        from orbitrax.bridges.ase_vibrations import vibrations
+
+        if atoms is not None:
+            self.atoms = atoms.copy()
+        job = self._job()
+        settings = {name: self.parameters[name] for name in _SETTINGS}
+        settings.update(charge=job.charge, multiplicity=job.multiplicity, uhf=job.uhf)
+        return vibrations(self.atoms, self.parameters.method, self._backend, optimize=optimize,
+                          **settings)
+
     def _run(self) -> Result:
-        with _ase_errors():
+        with ase_errors():
             job = self._job()
             result = self._backend.run(job)
             analyse(job, result, self._backend)
@@ -184,7 +197,7 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
 
 
 @contextlib.contextmanager
-def _ase_errors() -> Iterator[None]:
+def ase_errors() -> Iterator[None]:
     """Turns our errors into those of ASE."""
     try:
         yield
