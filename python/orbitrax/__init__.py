@@ -57,6 +57,8 @@ if TYPE_CHECKING:
     from orbitrax.tasks.md import MolecularDynamics
     from orbitrax.tasks.montecarlo import MonteCarlo
     from orbitrax.tasks.optimize import Optimize
+    from orbitrax.tasks.vibrations import Vibrations
+    from orbitrax.vibrations.modes import Modes
 
 # The public names by their modules.
 _HOMES = {
@@ -88,18 +90,21 @@ _HOMES = {
     "tasks.md": "MolecularDynamics",
     "tasks.montecarlo": "MonteCarlo",
     "tasks.optimize": "Optimize",
+    "tasks.vibrations": "Vibrations",
+    "vibrations.modes": "Modes",
 }
 _MODULES = {name: module for module, names in _HOMES.items() for name in names.split()}
 
 __all__ = [
     "__version__", "Backend", "BackendDied", "BackendNotFound", "CalculationFailed", "Cancelled",
     "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Interrupted", "Job",
-    "Langevin", "LinkClosed", "LinkError", "METHODS", "Method", "MolecularDynamics", "Molecule",
-    "MoleculeError", "MonteCarlo", "NotConverged", "Optimize", "OrbitraxError", "OutOfMemory",
-    "ParameterError", "Plot", "ProtocolError", "Restraint", "Result", "SettingError", "Stopped",
-    "TimeLimitExceeded", "UsageError", "as_molecule", "box_around", "charges", "energy",
-    "find_method", "from_ase", "from_smiles", "optimize", "plane_through", "read_molecule", "run",
-    "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
+    "Langevin", "LinkClosed", "LinkError", "METHODS", "Method", "Modes", "MolecularDynamics",
+    "Molecule", "MoleculeError", "MonteCarlo", "NotConverged", "Optimize", "OrbitraxError",
+    "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint", "Result",
+    "SettingError", "Stopped", "TimeLimitExceeded", "UsageError", "Vibrations", "as_molecule",
+    "box_around", "charges", "energy", "find_method", "from_ase", "from_smiles", "optimize",
+    "plane_through", "read_molecule", "run", "save_picture", "schema", "slater_basis",
+    "to_cclib", "write_cube", "write_molden",
 ]
 
 

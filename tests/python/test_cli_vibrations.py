@@ -1,0 +1,125 @@
+"""The task `vibrations` as a user meets it: every run is a process."""
+
+import json
+import os
+import subprocess
+import sys
+
+import ase.io
+import numpy as np
+import pytest
+from support import ROOT
+
+pytestmark = pytest.mark.timeout(400)
+
+ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python"), "NO_COLOR": "1"}
+
+
+def vibrations(*arguments, molecule="examples/water.xyz"):
+    return subprocess.run(
+        [sys.executable, "-m", "orbitrax", "vibrations", molecule, "-m", "am1",
+         *map(str, arguments)], cwd=ROOT, capture_output=True, text=True, timeout=120,
+        env=ENVIRONMENT)  # fmt: skip
+
+
+def test_json_has_every_number_of_the_table():
+    done = vibrations("--optimize", "--isotope", "2=D", "--temperature", 400, "--json")
+    assert (done.returncode, done.stderr) == (0, "")
+    found = json.loads(done.stdout)
+    block = found["vibrations"]
+    assert found["task"] == "vibrations" and found["point_group"] == "C2V"
+    assert block["optimized"] and block["optimization_cycles"] > 0 and block["imaginary"] == 0
+    modes = block["modes"]
+    assert [mode["symmetry"] for mode in modes] == ["1A1", "1B2", "2A1"]
+    assert modes[0]["frequency_cm1"] == pytest.approx(1885.35, abs=0.05)
+    assert np.array(modes[0]["displacements"]).shape == (3, 3)
+    assert modes[1]["intensity_km_mol"] == pytest.approx(
+        np.log(10) * modes[1]["intensity_decadic_km_mol"])
+    assert len(block["external_frequencies_cm1"]) == 6
+    assert len(block["rotational_constants_cm1"]) == 3
+    gas = block["thermochemistry"]
+    assert gas["temperature_k"] == 400 and gas["symmetry_number"] == 2 and gas["reason"] is None
+    assert gas["free_energy"] == pytest.approx(
+        found["total_energy"] + gas["zero_point_energy"] + gas["thermal_enthalpy"]
+        - 0.4 * gas["entropy_cal_mol_k"])
+    (other,) = block["isotopologues"]
+    assert other["isotopes"] == "2=D" and other["masses_amu"] == [15.999, 2.014102, 1.008]
+    assert other["modes"][1]["symmetry"] is None
+    assert other["zero_point_energy"] < gas["zero_point_energy"]
+
+
+def test_a_slope_has_a_document_and_a_status():
+    done = vibrations("--json")
+    found = json.loads(done.stdout)
+    assert done.returncode == 1 and found["status"] == "unconverged"
+    assert found["task"] == "vibrations" and "stationary" in found["errors"][-1]
+    assert found["vibrations"]["modes"] is None and found["vibrations"]["thermochemistry"] is None
+    done = vibrations("--allow-unconverged", "--json")
+    found = json.loads(done.stdout)["vibrations"]
+    assert done.returncode == 0 and len(found["modes"]) == 3
+    assert found["thermochemistry"]["free_energy"] is None
+    assert found["thermochemistry"]["reason"] == "the structure is no stationary point"
+
+
+def test_files_of_all_kinds(tmp_path):
+    for name, more in (("a.csv", ()), ("a.molden", ()), ("a.png", ()), ("a.svg", ()),
+                       ("a.gif", ("--animate", 3)), ("a.xyz", ("--animate", 3))):  # fmt: skip
+        done = vibrations("--optimize", "-q", "-o", tmp_path / name, *more)
+        assert (done.returncode, done.stdout, done.stderr) == (0, "", ""), name
+    rows = (tmp_path / "a.csv").read_text().splitlines()
+    assert len(rows) == 4 and rows[3].endswith(",2A1")
+    assert (tmp_path / "a.png").read_bytes()[:4] == b"\x89PNG"
+    assert "wavenumber" in (tmp_path / "a.svg").read_text()
+    frames = ase.io.read(tmp_path / "a.xyz", index=":")
+    moved = np.array([atoms.positions for atoms in frames]) - frames[0].positions
+    assert len(frames) == 24 and np.abs(moved[12]).max() < 1e-6
+    assert np.linalg.norm(moved[6], axis=1).max() == pytest.approx(0.35, abs=1e-4)
+    assert np.abs(moved[6] + moved[18]).max() < 1e-6
+    from PIL import Image
+
+    with Image.open(tmp_path / "a.gif") as picture:
+        assert picture.n_frames == 24 and picture.width == 480
+        first = np.asarray(picture.convert("RGB"), dtype=int)
+        picture.seek(6)
+        assert np.abs(np.asarray(picture.convert("RGB"), dtype=int) - first).max() > 50
+
+
+def test_molden_files_hold_what_viewers_read(tmp_path):
+    path = tmp_path / "a.molden"
+    vibrations("--optimize", "-q", "-o", path)
+    parts = dict(part.split("]", 1) for part in path.read_text().split("[")[1:])
+    assert list(parts) == ["Molden Format", "Atoms", "FREQ", "INT", "FR-COORD", "FR-NORM-COORD"]
+    assert len(parts["FREQ"].split()) == 3 == len(parts["INT"].split())
+    bohr = np.array([line.split()[1:] for line in parts["FR-COORD"].split("\n")[1:4]], dtype=float)
+    angstrom = np.array([line.split()[3:] for line in parts["Atoms"].split("\n")[1:4]],
+                        dtype=float)
+    assert np.abs(bohr * 0.529177210903 - angstrom).max() < 1e-6
+    moves = [line.split() for line in parts["FR-NORM-COORD"].split("\n") if "vib" not in line]
+    assert np.linalg.norm(np.array([m for m in moves if m][:3], dtype=float)) == pytest.approx(
+        1, abs=1e-5)
+
+
+@pytest.mark.parametrize("arguments, words", [
+    (("-o", "a.doc"), "its name does not tell"), (("--animate", "1"), "needs a file"),
+    (("-o", "a.xyz"), "which mode"), (("--animate", "1", "-o", "a.png"), "NAME.gif"),
+    (("--isotope", "3=Q"), "no isotope"), (("--isotope", "7=D"), "no atom 7"),
+    (("--temperature", "0"), "above 0"), (("--pressure", "-1"), "above 0"),
+    (("--optimize", "--animate", "4", "-o", "a.gif"), "no mode 4"),
+])  # fmt: skip
+def test_what_cannot_be_is_refused(arguments, words):
+    done = vibrations(*arguments)
+    assert done.returncode == 2 and words in done.stderr
+    assert not (ROOT / "a.gif").exists()
+
+
+def test_a_saddle_point_is_named(tmp_path):
+    """Planar ammonia."""
+    path = tmp_path / "planar.xyz"
+    corners = [(np.cos(a), np.sin(a)) for a in (0, 2 * np.pi / 3, 4 * np.pi / 3)]
+    path.write_text("4\n\nN 0 0 0\n" + "".join(f"H {x} {y} 0\n" for x, y in corners))
+    done = vibrations("--optimize", molecule=str(path))
+    assert done.returncode == 0
+    assert "a saddle point, 1 imaginary frequency" in done.stdout
+    first = next(line for line in done.stdout.splitlines() if line.startswith("    1"))
+    assert first.split()[1].endswith("i") and first.split()[3] == '1A2"'
+    assert "1 left out" in done.stdout and "D3H" in done.stdout
