@@ -24,6 +24,7 @@ namespace {
 struct ReferencePoint {
     Array<double> vCoords;
     StartPoint Start;
+    ScfRecord Account = scf.Account;
     float flLimit = options.flConvergenceLimit;
     bool fFinalReport = setup.fFinalReport;
 
@@ -39,8 +40,17 @@ struct ReferencePoint {
         scf.fNearStart = false;
         std::copy(vCoords.begin(), vCoords.end(), system.pCoords.begin());
         RestoreStartPoint(Start);
+        scf.Account = Account;
         options.flConvergenceLimit = flLimit;
         setup.fFinalReport = fFinalReport;
+    }
+    /// Enters the displaced points into the account that is given back: it is the same whoever
+    /// computed them, and a point that was tried twice counts once.
+    void Enter(const DifferenceReport& report) {
+        Account.nRuns += report.nPoints;
+        Account.nRunsSince += report.nPoints;
+        Account.nUnconverged += report.nUnconverged;
+        Account.nUnconvergedSince += report.nUnconverged;
     }
     ReferencePoint(const ReferencePoint&) = delete;
     ReferencePoint& operator=(const ReferencePoint&) = delete;
@@ -79,7 +89,7 @@ Array<int> ListItems(int nAtoms) {
 void RunScfFrom(const StartPoint& start, const StartPoint& reference) {
     RestoreStartPoint(start);
     RunScf();
-    if (scf.fConverged) return;
+    if (scf.Account.fConverged) return;
     scf.fNearStart = false;
     RestoreStartPoint(reference);
     RunScf();
@@ -98,8 +108,8 @@ void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, do
     for (int j = 0; j < task.nOrder; ++j) vRow[j] += dSign * gradient.pGradient[j];
     double* vTail = vRow + task.nOrder;
     for (int c = 0; c < 3; ++c) vTail[kDipoleX + c] += dSign * properties.dDipoleTable[3][c];
-    vTail[kCycles] += scf.nCycles;
-    vTail[kUnconverged] += scf.fConverged ? 0.0 : 1.0;
+    vTail[kCycles] += scf.Account.nCycles;
+    vTail[kUnconverged] += scf.Account.fConverged ? 0.0 : 1.0;
 }
 
 /// What a worker does, and the process where it has none: one coordinate, both ways. The second way
@@ -242,10 +252,11 @@ DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, 
     const int n = 3 * nAtoms;
     std::fill(mHessian, Row(mHessian, n, n), 0.0);
     std::fill(mDipoles, Row(mDipoles, 3, n), 0.0);
-    const ReferencePoint reference(scheme);
+    ReferencePoint reference(scheme);
     Task task{scheme, reference, nAtoms, n, ListItems(nAtoms), mHessian, mDipoles, {}, {}};
     Progress progress(task);
     if (!ComputeWithWorkers(nMostWorkers, task, progress)) ComputeAlone(task, progress);
+    reference.Enter(task.Report);
     Symmetrise(n, mHessian);
     return task.Report;
 }

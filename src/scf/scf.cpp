@@ -278,7 +278,7 @@ void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
 
     // The run, and what depends on the geometry alone.
-    scf.fResultsValid = gradient.fComputed = scf.fConverged = false;
+    scf.fResultsValid = gradient.fComputed = false;
     ComputeChargeOrigin();
     ++scf.nScfRuns;
     if (ThisKind().fCountsPoints) results.Block.nEnergyPoints = scf.nScfRuns;
@@ -294,8 +294,6 @@ void RunScf() {
     SpinRun a = AlphaRun(), b = BetaRun();
     Iterate(run, a, b);
     CountScf(run);
-    scf.nCycles = run.Cycle.nCycle;
-    scf.fConverged = run.Cycle.fConverged;
     FinishRun(run, a, b);
 }
 

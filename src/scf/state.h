@@ -89,8 +89,6 @@ struct ScfState {
     Array<double> pWork;            ///< scratch of the Fock builders and the pseudo-diagonaliser
 
     // Results of the last SCF.
-    int nCycles = 0;                ///< cycles that it took
-    bool fConverged = false;        ///< the energy has settled; else the limit of cycles ended it
     double dTotalEnergy = 0.0;      ///< kcal/mol, electronic and core, with the state correction
     double dElectronic = 0.0;       ///< kcal/mol
     double dCoreRepulsion = 0.0;    ///< kcal/mol

@@ -36,8 +36,9 @@ void RunScf() {
         const std::array<double, 3> vDipole = model.Dipole(x);
         std::copy(vDipole.begin(), vDipole.end(), properties.dDipoleTable[3]);
     }
-    scf.nCycles = 1;
-    scf.fConverged = model.nUnconverged-- <= 0;
+    ++scf.Account.nRuns;
+    scf.Account.nCycles = 1;
+    scf.Account.fConverged = model.nUnconverged-- <= 0;
     FinishGradient(1.0);
     if (job.nCalcKind == kMonteCarlo)
         results.Block.flTotalEnergy = static_cast<float>(scf.dTotalEnergy);

@@ -212,11 +212,13 @@ TEST_F(Displacements, AreTheSameToTheLastBitWithWorkers) {
     const TestMatrix alone = Compute(7);
     for (const int nWorkers : {2, 3, 40}) {
         Prepare(7, Rough);
+        const int nRuns = scf.Account.nRuns;
         const TestMatrix shared = Compute(7, nWorkers);
         EXPECT_EQ(report.nWorkers, std::min(nWorkers, 21));
         EXPECT_EQ(std::memcmp(alone.Data(), shared.Data(), 21 * 21 * sizeof(double)), 0);
         EXPECT_EQ(report.nPoints, 42);
         EXPECT_EQ(report.nCycles, 42);
+        EXPECT_EQ(scf.Account.nRuns - nRuns, 42);
         EXPECT_EQ(client.Texts(kPacketStatusLine).back(), "Computing the force matrix: done 100%.");
         EXPECT_TRUE(HasNoChild());
     }

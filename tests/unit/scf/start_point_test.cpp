@@ -60,7 +60,7 @@ TEST_P(StartPoints, MakeAnScfIndependentOfThoseBeforeIt) {
 TEST_P(StartPoints, MakeANearStartIndependentToo) {
     scf.fNearStart = true;
     const std::vector<double> first = Displaced(0, 0.004);
-    EXPECT_TRUE(scf.fConverged);
+    EXPECT_TRUE(scf.Account.fConverged);
     Displaced(4, -0.3);
     Displaced(7, 0.2);
     const std::vector<double> again = Displaced(0, 0.004);
