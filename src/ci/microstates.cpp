@@ -31,8 +31,8 @@ void CheckWindow(const CiWindow& window) {
 /// The states as a client that asks for more than the log has them: the lowest of the spin of the
 /// job first, and transitions from it.
 void KeepStates(const ScfLevels& levels, const ChosenStates& chosen, Interaction& interaction) {
-    if (options.nExtensions == 0) return;
-    const int nStates = std::min(interaction.States.nConfigs, 20);
+    if (!AsksFor(options.nExtensions, 1U << kCiSection)) return;
+    const int nStates = std::min(interaction.States.nConfigs, std::max(20, chosen.nWanted + 1));
     MoveToFront(chosen.nFirst, interaction.States);
     Array<StateProperties> pProperties;
     pProperties.Take(static_cast<std::size_t>(nStates), kWork);
@@ -58,8 +58,8 @@ CiEnergies RunMicrostateCi(const ScfLevels& levels, const StateMatrices& out) {
     Array<double> vState;
     vState.Take(static_cast<std::size_t>(interaction.Configs.nConfigs), kWork);
     TakeState(interaction.States, chosen.nWanted, vState.Data());
+    KeepStates(levels, chosen, interaction);  // before the orbitals give way
     BuildNaturalOrbitals(interaction, vState.Data(), out);
-    KeepStates(levels, chosen, interaction);
     return {chosen.dCorrection, chosen.dNextStateCorrection};
 }
 

@@ -27,7 +27,7 @@ void ReportStates(const ScfLevels& levels, const Interaction& interaction, int n
     pProperties.Take(static_cast<std::size_t>(nStates), kWork);
     FillProperties(levels, interaction, nStates, pProperties.Data());
     KeepRecords(interaction.States, pProperties.Data());
-    if (options.nExtensions != 0)
+    if (AsksFor(options.nExtensions, 1U << kCiSection))
         KeepDetails(interaction, pProperties.Data(), nWanted, {nStates, 0.02}, ci.Details);
     LogSpectrum(interaction, pProperties.Data());
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ci/state.h"
 #include "exchange/results.h"
 #include "exchange/section_block.h"
 #include "gradient/state.h"
@@ -60,8 +61,36 @@ void AddScf(SectionBlock& block) {
     StartScfCount();
 }
 
+/// Copies records behind what is there, and returns where the next go.
+unsigned char* Append(const void* pRecords, std::size_t nBytes, unsigned char* pTo) {
+    if (nBytes != 0) std::memcpy(pTo, pRecords, nBytes);
+    return pTo + nBytes;
+}
+
+/// The states of the last configuration interaction, if there is one.
+void AddCiStates(SectionBlock& block) {
+    const CiDetails& d = ci.Details;
+    if (!d.States) return;
+    const CiSectionHead head{.nKind = scf.nCiKind,
+                             .nConfigs = d.nConfigs,
+                             .nStates = static_cast<int>(d.States.Size()),
+                             .nContributions = static_cast<int>(d.Contributions.Size()),
+                             .nFirstLevel = d.nFirstLevel,
+                             .nLevels = d.nLevels,
+                             .nAlpha = d.nAlpha,
+                             .nBeta = d.nBeta,
+                             .nWanted = d.nWanted};
+    const std::size_t nStates = d.States.Size() * sizeof(CiStateDetail);
+    const std::size_t nContributions = d.Contributions.Size() * sizeof(CiContribution);
+    double* p = block.Add(kCiSection, (sizeof head + nStates + nContributions) / sizeof(double));
+    if (!p) return;
+    auto* pTo = Append(&head, sizeof head, reinterpret_cast<unsigned char*>(p));
+    pTo = Append(d.States.Data(), nStates, pTo);
+    Append(d.Contributions.Data(), nContributions, pTo);
+}
+
 /// What a client may ask for: the bit that does, and what then writes its sections. A new section
-/// is a kind in link/packets.h and a row here.
+/// is a kind in link/packets.h, or beside its records, and a row here.
 struct SectionRow {
     unsigned nBit;
     void (*Write)(SectionBlock& block);
@@ -70,6 +99,7 @@ constexpr SectionRow kSectionRows[] = {
     {1U << kEnergySection, AddEnergies}, {1U << kGradientSection, AddGradient},
     {1U << kDipoleSection, AddDipole},   {1U << kCoordinateSection, AddCoordinates},
     {1U << kChargeSection, AddCharges},  {1U << kScfSection, AddScf},
+    {1U << kCiSection, AddCiStates},
 };
 
 }  // namespace

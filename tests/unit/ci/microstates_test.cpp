@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "ci/ci.h"
+#include "ci/spectrum.h"
+#include "ci/state.h"
 #include "job/methods.h"
 #include "job/state.h"
 #include "link/link.h"
@@ -94,6 +96,30 @@ TEST_F(MicrostateCi, StatesHeatsAndOccupationsAreThoseOfOtherPrograms) {
         for (std::size_t k = 0; k < window.Occupations.size(); ++k)
             EXPECT_NEAR(vNaturalOcc[vNaturalOcc.size() - 1 - k], window.Occupations[k], 2e-5) << k;
     }
+}
+
+/// The first twenty states: the lowest of the spin in front, transitions from there.
+TEST_F(MicrostateCi, FirstStatesAreKeptForClientsThatAskForThem) {
+    const CiCase c{kZindoS, kBentFormaldehyde, 1, false, true, 3, 2};
+    Run(c);
+    EXPECT_FALSE(ci.Details.States);
+    RunCase(c);
+    options.nExtensions = static_cast<int>(kSectionsMark | 1U << kCiSection);
+    const CiEnergies energies = Run();
+    ASSERT_EQ(ci.Details.States.Size(), 20u);
+    EXPECT_EQ(ci.Details.nConfigs, 100);
+    EXPECT_EQ(ci.Details.nWanted, 0);
+    EXPECT_NEAR(ci.Details.States[0].dEnergy, energies.dHalfElectronCorrection * 27.211396, 1e-9);
+    EXPECT_NEAR(ci.Details.States[0].dSpinSquare, 0.0, 1e-9);
+    EXPECT_EQ(ci.Details.States[0].dOscillator, 0.0);
+    // Moments are those in the orbitals of the SCF, in whose place the natural ones stand now.
+    Interaction again;
+    SolveCase(c, again);
+    std::vector<StateProperties> properties(20);
+    FillProperties(LevelsOfScf(), again, 20, properties.data());
+    for (int k = 0; k < 20; ++k)
+        EXPECT_NEAR(LengthOf(ci.Details.States[k].vDipole),
+                    LengthOf(properties[static_cast<std::size_t>(k)].vDipole), 1e-6);
 }
 
 // ---- order of states ---------------------------------------------------------------------------

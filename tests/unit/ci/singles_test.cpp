@@ -273,6 +273,21 @@ TEST_F(SinglesCi, RecordsAreTheStatesWithTheChosenOneInFront) {
     EXPECT_EQ(energies.dNextStateCorrection, 0.0);
 }
 
+TEST_F(SinglesCi, StatesAreKeptForClientsThatAskForThem) {
+    RunCase({kZindoS, kBentFormaldehyde, 1, false, false, 3, 2});
+    options.nExtensions = static_cast<int>(kSectionsMark | ((1U << kCiSection) - 1));
+    RunSinglesCi(LevelsOfScf());
+    EXPECT_FALSE(ci.Details.States);
+    options.nExtensions = static_cast<int>(kSectionsMark | 1U << kCiSection);
+    RunSinglesCi(LevelsOfScf());
+    ASSERT_EQ(ci.Details.States.Size(), 13u);
+    for (int k = 0; k < 13; ++k) {
+        EXPECT_EQ(ci.Details.States[k].nVector, ci.CiStateTable[k].nVector);
+        EXPECT_FLOAT_EQ(static_cast<float>(ci.Details.States[k].dOscillator),
+                        ci.CiStateTable[k].flOscillator);
+    }
+}
+
 /// Without mixing of the reference a closed shell gains nothing by its singles.
 TEST_F(SinglesCi, GroundStateOfAClosedShellIsTheScf) {
     RunCase({kAm1, kBentFormaldehyde, 1, false, false, 4, 3});

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <map>
 
+#include "ci/state.h"
 #include "exchange/results.h"
 #include "exchange/section_block.h"
 #include "gradient/state.h"
@@ -89,6 +90,38 @@ TEST_F(Sections, AreThoseOfTheBitsAndNoOthers) {
     }
     EXPECT_EQ(Send(kAllSections).size(), 6u);
     EXPECT_TRUE(Send(Word(kFurtherOptionsBit)).empty());
+}
+
+TEST_F(Sections, OfStatesAreTheHeadTheStatesAndTheirConfigurations) {
+    BuildThree(kPm3);
+    EXPECT_TRUE(Send(Word(1U << 8)).empty());
+    scf.nCiKind = 1;
+    ci.Details.nConfigs = 9;
+    ci.Details.nFirstLevel = 4;
+    ci.Details.nLevels = 5;
+    ci.Details.nAlpha = 3;
+    ci.Details.nBeta = 2;
+    ci.Details.nWanted = 1;
+    ci.Details.States.Take(2, kWork);
+    ci.Details.States[1] = {7, 1, 1.5, 2.5, 3.5, 4.5, {5.5, 6.5, 7.5}, {8.5, 9.5, 10.5}};
+    ci.Details.Contributions.Take(1, kWork);
+    ci.Details.Contributions[0] = {1, 4, 6, 0, 0.25};
+    EXPECT_TRUE(Send(Word(0x3F)).count(8) == 0) << "not asked for";
+    const std::vector<double> values = Send(Word(1U << 8)).at(8);
+    ASSERT_EQ(values.size(), 5u + 2 * 11 + 3);
+    int nHead[10], nState[2], nContribution[4];
+    std::memcpy(nHead, values.data(), sizeof nHead);
+    const int wanted[10] = {1, 9, 2, 1, 4, 5, 3, 2, 1, 0};
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(nHead[i], wanted[i]) << i;
+    std::memcpy(nState, &values[16], sizeof nState);
+    EXPECT_EQ(nState[0], 7);
+    EXPECT_EQ(nState[1], 1);
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(values[17 + i], i + 1.5);
+    std::memcpy(nContribution, &values[27], sizeof nContribution);
+    EXPECT_EQ(nContribution[0], 1);
+    EXPECT_EQ(nContribution[1], 4);
+    EXPECT_EQ(nContribution[2], 6);
+    EXPECT_EQ(values[29], 0.25);
 }
 
 TEST_F(Sections, AreSentForTheirMarkAlone) {
