@@ -8,7 +8,7 @@ import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
-from orbitrax.pictures import picture
+from orbitrax.pictures import figures, picture
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM, box_around, plane_through, principal_axes
 from orbitrax.grids.grid import Grid
@@ -160,8 +160,8 @@ def test_a_picture_says_what_it_is(tmp_path):
 @pytest.mark.parametrize("name", ["a.jpeg", "a", "a.png.txt", ".png"])
 def test_other_names_are_refused(name):
     with pytest.raises(UsageError, match="no picture goes by this name; try .png, .svg or .pdf"):
-        picture.format_of(name)
-    assert picture.format_of("A.PNG") == "png"
+        figures.format_of(name)
+    assert figures.format_of("A.PNG") == "png"
 
 
 def test_without_matplotlib_the_message_says_what_to_install(monkeypatch, tmp_path):

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from orbitrax.errors import OrbitraxError
-from orbitrax.pictures.picture import format_of, load_matplotlib
+from orbitrax.pictures.figures import drawing_tools, format_of
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -27,7 +27,7 @@ def save_chart(columns: Mapping[str, Sequence[float]], title: str, path: str,
     if not columns["step"]:
         raise OrbitraxError(f"{path}: there are no frames to be drawn")
     timed = any(columns["time_ps"])
-    matplotlib = load_matplotlib()
+    matplotlib = drawing_tools()
     with matplotlib.rc_context({"svg.hashsalt": title, "svg.fonttype": "none"}):
         figure = matplotlib.figure.Figure(_SIZE, dpi=_DOTS, layout="constrained")
         figure.suptitle(title, fontsize=10)
@@ -52,7 +52,7 @@ def save_chart(columns: Mapping[str, Sequence[float]], title: str, path: str,
 def save_tables(tables: Sequence[Table], path: str, file: str | None = None) -> None:
     """Draws tables one below the other, each over its own axis; names as in `save_chart`."""
     form = format_of(path)
-    matplotlib = load_matplotlib()
+    matplotlib = drawing_tools()
     with matplotlib.rc_context({"svg.hashsalt": path, "svg.fonttype": "none"}):
         figure = matplotlib.figure.Figure((_SIZE[0], 1.0 + 3.0 * len(tables)), dpi=_DOTS,
                                           layout="constrained")

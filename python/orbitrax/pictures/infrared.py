@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from orbitrax.pictures.picture import format_of, load_matplotlib
+from orbitrax.pictures.figures import drawing_tools, save_figure
 from orbitrax.vibrations.spectrum import absorption, span
 
 TYPE_CHECKING = False
@@ -25,19 +25,15 @@ def save_spectrum(modes: Modes, title: str, path: str, file: str | None = None,
     """Draws a spectrum, absorption over wavenumber, sticks and Lorentzian bands of a width; the
     name of `path` tells the format, `file` is written instead if it is given. others: isotopologues
     and what they are called."""
-    form = format_of(path)
     figure = spectrum(modes, title, width, others)
-    about: dict[str, Any] = {"Title": title, "Date": None} if form == "svg" else {"Title": title}
-    if form == "pdf":
-        about["CreationDate"] = None
-    with load_matplotlib().rc_context({"svg.hashsalt": title, "svg.fonttype": "none"}):
-        figure.savefig(file or path, format=form, dpi=_DPI, metadata=about)
+    figure.set_dpi(_DPI)
+    save_figure(figure, path, file, title)
 
 
 def spectrum(modes: Modes, title: str, width: float = 12.0,
              others: Sequence[tuple[str, Modes]] = ()) -> Any:
     """The figure."""
-    matplotlib = load_matplotlib()
+    matplotlib = drawing_tools()
     figure = matplotlib.figure.Figure(_SIZE, layout="constrained")
     axes = figure.add_subplot()
     shown = [("", modes), *others]

@@ -3,16 +3,16 @@
 from __future__ import annotations
 
 import math
-import os
 
 import numpy as np
 
 from orbitrax.molecules.elements import SYMBOLS, formula_of
-from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
+from orbitrax.errors import CalculationFailed
 from orbitrax.molecules.geometry import find_bonds
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM, principal_axes
 from orbitrax.grids.grid import Grid
 from orbitrax.grids.plot import DENSITY, ORBITAL, ORBITAL_SQUARED, POTENTIAL, SPIN_DENSITY
+from orbitrax.pictures.figures import drawing_tools, save_figure
 from orbitrax.units import CODATA_KCAL_PER_HARTREE
 
 TYPE_CHECKING = False
@@ -20,8 +20,6 @@ if TYPE_CHECKING:
     from typing import Any
 
     from orbitrax.arrays import Array
-
-FORMATS = ("png", "svg", "pdf")
 
 # By kind: the value at which surfaces are drawn (of the density, for a potential), and the least
 # contour; from there on contours double.
@@ -49,20 +47,6 @@ _IN_PLANE = 0.3  # Angstrom: atoms this near to a plane lie in it
 _SHOWN = 1.6  # Angstrom: atoms farther from a plane are left out
 
 
-def format_of(path: str) -> str:
-    """The format that a file name asks for."""
-    suffix = os.path.splitext(path)[1].lower().lstrip(".")
-    if suffix not in FORMATS:
-        raise UsageError(f"{path}: no picture goes by this name; try .png, .svg or .pdf")
-    return suffix
-
-
-def check(path: str) -> None:
-    """Refuses a name that tells no format, and to draw without Matplotlib."""
-    format_of(path)
-    load_matplotlib()
-
-
 def usual_isovalue(grid: Grid) -> float:
     """The value at which a box is drawn when nothing else is said: that of its kind, and lower for
     an orbital that is spread so thin that less than three quarters of it would be inside."""
@@ -84,29 +68,9 @@ def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float
 
     Raises CalculationFailed where there is nothing to be seen.
     """
-    form = format_of(path)
     figure = (contours(grid, width) if grid.frame.counts[2] == 1 else
               surface(grid, isovalue, view, width))
-    title = f"{_formula(grid)}, {grid.method}: {grid.title}"
-    about = {"Title": title, "Date": None} if form == "svg" else {"Title": title}
-    if form == "pdf":
-        about["CreationDate"] = None
-    with load_matplotlib().rc_context({"svg.hashsalt": title, "svg.fonttype": "none"}):
-        figure.savefig(file or path, format=form, dpi=figure.dpi, metadata=about)
-
-
-def load_matplotlib() -> Any:
-    """The library with the modules that drawing needs. Raises OrbitraxError without it."""
-    try:
-        import matplotlib
-        import matplotlib.colors
-        import matplotlib.cm
-        import matplotlib.figure
-        import matplotlib.patheffects
-    except ImportError:
-        raise OrbitraxError("drawing needs Matplotlib, which is not installed; on Debian: "
-                            "apt-get install python3-matplotlib") from None
-    return matplotlib
+    save_figure(figure, path, file, f"{_formula(grid)}, {grid.method}: {grid.title}")
 
 
 def _formula(grid: Grid) -> str:
@@ -132,8 +96,8 @@ def surface(grid: Grid, isovalue: float | None = None,
                           view or _usual_view(grid), width)
     height = picture.shape[0]
     whole = height + (round(_SCALE * width) if paint else 0)
-    figure = load_matplotlib().figure.Figure((_INCHES, _INCHES * whole / width),
-                                             dpi=width / _INCHES)
+    figure = drawing_tools().figure.Figure((_INCHES, _INCHES * whole / width),
+                                           dpi=width / _INCHES)
     axes = figure.add_axes([0, 1 - height / whole, 1, height / whole])
     axes.imshow(picture, interpolation="none", aspect="auto")
     axes.set_axis_off()
@@ -174,7 +138,7 @@ class _Paint:
     def __init__(self, grid: Grid, level: float):
         from orbitrax.pictures.surface import Field, isosurface
 
-        matplotlib = load_matplotlib()
+        matplotlib = drawing_tools()
         assert grid.density is not None
         vertices, _, _ = isosurface(Field(grid.density), level)
         values = np.abs(Field(grid.values).at(vertices)) if len(vertices) else np.ones(1)
@@ -213,7 +177,7 @@ def contours(grid: Grid, width: int = WIDTH) -> Any:
     """A figure of contours in a plane, with the atoms that lie in it or near."""
     from orbitrax.pictures import scene
 
-    matplotlib = load_matplotlib()
+    matplotlib = drawing_tools()
     lines = _contour_values(grid)
     if not len(lines):
         raise CalculationFailed(
@@ -296,7 +260,7 @@ def _seen_atoms(grid: Grid) -> tuple[Array, Array]:
 
 def _molecule_in_plane(axes: Any, grid: Grid) -> None:
     """Bonds and atoms as seen from where rows run to the right and columns up."""
-    matplotlib = load_matplotlib()
+    matplotlib = drawing_tools()
     spots, strength = _seen_atoms(grid)
     halo = [matplotlib.patheffects.withStroke(linewidth=2.5, foreground="white")]
     for i, neighbours in enumerate(find_bonds(grid.numbers, grid.positions)):

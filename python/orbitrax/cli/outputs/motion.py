@@ -46,9 +46,9 @@ class MotionOutput(Output):
         for path in (*self._paths, *self._pictures):
             check_target(path)
         if self._pictures:
-            from orbitrax.pictures.picture import load_matplotlib
+            from orbitrax.pictures.figures import drawing_tools
 
-            load_matplotlib()
+            drawing_tools()
 
     def follow(self, run: Any, terminal: Terminal) -> None:
         """Opens the trajectories, and listens to frames."""

@@ -84,12 +84,12 @@ class PictureOutput(_GridOutput):
     """A picture of surfaces, or of contours in a plane."""
 
     def _check_settings(self, task: PlotTask) -> None:
-        from orbitrax.pictures import picture
+        from orbitrax.pictures import figures
 
-        if not self.path.lower().endswith(tuple(f".{name}" for name in picture.FORMATS)):
+        if not self.path.lower().endswith(tuple(f".{name}" for name in figures.FORMATS)):
             raise UsageError(f"{self.path}: its name does not tell what to write; try .cube, .png, "
                              ".svg or .pdf")
-        picture.check(self.path)
+        figures.check(self.path)
         if task.plane is not None:
             for option in ("isovalue", "view"):
                 if getattr(task, option) is not None:

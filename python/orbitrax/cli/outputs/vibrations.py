@@ -51,13 +51,13 @@ class SpectrumOutput(_ModesFile):
 
     def check_name(self) -> None:
         """Refuses a name that tells no format."""
-        from orbitrax.pictures import picture
+        from orbitrax.pictures import figures
 
         assert self.path is not None
-        if not self.path.lower().endswith(tuple(f".{name}" for name in picture.FORMATS)):
+        if not self.path.lower().endswith(tuple(f".{name}" for name in figures.FORMATS)):
             raise UsageError(f"{self.path}: its name does not tell what to write; try .png, .svg "
                              "or .pdf for the spectrum, .csv for its bands, .molden for the modes")
-        picture.check(self.path)
+        figures.check(self.path)
 
     def write(self, name: str, run: Any, result: Result, modes: Modes) -> None:
         """Draws the spectrum."""
