@@ -22,8 +22,11 @@ if TYPE_CHECKING:
 SINGLE_POINT, OPTIMISATION, MOLECULAR_DYNAMICS, VIBRATIONS = 0, 1, 2, 4
 LANGEVIN, MONTE_CARLO = 7, 8
 
-MOLECULE, SCF, RESTRAINTS, OUTPUT = (  # headings of settings
-    "molecule", "electronic structure", "restraints", "output and backend")
+MOLECULE, SCF, CI, RESTRAINTS, OUTPUT = (  # headings of settings
+    "molecule", "electronic structure", "configuration interaction", "restraints",
+    "output and backend")
+
+NO_CI, SINGLES, MICROSTATES = CI_KINDS = ("none", "singles", "microstates")  # by number
 
 MOST_BONDS = 12  # of an atom, as far as the backend is told
 
@@ -40,6 +43,20 @@ def _selection(given: Any) -> tuple[int, ...]:
     from orbitrax.molecules.selection import parse_selection
 
     return parse_selection(given)
+
+
+def parse_window(given: Any) -> tuple[int, int]:
+    """Occupied and empty orbitals of a configuration interaction, from two numbers or a text."""
+    words = given.replace(",", " ").split() if isinstance(given, str) else list(given)
+    try:
+        occupied, empty = (int(word) for word in words)
+        if occupied >= 1 and empty >= 0:
+            return occupied, empty
+    except (TypeError, ValueError):
+        pass
+    shown = " ".join(map(str, words))
+    raise UsageError(f"--window {shown}: should be two numbers, of the highest occupied orbitals, "
+                     "1 or more, and of the lowest empty ones, as in 10 10")
 
 
 @declared
@@ -84,6 +101,18 @@ class JobSettings(Settings):
         False, group=SCF, help="take the last values even if the iterations did not converge")
     bond_orders: bool = option(
         False, group=OUTPUT, help="Wiberg bond orders and valences of the atoms")
+    ci: str = option(
+        NO_CI, choices=CI_KINDS, group=CI, wire="nCiKind",
+        help="mix configurations: single excitations, or all microstates, of a window of orbitals")
+    window: tuple[int, int] | None = option(
+        None, group=CI, convert=parse_window, words=2, metavar="OCC VIRT",
+        help="the window: so many of the highest occupied and of the lowest empty orbitals")
+    max_excitation: float | None = option(
+        None, least=0, unit="eV", group=CI, wire="flCiMaxExcitation", metavar="EV",
+        help="the window by energy: excitations up to so many eV")
+    next_lowest: bool = option(
+        False, group=CI, wire="fNextLowestState",
+        help="the second lowest singlet, from an SCF with two half-filled levels")
     restrain: tuple[Restraint, ...] = option(
         (), group=RESTRAINTS, convert=_restraints, repeated=True, metavar="TEXT",
         help="hold a part of the geometry: 'tether 1 [X Y Z]', 'stretch 1 2 [LENGTH]', 'bend 1 2 3 "
@@ -101,6 +130,21 @@ class JobSettings(Settings):
     def _check(self) -> None:
         if self.uhf and self.rhf:
             raise UsageError("--rhf is not allowed with --uhf")
+        if self.window is not None and self.max_excitation is not None:
+            raise UsageError("--window and --max-excitation both choose the orbitals of the "
+                             "configuration interaction; give one")
+        if self.ci == NO_CI:
+            for name in ("window", "max_excitation"):
+                if getattr(self, name) is not None:
+                    raise UsageError(f"--{name.replace('_', '-')} is for a configuration "
+                                     "interaction; add --ci singles or --ci microstates")
+            return
+        if self.uhf:
+            raise UsageError("--ci starts from a restricted calculation; leave out --uhf")
+        if self.ci == MICROSTATES and self.max_excitation is not None:
+            raise UsageError("--ci microstates takes a --window, not --max-excitation")
+        if self.window is None and self.max_excitation is None:
+            raise UsageError("--ci needs its orbitals: --window OCC VIRT, or --max-excitation EV")
 
     def leader(self) -> Callable[..., Result] | None:
         """Who leads a calculation of several sessions: called with the backend, the job, a
@@ -195,11 +239,11 @@ class Job:
     @property
     def uhf(self) -> bool:
         """Whether each spin has its orbitals: as it was asked for, else where electrons are
-        unpaired."""
+        unpaired, unless configurations are made of the orbitals of both."""
         settings = self.settings
         if settings.rhf or settings.uhf is not None:
             return bool(settings.uhf) and not settings.rhf
-        return self.multiplicity > 1
+        return self.multiplicity > 1 and settings.ci == NO_CI
 
     @property
     def eigenvectors(self) -> bool:

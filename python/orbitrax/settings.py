@@ -43,8 +43,9 @@ class Option:
     default: what stands when nothing is said; optional: whether that may be None, which leaves it
     to the molecule, the method or the job. unit, help: for people. above, least, most, choices:
     what values there are. wire: the field of the options on the wire that it fills. group: the
-    heading under which it is listed. short, metavar, exclusive, repeated: how it is typed; typed:
-    whether it is at all. convert: makes the value of what was given, and may refuse it.
+    heading under which it is listed. short, metavar, exclusive, repeated: how it is typed, words:
+    how many words behind it; typed: whether it is at all. convert: makes the value of what was
+    given, and may refuse it.
     """
 
     name: str
@@ -55,12 +56,14 @@ class Option:
                  above: float | None = None, least: float | None = None, most: float | None = None,
                  choices: tuple[str, ...] | None = None, wire: str | None = None,
                  group: str | None = None, short: str | None = None, metavar: str | None = None,
-                 exclusive: str | None = None, repeated: bool = False, typed: bool = True,
+                 exclusive: str | None = None, repeated: bool = False, words: int | None = None,
+                 typed: bool = True,
                  convert: Callable[[Any], Any] | None = None):
         self.default, self.help, self.unit = default, help, unit
         self.above, self.least, self.most, self.choices = above, least, most, choices
         self.wire, self.group, self.short, self.metavar = wire, group, short, metavar
         self.exclusive, self.repeated, self.typed = exclusive, repeated, typed
+        self.words = words
         self.convert = convert
 
     @property

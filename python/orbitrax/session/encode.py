@@ -27,6 +27,8 @@ if TYPE_CHECKING:
 
 LOG_SILENT = 10  # this log level and those above it send no log
 
+_BY_COUNTS = 1  # how the window of a configuration interaction is chosen
+
 _LIGHTEST = 1e-10  # atomic mass units
 _FASTEST = 1e6  # Angstrom/ps
 _VELOCITIES = 12 * 1365  # bytes of one packet
@@ -111,6 +113,9 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
                       flOverlapSigma=job.sigma, flOverlapPi=job.pi,
                       nSpinTreatment=int(job.uhf), fSendOrbitals=int(job.eigenvectors),
                       fComputeForceMatrix=int(settings.calc_kind == VIBRATIONS))
+        if settings.window is not None:
+            values["nCiSelection"] = _BY_COUNTS
+            values["nCiOccupied"], values["nCiUnoccupied"] = settings.window
         if settings.log_level is None:
             values["nLogLevel"] = LOG_SILENT
     else:

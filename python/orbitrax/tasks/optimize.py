@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from orbitrax.errors import NotConverged, UsageError
-from orbitrax.job import OPTIMISATION
+from orbitrax.job import NO_CI, OPTIMISATION
 from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary, unconverged_scfs
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
@@ -152,6 +152,9 @@ class Optimize(Task):
 
     def _check(self) -> None:
         super()._check()
+        if self.ci != NO_CI:
+            raise UsageError("--ci: there are no searches with configuration interaction; optimise "
+                             "without it, then take 'energy --ci' or 'uv' at the minimum")
         if self.optimizer != QUASI_NEWTON and (self.freeze or self.fix):
             raise UsageError(f"--{'freeze' if self.freeze else 'fix'} goes with --optimizer "
                              f"{QUASI_NEWTON} only; --restrain goes with all")
