@@ -10,6 +10,7 @@ from orbitrax.link import events
 from orbitrax.link.process import PATIENCE, SHORT_PATIENCE, Process, find_backend
 from orbitrax.methods import find_method
 from orbitrax.results.builder import ResultBuilder
+from orbitrax.job import SINGLES
 from orbitrax.session.encode import job_packets, plot_packets, table_packets
 from orbitrax.session.exchange import exchange
 from orbitrax.session.reader import SessionReader
@@ -152,7 +153,7 @@ class Backend:
             def reader(first: bool) -> SessionReader:
                 settings = job.settings
                 return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first,
-                                     settings.calc_kind)
+                                     settings.calc_kind, settings.ci == SINGLES)
 
             yield from self._session(job, pokes, time_limit, reader)
 

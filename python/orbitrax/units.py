@@ -9,6 +9,7 @@ from __future__ import annotations
 # Committee on Data for Science and Technology, 2018.
 CODATA_ANGSTROM_PER_BOHR = 0.529177210903
 CODATA_EV_PER_HARTREE = 27.211386245988
+CODATA_WAVENUMBER_PER_EV = 8065.543937
 CODATA_KCAL_PER_HARTREE = 627.5095  # for what people read off a scale of colours
 
 # The backend: points and atoms on their way in, and what its report converts with.

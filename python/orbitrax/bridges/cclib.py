@@ -13,11 +13,14 @@ from orbitrax.methods import find_method
 from orbitrax.orbitals.molden import orbitals_in_space, symmetry_labels
 from orbitrax.tables import ParameterSet
 from orbitrax.results.result import Result
+from orbitrax.results.states import ALPHA, BETA
 from orbitrax.units import REPORT_EV_PER_KCAL
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
+
+    from orbitrax.results.states import States
 
 
 
@@ -51,7 +54,21 @@ def to_cclib(job: Job, result: Result, parameters: ParameterSet | None = None) -
         values.update(_levels(result))
     if result.eigenvectors:
         values.update(_orbitals(job, result, parameters))
+    if result.states is not None and result.states.kind == "singles":
+        values.update(_states(result.states))
     return ccData(values)
+
+
+def _states(states: States) -> dict[str, Any]:
+    """The states above the first one: 1/cm, strengths, kinds, excitations by number from 0 with
+    their spins, 0 for alpha and 1 for beta."""
+    above = [state for state in states if state.number > 0]
+    return {"etenergies": np.array([state.wavenumber for state in above]),
+            "etoscs": np.array([state.oscillator_strength for state in above]),
+            "etsyms": [state.spin_name.capitalize() for state in above],
+            "etsecs": [[[(one.hole - 1, one.kind), (one.particle - 1, one.kind), one.coefficient]
+                        for one in state.contributions if one.kind in (ALPHA, BETA)]
+                       for state in above]}
 
 
 def _levels(result: Result) -> dict[str, Any]:

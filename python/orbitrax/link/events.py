@@ -189,6 +189,16 @@ class OrbitalData(Event):
         self.symmetry_labels, self.point_group = symmetry_labels, point_group
 
 
+class CiRecords(Event):
+    """States of a configuration interaction in single precision, by field name: the reference with
+    its energy in eV, then those above it with their wavelengths in nm."""
+
+    __slots__ = ("records",)
+
+    def __init__(self, records: list[dict[str, Any]]):
+        self.records = records
+
+
 class Eigenvectors(Event):
     """Orbitals of one spin ("alpha" or "beta"), one after the other, atomic orbitals in atom order.
     values: n^2."""

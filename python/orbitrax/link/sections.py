@@ -11,22 +11,24 @@ import struct
 from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
 from orbitrax.link import wire
+from orbitrax.link.ci_states import read_ci_states
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Iterable
+    from collections.abc import Callable, Iterable
     from typing import Any
 
 
 class Section:
     """A section of results. name: as it is called here; kind: its number; bit: of the word that asks
     for it. fields: of a record, the name of each number and "i" or "d"; without fields it is an
-    array of doubles: so many `columns` for each atom."""
+    array of doubles: so many `columns` for each atom. read: makes another thing of the bytes."""
 
-    __slots__ = ("name", "kind", "bit", "fields", "columns", "_form")
+    __slots__ = ("name", "kind", "bit", "fields", "columns", "read", "_form")
 
     def __init__(self, name: str, kind: int, bit: int, fields: tuple[tuple[str, str], ...] = (),
-                 columns: int = 0):
+                 columns: int = 0, read: Callable[[bytes], Any] | None = None):
+        self.read = read
         self.name, self.kind, self.bit = name, kind, bit
         self.fields, self.columns = fields, columns
         self._form = struct.Struct("<" + "".join(code for _, code in fields))
@@ -34,6 +36,8 @@ class Section:
     def decode(self, data: bytes, n_atoms: int) -> Any:
         """The values of a section: of a record by name, of an array in one row. A record may be
         longer than it is known here. Raises ProtocolError for one of another size."""
+        if self.read is not None:
+            return self.read(data)
         wanted = self._form.size if self.fields else 8 * self.columns * n_atoms
         if len(data) < wanted or (len(data) > wanted and not self.fields):
             raise ProtocolError(f"the backend sent {len(data)} bytes of '{self.name}', where "
@@ -62,6 +66,7 @@ RESULTS = (
         *_numbers("converged", "test", "cycles", "runs", "unconverged", "runs_since",
                   "unconverged_since", "unused", code="i"),
         *_numbers("difference", "limit", "final_difference", "worst_difference"))),
+    Section("ci_states", 8, 8, read=read_ci_states),
 )
 _BY_KIND = {row.kind: row for row in RESULTS}
 _ALWAYS = ("energies", "scf")  # every calculation has these

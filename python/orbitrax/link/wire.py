@@ -56,6 +56,12 @@ STRUCTURES = {
         ("nKind", "i4", 0), ("nAtom", "4i4", 4), ("flForceConstant", "f4", 20),
         ("flTarget", "f4", 24), ("flTargetY", "f4", 28), ("flTargetZ", "f4", 32),
     )),
+    "UvRecord": (64, (
+        ("nState", "i4", 0), ("flEnergy", "f4", 4), ("nVector", "i4", 8), ("flSpin", "f4", 12),
+        ("flDipole", "f4", 16), ("flOscillator", "f4", 20), ("flTransitionX", "f4", 24),
+        ("flTransitionY", "f4", 28), ("flTransitionZ", "f4", 32), ("flDipoleX", "f4", 36),
+        ("flDipoleY", "f4", 40), ("flDipoleZ", "f4", 44),
+    )),
     "SelectionBlock": (36, (
         ("nFirstAtom", "i4", 0), ("nLastAtom", "i4", 4), ("nFirstOrbital", "i4", 8),
         ("nOrbitalsOnNode", "i4", 12), ("nOrbitalEstimate", "i4", 16),
@@ -137,6 +143,7 @@ RestraintRecord = RECORDS["RestraintRecord"]
 SelectionBlock = RECORDS["SelectionBlock"]
 ResultBlock = RECORDS["ResultBlock"]
 ModeRecord = RECORDS["ModeRecord"]
+UvRecord = RECORDS["UvRecord"]
 
 _ARRAY_NAMES = {
     "PACKET_HEADER": "PacketHeader", "RUN_OPTIONS": "RunOptions", "JOB_OPTIONS": "JobOptions",

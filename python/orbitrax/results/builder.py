@@ -9,6 +9,7 @@ from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfM
 from orbitrax.job import OPTIMISATION
 from orbitrax.link import events
 from orbitrax.results.result import Result
+from orbitrax.results.states import from_rows
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -26,6 +27,9 @@ _ENERGIES = ("total_energy", "electronic_energy", "core_energy", "isolated_atomi
              "binding_energy", "heat_of_formation", "rms_gradient")
 _RESTRAINTS = ("tether_energy", "stretch_energy", "bend_energy", "torsion_energy")
 _DIPOLE = ("sum_x", "sum_y", "sum_z", "sum_total")
+
+_SAME_STATE = 1e-4  # kcal/mol: a state as near to the SCF as this is the SCF
+_LARGE_CI = "A large CI matrix must be calculated"
 
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
@@ -68,6 +72,8 @@ class ResultBuilder:
         self.result.log.append(event.text)
 
     def _warning(self, event: events.WarningLine) -> None:
+        if event.text.startswith(_LARGE_CI):
+            return  # of time, not of the result
         self.result.warnings.append(event.text)
 
     def _error(self, event: events.ErrorLine) -> None:
@@ -121,6 +127,8 @@ class ResultBuilder:
         if "dipole" in sections:
             result.dipole = [_finite(sections["dipole"][name], "the dipole")
                              for name in _DIPOLE]
+        if "ci_states" in sections:
+            self._states(sections["ci_states"], sections["energies"]["state_correction"])
         self._judge_scf(sections["scf"])
 
     def _judge_scf(self, scf: dict[str, Any]) -> None:
@@ -147,6 +155,12 @@ class ResultBuilder:
             result.orbital_symmetries = [f"{index}{label}" for index, label in
                                          zip(event.symmetry_index, event.symmetry_labels)]
         result.point_group = event.point_group.replace("?", "") or None
+
+    def _states(self, rows: Any, correction: float) -> None:
+        """The gradient is that of the SCF, which is not that of another state."""
+        self.result.states = from_rows(*rows)
+        if abs(correction) > _SAME_STATE:
+            self.result.gradient = self.result.rms_gradient = None
 
     def _vectors(self, event: events.Eigenvectors) -> None:
         _all_finite(event.values, "eigenvectors")

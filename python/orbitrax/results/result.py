@@ -11,6 +11,7 @@ if TYPE_CHECKING:
     from typing import Any
 
     from orbitrax.arrays import Array
+    from orbitrax.results.states import States
     from orbitrax.vibrations.modes import Modes
 
 
@@ -64,6 +65,7 @@ class Result:
     eigenvectors: dict[str, Array] | None = None
     point_group: str | None = None
     modes: Modes | None = None
+    states: States | None = None
     converged: bool | None = None
     cycles: int | None = None
     energy_points: int | None = None

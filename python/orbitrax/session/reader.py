@@ -35,18 +35,21 @@ _LINES = {
 
 _MAX_ORBITALS = 1 << 24
 _MAX_MODES = 1 << 16
+_MAX_STATES = 1 << 24
 
 
 class SessionReader:
     """Reads the packets of one session: of a job with `n_atoms` atoms, unrestricted or not, of a
-    kind by its number, with eigenvectors at its end or without.
+    kind by its number, with eigenvectors at its end or without. states: whether a single point has
+    states of singly excited configurations.
 
     first: whether this is the first session of its process, which begins with the node count.
     """
 
     def __init__(self, n_atoms: int, unrestricted: bool, eigenvectors: bool, first: bool,
-                 calc_kind: int = SINGLE_POINT):
+                 calc_kind: int = SINGLE_POINT, states: bool = False):
         self._n_atoms = n_atoms
+        self._states = states and calc_kind == SINGLE_POINT
         self._unrestricted = unrestricted
         self._eigenvectors = eigenvectors
         self._ready: list[events.Event] = []
@@ -126,6 +129,8 @@ class SessionReader:
             self._ready.append(events.NodeCount(count))
         yield from job
         n_orbitals = yield from self._orbital_data()
+        if self._states:
+            yield from self._ci_records()
         if self._modes:
             yield from self._normal_modes()
         if self._eigenvectors:
@@ -185,6 +190,16 @@ class SessionReader:
         block = yield 24 * n_values + 4
         self._ready.append(_orbitals(block, n_values))
         return n_values // 2 if self._unrestricted else n_values
+
+    def _ci_records(self) -> Script:
+        count = _word((yield 4))
+        if not 1 <= count <= _MAX_STATES:
+            raise ProtocolError(f"the backend announces {count} states")
+        size = wire.UvRecord.size
+        data = yield size * count
+        self._ready.append(events.CiRecords([
+            wire.UvRecord.unpack(data[start:start + size])
+            for start in range(0, size * count, size)]))
 
     def _eigenvector_matrices(self, n: int) -> Script:
         for spin in ("alpha", "beta") if self._unrestricted else ("alpha",):
