@@ -167,7 +167,16 @@ def add_task(parser: argparse.ArgumentParser, task: type[Task]) -> None:
             if one.exclusive not in exclusive:
                 exclusive[one.exclusive] = place.add_mutually_exclusive_group()
             place = exclusive[one.exclusive]
-        add_option(place, one, task.file_help if one.name == "output" else one.help)
+        add_option(place, one, _help_of(one, task), one.name == "method" and
+                   task.default_method is None)
+
+
+def _help_of(one: Option, task: type[Task]) -> str:
+    if one.name == "output":
+        return task.file_help
+    if one.name == "method" and task.default_method is not None:
+        return f"{one.help} (default {task.default_method})"
+    return one.help
 
 
 def _in_order(task: type[Task]) -> list[Option]:
@@ -184,9 +193,10 @@ def _in_order(task: type[Task]) -> list[Option]:
     return [*first, *(one for one in own if one not in first and one not in last), *rest, *last]
 
 
-def add_option(place: Any, one: Option, help_text: str | None = None) -> None:
-    """Adds one option, with its own help or another. What is not typed has no value, so that the
-    settings' own default holds."""
+def add_option(place: Any, one: Option, help_text: str | None = None, required: bool = False
+               ) -> None:
+    """Adds one option, with its own help or another; required: whether it must be given. What is
+    not typed has no value, so that the settings' own default holds."""
     about: dict[str, Any] = {"default": argparse.SUPPRESS,
                              "help": _with_default(one, help_text or one.help)}
     if one.name == "molecule":
@@ -201,11 +211,13 @@ def add_option(place: Any, one: Option, help_text: str | None = None) -> None:
         about["action"] = "append"
     if one.convert is None:
         about["type"] = {"int": int, "float": float}.get(one.kind)
+    if one.words is not None:
+        about["nargs"] = one.words
     if one.choices is None:
-        about["metavar"] = one.metavar
+        about["metavar"] = tuple(one.metavar.split()) if one.words and one.metavar else one.metavar
     else:
         about["choices"] = one.choices
-    place.add_argument(*names, required=one.name == "method", **about)
+    place.add_argument(*names, required=required, **about)
 
 
 def _with_default(one: Option, text: str) -> str:

@@ -109,7 +109,8 @@ class TaskCommand:
     def _calculate(self) -> Result:
         command, terminal = self.command, self.terminal
         molecule = self._molecule()
-        run = self._run = self.task.start(molecule, command.method)
+        method = command.method or self.task.default_method or ""
+        run = self._run = self.task.start(molecule, method)
         self.output.follow(run, terminal)
         if run.job.selection is not None and molecule.plain_charges is None:
             terminal.warning("the atoms outside the selection carry no charges in this file and "

@@ -34,6 +34,7 @@ TASKS = (
     TaskRow("plot", "plot", "PlotTask",
             "an orbital, a density or the potential, as a picture or a cube file"),
     TaskRow("md", "md", "MolecularDynamics", "molecular dynamics: atoms moved by their forces"),
+    TaskRow("uv", "uv", "Uv", "electronic states and the spectrum they make"),
 )
 
 # Commands that are no calculation of one molecule by a method that is named: the module of each has
@@ -52,7 +53,7 @@ TOOLS = {
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("ts", "transit", "langevin", "montecarlo", "uv", "batch", "serve")
+UNAVAILABLE = ("ts", "transit", "langevin", "montecarlo", "batch", "serve")
 
 
 def find_task(name: str) -> type[Task]:

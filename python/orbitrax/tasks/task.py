@@ -7,8 +7,9 @@ what it does beside its one job, stands in a subclass of `Run`.
 
 from __future__ import annotations
 
-from orbitrax.errors import NotConverged, OrbitraxError
+from orbitrax.errors import CalculationFailed, NotConverged, OrbitraxError
 from orbitrax.job import Job, JobSettings
+from orbitrax.results.states_text import states_lines, states_table
 from orbitrax.results.text import summary, unconverged_scfs
 
 TYPE_CHECKING = False
@@ -70,6 +71,7 @@ class Run:
         """Raises NotConverged for a result that is not to be believed."""
         if not self.job.settings.allow_unconverged:
             judge_scf(self.job, result)
+            judge_states(result)
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
         """Called after the job, with the backend that still holds what the job has left."""
@@ -81,11 +83,17 @@ class Run:
 
     def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
         """The task's own entries of the JSON document; result: None if nothing was begun."""
-        return {}
+        if result is None or result.states is None:
+            return {}
+        return {"ci": {"kind": result.states.kind, "wanted": result.states.wanted,
+                       "states": result.states.to_list()}}
 
     def summary(self, result: Result) -> list[str]:
         """The lines that a person reads."""
-        return summary(result)
+        if result.states is None:
+            return summary(result)
+        return [*summary(result), "", *states_lines(result.states), "",
+                *states_table(result.states)]
 
     def appendix(self, result: Result) -> list[str]:
         """Lines that follow those unless a file has what they say."""
@@ -97,7 +105,8 @@ class Task(JobSettings):
 
     name: as it is typed. description, examples: for those who ask for help. run_type: its runs.
     files: the kinds of files that it can write, see `orbitrax.cli.outputs`; file_help: what is said
-    of them. reports_points: whether its runs have `points`, which make a trajectory. for_orbitals:
+    of them. default_method: the method where none is given, None for a task that must be told.
+    reports_points: whether its runs have `points`, which make a trajectory. for_orbitals:
     the task that is run in its place where only the orbitals are wanted, None for itself.
     """
 
@@ -109,6 +118,7 @@ class Task(JobSettings):
     file_help: ClassVar[str] = (
         "write there what would be printed, or NAME.molden: the orbitals, for programs that show "
         "them")
+    default_method: ClassVar[str | None] = None
     reports_points: ClassVar[bool] = False
     for_orbitals: ClassVar[type[Task] | None] = None
 
@@ -146,3 +156,17 @@ def judge_scf(job: Job, result: Result) -> None:
     other = "--no-diis" if settings.diis else "--diis"
     raise NotConverged(f"{text}; try a higher --scf-iterations, {other}, another "
                        "--level-shift-start, or --uhf")
+
+
+def judge_states(result: Result) -> None:
+    """Raises CalculationFailed for states that all refer to one that is not the ground state."""
+    states = result.states
+    below = [] if states is None else states.below()
+    if states is None or not below:
+        return
+    lowest = min(below, key=lambda one: one.energy)
+    raise CalculationFailed(
+        f"a state with S={lowest.spin:.2f} lies {-lowest.energy:.2f} eV below the first "
+        f"{states[0].spin_name}, to which energies and strengths refer: single excitations of an "
+        "open shell do not make whole spins; mix microstates of a few orbitals instead "
+        "(--microstates of uv, --ci microstates), or take another --window")

@@ -148,7 +148,7 @@ class Vibrations(Task):
     )
     calc_kind: ClassVar[int] = VIBRATIONS
     run_type: ClassVar[type[Run]] = Vibrating
-    files: ClassVar[tuple[str, ...]] = ("modes", "bands", "animation", "spectrum")
+    files: ClassVar[tuple[str, ...]] = ("modes", "bands", "animation", "infrared")
     file_help: ClassVar[str] = (
         "what to write: the spectrum, NAME.png, .svg, .pdf, or .csv; NAME.molden: the modes, for "
         "programs that show them; with --animate: NAME.xyz or .gif")

@@ -77,7 +77,9 @@ OUTPUTS = (
     OutputRow("modes", "vibrations", "ModesOutput", (".molden",)),
     OutputRow("bands", "vibrations", "BandsOutput", (".csv",)),
     OutputRow("animation", "vibrations", "AnimationOutput", (".gif", ".xyz")),
-    OutputRow("spectrum", "vibrations", "SpectrumOutput"),
+    OutputRow("infrared", "vibrations", "SpectrumOutput"),
+    OutputRow("states", "spectra", "StatesOutput", (".csv",)),
+    OutputRow("spectrum", "spectra", "SpectrumOutput", (".png", ".svg", ".pdf")),
     OutputRow("cube", "plots", "CubeOutput", (".cube", ".cub"), printable=True),
     OutputRow("picture", "plots", "PictureOutput"),
 )
