@@ -14,13 +14,20 @@ from orbitrax.results.document import ROWS, SCHEMA  # noqa: E402
 
 HEAD = f"""# The JSON document
 
-`--json` prints one document of this form on standard output, whatever happens: of a calculation that is refused or fails too. `Result.to_dict()` is the same in Python, and `orbitrax.results.document.schema()` the JSON schema.
+`--json` prints one document of this form on standard output, whatever happens: of a \
+calculation that is refused or fails too. `Result.to_dict()` is the same in Python, and \
+`orbitrax.results.document.schema()` the JSON schema.
 
-- Every key is always there. What a task does not produce, or what is not known, is null; nothing is invented.
-- Numbers are JSON numbers, never NaN or Infinity. Energies, gradients, dipoles, charges and coordinates are in double precision.
-- `status` tells how it ended: `done`; `unconverged`, a result that is not to be believed; `refused`, the fault of the input; `failed`; `interrupted`. All but `done` come with an exit status other than 0.
+- Every key is always there. What a task does not produce, or what is not known, is null; \
+nothing is invented.
+- Numbers are JSON numbers, never NaN or Infinity. Energies, gradients, dipoles, charges and \
+coordinates are in double precision.
+- `status` tells how it ended: `done`; `unconverged`, a result that is not to be believed; \
+`refused`, the fault of the input; `failed`; `interrupted`. All but `done` come with an exit \
+status other than 0.
 - Tasks add blocks of their own under their names, as `optimize` does.
-- The name of the form, `{SCHEMA}`, changes when a key changes its meaning or goes; keys may be added.
+- The name of the form, `{SCHEMA}`, changes when a key changes its meaning or goes; keys may \
+be added.
 
 | Key | Type | Unit | |
 |---|---|---|---|

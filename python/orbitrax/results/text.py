@@ -101,7 +101,9 @@ def unconverged_scfs(result: Result) -> str:
     bad, runs = result.scf_unconverged, result.scf_runs
     if not bad or not runs or runs == 1:
         return ""
-    return f"{bad} of {runs} SCFs did not converge" if bad < runs else f"none of {runs} SCFs converged"
+    if bad == runs:
+        return f"none of {runs} SCFs converged"
+    return f"{bad} of {runs} SCFs did not converge"
 
 
 def _scf(result: Result) -> list[str]:
