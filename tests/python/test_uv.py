@@ -69,8 +69,8 @@ def test_states_are_those_that_a_peer_has_printed(atoms, window, wanted):
 @pytest.mark.parametrize("settings", [
     {}, {"microstates": True, "window": (3, 2)}, {"method": "am1", "microstates": True}])
 def test_the_moment_of_the_first_state_is_that_of_the_charges(examples, settings):
-    """One comes from the configurations, the other from density and charges; two constants differ in
-    the sixth digit."""
+    """One comes from the configurations, the other from density and charges; their constants
+    differ in the sixth digit."""
     result = states_of(read_molecule(str(examples / "formaldehyde.xyz")), **settings)
     assert np.abs(result.states.dipoles[0] - np.asarray(result.dipole)[:3]).max() < 1e-4
 
@@ -131,7 +131,8 @@ def test_the_usual_window_keeps_equal_levels_together():
 @pytest.mark.parametrize("settings,words", [
     ({"window": (3, 3), "max_excitation": 5.0}, "both choose"), ({"uhf": True}, "restricted"),
     ({"microstates": True, "max_excitation": 5.0}, "takes a"),
-    ({"microstates": True, "plot_state": 1}, "single excitations"), ({"window": "3"}, "two numbers"),
+    ({"microstates": True, "plot_state": 1}, "single excitations"),
+    ({"window": "3"}, "two numbers"),
     ({"window": (0, 3)}, "1 or more"), ({"window": "3 x"}, "two numbers"),
     ({"states": 0}, "1 or above"), ({"width_ev": 0.0}, "above 0|choose from")])
 def test_settings_that_do_not_go_together_are_refused(settings, words):

@@ -32,8 +32,9 @@ _KINDS = (1, 2)
 
 
 def read_ci_states(data: bytes) -> tuple[dict[str, int], Rows, Rows]:
-    """The head by name, the states and the contributions that a section holds. Raises ProtocolError for one whose words do not agree with
-    its length or with each other, or whose numbers are not finite."""
+    """The head by name, the states and the contributions that a section holds. Raises
+    ProtocolError for one whose words do not agree with its length or with each other, or whose
+    numbers are not finite."""
     if len(data) < _HEAD.size:
         _refuse(f"are {len(data)} bytes long")
     head = dict(zip(_NAMES, _HEAD.unpack_from(data)))

@@ -20,9 +20,9 @@ if TYPE_CHECKING:
 
 
 class Section:
-    """A section of results. name: as it is called here; kind: its number; bit: of the word that asks
-    for it. fields: of a record, the name of each number and "i" or "d"; without fields it is an
-    array of doubles: so many `columns` for each atom. read: makes another thing of the bytes."""
+    """A section of results. name: as it is called here; kind: its number; bit: of the word that
+    asks for it. fields: of a record, the name of each number and "i" or "d"; without fields it is
+    an array of doubles: so many `columns` for each atom. read: makes another thing of the bytes."""
 
     __slots__ = ("name", "kind", "bit", "fields", "columns", "read", "_form")
 

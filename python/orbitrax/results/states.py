@@ -203,7 +203,7 @@ class States:
         return [state for state in self if state.multiplicity == self[0].multiplicity]
 
     def below(self) -> list[State]:
-        """Those below the reference for which its spin is no reason: of the same spin or of none."""
+        """Those below the reference of its own spin, or of none."""
         return [state for state in self if state.energy < -_NO_LIGHT
                 and state.multiplicity in (None, self[0].multiplicity)]
 
