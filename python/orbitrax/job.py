@@ -64,6 +64,7 @@ class JobSettings(Settings):
     """What every calculation can be told; tasks add their own."""
 
     calc_kind: ClassVar[int] = SINGLE_POINT
+    motion_wishes: ClassVar[int] = 0  # bits of what motion does beyond what every client gets
 
     charge: int | None = option(
         None, short="-c", group=MOLECULE, wire="nTotalCharge", metavar="N",

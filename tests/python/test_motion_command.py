@@ -39,10 +39,10 @@ def test_a_run_has_its_summary_and_its_trajectory(tmp_path):
 
 
 def test_json_has_settings_means_and_every_frame():
-    done = orbitrax("md", WATER, "-m", "am1", "--time", "50fs", "--bath", "10fs", "--json")
+    done = orbitrax("langevin", WATER, "-m", "am1", "--time", "50fs", "--friction", 5, "--json")
     document = json.loads(done.stdout)
-    found = document["md"]
-    assert document["status"] == "done" and found["bath"] == 0.01 and found["step"] == 0.0005
+    found = document["langevin"]
+    assert document["status"] == "done" and found["friction"] == 5 and found["step"] == 0.0005
     assert found["steps"] == found["wanted_steps"] == found["run_steps"] == 100
     assert {len(column) for column in found["frames"].values()} == {11}
     frames = found["frames"]
@@ -66,6 +66,17 @@ def test_a_picture_and_ase_have_their_files(tmp_path):
     from ase import units
     assert frames[2].get_velocities() * 1000 * units.fs == pytest.approx(same[2].arrays["velo"],
                                                                          rel=1e-6)
+
+
+def test_a_walk_tells_what_was_accepted(tmp_path):
+    path = tmp_path / "walk.xyz"
+    done = orbitrax("montecarlo", WATER, "-m", "am1", "--sweeps", 20, "-o", path)
+    assert done.returncode == 0 and "% of the trial moves" in done.stdout
+    last = ase.io.read(path)
+    assert last.info["step"] == 20 and "time_ps" not in last.info
+    # A ratio of whole numbers: 3 atoms in 20 sweeps.
+    assert last.info["acceptance"] * 60 == pytest.approx(round(last.info["acceptance"] * 60),
+                                                         abs=1e-4)
 
 
 def start(path, *more):

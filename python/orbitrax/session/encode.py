@@ -136,15 +136,16 @@ def _sent(one: Option, value: Any) -> Any:
 
 # ---- further options ----------------------------------------------------------------------------
 
-_COORDINATES = 0  # kind of a section
+_COORDINATES, _MOTION = 0, 8  # kinds of sections
 
 
 def _further(job: Job) -> list[tuple[int, bytes]]:
     """The sections of options, kind and data, that no field of the records has room for. A new one
     is a line here."""
-    return [
-        (_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz)),
-    ]
+    sections = [(_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz))]
+    if job.settings.motion_wishes:
+        sections.append((_MOTION, struct.pack("<2i", job.settings.motion_wishes, 0)))
+    return sections
 
 
 # ---- the molecule -------------------------------------------------------------------------------

@@ -5,7 +5,7 @@ from __future__ import annotations
 from orbitrax.job import LANGEVIN
 from orbitrax.results.text import line
 from orbitrax.settings import declared, option
-from orbitrax.tasks.moving import MOTION
+from orbitrax.tasks.moving import LAND, LONG_NOISE, MOTION, REST_UNMOVING, SCALED_NOISE
 from orbitrax.tasks.timed import Timed, TimedRun
 
 TYPE_CHECKING = False
@@ -47,6 +47,7 @@ class Langevin(Timed):
         "orbitrax langevin --restart run.xyz -m am1 --time 2ps -o run.xyz",
     )
     calc_kind: ClassVar[int] = LANGEVIN
+    motion_wishes: ClassVar[int] = LONG_NOISE | LAND | SCALED_NOISE | REST_UNMOVING
     run_type: ClassVar[type[Run]] = LangevinRun
 
     friction: float = option(

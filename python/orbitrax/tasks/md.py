@@ -9,7 +9,7 @@ from orbitrax.job import MOLECULAR_DYNAMICS
 from orbitrax.motion.schedule import as_float, format_time
 from orbitrax.results.text import line
 from orbitrax.settings import declared, option
-from orbitrax.tasks.moving import MOTION
+from orbitrax.tasks.moving import LAND, MOTION, REST_UNMOVING
 from orbitrax.tasks.timed import Timed, TimedRun, duration
 
 TYPE_CHECKING = False
@@ -61,6 +61,7 @@ class MolecularDynamics(Timed):
         "orbitrax md examples/ethanol.xyz -m am1 --heat-time 0.2ps --cool-time 0.2ps --cool-to 50",
     )
     calc_kind: ClassVar[int] = MOLECULAR_DYNAMICS
+    motion_wishes: ClassVar[int] = LAND | REST_UNMOVING
     run_type: ClassVar[type[Run]] = DynamicsRun
 
     bath: Decimal | None = option(

@@ -6,7 +6,8 @@ from orbitrax.job import MONTE_CARLO
 from orbitrax.motion.schedule import MOST_STEPS
 from orbitrax.results.text import counted, line
 from orbitrax.settings import declared, option
-from orbitrax.tasks.moving import MOTION, Motion, Moving
+from orbitrax.tasks.moving import (DOUBLE_ENERGIES, KNOWN_ENERGIES, MOTION, MOVABLE_ONLY,
+                                   STATE_REPORTS, Motion, Moving)
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -62,6 +63,8 @@ class MonteCarlo(Motion):
         "orbitrax montecarlo --restart walk.xyz -m am1 --sweeps 2000 -o walk.xyz",
     )
     calc_kind: ClassVar[int] = MONTE_CARLO
+    motion_wishes: ClassVar[int] = (
+        STATE_REPORTS | MOVABLE_ONLY | DOUBLE_ENERGIES | KNOWN_ENERGIES)
     run_type: ClassVar[type[Run]] = Sampling
     of_one_leg: ClassVar[tuple[str, ...]] = (*Motion.of_one_leg, "sweeps")
 

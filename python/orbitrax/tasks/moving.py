@@ -29,6 +29,9 @@ if TYPE_CHECKING:
     from orbitrax.results.result import Result
 
 MOTION = "motion"  # heading of the settings
+# What the backend does for clients that ask, by the bits of its section of options.
+(LONG_NOISE, LAND, SCALED_NOISE, REST_UNMOVING, STATE_REPORTS, MOVABLE_ONLY, DOUBLE_ENERGIES,
+ KNOWN_ENERGIES) = (1 << bit for bit in range(8))
 SEEDS = 150888  # the generator tells so many apart
 
 _ACCELERATION = 418.4  # Angstrom/ps^2 of kcal/(mol Angstrom) on an atomic mass unit
@@ -59,12 +62,10 @@ class Moving(Run):
         self.step_size = self.task.step_of(job)  # ps; None where steps take no time
         self.steps = self.task.steps_of(job)
         self.unconverged = 0  # SCFs that did not converge
-        self._unconverged_before = 0
         self._velocities: array[float] | None = None
         self._xyz: array[float] | None = None
         self._block: dict[str, Any] = {}
         self._began = self._shown = time.monotonic()
-        self._in_vain = f"Iter={job.settings.scf_iterations} "
         chosen = job.selected
         self._share = (len(chosen) + len(job.capping)) / len(job.molecule)
         moving = sum(job.molecule.z[i] > 0 for i in chosen)
@@ -74,36 +75,28 @@ class Moving(Run):
 
     def collect(self, event: Event) -> None:
         """Takes what belongs to frames; the precise results are the last of one."""
-        if isinstance(event, events.StatusLine):
-            self._count_unconverged(event.text)
-        elif isinstance(event, events.Velocities):
+        if isinstance(event, events.Velocities):
             self._velocities = event.values
         elif isinstance(event, events.ResultBlock):
             self._block = event.values
         elif isinstance(event, events.Coordinates):
             self._xyz = event.values
         elif isinstance(event, events.Precise):
-            self._take(self._frame(event.total_energy, event.values))
+            self._take(self._frame(event.sections))
 
-    def _count_unconverged(self, text: str) -> None:
-        """An SCF that came to the limit of its iterations with a difference that is too large."""
-        if self._in_vain not in text or "Diff=" not in text:
-            return
-        difference = float(text.rpartition("Diff=")[2].rstrip("]") or 0)
-        self.unconverged += abs(difference) > self.job.settings.scf_limit
-
-    def _frame(self, potential: float, gradient: Sequence[float] | None) -> Frame:
+    def _frame(self, sections: dict[str, Any]) -> Frame:
         block, task, size = self._block, self.task, self.step_size
         local = round(block["flTime"] if size is None else block["flTime"] / float(size))
-        converged = self.unconverged == self._unconverged_before
-        self._unconverged_before = self.unconverged
+        self.unconverged = sections["scf"]["unconverged"]
         return Frame(
             step=task.first_step + local,
             time=None if size is None else task.first_time + local * size,
-            places=self._xyz or (), potential=potential,
+            places=sections.get("coordinates") or self._xyz or (),
+            potential=sections["energies"]["total_energy"],
             kinetic=block["flKineticEnergy"] * self._share,
             temperature=block["flTemperature"] * self._cooler, velocities=self._velocities,
-            gradient=gradient, converged=converged,
+            gradient=sections.get("gradient"),
+            converged=not sections["scf"]["unconverged_since"],
             accepted=block["flAcceptRatio"] if size is None else None)
 
     def _take(self, frame: Frame) -> None:

@@ -34,6 +34,8 @@ TASKS = (
     TaskRow("plot", "plot", "PlotTask",
             "an orbital, a density or the potential, as a picture or a cube file"),
     TaskRow("md", "md", "MolecularDynamics", "molecular dynamics: atoms moved by their forces"),
+    TaskRow("langevin", "langevin", "Langevin", "dynamics at one temperature, with friction"),
+    TaskRow("montecarlo", "montecarlo", "MonteCarlo", "structures at one temperature, by chance"),
     TaskRow("uv", "uv", "Uv", "electronic states and the spectrum they make"),
 )
 
@@ -53,7 +55,7 @@ TOOLS = {
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("ts", "transit", "langevin", "montecarlo", "batch", "serve")
+UNAVAILABLE = ("ts", "transit", "batch", "serve")
 
 
 def find_task(name: str) -> type[Task]:
