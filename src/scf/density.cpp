@@ -70,16 +70,21 @@ LevelRange DensityLevels(const LevelCounts& counts) {
     return levels.nEnd > 0 ? levels : LevelRange{};
 }
 
+void PublishLevels(int nIndexOffset, const double* vEnergy, double* vLevel) {
+    const int n = setup.nOrbitals;
+    std::copy_n(vEnergy, n, vLevel);
+    for (int k = 0; k < n; ++k) {
+        const auto i = static_cast<std::size_t>(nIndexOffset + k);
+        results.Orbitals.vOrbitalOrder[i] = k;
+        results.Orbitals.vOrbitalEnergy[i] = static_cast<float>(vEnergy[k]);
+    }
+}
+
 void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLevel,
                   const double* mVectors, double* mDensity, double* vWeights) {
     const int n = setup.nOrbitals;
     if (n == 0) return;
-    std::copy_n(vEnergy, n, vLevel);
-    for (int k = 0; k < n; ++k) {
-        const auto i = static_cast<std::size_t>(counts.nIndexOffset + k);
-        results.Orbitals.vOrbitalOrder[i] = k;
-        results.Orbitals.vOrbitalEnergy[i] = static_cast<float>(vEnergy[k]);
-    }
+    PublishLevels(counts.nIndexOffset, vEnergy, vLevel);
     const Form form = ChooseForm(counts);
     FillWeights(form, vEnergy, vWeights);
 

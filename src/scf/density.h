@@ -31,4 +31,8 @@ LevelRange DensityLevels(const LevelCounts& counts);
 void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLevel,
                   const double* mVectors, double* mDensity, double* vWeights);
 
+/// Sets the order and the raw energies of a spin's orbitals in the results, from its place there
+/// on, and vLevel to a copy of vEnergy.
+void PublishLevels(int nIndexOffset, const double* vEnergy, double* vLevel);
+
 }  // namespace qsolve

@@ -16,15 +16,13 @@ namespace qsolve {
 namespace {
 
 /// The electrons of the methods that retain differential overlap, which know no seed.
-void AddElectronsNddo(const ScfRun& run, const SpinRun& s) {
+void AddRepulsionNddo(const double* mTotal, const double* mSpin, const double* mOther,
+                      double* mFock) {
     const int n = setup.nOrbitals;
-    const double* mTotal = scf.mDensityT.Data();
-    const bool fOtherIsBeta = run.fUnrestricted && s.spin == Spin::kAlpha;
-    const double* mOther = fOtherIsBeta ? scf.mDensityB.Data() : scf.mDensityA.Data();
-    BuildFockTwoCentre(s.mFock.Data(), mTotal, s.mDensity.Data(), integrals.pIntegrals.Data(),
+    BuildFockTwoCentre(mFock, mTotal, mSpin, integrals.pIntegrals.Data(),
                        integrals.pPairIndex.Data(), n);
-    BuildFockOneCentreSp(s.mFock.Data(), mTotal, s.mDensity.Data(), mOther, n);
-    BuildFockOneCentreD(s.mFock.Data(), mTotal, s.mDensity.Data(), n);
+    BuildFockOneCentreSp(mFock, mTotal, mSpin, mOther, n);
+    BuildFockOneCentreD(mFock, mTotal, mSpin, n);
 }
 
 }  // namespace
@@ -57,31 +55,37 @@ double BuildIntegrals() {
     return dCoreEnergy;
 }
 
-void AddElectrons(const ScfRun& run, const SpinRun& s) {
-    const bool fSeed = run.Family.fSeedFock && run.Cycle.nCycle <= 1 && scf.nScfRuns < 1;
-    const int n = setup.nOrbitals;
+void AddRepulsion(const double* mTotal, const double* mSpin, const double* mOther, double* mFock) {
     const double* mCoulomb = integrals.pIntegrals.Data();
-    const double* vDiagonal = integrals.vCoreDiagonal.Data();
-    const double* mTotal = scf.mDensityT.Data();
     switch (FamilyOf(system.MethodId)) {
         case Family::kCndo:
-            if (fSeed)
-                SeedFockCndo(n, vDiagonal, s.mFock.Data());
-            else
-                BuildFockCndo(mTotal, s.mDensity.Data(), mCoulomb, s.mFock.Data());
+            BuildFockCndo(mTotal, mSpin, mCoulomb, mFock);
             break;
         case Family::kZindo:
-            if (fSeed)
-                SeedFockZindo(n, vDiagonal, s.mFock.Data());
-            else
-                BuildFockZindo(mTotal, s.mDensity.Data(), mCoulomb, n, s.mFock.Data());
+            BuildFockZindo(mTotal, mSpin, mCoulomb, setup.nOrbitals, mFock);
             break;
         case Family::kNddo:
-            AddElectronsNddo(run, s);
+            AddRepulsionNddo(mTotal, mSpin, mOther, mFock);
             break;
         case Family::kNone:
             break;
     }
+}
+
+void AddElectrons(const ScfRun& run, const SpinRun& s) {
+    const bool fSeed = run.Family.fSeedFock && run.Cycle.nCycle <= 1 && scf.nScfRuns < 1;
+    const double* vDiagonal = integrals.vCoreDiagonal.Data();
+    if (fSeed && FamilyOf(system.MethodId) == Family::kCndo) {
+        SeedFockCndo(setup.nOrbitals, vDiagonal, s.mFock.Data());
+        return;
+    }
+    if (fSeed) {
+        SeedFockZindo(setup.nOrbitals, vDiagonal, s.mFock.Data());
+        return;
+    }
+    const bool fOtherIsBeta = run.fUnrestricted && s.spin == Spin::kAlpha;
+    const double* mOther = fOtherIsBeta ? scf.mDensityB.Data() : scf.mDensityA.Data();
+    AddRepulsion(scf.mDensityT.Data(), s.mDensity.Data(), mOther, s.mFock.Data());
 }
 
 }  // namespace qsolve

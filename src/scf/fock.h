@@ -14,4 +14,9 @@ double BuildIntegrals();
 /// the first cycle of a job, may get a seed in place of that part.
 void AddElectrons(const ScfRun& run, const SpinRun& s);
 
+/// Adds the electrons' part to a Fock matrix of one spin whatever the cycle. It is linear in the
+/// densities: of all electrons, of this spin and of the other one, the same half density twice in a
+/// restricted calculation. All N x N.
+void AddRepulsion(const double* mTotal, const double* mSpin, const double* mOther, double* mFock);
+
 }  // namespace qsolve

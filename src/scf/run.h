@@ -66,4 +66,11 @@ struct ScfRun {
     int nSettled = 0;         ///< energy differences below the limit, one after the other
 };
 
+/// The arrays in `scf` of either spin and its levels. Beta's are empty in a restricted calculation.
+SpinRun AlphaRun();
+SpinRun BetaRun();
+
+/// A run of the family, the options and the levels of the job that is set up.
+ScfRun StartRun();
+
 }  // namespace qsolve
