@@ -1,0 +1,104 @@
+#include "scf/guarded.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "algebra/diagonalise.h"
+#include "numeric/product.h"
+#include "numeric/row.h"
+#include "report/report.h"
+#include "scf/rotations.h"
+#include "scf/state.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kRise = 1e-7;         ///< of the energy that is no noise, unit of the family
+constexpr double kNoise = 1e-14;       ///< of an energy, as a part of it: what rounding leaves
+constexpr double kFarFromEnd = 1.0;    ///< largest element of the error, eV
+constexpr double kSameDensity = 1e-2;  ///< elements of two densities of one state
+
+bool Rises(const MixHistory& history, double dEnergy) {
+    for (int i = 0; i + 1 < history.nCount; ++i)
+        if (dEnergy > history.vEnergy[history.vOrder[i]] + kRise) return true;
+    return false;
+}
+
+/// The Fock matrices to go on with.
+void MixPoints(Electrons& electrons, bool fGuard, MixHistory& history) {
+    if (history.nCount < 2) return;
+    double vMixture[kMixPoints] = {};
+    if (fGuard)
+        MixByEnergy(electrons, history, vMixture);
+    else
+        MixByError(history, vMixture);
+    MixFock(electrons, history, vMixture);
+}
+
+void NewDensities(Electrons& electrons) {
+    for (int i = 0; i < electrons.nSets; ++i) {
+        SpinRun& s = *electrons.pSets[i];
+        Diagonalise(electrons.n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        FillDensity(electrons.vShells[i], s.mVectors.Data(), s.mDensity.Data());
+    }
+}
+
+}  // namespace
+
+GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory& history) {
+    StartHistory(electrons, history);
+    GuardEnd end;
+    double dPrevious = 0.0;
+    while (true) {
+        ++end.nCycles;
+        end.dEnergy = EvaluateFock(electrons);
+        end.dDifference = std::abs(end.dEnergy - dPrevious) * electrons.Run.Family.dKcalPerUnit;
+        dPrevious = end.dEnergy;
+        if (end.nCycles == 1 && !HoldsItsElectrons(electrons)) {
+            NewDensities(electrons);
+            continue;
+        }
+        end.dCommutator = Remember(electrons, end.dEnergy, scf.mSquareWork.Data(), history);
+        if (end.nCycles >= 2) ReportScfProgress(end.nCycles - 1, end.dDifference);
+        const double dNoise = kNoise * std::abs(end.dEnergy) * electrons.Run.Family.dKcalPerUnit;
+        end.fConverged = end.nCycles >= 2 && end.dDifference < std::max(limits.dEnergy, dNoise) &&
+                         end.dCommutator < limits.dCommutator;
+        if (end.fConverged || end.nCycles >= limits.nCycles) return end;
+        const bool fGuard =
+            Rises(history, end.dEnergy) || end.dCommutator * electrons.dEv > kFarFromEnd;
+        MixPoints(electrons, fGuard, history);
+        NewDensities(electrons);
+    }
+}
+
+bool TakeOrbitals(Electrons& electrons) {
+    const int n = electrons.n;
+    bool fLowest = true;
+    for (int i = 0; i < electrons.nSets; ++i) {
+        SpinRun& s = *electrons.pSets[i];
+        double* mNew = scf.mSquareWork.Data();
+        // Kept aside: the solver destroys it, and the orbitals within the shells want it.
+        Array<double> mFock;
+        mFock.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
+        std::copy_n(s.mFock.Data(), mFock.Size(), mFock.Data());
+        Array<double> mVectors;
+        mVectors.Take(mFock.Size(), kWork);
+        std::copy_n(s.mVectors.Data(), mVectors.Size(), mVectors.Data());
+        Diagonalise(n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        FillDensity(electrons.vShells[i], s.mVectors.Data(), mNew);
+        double dChange = 0.0;
+        for (std::size_t k = 0; k < s.mDensity.Size(); ++k)
+            dChange = std::max(dChange, std::abs(mNew[k] - s.mDensity[k]));
+        if (dChange < kSameDensity) {
+            std::copy_n(mNew, s.mDensity.Size(), s.mDensity.Data());
+        } else {
+            fLowest = false;
+            std::copy_n(mVectors.Data(), mVectors.Size(), s.mVectors.Data());
+            OrbitalsWithinShells(electrons.vShells[i], mFock.Data(), s.mVectors.Data(),
+                                 s.vEnergy.Data());
+        }
+    }
+    return fLowest;
+}
+
+}  // namespace qsolve

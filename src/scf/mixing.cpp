@@ -1,0 +1,137 @@
+#include "scf/mixing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "numeric/row.h"
+#include "numeric/trace.h"
+
+namespace qsolve {
+namespace {
+
+constexpr int kOrder = kMixPoints + 1;     ///< with the multiplier of the sum
+constexpr double kSmallestErrors = 1e-10;  ///< an older error may be so much below the newest
+
+/// The matrix of one set in one slot.
+double* In(Array<double>& m, const Electrons& electrons, int nSlot, int nSet) {
+    const auto n = static_cast<std::size_t>(electrons.n);
+    return m.Data() + static_cast<std::size_t>(nSlot * electrons.nSets + nSet) * n * n;
+}
+const double* In(const Array<double>& m, const Electrons& electrons, int nSlot, int nSet) {
+    const auto n = static_cast<std::size_t>(electrons.n);
+    return m.Data() + static_cast<std::size_t>(nSlot * electrons.nSets + nSet) * n * n;
+}
+
+/// The slot for a new point, which becomes the last in the order.
+int NextSlot(MixHistory& history) {
+    if (history.nCount < kMixPoints) {
+        history.vOrder[history.nCount] = history.nCount;
+        return history.nCount++;
+    }
+    std::rotate(history.vOrder, history.vOrder + 1, history.vOrder + kMixPoints);
+    return history.vOrder[kMixPoints - 1];
+}
+
+/// Pulay's equations for the newest nPoints, solved. False when they are singular.
+bool SolvePulay(const MixHistory& history, int nPoints, double* vMixture) {
+    const int* pSlots = history.vOrder + (history.nCount - nPoints);
+    double mA[kOrder * kOrder] = {}, vB[kOrder] = {};
+    const double dNewest =
+        Row(history.mErrorDots, kMixPoints, pSlots[nPoints - 1])[pSlots[nPoints - 1]];
+    if (!(dNewest > 0.0)) return false;
+    for (int i = 0; i < nPoints; ++i) {
+        for (int j = 0; j < nPoints; ++j)
+            Row(mA, kOrder, i)[j] =
+                Row(history.mErrorDots, kMixPoints, pSlots[i])[pSlots[j]] / dNewest;
+        if (!(Row(mA, kOrder, i)[i] > kSmallestErrors)) return false;
+        Row(mA, kOrder, i)[nPoints] = Row(mA, kOrder, nPoints)[i] = 1.0;
+    }
+    vB[nPoints] = 1.0;
+    if (!SolveLinear(nPoints + 1, kOrder, mA, vB)) return false;
+    std::fill_n(vMixture, history.nCount, 0.0);
+    std::copy_n(vB, nPoints, vMixture + (history.nCount - nPoints));
+    return std::all_of(vB, vB + nPoints, [](double c) { return std::isfinite(c); });
+}
+
+}  // namespace
+
+void StartHistory(const Electrons& electrons, MixHistory& history) {
+    const auto n = static_cast<std::size_t>(electrons.n);
+    const auto nMatrices = static_cast<std::size_t>(kMixPoints * electrons.nSets);
+    history.nCount = 0;
+    if (history.mFock.Size() == nMatrices * n * n) return;
+    for (Array<double>* m : {&history.mFock, &history.mDensity, &history.mError})
+        m->Take(nMatrices, n * n, kWork);
+}
+
+double Remember(const Electrons& electrons, double dEnergy, double* mWork, MixHistory& history) {
+    const int nSlot = NextSlot(history), n = electrons.n;
+    history.vEnergy[nSlot] = dEnergy;
+    double dLargest = 0.0;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        const SpinRun& s = *electrons.pSets[k];
+        std::copy_n(s.mFock.Data(), Row(s.mFock.Data(), n, n) - s.mFock.Data(),
+                    In(history.mFock, electrons, nSlot, k));
+        std::copy(s.mDensity.begin(), s.mDensity.end(), In(history.mDensity, electrons, nSlot, k));
+        dLargest = std::max(dLargest, FockError(n, s.mFock.Data(), s.mDensity.Data(), mWork,
+                                                In(history.mError, electrons, nSlot, k)));
+    }
+    for (int i = 0; i < history.nCount; ++i) {
+        const int nOther = history.vOrder[i];
+        double dDot = 0.0;
+        for (int k = 0; k < electrons.nSets; ++k)
+            dDot += TraceProductHalf(n, In(history.mError, electrons, nSlot, k),
+                                     In(history.mError, electrons, nOther, k));
+        Row(history.mErrorDots, kMixPoints, nSlot)[nOther] =
+            Row(history.mErrorDots, kMixPoints, nOther)[nSlot] = dDot;
+    }
+    return dLargest;
+}
+
+int MixByError(MixHistory& history, double* vMixture) {
+    for (int nPoints = history.nCount; nPoints > 1; --nPoints)
+        if (SolvePulay(history, nPoints, vMixture)) return nPoints;
+    std::fill_n(vMixture, history.nCount, 0.0);
+    vMixture[history.nCount - 1] = 1.0;
+    return 1;
+}
+
+void MixByEnergy(const Electrons& electrons, const MixHistory& history, double* vMixture) {
+    const int m = history.nCount, n = electrons.n;
+    double mTraces[kMixPoints * kMixPoints] = {}, mBend[kMixPoints * kMixPoints] = {};
+    double vLinear[kMixPoints] = {};
+    for (int i = 0; i < m; ++i) {
+        vLinear[i] = history.vEnergy[history.vOrder[i]];
+        for (int j = 0; j < m; ++j)
+            for (int k = 0; k < electrons.nSets; ++k)
+                Row(mTraces, m, i)[j] +=
+                    TraceProduct(n, In(history.mDensity, electrons, history.vOrder[i], k),
+                                 In(history.mFock, electrons, history.vOrder[j], k));
+    }
+    const double dLowest = *std::min_element(vLinear, vLinear + m);
+    for (int i = 0; i < m; ++i) {
+        vLinear[i] -= dLowest;
+        for (int j = 0; j < m; ++j)
+            Row(mBend, m, i)[j] = 0.5 * electrons.dWeight *
+                                  (Row(mTraces, m, i)[i] - Row(mTraces, m, i)[j] -
+                                   Row(mTraces, m, j)[i] + Row(mTraces, m, j)[j]);
+    }
+    MinimiseOnSimplex(m, vLinear, mBend, vMixture);
+}
+
+void MixFock(Electrons& electrons, const MixHistory& history, const double* vMixture) {
+    const auto nSquare =
+        static_cast<std::size_t>(electrons.n) * static_cast<std::size_t>(electrons.n);
+    for (int k = 0; k < electrons.nSets; ++k) {
+        double* f = electrons.pSets[k]->mFock.Data();
+        std::fill_n(f, nSquare, 0.0);
+        for (int i = 0; i < history.nCount; ++i) {
+            if (vMixture[i] == 0.0) continue;
+            const double* g = In(history.mFock, electrons, history.vOrder[i], k);
+            for (std::size_t j = 0; j < nSquare; ++j) f[j] += vMixture[i] * g[j];
+        }
+    }
+}
+
+}  // namespace qsolve
