@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -14,6 +15,10 @@ namespace {
 
 /// Most bytes of all sections.
 constexpr int kMostBytes = 1 << 29;
+
+/// Most starts of an SCF, and the highest limit of its commutator, eV.
+constexpr int kMostStarts = 1000;
+constexpr double kLargestCommutatorLimit = 1e3;
 
 /// The data of one section, as they came: nothing in them has been looked at.
 struct SectionData {
@@ -53,6 +58,17 @@ void TakeMotion(const SectionData& data) {
                       .fKnownEnergies = asks(kKnownEnergies)};
 }
 
+/// A shorter record is one of an older client, a longer one of a newer one: what both know counts.
+void TakeScf(const SectionData& data) {
+    ScfWishes asked;
+    std::memcpy(&asked, data.pBytes, std::min(sizeof asked, static_cast<std::size_t>(data.nBytes)));
+    asked.nStability = std::clamp<int>(asked.nStability, kNoStability, kFollowStability);
+    asked.nStarts = std::clamp(asked.nStarts, 0, kMostStarts);
+    const double d = asked.dCommutatorLimit;
+    if (!(d >= 0.0 && d <= kLargestCommutatorLimit)) Fatal(kMsgScfWishes, data.sName, d);
+    further.Scf = asked;
+}
+
 /// What a client may tell beyond the options of old: kind, name in refusals, and what checks and
 /// stores it in `further`. A new section is a kind in link/packets.h and a row here.
 struct OptionRow {
@@ -63,6 +79,7 @@ struct OptionRow {
 constexpr OptionRow kRows[] = {
     {kGivenCoordinates, "coordinates", TakePlaces},
     {kMotionSection, "motion", TakeMotion},
+    {kGivenScf, "self-consistent field", TakeScf},
 };
 
 void TakeSection(int nKind, const unsigned char* pBytes, int nBytes) {

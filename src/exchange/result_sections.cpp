@@ -89,6 +89,10 @@ void AddCiStates(SectionBlock& block) {
     Append(d.Contributions.Data(), nContributions, pTo);
 }
 
+void AddState(SectionBlock& block) {
+    block.AddRecord(kStateSection, scf.End);
+}
+
 /// What a client may ask for: the bit that does, and what then writes its sections. A new section
 /// is a kind in link/packets.h, or beside its records, and a row here.
 struct SectionRow {
@@ -99,7 +103,7 @@ constexpr SectionRow kSectionRows[] = {
     {1U << kEnergySection, AddEnergies}, {1U << kGradientSection, AddGradient},
     {1U << kDipoleSection, AddDipole},   {1U << kCoordinateSection, AddCoordinates},
     {1U << kChargeSection, AddCharges},  {1U << kScfSection, AddScf},
-    {1U << kCiSection, AddCiStates},
+    {1U << kCiSection, AddCiStates},     {1U << kStateSection, AddState},
 };
 
 }  // namespace

@@ -71,7 +71,9 @@ CoulombBlock MatagaSlopes(const CndoAtom& a, const CndoAtom& b, double R) {
 CoulombBlock SlopesOf(const CndoAtom& a, const CndoAtom& b, double R) {
     if (R < kNearest) return {};
     if (system.MethodId == kZindoS) return MatagaSlopes(a, b, R);
-    return R < kFarthest ? SlaterSlopes(a, b, R) : CoulombBlock{};
+    if (R < kFarthest) return SlaterSlopes(a, b, R);
+    const double d = further.Scf.fFarRepulsion ? -1.0 / (R * R) : 0.0;
+    return {d, d, d, d};
 }
 
 /// Adds the squares of a density's elements between two atoms to the sums of their shells.

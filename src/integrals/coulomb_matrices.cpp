@@ -18,6 +18,7 @@ constexpr double kNoMatagaValue = 1e-10;
 CoulombBlock SlaterBlock(const ListedAtom& a, const ListedAtom& b) {
     const double R = Distance(a.pXyz, b.pXyz);
     CoulombBlock block;
+    if (R >= kFarthest && further.Scf.fFarRepulsion) return {1.0 / R, 1.0 / R, 1.0 / R, 1.0 / R};
     if (!(R >= kNearest && R < kFarthest)) return block;
     const AtomClouds ca = CloudsOf(a), cb = CloudsOf(b);
     block.dSpSp = EvaluateSlaterCoulomb(ca.sp, cb.sp, R);

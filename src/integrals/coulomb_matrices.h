@@ -19,7 +19,8 @@ struct AtomClouds {
 AtomClouds CloudsOf(const ListedAtom& atom);
 
 /// Slater Coulomb integrals: mCoulomb, rows nLeading apart, nOrbitals x nOrbitals, full and
-/// symmetric. Pairs below kNearest and from kFarthest on have 0; there is no 1/R tail. CNDO, INDO,
+/// symmetric. Pairs below kNearest and from kFarthest on have 0; there is no 1/R tail unless
+/// further.Scf.fFarRepulsion asks for it. CNDO, INDO,
 /// ZINDO/1. Charges Yield for each atom and row.
 void BuildSlaterCoulombMatrix(double* mCoulomb, int nLeading, int nOrbitals);
 

@@ -28,6 +28,7 @@ struct MotionWishes {
 struct FurtherOptions {
     Array<double> pXyz;  ///< by atom, x y z, Angstrom: instead of those of the atom records
     MotionWishes Motion;
+    ScfWishes Scf;  ///< how the SCF is to be steered; all zero, by the options of old alone
 };
 inline FurtherOptions further;
 

@@ -145,11 +145,13 @@ enum ResultSection : int {
     kCoordinateSection = 3,  ///< three doubles an atom, Angstrom
     kChargeSection = 4,      ///< a double an atom, e
     kScfSection = 5,         ///< ScfRecord
+    kStateSection = 6,       ///< ScfEnd
 };
 
 /// Section kinds of the client.
 enum OptionSection : int {
     kGivenCoordinates = 0,  ///< three doubles an atom, Angstrom
+    kGivenScf = 1,          ///< ScfWishes
     kMotionSection = 8,     ///< MotionRecord
 };
 
@@ -171,6 +173,24 @@ enum MotionWish : int {
     kKnownEnergies = 128,
 };
 
+/// What the test of an SCF's state is asked to do.
+enum StabilityTest : int {
+    kNoStability = 0,
+    kTestStability = 1,    ///< say whether a lower state lies next to the one that was found
+    kFollowStability = 2,  ///< and go down to it
+};
+
+/// How a client wants the SCF to be steered beside the options. All zero: by the options alone.
+struct ScfWishes {
+    int fGuarded = 0;             ///< guarded cycles, which judge the density too
+    int nStability = 0;           ///< StabilityTest; guarded cycles only
+    int nStarts = 0;              ///< further starts of a job's first SCF; the lowest end is kept
+    int fFarRepulsion = 0;        ///< Slater integrals: 1/R beyond their range, not 0
+    double dCommutatorLimit = 0;  ///< largest element of F P - P F at convergence, eV; 0: the usual
+};
+static_assert(sizeof(ScfWishes) == 24);
+static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);
+
 /// All energies of the last SCF, kcal/mol; never a kinetic one.
 struct EnergyRecord {
     double dTotal = 0;
@@ -190,6 +210,7 @@ static_assert(offsetof(EnergyRecord, dRestraint) == 56);
 enum ScfTest : int {
     kNoTest = 0,      ///< by none: it has not
     kEnergyTest = 1,  ///< the energy change of a cycle
+    kStateTest = 2,   ///< that and the commutator of Fock and density matrix
 };
 
 /// How the SCFs of a job have ended. "Since the last block" counts from the last one that had this
@@ -210,6 +231,36 @@ struct ScfRecord {
 };
 static_assert(sizeof(ScfRecord) == 64);
 static_assert(offsetof(ScfRecord, dDifference) == 32);
+
+/// What the test of the state found out.
+enum StateFound : int {
+    kNotTested = 0,
+    kStable = 1,
+    kUnstable = 2,         ///< a lower state of the same kind lies next to it
+    kUnstableToSpins = 3,  ///< one with unequal spins does
+    kNotDecided = 4,       ///< the test did not come to an end
+};
+
+/// The last word about an SCF of guarded cycles. Curvatures are second derivatives of the energy by
+/// the length of a rotation of orbitals, eV.
+struct ScfEnd {
+    int fGuarded = 0;    ///< guarded cycles have run; else the rest is 0
+    int fConverged = 0;  ///< energy and commutator have come below their limits
+    int nCycles = 0;     ///< Fock matrices built for the state that is reported
+    int nAllCycles = 0;  ///< and for all starts, descents and tests together
+    int fAufbau = 0;     ///< the lowest levels are the occupied ones
+    int fDescended = 0;  ///< the cycles stalled, and a descent ended them
+    int nStarts = 0;     ///< starts that have been tried
+    int nLowered = 0;    ///< times that a start or a descent found a lower state
+    int nFound = 0;      ///< StateFound
+    int nUnused36 = 0;
+    double dDifference = 0;  ///< last change of the energy, kcal/mol
+    double dCommutator = 0;  ///< largest element of F P - P F, eV
+    double dInternal = 0;    ///< lowest curvature within the kind of state
+    double dSpins = 0;       ///< lowest one towards unequal spins; restricted closed shells only
+};
+static_assert(sizeof(ScfEnd) == 72);
+static_assert(offsetof(ScfEnd, dDifference) == 40);
 
 /// Which job, and its settings.
 struct JobOptions {

@@ -11,7 +11,7 @@ namespace qsolve {
 void CountScf(const ScfRun& run) {
     ScfRecord& account = scf.Account;
     account.fConverged = run.Cycle.fConverged ? 1 : 0;
-    account.nTest = run.Cycle.fConverged ? kEnergyTest : kNoTest;
+    account.nTest = !run.Cycle.fConverged ? kNoTest : scf.End.fGuarded ? kStateTest : kEnergyTest;
     account.nCycles = run.nJudged;
     account.dDifference = run.dDifference;
     account.dLimit = run.dLimit;

@@ -18,6 +18,7 @@
 #include "scf/fock.h"
 #include "scf/guess.h"
 #include "scf/level_shift.h"
+#include "scf/lowest.h"
 #include "scf/pseudo_diagonalise.h"
 #include "scf/stages.h"
 #include "setup/state.h"
@@ -240,7 +241,11 @@ void RunScf() {
 
     // The cycles, and what follows from the last of them.
     SpinRun a = AlphaRun(), b = BetaRun();
-    Iterate(run, a, b);
+    scf.End = {};
+    if (further.Scf.fGuarded)
+        FindLowestState(run, a, b);
+    else
+        Iterate(run, a, b);
     CountScf(run);
     FinishRun(run, a, b);
 }

@@ -96,6 +96,7 @@ struct ScfState {
     double dHeatOfFormation = 0.0;  ///< kcal/mol
     double dStateCorrection = 0.0;  ///< half-electron or CI part of dTotalEnergy, kcal/mol
     double dNextStateCorrection = 0.0;
+    ScfEnd End;
     double dChargeOrigin[3] = {};  ///< reference of the dipole of an ion, working unit
 
     ScfRecord Account;  ///< how the SCFs of the job have ended

@@ -1,0 +1,274 @@
+#include "scf/lowest.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "job/state.h"
+#include "link/memory.h"
+#include "scf/density.h"
+#include "scf/descent.h"
+#include "scf/electronic_energy.h"
+#include "scf/guarded.h"
+#include "scf/half_electron.h"
+#include "scf/rotations.h"
+#include "scf/stability.h"
+#include "scf/starts.h"
+#include "setup/state.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kUsualLimit = 1e-6;          ///< of the energy, kcal/mol, with which goes ...
+constexpr double kSmallestCommutator = 1e-9;  ///< eV, what rounding leaves
+constexpr double kCommutatorLimit = 1e-4;     ///< ... this one of the commutator, eV
+constexpr int kStallAfter = 40;               ///< cycles, then a descent takes over
+constexpr double kLower = 1e-4;               ///< kcal/mol by which a state has to be lower
+constexpr double kClearlyNegative =
+    -0.01;                                 ///< curvature, eV; rotations of an atom as a whole are 0
+constexpr int kMostProducts = 150;         ///< of a test
+constexpr int kMostFollowed = 6;           ///< instabilities, one after the other
+constexpr double kRoughCommutator = 0.05;  ///< eV, where the cycles take over from a descent
+constexpr int kRoughCycles = 60;
+constexpr double kFollowTurn = 0.2;  ///< radians along an instability
+constexpr double kScatter = 0.6;     ///< radians, of further starts
+
+/// All that the driver's steps share.
+struct Search {
+    Electrons& electrons;
+    GuardLimits limits;
+    MixHistory history = {};
+    GuardEnd end = {};  ///< of the state that is in the arrays
+    bool fDescended = false;
+    double dCorrected = 0;     ///< its energy with the correction of the half electrons
+    Array<double> mKept = {};  ///< orbitals of the lowest state
+    ScfEnd& Word;
+};
+
+/// The error of the energy goes with the square of the commutator, so that a sharper limit of the
+/// one asks for its root of the other.
+GuardLimits LimitsOf(const Electrons& electrons) {
+    const double dRoot = std::sqrt(electrons.Run.dLimit / kUsualLimit);
+    const double dUsual = std::max(kCommutatorLimit * dRoot, kSmallestCommutator);
+    const double dTold = further.Scf.dCommutatorLimit;
+    const long long nCycles = std::max(static_cast<long long>(options.nIterationLimit), 1LL);
+    return {electrons.Run.dLimit, (dTold > 0.0 ? dTold : dUsual) / electrons.dEv,
+            static_cast<int>(std::min(nCycles, 1LL << 30))};
+}
+
+/// Cycles and, where they stall, the descent, from the densities at hand. Orbitals in the end.
+void Converge(Search& search) {
+    Electrons& electrons = search.electrons;
+    GuardLimits limits = search.limits;
+    limits.nCycles = std::min(limits.nCycles, kStallAfter);
+    search.end = RunGuarded(electrons, limits, search.history);
+    search.fDescended = false;
+    if (!search.end.fConverged && search.limits.nCycles > search.end.nCycles) {
+        limits.nCycles = search.limits.nCycles - search.end.nCycles;
+        const int nBefore = search.end.nCycles;
+        search.end = Descend(electrons, limits);
+        search.end.nCycles += nBefore;
+        search.fDescended = true;
+    }
+    search.Word.nAllCycles += search.end.nCycles;
+}
+
+/// Down from a point beside an instability, and then by cycles.
+void LeaveInstability(Search& search) {
+    const GuardLimits limits{1e30, kRoughCommutator / search.electrons.dEv, kRoughCycles};
+    search.Word.nAllCycles += Descend(search.electrons, limits).nCycles;
+    Converge(search);
+}
+
+void KeepOrbitals(Search& search, bool fBack) {
+    const auto nSquare =
+        static_cast<std::size_t>(search.electrons.n) * static_cast<std::size_t>(search.electrons.n);
+    if (!search.mKept) search.mKept.Take(2 * nSquare, kWork);
+    for (int k = 0; k < search.electrons.nSets; ++k) {
+        double* c = search.electrons.pSets[k]->mVectors.Data();
+        double* p = search.mKept.Data() + static_cast<std::size_t>(k) * nSquare;
+        std::copy_n(fBack ? p : c, nSquare, fBack ? c : p);
+    }
+}
+
+/// Orbitals of the state at hand, and its energy as it will be reported.
+void Take(Search& search) {
+    search.Word.fAufbau = TakeOrbitals(search.electrons);
+    const SpinRun& a = *search.electrons.pSets[0];
+    search.dCorrected = search.end.dEnergy;
+    if (setup.nOccupied == setup.nDoublyOcc) return;
+    for (int k = 0; k < search.electrons.n; ++k) results.Orbitals.vOrbitalOrder[k] = k;
+    search.dCorrected += HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
+}
+
+/// What has to be restored where a trial was not lower.
+struct State {
+    GuardEnd end;
+    bool fDescended;
+    double dCorrected;
+};
+
+State StateOf(const Search& search) {
+    return {search.end, search.fDescended, search.dCorrected};
+}
+
+/// Compares the state at hand with the one before, whose orbitals are kept; the lower one stays.
+/// Returns whether it is the new one.
+bool KeepLower(const State& before, Search& search) {
+    Take(search);
+    const double dFall =
+        (before.dCorrected - search.dCorrected) * search.electrons.Run.Family.dKcalPerUnit;
+    const bool fBetter = (search.end.fConverged || !before.end.fConverged) && dFall > kLower;
+    if (fBetter || (search.end.fConverged && !before.end.fConverged)) {
+        ++search.Word.nLowered;
+        return true;
+    }
+    KeepOrbitals(search, true);
+    FillDensities(search.electrons);
+    EvaluateFock(search.electrons);
+    search.end = before.end;
+    search.fDescended = before.fDescended;
+    search.Word.fAufbau = TakeOrbitals(search.electrons);
+    search.dCorrected = before.dCorrected;
+    return false;
+}
+
+/// Exchanges two levels of the state at hand near its frontier, a different pair for each number
+/// from 0 on: the upper set first, since its hole is where open shells differ.
+bool Excite(Electrons& electrons, int nNumber) {
+    constexpr int vDown[] = {0, 1, 0, 2}, vUp[] = {0, 0, 1, 0};
+    const int nSets = electrons.nSets, nSet = nSets - 1 - nNumber % nSets;
+    const Shells& shells = electrons.vShells[nSet];
+    const int k = nNumber / nSets;
+    if (shells.nOpen == 0)
+        return ExchangeLevels(electrons, nSet, shells.nFull - 1 - vDown[k], shells.nFull + vUp[k]);
+    // Full with open levels, then open with empty ones.
+    const int nEdge = k < 2 ? shells.nFull : shells.Occupied();
+    return ExchangeLevels(electrons, nSet, nEdge - 1 - k % 2, nEdge);
+}
+
+constexpr int kExcitedStarts = 4;
+
+/// One start of those beyond the first: the lowest state excited, the orbitals of the core alone,
+/// the lowest state scattered.
+bool TryStart(int nStart, Search& search) {
+    const State before = StateOf(search);
+    KeepOrbitals(search, false);
+    Electrons& electrons = search.electrons;
+    if (nStart < kExcitedStarts) {
+        if (!Excite(electrons, nStart)) return false;
+    } else if (nStart == kExcitedStarts) {
+        GuessFromCore(electrons);
+    } else {
+        ScatterOrbitals(electrons, nStart, kScatter);
+    }
+    ++search.Word.nStarts;
+    Converge(search);
+    return KeepLower(before, search);
+}
+
+StateFound Judge(const Curvature& found, StateFound unstable) {
+    if (found.dLowest < kClearlyNegative) return unstable;
+    return found.fKnown ? kStable : kNotDecided;
+}
+
+/// The test of the state at hand; the arrays are those of the state afterwards. vDirection is that
+/// of the lowest curvature within the kind.
+void TestState(Search& search, Array<double>& vDirection) {
+    Electrons& electrons = search.electrons;
+    ScfEnd& word = search.Word;
+    const Curvature same =
+        LowestCurvature(electrons, Turn::kSame, kMostProducts, vDirection.Data());
+    word.dInternal = same.dLowest;
+    word.nFound = Judge(same, kUnstable);
+    word.nAllCycles += same.nProducts;
+    const bool fClosed = electrons.nSets == 1 && setup.nOccupied == setup.nDoublyOcc;
+    if (fClosed && word.nFound != kUnstable) {
+        Array<double> vApart;
+        vApart.Take(vDirection.Size(), kWork);
+        const Curvature apart =
+            LowestCurvature(electrons, Turn::kSpinsApart, kMostProducts, vApart.Data());
+        word.dSpins = apart.dLowest;
+        word.nAllCycles += apart.nProducts;
+        if (word.nFound == kStable) word.nFound = Judge(apart, kUnstableToSpins);
+    }
+    FillDensities(electrons);
+    EvaluateFock(electrons);
+    word.fAufbau = TakeOrbitals(electrons);
+}
+
+/// Goes down along the instability, to either side. Returns whether a lower state was found.
+bool Follow(const Array<double>& vDirection, Search& search) {
+    for (const double dTurn : {kFollowTurn, -kFollowTurn}) {
+        const State before = StateOf(search);
+        KeepOrbitals(search, false);
+        Array<double> vTurn;
+        vTurn.Take(vDirection.Size(), kWork);
+        for (std::size_t i = 0; i < vTurn.Size(); ++i) vTurn[i] = dTurn * vDirection[i];
+        RotateOrbitals(search.electrons, vTurn.Data());
+        LeaveInstability(search);
+        if (KeepLower(before, search)) return true;
+    }
+    return false;
+}
+
+void TestAndFollow(Search& search) {
+    Array<double> vDirection;
+    vDirection.Take(CountRotations(search.electrons), kWork);
+    for (int k = 0; k <= kMostFollowed; ++k) {
+        TestState(search, vDirection);
+        if (search.Word.nFound != kUnstable || further.Scf.nStability != kFollowStability) return;
+        if (k == kMostFollowed || !Follow(vDirection, search)) return;
+    }
+}
+
+/// What the rest of the SCF reads: levels by spin in the results, populations of the atoms.
+void PublishState(Search& search) {
+    Electrons& electrons = search.electrons;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        SpinRun& s = *electrons.pSets[k];
+        PublishLevels(s.Counts.nIndexOffset, s.vEnergy.Data(), s.vLevel.Data());
+        if (electrons.nSets == 1)
+            for (double& p : s.mDensity) p *= 2.0;
+    }
+    FinishDensity();
+    ScfEnd& word = search.Word;
+    word.fGuarded = 1;
+    word.fConverged = search.end.fConverged;
+    word.fDescended = search.fDescended;
+    word.nCycles = search.end.nCycles;
+    word.dDifference = search.end.dDifference;
+    word.dCommutator = search.end.dCommutator * electrons.dEv;
+    ScfRun& run = electrons.Run;
+    run.dEnergy = search.end.dEnergy;
+    run.dDifference = word.dDifference;
+    run.dEnergyPrev = run.dEnergy + word.dDifference / run.Family.dKcalPerUnit;
+    run.Cycle.nCycle = word.nCycles;
+    run.nJudged = std::max(word.nCycles - 1, 0);
+    run.Cycle.fConverged = search.end.fConverged;
+}
+
+}  // namespace
+
+void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
+    Electrons electrons = ElectronsOf(run, a, b);
+    scf.End = {};
+    Search search{.electrons = electrons, .limits = LimitsOf(electrons), .Word = scf.End};
+    const bool fFirst = scf.nScfRuns < 1;
+    if (fFirst) GuessPopulations(electrons);
+    search.Word.nStarts = 1;
+    Converge(search);
+    Take(search);
+    const auto Test = [&] {  // in the first SCF of a job; the others follow its state
+        if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)
+            TestAndFollow(search);
+    };
+    Test();
+    bool fLowered = false;
+    for (int k = 0; k < further.Scf.nStarts && fFirst; ++k)
+        fLowered = TryStart(k, search) || fLowered;
+    if (fLowered) Test();
+    PublishState(search);
+}
+
+}  // namespace qsolve

@@ -1,0 +1,121 @@
+#include "scf/rotations.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "algebra/diagonalise.h"
+#include "scf/descent.h"
+#include "scf/stability.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/guarded_job.h"
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+const std::vector<Place> kWaterPlaces = {{8, 0, 0, 0}, {1, 0.9572, 0, 0}, {1, -0.24, 0.9266, 0}};
+
+/// Closed shells, half electrons and unrestricted spins in each family.
+std::vector<JobScript> Kinds() {
+    std::vector<JobScript> scripts;
+    for (const int nMethod : {1, 8, 5}) {
+        scripts.push_back(Water(nMethod));
+        scripts.push_back(Spins(Molecule(nMethod, kWaterPlaces), 0, 3, false));
+        scripts.push_back(Spins(Molecule(nMethod, kWaterPlaces), 1, 2, true));
+    }
+    return scripts;
+}
+
+class Rotations : public FreshState {};
+
+TEST_F(Rotations, SlopeIsTheDifferenceOfEnergies) {
+    for (const JobScript& script : Kinds()) {
+        GuardedJob job(script);
+        job.Converge();
+        job.Scatter(0.1);
+        const std::size_t n = CountRotations(job.electrons);
+        std::vector<double> slope(n), turns(n);
+        TestMatrix work(job.electrons.n + 1, job.electrons.n);
+        RotationSlope(job.electrons, work.Data(), slope.data(), nullptr);
+        constexpr double h = 1e-4;
+        for (std::size_t i = 0; i < n; ++i) {
+            turns.assign(n, 0.0);
+            turns[i] = h;
+            const double dUp = job.EnergyTurned(turns);
+            turns[i] = -h;
+            const double dDown = job.EnergyTurned(turns);
+            // The error is of third order in h, with energies of some hundred units.
+            EXPECT_NEAR(slope[i], (dUp - dDown) / (2 * h), 2e-6) << script.nMethod << ' ' << i;
+        }
+    }
+}
+
+/// All second derivatives of the energy by differences of slopes... of energies, at a solution.
+TestMatrix HessianByDifferences(GuardedJob& job) {
+    const std::size_t n = CountRotations(job.electrons);
+    TestMatrix h(static_cast<int>(n), static_cast<int>(n));
+    constexpr double d = 3e-3;
+    const double dCentre = job.EnergyTurned(std::vector<double>(n));
+    const auto At = [&](std::size_t i, double x, std::size_t j, double y) {
+        std::vector<double> turns(n);
+        turns[i] += x;
+        turns[j] += y;
+        return job.EnergyTurned(turns);
+    };
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t j = 0; j <= i; ++j)
+            h(static_cast<int>(i), static_cast<int>(j)) =
+                h(static_cast<int>(j), static_cast<int>(i)) =
+                    i == j
+                        ? (At(i, d, i, 0) - 2 * dCentre + At(i, -d, i, 0)) / (d * d)
+                        : (At(i, d, j, d) - At(i, d, j, -d) - At(i, -d, j, d) + At(i, -d, j, -d)) /
+                              (4 * d * d);
+    return h;
+}
+
+TEST_F(Rotations, LowestCurvatureIsThatOfTheWholeHessian) {
+    for (const JobScript& script : Kinds()) {
+        GuardedJob job(script);
+        ASSERT_TRUE(job.Converge().fConverged);
+        TestMatrix hessian = HessianByDifferences(job);
+        const int n = hessian.nRows;
+        TestMatrix vectors(n + 1, n);
+        std::vector<double> values(static_cast<std::size_t>(n)), direction(values.size());
+        Diagonalise(n, hessian.Data(), vectors.Data(), values.data());
+        const Curvature found = LowestCurvature(job.electrons, Turn::kSame, 100, direction.data());
+        EXPECT_TRUE(found.fKnown);
+        // Differences of energies of 300 eV, and of fourth order in the displacement.
+        EXPECT_NEAR(found.dLowest, values[0] * job.electrons.dEv, 2e-3)
+            << script.nMethod << ' ' << script.Options.nMultiplicity;
+    }
+}
+
+TEST_F(Rotations, DescentEndsWhereTheCyclesEnd) {
+    for (const JobScript& script : Kinds()) {
+        GuardedJob job(script);
+        const GuardEnd cycles = job.Converge();
+        job.Scatter(0.05);
+        const GuardEnd descent = Descend(job.electrons, {1e-9, 1e-7, 300});
+        EXPECT_TRUE(descent.fConverged);
+        EXPECT_NEAR(descent.dEnergy, cycles.dEnergy, 1e-8);
+    }
+}
+
+TEST_F(Rotations, OrbitalsStayOrthonormalAndDensitiesHoldTheirElectrons) {
+    GuardedJob job(Spins(Molecule(5, kWaterPlaces), 0, 3, false));
+    job.Converge();
+    job.Scatter(0.8);
+    const int n = job.electrons.n;
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j <= i; ++j) {
+            double d = 0.0;
+            for (int k = 0; k < n; ++k) d += scf.mVectorsA[i * n + k] * scf.mVectorsA[j * n + k];
+            EXPECT_NEAR(d, i == j ? 1.0 : 0.0, 1e-13);
+        }
+    EXPECT_TRUE(HoldsItsElectrons(job.electrons));
+}
+
+}  // namespace
+}  // namespace qsolve
