@@ -33,6 +33,7 @@ struct Electrons {
     double dEv;      ///< eV in the unit of the family
 };
 
+/// The electrons of a run: its sets are those of the spins, whose arrays they read and write.
 Electrons ElectronsOf(ScfRun& run, SpinRun& a, SpinRun& b);
 
 /// D = sum over levels of their filling times C_k C_k^T: the density of one spin. Yields.

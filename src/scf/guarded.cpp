@@ -38,7 +38,8 @@ void MixPoints(Electrons& electrons, bool fGuard, MixHistory& history) {
 void NewDensities(Electrons& electrons) {
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
-        Diagonalise(electrons.n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        DiagonaliseRange(electrons.n, 0, electrons.vShells[i].Occupied(), s.mFock.Data(),
+                         s.mVectors.Data(), s.vEnergy.Data());
         FillDensity(electrons.vShells[i], s.mVectors.Data(), s.mDensity.Data());
     }
 }
@@ -74,29 +75,25 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
 bool TakeOrbitals(Electrons& electrons) {
     const int n = electrons.n;
     bool fLowest = true;
+    double* mNew = scf.mSquareWork.Data();
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
-        double* mNew = scf.mSquareWork.Data();
-        // Kept aside: the solver destroys it, and the orbitals within the shells want it.
-        Array<double> mFock;
+        const Shells& shells = electrons.vShells[i];
+        Array<double> mFock;  // the solver destroys it, and the orbitals within the shells want it
         mFock.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
         std::copy_n(s.mFock.Data(), mFock.Size(), mFock.Data());
-        Array<double> mVectors;
-        mVectors.Take(mFock.Size(), kWork);
-        std::copy_n(s.mVectors.Data(), mVectors.Size(), mVectors.Data());
         Diagonalise(n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
-        FillDensity(electrons.vShells[i], s.mVectors.Data(), mNew);
+        FillDensity(shells, s.mVectors.Data(), mNew);
         double dChange = 0.0;
         for (std::size_t k = 0; k < s.mDensity.Size(); ++k)
             dChange = std::max(dChange, std::abs(mNew[k] - s.mDensity[k]));
         if (dChange < kSameDensity) {
             std::copy_n(mNew, s.mDensity.Size(), s.mDensity.Data());
-        } else {
-            fLowest = false;
-            std::copy_n(mVectors.Data(), mVectors.Size(), s.mVectors.Data());
-            OrbitalsWithinShells(electrons.vShells[i], mFock.Data(), s.mVectors.Data(),
-                                 s.vEnergy.Data());
+            continue;
         }
+        fLowest = false;
+        OrbitalsOfDensity(shells, s.mDensity.Data(), mNew, s.mVectors.Data(), s.vEnergy.Data());
+        OrbitalsWithinShells(shells, mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
     }
     return fLowest;
 }

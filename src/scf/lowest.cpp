@@ -21,9 +21,11 @@ namespace {
 
 constexpr double kUsualLimit = 1e-6;          ///< of the energy, kcal/mol, with which goes ...
 constexpr double kSmallestCommutator = 1e-9;  ///< eV, what rounding leaves
-constexpr double kCommutatorLimit = 1e-4;     ///< ... this one of the commutator, eV
-constexpr int kStallAfter = 40;               ///< cycles, then a descent takes over
-constexpr double kLower = 1e-4;               ///< kcal/mol by which a state has to be lower
+constexpr double kCommutatorLimit = 1e-5;     ///< ... this one of the commutator, eV
+/// And where half electrons are corrected: the correction is of first order in the error.
+constexpr double kOpenCommutatorLimit = 1e-6;
+constexpr int kStallAfter = 40;  ///< cycles, then a descent takes over
+constexpr double kLower = 1e-4;  ///< kcal/mol by which a state has to be lower
 constexpr double kClearlyNegative =
     -0.01;                                 ///< curvature, eV; rotations of an atom as a whole are 0
 constexpr int kMostProducts = 150;         ///< of a test
@@ -49,7 +51,9 @@ struct Search {
 /// one asks for its root of the other.
 GuardLimits LimitsOf(const Electrons& electrons) {
     const double dRoot = std::sqrt(electrons.Run.dLimit / kUsualLimit);
-    const double dUsual = std::max(kCommutatorLimit * dRoot, kSmallestCommutator);
+    const bool fOpen = setup.nOccupied != setup.nDoublyOcc;
+    const double dUsual =
+        std::max((fOpen ? kOpenCommutatorLimit : kCommutatorLimit) * dRoot, kSmallestCommutator);
     const double dTold = further.Scf.dCommutatorLimit;
     const long long nCycles = std::max(static_cast<long long>(options.nIterationLimit), 1LL);
     return {electrons.Run.dLimit, (dTold > 0.0 ? dTold : dUsual) / electrons.dEv,
@@ -66,6 +70,11 @@ void Converge(Search& search) {
     if (!search.end.fConverged && search.limits.nCycles > search.end.nCycles) {
         limits.nCycles = search.limits.nCycles - search.end.nCycles;
         const int nBefore = search.end.nCycles;
+        for (int k = 0; k < electrons.nSets; ++k) {
+            SpinRun& s = *electrons.pSets[k];
+            OrbitalsOfDensity(electrons.vShells[k], s.mDensity.Data(), scf.mSquareWork.Data(),
+                              s.mVectors.Data(), s.vEnergy.Data());
+        }
         search.end = Descend(electrons, limits);
         search.end.nCycles += nBefore;
         search.fDescended = true;

@@ -136,6 +136,13 @@ void FillDensities(Electrons& electrons) {
                     electrons.pSets[k]->mDensity.Data());
 }
 
+void OrbitalsOfDensity(const Shells& shells, const double* mDensity, double* mWork,
+                       double* mVectors, double* vWork) {
+    const double* pEnd = Row(mDensity, shells.n, shells.n);
+    std::transform(mDensity, pEnd, mWork, [](double d) { return -d; });
+    Diagonalise(shells.n, mWork, mVectors, vWork);
+}
+
 void OrbitalsWithinShells(const Shells& shells, const double* mFock, double* mVectors,
                           double* vEnergy) {
     SolveShell(shells.n, 0, shells.nFull, mFock, mVectors, vEnergy);

@@ -27,6 +27,11 @@ void RotateOrbitals(Electrons& electrons, const double* vRotations);
 /// Density of each set from its orbitals.
 void FillDensities(Electrons& electrons);
 
+/// Orbitals of a density of the shells, the full ones first. mWork, N x N, is scratch, and so is
+/// vWork, N.
+void OrbitalsOfDensity(const Shells& shells, const double* mDensity, double* mWork,
+                       double* mVectors, double* vWork);
+
 /// The orbitals that make a Fock matrix diagonal within the shells: occupied ones stay among
 /// themselves. vEnergy gets the levels, which ascend within a shell.
 void OrbitalsWithinShells(const Shells& shells, const double* mFock, double* mVectors,
