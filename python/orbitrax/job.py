@@ -87,6 +87,15 @@ class JobSettings(Settings):
     scf_iterations: int = option(
         200, least=0, most=LARGEST_WORD - 2, group=SCF, wire="nIterationLimit", metavar="N",
         help="most iterations")
+    scf: str = option(
+        "written", choices=("written", "auto"), group=SCF,
+        help="how the iterations go: written goes by --diis and --level-shift-start; auto judges "
+             "energy and density, mixes as it needs to and looks for the lowest state, unless one "
+             "of those is given")
+    stability: str = option(
+        "auto", choices=("auto", "none", "test", "follow"), group=SCF,
+        help="test whether the state is a minimum, and follow what is lower; auto: follow for "
+             "small molecules and open shells")
     diis: bool = option(
         True, group=SCF, wire="fDiis", help="accelerate convergence by extrapolation")
     level_shift_start: int = option(

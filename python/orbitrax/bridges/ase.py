@@ -40,7 +40,8 @@ if TYPE_CHECKING:
     from orbitrax.results.result import Result
 
 _SETTINGS = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis",
-             "sigma", "pi", "level_shift_start", "select", "allow_unconverged")
+             "sigma", "pi", "level_shift_start", "select", "allow_unconverged", "scf",
+             "stability")
 
 
 class Orbitrax(calculator.Calculator):  # type: ignore[misc]
@@ -188,7 +189,9 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
             analyse(job, result, self._backend)
             if not job.settings.allow_unconverged:
                 judge_scf(job, result)
-            return result
+        for text in (*result.warnings, *result.state_remarks):
+            warnings.warn(text, stacklevel=4)
+        return result
 
     def _job(self) -> Job:
         settings = {name: self.parameters[name] for name in _SETTINGS}

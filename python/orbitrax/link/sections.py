@@ -67,6 +67,10 @@ RESULTS = (
                   "unconverged_since", "unused", code="i"),
         *_numbers("difference", "limit", "final_difference", "worst_difference"))),
     Section("ci_states", 8, 8, read=read_ci_states),
+    Section("state", 6, 6, (
+        *_numbers("guarded", "converged", "cycles", "all_cycles", "aufbau", "descended", "starts",
+                  "lowered", "found", "unused", code="i"),
+        *_numbers("difference", "commutator", "internal", "spins"))),
 )
 _BY_KIND = {row.kind: row for row in RESULTS}
 _ALWAYS = ("energies", "scf")  # every calculation has these

@@ -31,6 +31,9 @@ _DIPOLE = ("sum_x", "sum_y", "sum_z", "sum_total")
 _SAME_STATE = 1e-4  # kcal/mol: a state as near to the SCF as this is the SCF
 _LARGE_CI = "A large CI matrix must be calculated"
 
+# What the test of the state has found, by number.
+STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
+
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
 
@@ -130,6 +133,8 @@ class ResultBuilder:
         if "ci_states" in sections:
             self._states(sections["ci_states"], sections["energies"]["state_correction"])
         self._judge_scf(sections["scf"])
+        if sections.get("state", {}).get("guarded"):
+            self._take_state(sections["state"])
 
     def _judge_scf(self, scf: dict[str, Any]) -> None:
         """How the SCFs of the job have ended. A search is worth what its last one is; of other jobs
@@ -144,6 +149,24 @@ class ResultBuilder:
             result.converged = not scf["unconverged"] if scf["runs"] else None
         elif result.scf_converged is False:
             result.converged = False
+
+    def _take_state(self, state: dict[str, Any]) -> None:
+        """The last word about the SCF; what would not be believed without it is a warning."""
+        found = STATES[state["found"]] if 0 <= state["found"] < len(STATES) else "not decided"
+        tested = found != STATES[0]
+        self.result.blocks["scf"] = {
+            "converged": bool(state["converged"]), "iterations": state["cycles"],
+            "fock_matrices": state["all_cycles"], "energy_change": state["difference"],
+            "commutator_ev": state["commutator"], "aufbau": bool(state["aufbau"]),
+            "descended": bool(state["descended"]), "starts": state["starts"],
+            "lowered": state["lowered"], "state": found,
+            "lowest_curvature_ev": state["internal"] if tested else None,
+            "spin_curvature_ev": state["spins"] if tested and self._closed else None}
+        self.result.state_remarks = state_remarks(self.result.blocks["scf"])
+
+    @property
+    def _closed(self) -> bool:
+        return not self._job.uhf and self._job.multiplicity == 1
 
     def _orbitals(self, event: events.OrbitalData) -> None:
         result = self.result
@@ -198,6 +221,22 @@ def modes_of(job: Job, event: events.NormalModes) -> Modes | None:
     return Modes([job.molecule.z[i] for i in moving], moving, [masses[i] for i in moving],
                  [xyz[3 * i:3 * i + 3] for i in moving], event.frequencies, event.intensities,
                  labels, event.vectors[event.order])
+
+
+def state_remarks(scf: dict[str, Any]) -> list[str]:
+    """What a state is to be warned of, once it has converged."""
+    if not scf["converged"]:
+        return []
+    remarks = []
+    if scf["state"] == "unstable":
+        remarks.append("the electrons are in a state beside which a lower one lies (lowest "
+                       f"curvature {scf['lowest_curvature_ev']:.3f} eV): an excited state")
+    if scf["state"] == "unstable to unequal spins":
+        remarks.append("the closed shell is unstable: a state with unequal spins lies lower "
+                       f"(lowest curvature {scf['spin_curvature_ev']:.3f} eV); see --uhf")
+    if not scf["aufbau"]:
+        remarks.append("the occupied levels are not the lowest ones, which may be an excited state")
+    return remarks
 
 
 def lacks_memory(words: str) -> bool:

@@ -38,6 +38,9 @@ class Result:
 
     modes: the normal modes of a job that computes them, an `orbitrax.Modes`.
 
+    state_remarks: what the state of the electrons is to be warned of; they are no warnings of the
+    backend until the task has judged them.
+
     blocks: what the task has to tell beside, by name, as in the JSON document. search: of a search
     that this side led, each criterion by name with value, limit, unit and whether it was met.
     """
@@ -91,6 +94,7 @@ class Result:
         self.errors: list[str] = []
         self.remarks: list[str] = []
         self.blocks: dict[str, dict[str, Any]] = {}
+        self.state_remarks: list[str] = []
 
     def plain(self, name: str) -> list[float] | None:
         """The numbers of an array in one row, without numpy; None where there are none."""

@@ -110,7 +110,23 @@ def _scf(result: Result) -> list[str]:
     if result.scf_iterations is None:
         return []
     return [line("SCF", f"{CONVERGENCE[result.converged]:>18}, "
-                        f"{counted(result.scf_iterations, 'iteration')}")]
+                        f"{counted(result.scf_iterations, 'iteration')}"), *_state(result)]
+
+
+def _state(result: Result) -> list[str]:
+    """What is known of the state, and how."""
+    scf = result.blocks.get("scf")
+    if not scf or not scf["converged"]:
+        return []
+    known = []
+    if scf["starts"] > 1:
+        known.append(f"lowest of {scf['starts']} starts")
+    if scf["state"] != "not tested":
+        known.append(f"curvature {scf['lowest_curvature_ev']:.3f} eV")
+    if scf["spin_curvature_ev"] is not None:
+        known.append(f"to unequal spins {scf['spin_curvature_ev']:.3f} eV")
+    state = "not tested" if scf["state"] == "not tested" else scf["state"]
+    return [line("State", ", ".join([f"{state:>18}", *known]))] if known else []
 
 
 def _charges(result: Result) -> list[str]:

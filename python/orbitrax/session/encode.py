@@ -11,6 +11,7 @@ from orbitrax.job import VIBRATIONS
 from orbitrax.link import wire
 from orbitrax.link.sections import ASKED, further_packets
 from orbitrax.molecules.elements import valence_orbitals
+from orbitrax.session.scf_section import scf_section
 from orbitrax.settings import LARGEST_FLOAT
 
 TYPE_CHECKING = False
@@ -142,7 +143,8 @@ _COORDINATES, _MOTION = 0, 8  # kinds of sections
 def _further(job: Job) -> list[tuple[int, bytes]]:
     """The sections of options, kind and data, that no field of the records has room for. A new one
     is a line here."""
-    sections = [(_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz))]
+    sections = [(_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz)),
+                *scf_section(job)]
     if job.settings.motion_wishes:
         sections.append((_MOTION, struct.pack("<2i", job.settings.motion_wishes, 0)))
     return sections

@@ -69,6 +69,7 @@ class Run:
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a result that is not to be believed."""
+        result.warnings += result.state_remarks
         if not self.job.settings.allow_unconverged:
             judge_scf(self.job, result)
             judge_states(result)

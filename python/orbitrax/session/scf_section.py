@@ -1,0 +1,60 @@
+"""What the backend is asked of the SCF beside the options: which cycles, how many starts, which
+test of the state.
+
+The choices follow from runs of the molecules of ASE's collection g2 in nine methods, and of the
+molecules of docs/hard-molecules.md: open shells and molecules of a few orbitals are those that end
+in excited states.
+"""
+
+from __future__ import annotations
+
+import struct
+
+from orbitrax.molecules.elements import valence_orbitals
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from orbitrax.job import Job
+
+KIND = 1  # of the section
+STABILITIES = ("none", "test", "follow")  # by number
+
+_FEW, _SOME, _MANY = 24, 60, 200  # orbitals
+_STARTS = 6
+
+
+def guarded(job: Job) -> bool:
+    """Whether the backend is to find its way itself: unless another way is asked for, by name or by
+    the options of the cycles of old."""
+    settings = job.settings
+    usual = settings.diis and settings.level_shift_start == 1
+    return settings.scf == "auto" and usual
+
+
+def scf_section(job: Job) -> list[tuple[int, bytes]]:
+    """Kind and data of the section; none for the cycles of old."""
+    if not guarded(job):
+        return []
+    values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
+    return [(KIND, struct.pack("<4id", *values))]
+
+
+def _orbitals(job: Job) -> int:
+    return sum(valence_orbitals(job.molecule.z[i]) for i in job.selected) + 4 * len(job.capping)
+
+
+def _open(job: Job) -> bool:
+    return job.uhf or job.multiplicity > 1
+
+
+def _stability(job: Job) -> str:
+    """A closed shell of ordinary size is trusted; the test costs a few times the cycles."""
+    asked = job.settings.stability
+    if asked != "auto":
+        return asked
+    return "follow" if _orbitals(job) <= (_MANY if _open(job) else _SOME) else "none"
+
+
+def _starts(job: Job) -> int:
+    few = _orbitals(job) <= _FEW and (_open(job) or len(job.selected) <= 2)
+    return _STARTS if few else 0
