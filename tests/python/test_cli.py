@@ -204,7 +204,7 @@ def test_wrong_usage_gives_a_program_its_document():
     for arguments, words in (
             (("energy", WATER, "--json", "-m", "am1", "--frobnicate"), "--frobnicate"),
             (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
-            (("uv", WATER, "-m", "am1", "--json"), "not available in this version"),
+            ((UNAVAILABLE[-1], WATER, "-m", "am1", "--json"), "not available in this version"),
             (("energy", "none.xyz", "-m", "am1", "--json"), "no such file")):
         done = orbitrax(*arguments)
         found = document(done)
