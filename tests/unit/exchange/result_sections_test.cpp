@@ -83,12 +83,12 @@ class Sections : public FreshState {
 
 TEST_F(Sections, AreThoseOfTheBitsAndNoOthers) {
     BuildThree(kPm3);
-    for (unsigned nBits = 0; nBits < 64; ++nBits) {
+    for (unsigned nBits = 0; nBits < 128; ++nBits) {
         const Found found = Send(Word(nBits));
-        for (int nKind = 0; nKind < 6; ++nKind)
+        for (int nKind = 0; nKind < 7; ++nKind)
             EXPECT_EQ(found.count(nKind), nBits >> nKind & 1) << nBits;
     }
-    EXPECT_EQ(Send(kAllSections).size(), 6u);
+    EXPECT_EQ(Send(kAllSections).size(), 7u);
     EXPECT_TRUE(Send(Word(kFurtherOptionsBit)).empty());
 }
 
@@ -186,7 +186,7 @@ TEST_F(Sections, ThatAreNotThereAreLeftOut) {
     const Found found = Send(kAllSections);
     EXPECT_EQ(found.count(kGradientSection), 0u);
     EXPECT_EQ(found.count(kDipoleSection), 0u) << "of a single atom";
-    EXPECT_EQ(found.size(), 4u);
+    EXPECT_EQ(found.size(), 5u);
     BuildThree(kPm3);
     gradient.fComputed = false;
     EXPECT_EQ(Send(kAllSections).count(kGradientSection), 0u);
