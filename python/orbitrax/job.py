@@ -88,8 +88,8 @@ class JobSettings(Settings):
         200, least=0, most=LARGEST_WORD - 2, group=SCF, wire="nIterationLimit", metavar="N",
         help="most iterations")
     scf: str = option(
-        "written", choices=("written", "auto"), group=SCF,
-        help="how the iterations go: written goes by --diis and --level-shift-start; auto judges "
+        "plain", choices=("plain", "auto"), group=SCF,
+        help="how the iterations go: plain goes by --diis and --level-shift-start; auto judges "
              "energy and density, mixes as it needs to and looks for the lowest state, unless one "
              "of those is given")
     stability: str = option(
