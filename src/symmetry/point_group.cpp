@@ -70,6 +70,14 @@ unsigned MaskOf(const OrientedAtoms& atoms) {
     return nMask;
 }
 
+/// Tests all operations in the standard position of a frame, and looks for their group.
+void NameGroup(const Frame& frame, PointGroup& found) {
+    TestOperations(frame, found.Atoms);
+    TestOperations(InStandardPosition(found.Atoms), found.Atoms);
+    found.nMask = MaskOf(found.Atoms);
+    found.nGroup = FindGroup(found.nMask);
+}
+
 }  // namespace
 
 PointGroup FindPointGroup(int nAtoms, SymmetryAtom* pAtoms, double* vCentred) {
@@ -83,10 +91,11 @@ PointGroup FindPointGroup(int nAtoms, SymmetryAtom* pAtoms, double* vCentred) {
     found.Atoms.nAtoms = nAtoms;
     found.Atoms.vCentred = vCentred;
     found.Atoms.pAtoms = pAtoms;
-    TestOperations(ChooseFrame(found.Masses, found.Atoms), found.Atoms);
-    TestOperations(InStandardPosition(found.Atoms), found.Atoms);
-    found.nMask = MaskOf(found.Atoms);
-    found.nGroup = FindGroup(found.nMask);
+    NameGroup(ChooseFrame(found.Masses, found.Atoms), found);
+    // Principal axes of equal moments may by chance stand between the mirrors of a dihedral group,
+    // where more operations are present, but not those that its name goes by.
+    if (found.nGroup < 0 && found.Masses.nTop == Top::kSymmetric)
+        NameGroup(AlignSymmetricTop(found.Masses.Unique, found.Atoms), found);
     if (found.nGroup < 0) found.nFailure = kUnknownGroup;
     found.fLinear = found.nGroup >= 0 && GroupName(found.nGroup)[1] == '*';
     return found;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iostream>
 #include <limits>
+#include <numbers>
 
 #include "link/link.h"
 #include "numeric/matrix3.h"
@@ -103,6 +104,28 @@ TEST_F(PointGroupSearch, KeepsTheGroupOfNearlyAllFiguresThatAreShakenWithinTheTo
         }
     std::cout << nKept << " of " << nFigures << " shaken by 0.0005 keep their group\n";
     EXPECT_GE(nKept, 0.95 * nFigures);
+}
+
+// By chance the principal axes of this crown lie between its mirrors.
+TEST_F(PointGroupSearch, FindsADihedralGroupWhereverItsPrincipalAxesLie) {
+    constexpr double kRadius = 2.3635543, kHeight = 0.4570935, kNoise = 1e-7;
+    PointSet crown{.sName = "crown", .sGroup = "D4D", .dDisplacement = kNoise};
+    for (int i = 0; i < 8; ++i) {
+        const double dAngle = std::numbers::pi / 4.0 * i;
+        crown.Elements.push_back(16);
+        for (const double d : {kRadius * std::cos(dAngle), kRadius * std::sin(dAngle),
+                               i % 2 == 0 ? kHeight : -kHeight})
+            crown.Xyz.push_back(std::round(d / kNoise) * kNoise);
+    }
+    for (int nDegrees = 0; nDegrees < 90; ++nDegrees) {
+        PointSet turned = crown;
+        const double c = std::cos(nDegrees / 57.3), s = std::sin(nDegrees / 57.3);
+        for (std::size_t i = 0; i < turned.Xyz.size(); i += 3) {
+            turned.Xyz[i] = c * crown.Xyz[i] - s * crown.Xyz[i + 1];
+            turned.Xyz[i + 1] = s * crown.Xyz[i] + c * crown.Xyz[i + 1];
+        }
+        EXPECT_EQ(FoundGroup(turned).Name(), "D4D") << nDegrees;
+    }
 }
 
 TEST_F(PointGroupSearch, HasARightHandedFrame) {
