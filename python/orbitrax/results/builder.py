@@ -119,6 +119,8 @@ class ResultBuilder:
         result, sections = self.result, event.sections
         for name in _ENERGIES:
             setattr(result, name, _finite(sections["energies"][name], f"the {name}"))
+        if not self._job.method.has_heats:
+            result.heat_of_formation = None
         if self._job.settings.restrain:
             result.restraint_energy = sum(
                 _finite(sections["energies"][name], f"the {name}") for name in _RESTRAINTS)

@@ -60,7 +60,7 @@ class Spectrum(Run):
         return super().execute(backend, on_event)
 
     def _choose_window(self, backend: Backend, on_event: Listener | None) -> None:
-        plain = self.job.replace(ci=NO_CI)
+        plain = self.job.replace(ci=NO_CI, rhf=True)
         result = backend.run(plain, on_event, task=self.task.name)
         try:
             if not self.job.settings.allow_unconverged:
