@@ -14,7 +14,7 @@ from orbitrax.link import wire
 from orbitrax.molecules.molecule import Molecule
 
 MARK, FURTHER, ORX1 = 0x32000000, 1 << 23, 0x3158524F
-ENERGIES, GRADIENT, DIPOLE, COORDINATES, CHARGES, SCF = range(6)
+ENERGIES, GRADIENT, DIPOLE, COORDINATES, CHARGES, SCF, STATE = range(7)
 ALL = MARK | 0x7FFFFF
 SHARP = {"flConvergenceLimit": 1e-6}
 UNEVEN = Molecule(WATER.numbers, WATER.positions + 1 / 3e8, masses=WATER.masses)  # for floats
@@ -85,7 +85,8 @@ def test_sections_say_in_full_what_the_packets_say_in_single_precision(start, me
     steps = calculation(method, run={**SHARP, "nExtensions": ALL})
     transcript = first(start(), steps, method)
     found, = blocks(transcript)
-    assert sorted(found) == [ENERGIES, GRADIENT, DIPOLE, COORDINATES, CHARGES, SCF]
+    assert sorted(found) == [ENERGIES, GRADIENT, DIPOLE, COORDINATES, CHARGES, SCF, STATE]
+    assert not any(found[STATE])  # of other cycles
     block = results(transcript)
     # By word of the result block, in the order of the section.
     for value, word in zip(found[ENERGIES], (0, 18, 19, 17, 16, 20)):
@@ -232,7 +233,7 @@ def test_no_word_of_further_options_does_harm():
 def test_bits_that_stand_for_nothing_yet_are_no_fault(start):
     peer = start()
     ready(peer)
-    for bits in (0, 1 << 22, 0x7FFFC0):
+    for bits in (0, 1 << 22, 0x7FFE80):
         found, = blocks(again(peer, calculation(run={"nExtensions": MARK | bits})))
         assert found == {}
 

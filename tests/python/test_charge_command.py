@@ -39,7 +39,7 @@ def test_without_a_file_the_charges_are_printed():
 def test_a_file_of_many_and_one_that_fails(tmp_path):
     (tmp_path / "three.smi").write_text("CO methanol\nCB(O)O borane\nN ammonia\n")
     done = run("three.smi", "-o", "out.sdf", "--json", cwd=tmp_path)
-    assert done.returncode == 1 and "no bond charge correction" in done.stderr
+    assert done.returncode == 2 and "no bond charge correction" in done.stderr
     documents = [json.loads(line) for line in done.stdout.splitlines()]
     assert [d["title"] for d in documents] == ["methanol", "borane", "ammonia"]
     assert documents[1]["charges"] is None and documents[1]["status"] == "refused"
@@ -70,7 +70,7 @@ def test_a_request_that_cannot_be_meant_is_refused(words, text):
 
 def test_a_failure_is_a_document_too():
     done = run("--smiles", "CB(O)O", "--json")
-    assert done.returncode == 1 and "B2" in json.loads(done.stdout)["errors"][0]
+    assert done.returncode == 2 and "B2" in json.loads(done.stdout)["errors"][0]
 
 
 # ---- Python -------------------------------------------------------------------------------------

@@ -78,7 +78,7 @@ def test_levels_of_cclib_are_those_of_the_result(done):
     data = to_cclib(job, result)
     assert np.concatenate(data.moenergies).tolist() == result.orbital_energies.tolist()
     assert data.homos.tolist() == [8, 7] and data.mult == 2 and data.charge == 0
-    assert data.mosyms[1][0] == "1a" and len(data.mosyms) == 2
+    assert data.mosyms[1][0] == "1A1" and len(data.mosyms) == 2
     assert data.coreelectrons.tolist() == [2, 2, 2]
     assert data.scfenergies[0] == pytest.approx(result.total_energy / 23.061)
     assert to_cclib(*done("half-electron")).homos.tolist() == [8, 7]

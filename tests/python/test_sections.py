@@ -136,20 +136,20 @@ def test_results_are_those_of_the_sections():
 
 
 def test_a_search_over_unconverged_scfs_is_not_done(water):
-    task = Optimize(scf_iterations=1, limit=1000.0)
+    task = Optimize(scf_iterations=1, limit=1000.0, optimizer="polak-ribiere")
     with Backend() as backend:
         run = task.start(water, "am1")
         with pytest.raises(NotConverged, match="within 1") as caught:
             run.execute(backend)
         result = caught.value.partial
         assert result.converged is False and result.scf_unconverged == result.scf_runs > 0
-        allowed = Optimize(scf_iterations=1, limit=1000.0, allow_unconverged=True)
+        allowed = task.replace(allow_unconverged=True)
         assert allowed.start(water, "am1").execute(backend).converged is False
 
 
 def test_the_command_line_tells_of_a_search_over_unconverged_scfs():
     command = ("optimize", "examples/iron_carbonyl.xyz", "-m", "zindo1", "--scf-iterations", "5",
-               "--limit", "1000")
+               "--limit", "1000", "--optimizer", "polak-ribiere")
     done = orbitrax(*command)
     assert done.returncode == 1
     assert "none of 2 SCFs converged within 5 iterations (last difference 1" in done.stderr
@@ -161,7 +161,8 @@ def test_the_command_line_tells_of_a_search_over_unconverged_scfs():
 
 
 def test_unconverged_scfs_on_the_way_of_a_search_are_warned_of():
-    status, found = document("optimize", "examples/water.xyz", "-m", "am1", "--scf-iterations", "4")
+    status, found = document("optimize", "examples/water.xyz", "-m", "am1", "--scf-iterations", "4",
+                             "--optimizer", "polak-ribiere")
     assert status == 0 and found["converged"] is True
     assert 0 < found["scf_unconverged"] < found["scf_runs"]
     assert f"{found['scf_unconverged']} of {found['scf_runs']} SCFs did" in found["warnings"][-1]

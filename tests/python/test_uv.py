@@ -235,7 +235,7 @@ def test_energy_lists_the_states_too(examples):
 
 def test_help_says_what_the_method_is(examples):
     assert "default zindos" in " ".join(command("--help").stdout.split())
-    assert "no parameters for He" in command("--smiles", "[He]", status=1).stderr
+    assert "no parameters for He" in command("--smiles", "[He]", status=2).stderr
 
 
 def test_cclib_has_the_transitions(examples):

@@ -55,7 +55,7 @@ def test_a_remark_becomes_a_warning_of_the_result(make_peer, tmp_path):
 
     path = tmp_path / "a.xyz"
     path.write_text(HYDROXYL.format("the charge is unknown"))
-    result = orbitrax.run(path, "am1", backend=make_peer())
+    result = orbitrax.run(path, "am1", backend=make_peer(), rhf=True)
     assert len(result.warnings) == 1 and "may speak of a charge" in result.warnings[0]
 
 
