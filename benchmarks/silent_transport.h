@@ -1,6 +1,7 @@
 #pragma once
 
 #include "link/transport.h"
+#include "link/workers.h"
 
 /// A transport without a client, for benchmarks that call into the backend. It defines what
 /// platform/ defines elsewhere: included by one source file of a program.
@@ -15,5 +16,6 @@ bool HandleOneMessage() {
 }
 void WaitForMessage() {}
 void PrintLine(const char*) {}
+void SendTextFromWorker(int, const char*) {}
 
 }  // namespace qsolve
