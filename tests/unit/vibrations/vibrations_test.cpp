@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -238,7 +239,9 @@ TEST_F(Vibrations, AreReportedLineByLine) {
     link.fLogReports = true;
     client.Sent.clear();
     RunVibrations();
-    const std::vector<std::string> log = client.Log();
+    std::vector<std::string> log = client.Log();
+    // The sign of a zero is a matter of the last rounding.
+    for (std::string& s : log) s = std::regex_replace(s, std::regex("-(0[.]0+)(?![0-9])"), " $1");
     const auto Find = [&](const std::string& s) { return std::find(log.begin(), log.end(), s); };
     const std::vector<std::string> order = {
         "\n           ===== Vibrational Analysis =====\n",
