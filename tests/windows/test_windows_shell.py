@@ -59,7 +59,8 @@ def test_the_about_box_opens_and_either_button_closes_it(start_probed, button):
     assert peer.report()["about"] == ["0"]
     report = open_about(peer)
     assert [line.split()[0] for line in report["about Button"]] == ["1", "2"]
-    version = re.search(r"project\(\w+ VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+    version = re.search(r'__version__ = "(.+)"',
+                        (ROOT / "python" / "orbitrax" / "__init__.py").read_text())[1]
     assert any(version in line for line in report["about Static"])
     peer.close_about(button)
 

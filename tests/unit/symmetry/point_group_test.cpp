@@ -109,7 +109,7 @@ TEST_F(PointGroupSearch, KeepsTheGroupOfNearlyAllFiguresThatAreShakenWithinTheTo
 // By chance the principal axes of this crown lie between its mirrors.
 TEST_F(PointGroupSearch, FindsADihedralGroupWhereverItsPrincipalAxesLie) {
     constexpr double kRadius = 2.3635543, kHeight = 0.4570935, kNoise = 1e-7;
-    PointSet crown{.sName = "crown", .sGroup = "D4D", .dDisplacement = kNoise};
+    PointSet crown;
     for (int i = 0; i < 8; ++i) {
         const double dAngle = std::numbers::pi / 4.0 * i;
         crown.Elements.push_back(16);
