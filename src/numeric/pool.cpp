@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -18,6 +20,54 @@ constexpr int kMostTasks = 0xffff;
 /// and within a calculation the next round mostly comes sooner.
 constexpr int kLooks = 2000;
 
+/// Where a thread sleeps until a word changes. The wait of std::atomic is not used for it: where
+/// the system has no futex, the library checks the word before it takes its lock, and a change
+/// between the two wakes nobody.
+class Bell {
+  public:
+    /// Waits until the word differs from nOld.
+    template <class T>
+    void WaitWhile(const std::atomic<T>& word, T nOld) {
+        for (int i = 0; i < kLooks; ++i) {
+            if (word.load(std::memory_order_acquire) != nOld) return;
+            Relax();
+        }
+        std::unique_lock lock(mutex);
+        nSleepers.fetch_add(1);
+        changed.wait(lock, [&] { return word.load() != nOld; });
+        nSleepers.fetch_sub(1);
+    }
+
+    /// Wakes all who wait, after a change of the word. Of the change and the entry of a sleeper one
+    /// comes first: either the sleeper sees the word changed, or this sees that there is a sleeper,
+    /// and then the lock lets it fall asleep before it is woken.
+    void Ring() {
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        if (nSleepers.load() == 0) return;
+        static_cast<void>(std::lock_guard(mutex));
+        changed.notify_all();
+    }
+
+  private:
+    static void Relax() {
+#if defined(__x86_64__)
+        __builtin_ia32_pause();
+#endif
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::atomic<int> nSleepers{0};
+};
+
+/// The threads besides the caller, and what wakes them. A forked child leaves all of it alone: to
+/// destroy a bell on which the parent's threads sleep would take for ever.
+struct Team {
+    Bell begin;  ///< rung with a new round
+    Bell end;    ///< rung when a round is done
+    std::vector<std::thread> threads;
+};
+
 /// What is to be done, and how far it is. A ticket is the number of a round and the first and the
 /// end of its tasks that nobody has taken: the caller takes the first ones, the others the last, so
 /// that from round to round a task tends to find its data in the cache of its processor. Who
@@ -26,7 +76,7 @@ constexpr int kLooks = 2000;
 /// another round, and takes nothing.
 struct Pool {
     std::atomic<std::uint64_t> nTicket{0};  ///< round << 32 | first << 16 | end
-    std::atomic<std::uint32_t> nRound{0};   ///< the threads sleep on it
+    std::atomic<std::uint32_t> nRound{0};   ///< the threads sleep until it changes
     std::atomic<int> nTasks{0};
     std::atomic<int> nDone{0};  ///< tasks of the round; the caller sleeps on it
     std::atomic<Task> pTask{nullptr};
@@ -35,29 +85,13 @@ struct Pool {
 
     int nWanted = 0;       ///< threads by SetThreads
     bool fForked = false;  ///< the threads belong to another process
-    std::unique_ptr<std::vector<std::thread>> pThreads;
+    std::unique_ptr<Team> pTeam;
     ~Pool() { StopThreads(); }
 };
 constinit Pool pool;
 
 /// Whether this thread is inside a task.
 thread_local bool fInTask = false;
-
-inline void Relax() {
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-}
-
-/// Waits until the word differs from nOld.
-template <class T>
-void WaitWhile(std::atomic<T>& word, T nOld) {
-    for (int i = 0; i < kLooks; ++i) {
-        if (word.load(std::memory_order_acquire) != nOld) return;
-        Relax();
-    }
-    word.wait(nOld, std::memory_order_acquire);
-}
 
 /// Works on the tasks of a round until none is left, or another round has begun; from the front or
 /// from the back.
@@ -77,7 +111,7 @@ void Work(std::uint32_t nRound, bool fFront) {
             continue;
         pTask(fFront ? nFirst : nEnd - 1, pContext);
         if (pool.nDone.fetch_add(1, std::memory_order_acq_rel) + 1 == nTasks)
-            pool.nDone.notify_one();
+            pool.pTeam->end.Ring();
         nTicket = pool.nTicket.load(std::memory_order_acquire);
     }
     fInTask = false;
@@ -85,7 +119,7 @@ void Work(std::uint32_t nRound, bool fFront) {
 
 void LiveAsThread(std::uint32_t nRound) {
     while (true) {
-        WaitWhile(pool.nRound, nRound);
+        pool.pTeam->begin.WaitWhile(pool.nRound, nRound);
         if (pool.fStop.load(std::memory_order_acquire)) return;
         nRound = pool.nRound.load(std::memory_order_acquire);
         Work(nRound, false);
@@ -93,11 +127,11 @@ void LiveAsThread(std::uint32_t nRound) {
 }
 
 void StartThreads(int nMore) {
-    pool.pThreads = std::make_unique<std::vector<std::thread>>();
+    pool.pTeam = std::make_unique<Team>();
     pool.fStop.store(false, std::memory_order_release);
     const std::uint32_t nRound = pool.nRound.load(std::memory_order_relaxed);
     try {
-        for (int i = 0; i < nMore; ++i) pool.pThreads->emplace_back(LiveAsThread, nRound);
+        for (int i = 0; i < nMore; ++i) pool.pTeam->threads.emplace_back(LiveAsThread, nRound);
     } catch (const std::system_error&) {
         // The system gives no more of them: those that are there do the work.
     }
@@ -113,7 +147,7 @@ void SetThreads(int nThreads) {
 
 int Threads() {
     if (fInTask || pool.fForked) return 1;
-    if (pool.pThreads) return 1 + static_cast<int>(pool.pThreads->size());
+    if (pool.pTeam) return 1 + static_cast<int>(pool.pTeam->threads.size());
     if (pool.nWanted == 0)
         pool.nWanted =
             std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
@@ -121,17 +155,17 @@ int Threads() {
 }
 
 void StopThreads() {
-    if (!pool.pThreads) return;
+    if (!pool.pTeam) return;
     pool.fStop.store(true, std::memory_order_release);
     pool.nRound.fetch_add(1, std::memory_order_acq_rel);
-    pool.nRound.notify_all();
-    for (std::thread& thread : *pool.pThreads) thread.join();
-    pool.pThreads.reset();
+    pool.pTeam->begin.Ring();
+    for (std::thread& thread : pool.pTeam->threads) thread.join();
+    pool.pTeam.reset();
 }
 
 void ForgetThreads() noexcept {
     pool.fForked = true;
-    static_cast<void>(pool.pThreads.release());  // they are not here to be joined
+    static_cast<void>(pool.pTeam.release());  // they are not here to be joined
 }
 
 void RunTasks(int nTasks, Task pTask, const void* pContext) {
@@ -139,7 +173,7 @@ void RunTasks(int nTasks, Task pTask, const void* pContext) {
         for (int i = 0; i < nTasks; ++i) pTask(i, pContext);
         return;
     }
-    if (!pool.pThreads) StartThreads(Threads() - 1);
+    if (!pool.pTeam) StartThreads(Threads() - 1);
     pool.nTasks.store(nTasks, std::memory_order_relaxed);
     pool.pTask.store(pTask, std::memory_order_relaxed);
     pool.pContext.store(pContext, std::memory_order_relaxed);
@@ -148,10 +182,10 @@ void RunTasks(int nTasks, Task pTask, const void* pContext) {
     const auto nEnd = static_cast<std::uint64_t>(nTasks);
     pool.nTicket.store(static_cast<std::uint64_t>(nRound) << 32 | nEnd, std::memory_order_release);
     pool.nRound.store(nRound, std::memory_order_release);
-    pool.nRound.notify_all();
+    pool.pTeam->begin.Ring();
     Work(nRound, true);
     for (int nDone; (nDone = pool.nDone.load(std::memory_order_acquire)) < nTasks;)
-        WaitWhile(pool.nDone, nDone);
+        pool.pTeam->end.WaitWhile(pool.nDone, nDone);
 }
 
 }  // namespace qsolve
