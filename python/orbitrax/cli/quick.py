@@ -59,6 +59,8 @@ def _read(words: list[str], flags: dict[str, Option], values: dict[str, Any]) ->
                 raise _Odd
             values[one.name] = not no
             continue
+        if one.words is not None:
+            raise _Odd
         if no or (not equals and (not words or words[-1].startswith("-"))):
             raise _Odd
         found = _value(one, value if equals else words.pop())
