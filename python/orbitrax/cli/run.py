@@ -156,9 +156,6 @@ class TaskCommand:
 
     # ---- what is said ---------------------------------------------------------------------------
 
-    def _block(self, result: Result | None) -> dict[str, Any]:
-        return self._run.block(result) if self._run is not None else {}
-
     def _tell_warnings(self, result: Result | None, failure: OrbitraxError | None) -> None:
         if result is None:
             return
@@ -174,14 +171,9 @@ class TaskCommand:
         if isinstance(failure, (Interrupted, TimeLimitExceeded)) and points and points.last:
             shown = result is not None and result.total_energy is not None  # not lost
         if command.json:
-            from orbitrax.results.document import empty_document
+            from orbitrax.tasks.outcome import outcome
 
-            document = result.to_dict() if result else empty_document(self.task.name)
-            document.update(self._block(result))
-            if failure is not None:
-                document["status"] = failure.status
-                if failure.typed not in "\n".join(document["errors"]):
-                    document["errors"] = [*document["errors"], failure.typed]
+            document = outcome(self.task.name, self._run, result, failure)
             self._write_json(document)
         elif self.output.takes_standard_output:
             return
