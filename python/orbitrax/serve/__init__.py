@@ -1,0 +1,1 @@
+"""The page: a browser on this machine as a client of the tasks, beside the command line."""
