@@ -12,7 +12,7 @@ from tree import ROOT, files, nothing_of
 # The rooms and lone modules of the package by floors, from the top; what stands on one line may not
 # import each other. Imports for type checkers alone count for nothing here.
 FLOORS = (
-    ("__main__", "ase", "openff", "qcengine", "sqm"),
+    ("__main__", "ase", "openff", "qcengine", "serve", "sqm"),
     ("cli",),
     ("api", "atomic_charges", "bridges"),
     ("tasks", "pictures"),

@@ -51,11 +51,12 @@ TOOLS = {
     "cite": ("orbitrax.cli.cite", "what to cite for a method and its parameters, as BibTeX"),
     "schema": ("orbitrax.cli.schema", "the JSON schema of the result document"),
     "qcschema": ("orbitrax.cli.qcschema", "a QCSchema input in, a QCSchema result out"),
+    "serve": ("orbitrax.serve.command", "a page in your browser: draw, calculate, look"),
     "sqm": ("orbitrax.sqm", "the semi-empirical step of force-field set-up scripts"),
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("ts", "transit", "batch", "serve")
+UNAVAILABLE = ("ts", "transit", "batch")
 
 
 def find_task(name: str) -> type[Task]:
