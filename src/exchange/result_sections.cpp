@@ -89,6 +89,44 @@ void AddCiStates(SectionBlock& block) {
     Append(d.Contributions.Data(), nContributions, pTo);
 }
 
+/// The coordinates of the atoms that vibrate in the order of the molecule: place of each among
+/// those in the order of the selection.
+Array<std::size_t> CoordinatesInAtomOrder(std::size_t n) {
+    Array<std::size_t> vPlace;
+    vPlace.Take(n, kWork);
+    std::size_t* p = vPlace.Data();
+    for (int nAtom = 1; nAtom <= system.nAtoms; ++nAtom)
+        for (std::size_t i = 0; i < n / 3; ++i)
+            for (std::size_t k = 0; k < 3 && system.nSelectedAtoms[i] == nAtom; ++k)
+                *p++ = 3 * i + k;
+    return vPlace;
+}
+
+/// The modes of this job, if it has made any, with the matrix that they come from.
+void AddModes(SectionBlock& block) {
+    const ModeResults& modes = results.Modes;
+    const auto n = static_cast<std::size_t>(modes.nModes);
+    if (n == 0 || modes.mForces.Size() != n * n) return;
+    const ModeSectionHead head{.nCoordinates = modes.nModes,
+                               .nExternalModes = modes.nExternalModes,
+                               .nPoints = modes.nPoints,
+                               .nUnconverged = modes.nUnconverged,
+                               .nWorkers = modes.nWorkers,
+                               .nCycles = modes.nCycles};
+    double* p = block.Add(kModeSection, sizeof head / sizeof(double) + n * (2 * n + 5));
+    if (!p) return;
+    std::memcpy(p, &head, sizeof head);
+    p += sizeof head / sizeof(double);
+    const Array<std::size_t> vPlace = CoordinatesInAtomOrder(n);
+    for (const std::size_t i : vPlace)
+        for (const std::size_t j : vPlace) *p++ = modes.mForces[n * i + j];
+    for (const std::size_t i : vPlace) p = std::copy_n(&modes.mDipoles[3 * i], 3, p);
+    p = std::copy(modes.vFrequencies.begin(), modes.vFrequencies.end(), p);
+    p = std::copy(modes.vIntensities.begin(), modes.vIntensities.end(), p);
+    for (std::size_t i = 0; i < n; ++i)
+        for (const std::size_t j : vPlace) *p++ = modes.mModes[n * i + j];
+}
+
 void AddState(SectionBlock& block) {
     block.AddRecord(kStateSection, scf.End);
 }
@@ -104,6 +142,7 @@ constexpr SectionRow kSectionRows[] = {
     {1U << kDipoleSection, AddDipole},   {1U << kCoordinateSection, AddCoordinates},
     {1U << kChargeSection, AddCharges},  {1U << kScfSection, AddScf},
     {1U << kCiSection, AddCiStates},     {1U << kStateSection, AddState},
+    {1U << kModeSection, AddModes},
 };
 
 }  // namespace

@@ -78,6 +78,12 @@ struct ModeResults {
     Array<double> mModes;        ///< n x n: eigenvectors of the mass-weighted matrix, one a row
     Array<double> vFrequencies;  ///< n, 1/cm, as in the records
     Array<double> vIntensities;  ///< n, km/mol
+    Array<double> mForces;       ///< n x n, kcal/(mol Angstrom^2); of a job that computes it
+    Array<double> mDipoles;      ///< n x 3, Debye/Angstrom; the same
+    int nPoints = 0;             ///< displaced points that these were made from
+    int nUnconverged = 0;        ///< of them
+    int nWorkers = 0;            ///< copies of the process that computed them; 0 none
+    long long nCycles = 0;       ///< of their SCFs
 };
 
 /// A job that moves atoms by time, at its last step.

@@ -146,6 +146,7 @@ enum ResultSection : int {
     kChargeSection = 4,      ///< a double an atom, e
     kScfSection = 5,         ///< ScfRecord
     kStateSection = 6,       ///< ScfEnd
+    kModeSection = 9,        ///< ModeSectionHead and arrays
 };
 
 /// Section kinds of the client.
@@ -154,6 +155,21 @@ enum OptionSection : int {
     kGivenScf = 1,          ///< ScfWishes
     kMotionSection = 8,     ///< MotionRecord
 };
+
+/// The modes in double precision begin with this. Doubles follow, n = nCoordinates: the force
+/// matrix, n x n, kcal/(mol Angstrom^2); the derivatives of the dipole, n x 3, Debye/Angstrom;
+/// frequencies, n, 1/cm, and intensities, n, as in the report; the vectors, n x n, a mode each row.
+struct ModeSectionHead {
+    int nCoordinates = 0;
+    int nExternalModes = 0;
+    int nPoints = 0;       ///< displaced ones, of the matrix
+    int nUnconverged = 0;  ///< of these
+    int nWorkers = 0;      ///< copies of the process that computed them; 0 none
+    int nUnused = 0;
+    long long nCycles = 0;  ///< of the SCFs at these points
+};
+static_assert(sizeof(ModeSectionHead) == 32);
+static_assert(offsetof(ModeSectionHead, nCycles) == 24);
 
 /// What a client asks of dynamics and sampling beyond what every client gets.
 struct MotionRecord {

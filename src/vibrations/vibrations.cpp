@@ -154,6 +154,21 @@ struct Analysis {
     }
 };
 
+/// What the client hears of the matrix itself.
+void KeepForces() {
+    ModeResults& modes = results.Modes;
+    const VibrationState& v = vibrations;
+    modes.mForces.Take(v.pHessian.Size(), kWork);
+    for (std::size_t i = 0; i < v.pHessian.Size(); ++i)
+        modes.mForces[i] = v.pHessian[i] / kMillidynesEv;
+    modes.mDipoles.Take(v.pDipoleDerivatives.Size(), kWork);
+    std::copy(v.pDipoleDerivatives.begin(), v.pDipoleDerivatives.end(), modes.mDipoles.begin());
+    modes.nPoints = v.Report.nPoints;
+    modes.nUnconverged = v.Report.nUnconverged;
+    modes.nWorkers = v.Report.nWorkers;
+    modes.nCycles = v.Report.nCycles;
+}
+
 void FillRecord(int p, const double* vModeDipole) {
     ModeResults& modes = results.Modes;
     ModeRecord& record = modes.Records[p];
@@ -223,7 +238,10 @@ void RunVibrations() {
 
     StatusFormat(kMsgVibrationalSpectrum);
     Analysis a;
-    if (fCompute) ReportPairs(a);
+    if (fCompute) {
+        KeepForces();
+        ReportPairs(a);
+    }
     MassWeightForceMatrix(a.nAtoms, a.vMass.Data(), a.mMatrix.Data(), a.mDipoles.Data());
     LogInertia(a.Masses);
     RaiseExternalModes(a.nAtoms, a.vXyz.Data(), a.vMass.Data(), a.Masses, kVibrationLevels,

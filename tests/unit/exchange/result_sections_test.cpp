@@ -125,6 +125,51 @@ TEST_F(Sections, OfStatesAreTheHeadTheStatesAndTheirConfigurations) {
     EXPECT_EQ(values[29], 0.25);
 }
 
+TEST_F(Sections, OfModesAreInTheOrderOfTheAtoms) {
+    BuildThree(kPm3);  // the third atom is the first of the selection
+    EXPECT_TRUE(Send(Word(1U << 9)).empty()) << "there are none";
+    const auto fill = [](Array<double>& a, double d) {
+        for (double& x : a) x = d++;
+    };
+    results.Modes.mForces.Take(6, 6, kWork);
+    results.Modes.mDipoles.Take(6, 3, kWork);
+    results.Modes.nModes = 6;
+    results.Modes.nExternalModes = 5;
+    results.Modes.vFrequencies.Take(6, kWork);
+    results.Modes.vIntensities.Take(6, kWork);
+    results.Modes.mModes.Take(6, 6, kWork);
+    fill(results.Modes.mForces, 0);
+    fill(results.Modes.mDipoles, 0);
+    fill(results.Modes.vFrequencies, 100);
+    fill(results.Modes.vIntensities, 200);
+    fill(results.Modes.mModes, 300);
+    results.Modes.nPoints = 12;
+    results.Modes.nCycles = 77;
+    results.Modes.nUnconverged = 3;
+    results.Modes.nWorkers = 2;
+    EXPECT_TRUE(Send(Word(0x1FF)).count(9) == 0) << "not asked for";
+    const std::vector<double> values = Send(Word(1U << 9)).at(9);
+    ASSERT_EQ(values.size(), 4u + 36 + 18 + 6 + 6 + 36);
+    int nHead[6];
+    long long nCycles = 0;
+    std::memcpy(nHead, values.data(), sizeof nHead);
+    std::memcpy(&nCycles, &values[3], sizeof nCycles);
+    const int wanted[6] = {6, 5, 12, 3, 2, 0};
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(nHead[i], wanted[i]) << i;
+    EXPECT_EQ(nCycles, 77);
+    const int place[6] = {3, 4, 5, 0, 1, 2};
+    for (std::size_t i = 0; i < 6; ++i) {
+        for (std::size_t j = 0; j < 6; ++j) {
+            EXPECT_EQ(values[4 + 6 * i + j], 6 * place[i] + place[j]);
+            EXPECT_EQ(values[70 + 6 * i + j], 300.0 + 6.0 * static_cast<double>(i) + place[j]);
+        }
+        for (std::size_t c = 0; c < 3; ++c)
+            EXPECT_EQ(values[40 + 3 * i + c], 3.0 * place[i] + static_cast<double>(c));
+        EXPECT_EQ(values[58 + i], 100.0 + static_cast<double>(i));
+        EXPECT_EQ(values[64 + i], 200.0 + static_cast<double>(i));
+    }
+}
+
 TEST_F(Sections, AreSentForTheirMarkAlone) {
     BuildThree(kPm3);
     for (const int nWord :
