@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import itertools
 import math
 from collections import defaultdict
 
@@ -166,25 +167,35 @@ def test_modes_with_the_same_masses_are_the_same(water):
     assert np.abs(direct.intensities - kept.intensities).max() < 1e-4
 
 
-def test_force_matrix_from_modes_is_that_of_gradients(water):
-    """Symmetric, the same as differences of gradients, and nothing holds the molecule in space."""
+def test_force_matrix_and_dipole_derivatives_are_differences(water):
+    """The same step either way as the backend takes; nothing holds the molecule in space, and its
+    dipole does not change when it moves as a whole."""
     result, one = water
-    hessian = result.modes.hessian
-    step, base = 1e-3, one.job.molecule
-    assert np.abs(hessian - hessian.T).max() < 1e-9
+    modes, base, step = result.modes, one.job.molecule, 1 / 240
+    forces, dipoles = np.zeros((9, 9)), np.zeros((9, 3))
     with Backend() as backend:
-        for i in (0, 4, 8):
-            rows = []
-            for sign in (1, -1):
-                places = base.positions.copy().ravel()
-                places[i] += sign * step
-                job = Job(base.replace(positions=places), "am1", scf_limit=1e-10)
-                rows.append(backend.run(job).gradient.ravel())
-            row = (rows[0] - rows[1]) / (2 * step)
-            # Other steps, and what is left of a slope: 2e-4 of the largest element.
-            assert np.abs(row - hessian[i]).max() < 0.3
+        for i, sign in itertools.product(range(9), (1, -1)):
+            places = base.positions.copy().ravel()
+            places[i] += sign * step
+            moved = backend.run(Job(base.replace(positions=places), "am1", scf_limit=1e-10))
+            forces[i] += sign / (2 * step) * moved.gradient.ravel()
+            dipoles[i] += sign / (2 * step) * np.array(moved.dipole[:3])
+    # The SCF of a displaced point ends at 1e-11 kcal/mol, gradients then within 1e-5.
+    assert np.abs(0.5 * (forces + forces.T) - modes.hessian).max() < 0.005
+    assert np.abs(dipoles - modes.dipole_derivatives).max() < 1e-4
     for axis in range(3):
-        assert np.abs(hessian[:, axis::3].sum(axis=1)).max() < 0.3
+        assert np.abs(modes.hessian[:, axis::3].sum(axis=1)).max() < 0.3
+        assert np.abs(modes.dipole_derivatives[axis::3].sum(axis=0)).max() < 1e-3
+    assert (modes.points, modes.unconverged) == (18, 0) and modes.cycles >= 18
+
+
+def test_the_modes_are_those_of_the_force_matrix(water):
+    modes = water[0].modes
+    root = np.sqrt(np.repeat(modes.masses, 3))
+    levels = np.linalg.eigvalsh(modes.hessian / np.outer(root, root))
+    # amu, mdyn/Angstrom: 1302.79 1/cm is the root of one of each.
+    found = 1302.79 * np.sqrt(0.00695125 * levels[6:])
+    assert np.abs(found - np.sort(modes.frequencies)).max() < 0.5
 
 
 def test_displacements_masses_and_force_constants_belong_together(water):

@@ -15,6 +15,7 @@ from orbitrax.errors import (BackendDied, InputError, LinkError, MoleculeError, 
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.inputs import from_qcschema
 from orbitrax.tasks.task import analyse, judge_scf
+from orbitrax.tasks.vibrations import Vibrations
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, REPORT_HARTREE_PER_KCAL
 
 TYPE_CHECKING = False
@@ -25,8 +26,6 @@ if TYPE_CHECKING:
 
 DRIVERS = ("energy", "gradient", "hessian", "properties")
 
-_STEP = 0.005  # Angstrom, of the differences of a Hessian
-_TIGHT = 1e-9  # kcal/mol, of their SCF
 _DEBYE_PER_AU = 2.541746473
 
 
@@ -75,8 +74,6 @@ def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
     if model.get("basis"):
         raise UsageError("semi-empirical methods take no basis; leave it out of the model")
     keywords = dict(document.get("keywords") or {})
-    if driver == "hessian":
-        keywords.setdefault("scf_limit", _TIGHT)
     job = Job(from_qcschema(document["molecule"], "the QCSchema molecule"), model["method"],
               JobSettings(**keywords))
     result = _one(backend, job)
@@ -113,24 +110,13 @@ def _gradient(result: Result) -> list[float] | None:
 
 
 def _hessian(backend: Backend, job: Job) -> list[float]:
-    """(3 n)^2, hartree per square bohr, by central differences of gradients."""
-    import numpy as np
-
-    start = np.array(job.molecule.positions)
-    size = start.size
-    found = np.zeros((size, size))
-    for k in range(size):
-        shift = np.zeros(size)
-        shift[k] = _STEP
-        ends = []
-        for sign in (1, -1):
-            moved = job.molecule.replace(positions=start + sign * shift.reshape(-1, 3))
-            values = _gradient(_one(backend, job.replace(molecule=moved)))
-            if values is None:
-                raise UsageError(f"{job.method.title} with these settings gives no gradient")
-            ends.append(np.array(values))
-        found[k] = (ends[0] - ends[1]) / (2 * _STEP / CODATA_ANGSTROM_PER_BOHR)
-    whole: list[float] = (0.5 * (found + found.T)).ravel().tolist()
+    """(3 n)^2, hartree per square bohr: the force matrix of a job of vibrations."""
+    settings = Vibrations(**job.settings.__dict__)
+    result = _one(backend, Job(job.molecule, job.method, settings))
+    if result.modes is None:
+        raise UsageError(f"{job.method.title} with these settings gives no force matrix")
+    factor = REPORT_HARTREE_PER_KCAL * CODATA_ANGSTROM_PER_BOHR**2
+    whole: list[float] = (factor * result.modes.hessian).ravel().tolist()
     return whole
 
 

@@ -12,6 +12,7 @@ from orbitrax.arrays import unpacked
 from orbitrax.errors import ProtocolError
 from orbitrax.link import wire
 from orbitrax.link.ci_states import read_ci_states
+from orbitrax.link.mode_rows import read_mode_rows
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -67,6 +68,7 @@ RESULTS = (
                   "unconverged_since", "unused", code="i"),
         *_numbers("difference", "limit", "final_difference", "worst_difference"))),
     Section("ci_states", 8, 8, read=read_ci_states),
+    Section("modes", 9, 9, read=read_mode_rows),
     Section("state", 6, 6, (
         *_numbers("guarded", "converged", "cycles", "all_cycles", "aufbau", "descended", "starts",
                   "lowered", "found", "unused", code="i"),

@@ -36,6 +36,8 @@ STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not 
 
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
+_OF_MODES = ("force_matrix", "dipole_derivatives", "frequencies", "intensities", "vectors")
+
 
 class ResultBuilder:
     """Collects the events of one session: of a single point, or of an optimisation, whose result is
@@ -134,6 +136,10 @@ class ResultBuilder:
                              for name in _DIPOLE]
         if "ci_states" in sections:
             self._states(sections["ci_states"], sections["energies"]["state_correction"])
+        if "modes" in sections and result.modes is not None:
+            for name in _OF_MODES:
+                _all_finite(sections["modes"][name], f"the {name} of the normal modes")
+            result.modes = result.modes.in_double(sections["modes"])
         self._judge_scf(sections["scf"])
         if sections.get("state", {}).get("guarded"):
             self._take_state(sections["state"])

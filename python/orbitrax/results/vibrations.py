@@ -30,12 +30,14 @@ def vibrations_block(task: Any, result: Result | None, optimisation: Result | No
         "optimized": task.optimize,
         "optimization_cycles": None if optimisation is None else optimisation.cycles,
         "imaginary": None, "modes": None, "external_frequencies_cm1": None,
-        "rotational_constants_cm1": None, "thermochemistry": None, "isotopologues": []}
+        "rotational_constants_cm1": None, "thermochemistry": None, "isotopologues": [],
+        "displaced_points": None, "unconverged_points": None}
     if result is None or result.modes is None:
         return found
     modes = result.modes
     found.update(
-        imaginary=modes.imaginary, modes=_mode_rows(modes),
+        imaginary=modes.imaginary, displaced_points=modes.points,
+        unconverged_points=modes.unconverged, modes=_mode_rows(modes),
         external_frequencies_cm1=modes.external.tolist(),
         rotational_constants_cm1=modes.rotational_constants,
         thermochemistry=_gas_block(task, result),

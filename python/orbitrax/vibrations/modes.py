@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 import math
 
 import numpy as np
@@ -41,7 +42,17 @@ class Modes:
     backend's report has it, km/mol; labels, running number and species, "?" where that is not
     known; vectors, one a row, 3 n, of the mass-weighted force matrix. external: the frequencies of
     the translations and rotations, which are 0 at a stationary point but for rounding.
+
+    Where the backend tells them in double precision: dipole_derivatives, 3 n x 3, Debye/Angstrom;
+    points, displaced ones that the force matrix was made from, unconverged, those of them whose SCF
+    did not converge, and cycles, of all their SCFs. Otherwise None.
     """
+
+    _force_matrix: Array | None = None
+    dipole_derivatives: Array | None = None
+    points: int | None = None
+    unconverged: int | None = None
+    cycles: int | None = None
 
     def __init__(self, numbers: Sequence[int], atoms: Sequence[int], masses: Sequence[float],
                  positions: Any, frequencies: Sequence[float], decadic: Sequence[float],
@@ -58,6 +69,22 @@ class Modes:
         self.vectors = self.all_vectors[:n]
         self.decadic = np.asarray(decadic, dtype=float)[:n]
         self.labels = ["?" if label.endswith("?") else label for label in labels[:n]]
+
+    def in_double(self, values: dict[str, Any]) -> Modes:
+        """The same modes with the numbers of `orbitrax.link.mode_rows`. Raises ValueError where
+        they are of another number of coordinates."""
+        n, size = len(self.frequencies), len(self.all_frequencies)
+        found = copy.copy(self)
+        found.all_frequencies = np.array(values["frequencies"]).reshape(size)
+        found.all_vectors = np.array(values["vectors"]).reshape(size, size)
+        found.frequencies, found.external = found.all_frequencies[:n], found.all_frequencies[n:]
+        found.vectors = found.all_vectors[:n]
+        found.decadic = np.array(values["intensities"]).reshape(size)[:n]
+        found._force_matrix = np.array(values["force_matrix"]).reshape(size, size)
+        found.dipole_derivatives = np.array(values["dipole_derivatives"]).reshape(size, 3)
+        found.points, found.unconverged = values["points"], values["unconverged"]
+        found.cycles = values["cycles"]
+        return found
 
     def __len__(self) -> int:
         return len(self.frequencies)
@@ -132,7 +159,10 @@ class Modes:
 
     @property
     def hessian(self) -> Array:
-        """The force matrix, 3 n x 3 n, kcal/(mol Angstrom^2), put together from the modes."""
+        """The force matrix, 3 n x 3 n, kcal/(mol Angstrom^2): as it was computed where the backend
+        tells it, else put together from the modes."""
+        if self._force_matrix is not None:
+            return self._force_matrix
         root = np.sqrt(np.repeat(self.masses, 3))
         nu = self.all_frequencies
         forces = FORCE_PER_AMU / MILLIDYNES_PER_KCAL * nu * np.abs(nu)
