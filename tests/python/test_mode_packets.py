@@ -10,6 +10,7 @@ from orbitrax import Job, Molecule
 from orbitrax.errors import CalculationFailed, ProtocolError
 from orbitrax.link import events, wire
 from orbitrax.link.conversation import Packet
+from orbitrax.link.mode_rows import read_mode_rows
 from orbitrax.results.builder import modes_of
 from orbitrax.session.encode import mode_packets, run_options
 from orbitrax.session.reader import ModeReader
@@ -85,3 +86,29 @@ def test_a_session_on_the_kept_matrix_asks_for_no_other():
         k: v for k, v in first.items() if k != "fComputeForceMatrix"}
     plain = wire.RunOptions.unpack(run_options(Job(PAIR, "am1")))
     assert plain["fComputeForceMatrix"] == 0
+
+
+def rows_in_double(n=6, external=5, points=12, unconverged=1, spare=0):
+    head = struct.pack("<6iq", n, external, points, unconverged, 2, 0, 99)
+    return head + struct.pack(f"<{max(n * (2 * n + 5), 0) + spare}d",
+                              *range(max(n * (2 * n + 5), 0) + spare))
+
+
+def test_modes_in_double_precision_take_the_place_of_the_others():
+    (event,), _ = feed(wire.word(6), records(), wire.word(6), bytes(144))
+    modes = modes_of(Job(PAIR, "am1", Vibrations()), event).in_double(
+        read_mode_rows(rows_in_double()))
+    assert modes.hessian[1, 2] == 8 and modes.dipole_derivatives[1, 2] == 36 + 5
+    assert modes.frequencies.tolist() == [54] and modes.external.tolist() == [55, 56, 57, 58, 59]
+    assert modes.decadic.tolist() == [60] and modes.vectors[0].tolist() == [66, 67, 68, 69, 70, 71]
+    assert (modes.points, modes.unconverged, modes.cycles) == (12, 1, 99)
+    assert modes.labels == ["1SIG"], "these come in the other packets alone"
+
+
+@pytest.mark.parametrize("data", [
+    b"", bytes(31), rows_in_double(spare=1), rows_in_double(spare=-1), rows_in_double(n=-6),
+    rows_in_double(external=7), rows_in_double(external=-1), rows_in_double(unconverged=13),
+    rows_in_double(points=-1, unconverged=-1), struct.pack("<6iq", 1 << 30, 0, 0, 0, 0, 0, 0)])
+def test_rows_that_are_no_modes_break_the_conversation(data):
+    with pytest.raises(ProtocolError, match="normal modes"):
+        read_mode_rows(data)
