@@ -76,10 +76,17 @@ void ComputeChargeOrigin() {
     for (int k = 0; k < 3; ++k) scf.dChargeOrigin[k] = vSum[k] / dMass;
 }
 
-void CheckDensityTrace() {
-    const double dHeld = DiagonalSum(scf.mDensityT.Data(), setup.nOrbitals, 0, setup.nOrbitals);
-    const double dWanted = setup.nElectrons;
-    if (std::abs(dHeld - dWanted) > kTraceTolerance) Warn(kMsgDensityTrace, dHeld, dWanted);
+double ElectronsHeld(const double* mDensity) {
+    return DiagonalSum(mDensity, setup.nOrbitals, 0, setup.nOrbitals);
+}
+
+void CheckDensityTrace(double dOfEnergy) {
+    const double dLast = ElectronsHeld(scf.mDensityT.Data());
+    for (const double dHeld : {dLast, dOfEnergy}) {
+        if (std::abs(dHeld - setup.nElectrons) <= kTraceTolerance) continue;
+        Warn(kMsgDensityTrace, dHeld, static_cast<double>(setup.nElectrons));
+        return;
+    }
 }
 
 }  // namespace qsolve

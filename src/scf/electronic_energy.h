@@ -25,9 +25,12 @@ void ComputeChargeOrigin();
 /// Electrons that mDensityT may hold too many or too few.
 constexpr double kTraceTolerance = 1e-6;
 
-/// Warns when mDensityT does not hold the electrons of the calculation: levels are occupied by
-/// their energy, so that one that equals the highest occupied level to the last bit is filled with
-/// it.
-void CheckDensityTrace();
+/// The sum of the diagonal of a density.
+double ElectronsHeld(const double* mDensity);
+
+/// Warns, once, when mDensityT does not hold the electrons of the calculation, or the density that
+/// made the energy did not, which held dOfEnergy: levels are occupied by their energy, so that one
+/// that equals the highest occupied level to the last bit is filled with it.
+void CheckDensityTrace(double dOfEnergy);
 
 }  // namespace qsolve

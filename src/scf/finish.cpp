@@ -35,7 +35,7 @@ void ClassifyLevels(const SpinRun& a) {
 }
 
 void CheckResults(const ScfRun& run) {
-    CheckDensityTrace();
+    CheckDensityTrace(run.dHeld);
     if (!std::isfinite(run.dEnergy + run.dCoreEnergy)) Warn(kMsgFloatingPoint);
 }
 

@@ -57,7 +57,8 @@ ScfRun StartRun() {
             .fUnrestricted = options.nSpinTreatment == 1,
             .fClosed = setup.nOccupied == setup.nDoublyOcc,
             .dLimit = dLimit,
-            .dFullDiagLimit = dLimit * family.dFullDiagFactor};
+            .dFullDiagLimit = dLimit * family.dFullDiagFactor,
+            .dHeld = static_cast<double>(setup.nElectrons)};
 }
 
 }  // namespace qsolve

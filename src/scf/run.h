@@ -62,8 +62,11 @@ struct ScfRun {
     double dDifference = std::numeric_limits<double>::infinity();  ///< of the last, kcal/mol
     LevelShift Shift = {};
     ScfCycle Cycle = {};
-    bool fNearStart = false;  ///< as scf.fNearStart allows it
-    int nSettled = 0;         ///< energy differences below the limit, one after the other
+    bool fNearStart = false;   ///< as scf.fNearStart allows it
+    int nSettled = 0;          ///< energy differences below the limit, one after the other
+    double dHeld = 0.0;        ///< electrons of the density that made dEnergy
+    bool fHoldsAll = true;     ///< that density has the electrons of the molecule, of each spin
+    bool fHeldAllPrev = true;  ///< and so had the one that made dEnergyPrev
 };
 
 /// The arrays in `scf` of either spin and its levels. Beta's are empty in a restricted calculation.

@@ -164,6 +164,20 @@ double RoundingOf(const ScfRun& run) {
     return kRoundingUnits * dUnit * run.Family.dKcalPerUnit;
 }
 
+/// Counts the electrons of the densities that the next Fock matrices are made of. The guess of a
+/// job sets the spins apart a little, so that only its sum counts.
+void CountElectrons(ScfRun& run, const SpinRun& a, const SpinRun& b) {
+    const auto IsFull = [](double dHeld, double dWanted) {
+        return std::abs(dHeld - dWanted) <= kTraceTolerance;
+    };
+    run.dHeld = ElectronsHeld(scf.mDensityT.Data());
+    run.fHeldAllPrev = run.fHoldsAll;
+    run.fHoldsAll = IsFull(run.dHeld, setup.nElectrons);
+    if (!run.fUnrestricted || run.Cycle.nCycle <= 1) return;
+    for (const SpinRun* s : {&a, &b})
+        run.fHoldsAll &= IsFull(ElectronsHeld(s->mDensity.Data()), s->Counts.nOcc);
+}
+
 /// Judges the energy of a cycle: convergence, and whether the next one diagonalises fully.
 void JudgeEnergy(ScfRun& run) {
     ScfCycle& cycle = run.Cycle;
@@ -176,7 +190,9 @@ void JudgeEnergy(ScfRun& run) {
     const double dRounding = RoundingOf(run);
     const double dFullDiagLimit =
         std::max(run.dFullDiagLimit, dRounding * run.Family.dFullDiagFactor);
-    run.nSettled = dDiff < std::max(run.dLimit, dRounding) ? run.nSettled + 1 : 0;
+    const bool fSameElectrons = run.fHoldsAll && run.fHeldAllPrev;
+    const bool fBelow = dDiff < std::max(run.dLimit, dRounding) && fSameElectrons;
+    run.nSettled = fBelow ? run.nSettled + 1 : 0;
     if (run.nSettled >= (run.fNearStart ? kNearSettled : 1)) cycle.fConverged = true;
     const bool fLast =
         cycle.nCycle >= static_cast<long long>(options.nIterationLimit) - kLastCycles;
@@ -208,6 +224,7 @@ void Iterate(ScfRun& run, SpinRun& a, SpinRun& b) {
         if (IsShifted(run)) UpdateLevelShift(run.dEnergy, run.dEnergyPrev2, run.Shift, cycle);
 
         // Fock matrices of the density of the last cycle; from them its energy and a new density.
+        CountElectrons(run, a, b);
         BuildFocks(run, a, b);
         UpdateDensity(run, a);
         if (run.fUnrestricted) UpdateDensity(run, b);

@@ -94,16 +94,24 @@ TEST_F(ElectronicEnergy, ChargeOriginOfAMoleculeOrAnAtomIsZero) {
 TEST_F(ElectronicEnergy, WrongTraceIsWarnedOf) {
     SetUpJob(Water(kCndo));
     for (std::size_t i = 0; i < 6; ++i) scf.mDensityT[i * 7] = 8.0 / 6.0;
-    CheckDensityTrace();
+    CheckDensityTrace(8.0);
     EXPECT_TRUE(client.Warnings().empty());
     scf.mDensityT[0] += 0.5e-6;
-    CheckDensityTrace();
+    CheckDensityTrace(8.0);
     EXPECT_TRUE(client.Warnings().empty());
     scf.mDensityT[0] += 1.0;
-    CheckDensityTrace();
+    CheckDensityTrace(8.0);
     ASSERT_EQ(client.Warnings().size(), 1u);
     EXPECT_NE(client.Warnings()[0].find("holds 9.00000"), std::string::npos);
     EXPECT_NE(client.Warnings()[0].find("has 8.000000"), std::string::npos);
+}
+
+TEST_F(ElectronicEnergy, WrongTraceOfTheDensityThatMadeTheEnergyIsWarnedOf) {
+    SetUpJob(Water(kCndo));
+    for (std::size_t i = 0; i < 6; ++i) scf.mDensityT[i * 7] = 8.0 / 6.0;
+    CheckDensityTrace(10.0);
+    ASSERT_EQ(client.Warnings().size(), 1u);
+    EXPECT_NE(client.Warnings()[0].find("holds 10.00000"), std::string::npos);
 }
 
 }  // namespace
