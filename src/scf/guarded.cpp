@@ -8,6 +8,7 @@
 #include "numeric/row.h"
 #include "report/report.h"
 #include "scf/rotations.h"
+#include "scf/stages.h"
 #include "scf/state.h"
 
 namespace qsolve {
@@ -53,6 +54,7 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
     while (true) {
         ++end.nCycles;
         end.dEnergy = EvaluateFock(electrons);
+        for (int i = 0; i < electrons.nSets; ++i) ReportFock(electrons.Run, *electrons.pSets[i]);
         end.dDifference = std::abs(end.dEnergy - dPrevious) * electrons.Run.Family.dKcalPerUnit;
         dPrevious = end.dEnergy;
         if (end.nCycles == 1 && !HoldsItsElectrons(electrons)) {

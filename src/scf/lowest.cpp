@@ -31,6 +31,7 @@ constexpr double kClearlyNegative =
 constexpr int kMostProducts = 150;         ///< of a test
 constexpr int kMostFollowed = 6;           ///< instabilities, one after the other
 constexpr double kRoughCommutator = 0.05;  ///< eV, where the cycles take over from a descent
+constexpr double kRoughPart = 0.05;        ///< and of the curvature that it leaves, at most
 constexpr int kRoughCycles = 60;
 constexpr double kFollowTurn = 0.2;  ///< radians along an instability
 constexpr double kScatter = 0.6;     ///< radians, of further starts
@@ -55,7 +56,8 @@ GuardLimits LimitsOf(const Electrons& electrons) {
     const double dUsual =
         std::max((fOpen ? kOpenCommutatorLimit : kCommutatorLimit) * dRoot, kSmallestCommutator);
     const double dTold = further.Scf.dCommutatorLimit;
-    const long long nCycles = std::max(static_cast<long long>(options.nIterationLimit), 1LL);
+    // A difference of energies takes one Fock matrix more.
+    const long long nCycles = std::max(static_cast<long long>(options.nIterationLimit), 0LL) + 1;
     return {electrons.Run.dLimit, (dTold > 0.0 ? dTold : dUsual) / electrons.dEv,
             static_cast<int>(std::min(nCycles, 1LL << 30))};
 }
@@ -82,11 +84,19 @@ void Converge(Search& search) {
     search.Word.nAllCycles += search.end.nCycles;
 }
 
-/// Down from a point beside an instability, and then by cycles.
-void LeaveInstability(Search& search) {
-    const GuardLimits limits{1e30, kRoughCommutator / search.electrons.dEv, kRoughCycles};
-    search.Word.nAllCycles += Descend(search.electrons, limits).nCycles;
-    Converge(search);
+/// Down from a point beside an instability, and then by cycles, which may lead back to it where it
+/// is a shallow one; or down to the end.
+void LeaveInstability(Search& search, bool fByCycles) {
+    const double dSlope = std::min(kRoughCommutator, kRoughPart * std::abs(search.Word.dInternal));
+    const GuardLimits rough{1e30, dSlope / search.electrons.dEv, kRoughCycles};
+    const GuardEnd end = Descend(search.electrons, fByCycles ? rough : search.limits);
+    search.Word.nAllCycles += end.nCycles;
+    if (fByCycles) {
+        Converge(search);
+        return;
+    }
+    search.end = end;
+    search.fDescended = true;
 }
 
 void KeepOrbitals(Search& search, bool fBack) {
@@ -206,16 +216,21 @@ void TestState(Search& search, Array<double>& vDirection) {
     word.fAufbau = TakeOrbitals(electrons);
 }
 
-/// Goes down along the instability, to either side. Returns whether a lower state was found.
+/// Goes down along the instability, to either side, by one way or the other. Returns whether a
+/// lower state was found.
 bool Follow(const Array<double>& vDirection, Search& search) {
-    for (const double dTurn : {kFollowTurn, -kFollowTurn}) {
+    struct Way {
+        double dTurn;
+        bool fByCycles;
+    };
+    for (const Way& way : {Way{kFollowTurn, true}, {-kFollowTurn, true}, {kFollowTurn, false}}) {
         const State before = StateOf(search);
         KeepOrbitals(search, false);
         Array<double> vTurn;
         vTurn.Take(vDirection.Size(), kWork);
-        for (std::size_t i = 0; i < vTurn.Size(); ++i) vTurn[i] = dTurn * vDirection[i];
+        for (std::size_t i = 0; i < vTurn.Size(); ++i) vTurn[i] = way.dTurn * vDirection[i];
         RotateOrbitals(search.electrons, vTurn.Data());
-        LeaveInstability(search);
+        LeaveInstability(search, way.fByCycles);
         if (KeepLower(before, search)) return true;
     }
     return false;
