@@ -113,10 +113,11 @@ CASES = [
 # Options of the command line and what they are to a Job; the first are the defaults.
 SETTINGS = [
     ("", {}),
+    ("--scf plain", {"scf": "plain"}),
     ("--no-diis", {"diis": False}),
     ("--level-shift-start 0", {"level_shift_start": 0}),
     ("--no-diis --level-shift-start 0", {"diis": False, "level_shift_start": 0}),
-    ("--scf-iterations 2000", {"scf_iterations": 2000}),
+    ("--scf plain --scf-iterations 2000", {"scf": "plain", "scf_iterations": 2000}),
     ("--no-diis --scf-iterations 2000", {"diis": False, "scf_iterations": 2000}),
 ]
 
@@ -153,14 +154,14 @@ def row(backend, case, show_trace):
     """One row of the table, as its cells; None for a calculation that is refused."""
     molecule, trace = read(case[0]), []
     results = [compute(backend, molecule, case, settings, trace if i == 0 else None)
-               for i, (_, settings) in enumerate(SETTINGS[:4])]
+               for i, (_, settings) in enumerate(SETTINGS[:5])]
     if results[0] is None:
         return None
-    plain = results[1]
+    plain = results[2]
     lower = plain and not plain.converged and \
         plain.total_energy < results[0].total_energy - SAME_STATE
     if not results[0].converged or lower:  # perhaps more cycles lead on
-        results += [compute(backend, molecule, case, settings) for _, settings in SETTINGS[4:]]
+        results += [compute(backend, molecule, case, settings) for _, settings in SETTINGS[5:]]
     if show_trace:
         print("\n".join(trace))
     energies = [r.total_energy if r and r.converged else None for r in results]
@@ -185,14 +186,14 @@ def row(backend, case, show_trace):
                 abs(energies[0] - restricted.total_energy) < SAME_STATE:
             state = f"{state}, both spins alike".removeprefix(", ")
     others = " ".join("-" if r is None else str(r.scf_iterations) if r.converged else "no"
-                      for r in results[1:4])
+                      for r in results[1:5])
     name = f"{molecule.formula}, {Path(case[0]).name.replace('_', ' ')}"
     return [name, case[1], case[2], str(case[3]), str(case[4]), "UHF" if case[5] else "RHF", cycles,
             others, state, needed]
 
 
 HEAD = ["Molecule", "Hard because", "Method", "Charge", "Mult.", "", "Cycles",
-        "no DIIS / no shift / neither",
+        "plain / no DIIS / no shift / neither",
         "Above the lowest, kcal/mol", "What helps"]
 
 

@@ -85,17 +85,17 @@ class JobSettings(Settings):
         1e-6, above=0, unit="kcal/mol", group=SCF, wire="flConvergenceLimit", metavar="E",
         help="energy change at convergence, kcal/mol")
     scf_iterations: int = option(
-        200, least=0, most=LARGEST_WORD - 2, group=SCF, wire="nIterationLimit", metavar="N",
+        400, least=0, most=LARGEST_WORD - 2, group=SCF, wire="nIterationLimit", metavar="N",
         help="most iterations")
     scf: str = option(
-        "plain", choices=("plain", "auto"), group=SCF,
-        help="how the iterations go: plain goes by --diis and --level-shift-start; auto judges "
-             "energy and density, mixes as it needs to and looks for the lowest state, unless one "
-             "of those is given")
+        "auto", choices=("auto", "plain"), group=SCF,
+        help="how the iterations go: auto judges energy and density, mixes as it needs to and "
+             "looks for the lowest state; plain goes by --diis and --level-shift-start, as auto "
+             "does where one of those is given")
     stability: str = option(
         "auto", choices=("auto", "none", "test", "follow"), group=SCF,
         help="test whether the state is a minimum, and follow what is lower; auto: follow for "
-             "small molecules and open shells")
+             "small molecules and open shells, not below a configuration interaction")
     diis: bool = option(
         True, group=SCF, wire="fDiis", help="accelerate convergence by extrapolation")
     level_shift_start: int = option(

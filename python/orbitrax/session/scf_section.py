@@ -10,6 +10,7 @@ from __future__ import annotations
 
 import struct
 
+from orbitrax.job import NO_CI
 from orbitrax.molecules.elements import valence_orbitals
 
 TYPE_CHECKING = False
@@ -48,10 +49,13 @@ def _open(job: Job) -> bool:
 
 
 def _stability(job: Job) -> str:
-    """A closed shell of ordinary size is trusted; the test costs a few times the cycles."""
+    """A closed shell of ordinary size is trusted; the test costs a few times the cycles. So is one
+    that configurations are mixed from: they are what describes where unequal spins lie lower."""
     asked = job.settings.stability
     if asked != "auto":
         return asked
+    if job.settings.ci != NO_CI and not _open(job):
+        return "none"
     return "follow" if _orbitals(job) <= (_MANY if _open(job) else _SOME) else "none"
 
 

@@ -145,8 +145,9 @@ def analyse(job: Job, result: Result, backend: Backend) -> None:
 
 def judge_scf(job: Job, result: Result) -> None:
     """Raises NotConverged for an SCF that has not converged, the only one of a job or one of
-    many."""
+    many, and for a state that is no minimum."""
     if not result.scf_unconverged:
+        _judge_state(result)
         return
     many = unconverged_scfs(result)
     settings, last = job.settings, result.final_scf_difference
@@ -157,6 +158,15 @@ def judge_scf(job: Job, result: Result) -> None:
     other = "--no-diis" if settings.diis else "--diis"
     raise NotConverged(f"{text}; try a higher --scf-iterations, {other}, another "
                        "--level-shift-start, or --uhf")
+
+
+def _judge_state(result: Result) -> None:
+    scf = result.blocks.get("scf")
+    if scf is not None and scf["state"] == "unstable":
+        raise NotConverged(
+            f"the SCF converged to a state that is no minimum (lowest curvature "
+            f"{scf['lowest_curvature_ev']:.3f} eV), and a lower one was not reached; try --uhf, "
+            "another --multiplicity, or --stability follow")
 
 
 def judge_states(result: Result) -> None:
