@@ -2,13 +2,13 @@
 
 It is started without the module `site`, which looks into every installed package's wishes and takes
 as long as a small molecule does; the first module that is missing brings it in. Sources that are
-newer than the backend are built first.
+newer than the backend are built first, where there are sources: not in an installed copy.
 """
 
 import os
 import sys
 
-HERE = os.path.dirname(os.path.abspath(__file__))
+HERE = os.path.dirname(os.path.realpath(__file__))
 TOP = os.path.dirname(HERE)
 
 
@@ -41,7 +41,9 @@ def newest(folder):
 
 
 def is_stale():
-    """Whether the backend is older than its sources."""
+    """Whether this is a checkout whose backend is older than its sources."""
+    if not os.path.exists(os.path.join(TOP, "setup")):
+        return False
     built = os.stat(os.path.join(TOP, "build", "release", ".built")).st_mtime
     return (newest(os.path.join(TOP, "src")) > built
             or os.stat(os.path.join(TOP, "CMakeLists.txt")).st_mtime > built)

@@ -76,13 +76,88 @@ def checkout(tmp_path: Path) -> Checkout:
 
 
 def test_setup_installs_only_what_is_missing_and_builds(checkout: Checkout):
-    run = checkout.run("setup", MISSING="python3-ase libgtest-dev")
+    run = checkout.run("setup", MISSING="python3-numpy g++")
     assert run.returncode == 0, run.stderr
-    update, install, configure, build = checkout.calls()
+    update, question, install, configure, build = checkout.calls()
     assert update.endswith("update")
-    assert install.endswith("install python3-ase libgtest-dev")
-    assert configure.startswith("cmake") and "release" in configure
+    assert "--assume-no" in question
+    assert "--yes" in install and install.endswith("install g++ python3-numpy")
+    assert configure.startswith("cmake") and configure.endswith("release")
+    assert "-DORBITRAX_TESTS=OFF" in configure
     assert build.startswith("ninja")
+
+
+def test_setup_takes_more_packages_only_when_asked(checkout: Checkout):
+    missing = "python3-rdkit libgtest-dev"
+    assert "no package is missing" in checkout.run("setup", "--dry-run", MISSING=missing).stdout
+    said = checkout.run("setup", "--extras", "--dry-run", MISSING=missing).stdout
+    assert "would install: python3-rdkit\n" in said
+    said = checkout.run("setup", "--develop", "--dry-run", MISSING=missing).stdout
+    assert f"would install: {missing}\n" in said
+
+
+def test_a_build_without_tests_is_configured_again_for_developers(checkout: Checkout):
+    assert checkout.run("setup").returncode == 0
+    cache = checkout.top / "build" / "release" / "CMakeCache.txt"
+    cache.write_text(cache.read_text() + "ORBITRAX_TESTS:BOOL=OFF\n")
+    checkout.run("setup")
+    assert not any(call.startswith("cmake") for call in checkout.calls())
+    checkout.run("setup", "--develop")
+    configure, _ = checkout.calls()
+    assert configure.startswith("cmake") and "OFF" not in configure
+
+
+def test_setup_says_what_it_will_fetch_and_keeps_the_words_of_apt_in_a_file(checkout: Checkout):
+    (checkout.programs / "apt-get").write_text(
+        "#!/bin/sh\necho 'Need to get 12.5 MB of archives.'\n"
+        "echo 'After this operation, 101 MB of additional disk space will be used.'\n")
+    run = checkout.run("setup", MISSING="cmake")
+    assert "will fetch 12.5 MB, which fill 101 MB" in run.stdout
+    assert "additional" not in run.stdout
+    assert "additional" in (checkout.top / "build" / "setup.log").read_text()
+
+
+def without_rights(*command: str) -> list[str]:
+    """A command as someone who may write to nobody's files but his own."""
+    if os.getuid() != 0:
+        return list(command)
+    return ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *command]
+
+
+def test_a_backend_in_a_folder_of_others_is_run_as_it_is(checkout: Checkout):
+    """Its sources may be newer: only who owns the checkout can build."""
+    for folder in checkout.top.parents:
+        if folder.owner() == checkout.top.owner() and folder.name.startswith("pytest"):
+            folder.chmod(0o755)
+    checkout.top.parent.chmod(0o755)
+    checkout.run("setup")
+    (checkout.top / "build" / "release" / "qsolve").chmod(0o755)
+    later = time.time() + 5
+    os.utime(checkout.top / "src" / "a.cpp", (later, later))
+    folders = [checkout.top / "build", checkout.top / "build" / "release"]
+    for folder in folders:
+        folder.chmod(0o555)
+    try:
+        run = subprocess.run(
+            without_rights(str(checkout.top / "orbitrax"), "methods"), cwd="/", timeout=60,
+            env={"PATH": f"{checkout.programs}:/usr/bin:/bin", "CALLS": "/dev/null"},
+            capture_output=True, text=True)
+    finally:
+        for folder in folders:
+            folder.chmod(0o755)
+    assert (run.returncode, run.stdout) == (0, "ran ['methods']\n"), run.stderr
+    assert "you may not write to build/release" in run.stderr
+
+
+def test_an_installed_copy_never_builds(checkout: Checkout):
+    checkout.run("setup")
+    (checkout.top / "setup").unlink()
+    shutil.rmtree(checkout.top / "build")
+    shutil.rmtree(checkout.top / "src")
+    launch = checkout.top / "python" / "launch.py"
+    run = subprocess.run(["/usr/bin/python3", "-SP", str(launch), "methods"], capture_output=True,
+                         text=True, timeout=60)
+    assert (run.stdout, run.stderr) == ("ran ['methods']\n", "")
 
 
 def test_setup_a_second_time_only_asks_whether_the_build_is_current(checkout: Checkout):
@@ -144,7 +219,7 @@ def test_setup_takes_what_windows_needs_only_when_asked(checkout: Checkout):
     assert not any("apt-get" in call or "windows" in call for call in checkout.calls())
     run = checkout.run("setup", "--windows", MISSING="wine wine64 g++-mingw-w64-x86-64-posix cmake")
     assert run.returncode == 0, run.stderr
-    _, install, release, configure, windows = checkout.calls()
+    _, _, install, release, configure, windows = checkout.calls()
     assert install.endswith("install cmake g++-mingw-w64-x86-64-posix wine64 wine")
     assert release.startswith("ninja") and "build/release" in release
     assert configure.startswith("cmake") and configure.endswith("windows")

@@ -18,6 +18,13 @@ _INTERRUPTED = 130  # 128 + SIGINT
 _TERMINATED = 143  # 128 + SIGTERM
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
 
+# What is not needed to run, by the names of modules: as people call it, and Debian's package.
+_EXTRAS = {"ase": ("ASE", "python3-ase"), "rdkit": ("RDKit", "python3-rdkit"),
+           "matplotlib": ("Matplotlib", "python3-matplotlib"),
+           "scipy": ("SciPy", "python3-scipy"), "PIL": ("Pillow", "python3-pil"),
+           "numpy": ("NumPy", "python3-numpy"), "cclib": ("cclib", "python3-cclib"),
+           "qcelemental": ("QCElemental", "python3-qcelemental")}
+
 
 def run_program(argv: list[str] | None = None) -> int:
     """Runs the command line and returns its exit status."""
@@ -26,7 +33,7 @@ def run_program(argv: list[str] | None = None) -> int:
     _listen_for_the_end()
     try:
         try:
-            status = _run(argv)
+            status = _run_with_what_is_there(argv)
             sys.stdout.flush()
             return status
         except Terminated:
@@ -68,6 +75,20 @@ def _prepare_streams() -> None:
 def _discard_output() -> None:
     """Nobody takes our output any more: what is left in the buffer goes nowhere."""
     os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+
+
+def _run_with_what_is_there(argv: list[str]) -> int:
+    try:
+        return _run(argv)
+    except ModuleNotFoundError as error:
+        name = (error.name or "").partition(".")[0]
+        if name not in _EXTRAS:
+            raise
+        title, package = _EXTRAS[name]
+        text = f"this needs {title}, which is not installed; on Debian: apt-get install {package}"
+        print(f"orbitrax: error: {text}", file=sys.stderr)
+        _failure(argv, None, text)
+        return 3
 
 
 def _run(argv: list[str]) -> int:

@@ -41,6 +41,8 @@ class StructureOutput(Output):
             from orbitrax.molecules.writing import check_name
 
             check_name(self.path)
+        if self.command.trajectory is not None:
+            import ase.io  # noqa: F401  what is missing is told before anything is computed
 
     def follow(self, run: Any, terminal: Terminal) -> None:
         """Opens the trajectory, and listens to report points."""
