@@ -211,6 +211,10 @@ class Job:
         put("charge", self._known_charge())
         multiplicity = settings.multiplicity or molecule.multiplicity
         put("multiplicity", 1 + (self.electrons % 2) if multiplicity is None else multiplicity)
+        for name in ("sigma", "pi"):
+            if getattr(settings, name) is not None and self.method.family != "ZINDO":
+                raise UsageError(f"--{name} weighs overlaps of ZINDO; it has no effect in "
+                                 f"{self.method.title}")
         sigma, pi = (_SPECTROSCOPIC_WEIGHTS if self.method.number == ZINDOS else _USUAL_WEIGHTS)
         put("sigma", sigma if settings.sigma is None else settings.sigma)
         put("pi", pi if settings.pi is None else settings.pi)
@@ -315,7 +319,11 @@ class Job:
     def check(self, parameters: ParameterSet) -> None:
         """Refuses what the method cannot calculate: elements without parameters, atoms in one
         place, restraints of atoms that are not there."""
+        from orbitrax.memory import check_memory
+
         molecule, title = self.molecule, self.method.title
+        check_memory(molecule.z if self.selection is None else
+                     [molecule.z[index] for index in self.selected])
         for index, number in enumerate(molecule.z):
             if number > 0 and number not in parameters.elements:
                 raise InputError(f"{molecule.label(index)}: {title} has no parameters for "

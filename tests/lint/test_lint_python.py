@@ -22,7 +22,7 @@ FLOORS = (
     ("job",),
     ("grids", "motion", "tables", "vibrations"),
     ("molecules", "link"),
-    ("settings", "methods", "files", "arrays", "minimise"),
+    ("settings", "methods", "files", "arrays", "memory", "minimise"),
     ("errors", "units", "paths"),
 )
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}

@@ -50,7 +50,7 @@ def test_the_summary_names_energies_with_their_units(make_peer):
     assert (done.returncode, done.stderr) == (0, "")
     assert done.stdout.startswith("H2O, 3 atoms, AM1 RHF, charge 0, multiplicity 1\n")
     for line in ("Total energy                     -300.750000 kcal/mol  (-0.47926606 hartree)",
-                 "Heat of formation                 -57.75000  kcal/mol",
+                 "Heat of formation                 -57.750000 kcal/mol",
                  "Dipole moment                       2.291288 Debye  "
                  "(x 0.5000, y 1.0000, z 2.0000)",
                  "SOMO                               -9.500000 eV",

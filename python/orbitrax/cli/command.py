@@ -47,7 +47,8 @@ class CommandSettings(Settings):
         help="in NAME.molden the orbitals as the method has them, instead of made orthonormal in "
              "space by S^-1/2")
     quiet: bool = option(
-        False, short="-q", group=OUTPUT, help="no progress, no warnings, no summary")
+        False, short="-q", group=OUTPUT, help="no progress, no warnings, no summary; "
+             "optimize prints the structure alone")
     color: str = option(
         "auto", choices=("auto", "always", "never"), group=OUTPUT, help="colour in messages")
     time_limit: float | None = option(

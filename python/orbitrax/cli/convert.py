@@ -17,8 +17,10 @@ EXAMPLES = ("orbitrax convert ligand.sdf ligand.xyz", "orbitrax convert CCO etha
 def add_arguments(parser: Any) -> None:
     """Declares the options."""
     parser.add_argument("source", metavar="FROM", help="a molecule file, SMILES, or -")
-    parser.add_argument("target", metavar="TO", help="the file to write, by the ending of its "
-                        "name: xyz, mol, sdf, gjf, mop, inp, cjson, json or what ASE writes; or -")
+    parser.add_argument("target", metavar="TO", nargs="?",
+                        help="the file to write, by the ending of its name: xyz, mol, sdf, gjf, "
+                        "mop, inp, cjson, json or what ASE writes; or -")
+    parser.add_argument("-o", "--output", metavar="FILE", help="the same as TO")
     parser.add_argument("--format", metavar="NAME", help="format of what is read")
     parser.add_argument("--to", metavar="NAME", default="xyz", help="format for - (default xyz)")
     parser.add_argument("--add-hydrogens", action="store_true",
@@ -32,25 +34,35 @@ def add_arguments(parser: Any) -> None:
 def run(arguments: Any, terminal: Any) -> int:
     """Converts; returns the exit status."""
     try:
+        target = _target(arguments)
         molecule = _read(arguments)
         told = {name: getattr(arguments, name) for name in ("charge", "multiplicity")
                 if getattr(arguments, name) is not None}
         molecule = molecule.replace(**told)
         for text in molecule.remarks:
             terminal.warning(text)
-        if arguments.target == "-":
+        if target == "-":
             writer = WRITERS.get("." + arguments.to.lower())
             if writer is None:
                 raise UsageError(f"--to {arguments.to}: choose from "
                                  + ", ".join(sorted(name[1:] for name in WRITERS)))
             sys.stdout.write(writer(molecule, {"method": arguments.method}))
         else:
-            check_name(arguments.target)
-            write_molecule(arguments.target, molecule, {"method": arguments.method})
+            check_name(target)
+            write_molecule(target, molecule, {"method": arguments.method})
     except OrbitraxError as error:
         terminal.error(error.typed)
         return error.exit_status
     return 0
+
+
+def _target(arguments: Any) -> str:
+    given = [name for name in (arguments.target, arguments.output) if name is not None]
+    if len(given) != 1:
+        raise UsageError("one file to write is needed: orbitrax convert FROM TO, or -o FILE"
+                         if not given else f"there are two files to write, {given[0]} and -o "
+                         f"{given[1]}; give one")
+    return str(given[0])
 
 
 def _read(arguments: Any) -> Any:

@@ -38,6 +38,8 @@ def run_task(kind: type[Task], values: dict[str, Any]) -> int:
     command = CommandSettings(**{name: value for name, value in values.items()
                                  if name in CommandSettings.options})
     given = {name: value for name, value in values.items() if name in kind.options}
+    if "log_level" in given and not (command.log or command.json):
+        raise UsageError("--log-level says how much --log and --json report; add one of them")
     output = choose_output(kind, command)
     task = output.task(kind, given).replace(**output.needs)
     if command.json or command.log:
@@ -65,7 +67,7 @@ class TaskCommand:
             self.output.check(self.task)
             result = self._calculate()
         except OrbitraxError as error:
-            result, failure = error.partial, error
+            result, failure = error.partial, _with_limit(error, self.command.time_limit)
         except KeyboardInterrupt as error:
             result, failure = getattr(error, "partial", None), _interruption(error)
         self.terminal.end_progress()
@@ -108,7 +110,13 @@ class TaskCommand:
 
     def _calculate(self) -> Result:
         command, terminal = self.command, self.terminal
-        molecule = self._molecule()
+        if command.time_limit is None:
+            molecule = self._molecule()
+        else:
+            from orbitrax.cli.stopping import reading_until
+
+            with reading_until(command.time_limit):
+                molecule = self._molecule()
         method = command.method or self.task.default_method or ""
         run = self._run = self.task.start(molecule, method)
         self.output.follow(run, terminal)
@@ -190,6 +198,14 @@ class TaskCommand:
         import json
 
         self.sink.write(json.dumps(document, allow_nan=False) + "\n")
+
+
+def _with_limit(error: OrbitraxError, limit: float | None) -> OrbitraxError:
+    """The error; one about the time limit names it."""
+    if isinstance(error, TimeLimitExceeded) and limit is not None:
+        error.args = (error.typed.replace("the time limit passed",
+                                          f"the time limit of {limit:g} s passed"),)
+    return error
 
 
 def _interruption(error: KeyboardInterrupt) -> Interrupted:

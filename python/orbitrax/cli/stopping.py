@@ -1,9 +1,13 @@
-"""Ctrl-C for runs that can end at a good moment of their own."""
+"""What ends a run early: Ctrl-C, at a good moment of its own, and the time limit while no backend
+watches it."""
 
 from __future__ import annotations
 
 import contextlib
 import signal
+import threading
+
+from orbitrax.errors import TimeLimitExceeded
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -28,3 +32,21 @@ def stopped_by_keyboard(run: Run, terminal: Terminal) -> Iterator[None]:
         yield
     finally:
         signal.signal(signal.SIGINT, before)
+
+
+@contextlib.contextmanager
+def reading_until(limit: float) -> Iterator[None]:
+    """Holds the reading of a molecule to the time limit, seconds."""
+    def end(*_: object) -> None:
+        raise TimeLimitExceeded("the time limit passed while the molecule was read")
+
+    if threading.current_thread() is not threading.main_thread():
+        yield
+        return
+    before = signal.signal(signal.SIGALRM, end)
+    signal.setitimer(signal.ITIMER_REAL, limit)
+    try:
+        yield
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)

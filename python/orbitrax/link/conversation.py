@@ -162,8 +162,7 @@ class Conversation:
             self._set_timeout()
             self._link.sendall(data)
         except TimeoutError:
-            raise TimeLimitExceeded(
-                "the time limit passed while the backend did not read") from None
+            raise TimeLimitExceeded("the time limit passed") from None
         except OSError as error:
             raise LinkClosed("the backend closed the link") from error
 

@@ -64,6 +64,8 @@ class Restraint:
                 math.isfinite(x) for x in numbers):
             what = "three coordinates" if self.kind == "tether" else "one number"
             raise UsageError(f"the target of a {self.kind} is {what}, not {target}")
+        if self.kind == "stretch" and not numbers[0] > 0:
+            raise UsageError(f"the target of a stretch is a length above 0, not {numbers[0]:g}")
         return numbers
 
     def __str__(self) -> str:

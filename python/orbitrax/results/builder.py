@@ -50,6 +50,8 @@ class ResultBuilder:
             task=task, method=job.method.key, charge=job.charge, multiplicity=job.multiplicity,
             spin="UHF" if job.uhf else "RHF", symbols=job.molecule.symbols,
             coordinates=job.molecule.xyz)
+        if job.selection is not None:
+            self.result.selected = len(job.selection)
         self.result.warnings += job.molecule.remarks
 
     @property
@@ -121,6 +123,7 @@ class ResultBuilder:
         result, sections = self.result, event.sections
         for name in _ENERGIES:
             setattr(result, name, _finite(sections["energies"][name], f"the {name}"))
+        result.exact = True
         if not self._job.method.has_heats:
             result.heat_of_formation = None
         if self._job.settings.restrain:

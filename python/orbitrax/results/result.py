@@ -36,6 +36,9 @@ class Result:
     (open shells by both spins); valences: n, their sums; both where the job asks for them.
     remarks: what is odd about the result, in words.
 
+    selected: how many of the atoms were calculated, None for all. exact: whether the parts of the
+    energy came in double precision.
+
     modes: the normal modes of a job that computes them, an `orbitrax.Modes`.
 
     state_remarks: what the state of the electrons is to be warned of; they are no warnings of the
@@ -82,6 +85,8 @@ class Result:
     search: dict[str, dict[str, Any]] | None = None
     spin_squared: float | None = None
     bond_orders: list[list[float]] | None = None
+    selected: int | None = None
+    exact = False
 
     def __init__(self, task: str, method: str, charge: int, multiplicity: int, spin: str,
                  symbols: list[str], coordinates: Any):
@@ -137,7 +142,8 @@ class Result:
     def heading(self) -> str:
         """What was calculated, and how."""
         count = len(self.symbols)
-        return (f"{formula_of(self.symbols)}, {count} atom{'' if count == 1 else 's'}, "
+        part = "" if self.selected is None else f"{self.selected} of "
+        return (f"{formula_of(self.symbols)}, {part}{count} atom{'' if count == 1 else 's'}, "
                 f"{find_method(self.method).title} {self.spin}, charge {self.charge}, "
                 f"multiplicity {self.multiplicity}")
 

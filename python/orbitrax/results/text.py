@@ -57,7 +57,7 @@ def _energies(result: Result) -> list[str]:
             title = find_method(result.method).title
             lines.append(line(name, f"{'not defined':>18} for {title}"))
         if value is not None:
-            exact = name in ("Total energy", "Restraint energy")
+            exact = result.exact or name in ("Total energy", "Restraint energy")
             text = f"{value:18.6f} kcal/mol" if exact else f"{single(value)} kcal/mol"
             if name == "Total energy":
                 text += f"  ({value * REPORT_HARTREE_PER_KCAL:.8f} hartree)"

@@ -5,7 +5,7 @@ from __future__ import annotations
 import sys
 
 from orbitrax.cli.outputs import Output
-from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 
 TYPE_CHECKING = False
@@ -107,6 +107,9 @@ class PictureOutput(_GridOutput):
         try:
             picture.save_picture(grid, self.path, name, run.isovalue, task.view,
                          task.width or picture.WIDTH)
+        except CalculationFailed as error:  # the same as a warning would be once too often
+            result.warnings[:] = [text for text in result.warnings if text not in error.typed]
+            raise
         except MemoryError:
             raise OrbitraxError("there is not enough memory to draw this picture; choose fewer "
                                 "--points or a smaller --width") from None

@@ -28,6 +28,9 @@ class StructureOutput(Output):
 
     def __init__(self, command: CommandSettings):
         super().__init__(command)
+        if self.path is None and command.quiet and not (command.json or command.log
+                                                        or command.trajectory):
+            self.path = "-"  # the structure alone
         self.takes_standard_output = self.path == "-"
         self._trajectory: TextIO | None = None
         self._last: ReportPoint | None = None
