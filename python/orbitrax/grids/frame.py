@@ -162,7 +162,7 @@ def _plane(positions: Array, text: str) -> tuple[Array, Array, Array]:
 def _plane_of_atoms(positions: Array, text: str, name: str, shift: float
                     ) -> tuple[Array, Array, Array]:
     words = name.split(",")
-    if len(words) != 3 or not all(word.isdigit() for word in words):
+    if len(words) != 3 or not all(word.isdecimal() for word in words):
         raise UsageError(f"plane '{text}': should be three atoms like 1,2,3, or xy, xz, yz or "
                          "molecule, with =0.5 behind it to move it")
     numbers = [int(word) for word in words]

@@ -91,12 +91,12 @@ class Plot:
         if not self.of_orbital:
             return {POTENTIAL: "electrostatic potential", DENSITY: "electron density",
                     SPIN_DENSITY: "spin density"}[self.kind]
-        name = f"orbital {self.what}" if self.what.isdigit() else self.what.upper()
+        name = f"orbital {self.what}" if self.what.isdecimal() else self.what.upper()
         if result.spin == "UHF":
             name = f"{'beta' if self.beta else 'alpha'} {name}"
         found = self.orbital_of(result)
         if found:
             number, energy = found
-            name += (f" ({energy:.2f} eV)" if self.what.isdigit() else
+            name += (f" ({energy:.2f} eV)" if self.what.isdecimal() else
                      f" (orbital {number}, {energy:.2f} eV)")
         return f"square of {name}" if self.squared else name

@@ -142,7 +142,7 @@ def _until_blank(lines: Sequence[str], start: int) -> tuple[list[str], int]:
 
 def _element(word: str, title: str, line: int) -> int:
     """The atomic number of "C", "6", "C1", "C(Iso=13)", "H-H_"; -1 for a dummy."""
-    if word.isdigit() and int(word) < len(SYMBOLS):
+    if word.isdecimal() and int(word) < len(SYMBOLS):
         return int(word)
     letters = re.match(r"[A-Za-z]*", word)
     name = letters.group().capitalize() if letters else ""
@@ -205,7 +205,7 @@ def _gaussian_row(i: int, row: list[str], rows: list[list[str]], variables: dict
         if len(words) < 2 * k + 2:
             raise MoleculeError(f"{place}: atom and value are missing")
         name = words[2 * k].lower()
-        other = int(name) - 1 if name.isdigit() else labels.index(name) if name in labels else -1
+        other = int(name) - 1 if name.isdecimal() else labels.index(name) if name in labels else -1
         if not 0 <= other < i or other in others:
             raise MoleculeError(f"{place}: '{name}' is none of the atoms above")
         others.append(other)

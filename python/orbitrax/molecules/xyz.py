@@ -40,7 +40,7 @@ def read_xyz(text: str, title: str, frame: int | None = None) -> Molecule:
 def looks_like_xyz(text: str) -> bool:
     """Whether a text begins as an xyz file does, or is a bare list of atoms."""
     lines = text.lstrip("\ufeff").split("\n", 50)
-    return lines[0].strip().isdigit() or _is_bare_list(lines[:50])
+    return lines[0].strip().isdecimal() or _is_bare_list(lines[:50])
 
 
 def _is_bare_list(lines: Sequence[str]) -> bool:
@@ -55,7 +55,7 @@ def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
     place = 0
     while place < len(lines) and (lines[place].strip() or not found):
         word = lines[place].strip()
-        if not word.isdigit():
+        if not word.isdecimal():
             what = f"'{word[:40]}'" if word else "nothing"
             raise MoleculeError(f"{title}, line {place + 1}: the number of atoms should stand "
                                 f"here, not {what}")
@@ -106,7 +106,7 @@ class _Frame:
         layout: dict[str, slice] = {}
         place = 0
         for name, width in zip(parts[0::3], parts[2::3]):
-            if not width.isdigit():
+            if not width.isdecimal():
                 break
             layout[name.lower()] = slice(place, place + int(width))
             place += int(width)
@@ -137,7 +137,7 @@ class _Frame:
     def _element(self, i: int, words: Sequence[str], layout: dict[str, slice]) -> int:
         """The atomic number of a symbol in any case, a number, a label like O1, D or T."""
         word = words[layout.get("species", layout.get("z", slice(0, 1)))][0]
-        if word.isdigit() and int(word) < len(SYMBOLS):
+        if word.isdecimal() and int(word) < len(SYMBOLS):
             return int(word)
         letters = word.rstrip("0123456789'*+-_")
         if letters in _ISOTOPES:

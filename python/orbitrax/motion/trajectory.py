@@ -154,7 +154,7 @@ def _last_frame(path: str | os.PathLike[str]) -> tuple[list[bytes], int]:
     with open(path, "rb") as file:
         while True:
             head = file.readline()
-            if not head.endswith(b"\n") or not head.strip().isdigit():
+            if not head.endswith(b"\n") or not head.strip().isdecimal():
                 return last, end
             lines = [file.readline() for _ in range(int(head) + 1)]
             if not lines[-1].endswith(b"\n"):
@@ -175,7 +175,7 @@ class Restart:
     def step(self) -> int:
         """Number of the frame's step; 0 where it has none."""
         word = self.remarks.get("step", "")
-        return int(word) if word.isdigit() else 0
+        return int(word) if word.isdecimal() else 0
 
     @property
     def time(self) -> Decimal:
@@ -224,7 +224,7 @@ def _columns(properties: str) -> dict[str, int]:
     found, place = {}, 0
     for name, _, width in zip(words[0::3], words[1::3], words[2::3]):
         found[name] = place
-        place += int(width) if width.isdigit() else 1
+        place += int(width) if width.isdecimal() else 1
     return found
 
 

@@ -23,7 +23,7 @@ def symmetry_number(point_group: str) -> int:
     ValueError for a name that is none."""
     if point_group in _ROTATIONS:
         return _ROTATIONS[point_group]
-    digits = "".join(letter for letter in point_group if letter.isdigit())
+    digits = "".join(letter for letter in point_group if letter.isdecimal())
     if not digits or point_group[0] not in "CDS":
         raise ValueError(f"{point_group} is no point group that is known")
     order = int(digits)
