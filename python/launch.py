@@ -1,4 +1,6 @@
-"""Runs the command line from a checkout: what ./orbitrax hands over to, once there is a build.
+#!/usr/bin/python3 -SP
+"""Runs the command line: what ./orbitrax of a checkout hands over to, once there is a build, and
+what the command of an installed copy is.
 
 It is started without the module `site`, which looks into every installed package's wishes and takes
 as long as a small molecule does; the first module that is missing brings it in. Sources that are

@@ -85,6 +85,16 @@ class _Molecules(argparse.Action):
             setattr(namespace, self.dest, values[0] if len(values) == 1 else values)
 
 
+class _Version(argparse.Action):
+    """Says what this copy is made of, and ends."""
+
+    def __call__(self, parser: Any, namespace: Any, values: Any, option_string: Any = None) -> None:
+        from orbitrax.cli.about import version_text
+
+        print(version_text())
+        parser.exit()
+
+
 class _Parser(argparse.ArgumentParser):
     """A parser that leaves it to its caller to say what is wrong, and to exit."""
 
@@ -120,11 +130,10 @@ class _Parser(argparse.ArgumentParser):
 
 def build_parser(command: str | None = None) -> argparse.ArgumentParser:
     """The parser of all commands, with the options of the one that is named; None for all."""
-    from orbitrax import __version__
-
     parser = _Parser(prog="orbitrax", description="Semi-empirical quantum chemistry.",
                      epilog=_EXAMPLES + _STATUSES)
-    parser.add_argument("--version", action="version", version=f"orbitrax {__version__}")
+    parser.add_argument("--version", action=_Version, nargs=0,
+                        help="say what this copy is made of: commit, backend, tables")
     commands = parser.add_subparsers(dest="command", metavar="TASK", title="tasks")
     for row in TASKS:
         if command is not None and row.name != command:
