@@ -44,8 +44,8 @@ install(CODE "
     set(pages \"${CMAKE_BINARY_DIR}/pages\")
     execute_process(COMMAND /usr/bin/python3 \"${CMAKE_SOURCE_DIR}/packaging/write_pages.py\"
         \"\${pages}\" COMMAND_ERROR_IS_FATAL ANY)
-    file(INSTALL DESTINATION \"\${prefix}/${CMAKE_INSTALL_MANDIR}/man1\" TYPE FILE
+    file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1\" TYPE FILE
         FILES \"\${pages}/orbitrax.1\")
-    file(INSTALL DESTINATION \"\${prefix}/${data}/bash-completion/completions\" TYPE FILE
+    file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${data}/bash-completion/completions\" TYPE FILE
         FILES \"\${pages}/orbitrax.bash\" RENAME \"orbitrax\")
 ")
