@@ -46,6 +46,6 @@ install(CODE "
         \"\${pages}\" COMMAND_ERROR_IS_FATAL ANY)
     file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man1\" TYPE FILE
         FILES \"\${pages}/orbitrax.1\")
-    file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${data}/bash-completion/completions\" TYPE FILE
-        FILES \"\${pages}/orbitrax.bash\" RENAME \"orbitrax\")
+    file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${data}/bash-completion/completions\"
+        TYPE FILE FILES \"\${pages}/orbitrax.bash\" RENAME \"orbitrax\")
 ")

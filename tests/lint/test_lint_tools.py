@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import re
 import shutil
 import subprocess
 import warnings
@@ -72,7 +73,7 @@ def python_faults(root: Path) -> list[str]:
                 compile(text, name, "exec")
         except (SyntaxError, ValueError) as error:
             found.append(f"{name}: {error}")
-        if text.startswith("#!") and not text.startswith("#!/usr/bin/python3\n"):
+        if text.startswith("#!") and not re.match(r"#!/usr/bin/python3( -\w+)?\n", text):
             found.append(f"{name}: names another interpreter than /usr/bin/python3")
     return found
 

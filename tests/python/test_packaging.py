@@ -69,7 +69,7 @@ def test_the_version_says_what_a_copy_is_made_of(tmp_path):
 
 def test_another_table_has_another_checksum(tmp_path, monkeypatch):
     import orbitrax.tables
-    from orbitrax.cli.about import tables_checksum
+    from orbitrax.about import tables_checksum
 
     for path in (ROOT / "parameters").glob("*.abp"):
         (tmp_path / path.name).write_bytes(path.read_bytes())

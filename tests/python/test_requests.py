@@ -89,7 +89,8 @@ def test_what_is_not_installed_is_named_with_its_package(tmp_path):
     done = orbitrax("optimize", WATER, "-m", "am1", "--trajectory", str(tmp_path / "t.xyz"),
                     env={**os.environ, "PYTHONPATH": str(tmp_path)})
     assert done.returncode == 3
-    assert "needs ASE, which is not installed; on Debian: apt-get install python3-ase" in done.stderr
+    assert "needs ASE, which is not installed; on Debian: apt-get install python3-ase" \
+        in done.stderr
     assert not (tmp_path / "t.xyz").exists()
 
 

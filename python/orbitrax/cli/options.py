@@ -89,7 +89,7 @@ class _Version(argparse.Action):
     """Says what this copy is made of, and ends."""
 
     def __call__(self, parser: Any, namespace: Any, values: Any, option_string: Any = None) -> None:
-        from orbitrax.cli.about import version_text
+        from orbitrax.about import version_text
 
         print(version_text())
         parser.exit()
