@@ -233,6 +233,23 @@ def test_energy_lists_the_states_too(examples):
     assert "triplet  HOMO -> LUMO" in run.stdout and "RMS gradient" in run.stdout
 
 
+def test_light_is_taken_where_the_species_allows_it():
+    """In D2H a transition is allowed to B1U, B2U and B3U, the species of z, y and x, and its dipole
+    lies on that axis; of pi to pi* of ethylene that of the bond."""
+    ethylene = molecule([("C", 0, 0, 0.665), ("C", 0, 0, -0.665), ("H", 0, 0.93, 1.24),
+                         ("H", 0, -0.93, 1.24), ("H", 0, 0.93, -1.24), ("H", 0, -0.93, -1.24)])
+    states = states_of(ethylene).states
+    species = [state.symmetry for state in states]
+    assert None not in species and len(set(species)) == 8 and species[0] == "AG"
+    for state in states.alike()[1:]:
+        assert (state.oscillator_strength > 1e-6) <= (state.symmetry in ("B1U", "B2U", "B3U"))
+    axes = {state.symmetry: int(np.abs(state.transition_dipole).argmax()) for state in
+            states.alike()[1:] if state.oscillator_strength > 1e-6}
+    assert len(axes) == len(set(axes.values())) == 3
+    bright = max(states, key=lambda state: state.oscillator_strength)
+    assert axes[bright.symmetry] == 2
+
+
 def test_help_says_what_the_method_is(examples):
     assert "default zindos" in " ".join(command("--help").stdout.split())
     assert "no parameters for He" in command("--smiles", "[He]", status=2).stderr
@@ -245,7 +262,7 @@ def test_cclib_has_the_transitions(examples):
         result = backend.run(job)
     data = to_cclib(job, result)
     assert data.etenergies[1] == pytest.approx(result.states[2].energy * 8065.544, rel=1e-6)
-    assert data.etoscs.max() > 0.3 and data.etsyms[:2] == ["Triplet", "Singlet"]
+    assert data.etoscs.max() > 0.3 and data.etsyms[:2] == ["Triplet-A2", "Singlet-A2"]
     (hole, spin), (particle, _), coefficient = data.etsecs[0][0]
     assert (hole, particle) == (data.homos[0], data.homos[0] + 1) and spin in (0, 1)
     assert abs(coefficient) == pytest.approx(0.7, abs=0.02)

@@ -65,7 +65,8 @@ def _states(states: States) -> dict[str, Any]:
     above = [state for state in states if state.number > 0]
     return {"etenergies": np.array([state.wavenumber for state in above]),
             "etoscs": np.array([state.oscillator_strength for state in above]),
-            "etsyms": [state.spin_name.capitalize() for state in above],
+            "etsyms": ["-".join(filter(None, (state.spin_name.capitalize(), state.symmetry)))
+                       for state in above],
             "etsecs": [[[(one.hole - 1, one.kind), (one.particle - 1, one.kind), one.coefficient]
                         for one in state.contributions if one.kind in (ALPHA, BETA)]
                        for state in above]}

@@ -192,7 +192,11 @@ class ResultBuilder:
 
     def _states(self, rows: Any, correction: float) -> None:
         """The gradient is that of the SCF, which is not that of another state."""
-        self.result.states = from_rows(*rows)
+        result, job = self.result, self._job
+        result.states = states = from_rows(*rows)
+        if (states.kind == "singles" and self._closed and not job.settings.next_lowest
+                and result.point_group and result.orbital_symmetries):
+            states.label(result.point_group, result.orbital_symmetries)
         if abs(correction) > _SAME_STATE:
             self.result.gradient = self.result.rms_gradient = None
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 import math
 
 from orbitrax.arrays import as_numpy
+from orbitrax.results.species import label_of, product
 from orbitrax.units import CODATA_WAVENUMBER_PER_EV
 
 TYPE_CHECKING = False
@@ -17,6 +18,7 @@ if TYPE_CHECKING:
 ALPHA, BETA, MICROSTATE, REFERENCE = 0, 1, 2, -1  # what a contribution is
 
 SHOWN = 0.3  # coefficients from here on are named among the main excitations
+_OF_WEIGHT = 0.05  # coefficients from here on decide about the species of a state
 _SAME_SPIN = 0.05  # of S(S+1): a state counts as one of this spin
 _NO_LIGHT = 1e-5  # eV: states nearer than this to the reference are one with it
 _MULTIPLICITIES = ("singlet", "doublet", "triplet", "quartet", "quintet", "sextet", "septet")
@@ -42,10 +44,11 @@ class State:
     """One state. number: its place, 0 for the reference. energy: above the reference, eV.
     energy_above_scf: eV. oscillator_strength: of the transition from the reference. spin: S;
     spin_square: S(S+1). dipole, transition_dipole: x, y, z, Debye. contributions: the
-    configurations that came, by their place."""
+    configurations that came, by their place. symmetry: its species in the point group, None where
+    that is not known."""
 
     __slots__ = ("number", "energy", "energy_above_scf", "oscillator_strength", "spin",
-                 "spin_square", "dipole", "transition_dipole", "contributions")
+                 "spin_square", "dipole", "transition_dipole", "contributions", "symmetry")
 
     def __init__(self, number: int, energy: float, energy_above_scf: float,
                  oscillator_strength: float, spin: float, spin_square: float,
@@ -56,6 +59,7 @@ class State:
         self.spin, self.spin_square = spin, spin_square
         self.dipole, self.transition_dipole = dipole, transition_dipole
         self.contributions = contributions
+        self.symmetry: str | None = None
 
     @property
     def wavenumber(self) -> float:
@@ -207,6 +211,19 @@ class States:
         return [state for state in self if state.energy < -_NO_LIGHT
                 and state.multiplicity in (None, self[0].multiplicity)]
 
+    def label(self, group: str, orbitals: Sequence[str]) -> None:
+        """Finds the species of each state of a closed shell from those of the orbitals, by number
+        from 0: every configuration of some weight has the one of its orbitals' product. Unknown
+        where that is not one species, or where they differ."""
+        species = [label_of(name) for name in orbitals]
+        alone = (product(group, one, one) for one in species)
+        same = next((one for one in alone if one is not None), None)
+        for state in self:
+            found = {same if one.kind == REFERENCE else
+                     product(group, species[one.hole - 1], species[one.particle - 1])
+                     for one in state.contributions if abs(one.coefficient) >= _OF_WEIGHT}
+            state.symmetry = found.pop() if len(found) == 1 else None
+
     def to_list(self, states: Iterable[State] | None = None) -> list[dict[str, Any]]:
         """States as the JSON document has them, all of them or some."""
         return [{
@@ -214,7 +231,7 @@ class States:
             "wavenumber_per_cm": state.wavenumber, "wavelength_nm": state.wavelength,
             "oscillator_strength": state.oscillator_strength, "spin": state.spin,
             "spin_square": state.spin_square, "multiplicity": state.multiplicity,
-            "symmetry": None, "dipole_debye": list(state.dipole),
+            "symmetry": state.symmetry, "dipole_debye": list(state.dipole),
             "transition_dipole_debye": list(state.transition_dipole),
             "main": self.main(state),
             "contributions": [{"kind": _KINDS[one.kind], "from": one.hole, "to": one.particle,

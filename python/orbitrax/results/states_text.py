@@ -31,10 +31,11 @@ def states_table(states: States, shown: Sequence[State] | None = None) -> list[s
         shown = [state for state in states if state.number > 0][:_MOST]
     if not shown:
         return ["There are no states above the ground state in this window."]
-    lines = [f"{'state':>5} {'nm':>9} {'eV':>8} {'1/cm':>9} {'f':>8}  {'spin':<8} configurations"]
+    lines = [f"{'state':>5} {'nm':>9} {'eV':>8} {'1/cm':>9} {'f':>8}  {'spin':<8} {'sym.':<4} "
+             "configurations"]
     for state in shown:
         wavelength = "" if state.wavelength is None else f"{state.wavelength:.1f}"
         lines.append(f"{state.number:>5} {wavelength:>9} {state.energy:8.4f} "
                      f"{state.wavenumber:9.0f} {state.oscillator_strength:8.4f}  "
-                     f"{state.spin_name:<8} {states.main(state)}")
+                     f"{state.spin_name:<8} {state.symmetry or '':<4} {states.main(state)}")
     return lines
