@@ -51,12 +51,22 @@ def is_stale():
             or os.stat(os.path.join(TOP, "CMakeLists.txt")).st_mtime > built)
 
 
-def set_up():
+def page_is_stale():
+    """Whether the page of `serve` is not bundled yet, or older than its sources."""
+    serve = os.path.join(HERE, "orbitrax", "serve")
+    try:
+        built = os.stat(os.path.join(serve, "static", "page.js")).st_mtime
+    except OSError:
+        return True
+    return newest(os.path.join(serve, "page")) > built
+
+
+def set_up(reason, *options):
     """Builds; what it says goes to standard error."""
-    print("orbitrax: the backend is older than its sources; running ./setup", file=sys.stderr,
-          flush=True)
+    command = " ".join(("./setup", *options))
+    print(f"orbitrax: {reason}; running {command}", file=sys.stderr, flush=True)
     setup = os.path.join(TOP, "setup")
-    pid = os.posix_spawn(setup, [setup], os.environ,
+    pid = os.posix_spawn(setup, [setup, *options], os.environ,
                          file_actions=[(os.POSIX_SPAWN_DUP2, 2, 1)])
     if os.waitpid(pid, 0)[1] != 0:
         sys.exit(1)
@@ -67,7 +77,9 @@ if __name__ == "__main__":
     if sys.flags.no_site:
         sys.meta_path.append(Site)
     if is_stale():
-        set_up()
+        set_up("the backend is older than its sources")
+    if "serve" in sys.argv[1:2] and not {"-h", "--help"} & set(sys.argv) and page_is_stale():
+        set_up("the page is not bundled yet, or older than its sources", "--page")
     from orbitrax.cli import entry
 
     entry()

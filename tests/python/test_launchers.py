@@ -326,3 +326,41 @@ def test_tests_for_windows_set_up_for_windows(checkout: Checkout):
     assert run.stdout.splitlines()[-1] == "0 passed, 1 failed, 0 skipped"
     checkout.run("test", MISSING="wine64", NO_BUILD="yes")
     assert not any("apt-get" in call for call in checkout.calls())
+
+
+def page_of(checkout: Checkout) -> Path:
+    """Gives a checkout sources of the page, and stand-ins that fetch and bundle."""
+    sources = checkout.top / "python" / "orbitrax" / "serve" / "page"
+    sources.mkdir(parents=True)
+    for name in ("package.json", "package-lock.json", "main.js", "build.mjs"):
+        (sources / name).write_text("1")
+    bodies = {"npm": 'echo "npm $*" >>"$CALLS"; [ -z "$OFFLINE" ]',
+              "node": 'echo "node" >>"$CALLS"; mkdir -p "$4"; touch "$4/page.js"'}
+    for name, body in bodies.items():
+        (checkout.programs / name).write_text(f"#!/bin/sh\n{body}\n")
+        (checkout.programs / name).chmod(0o755)
+    return sources
+
+
+def test_the_page_is_fetched_and_bundled_once_and_again_when_a_source_is_newer(checkout: Checkout):
+    sources = page_of(checkout)
+    assert checkout.run("setup", "--page").returncode == 0
+    assert [call.split()[:2] for call in checkout.calls()[-2:]] == [["npm", "ci"], ["node"]]
+    checkout.run("setup", "--page")
+    assert not any(call.startswith(("npm", "node")) for call in checkout.calls())
+    later = time.time() + 5
+    os.utime(sources / "main.js", (later, later))
+    run = checkout.run("orbitrax", "serve")
+    assert "running ./setup --page" in run.stderr and run.stdout == "ran ['serve']\n"
+    assert checkout.calls()[-1] == "node" and not any("npm" in one for one in checkout.calls())
+    (sources / "package-lock.json").write_text("2")
+    os.utime(sources / "package-lock.json", (later + 5, later + 5))
+    checkout.run("setup", "--page")
+    assert any(call.startswith("npm ci") for call in checkout.calls())
+
+
+def test_a_page_that_cannot_be_fetched_says_what_to_do(checkout: Checkout):
+    page_of(checkout)
+    run = checkout.run("setup", "--page", OFFLINE="yes")
+    assert run.returncode == 1 and "run ./setup --page again" in run.stderr
+    assert not any(call.startswith("node") for call in checkout.calls())
