@@ -20,6 +20,7 @@ if TYPE_CHECKING:
     from orbitrax.tasks.task import Task
 
 _OF_FILES = ("FILE", "PATH", "FOLDER")  # what a name of a file is written for; the page has none
+_USUAL = {"vibrations": {"optimize": True}}  # where the page begins elsewhere than the defaults
 _FIRST = ("charge", "multiplicity")  # of the shared settings those that stand above all others
 
 
@@ -48,7 +49,9 @@ def _field(one: Option, kind: type[Task]) -> dict[str, Any]:
     default = kind.options[one.name].default
     if one.kind == "tuple" or one.kind == "Decimal":
         default = " ".join(one.written(default)[1:]) if default else None
-    return {"name": one.name, "kind": one.kind, "optional": one.optional, "default": default,
+    usual = _USUAL.get(kind.name, {}).get(one.name, default)
+    return {"name": one.name, "kind": one.kind, "usual": usual,
+            "optional": one.optional, "default": default,
             "unit": one.unit, "help": one.help, "group": one.group, "choices": one.choices,
             "least": one.least, "most": one.most, "above": one.above, "repeated": one.repeated,
             "converts": one.convert is not None,
