@@ -311,12 +311,24 @@ def test_orbitals_and_surfaces_can_be_asked_for_later(server):
     homo = server.json("GET", f"/api/runs/{name}/surface?what=homo")
     assert homo["orbital"] == 6 and homo["signed"] and f"{levels[5]:.2f} eV" in homo["title"]
     counts = [int(line.split()[0]) for line in homo["cubes"][0].split("\n")[3:6]]
-    assert max(counts) == 56
+    assert max(counts) == 72
     both = server.json("GET", f"/api/runs/{name}/surface?what=potential")
     assert len(both["cubes"]) == 2
     status, _, text = server.ask("GET", f"/api/runs/{name}/surface?what=..%2Fetc")
     assert status == 422 and b"is no orbital" in text
     assert server.json("GET", f"/api/runs/{name}/molden")["text"].startswith("[Molden Format]")
+
+
+def test_charges_for_force_fields_are_those_of_the_library(server):
+    import orbitrax
+    whole = server.ended(server.start("energy", "am1", server.molecule("CC(=O)[O-]")))
+    found = server.json("GET", f"/api/runs/{whole['id']}/charges?model=am1bcc")
+    assert sum(found["charges"]) == pytest.approx(-1, abs=1e-9)
+    # by atoms that stand alike: the geometries of SMILES may differ, the minimum does not
+    assert sorted(found["charges"]) == pytest.approx(
+        sorted(orbitrax.charges("CC(=O)[O-]").charges.tolist()), abs=2e-3)
+    status, _, text = server.ask("GET", f"/api/runs/{whole['id']}/charges?model=best")
+    assert status == 422 and b"choose from am1bcc" in text
 
 
 def test_the_history_outlives_the_server_and_is_the_users_own(static, tmp_path):

@@ -30,6 +30,7 @@ _KINDS = {".html": "text/html", ".js": "text/javascript", ".css": "text/css",
           ".json": "application/json", ".svg": "image/svg+xml", ".txt": "text/plain"}
 _READING = 30.0  # s that reading a molecule may take
 _DRAWING = 120.0  # s that a surface may take
+_NEEDED = ("coordinates_angstrom", "method", "symbols", "charge")  # of a document, to go on
 _SILENCE = 15.0  # s after which a stream shows that it is alive
 
 
@@ -53,7 +54,8 @@ class Page:
             web.post("/api/runs/{id}/cancel", self.cancel),
             web.get("/api/runs/{id}/events", self.events),
             web.get("/api/runs/{id}/surface", self.surface),
-            web.get("/api/runs/{id}/molden", self.molden)])
+            web.get("/api/runs/{id}/molden", self.molden),
+            web.get("/api/runs/{id}/charges", self.charges)])
         return app
 
     # ---- files ----------------------------------------------------------------------------------
@@ -197,13 +199,17 @@ class Page:
         """The orbitals of a result as a Molden file."""
         return await self._ask(request, kind="molden")
 
+    async def charges(self, request: web.Request) -> web.StreamResponse:
+        """Charges for force fields of a result."""
+        return await self._ask(request, kind="charges", model=request.query.get("model", "am1bcc"))
+
     async def _ask(self, request: web.Request, **more: Any) -> web.StreamResponse:
         whole = self._found(request)
         document = whole.get("document")
         if not document or document["coordinates_angstrom"] is None:
             return _refused({"text": "this run has left no structure", "field": None}, 409)
         answer = await self.runs.ask({**whole["request"], "document": {
-            name: document[name] for name in ("coordinates_angstrom", "method")}, **more}, _DRAWING)
+            name: document[name] for name in _NEEDED}, **more}, _DRAWING)
         return _refused(answer["error"]) if "error" in answer else web.json_response(answer)
 
 

@@ -24,7 +24,7 @@ if TYPE_CHECKING:
     Answer = dict[str, Any]
     Tell = Callable[[dict[str, Any]], None]
 
-_POINTS = 56  # along the longest axis of a surface
+_POINTS = 72  # along the longest axis of a surface
 _NOT_ASKED_AGAIN = ("ci", "window", "max_excitation", "state")  # surfaces are of the ground state
 
 
@@ -133,4 +133,27 @@ def molden(request: dict[str, Any], backend: Backend, tell: Tell) -> Answer:
             return {"text": file.read()}
 
 
-WORK = {"molecule": read, "run": run, "surface": surface, "molden": molden}
+def charges(request: dict[str, Any], backend: Backend, tell: Tell) -> Answer:
+    """Charges for force fields, of the structure of a result. Its bonds are those that the geometry
+    shows."""
+    from orbitrax.atomic_charges.assign import assign
+    from orbitrax.atomic_charges.settings import MODELS, ChargeSettings
+    from orbitrax.molecules.by_rdkit import chem
+    from orbitrax.molecules.perceive import with_bonds
+
+    settings = ChargeSettings(model=request["model"])
+    document, title = request["document"], request["molecule"]["title"]
+    bare = chem().RWMol()
+    places = chem().Conformer(len(document["symbols"]))
+    for i, (symbol, place) in enumerate(zip(document["symbols"],
+                                            document["coordinates_angstrom"])):
+        bare.AddAtom(chem().Atom(symbol))
+        places.SetAtomPosition(i, place)
+    bare.AddConformer(places)
+    mol = with_bonds(bare.GetMol(), title, document["charge"])
+    found = assign(mol, backend, settings, title)
+    return {"title": settings.model, "charges": found.charges.tolist(),
+            "remarks": [MODELS[settings.model], *found.notes]}
+
+
+WORK = {"charges": charges, "molecule": read, "run": run, "surface": surface, "molden": molden}
