@@ -16,7 +16,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
-_SEED = 61453  # of geometries, which are the same each time
+SEED = 61453  # of geometries, which are the same each time
 
 _SINGLETS = re.compile(r"^M  RAD.*$", re.M)
 _SINGLETS_V3000 = re.compile(r"\bRAD=1\b")
@@ -100,7 +100,7 @@ def read_smi(text: str, title: str, frame: int | None = None, complete: bool = F
     return found.replace(remarks=[*found.remarks, *remarks])
 
 
-def from_smiles(smiles: str, seed: int = _SEED) -> Molecule:
+def from_smiles(smiles: str, seed: int = SEED) -> Molecule:
     """A molecule from a SMILES string, with hydrogens and a force-field geometry. The same seed
     gives the same geometry."""
     Chem = chem()
@@ -138,7 +138,7 @@ def _molecule(mol: Any, title: str, remarks: list[str], paired: int, drawn: bool
         Chem.SanitizeMol(mol)
         mol.GetConformer().Set3D(True)
         mol = Chem.AddHs(mol, addCoords=not flat)
-        mol = _embedded(mol, title, _SEED) if flat else mol
+        mol = _embedded(mol, title, SEED) if flat else mol
     elif flat:
         remarks = [*remarks, "it is a flat drawing, no geometry; --add-hydrogens builds one"]
     elif missing:

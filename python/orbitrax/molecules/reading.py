@@ -57,7 +57,7 @@ FORMATS = (  # all others are read by ASE
 )
 
 
-def _format_of(name: str | None, path: str) -> Format | None:
+def format_of(name: str | None, path: str) -> Format | None:
     """By its own name, or by that of a file."""
     for one in FORMATS:
         if (name in one.names) if name else path.lower().endswith(one.endings):
@@ -87,13 +87,13 @@ def read_molecule(source: str | os.PathLike[str], format: str | None = None,
     if os.path.isdir(path):
         raise MoleculeError(f"{path} is a folder, not a molecule file")
     number = None if frame is None else _number(frame, source)
-    one = _format_of(format, path)
-    found = None if one is None else one.read(_text_of(path), source, number, complete)
+    one = format_of(format, path)
+    found = None if one is None else one.read(text_of(path), source, number, complete)
     if found is not None:
         return found
     read = from_ase(_read_ase(path if number is None else f"{path}@{number}",
                               None if one else format, source), title=source)
-    return read if read.charge is not None else _remarked(read, _text_of(path))
+    return read if read.charge is not None else _remarked(read, text_of(path))
 
 
 def _remarked(molecule: Molecule, text: str) -> Molecule:
@@ -128,7 +128,7 @@ def _has(path: str, format: str | None, number: int) -> bool:
     return True
 
 
-def _text_of(path: str) -> str:
+def text_of(path: str) -> str:
     """The text of a file; what is no UTF-8 is read as Latin 1, where every byte means something."""
     try:
         with open(path, "rb") as file:
@@ -234,7 +234,7 @@ def _from_text(text: str, format: str | None, complete: bool) -> Molecule:
     if not text.strip():
         raise MoleculeError("standard input is empty; it should hold a molecule, such as an xyz "
                             "file")
-    one = _format_of(format or _looks(text), "")
+    one = format_of(format or _looks(text), "")
     found = None if one is None else one.read(text, title, None, complete)
     if found is not None:
         return found
