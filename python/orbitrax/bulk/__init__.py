@@ -1,0 +1,1 @@
+"""Many molecules: from lists to records, on many processes and machines, with nothing lost."""
