@@ -1,0 +1,154 @@
+"""One molecule of a list becomes one record, whatever happens to it."""
+
+from __future__ import annotations
+
+import json
+import socket
+import threading
+import time
+from collections.abc import Callable
+from typing import Any, NamedTuple
+
+from orbitrax.backend import Backend
+from orbitrax.bulk.items import Item
+from orbitrax.bulk.recipe import Recipe
+from orbitrax.bulk.watch import Watch, resident
+from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, InputError,
+                             LinkClosed, LinkError, OrbitraxError, OutOfMemory, ProtocolError,
+                             TimeLimitExceeded, UsageError)
+from orbitrax.tasks.outcome import outcome
+
+MOST_TRIES = 2  # of one whose backend dies
+_MOST_JOBS = 5000  # of one backend process
+_MOST_MEMORY = 512 << 20  # bytes of a backend process between two molecules
+_LOOK_EVERY = 64  # molecules, at its memory
+
+# What comes of the machine and not of the molecule: `--resume` tries it again.
+_ACCIDENTS = (LinkError, OutOfMemory)
+
+
+class Answer(NamedTuple):
+    """What came of a molecule. number, id, key: as the item has them. line: the record as JSON, a
+    whole line. status: of the record. accident: whether it is worth another try some other day.
+    reason: why it is not done, else empty. seconds: what it took."""
+
+    number: int
+    id: str
+    key: bytes
+    line: bytes
+    status: str
+    accident: bool
+    reason: str
+    seconds: float
+
+
+class Computer:
+    """Computes molecules one after the other on a backend that stays warm. overrun: called with the
+    answer for a molecule that goes on although its limit has passed; without, it is waited for."""
+
+    def __init__(self, recipe: Recipe, overrun: Callable[[Answer], None] | None = None):
+        self.recipe = recipe
+        self._overrun = overrun
+        self.backend = Backend(recipe.program, recipe.tables)
+        self._watch = Watch(self.backend, recipe.time_limit, recipe.memory_limit,
+                            self._overran if overrun is not None else None)
+        self._item: Item | None = None
+        self._began, self._tries, self._jobs = 0.0, 1, 0
+
+    def close(self) -> None:
+        """Ends the backend."""
+        self.backend.close(0.25)
+
+    def compute(self, item: Item, tries: int = 1) -> Answer:
+        """The answer for a molecule. tries: counts this one and those before it, elsewhere, that
+        ended by accident."""
+        self._item, self._began, self._tries = item, time.time(), tries
+        clock = time.monotonic()
+        while True:
+            document, failure = self._tried(item)
+            again = _died(failure) and self._watch.reason is None and self._tries < MOST_TRIES
+            if not again:
+                break
+            self._tries += 1
+        self._recycle()
+        return self._answer(item, document, failure, time.monotonic() - clock)
+
+    def _tried(self, item: Item) -> tuple[dict[str, Any], OrbitraxError | None]:
+        run = result = None
+        failure: OrbitraxError | None = None
+        self._watch.begin()
+        try:
+            run = self.recipe.start(item)
+            result = run.execute(self.backend)
+        except OrbitraxError as error:
+            failure = error
+        except MemoryError:
+            failure = OutOfMemory("this side has no memory left")
+        except Exception as error:  # of a library; the list goes on
+            failure = CalculationFailed(f"{type(error).__name__}: {error}")
+        finally:
+            self._watch.end()
+        if failure is not None:
+            result = failure.partial
+            if self._watch.reason is not None:
+                failure = TimeLimitExceeded(self._watch.reason)
+        return outcome(self.recipe.task.name, run, result, failure), failure
+
+    def _answer(self, item: Item, document: dict[str, Any], failure: OrbitraxError | None,
+                seconds: float) -> Answer:
+        accident = isinstance(failure, _ACCIDENTS)
+        document["method"] = self.recipe.method
+        if isinstance(failure, UsageError):
+            document["status"] = InputError.status
+        record: dict[str, Any] = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
+                  "run": {"tries": self._tries, "accident": accident, "seconds": seconds,
+                          "started": self._began, "host": socket.gethostname()}}
+        line = json.dumps(record, allow_nan=False).encode() + b"\n"
+        reason = "" if failure is None else failure.typed
+        return Answer(item.number, item.id, item.key, line, record["status"], accident, reason,
+                      seconds)
+
+    def _overran(self, reason: str) -> None:
+        item = self._item
+        assert item is not None and self._overrun is not None
+        failure = TimeLimitExceeded(reason)
+        document = outcome(self.recipe.task.name, None, None, failure)
+        self._overrun(self._answer(item, document, failure, time.time() - self._began))
+
+    def _recycle(self) -> None:
+        """A process that has worked long, or has grown, makes room for another."""
+        self._jobs += 1
+        if self._jobs >= _MOST_JOBS or (
+                self._jobs % _LOOK_EVERY == 0 and resident(self.backend.pid) > _MOST_MEMORY):
+            self.backend.close()
+            self._jobs = 0
+
+
+def _died(failure: OrbitraxError | None) -> bool:
+    return isinstance(failure, (BackendDied, LinkClosed, ProtocolError)) and not isinstance(
+        failure, BackendNotFound)
+
+
+_kept = threading.local()
+
+
+def compute_here(recipe: Recipe, item: Item) -> Answer:
+    """The answer for a molecule, on a backend that this thread keeps for its next one."""
+    if getattr(_kept, "identity", None) != recipe.identity:
+        if getattr(_kept, "computer", None) is not None:
+            _kept.computer.close()
+        _kept.computer, _kept.identity = Computer(recipe), recipe.identity
+    answer: Answer = _kept.computer.compute(item)
+    return answer
+
+
+def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
+    """The answer for a molecule with which the process that computed it ended."""
+    failure = BackendDied(words)
+    document = outcome(recipe.task.name, None, None, failure)
+    document["method"] = recipe.method
+    record: dict[str, Any] = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
+              "run": {"tries": tries, "accident": True, "seconds": None, "started": None,
+                      "host": socket.gethostname()}}
+    return Answer(item.number, item.id, item.key, json.dumps(record).encode() + b"\n",
+                  record["status"], True, failure.typed, 0.0)
