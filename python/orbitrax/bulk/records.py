@@ -1,0 +1,274 @@
+"""Results files read again: as tables, as structures, as what came of a batch, and joined."""
+
+from __future__ import annotations
+
+import json
+import os
+from collections import Counter
+from collections.abc import Callable, Iterator, Sequence
+from typing import Any
+
+from orbitrax.bulk.index import Row, header, index_path, packed, read_rows
+from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.files import check_target, replaced
+
+_MOST_REASON = 160  # characters
+
+
+def records(path: str) -> Iterator[dict[str, Any]]:
+    """The records of a results file, one after the other; a last line that was cut off is left
+    out. Raises UsageError for another file."""
+    try:
+        file = open(path, "rb")
+    except OSError as error:
+        raise UsageError(f"{path}: {error.strerror}") from None
+    with file:
+        for number, line in enumerate(file, 1):
+            if not line.endswith(b"\n"):
+                return
+            try:
+                record = json.loads(line)
+                known = isinstance(record["id"], str) and isinstance(record["run"], dict)
+            except (ValueError, KeyError, TypeError):
+                known = False
+            if not known:
+                raise UsageError(f"{path}, line {number}: is no record of a batch")
+            yield record
+
+
+def reason_of(record: dict[str, Any]) -> str:
+    """Why a record has no result, in one line; empty where it has one."""
+    if record["status"] == "done":
+        return ""
+    text = (record.get("errors") or [""])[-1] or "no reason was given"
+    return " ".join(text.split())[:_MOST_REASON]
+
+
+# ---- what came of it ----------------------------------------------------------------------------
+
+
+class Summary:
+    """What came of a batch. count, statuses: of records; accidents: those worth another try;
+    reasons: why not, by number; hosts; busy: seconds of computing; wall: from the first start to
+    the last end, seconds; slowest: id and seconds."""
+
+    def __init__(self, path: str):
+        self.statuses: Counter[str] = Counter()
+        self.reasons: Counter[str] = Counter()
+        self.hosts: Counter[str] = Counter()
+        self.accidents, self.busy = 0, 0.0
+        self.slowest: tuple[float, str] = (0.0, "")
+        self._first, self._last = float("inf"), float("-inf")
+        for record in records(path):
+            self._take(record)
+
+    def _take(self, record: dict[str, Any]) -> None:
+        run = record["run"]
+        self.statuses[record["status"]] += 1
+        self.hosts[str(run.get("host"))] += 1
+        self.accidents += bool(run.get("accident"))
+        reason = reason_of(record)
+        if reason:
+            self.reasons[_general(reason, record)] += 1
+        seconds, started = run.get("seconds"), run.get("started")
+        if seconds is not None and started is not None:
+            self.busy += seconds
+            self.slowest = max(self.slowest, (seconds, record["id"]))
+            self._first = min(self._first, started)
+            self._last = max(self._last, started + seconds)
+
+    @property
+    def count(self) -> int:
+        """Records."""
+        return sum(self.statuses.values())
+
+    @property
+    def wall(self) -> float:
+        """Seconds from the first start to the last end, pauses too."""
+        return max(0.0, self._last - self._first)
+
+    def to_dict(self) -> dict[str, Any]:
+        """All of it, for JSON."""
+        return {"records": self.count, "statuses": dict(self.statuses.most_common()),
+                "accidents": self.accidents, "reasons": dict(self.reasons.most_common()),
+                "hosts": dict(self.hosts.most_common()), "busy_seconds": self.busy,
+                "wall_seconds": self.wall, "slowest": {"id": self.slowest[1],
+                                                       "seconds": self.slowest[0]}}
+
+
+def _general(reason: str, record: dict[str, Any]) -> str:
+    """A reason without what belongs to its molecule alone."""
+    about = record.get("input") or {}
+    for own, word in ((about.get("from"), ""), (about.get("smiles"), "...")):
+        if own:
+            reason = reason.replace(f"{own}: ", word).replace(own, word)
+    return reason
+
+
+# ---- tables -------------------------------------------------------------------------------------
+
+COLUMNS = ("id", "status", "formula", "charge", "multiplicity", "heat_of_formation", "total_energy",
+           "dipole", "homo", "lumo", "gap", "reason")
+_SHORT = {"gap": "gap_ev"}
+
+
+def check_columns(names: Sequence[str], record: dict[str, Any]) -> None:
+    """Refuses names that a record does not have."""
+    from orbitrax.settings import unknown
+
+    own = [*COLUMNS, "smiles", *record, *(f"{block}.{name}" for block, values in record.items()
+                                          if isinstance(values, dict) for name in values)]
+    for name in names:
+        if name not in own:
+            raise UsageError(unknown(name, own, "column"))
+
+
+def cells(record: dict[str, Any], names: Sequence[str]) -> list[Any]:
+    """The values of a record by column; None where there is none."""
+    return [_cell(record, name) for name in names]
+
+
+def _cell(record: dict[str, Any], name: str) -> Any:
+    name = _SHORT.get(name, name)
+    made = _MADE.get(name)
+    if made is not None:
+        return made(record)
+    value: Any = record
+    for part in name.split("."):
+        value = value.get(part) if isinstance(value, dict) else None
+    return json.dumps(value) if isinstance(value, (list, dict)) else value
+
+
+def _formula(record: dict[str, Any]) -> str | None:
+    from orbitrax.molecules.elements import formula_of
+
+    return formula_of(record["symbols"]) if record.get("symbols") else None
+
+
+def _dipole(record: dict[str, Any]) -> float | None:
+    found: list[float] | None = record.get("dipole_debye")
+    return found[3] if found else None
+
+
+def _level(record: dict[str, Any], highest_filled: bool) -> float | None:
+    from orbitrax.results.result import result_of
+
+    if record.get("orbital_energies_ev") is None:
+        return None
+    levels = result_of(record).frontier()
+    filled = [level for name, level in levels if not name.startswith("LUMO")]
+    empty = [level for name, level in levels if name.startswith("LUMO")]
+    if highest_filled:
+        return max(filled, default=None)
+    return min(empty, default=None)
+
+
+_MADE: dict[str, Callable[[dict[str, Any]], Any]] = {
+    "formula": _formula, "dipole": _dipole, "reason": lambda record: reason_of(record) or None,
+    "homo": lambda record: _level(record, True), "lumo": lambda record: _level(record, False),
+    "smiles": lambda record: (record.get("input") or {}).get("smiles"),
+}
+
+
+# ---- structures ---------------------------------------------------------------------------------
+
+
+def write_structures(results: str, path: str) -> int:
+    """Writes the last structures of all that is done, as sdf or extended xyz by the name of the
+    file, which appears whole; returns how many."""
+    count = 0
+    with replaced(path) as name, open(name, "w", encoding="utf-8") as file:
+        for record in records(results):
+            if record["status"] == "done" and record.get("coordinates_angstrom"):
+                file.write(_structure(record, path.lower().endswith((".sdf", ".sd"))))
+                count += 1
+    return count
+
+
+def _structure(record: dict[str, Any], sdf: bool) -> str:
+    from orbitrax.molecules.elements import NUMBERS
+    from orbitrax.molecules.molecule import Molecule
+    from orbitrax.molecules.writing import mol_text, xyz_text
+
+    molecule = Molecule([NUMBERS[symbol] for symbol in record["symbols"]],
+                        record["coordinates_angstrom"], record["charge"], record["multiplicity"],
+                        title=record["id"], mol=_bonds(record) if sdf else None)
+    about = {"id": record["id"], "energy": record["total_energy"],
+             "heat_of_formation": record["heat_of_formation"], "unit": "kcal/mol",
+             "method": record["method"]}
+    if not sdf:
+        return xyz_text(molecule, about)
+    text = mol_text(molecule, about, sdf=True)
+    name: str = record["id"].replace("\n", " ")
+    return name + text[text.index("\n"):]
+
+
+def _bonds(record: dict[str, Any]) -> bytes | None:
+    """The bonds of one that came as SMILES, whose atoms stand in the same order each time."""
+    smiles = (record.get("input") or {}).get("smiles")
+    if not smiles:
+        return None
+    from orbitrax.molecules.by_rdkit import chem
+
+    mol = chem().AddHs(chem().MolFromSmiles(smiles))
+    same: bool = [atom.GetSymbol() for atom in mol.GetAtoms()] == record["symbols"]
+    found: bytes | None = mol.ToBinary() if same else None
+    return found
+
+
+# ---- joining ------------------------------------------------------------------------------------
+
+
+def merge(paths: Sequence[str], output: str) -> tuple[int, int]:
+    """Joins results files into one with one record for each id, that of a result before that of an
+    accident, and of two alike the later; returns how many records there are and how many were left
+    out. Raises UsageError where two differ in what was computed."""
+    check_target(output)
+    best: dict[int, tuple[int, Row]] = {}
+    total = 0
+    for place, path in enumerate(paths):
+        if not os.path.isfile(path):
+            raise UsageError(f"{path}: there is no such file")
+        for row in read_rows(path):
+            total += 1
+            known = best.get(row.name)
+            if known is not None and not known[1].accident:
+                if row.accident:
+                    continue
+                if row.key != known[1].key:
+                    raise UsageError(f"{paths[known[0]]} and {path} have records of one id that "
+                                     f"were computed otherwise: '{_id_at(path, row)}'")
+            best[row.name] = (place, row)
+    _write_merged(paths, sorted(best.values(), key=lambda one: (one[0], one[1].offset)), output)
+    return len(best), total - len(best)
+
+
+def _id_at(path: str, row: Row) -> str:
+    with open(path, "rb") as file:
+        file.seek(row.offset)
+        return str(json.loads(file.read(row.length))["id"])
+
+
+def _write_merged(paths: Sequence[str], chosen: list[tuple[int, Row]], output: str) -> None:
+    rows, offset, at = [], 0, -1
+    source = None
+    try:
+        with replaced(output) as name, open(name, "wb") as file:
+            for place, row in chosen:
+                if place != at:
+                    if source is not None:
+                        source.close()
+                    source, at = open(paths[place], "rb"), place
+                assert source is not None
+                source.seek(row.offset)
+                file.write(source.read(row.length))
+                rows.append(row._replace(offset=offset))
+                offset += row.length
+    finally:
+        if source is not None:
+            source.close()
+    try:
+        with open(index_path(output), "wb") as index:
+            index.write(header() + packed(rows))
+    except OSError as error:
+        raise OrbitraxError(f"{index_path(output)}: cannot be written: {error.strerror}") from None
