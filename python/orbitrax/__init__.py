@@ -32,6 +32,8 @@ if TYPE_CHECKING:
     from orbitrax.atomic_charges.api import charges
     from orbitrax.backend import Backend
     from orbitrax.bridges.cclib import to_cclib
+    from orbitrax.bulk.api import Record, batch, compute
+    from orbitrax.bulk.recipe import Recipe
     from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled,
                                  ConnectRefused, InputError, Interrupted, LinkClosed, LinkError,
                                  MoleculeError, NotConverged, OrbitraxError, OutOfMemory,
@@ -66,6 +68,8 @@ _HOMES = {
     "atomic_charges.api": "charges",
     "backend": "Backend",
     "bridges.cclib": "to_cclib",
+    "bulk.api": "Record batch compute",
+    "bulk.recipe": "Recipe",
     "errors": "BackendDied BackendNotFound CalculationFailed Cancelled ConnectRefused InputError "
               "Interrupted LinkClosed LinkError MoleculeError NotConverged OrbitraxError "
               "OutOfMemory ParameterError ProtocolError SettingError Stopped TimeLimitExceeded "
@@ -100,11 +104,11 @@ __all__ = [
     "ConnectRefused", "Energy", "Event", "Frame", "Grid", "InputError", "Interrupted", "Job",
     "Langevin", "LinkClosed", "LinkError", "METHODS", "Method", "Modes", "MolecularDynamics",
     "Molecule", "MoleculeError", "MonteCarlo", "NotConverged", "Optimize", "OrbitraxError",
-    "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Restraint", "Result",
-    "SettingError", "Stopped", "TimeLimitExceeded", "UsageError", "Vibrations", "as_molecule",
-    "box_around", "charges", "energy", "find_method", "from_ase", "from_smiles", "optimize",
-    "plane_through", "read_molecule", "run", "save_picture", "schema", "slater_basis",
-    "to_cclib", "write_cube", "write_molden",
+    "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Recipe", "Record", "Restraint",
+    "Result", "SettingError", "Stopped", "TimeLimitExceeded", "UsageError", "Vibrations",
+    "as_molecule", "batch", "box_around", "charges", "compute", "energy", "find_method",
+    "from_ase", "from_smiles", "optimize", "plane_through", "read_molecule", "run",
+    "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]
 
 

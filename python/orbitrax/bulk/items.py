@@ -38,6 +38,17 @@ class Item(NamedTuple):
                 multiplicity=self.multiplicity or found.multiplicity)
         return found
 
+    def prepare(self) -> None:
+        """Loads what reading it takes, which is nothing that counts as its own time."""
+        if self.kind == "smiles":
+            from contextlib import suppress
+
+            from orbitrax.molecules.by_rdkit import chem
+
+            with suppress(MoleculeError, ImportError):
+                chem()
+                __import__("rdkit.Chem.AllChem")
+
     def told(self) -> dict[str, Any]:
         """What a record says of where the molecule came from."""
         about: dict[str, Any] = {"number": self.number, "from": self.where, "kind": self.kind}

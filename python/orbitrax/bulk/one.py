@@ -74,6 +74,7 @@ class Computer:
         return self._answer(item, document, failure, time.monotonic() - clock)
 
     def _tried(self, item: Item) -> tuple[dict[str, Any], OrbitraxError | None]:
+        item.prepare()
         run = result = None
         failure: OrbitraxError | None = None
         self._watch.begin()
