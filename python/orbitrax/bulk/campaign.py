@@ -63,7 +63,7 @@ class Campaign:
 
     def __init__(self, engine: Engine, store: Store, progress: Progress):
         self._engine, self._store, self.progress = engine, store, progress
-        self.stopped = self._cancelled = False
+        self.stopped = self.cancelled = False
         self.waits_for_input = False
 
     def stop(self) -> None:
@@ -73,7 +73,7 @@ class Campaign:
 
     def cancel(self) -> None:
         """Ends at the next look."""
-        self.stopped = self._cancelled = True
+        self.stopped = self.cancelled = True
 
     def run(self, items: Iterator[Item], look: Callable[[], None] = lambda: None,
             on_answer: Callable[[Answer], None] = lambda answer: None) -> None:
@@ -84,7 +84,7 @@ class Campaign:
         answers = iter(()) if first is None else self._engine.run(itertools.chain([first], items))
         try:
             for answer in answers:
-                if self._cancelled:
+                if self.cancelled:
                     raise Interrupted("interrupted")
                 if answer is not None:
                     self._store.add(answer)

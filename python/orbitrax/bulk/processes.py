@@ -24,6 +24,7 @@ _MOST_AT_ONCE = 64
 _AHEAD = 2  # portions that a worker has
 _CODE = ("import sys; sys.path.insert(0, sys.argv[1]); from orbitrax.bulk.worker import main; "
          "main(int(sys.argv[2]), int(sys.argv[3]))")
+_LONG = 0.5  # seconds after which others take over what waits behind a molecule
 _LATE = 1.0  # seconds beyond the limit after which a worker that does not answer is ended
 
 
@@ -122,6 +123,8 @@ class Processes:
         for worker in self._workers:
             while len(worker.items) <= (_AHEAD - 1) * self._size:
                 portion = self._portion(items, not worker.items)
+                if not portion and not worker.items:
+                    portion = self._taken_over()
                 if not portion:
                     break
                 worker.give(portion)
@@ -142,6 +145,19 @@ class Processes:
             if len(found) >= self._size:
                 break
         return found
+
+    def _taken_over(self) -> list[tuple[Item, int]]:
+        """What waits behind the molecule that has taken long, where nothing else is to be done. Its
+        old worker will compute it too, in vain."""
+        now = time.monotonic()
+        for worker in self._workers:
+            one = worker.at_work()
+            if one is None or now - one[2] < _LONG or len(worker.items) < 2:
+                continue
+            waiting = [pair for number, pair in worker.items.items() if number != one[0].number]
+            worker.items = {one[0].number: (one[0], one[1])}
+            return waiting
+        return []
 
     # ---- taking ---------------------------------------------------------------------------------
 

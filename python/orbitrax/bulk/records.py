@@ -9,7 +9,7 @@ from collections.abc import Callable, Iterator, Sequence
 from typing import Any
 
 from orbitrax.bulk.index import Row, header, index_path, packed, read_rows
-from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 
 _MOST_REASON = 160  # characters
@@ -173,16 +173,27 @@ _MADE: dict[str, Callable[[dict[str, Any]], Any]] = {
 # ---- structures ---------------------------------------------------------------------------------
 
 
-def write_structures(results: str, path: str) -> int:
+def write_structures(results: str, path: str) -> tuple[int, list[str]]:
     """Writes the last structures of all that is done, as sdf or extended xyz by the name of the
-    file, which appears whole; returns how many."""
-    count = 0
+    file, which appears whole; returns how many, and the ids of those for which no bonds fit."""
+    count, without = 0, []
     with replaced(path) as name, open(name, "w", encoding="utf-8") as file:
         for record in records(results):
             if record["status"] == "done" and record.get("coordinates_angstrom"):
-                file.write(_structure(record, path.lower().endswith((".sdf", ".sd"))))
-                count += 1
-    return count
+                try:
+                    file.write(_structure(record, path.lower().endswith((".sdf", ".sd"))))
+                    count += 1
+                except MoleculeError:
+                    without.append(record["id"])
+    return count, without
+
+
+def structures_said(count: int, without: Sequence[str], path: str) -> str:
+    """What is to be said of them."""
+    if not without:
+        return f"{count} structures in {path}"
+    return (f"{count} structures in {path}, without {len(without)} for which no bonds fit "
+            f"({', '.join(without[:5])}, ...); .xyz takes all")
 
 
 def _structure(record: dict[str, Any], sdf: bool) -> str:

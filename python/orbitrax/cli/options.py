@@ -14,6 +14,7 @@ from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from collections.abc import Sequence
     from typing import Any, NoReturn
 
     from orbitrax.settings import Option
@@ -50,7 +51,7 @@ _METHODS_HELP = "the methods, the elements they cover, their sources"
 def parse(argv: list[str]) -> Parsed | None:
     """Reads a command line; None where it names no command, after the help. Raises UsageError for
     one that makes no sense, SystemExit after --help and --version."""
-    parser = build_parser(argv[0] if argv else "")
+    parser = build_parser(argv[0] if argv else "", argv)
     values = vars(parser.parse_args(argv))
     command = values.pop("command")
     if command is None:
@@ -128,8 +129,9 @@ class _Parser(argparse.ArgumentParser):
         return found, rest
 
 
-def build_parser(command: str | None = None) -> argparse.ArgumentParser:
-    """The parser of all commands, with the options of the one that is named; None for all."""
+def build_parser(command: str | None = None, argv: Sequence[str] = ()) -> argparse.ArgumentParser:
+    """The parser of all commands, with the options of the one that is named; None for all. argv:
+    the command line, for commands whose options depend on it."""
     parser = _Parser(prog="orbitrax", description="Semi-empirical quantum chemistry.",
                      epilog=_EXAMPLES + _STATUSES)
     parser.add_argument("--version", action=_Version, nargs=0,
@@ -143,13 +145,14 @@ def build_parser(command: str | None = None) -> argparse.ArgumentParser:
         add_task(commands.add_parser(
             row.name, help=row.title, description=task.description,
             epilog=_listed(task.examples)), task)
-    for name, (place, title) in TOOLS.items():
+    for name, (module, title) in TOOLS.items():
         if command is not None and name != command:
             commands.add_parser(name, help=title)
             continue
-        tool = __import__(place, fromlist=["add_arguments"])
-        tool.add_arguments(commands.add_parser(name, help=title, description=tool.DESCRIPTION,
-                                               epilog=_listed(tool.EXAMPLES)))
+        tool = __import__(module, fromlist=["add_arguments"])
+        place = commands.add_parser(name, help=title, description=tool.DESCRIPTION,
+                                    epilog=_listed(tool.EXAMPLES))
+        tool.add_arguments(place, *((argv,) if name == "batch" else ()))
     methods = commands.add_parser("methods", help=_METHODS_HELP,
                                   description=f"{_METHODS_HELP.capitalize()}.")
     methods.add_argument("element", nargs="?", metavar="ELEMENT",

@@ -43,8 +43,12 @@ TASKS = (
 # DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).
 TOOLS = {
     "analyse": ("orbitrax.cli.analyse", "distances, spectra and diffusion from a trajectory"),
+    "batch": ("orbitrax.cli.lists.batch", "many molecules on all cores, resumable, into one file"),
     "charges": ("orbitrax.cli.charges", "atomic charges for force fields: AM1-BCC"),
     "compare": ("orbitrax.cli.compare", "one molecule by many methods, in one table"),
+    "table": ("orbitrax.cli.lists.table", "results of a batch as a table"),
+    "status": ("orbitrax.cli.lists.status", "what came of a batch so far"),
+    "merge": ("orbitrax.cli.lists.merge", "results of several batches in one file"),
     "scan": ("orbitrax.cli.scan", "the energy along a distance, an angle or a torsion, relaxed"),
     "convert": ("orbitrax.cli.convert", "a structure in another format"),
     "explain": ("orbitrax.cli.explain", "what a result means, and what is odd about it"),
@@ -56,7 +60,7 @@ TOOLS = {
 }
 
 # Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("ts", "transit", "batch")
+UNAVAILABLE = ("ts", "transit")
 
 
 def find_task(name: str) -> type[Task]:
