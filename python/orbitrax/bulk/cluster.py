@@ -22,7 +22,7 @@ _PORTION = 0.5  # seconds of work that are given at a time: a task costs the sch
 _MOST_AT_ONCE = 200
 _AHEAD = 3  # portions for each thread of a worker
 _TRIES = 2  # portions of one molecule that lose their workers, before it is given up
-_CONNECT, _RECONNECT = 10.0, 120.0  # seconds to wait for a scheduler, at first and later
+_CONNECT, _RECONNECT = 5.0, 120.0  # seconds to wait for a scheduler, at first and later
 _COUNT_AGAIN = 5.0  # seconds, the threads of the cluster
 
 

@@ -1,0 +1,81 @@
+"""Batches on a Dask scheduler and workers that are real processes, and are lost."""
+
+import signal
+import socket
+import subprocess
+import sys
+
+import pytest
+from batches import (ENVIRONMENT, ROOT, command, compared, killed, lines_of, orbitrax,
+                     small_molecules, until)
+
+pytest.importorskip("distributed")
+
+_SCHEDULER = ("import sys; from distributed.cli.dask_scheduler import main; "
+              "main(['--port', sys.argv[1], '--host', '127.0.0.1', '--no-dashboard'])")
+_WORKER = ("import sys; from distributed.cli.dask_worker import main; "
+           "main(['tcp://127.0.0.1:' + sys.argv[1], '--nthreads', '1', '--no-nanny', "
+           "'--no-dashboard', '--death-timeout', '120'])")
+
+
+class Cluster:
+    """A scheduler and workers on loopback."""
+
+    def __init__(self, folder, workers):
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            self.port = free.getsockname()[1]
+        self.address = f"tcp://127.0.0.1:{self.port}"
+        self._folder, self._log = folder, open(folder / "dask.log", "w")
+        self.scheduler = self.start(_SCHEDULER)
+        self.workers = [self.start(_WORKER) for _ in range(workers)]
+
+    def start(self, code):
+        """A process of it."""
+        return subprocess.Popen([sys.executable, "-c", code, str(self.port)], cwd=self._folder,
+                                env=ENVIRONMENT, stdout=self._log, stderr=self._log)
+
+    def restart_scheduler(self):
+        """Kills it, and starts another in its place."""
+        killed(self.scheduler.pid)
+        self.scheduler.wait()
+        self.scheduler = self.start(_SCHEDULER)
+
+    def end(self):
+        """Ends all of it."""
+        for process in [*self.workers, self.scheduler]:
+            process.send_signal(signal.SIGKILL)
+            process.wait()
+        self._log.close()
+
+
+@pytest.fixture
+def cluster(tmp_path):
+    found = Cluster(tmp_path, 4)
+    yield found
+    found.end()
+
+
+def test_workers_and_the_scheduler_may_be_lost(tmp_path, cluster):
+    names = tmp_path / "list.smi"
+    names.write_text("".join(small_molecules(200)))
+    path = tmp_path / "r.jsonl"
+    run = subprocess.Popen(command("batch", names, "-m", "am1", "-o", path, "--dask",
+                                   cluster.address), cwd=ROOT, env=ENVIRONMENT,
+                           stderr=subprocess.PIPE, text=True)
+    until(lambda: lines_of(path) > 20 or run.poll() is not None, 90)
+    killed(cluster.workers[0].pid)
+    until(lambda: lines_of(path) > 60 or run.poll() is not None, 90)
+    cluster.restart_scheduler()
+    cluster.workers += [cluster.start(_WORKER) for _ in range(2)]
+    words = run.communicate(timeout=200)[1]
+    assert run.returncode == 0, words
+    done = orbitrax("batch", names, "-m", "am1", "-o", tmp_path / "here.jsonl")
+    assert done.returncode == 0
+    assert compared(path) == compared(tmp_path / "here.jsonl")
+
+
+def test_a_scheduler_that_does_not_answer_is_said(tmp_path):
+    done = orbitrax("batch", "examples/molecules.csv", "-m", "am1", "-o", tmp_path / "r.jsonl",
+                    "--dask", "tcp://127.0.0.1:9")
+    assert done.returncode == 3 and "scheduler at tcp://127.0.0.1:9 does not answer" in done.stderr
