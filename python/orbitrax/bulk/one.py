@@ -101,13 +101,9 @@ class Computer:
         document["method"] = self.recipe.method
         if isinstance(failure, UsageError):
             document["status"] = InputError.status
-        record: dict[str, Any] = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
-                  "run": {"tries": self._tries, "accident": accident, "seconds": seconds,
-                          "started": self._began, "host": socket.gethostname()}}
-        line = json.dumps(record, allow_nan=False).encode() + b"\n"
-        reason = "" if failure is None else failure.typed
-        return Answer(item.number, item.id, item.key, line, record["status"], accident, reason,
-                      seconds)
+        run = {"tries": self._tries, "accident": accident, "seconds": seconds,
+               "started": self._began}
+        return _recorded(item, document, run, "" if failure is None else failure.typed)
 
     def _overran(self, reason: str) -> None:
         item = self._item
@@ -148,8 +144,14 @@ def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
     failure = BackendDied(words)
     document = outcome(recipe.task.name, None, None, failure)
     document["method"] = recipe.method
-    record: dict[str, Any] = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
-              "run": {"tries": tries, "accident": True, "seconds": None, "started": None,
-                      "host": socket.gethostname()}}
-    return Answer(item.number, item.id, item.key, json.dumps(record).encode() + b"\n",
-                  record["status"], True, failure.typed, 0.0)
+    run = {"tries": tries, "accident": True, "seconds": None, "started": None}
+    return _recorded(item, document, run, failure.typed)
+
+
+def _recorded(item: Item, document: dict[str, Any], run: dict[str, Any], reason: str) -> Answer:
+    """The answer with its line."""
+    record = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
+              "run": {**run, "host": socket.gethostname()}}
+    line = json.dumps(record, allow_nan=False).encode() + b"\n"
+    return Answer(item.number, item.id, item.key, line, document["status"], run["accident"],
+                  reason, run["seconds"] or 0.0)
