@@ -328,6 +328,10 @@ class Job:
             if number > 0 and number not in parameters.elements:
                 raise InputError(f"{molecule.label(index)}: {title} has no parameters for "
                                  f"{SYMBOLS[number]}; {_who_has(number)}")
+        pair = parameters.missing_pair(molecule.z[i] for i in self.selected if molecule.z[i] > 0)
+        if pair is not None:
+            raise InputError(f"{title} has no parameters for {SYMBOLS[pair[0]]} and "
+                             f"{SYMBOLS[pair[1]]} in one molecule; take another method")
         for index in self.capping:
             number = molecule.z[index]
             if number not in parameters.capping:

@@ -161,6 +161,23 @@ def test_an_element_without_parameters_is_named_with_atom_and_method():
         Job(molecule, "am1").check(load_parameters("am1"))
 
 
+@pytest.mark.parametrize("elements,pair", [([5, 17, 17, 17], "B and Cl"), ([17, 17, 8], "O and Cl"),
+                                           ([14, 8], "O and Si")])
+def test_two_elements_without_common_parameters_are_named(elements, pair):
+    molecule = Molecule(elements, [[2.0 * i, 0, 0] for i in range(len(elements))])
+    with pytest.raises(InputError, match=f"MINDO/3 has no parameters for {pair} in one molecule"):
+        Job(molecule, "mindo3").check(load_parameters("mindo3"))
+    Job(molecule, "mndo").check(load_parameters("mndo"))
+
+
+def test_elements_that_have_parameters_with_one_another_are_taken():
+    tables = load_parameters("mindo3")
+    assert tables.missing_pair([1, 1, 6, 6, 7, 7, 8, 8, 9, 9]) is None
+    assert tables.missing_pair([14]) is None and tables.missing_pair([5, 5]) is None
+    assert tables.missing_pair([14, 17]) == (14, 17)
+    assert load_parameters("am1").missing_pair([14, 17]) is None
+
+
 def test_a_capping_atom_without_parameters_is_named():
     molecule = Molecule([6, 35], [[0, 0, 0], [0, 0, 1.9]])
     tables = load_parameters("pm3")

@@ -37,7 +37,7 @@ def test_texts_say_what_is_held(text, expected):
 @pytest.mark.parametrize("text", [
     "", "spring 1 2 1.5", "stretch 1", "stretch 1 2 3 4", "stretch 1 1 2.0", "bend 1 2 3 wide",
     "stretch one two", "tether 1 2 3", "stretch 1 2 1.5 k=soft", "stretch 1 2 nan",
-    "stretch 1 2 1.5 k=inf",
+    "stretch 1 2 1.5 k=inf", "stretch 1 2 1.5 k=1e38",
 ])
 def test_texts_that_make_no_sense_are_refused(text):
     with pytest.raises(UsageError):

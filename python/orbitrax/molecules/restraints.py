@@ -25,6 +25,7 @@ if TYPE_CHECKING:
     Vector = tuple[float, float, float]
 
 FORCE_CONSTANT = 100.0  # kcal/mol per square Angstrom or radian, where none is given
+_LARGEST_CONSTANT = 1e6  # a hundred times as stiff as any bond
 
 KINDS = ("tether", "stretch", "bend", "torsion")  # in the order of the wire
 
@@ -56,6 +57,10 @@ class Restraint:
         self.force_constant = float(force_constant)
         if not math.isfinite(self.force_constant):
             raise UsageError(f"the force constant {force_constant} is not a number")
+        if abs(self.force_constant) > _LARGEST_CONSTANT:
+            raise UsageError(f"the force constant {self.force_constant:g} is above "
+                             f"{_LARGEST_CONSTANT:g}, where an energy has no digits left for the "
+                             "molecule; hold a coordinate exactly with optimize --fix")
 
     def _checked_target(self, target: float | Sequence[float]) -> tuple[float, ...]:
         several = (target,) if isinstance(target, (int, float)) else target

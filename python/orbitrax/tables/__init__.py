@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import struct
+from collections import Counter
 
 from orbitrax.errors import ParameterError
 from orbitrax.methods import Method, find_method
@@ -37,6 +38,22 @@ class ParameterSet:
             return [self.block]
         count = len(self.pairs) // 32
         return [self.block, count.to_bytes(4, "little"), self.pairs]
+
+    def missing_pair(self, elements: Iterable[int]) -> tuple[int, int] | None:
+        """The first two of these elements, which may be one twice, that have no bond parameters
+        together; None where all have, and in methods that need none."""
+        if not self.pairs:
+            return None
+        known = {frozenset(map(int, codes)) for *codes, alpha, beta in
+                 struct.iter_unpack("<4d", self.pairs) if alpha > 0 and beta > 0}
+        counts = Counter(elements)
+        for one in sorted(counts):
+            for other in sorted(counts):
+                if other < one or other == one and counts[one] == 1:
+                    continue
+                if frozenset((one, other)) not in known:
+                    return one, other
+        return None
 
     def value(self, name: str, element: int, capping: bool = False) -> float:
         """A number of the block, by the name of its column, as the backend gets it; 0 for an
