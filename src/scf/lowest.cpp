@@ -22,7 +22,8 @@ namespace {
 constexpr double kUsualLimit = 1e-6;          ///< of the energy, kcal/mol, with which goes ...
 constexpr double kSmallestCommutator = 1e-9;  ///< eV, what rounding leaves
 constexpr double kCommutatorLimit = 1e-5;     ///< ... this one of the commutator, eV
-/// And where half electrons are corrected: the correction is of first order in the error.
+/// And in open shells: the correction of half electrons is of first order in the error, and spins
+/// that come apart are so soft that gradients were still off by 2e-3 kcal/(mol Angstrom).
 constexpr double kOpenCommutatorLimit = 1e-6;
 constexpr int kStallAfter = 40;  ///< cycles, then a descent takes over
 constexpr double kLower = 1e-4;  ///< kcal/mol by which a state has to be lower
@@ -52,7 +53,7 @@ struct Search {
 /// one asks for its root of the other.
 GuardLimits LimitsOf(const Electrons& electrons) {
     const double dRoot = std::sqrt(electrons.Run.dLimit / kUsualLimit);
-    const bool fOpen = setup.nOccupied != setup.nDoublyOcc;
+    const bool fOpen = electrons.nSets == 2 || setup.nOccupied != setup.nDoublyOcc;
     const double dUsual =
         std::max((fOpen ? kOpenCommutatorLimit : kCommutatorLimit) * dRoot, kSmallestCommutator);
     const double dTold = further.Scf.dCommutatorLimit;

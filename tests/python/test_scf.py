@@ -1,0 +1,127 @@
+"""What the client asks of the SCF by default, and what its results are worth."""
+
+import math
+
+import numpy as np
+import pytest
+from ase.build import molecule as g2
+from support import ROOT
+from test_cli import orbitrax
+
+import orbitrax as package
+from orbitrax import METHODS, Backend, Job, Molecule, NotConverged, from_ase, read_molecule
+from orbitrax.session.scf_section import scf_section
+
+
+@pytest.fixture(scope="module")
+def backend():
+    with Backend(time_limit=120) as running:
+        yield running
+
+
+def of_g2(name: str) -> Molecule:
+    return from_ase(g2(name))
+
+
+def test_guarded_cycles_are_asked_for_unless_the_old_ones_are_steered(water):
+    assert len(scf_section(Job(water, "am1"))) == 1
+    for told in ({"scf": "plain"}, {"diis": False}, {"level_shift_start": 0}):
+        assert scf_section(Job(water, "am1", **told)) == []
+
+
+def test_the_triplet_of_an_oxygen_atom_has_its_energy_and_says_how_it_is_known():
+    done = orbitrax("energy", "--smiles", "[O]", "-m", "am1")
+    assert done.returncode == 0 and "multiplicity 3" in done.stdout
+    assert "Heat of formation                  59.55900" in done.stdout  # the atom's, by definition
+    assert "stable, lowest of" in done.stdout
+
+
+def test_a_state_that_is_no_minimum_is_not_done(backend):
+    job = Job(of_g2("Si2"), "am1", multiplicity=3, rhf=True)
+    with pytest.raises(NotConverged, match="no minimum") as caught:
+        package.run(job.molecule, "am1", multiplicity=3, rhf=True)
+    assert caught.value.partial.blocks["scf"]["state"] == "unstable"
+    allowed = package.run(job.molecule, "am1", multiplicity=3, rhf=True, allow_unconverged=True)
+    assert allowed.blocks["scf"]["lowest_curvature_ev"] < 0
+
+
+@pytest.mark.parametrize("name,method", [
+    ("C2Cl4", "mndo"), ("C2F4", "pm3"), ("C2F4", "am1"), ("Cl2", "mndo"), ("C6H6", "am1")])
+def test_unrestricted_closed_shells_are_not_above_restricted_ones(backend, name, method):
+    restricted = backend.run(Job(of_g2(name), method))
+    free = backend.run(Job(of_g2(name), method, uhf=True))
+    assert free.converged and free.blocks["scf"]["state"] == "stable"
+    assert free.total_energy < restricted.total_energy + 1e-4
+
+
+def test_nitric_oxide_settles_in_few_cycles(backend):
+    molecule = of_g2("NO")
+    usual = backend.run(Job(molecule, "am1"))
+    sharp = backend.run(Job(molecule, "am1", scf="plain", diis=False, level_shift_start=0,
+                            scf_limit=1e-10))
+    assert usual.scf_iterations <= 15
+    assert abs(usual.dipole[3] - sharp.dipole[3]) < 1e-4
+
+
+def test_forces_at_default_settings_are_slopes(backend):
+    """Cyclobutene in MNDO was off by 2 kcal/(mol Angstrom) where the energy alone was judged."""
+    molecule, h = of_g2("cyclobutene"), 1e-4
+    gradient = np.array(backend.run(Job(molecule, "mndo", uhf=True)).gradient)
+
+    def energy(atom, axis, step):
+        places = np.array(molecule.positions)
+        places[atom, axis] += step
+        moved = Molecule(list(molecule.z), places.tolist())
+        return backend.run(Job(moved, "mndo", uhf=True, scf_limit=1e-10)).total_energy
+
+    for atom, axis in ((0, 1), (2, 2), (6, 0)):
+        slope = (energy(atom, axis, h) - energy(atom, axis, -h)) / (2 * h)
+        assert gradient[atom, axis] == pytest.approx(slope, abs=1e-3)
+
+
+@pytest.mark.parametrize("method", [method.key for method in METHODS])
+def test_place_and_order_of_the_atoms_change_nothing(backend, method):
+    molecule = of_g2("CH3CONH2")
+    turn = np.linalg.qr(np.random.default_rng(4).normal(size=(3, 3)))[0]
+    turn *= np.sign(np.linalg.det(turn))
+    order = np.random.default_rng(5).permutation(len(molecule.z))
+    places = np.array(molecule.positions)[order] @ turn.T + [1e5, -3e4, 7e4]
+    here = backend.run(Job(molecule, method, scf_limit=1e-12))
+    moved = Molecule([molecule.z[i] for i in order], places.tolist())
+    there = backend.run(Job(moved, method, scf_limit=1e-12))
+    assert there.total_energy == pytest.approx(here.total_energy, abs=1e-7)
+    forces = np.array(here.gradient)[order] @ turn.T
+    assert np.abs(np.array(there.gradient) - forces).max() < 1e-6
+
+
+def chain(n: int) -> Molecule:
+    """An alkane of n carbon atoms, all trans, with hydrogen atoms at both ends."""
+    step, rise, out = 1.27, 0.42, 0.89
+    atoms = [(6, i * step, rise * (-1) ** i, 0.0) for i in range(n)]
+    atoms += [(1, i * step, (rise + 0.63) * (-1) ** i, side * out)
+              for i in range(n) for side in (1, -1)]
+    atoms += [(1, -0.89, rise - 0.63, 0.0),
+              (1, (n - 1) * step + 0.89, (rise - 0.63) * (-1) ** (n - 1), 0.0)]
+    return Molecule([atom[0] for atom in atoms], [list(atom[1:]) for atom in atoms])
+
+
+def test_long_chains_gain_the_same_for_each_link(backend):
+    """Beyond 53 Angstrom the repulsion of electrons once was cut, and that of cores was not."""
+    energies = [backend.run(Job(chain(n), "cndo")).total_energy for n in (20, 40, 60, 80)]
+    links = np.diff(energies) / 20
+    assert math.dist((max(links),), (min(links),)) < 0.01
+
+
+def test_the_calculator_tells_of_a_lower_state_with_unequal_spins():
+    from orbitrax.ase import Orbitrax
+
+    atoms = g2("O3")
+    with Orbitrax(method="am1") as atoms.calc, pytest.warns(UserWarning, match="unequal spins"):
+        atoms.get_potential_energy()
+
+
+def test_a_molecule_of_the_hard_list_that_stalls_ends_by_a_descent(backend):
+    molecule = read_molecule(ROOT / "benchmarks" / "hard" / "tetrachlorocobaltate.xyz")
+    found = backend.run(Job(molecule, "zindo1", charge=-2, multiplicity=4))
+    assert found.converged and found.blocks["scf"]["descended"]
+    assert found.blocks["scf"]["state"] == "stable"
