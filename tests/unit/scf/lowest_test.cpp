@@ -148,6 +148,15 @@ TEST_F(LowestState, WithoutTheWishTheCyclesOfOldRun) {
     EXPECT_NEAR(dGuarded, dOld, 1e-5);
 }
 
+/// Three p levels tie to the last bit, and a window of energies fills them all or none: the cycles
+/// once ended on an energy of a density with two electrons more, -155 kcal/mol from the atom's.
+TEST_F(LowestState, CyclesOfOldDoNotEndOnAWrongCountOfElectrons) {
+    const JobScript atom = Spins(Molecule(4, {{16, 0, 0, 0}}), 0, 3, false);
+    EnergyWith({}, atom);
+    EXPECT_EQ(scf.Account.nUnconverged, 0);
+    EXPECT_NEAR(scf.dBinding, 0.0, 1e-2);
+}
+
 TEST_F(LowestState, BudgetThatIsTooSmallIsSaid) {
     JobScript script = Water();
     script.Options.nIterationLimit = 2;
