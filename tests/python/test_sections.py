@@ -122,7 +122,8 @@ def test_results_are_those_of_the_sections():
         molecule = Molecule([8, 1, 1], [[0, 0, 0], [1 / 1.1, 0.1, 0], [-0.3, 0.91234567, 0]])
         result = backend.run(Job(molecule, "pm3"), seen.append)
     found, = [event.sections for event in seen if isinstance(event, events.Precise)]
-    assert list(found) == [row.name for row in sections.RESULTS if row.name != "ci_states"]
+    assert list(found) == [row.name for row in sections.RESULTS
+                           if row.name not in ("ci_states", "modes")]
     assert list(result.plain("coordinates")) == list(molecule.xyz)
     assert abs(sum(result.plain("charges"))) < 1e-12
     # Sums that hold by definition, in double precision.
