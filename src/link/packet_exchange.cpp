@@ -107,6 +107,7 @@ int ReceivePacket(void* pBuffer, int nCapacity) {
 
 int RequestPacket(void* pBuffer, int nCapacity) {
     SendQueuedError();
+    if (!MakeRoomFor(static_cast<std::size_t>(std::max(nCapacity, 0)))) Fatal(kMsgOutOfMemory);
     SendPacket(kPacketRequestNext, "", 1);
     return ReceivePacket(pBuffer, nCapacity);
 }

@@ -16,6 +16,10 @@ enum class Message {
 /// Puts a message into the process's own queue; it is handled when the queue is pumped.
 void PostToSelf(Message message);
 
+/// Makes sure that a packet of nBytes bytes can be taken from the client, before it is asked for.
+/// False where there is no memory for it.
+bool MakeRoomFor(std::size_t nBytes);
+
 /// Tells the transport that link.SendBuffer holds a packet that a request may fetch.
 void PacketOffered();
 

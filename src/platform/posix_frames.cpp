@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "link/conversation.h"
 #include "link/state.h"
@@ -15,6 +16,11 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 
 constexpr std::size_t kLargestBlock = 92400;  ///< parameter block of AM1 and PM3
 constexpr std::size_t kItemRoom = 64;
+constexpr std::size_t kReadAhead = 65536;  ///< room beyond the largest frame that is usual
+constexpr std::size_t kUsualRoom =
+    kFrameHead + kItemRoom + sizeof(PacketHeader) + kLargestBlock + kReadAhead;
+constexpr std::size_t kUnusualRoom = 4 * kUsualRoom;  ///< more than this is given back
+constexpr std::size_t kLargestAnswer = kFrameHead + sizeof(PacketHeader) + kMaxPayload;
 constexpr std::uint32_t kIdle = 0, kInSession = 1;
 
 struct Frame {
@@ -48,12 +54,26 @@ bool IsWhole(const FrameStream& stream, const Frame& frame) {
     return stream.In.size() - stream.nInUsed - kFrameHead >= frame.nBytes;
 }
 
+bool Reserve(std::vector<unsigned char>& bytes, std::size_t nBytes) {
+    try {
+        bytes.reserve(nBytes);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+/// Exchanges the room of an unusual demand, now empty, for the usual one.
+void GiveBack(FrameStream& stream) {
+    std::vector<unsigned char> usual;
+    if (Reserve(usual, kUsualRoom)) stream.In.swap(usual);
+}
+
 void Consume(FrameStream& stream, std::size_t nBytes) {
     stream.nInUsed += nBytes;
     if (stream.nInUsed < stream.In.size()) return;
     stream.In.clear();
     stream.nInUsed = 0;
-    if (stream.In.capacity() > 4 * kLargestBlock) stream.In.shrink_to_fit();
 }
 
 /// Length of the first NUL-ended text of a body, the NUL included; 0 where there is none.
@@ -122,6 +142,25 @@ std::size_t FrameBound() {
     const auto nAsked = static_cast<std::size_t>(std::max(link.nReceiveCapacity, 0));
     const std::size_t nBound = kItemRoom + sizeof(PacketHeader) + std::max(kLargestBlock, nAsked);
     return std::min(nBound, kFrameCeiling);
+}
+
+bool MakeRoom(FrameStream& stream, std::size_t nPayload) {
+    const std::size_t nFrame = kFrameHead + kItemRoom + sizeof(PacketHeader) + nPayload;
+    const std::size_t nRoom = std::clamp(nFrame, kUsualRoom, kFrameHead + kFrameCeiling);
+    if (stream.In.empty() && stream.In.capacity() > kUnusualRoom && nRoom == kUsualRoom)
+        GiveBack(stream);
+    return Reserve(stream.Out, kLargestAnswer) && Reserve(stream.In, nRoom);
+}
+
+std::size_t Room(const FrameStream& stream) {
+    return stream.In.capacity() - (stream.In.size() - stream.nInUsed);
+}
+
+void Forget(FrameStream& stream) {
+    stream.In.clear();
+    stream.Out.clear();
+    stream.nInUsed = stream.nOutSent = 0;
+    stream.fRequestHeld = false;
 }
 
 void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes) {

@@ -14,7 +14,8 @@ constexpr std::size_t kFrameHead = 8;
 constexpr std::size_t kFrameCeiling = std::size_t{256} << 20;  ///< bytes of any frame, ever
 
 /// One side of a byte stream: what came and is not yet understood, what goes out and is not yet
-/// sent.
+/// sent. Memory for both is taken by MakeRoom, before it is needed: between the head of an answer
+/// and its end, or in the middle of a client's frame, nobody could be told that there is none.
 struct FrameStream {
     std::vector<unsigned char> In;
     std::size_t nInUsed = 0;  ///< bytes of In that have been consumed
@@ -33,6 +34,18 @@ enum class FrameResult {
 
 /// Most bytes that a frame may announce now: a header, an item name and what the session asks for.
 std::size_t FrameBound();
+
+/// Takes the memory for any answer and for a frame whose packet brings up to nPayload bytes, and
+/// nothing where that is there already; much more than that is given back. Returns whether there is
+/// enough now.
+bool MakeRoom(FrameStream& stream, std::size_t nPayload);
+
+/// How many bytes TakeIn can take without taking memory. Not 0 while the first frame of stream.In
+/// has not come whole, as long as MakeRoom has been asked for what FrameBound allows.
+std::size_t Room(const FrameStream& stream);
+
+/// Forgets what came and what was to go out; the memory stays.
+void Forget(FrameStream& stream);
 
 /// Appends nBytes that came to stream.In, in the place of those that have been consumed, so that a
 /// client that never pauses takes no more room than a frame and one read.

@@ -8,11 +8,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <new>
+#include <cstdint>
 #include <vector>
 
 #include "link/conversation.h"
+#include "link/messages.h"
 #include "link/state.h"
 #include "link/transport.h"
 #include "numeric/pool.h"
@@ -66,7 +68,7 @@ void CloseClient() {
     if (transport.nClient < 0) return;
     close(transport.nClient);
     transport.nClient = -1;
-    transport.Stream = FrameStream{};
+    Forget(transport.Stream);
     const bool fTalked = link.fConversation;
     OnDisconnect();
     if (!fTalked && transport.nListener < 0) link.fQuit = true;  // nobody else can ever come
@@ -103,7 +105,9 @@ void FlushOrClose() {
 /// Takes what has come into the stream; false when nothing came. The client's end closes it.
 bool ReadSome() {
     unsigned char buffer[65536];
-    const ssize_t n = recv(transport.nClient, buffer, sizeof buffer, MSG_DONTWAIT);
+    const std::size_t nRoom = std::min(sizeof buffer, Room(transport.Stream));
+    if (nRoom == 0) return false;
+    const ssize_t n = recv(transport.nClient, buffer, nRoom, MSG_DONTWAIT);
     if (n > 0) {
         TakeIn(transport.Stream, buffer, static_cast<std::size_t>(n));
         return true;
@@ -116,22 +120,18 @@ bool ReadSome() {
 /// Handles one frame that has come whole. False when there is none.
 bool HandleOneFrame() {
     if (transport.nClient < 0 || HasOutput()) return false;
-    try {
-        switch (HandleFrame(transport.Stream)) {
-            case FrameResult::kNothing:
-                return false;
-            case FrameResult::kHandled:
-                FlushOrClose();
-                return true;
-            case FrameResult::kClosed:
-                CloseClient();
-                return true;
-            case FrameResult::kViolation:
-                CloseViolator("a frame that is none of ours");
-                return true;
-        }
-    } catch (const std::bad_alloc&) {
-        CloseViolator("no memory for a frame");
+    switch (HandleFrame(transport.Stream)) {
+        case FrameResult::kNothing:
+            return false;
+        case FrameResult::kHandled:
+            FlushOrClose();
+            return true;
+        case FrameResult::kClosed:
+            CloseClient();
+            return true;
+        case FrameResult::kViolation:
+            CloseViolator("a frame that is none of ours");
+            return true;
     }
     return true;
 }
@@ -144,10 +144,9 @@ void AcceptOrRefuse() {
         transport.nClient = nClient;
         return;
     }
-    FrameStream refusal;
-    AppendWord(refusal, kTransactionConnect, 0);
+    const std::uint32_t refusal[3] = {kTransactionConnect, sizeof refusal[2], 0};
     // A client that does not take the refusal sees the end of the stream.
-    (void)!send(nClient, refusal.Out.data(), refusal.Out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    (void)!send(nClient, refusal, sizeof refusal, MSG_NOSIGNAL | MSG_DONTWAIT);
     close(nClient);
 }
 
@@ -205,6 +204,10 @@ bool PollSockets(int nMilliseconds) {
 
 bool StartPlatform(MessageHandler pHandler) {
     transport.pHandler = pHandler;
+    if (!MakeRoomFor(0)) {
+        fprintf(stderr, "qsolve: %s\n", MessageText(kMsgOutOfMemory));
+        return false;
+    }
     CatchSignals();
     pthread_atfork(nullptr, nullptr, ForgetThreads);  // threads do not follow into a child
     if (IsSocket(STDIN_FILENO)) {
@@ -224,6 +227,10 @@ int StopPlatform() {
 
 void PostToSelf(Message message) {
     transport.nPosted[static_cast<std::size_t>(message)] = 1;
+}
+
+bool MakeRoomFor(std::size_t nBytes) {
+    return MakeRoom(transport.Stream, nBytes);
 }
 
 void PacketOffered() {

@@ -219,6 +219,10 @@ void PostToSelf(Message message) {
     PostMessageA(shell.hWindow, fStart ? kStartSessionMessage : kLinkLostMessage, 0, 0);
 }
 
+bool MakeRoomFor(std::size_t) {
+    return true;  // DDE lends the packet's bytes
+}
+
 void PacketOffered() {}
 
 void SessionEnded() {

@@ -84,6 +84,11 @@ void PostToSelf(Message message) {
     fPosted[static_cast<std::size_t>(message)] = true;
 }
 
+bool MakeRoomFor(std::size_t nBytes) {
+    client.nRoomAsked = nBytes;
+    return nBytes <= client.nMostRoom;
+}
+
 void PacketOffered() {}
 
 void SessionEnded() {

@@ -30,6 +30,9 @@ struct ScriptedClient {
     int nHangUpAfter = -1;                          ///< disconnects instead of fetch number n
     int nFetched = 0;
     int nWaits = 0;
+    std::size_t nRoomAsked = 0;  ///< for the last demand
+    std::size_t nMostRoom =
+        static_cast<std::size_t>(-1);  ///< more than this there is no memory for
     int nPumps = 0;
     bool fSessionEnded = false;
     std::function<void()> DuringPump;  ///< run at every pump, for what happens in a job

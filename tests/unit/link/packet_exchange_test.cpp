@@ -29,6 +29,18 @@ TEST_F(PacketExchange, SendsAPacketWithItsHeader) {
     EXPECT_FALSE(link.fPacketPending);
 }
 
+TEST_F(PacketExchange, ADemandThatThereIsNoRoomForIsNotMade) {
+    client.nMostRoom = 99;
+    char buffer[100];
+    EXPECT_THROW(RequestPacket(buffer, 100), Unwinding);
+    EXPECT_EQ(client.nDemands, 0);
+    ASSERT_EQ(client.Errors().size(), 1u);
+    EXPECT_EQ(client.Errors()[0], MessageText(kMsgOutOfMemory));
+    client.Poke("abc", 3);
+    EXPECT_EQ(RequestPacket(buffer, 99), 3);
+    EXPECT_EQ(client.nRoomAsked, 99u);
+}
+
 TEST_F(PacketExchange, DropsAPacketToAnUnknownNode) {
     SendPacket(kPacketData, "abc", 3, 5);
     EXPECT_TRUE(client.Sent.empty());

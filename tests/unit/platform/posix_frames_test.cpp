@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -177,6 +178,53 @@ TEST_F(Frames, ExecuteIsAcknowledged) {
     Feed(kTransactionExecute, std::string("[Reset]\0", 8));
     EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
     EXPECT_EQ(Word(2), 0x8000u);
+}
+
+TEST_F(Frames, RoomForAnyFrameAndAnswerIsTakenOnce) {
+    std::vector<unsigned char> asked(1000000);
+    link.nReceiveCapacity = static_cast<int>(asked.size());
+    ASSERT_TRUE(MakeRoom(stream, asked.size()));
+    const auto* pIn = stream.In.data();
+    const auto* pOut = stream.Out.data();
+    const std::vector<unsigned char> body(FrameBound(), 'x');
+    FeedHead(kStrange, static_cast<std::uint32_t>(body.size()));
+    for (std::size_t nFed = 0; nFed < body.size();) {
+        const std::size_t n = std::min(Room(stream), body.size() - nFed);
+        ASSERT_GT(n, 0u) << nFed;
+        TakeIn(stream, body.data() + nFed, n);
+        nFed += n;
+    }
+    EXPECT_EQ(stream.In.data(), pIn);
+    link.SendBuffer.Header.nLength = kMaxPayload;
+    link.fPacketPending = stream.fRequestHeld = true;
+    AnswerWithPacket(stream);
+    EXPECT_EQ(stream.Out.data(), pOut);
+    EXPECT_EQ(stream.Out.size(), kFrameHead + sizeof(PacketHeader) + kMaxPayload);
+}
+
+TEST_F(Frames, WhatAnUnusualDemandTookIsGivenBack) {
+    ASSERT_TRUE(MakeRoom(stream, 0));
+    const std::size_t nUsual = stream.In.capacity();
+    ASSERT_TRUE(MakeRoom(stream, 1000000));
+    Connect();
+    EXPECT_GE(Room(stream), 1000000u);
+    ASSERT_TRUE(MakeRoom(stream, 1000));
+    EXPECT_EQ(stream.In.capacity(), nUsual);
+}
+
+TEST_F(Frames, ForgettingLeavesTheRoom) {
+    ASSERT_TRUE(MakeRoom(stream, 0));
+    const std::size_t nRoom = Room(stream);
+    Connect();
+    Feed(kStrange, "abc");
+    stream.fRequestHeld = true;
+    stream.nOutSent = 3;
+    Forget(stream);
+    EXPECT_EQ(Room(stream), nRoom);
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kNothing);
+    EXPECT_TRUE(stream.Out.empty());
+    EXPECT_EQ(stream.nOutSent, 0u);
+    EXPECT_FALSE(stream.fRequestHeld);
 }
 
 }  // namespace
