@@ -4,9 +4,9 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -132,8 +132,8 @@ void StartThreads(int nMore) {
     const std::uint32_t nRound = pool.nRound.load(std::memory_order_relaxed);
     try {
         for (int i = 0; i < nMore; ++i) pool.pTeam->threads.emplace_back(LiveAsThread, nRound);
-    } catch (const std::system_error&) {
-        // The system gives no more of them: those that are there do the work.
+    } catch (const std::exception&) {
+        // The system has no more of them, or no memory: those that are there do the work.
     }
 }
 

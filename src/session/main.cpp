@@ -1,11 +1,67 @@
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
 #include <string>
 
+#include "link/messages.h"
 #include "session/session.h"
 
-/// Process entry: the arguments, with blanks between them, are the command line.
-int main(int nArguments, char** pArguments) {
+namespace {
+
+/// More than any session needs of the stack; the product of matrices takes most of it.
+constexpr std::size_t kStackBytes = 2 << 20;
+
+/// The arguments, with blanks between them.
+std::string CommandLine(int nArguments, char** pArguments) {
     std::string sCommandLine;
-    for (int i = 1; i < nArguments; ++i)
-        sCommandLine += std::string(i > 1 ? " " : "") + pArguments[i];
-    return qsolve::BackendMain(sCommandLine.c_str());
+    for (int i = 1; i < nArguments; ++i) {
+        if (i > 1) sCommandLine += ' ';
+        sCommandLine += pArguments[i];
+    }
+    return sCommandLine;
+}
+
+void SayNoMemory() {
+    std::fprintf(stderr, "qsolve: %s\n", qsolve::MessageText(qsolve::kMsgOutOfMemory));
+}
+
+/// Without memory for an exception there is nothing to catch; what is caught nowhere is a fault.
+[[noreturn]] void EndWithoutException() {
+    if (std::current_exception()) std::abort();
+    SayNoMemory();
+    _exit(1);
+}
+
+/// The stack then reaches down to here; pages between are given when they are used.
+[[gnu::noinline]] void TouchStack() {
+    volatile char stack[kStackBytes];
+    stack[0] = 0;
+}
+
+/// Makes the system give the stack its room while there is memory: a stack that cannot grow ends
+/// the process where an array that cannot be taken is told to the client. False without memory.
+bool GrowStack() {
+    void* pProbe = std::malloc(2 * kStackBytes);
+    if (!pProbe) return false;
+    std::free(pProbe);
+    TouchStack();
+    return true;
+}
+
+}  // namespace
+
+/// Process entry. What a session lacks memory for is said to its client; only the start itself can
+/// fail here.
+int main(int nArguments, char** pArguments) {
+    std::set_terminate(EndWithoutException);
+    try {
+        if (!GrowStack()) throw std::bad_alloc();
+        return qsolve::BackendMain(CommandLine(nArguments, pArguments).c_str());
+    } catch (const std::bad_alloc&) {
+        SayNoMemory();
+        return 1;
+    }
 }
