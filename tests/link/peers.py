@@ -126,11 +126,11 @@ class SocketPeer(Backend):
 
     waters = "w200"  # the molecule of a job that takes seconds
 
-    def __init__(self, *arguments: str, program: Path = PROGRAM):
+    def __init__(self, *arguments: str, program: Path = PROGRAM, **more):
         self.link, theirs = socket.socketpair()
         self.link.settimeout(PATIENCE)
         with theirs:
-            super().__init__(*arguments, stdin=theirs, program=program)
+            super().__init__(*arguments, stdin=theirs, program=program, **more)
 
     # ---- frames -------------------------------------------------------------------------------
 

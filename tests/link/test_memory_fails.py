@@ -1,0 +1,114 @@
+"""Any allocation may fail: of the arrays of a job, of the library, of the system's own code; once,
+or that one and all that follow. The client is told by a numbered text, and once there is memory
+again the process answers as a fresh one does."""
+
+import functools
+import resource
+
+import pytest
+from catalogue import catalogue, content, hold, sample, tell
+from failing import FOREVER, FailingPeer
+from peers import PROGRAM, SocketPeer
+from sessions import reset
+
+pytestmark = pytest.mark.skipif("asan" in str(PROGRAM) or "tsan" in str(PROGRAM),
+                                reason="a sanitizer brings an allocator of its own")
+
+NO_MEMORY = {  # 24576, 24577, 24832
+    "The molecule selected for calculation is too large and has consumed all available memory.",
+    "This application has exhausted all available memory.",
+    "Unable to allocate memory for restraints.",
+}
+AT_START = "qsolve: This application has exhausted all available memory.\n"
+
+
+@functools.lru_cache(None)
+def expected(conversation_name: str):
+    """What a process with memory says: in the conversation, and in its first session held again."""
+    conversation = next(c for c in catalogue() if c.name == conversation_name)
+    peer = SocketPeer()
+    said = content(hold(peer, conversation))
+    reset(peer)
+    again = content([tell(peer, conversation, conversation.sessions[0])])
+    peer.finish()
+    return said, again
+
+
+def allocations(conversation) -> int:
+    """How many allocations a process makes in the conversation."""
+    peer = FailingPeer()
+    hold(peer, conversation)
+    total = peer.taken()
+    peer.finish()
+    return total
+
+
+def survives(conversation, first: int, end: int) -> str:
+    """Holds a conversation while allocations fail, and says how it went."""
+    said, again = expected(conversation.name)
+    peer = FailingPeer(first, end)
+    try:
+        transcripts = hold(peer, conversation)
+    except (AssertionError, ConnectionResetError, BrokenPipeError):
+        peer.expected_status, peer.expected_error = 1, AT_START
+        peer.finish()
+        return "not started"
+    errors = [text for transcript in transcripts for text in transcript.errors]
+    peer.heal()
+    reset(peer)
+    healed = content([tell(peer, conversation, conversation.sessions[0])])
+    assert healed in (again, said[:1]), "the session after it is not that of a fresh process"
+    peer.finish()
+    if content(transcripts) == said:
+        return "unharmed"
+    assert set(errors) & NO_MEMORY, errors
+    return "told"
+
+
+def sweep(conversations, step: int) -> dict[str, int]:
+    """Every `step`-th allocation of each, alone and with all that follow; counts how it went."""
+    found = {"points": 0, "not started": 0, "unharmed": 0, "told": 0}
+    for number, conversation in enumerate(conversations):
+        for n in range(number % step, allocations(conversation), step):
+            for end in (n + 1, FOREVER):
+                found["points"] += 1
+                try:
+                    found[survives(conversation, n, end)] += 1
+                except AssertionError as problem:
+                    raise AssertionError(f"{conversation.name}: allocation {n}, "
+                                         f"{'alone' if end == n + 1 else 'and all that follow'}: "
+                                         f"{problem}") from problem
+    return found
+
+
+def test_a_failing_allocation_is_told_and_does_no_harm():
+    found = sweep(sample(), step=8)
+    print(f"R1: {found}")
+    assert found["told"] > 500
+
+
+@pytest.mark.long
+def test_a_failing_allocation_is_told_and_does_no_harm_in_all_the_catalogue():
+    found = sweep(catalogue(), step=1)
+    print(f"R1: {found}")
+    assert found["told"] > 50_000
+
+
+def test_too_small_an_address_space_is_told():
+    """The stack cannot grow either, and no thread can be started."""
+    conversation, ends = sample()[0], []
+    for kib in range(6500, 16000, 500):
+        limit = (1024 * kib, 1024 * kib)
+        peer = SocketPeer(preexec_fn=functools.partial(resource.setrlimit, resource.RLIMIT_AS,
+                                                       limit))
+        try:
+            transcripts = hold(peer, conversation)
+        except (AssertionError, ConnectionResetError, BrokenPipeError):
+            peer.expected_status, peer.expected_error = 1, AT_START
+            ends.append("not started")
+        else:
+            errors = {text for transcript in transcripts for text in transcript.errors}
+            assert errors <= NO_MEMORY
+            ends.append("told" if errors else "unharmed")
+        peer.finish()
+    assert {"not started", "unharmed"} <= set(ends)
