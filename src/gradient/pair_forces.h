@@ -18,7 +18,8 @@ constexpr int kAtomsOfStrip = 32, kWorthThreadsAtoms = 40;
 /// Adds the derivative of a sum over all pairs of selected atoms to pGradient, three for each of
 /// them: Differentiate(iA, iB, v), iB < iA, gives the derivative with respect to the position of A
 /// in v, which is zero before; that of B is its opposite. The threads share the pairs; the sums are
-/// then taken in the order of the pairs. Takes an array; charges nUnits for each atom. Yields.
+/// then taken in the order of the pairs. Takes an array; charges nUnits for each atom,
+/// or what the sums take if that is more. Yields.
 template <class F>
 void AddPairForces(std::size_t nUnits, double* pGradient, const F& Differentiate) {
     const int nAtoms = system.nSelected, nStep = 3 * nAtoms;
@@ -39,7 +40,7 @@ void AddPairForces(std::size_t nUnits, double* pGradient, const F& Differentiate
                 pGradient[i] -= v[i];
             }
         }
-        Yield(nUnits * static_cast<std::size_t>(nStrip));
+        Yield(std::max(nUnits, static_cast<std::size_t>(nStep)) * static_cast<std::size_t>(nStrip));
     }
 }
 

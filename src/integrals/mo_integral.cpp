@@ -174,6 +174,7 @@ void AddAtomProducts(const double* x, double* y) {
     int nPlaceA = 0;
     for (int iA = 0; iA < system.nSelected; ++iA) {
         const int nA = ProductsOf(AtomAt(iA).nOrbitals);
+        if (nA == 0) continue;  // a dummy; there may be many
         int nPlaceB = 0;
         for (int iB = 0; iB < iA; ++iB) {
             const int nB = ProductsOf(AtomAt(iB).nOrbitals);

@@ -35,7 +35,7 @@ struct NddoCore {
 /// Gives each ordered pair its place in the store, the second atom running fastest.
 void NumberBlocks(int nAtoms, const NddoAtom* pAtoms, int* pPairIndex) {
     long long nPosition = 0;
-    for (int iA = 0; iA < nAtoms; ++iA)
+    for (int iA = 0; iA < nAtoms; ++iA) {
         for (int iB = 0; iB < nAtoms; ++iB) {
             const NddoAtom &a = pAtoms[iA], &b = pAtoms[iB];
             int& nIndex = *pPairIndex++;
@@ -45,6 +45,8 @@ void NumberBlocks(int nAtoms, const NddoAtom* pAtoms, int* pPairIndex) {
             nIndex = static_cast<int>(nPosition);
             nPosition += a.nProducts * b.nProducts;
         }
+        Yield(static_cast<std::size_t>(nAtoms));
+    }
 }
 
 double BetaOf(const NddoAtom& atom, int nOrbital) {

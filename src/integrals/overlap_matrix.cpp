@@ -55,6 +55,7 @@ void ClearToUnit(double* m, int nLeading, int nOrder) {
         double* pRow = Row(m, nLeading, i);
         std::fill_n(pRow, nOrder, 0.0);
         pRow[i] = 1.0;
+        Yield(static_cast<std::size_t>(nOrder));
     }
 }
 
@@ -78,11 +79,13 @@ void BuildOverlapMatrix(double* mCore, int nLeading, int nOrbitals) {
     Array<AtomShells> vShells;
     vShells.Take(static_cast<std::size_t>(nAtoms), kWork);
     for (int i = 0; i < nAtoms; ++i) vShells[i] = ShellsOf(AtomAt(i));
+    const auto nRowWork = static_cast<std::size_t>(std::max(nOrbitals, nAtoms));
     const auto FillRowsOf = [&](int iA) {
+        if (vShells[iA].nShells == 0) return;
         const ListedAtom a = AtomAt(iA);
         for (int iB = 0; iB < iA; ++iB) {
+            if (vShells[iB].nShells == 0) continue;
             const ListedAtom b = AtomAt(iB);
-            if (vShells[iA].nShells == 0 || vShells[iB].nShells == 0) continue;
             double pVector[3], mBlock[kAtomOrbitals * kAtomOrbitals];
             for (int c = 0; c < 3; ++c) pVector[c] = b.pXyz[c] * dBohr - a.pXyz[c] * dBohr;
             ComputeDiatomicOverlap(vShells[iA], vShells[iB], pVector, weights, mBlock);
@@ -92,7 +95,7 @@ void BuildOverlapMatrix(double* mCore, int nLeading, int nOrbitals) {
     for (int i = 0; i < nAtoms; i += kAtomsOfStrip) {
         const int nStrip = std::min(kAtomsOfStrip, nAtoms - i);
         ForEachTaskIf(nAtoms >= kWorthThreads, nStrip, [&](int nTask) { FillRowsOf(i + nTask); });
-        Yield(static_cast<std::size_t>(nOrbitals) * static_cast<std::size_t>(nStrip));
+        Yield(nRowWork * static_cast<std::size_t>(nStrip));
     }
     CopyLowerToUpper(mCore, nLeading, nOrbitals);
 }

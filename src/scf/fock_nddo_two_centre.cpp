@@ -119,6 +119,7 @@ Buffer FillBuffer(const double* mDensityT, int n) {
 void AddPairsOf(int iA, std::size_t nProducts, const Buffer& buffer, double* pPotential,
                 const double* mDensitySpin, const double* vTwoCentre, const int* pPairIndex,
                 double* mFock, int n) {
+    if (ProductsAt(iA) == 0) return;  // a dummy; there may be many
     const int nFirstA = FirstOrbitalAt(iA);
     const int* pIndex =
         pPairIndex + static_cast<std::size_t>(iA) * static_cast<std::size_t>(system.nSelected);
