@@ -40,9 +40,10 @@ bool PrepareDirectory(const std::string& sDirectory) {
     return S_ISDIR(info.st_mode) && info.st_uid == getuid() && (info.st_mode & 077) == 0;
 }
 
-/// Whether something answers at the address. Nothing does after a crash.
+/// Whether something answers at the address. Nothing does after a crash; a process that is stopped
+/// may have its queue full, which is not waited for.
 bool IsAlive(const sockaddr_un& address) {
-    const int nProbe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int nProbe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (nProbe < 0) return true;
     const auto* pAddress = reinterpret_cast<const sockaddr*>(&address);
     const bool fAlive = connect(nProbe, pAddress, sizeof address) == 0 || errno != ECONNREFUSED;
@@ -55,6 +56,11 @@ void RemoveStaleSocket(const sockaddr_un& address) {
     struct stat info;
     if (lstat(address.sun_path, &info) != 0 || !S_ISSOCK(info.st_mode)) return;
     if (info.st_uid == getuid() && !IsAlive(address)) unlink(address.sun_path);
+}
+
+/// Whether an error will come again at once, since the client still waits in the queue.
+bool HasNoRoom(int nError) {
+    return nError == EMFILE || nError == ENFILE || nError == ENOBUFS || nError == ENOMEM;
 }
 
 }  // namespace
@@ -87,13 +93,13 @@ int OpenListener(const char* sTopic) {
 
 int AcceptClient(int nListener) {
     const int nClient = accept4(nListener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (nClient < 0) return -1;
+    if (nClient < 0) return HasNoRoom(errno) ? kNoRoom : kNoClient;
     ucred peer = {};
     socklen_t nSize = sizeof peer;
     const bool fKnown = getsockopt(nClient, SOL_SOCKET, SO_PEERCRED, &peer, &nSize) == 0;
     if (fKnown && peer.uid == getuid()) return nClient;
     close(nClient);
-    return -1;
+    return kNoClient;
 }
 
 void CloseListener(int nListener) {

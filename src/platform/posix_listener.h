@@ -7,8 +7,11 @@ namespace qsolve {
 /// is gone is replaced. Returns the listening descriptor, or -1 after one line on standard error.
 int OpenListener(const char* sTopic);
 
-/// Accepts a waiting client and returns its descriptor; -1 when there is none, or it belongs to
-/// another user.
+/// In the place of a descriptor of AcceptClient.
+constexpr int kNoClient = -1;  ///< there is none, or it belongs to another user
+constexpr int kNoRoom = -2;    ///< no descriptor or no memory for it: it waits on
+
+/// Accepts a waiting client and returns its descriptor, or one of the values above.
 int AcceptClient(int nListener);
 
 /// Closes the listener and removes its socket.

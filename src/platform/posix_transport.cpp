@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,12 +28,17 @@ namespace qsolve {
 
 namespace {
 
+constexpr int kRestOfListener = 100;   ///< milliseconds, where there is no room for a client
+constexpr int kLongestSilence = 3000;  ///< milliseconds; then a client without conversation may go
+
 /// The process's side of the link.
 struct Transport {
     MessageHandler pHandler = nullptr;
     int nListener = -1;
     int nClient = -1;
     FrameStream Stream;
+    std::int64_t nClientCame = 0;     ///< Now() when the client was accepted
+    std::int64_t nListenAgain = 0;    ///< until then Now() the listener is left alone
     std::array<int, 2> nPosted = {};  ///< posted messages by kind; one of a kind is enough
     sigset_t waitMask;                ///< signals blocked during a wait: none of ours
 };
@@ -57,6 +63,13 @@ void CatchSignals() {
     sigprocmask(SIG_BLOCK, &ending, &transport.waitMask);
     for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) sigdelset(&transport.waitMask, nSignal);
     signal(SIGPIPE, SIG_IGN);
+}
+
+/// Milliseconds since some moment.
+std::int64_t Now() {
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
 }
 
 bool IsSocket(int nDescriptor) {
@@ -136,12 +149,20 @@ bool HandleOneFrame() {
     return true;
 }
 
+/// Whether the client has had its time to ask for the conversation. Another may then come instead.
+bool IsSilentForLong() {
+    return !link.fConversation && Now() - transport.nClientCame >= kLongestSilence;
+}
+
 /// Turns a further client away while one has the conversation.
 void AcceptOrRefuse() {
     const int nClient = AcceptClient(transport.nListener);
+    if (nClient == kNoRoom) transport.nListenAgain = Now() + kRestOfListener;
     if (nClient < 0) return;
+    if (transport.nClient >= 0 && IsSilentForLong()) CloseClient();
     if (transport.nClient < 0) {
         transport.nClient = nClient;
+        transport.nClientCame = Now();
         return;
     }
     const std::uint32_t refusal[3] = {kTransactionConnect, sizeof refusal[2], 0};
@@ -160,9 +181,19 @@ bool DispatchPosted() {
     return false;
 }
 
+/// How long the listener is left alone from now on, milliseconds; -1 where it is not.
+int RestOfListener() {
+    if (transport.nListenAgain == 0) return -1;
+    const std::int64_t nRest = transport.nListenAgain - Now();
+    if (nRest > 0) return static_cast<int>(nRest);
+    transport.nListenAgain = 0;
+    return -1;
+}
+
 /// The sockets of the link, with what may be waited for on each.
 std::array<pollfd, 2> Sockets() {
-    std::array<pollfd, 2> sockets = {{{transport.nClient, 0, 0}, {transport.nListener, POLLIN, 0}}};
+    const int nListener = RestOfListener() < 0 ? transport.nListener : -1;
+    std::array<pollfd, 2> sockets = {{{transport.nClient, 0, 0}, {nListener, POLLIN, 0}}};
     if (HasOutput())
         sockets[0].events = POLLOUT;
     else if (!IsBlocked(transport.Stream))
@@ -239,6 +270,8 @@ void PacketOffered() {
 }
 
 void SessionEnded() {
+    if (link.fQuit)
+        return;  // the client learns it from the end of the link, not as a session's end
     AnswerIdle(transport.Stream);
     FlushOrClose();
 }
@@ -253,7 +286,7 @@ bool HandleOneMessage() {
 void WaitForMessage() {
     while (!link.fQuit) {
         if (DispatchPosted() || HandleOneFrame()) return;
-        PollSockets(-1);
+        PollSockets(RestOfListener());
     }
 }
 
@@ -272,7 +305,7 @@ void WaitWithLink(const int* pDescriptors, int nCount) {
     const std::array<pollfd, 2> sockets = Sockets();
     std::vector<pollfd> all(sockets.begin(), sockets.end());
     for (int i = 0; i < nCount; ++i) all.push_back({pDescriptors[i], POLLIN, 0});
-    if (PollDescriptors(all.data(), all.size(), -1) <= 0) return;
+    if (PollDescriptors(all.data(), all.size(), RestOfListener()) <= 0) return;
     ServeSockets(all.data());
     HandleOneFrame();
 }

@@ -1,6 +1,7 @@
 """A process that listens: who may reach it, and what it leaves behind."""
 
 import os
+import resource
 import signal
 import socket
 import stat
@@ -9,7 +10,7 @@ import time
 from pathlib import Path
 
 import pytest
-from peers import SOON, Listener, ListenerPeer, copy_program
+from peers import PATIENCE, SOON, Listener, ListenerPeer, copy_program
 from sessions import (IDLE, calculation, connect, fetch, first, options, play, ready, tables,
                       to_demand)
 from waits import settle
@@ -310,6 +311,71 @@ def test_listening_costs_no_processor_time(listen, connected):
     before = process.processor_time()
     time.sleep(1.0)
     assert process.processor_time() - before < 1_000_000  # nanoseconds
+
+
+def fill_queue(process: Listener) -> list[socket.socket]:
+    """Clients in the queue of a process that does not take them, as many as it holds."""
+    clients = []
+    while True:
+        link = socket.socket(socket.AF_UNIX)
+        link.setblocking(False)
+        try:
+            link.connect(str(process.path))
+        except BlockingIOError:
+            link.close()
+            return clients
+        clients.append(link)
+
+
+def test_a_second_start_does_not_wait_for_a_stopped_process(listen, runtime):
+    process = listen()
+    process.client().close()
+    settle(process)
+    process.process.send_signal(signal.SIGSTOP)
+    clients = fill_queue(process)
+    second = Listener(runtime)
+    second.expected_status = 1
+    second.expected_error = f"qsolve: cannot listen at {process.path}: Address already in use\n"
+    assert second.wait(PATIENCE) == 1
+    second.finish()
+    for link in clients:
+        link.close()
+    process.process.send_signal(signal.SIGCONT)
+
+
+def test_a_listener_without_descriptors_rests_and_goes_on_when_there_are_some(listen):
+    process = listen()
+    process.client().close()
+    settle(process)
+    limits = resource.prlimit(process.pid, resource.RLIMIT_NOFILE)
+    taken = len(process.descriptors())
+    resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (taken, limits[1]))
+    waiting = process.client()
+    before = process.processor_time()
+    time.sleep(1.0)
+    spent = process.processor_time() - before
+    print(f"R7: {spent / 1e6:.2f} ms in a second without descriptors")
+    assert spent < 10_000_000  # nanoseconds; it took 640 ms
+    resource.prlimit(process.pid, resource.RLIMIT_NOFILE, limits)
+    assert connect(ListenerPeer(waiting)) == 1
+
+
+def test_a_silent_client_makes_room_for_one_that_speaks(listen):
+    process = listen()
+    silent = ListenerPeer(process.client())
+    settle(process)
+    time.sleep(3.1)
+    assert connect(peer_of(process)) == 1
+    assert silent.closed()
+
+
+def test_a_client_with_a_conversation_may_be_silent(listen):
+    process = listen()
+    peer = peer_of(process)
+    ready(peer)
+    time.sleep(3.1)
+    assert refused_within(process, 1.0)
+    assert fetch(peer) == IDLE
 
 
 # ---- the network --------------------------------------------------------------------------------

@@ -12,7 +12,8 @@ import pytest
 from peers import SocketPeer, frame
 from sessions import (ITEM, calculation, connect, fetch, options, play, reset, tables,
                       to_demand)
-from waits import WAITS, at_work, big_job, settle, time_spent
+from waits import (WAITS, at_work, big_job, poke_awaited_with_request_held, settle,
+                   text_not_fetched_in_job, time_spent)
 
 from orbitrax.link import wire
 from orbitrax.molecules.molecule import Molecule
@@ -124,6 +125,16 @@ def test_a_signal_ends_the_process_in_a_wait(start_socket, wait, number):
     settle(peer)
     peer.process.send_signal(number)
     assert peer.wait() == 0
+
+
+@pytest.mark.parametrize("wait", [poke_awaited_with_request_held, text_not_fetched_in_job])
+def test_a_signal_does_not_end_a_session_as_if_it_were_done(start_socket, wait):
+    peer = start_socket()
+    wait(peer)
+    if wait is text_not_fetched_in_job:
+        settle(peer)
+    peer.process.send_signal(signal.SIGTERM)
+    assert peer.closed()  # and no word that no session runs
 
 
 def test_no_wait_costs_processor_time(start_socket):
