@@ -145,6 +145,7 @@ class Backend:
 
         An error text is an event here, not an exception: the stream just ends.
         """
+        began = time.monotonic()
         with self._reserved() as pokes:
             self._last = None
             job.check(self.parameters(job.method))
@@ -155,7 +156,7 @@ class Backend:
                 return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first,
                                      settings.calc_kind, settings.ci == SINGLES)
 
-            yield from self._session(job, pokes, time_limit, reader)
+            yield from self._session(job, pokes, time_limit, reader, began)
 
     def modes(self, masses: Sequence[float], time_limit: float | None = None) -> Modes:
         """The normal modes of the molecule that `run` ran last, with other masses for its atoms,
@@ -253,11 +254,13 @@ class Backend:
         return _Reserved(self)
 
     def _session(self, job: Job, pokes: list[bytes], time_limit: float | None,
-                 make_reader: Callable[[bool], SessionReader]) -> Iterator[Event]:
+                 make_reader: Callable[[bool], SessionReader], began: float | None = None
+                 ) -> Iterator[Event]:
         """One session with the right process. `make_reader` is told whether it is the first of its
-        process."""
+        process. began: the moment of `time.monotonic()` from which its time counts."""
         limit = self.time_limit if time_limit is None else time_limit
-        deadline = None if limit is None else time.monotonic() + limit
+        began = time.monotonic() if began is None else began
+        deadline = None if limit is None else began + limit
         running = self._ensure_process(job)
         link, first = running.link, running.first_session
         assert link is not None

@@ -146,7 +146,9 @@ def _parsed(argv: list[str]) -> Parsed | None:
 
 
 def _complain(error: UsageError) -> None:
-    print(f"orbitrax: error: {error.typed}", file=sys.stderr)
+    from orbitrax.cli.terminal import printable
+
+    print(f"orbitrax: error: {printable(error.typed)}", file=sys.stderr)
 
 
 def _failure(argv: list[str], task: str | None, text: str) -> int:

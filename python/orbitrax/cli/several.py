@@ -7,7 +7,7 @@ import sys
 
 from orbitrax.backend import Backend
 from orbitrax.cli.command import CommandSettings
-from orbitrax.cli.terminal import Terminal
+from orbitrax.cli.terminal import Terminal, printable
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
 from orbitrax.molecules.reading import count_structures, read_molecule
 
@@ -141,7 +141,7 @@ class _Rows:
             print(json.dumps(document, allow_nan=False), flush=True)
             return
         if self._prints:
-            print(_row(source, result, failure), flush=True)
+            print(printable(_row(source, result, failure)), flush=True)
         if failure is not None:
             text = failure.typed
             self._terminal.error(text if text.startswith(source) else f"{source}: {text}")

@@ -9,6 +9,15 @@ _SPINNER = "-\\|/"
 _USUAL_COLUMNS = 80
 
 
+def printable(text: str) -> str:
+    """The text with what a terminal would obey (escapes, bells, reversed writing) in letters. File
+    names and the words of a backend may hold anything."""
+    if text.isprintable():
+        return text
+    return "".join(c if c.isprintable() or c in "\n\t" else c.encode("unicode_escape").decode()
+                   for c in text)
+
+
 class Terminal:
     """Messages, warnings and progress on standard error.
 
@@ -42,12 +51,12 @@ class Terminal:
     def tell(self, text: str) -> None:
         """A plain word, shown unless quiet."""
         if not self._quiet:
-            print(f"orbitrax: {text}", file=sys.stderr, flush=True)
+            print(f"orbitrax: {printable(text)}", file=sys.stderr, flush=True)
 
     def _say(self, label: str, code: str, text: str) -> None:
         if self._color:
             label = f"\x1b[{code};1m{label}\x1b[0m"
-        print(f"orbitrax: {label}: {text}", file=sys.stderr, flush=True)
+        print(f"orbitrax: {label}: {printable(text)}", file=sys.stderr, flush=True)
 
     def progress(self, text: str) -> None:
         """The line that says what goes on, on a terminal only."""
@@ -75,7 +84,7 @@ class Terminal:
         """A line that stays, above the progress line, on a terminal only."""
         if self._live:
             self.end_progress()
-            print(text, file=sys.stderr, flush=True)
+            print(printable(text), file=sys.stderr, flush=True)
 
     def end_progress(self) -> None:
         """Takes the progress line away."""

@@ -20,6 +20,8 @@ _UNPAIRED = ("uhf",)
 _SIGNS = ("char", "chrg", "q=", "q:", "mult", "spin", "uhf", "properties")  # of any of these
 _PLAIN_WORDS = ("charge", "multiplicity", "spin")  # which can mean nothing else
 
+_LONGEST = 65536  # characters: a second line of more is no second line of ours
+
 
 class Told:
     """charge, multiplicity: None where nothing tells. properties: the columns of extended xyz, None
@@ -46,6 +48,9 @@ def is_number(word: str) -> bool:
 def tell(line: str, title: str) -> Told:
     """Reads the line. Raises MoleculeError for a charge or multiplicity that is no whole number."""
     told = Told()
+    if len(line) > _LONGEST:
+        line = line[:_LONGEST]
+        told.remarks.append(f"only the first {_LONGEST} characters of the second line were read")
     if not _may_tell(line):
         return told
     import re

@@ -19,6 +19,7 @@ if TYPE_CHECKING:
     from orbitrax.molecules.comment import Told
 
 _MOST_ATOMS = 1 << 24
+_MOST_DIGITS = 40  # with leading zeros
 
 # Hydrogen by its other names: number of the element and mass, atomic mass units.
 _ISOTOPES = {"D": (1, 2.01410177812), "T": (1, 3.0160492779)}
@@ -59,9 +60,9 @@ def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
             what = f"'{word[:40]}'" if word else "nothing"
             raise MoleculeError(f"{title}, line {place + 1}: the number of atoms should stand "
                                 f"here, not {what}")
-        count = int(word)
+        count = int(word) if len(word) <= _MOST_DIGITS else _MOST_ATOMS + 1
         if count > _MOST_ATOMS:
-            raise MoleculeError(f"{title}, line {place + 1}: no molecule has {count} atoms")
+            raise MoleculeError(f"{title}, line {place + 1}: no molecule has {word[:40]} atoms")
         found.append((place, count))
         place += 2 + count
     return found

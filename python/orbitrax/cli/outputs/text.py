@@ -5,6 +5,7 @@ from __future__ import annotations
 import sys
 
 from orbitrax.cli.outputs import Output
+from orbitrax.cli.terminal import printable
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -37,7 +38,7 @@ class TextSink:
     def write(self, text: str) -> None:
         """Text for standard output goes at once, text for a file when it is closed."""
         if self.path is None:
-            sys.stdout.write(text)
+            sys.stdout.write(printable(text))
             sys.stdout.flush()
         else:
             self._parts.append(text)
