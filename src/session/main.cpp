@@ -1,5 +1,4 @@
-#include <unistd.h>
-
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -32,7 +31,7 @@ void SayNoMemory() {
 [[noreturn]] void EndWithoutException() {
     if (std::current_exception()) std::abort();
     SayNoMemory();
-    _exit(1);
+    std::_Exit(1);
 }
 
 /// The stack then reaches down to here; pages between are given when they are used.
