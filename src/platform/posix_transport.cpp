@@ -4,6 +4,8 @@
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -20,6 +22,7 @@
 #include "link/transport.h"
 #include "numeric/pool.h"
 #include "platform/platform.h"
+#include "platform/posix_confine.h"
 #include "platform/posix_frames.h"
 #include "platform/posix_listener.h"
 #include "platform/posix_transport.h"
@@ -75,6 +78,12 @@ std::int64_t Now() {
 bool IsSocket(int nDescriptor) {
     struct stat info;
     return fstat(nDescriptor, &info) == 0 && S_ISSOCK(info.st_mode);
+}
+
+/// ORBITRAX_CONFINE=off is for tools that look into the process and write what they see.
+bool IsToBeConfined() {
+    const char* sWish = getenv("ORBITRAX_CONFINE");
+    return !sWish || strcmp(sWish, "off") != 0;
 }
 
 void CloseClient() {
@@ -241,12 +250,15 @@ bool StartPlatform(MessageHandler pHandler) {
     }
     CatchSignals();
     pthread_atfork(nullptr, nullptr, ForgetThreads);  // threads do not follow into a child
-    if (IsSocket(STDIN_FILENO)) {
+    const bool fListening = !IsSocket(STDIN_FILENO);
+    if (fListening)
+        transport.nListener = OpenListener(link.sTopicName);
+    else
         transport.nClient = STDIN_FILENO;
-        return true;
-    }
-    transport.nListener = OpenListener(link.sTopicName);
-    return transport.nListener >= 0;
+    if (fListening && transport.nListener < 0) return false;
+    // Where the system has no such promise the process works without it.
+    if (IsToBeConfined()) Confine(fListening);
+    return true;
 }
 
 int StopPlatform() {
