@@ -45,6 +45,11 @@ def is_number(word: str) -> bool:
     return "_" not in word
 
 
+def as_number(word: str) -> float:
+    """A word for which `is_number` holds."""
+    return float(word.replace("D", "E").replace("d", "e"))
+
+
 def tell(line: str, title: str) -> Told:
     """Reads the line. Raises MoleculeError for a charge or multiplicity that is no whole number."""
     told = Told()
@@ -86,8 +91,8 @@ def _whole(pairs: dict[str, str], keys: Sequence[str], title: str, what: str) ->
         value = pairs.get(key)
         if value is None:
             continue
-        if is_number(value) and float(value).is_integer():
-            return int(float(value))
+        if is_number(value) and as_number(value).is_integer():
+            return int(as_number(value))
         if key in _PLAIN_WORDS:
             raise MoleculeError(f"{title}: its {what} '{value}' is not a whole number")
     return None

@@ -8,7 +8,7 @@ import math
 import re
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecules.comment import is_number
+from orbitrax.molecules.comment import as_number, is_number
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.zmatrix import places
@@ -161,7 +161,7 @@ def _variables(lines: Sequence[str]) -> dict[str, float]:
     for line in lines:
         words = line.replace("=", " ").split()
         if len(words) in (2, 3) and not is_number(words[0]) and is_number(words[1]):
-            found[words[0].lower()] = float(words[1])
+            found[words[0].lower()] = as_number(words[1])
     return found
 
 
@@ -193,7 +193,7 @@ def _gaussian_row(i: int, row: list[str], rows: list[list[str]], variables: dict
     def value(word: str) -> float:
         sign, name = (-1.0, word[1:]) if word.startswith("-") and not is_number(word) else (1, word)
         if is_number(name):
-            return sign * float(name)
+            return sign * as_number(name)
         if name.lower() not in variables:
             raise MoleculeError(f"{place}: '{name}' has no value")
         return sign * variables[name.lower()]
@@ -232,8 +232,8 @@ def _keywords(lines: list[str]) -> tuple[list[str], int]:
 def _keyword(words: list[str], name: str) -> float | None:
     for word in words:
         key, _, value = word.partition("=")
-        if key == name and is_number(value):
-            return float(value)
+        if key == name and is_number(value) and math.isfinite(as_number(value)):
+            return as_number(value)
     return None
 
 
@@ -249,16 +249,19 @@ def _mopac_row(line: str, title: str, number: int) -> tuple[int, list[float], tu
         raise MoleculeError(f"{title}, line {number}: '{line.strip()[:40]}' should be a symbol "
                             "and numbers")
     flagged = len(rest) >= 6 and all(word in ("0", "1", "-1", "+1") for word in rest[1:6:2])
-    values = [float(word) for word in (rest[0:6:2] if flagged else rest[:3])]
-    others = tuple(int(float(word)) for word in rest[6:9]) if flagged and len(rest) >= 9 else ()
+    values = [as_number(word) for word in (rest[0:6:2] if flagged else rest[:3])]
+    if not all(math.isfinite(as_number(word)) for word in rest):
+        raise MoleculeError(f"{title}, line {number}: '{line.strip()[:40]}' holds a number that is "
+                            "none")
+    others = tuple(int(as_number(word)) for word in rest[6:9]) if flagged and len(rest) >= 9 else ()
     values += [0.0] * (3 - len(values))
     return element, values, tuple(other for other in others if other > 0)
 
 
 def _looks_internal(rows: Sequence[tuple[int, list[float], tuple[int, ...]]]) -> bool:
     """Whether three atoms or fewer are given by lengths and an angle."""
-    return (not any(rows[0][1]) and all(not row[1][1] and not row[1][2] for row in rows[:2])
-            and len(rows) == 3 and rows[2][1][1] > 30.0)
+    return (len(rows) == 3 and not any(rows[0][1])
+            and all(not row[1][1] and not row[1][2] for row in rows[:2]) and rows[2][1][1] > 30.0)
 
 
 def _internal(rows: Sequence[tuple[int, list[float], tuple[int, ...]]], title: str
