@@ -267,3 +267,13 @@ def test_job_kinds_that_send_nothing_take_further_options_too(start):
                         job={"nCalcKind": 4})
     transcript = again(peer, told(steps, further()))
     assert transcript.errors == [NO_FORCE_MATRIX]
+
+
+@pytest.mark.parametrize("limit", [-1.0, float("nan"), float("inf"), 1e300])
+def test_a_limit_of_the_commutator_that_is_none_is_refused(start, limit):
+    wishes = section(1, struct.pack("<4id", 1, 0, 0, 0, limit))
+    steps = told(calculation(run={"nExtensions": ALL | FURTHER}), further(wishes))
+    said = first(start(), steps, whole=False)
+    assert len(said.errors) == 1
+    words = " of the further options has a limit of the commutator that is no limit: "
+    assert words in said.errors[0]

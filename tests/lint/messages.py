@@ -56,3 +56,52 @@ def faults(root: Path) -> list[str]:
     gone = [name for name in listed if name not in missing]
     found += [f"{name} is listed as unused and is used, or gone" for name in gone]
     return found
+
+
+# ---- what a test raises -------------------------------------------------------------------------
+
+NEVER_RAISED = "tests/lint/messages_never_raised.txt"  # names, and why
+
+
+def raised(root: Path) -> list[str]:
+    """Names of the texts that the backend warns with or fails with, in the order of the table."""
+    found = set()
+    for path in files(root, ".cpp", ".h", below=("src/",)):
+        code = without_comments(path.read_text(encoding="utf-8"))
+        for call in re.finditer(r"\b(?:Fatal|Warn|ErrorFormat|SayAtFrame|Refuse)\s*\(([^;]*)", code):
+            found |= set(re.findall(r"\bkMsg(\w+)", call.group(1)))
+    return [name for _, name in table(root) if name in found]
+
+
+def _texts(root: Path) -> dict[str, str]:
+    """Of each text the longest piece between conversions and quotes."""
+    entries = re.findall(r"^\s*MESSAGE\(\s*\d+\s*,\s*(\w+)\s*,((?:\s*\"(?:[^\"\\]|\\.)*\")+)\s*\)",
+                         (root / TABLE).read_text(encoding="utf-8"), re.M)
+    found = {}
+    for name, literals in entries:
+        text = "".join(re.findall(r"\"((?:[^\"\\]|\\.)*)\"", literals))
+        found[name] = max(re.split(r"%[-+ #0-9.*]*[a-zA-Z%]|\\.", text), key=len)
+    return found
+
+
+def never_raised(root: Path) -> list[str]:
+    """Of those the ones that no test names, neither by name nor by their words."""
+    tests = "\n".join(
+        re.sub(r'"\s*\n\s*f?"', "", path.read_text(encoding="utf-8"))
+        for path in files(root, ".cpp", ".h", ".py", below=("tests/unit/", "tests/link/",
+                                                            "tests/python/", "tests/support/"))
+        if path.name != "messages_test.cpp")  # which lists the texts and raises none
+    words = _texts(root)
+    return [name for name in raised(root)
+            if not re.search(rf"\bkMsg{name}\b", tests) and words.get(name, "\0") not in tests]
+
+
+def faults_of_raised(root: Path) -> list[str]:
+    """Texts that no test raises and that are not listed with a reason, and the reverse."""
+    lines = (root / NEVER_RAISED).read_text(encoding="utf-8").splitlines()
+    listed = {words[0]: words[1:] for words in map(str.split, lines) if words}
+    missing = never_raised(root)
+    return ([f"{name} is raised by no test" for name in missing if name not in listed]
+            + [f"{name} is listed without a reason" for name, why in listed.items() if not why]
+            + [f"{name} is listed as raised by no test, and is, or is gone" for name in listed
+               if name not in missing])
