@@ -7,7 +7,6 @@ import _signal as signal
 import sys
 
 from orbitrax.backend import Backend
-from orbitrax.cli.alarm import Alarm
 from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
 from orbitrax.cli.outputs.text import TextSink
@@ -57,7 +56,6 @@ class TaskCommand:
         self.terminal = Terminal(command.quiet, command.color, shares=(
             command.log and self.sink.path is None and sys.stdout.isatty()))
         self._run: Run | None = None
-        self._alarm = Alarm(command.time_limit)
 
     def run(self) -> int:
         """Runs the task; returns the exit status. Whatever ends it early, what there is is
@@ -111,10 +109,6 @@ class TaskCommand:
     # ---- the calculation ------------------------------------------------------------------------
 
     def _calculate(self) -> Result:
-        with self._alarm:
-            return self._run_in_time()
-
-    def _run_in_time(self) -> Result:
         command, terminal = self.command, self.terminal
         if command.time_limit is None:
             molecule = self._molecule()
@@ -129,7 +123,7 @@ class TaskCommand:
         if run.job.selection is not None and molecule.plain_charges is None:
             terminal.warning("the atoms outside the selection carry no charges in this file and "
                              "have no effect but to end cut bonds")
-        with Backend(command.backend, command.tables, self._alarm.left()) as backend:
+        with Backend(command.backend, command.tables, command.time_limit) as backend:
             result = self._followed(run, backend)
         return result
 
@@ -142,7 +136,6 @@ class TaskCommand:
             return run.execute(backend, self._show)
 
     def _show(self, event: Event) -> None:
-        self._alarm.stop()  # from here on the session watches the time
         if isinstance(event, events.StatusLine):
             text = self._run.progress(event.text) if self._run is not None else event.text
             if text is not None:
