@@ -108,7 +108,7 @@ def sample() -> list[Conversation]:
             for i, (name, kind) in enumerate(KINDS.items())]
 
 
-# ---- played by a client that takes what comes -----------------------------------------------------
+# ---- played by a client that takes what comes  -----------------------------------------------
 
 
 def tell(peer, conversation: Conversation, steps: list[Step]) -> Transcript:

@@ -68,8 +68,8 @@ def raised(root: Path) -> list[str]:
     found = set()
     for path in files(root, ".cpp", ".h", below=("src/",)):
         code = without_comments(path.read_text(encoding="utf-8"))
-        for call in re.finditer(r"\b(?:Fatal|Warn|ErrorFormat|SayAtFrame|Refuse)\s*\(([^;]*)", code):
-            found |= set(re.findall(r"\bkMsg(\w+)", call.group(1)))
+        for call in re.findall(r"\b(?:Fatal|Warn|ErrorFormat|SayAtFrame)\s*\(([^;]*)", code):
+            found |= set(re.findall(r"\bkMsg(\w+)", call))
     return [name for _, name in table(root) if name in found]
 
 
