@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <thread>
+#include <vector>
 
 namespace qsolve {
 namespace {
@@ -67,19 +68,20 @@ TEST(Confine, LeavesAListenerTheRemovalOfItsSocket) {
 
 TEST(Confine, LeavesMemoryThreadsCopiesAndPipes) {
     NEEDS_THE_PROMISE();
-    EXPECT_EQ(Confined(false,
-                       [] {
-                           int nEnds[2], nStatus = 1;
-                           if (pipe2(nEnds, O_CLOEXEC) != 0) return 1;
-                           bool fRan = false;
-                           std::thread([&] { fRan = free(malloc(64 << 20)), true; }).join();
-                           const pid_t nCopy = fork();
-                           if (nCopy == 0) _exit(write(nEnds[1], "x", 1) == 1 ? 0 : 2);
-                           char c = 0;
-                           if (waitpid(nCopy, &nStatus, 0) != nCopy || nStatus != 0) return 3;
-                           return fRan && read(nEnds[0], &c, 1) == 1 && c == 'x' ? 0 : 4;
-                       }),
-              0);
+    EXPECT_EQ(
+        Confined(false,
+                 [] {
+                     int nEnds[2], nStatus = 1;
+                     if (pipe2(nEnds, O_CLOEXEC) != 0) return 1;
+                     bool fRan = false;
+                     std::thread([&] { fRan = std::vector<char>(64 << 20).size() > 0; }).join();
+                     const pid_t nCopy = fork();
+                     if (nCopy == 0) _exit(write(nEnds[1], "x", 1) == 1 ? 0 : 2);
+                     char c = 0;
+                     if (waitpid(nCopy, &nStatus, 0) != nCopy || nStatus != 0) return 3;
+                     return fRan && read(nEnds[0], &c, 1) == 1 && c == 'x' ? 0 : 4;
+                 }),
+        0);
 }
 
 }  // namespace
