@@ -154,7 +154,7 @@ def _last_frame(path: str | os.PathLike[str]) -> tuple[list[bytes], int]:
     with open(path, "rb") as file:
         while True:
             head = file.readline()
-            if not head.endswith(b"\n") or not head.strip().isdecimal():
+            if not head.endswith(b"\n") or not head.strip().isdigit():
                 return last, end
             lines = [file.readline() for _ in range(int(head) + 1)]
             if not lines[-1].endswith(b"\n"):
