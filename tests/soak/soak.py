@@ -131,8 +131,8 @@ class Soak:
 def main(seconds: float, seed: int) -> int:
     soak = Soak(seed)
     soak.run(seconds)
-    print(f"R25: {seconds:g} s, seed {seed}: {dict(soak.counts)}, growth at most {soak.growth} KiB, "
-          f"{len(soak.faults)} faults")
+    print(f"R25: {seconds:g} s, seed {seed}: {dict(soak.counts)}, growth at most {soak.growth} "
+          f"KiB, {len(soak.faults)} faults")
     print("\n".join(soak.faults))
     return 1 if soak.faults else 0
 
