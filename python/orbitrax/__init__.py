@@ -54,6 +54,7 @@ if TYPE_CHECKING:
     from orbitrax.pictures.picture import save_picture
     from orbitrax.results.document import schema
     from orbitrax.results.result import Result
+    from orbitrax.serve.notebook import show
     from orbitrax.tasks.energy import Energy
     from orbitrax.tasks.langevin import Langevin
     from orbitrax.tasks.md import MolecularDynamics
@@ -89,6 +90,7 @@ _HOMES = {
     "pictures.picture": "save_picture",
     "results.document": "schema",
     "results.result": "Result",
+    "serve.notebook": "show",
     "tasks.energy": "Energy",
     "tasks.langevin": "Langevin",
     "tasks.md": "MolecularDynamics",
@@ -108,7 +110,7 @@ __all__ = [
     "Result", "SettingError", "Stopped", "TimeLimitExceeded", "UsageError", "Vibrations",
     "as_molecule", "batch", "box_around", "charges", "compute", "energy", "find_method",
     "from_ase", "from_smiles", "optimize", "plane_through", "read_molecule", "run",
-    "save_picture", "schema", "slater_basis", "to_cclib", "write_cube", "write_molden",
+    "save_picture", "schema", "show", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]
 
 

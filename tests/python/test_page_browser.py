@@ -42,7 +42,7 @@ def nothing_is_wrong(browser):
     assert browser.complaints() == []
     own = f"http://127.0.0.1:{browser.server.port}/"
     assert [url for url in browser.requests()
-            if not url.startswith((own, "blob:", "data:", "about:", "chrome:"))] == []
+            if not url.startswith((own, "blob:", "data:", "about:", "chrome:", "file:"))] == []
     assert browser.proxy.lines == []
 
 
@@ -272,6 +272,18 @@ def test_tabs_go_by_keys(server, browser):
     browser.click("#tab-Orbitals")
     browser.find("[aria-label*='LUMO']").send_keys(Keys.ENTER)
     browser.until("document.getElementById('viewer-under').dataset.surface")
+
+
+def test_a_notebook_shows_an_orbital(browser, tmp_path):
+    import orbitrax
+    view = orbitrax.show(orbitrax.energy("C=O", "am1"), "homo")
+    path = tmp_path / "notebook.html"
+    path.write_text(f"<!doctype html><p>Out [1]:</p>{view._repr_html_()}")
+    browser.driver.get(f"file://{path}")
+    browser.driver.switch_to.frame(browser.find("iframe"))
+    browser.until("view.shapes.length === 2 && document.querySelector('canvas').width > 100")
+    browser.driver.switch_to.default_content()
+    browser.shot("notebook")
 
 
 def look_through(browser, run, widths, shown=None):
