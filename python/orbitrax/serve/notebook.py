@@ -1,5 +1,4 @@
-"""A molecule, its charges or its orbitals to be turned about, in a notebook or as a page of its own:
-`orbitrax.show`."""
+"""Structures, charges and orbitals to be turned about in a notebook: `orbitrax.show`."""
 
 from __future__ import annotations
 
