@@ -52,7 +52,10 @@ def is_stale():
 
 
 def page_is_stale():
-    """Whether the page of `serve` is not bundled yet, or older than its sources."""
+    """Whether this is a checkout whose page of `serve` is not bundled yet, or older than its
+    sources."""
+    if not os.path.exists(os.path.join(TOP, "setup")):
+        return False
     serve = os.path.join(HERE, "orbitrax", "serve")
     try:
         built = os.stat(os.path.join(serve, "static", "page.js")).st_mtime
@@ -76,10 +79,14 @@ if __name__ == "__main__":
     sys.path.insert(0, HERE)
     if sys.flags.no_site:
         sys.meta_path.append(Site)
-    if is_stale():
-        set_up("the backend is older than its sources")
-    if "serve" in sys.argv[1:2] and not {"-h", "--help"} & set(sys.argv) and page_is_stale():
-        set_up("the page is not bundled yet, or older than its sources", "--page")
-    from orbitrax.cli import entry
+    try:
+        if is_stale():
+            set_up("the backend is older than its sources")
+        if ("serve" in sys.argv[1:2] and not {"-h", "--help"} & set(sys.argv)
+                and page_is_stale()):
+            set_up("the page is not bundled yet, or older than its sources", "--page")
+        from orbitrax.cli import entry
+    except KeyboardInterrupt:  # before there is anything to tell
+        os._exit(130)
 
     entry()

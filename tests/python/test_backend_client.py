@@ -245,12 +245,11 @@ def test_the_frames_of_a_session_are_as_many_as_the_tests_below_break(make_peer,
 
 
 @pytest.mark.parametrize("at", range(FRAMES_OF_A_SESSION))
-def test_a_killed_backend_is_a_typed_error_within_a_second(make_peer, water, at):
-    backend = Backend(make_peer(at=at, fault="kill"))
-    began = time.monotonic()
+def test_a_killed_backend_is_a_typed_error_at_once(make_peer, water, at):
+    """At once: not when a time limit passes, which would be another error."""
+    backend = Backend(make_peer(at=at, fault="kill"), time_limit=20)
     with pytest.raises(BackendDied, match="signal 9 .SIGKILL.") as caught:
         backend.run(Job(water, "am1"))
-    assert time.monotonic() - began < 1.0
     assert caught.value.returncode == -signal.SIGKILL
     assert backend.pid is None
 
@@ -301,7 +300,7 @@ def test_silence_ends_at_the_time_limit(make_peer, water, at):
     began = time.monotonic()
     with pytest.raises(TimeLimitExceeded):
         backend.run(Job(water, "am1"))
-    assert time.monotonic() - began < 2.0
+    assert time.monotonic() - began >= 0.4
     assert backend.pid is None
 
 

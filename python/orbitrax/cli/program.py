@@ -36,10 +36,8 @@ def run_program(argv: list[str] | None = None) -> int:
             status = _run_with_what_is_there(argv)
             sys.stdout.flush()
             return status
-        except Terminated:
-            return _TERMINATED
-        except KeyboardInterrupt:
-            return _INTERRUPTED
+        except KeyboardInterrupt as error:
+            return _ended(argv, error)
     except BrokenPipeError:
         _discard_output()
         return _PIPE_CLOSED
@@ -47,6 +45,16 @@ def run_program(argv: list[str] | None = None) -> int:
         _discard_output()
         print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
         return 3
+
+
+def _ended(argv: list[str], error: KeyboardInterrupt) -> int:
+    """The status of a run that was ended before it had anything to tell, or after it had told
+    all; a task that was to print a document prints one that says so."""
+    from orbitrax.cli.outputs.text import TextSink
+
+    if not TextSink.printed and argv[:1] and argv[0] in [row.name for row in TASKS]:
+        _failure(argv, argv[0], "interrupted before anything was known", "interrupted")
+    return _TERMINATED if isinstance(error, Terminated) else _INTERRUPTED
 
 
 def _listen_for_the_end() -> None:
@@ -151,7 +159,7 @@ def _complain(error: UsageError) -> None:
     print(f"orbitrax: error: {printable(error.typed)}", file=sys.stderr)
 
 
-def _failure(argv: list[str], task: str | None, text: str) -> int:
+def _failure(argv: list[str], task: str | None, text: str, status: str = "failed") -> int:
     """Status 2. A program that asked for JSON gets its document all the same."""
     if "--json" in argv:
         import json
@@ -159,6 +167,6 @@ def _failure(argv: list[str], task: str | None, text: str) -> int:
         from orbitrax.results.document import empty_document
 
         document = empty_document(task)
-        document.update(status="failed", errors=[text])
+        document.update(status=status, errors=[text])
         print(json.dumps(document))
     return 2

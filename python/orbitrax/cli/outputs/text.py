@@ -22,7 +22,9 @@ class TextOutput(Output):
 
 class TextSink:
     """Standard output, or a file that appears whole or not at all. path: None for standard output,
-    as "-" is."""
+    as "-" is. printed: whether any sink has taken text already."""
+
+    printed = False
 
     def __init__(self, path: str | None):
         self.path = None if path in (None, "-") else path
@@ -37,6 +39,7 @@ class TextSink:
 
     def write(self, text: str) -> None:
         """Text for standard output goes at once, text for a file when it is closed."""
+        TextSink.printed = True
         if self.path is None:
             sys.stdout.write(printable(text))
             sys.stdout.flush()
