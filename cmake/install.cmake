@@ -16,7 +16,7 @@ install(DIRECTORY parameters/ DESTINATION ${home}/parameters FILES_MATCHING PATT
 install(PROGRAMS python/launch.py DESTINATION ${home}/python)
 install(DIRECTORY python/orbitrax DESTINATION ${home}/python FILES_MATCHING
     PATTERN "*.py" PATTERN "py.typed" PATTERN "*.csv"
-    PATTERN "*.js" PATTERN "*.html" PATTERN "*.css" PATTERN "page" EXCLUDE
+    PATTERN "*.js" PATTERN "*.html" PATTERN "*.css" PATTERN "*.svg" PATTERN "page" EXCLUDE
     PATTERN "__pycache__" EXCLUDE PATTERN "parameters" EXCLUDE PATTERN "programs" EXCLUDE)
 
 # Links that hold wherever the prefix lies; an older one gives way.

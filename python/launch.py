@@ -86,7 +86,10 @@ if __name__ == "__main__":
                 and page_is_stale()):
             set_up("the page is not bundled yet, or older than its sources", "--page")
         from orbitrax.cli import entry
-    except KeyboardInterrupt:  # before there is anything to tell
-        os._exit(130)
 
-    entry()
+        entry()
+    except KeyboardInterrupt:  # before there is anything to tell: as a program without Python does
+        import _signal as signal
+
+        signal.signal(signal.SIGINT, signal.SIG_DFL)
+        os.kill(os.getpid(), signal.SIGINT)
