@@ -10,7 +10,8 @@ from support import ROOT
 
 pytestmark = pytest.mark.timeout(300)
 
-PAGES = [ROOT / "README.md", ROOT / "docs" / "python.md", *sorted((ROOT / "docs").glob("how-to-*.md"))]
+PAGES = [ROOT / "README.md", ROOT / "docs" / "python.md",
+         *sorted((ROOT / "docs").glob("how-to-*.md"))]
 NUMBER = re.compile(r"-?\d+\.\d+")
 PATH = re.compile(  # may differ between builds
     r"\d+ iterations|last difference [\d.]+|\d+ cycles, \d+ energy points|\d+ energies")
