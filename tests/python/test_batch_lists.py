@@ -4,8 +4,11 @@ import io
 import itertools
 import json
 import os
+import subprocess
+import sys
 
 import pytest
+from batches import ENVIRONMENT
 from support import ROOT
 
 from orbitrax.bulk.index import index_path, read_rows
@@ -172,6 +175,36 @@ def test_a_results_file_goes_on_whatever_its_writer_left(tmp_path, items, recipe
     lines = [json.loads(line)["id"] for line in path.read_text().splitlines()]
     assert sorted(lines) == sorted(item.id for item in items)
     assert len(read_rows(str(path))) == 40
+
+
+@pytest.mark.long
+def test_a_million_lines_of_which_most_are_done_resume_in_seconds(tmp_path, recipe):
+    """In a process of its own, whose memory is its own. Wall time would be that of the machine's
+    other work."""
+    program = """
+import resource, sys, time
+from orbitrax.bulk.recipe import Recipe
+from orbitrax.bulk.sources import read_list
+from orbitrax.bulk.store import Store
+recipe, began = Recipe("am1"), time.process_time()
+store = Store(sys.argv[1], True)
+missing = sum(1 for _ in store.missing(read_list(sys.argv[2], recipe.options), recipe))
+print(missing, time.process_time() - began,
+      resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024)
+"""
+    path, names = tmp_path / "r.jsonl", tmp_path / "list.csv"
+    names.write_text("id,smiles\n" + "".join(f"mol{n:07d},CC(C)Cc1ccc(C(C)C(=O)O)cc1\n"
+                                             for n in range(1_000_000)))
+    store = Store(str(path))
+    for item in store.missing(read_list(str(names), recipe.options), recipe):
+        if item.number % 100:
+            store.add(answer(item))
+    store.close()
+    done = subprocess.run([sys.executable, "-c", program, path, names], text=True, timeout=100,
+                          capture_output=True, env=ENVIRONMENT)
+    missing, seconds, memory = map(float, done.stdout.split())
+    print(f"a million lines: {seconds:.1f} s of processor, {memory:.0f} MiB")
+    assert missing == 10_000 and memory < 300 and seconds < 60
 
 
 def test_accidents_are_taken_out_and_made_again(tmp_path, items, recipe):

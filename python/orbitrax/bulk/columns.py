@@ -64,9 +64,10 @@ class Columns:
             raise MoleculeError("both smiles and file are given" if smiles else
                                 "neither smiles nor file is given")
         settings = {name: typed(one, cell) for name, one in self._options.items()
-                    if (cell := self._cell(row, name))}
-        return Row(smiles, file, _whole(self._cell(row, "charge"), "charge"),
-                   _whole(self._cell(row, "multiplicity"), "multiplicity"), settings)
+                    if (cell := self._cell(row, name))} if self._options else {}
+        charge, multiplicity = self._cell(row, "charge"), self._cell(row, "multiplicity")
+        return Row(smiles, file, _whole(charge, "charge") if charge else None,
+                   _whole(multiplicity, "multiplicity") if multiplicity else None, settings)
 
 
 def _whole(text: str, name: str) -> int | None:

@@ -49,6 +49,38 @@ def index_path(results: str) -> str:
     return results + ".index"
 
 
+class Rows:
+    """Rows as they lie in an index, 32 bytes each, so that a million of them are no burden."""
+
+    def __init__(self, data: bytes = b""):
+        self.data = data
+
+    def __len__(self) -> int:
+        return len(self.data) // _ROW.size
+
+    def __getitem__(self, place: int) -> Row:
+        if not -len(self) <= place < len(self):
+            raise IndexError(place)
+        return Row._make(_ROW.unpack_from(self.data, place % len(self) * _ROW.size))
+
+    def __iter__(self) -> Iterator[Row]:
+        return map(Row._make, _ROW.iter_unpack(self.data))
+
+    def keys(self) -> dict[int, int | None]:
+        """The hash of the key for that of each id."""
+        return {name: key for name, key, _, _, _ in _ROW.iter_unpack(self.data)}
+
+    @property
+    def accidents(self) -> int:
+        """Rows that are worth another try."""
+        return sum(row[4] for row in _ROW.iter_unpack(self.data))
+
+    @property
+    def end(self) -> int:
+        """Where the last line ends."""
+        return self[-1].offset + self[-1].length if self.data else 0
+
+
 def packed(rows: Iterable[Row]) -> bytes:
     """Rows as bytes."""
     return b"".join(_ROW.pack(*row) for row in rows)
@@ -59,47 +91,44 @@ def header() -> bytes:
     return _MAGIC
 
 
-def read_rows(results: str) -> list[Row]:
+def read_rows(results: str) -> Rows:
     """A row for each line of the results, from the index as far as it is right, else from the
     lines. Raises OrbitraxError for results that are no records."""
     with open(results, "rb") as file:
         rows = _believed(_stored(index_path(results)), file)
-        start = rows[-1].offset + rows[-1].length if rows else 0
-        rows += lines_of(file, start, results)
-    return rows
+        return Rows(rows.data + packed(lines_of(file, rows.end, results)))
 
 
-def _stored(path: str) -> list[Row]:
+def _stored(path: str) -> Rows:
     try:
         with open(path, "rb") as file:
             data = file.read()
     except OSError:
-        return []
+        return Rows()
     if not data.startswith(_MAGIC):
-        return []
+        return Rows()
     body = data[len(_MAGIC):]
-    body = body[:len(body) - len(body) % _ROW.size]
-    return list(map(Row._make, _ROW.iter_unpack(body)))
+    return Rows(body[:len(body) - len(body) % _ROW.size])
 
 
-def _believed(rows: list[Row], file: object) -> list[Row]:
+def _believed(rows: Rows, file: object) -> Rows:
     """The rows, if they fit the results: one after the other, up to a whole line, and some of them
     with the very id and key that stand there."""
     chosen = {len(rows) * i // _SAMPLES for i in range(_SAMPLES)} | {len(rows) - 1}
     size = os.fstat(file.fileno()).st_size  # type: ignore[attr-defined]
-    for i in sorted(chosen) if rows else ():
+    for i in sorted(chosen) if len(rows) else ():
         row = rows[i]
         if row.length > _MOST_OF_A_LINE or row.offset + row.length > size:
-            return []
+            return Rows()
         if (i and row.offset != rows[i - 1].offset + rows[i - 1].length) or (not i and row.offset):
-            return []
+            return Rows()
         file.seek(row.offset)  # type: ignore[attr-defined]
         line = file.read(row.length)  # type: ignore[attr-defined]
         try:
             if not line.endswith(b"\n") or _row_of(line, row.offset)[:2] != row[:2]:
-                return []
+                return Rows()
         except (ValueError, KeyError, TypeError):
-            return []
+            return Rows()
     return rows
 
 

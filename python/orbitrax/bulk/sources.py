@@ -46,7 +46,7 @@ def read_list(path: str, options: dict[str, Option], format: str | None = None,
 
 def _numbered(items: Iterable[Item]) -> Iterator[Item]:
     for number, item in enumerate(items, 1):
-        yield item._replace(number=number, id=item.id or str(number))
+        yield Item(number, item[1] or str(number), *item[2:])
 
 
 def _of_file(path: str, kind: str, options: dict[str, Option]) -> Iterator[Item]:
@@ -120,9 +120,9 @@ def _row(columns: Columns, row: list[str], where: str, folder: str) -> Item:
     except UsageError as error:
         return wrong(name, where, error.typed)
     if given.smiles:
-        item = Item(0, name, "smiles", given.smiles, where)
-    else:
-        item = _file_item(os.path.join(folder, given.file), 0, name, where)
+        return Item(0, name, "smiles", given.smiles, where, given.charge, given.multiplicity,
+                    given.settings or None)
+    item = _file_item(os.path.join(folder, given.file), 0, name, where)
     return item._replace(charge=given.charge, multiplicity=given.multiplicity,
                          settings=given.settings or None)
 

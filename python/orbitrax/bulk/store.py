@@ -7,7 +7,7 @@ import os
 import time
 from collections.abc import Iterator
 
-from orbitrax.bulk.index import (Row, header, index_path, key_hash, name_hash, packed, read_rows)
+from orbitrax.bulk.index import (Row, Rows, header, index_path, key_hash, name_hash, packed, read_rows)
 from orbitrax.bulk.items import Item
 from orbitrax.bulk.one import Answer
 from orbitrax.bulk.recipe import Recipe
@@ -34,14 +34,14 @@ class Store:
             if not resume and os.path.exists(path) and os.path.getsize(path):
                 raise UsageError(f"{path}: there are results in it; add --resume to go on with "
                                  "them, or name another file")
-            rows = read_rows(path) if os.path.exists(path) else []
-            if any(row.accident for row in rows):
+            rows = read_rows(path) if os.path.exists(path) else Rows()
+            if rows.accidents:
                 rows = self._without_accidents(rows)
             self._open(rows)
         except BaseException:
             os.close(self._index)
             raise
-        self._met: dict[int, int | None] = {row.name: row.key for row in rows}
+        self._met = rows.keys()  # None for a key that has been met
         if len(self._met) < len(rows):
             raise OrbitraxError(f"{path}: two records have one id; 'orbitrax merge {path} -o "
                                 "OTHER' keeps one of each")
@@ -63,7 +63,7 @@ class Store:
             pass  # a file system without locks
         return handle
 
-    def _without_accidents(self, rows: list[Row]) -> list[Row]:
+    def _without_accidents(self, rows: Rows) -> Rows:
         """Takes out the records that are to be made again; the file is replaced as a whole."""
         kept, offset = [], 0
         with open(self.path, "rb") as old, replaced(self.path) as name, open(name, "wb") as new:
@@ -76,16 +76,17 @@ class Store:
                 offset += row.length
             new.flush()
             os.fsync(new.fileno())
-        return kept
+        return Rows(packed(kept))
 
-    def _open(self, rows: list[Row]) -> None:
+    def _open(self, rows: Rows) -> None:
         """Opens the file behind its last whole line, and writes the index anew."""
         self._file = os.open(self.path, os.O_WRONLY | os.O_CREAT | os.O_CLOEXEC, 0o666)
-        self._end = rows[-1].offset + rows[-1].length if rows else 0
+        self._end = rows.end
         os.ftruncate(self._file, self._end)
         os.lseek(self._file, self._end, os.SEEK_SET)
-        self._write(self._index, header() + packed(rows), 0)
-        os.ftruncate(self._index, len(header() + packed(rows)))
+        data = header() + rows.data
+        self._write(self._index, data, 0)
+        os.ftruncate(self._index, len(data))
 
     # ---- what is to be done ---------------------------------------------------------------------
 
@@ -105,10 +106,10 @@ class Store:
             met[name] = None
             if (item.number - number) % count:
                 continue
-            item = item._replace(key=recipe.key(item))
+            digest = recipe.key(item)
             if key is None:
-                yield item
-            elif key != key_hash(item.key):
+                yield item._replace(key=digest)
+            elif key != key_hash(digest):
                 raise UsageError(f"{self.path}: its record of '{item.id}' ({item.where}) was made "
                                  "with another molecule, task, settings or version; name another "
                                  "results file")

@@ -127,8 +127,9 @@ class _Command:
         arguments = self._arguments
         lists = [read_list(path, self._recipe.options, arguments.format)
                  for path in arguments.list]
-        items = (item._replace(number=number)
-                 for number, item in enumerate(chain.from_iterable(lists), 1))
+        items = lists[0] if len(lists) == 1 else (
+            item._replace(number=number)
+            for number, item in enumerate(chain.from_iterable(lists), 1))
         store = Store(arguments.output, arguments.resume)
         progress = Progress(store.known)
         engine = self._engine()
