@@ -178,6 +178,7 @@ def test_a_results_file_goes_on_whatever_its_writer_left(tmp_path, items, recipe
 
 
 @pytest.mark.long
+@pytest.mark.timeout(1800)
 def test_a_million_lines_of_which_most_are_done_resume_in_seconds(tmp_path, recipe):
     """In a process of its own, whose memory is its own. Wall time would be that of the machine's
     other work."""
@@ -200,7 +201,7 @@ print(missing, time.process_time() - began,
         if item.number % 100:
             store.add(answer(item))
     store.close()
-    done = subprocess.run([sys.executable, "-c", program, path, names], text=True, timeout=100,
+    done = subprocess.run([sys.executable, "-c", program, path, names], text=True, timeout=600,
                           capture_output=True, env=ENVIRONMENT)
     missing, seconds, memory = map(float, done.stdout.split())
     print(f"a million lines: {seconds:.1f} s of processor, {memory:.0f} MiB")
