@@ -7,7 +7,8 @@ import os
 import time
 from collections.abc import Iterator
 
-from orbitrax.bulk.index import (Row, Rows, header, index_path, key_hash, name_hash, packed, read_rows)
+from orbitrax.bulk.index import (Row, Rows, header, index_path, key_hash, name_hash, packed,
+                                 read_rows)
 from orbitrax.bulk.items import Item
 from orbitrax.bulk.one import Answer
 from orbitrax.bulk.recipe import Recipe
