@@ -99,6 +99,7 @@ def test_langevin_has_its_temperature_over_seeds():
 
 
 @pytest.mark.long
+@pytest.mark.timeout(5000)
 def test_a_million_steps_keep_the_clock_and_the_memory():
     pair = Molecule([1, 1], [[0, 0, 0], [0, 0, 0.7]])
     with Backend() as backend:
