@@ -23,6 +23,7 @@ namespace {
 /// The point about which the differences are taken. Given back at the end, however it comes.
 struct ReferencePoint {
     Array<double> vCoords;
+    Array<double> vGradient;  ///< and behind it the dipole; one-way differences only
     StartPoint Start;
     ScfRecord Account = scf.Account;
     float flLimit = options.flConvergenceLimit;
@@ -31,8 +32,10 @@ struct ReferencePoint {
     explicit ReferencePoint(const DifferenceScheme& scheme) {
         vCoords.Take(system.pCoords.Size(), kWork);
         std::copy(system.pCoords.begin(), system.pCoords.end(), vCoords.begin());
+        if (scheme.fForward) KeepGradient();
         KeepStartPoint(Start);
-        options.flConvergenceLimit *= scheme.flLimitFactor;
+        options.flConvergenceLimit =
+            std::min(options.flConvergenceLimit * scheme.flLimitFactor, scheme.flMostLimit);
         setup.fFinalReport = false;
         scf.fNearStart = true;
     }
@@ -54,6 +57,14 @@ struct ReferencePoint {
     }
     ReferencePoint(const ReferencePoint&) = delete;
     ReferencePoint& operator=(const ReferencePoint&) = delete;
+
+  private:
+    void KeepGradient() {
+        const std::size_t n = gradient.pGradient.Size();
+        vGradient.Take(n + 3, kWork);
+        std::copy(gradient.pGradient.begin(), gradient.pGradient.end(), vGradient.begin());
+        std::copy_n(properties.dDipoleTable[3], 3, vGradient.Data() + n);
+    }
 };
 
 /// What one coordinate yields, behind the row of the matrix.
@@ -102,7 +113,7 @@ void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, do
     const std::size_t nPlace = 3 * static_cast<std::size_t>(AtomNumberAt(nCoordinate / 3) - 1) +
                                static_cast<std::size_t>(nCoordinate % 3);
     const double dReference = task.Reference.vCoords[nPlace];
-    system.pCoords[nPlace] = dReference + dSign * task.Scheme.dHalfStep;
+    system.pCoords[nPlace] = dReference + dSign * task.Scheme.dStep;
     RunScfFrom(start, task.Reference.Start);
     system.pCoords[nPlace] = dReference;
     for (int j = 0; j < task.nOrder; ++j) vRow[j] += dSign * gradient.pGradient[j];
@@ -112,24 +123,38 @@ void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, do
     vTail[kUnconverged] += scf.Account.fConverged ? 0.0 : 1.0;
 }
 
-/// What a worker does, and the process where it has none: one coordinate, both ways. The second way
-/// starts from what the first has found.
+/// The other way, which starts from what the first way has found.
+void AddOtherWay(Task& task, int nItem, double* vResult) {
+    KeepStartPoint(task.Beside);
+    MirrorStartPoint(task.Reference.Start, task.Beside);
+    AddDisplaced(task, task.Beside, task.vItems[nItem], -1.0, vResult);
+}
+
+void SubtractReference(const Task& task, double* vResult) {
+    const Array<double>& v = task.Reference.vGradient;
+    for (int j = 0; j < task.nOrder; ++j) vResult[j] -= v[j];
+    for (std::size_t c = 0; c < 3; ++c)
+        vResult[static_cast<std::size_t>(task.nOrder) + c] -= v[v.Size() - 3 + c];
+}
+
+/// What a worker does, and the process where it has none: one coordinate.
 void ComputeItem(void* pTask, int nItem, double* vResult) {
     Task& task = *static_cast<Task*>(pTask);
     std::fill_n(vResult, task.nResult(), 0.0);
     AddDisplaced(task, task.Reference.Start, task.vItems[nItem], 1.0, vResult);
-    KeepStartPoint(task.Beside);
-    MirrorStartPoint(task.Reference.Start, task.Beside);
-    AddDisplaced(task, task.Beside, task.vItems[nItem], -1.0, vResult);
-    for (int j = 0; j < task.nOrder + 3; ++j) vResult[j] *= task.Scheme.dPerFullStep;
+    if (task.Scheme.fForward)
+        SubtractReference(task, vResult);
+    else
+        AddOtherWay(task, nItem, vResult);
+    for (int j = 0; j < task.nOrder + 3; ++j) vResult[j] *= task.Scheme.dPerSpan;
 }
 
 void StoreItem(int nItem, const double* vResult, Task& task) {
     const int i = task.vItems[nItem];
     const double* vTail = vResult + task.nOrder;
     std::copy_n(vResult, task.nOrder, Row(task.mHessian, task.nOrder, i));
-    std::copy_n(vTail, 3, Row(task.mDipoles, 3, i));
-    task.Report.nPoints += 2;
+    if (task.mDipoles) std::copy_n(vTail, 3, Row(task.mDipoles, 3, i));
+    task.Report.nPoints += task.Scheme.fForward ? 1 : 2;
     task.Report.nCycles += std::lround(vTail[kCycles]);
     task.Report.nUnconverged += static_cast<int>(std::lround(vTail[kUnconverged]));
 }
@@ -251,7 +276,7 @@ DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, 
                                     double* mHessian, double* mDipoles) {
     const int n = 3 * nAtoms;
     std::fill(mHessian, Row(mHessian, n, n), 0.0);
-    std::fill(mDipoles, Row(mDipoles, 3, n), 0.0);
+    if (mDipoles) std::fill(mDipoles, Row(mDipoles, 3, n), 0.0);
     ReferencePoint reference(scheme);
     Task task{scheme, reference, nAtoms, n, ListItems(nAtoms), mHessian, mDipoles, {}, {}};
     Progress progress(task);

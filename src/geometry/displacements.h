@@ -9,23 +9,25 @@ namespace qsolve {
 
 /// How the differences are taken.
 struct DifferenceScheme {
-    double dHalfStep;     ///< either way from the reference point, working unit of length
-    double dPerFullStep;  ///< 1 over the full step, as it is multiplied with
+    bool fForward;        ///< one way, from the reference point on; else both ways
+    double dStep;         ///< from the reference point, working unit of length
+    double dPerSpan;      ///< 1 over the distance of the two points, as it is multiplied with
     float flLimitFactor;  ///< on the convergence limit of the SCF at displaced points
+    float flMostLimit;    ///< which is no larger than this then, kcal/mol
     MessageId nProgress;  ///< status line that tells how much is done, percent
 };
 
 /// For the force matrix of the vibrations.
-constexpr DifferenceScheme kForceMatrixScheme = {0.004166666666666667, 120.0, 1e-5F,
-                                                 kMsgForceMatrixProgress};
+constexpr DifferenceScheme kForceMatrixScheme = {false, 0.004166666666666667,   120.0, 1e-5F,
+                                                 1e30F, kMsgForceMatrixProgress};
 
-/// Second derivatives at system.pCoords by central differences, for the first nAtoms atoms of the
-/// selection, capping atoms not among them; n = 3 nAtoms.
+/// Second derivatives at system.pCoords by differences of the gradient, for the first nAtoms atoms
+/// of the selection, capping atoms not among them; n = 3 nAtoms.
 ///
 /// mHessian, n x n: of the energy, kcal/mol per square of the working unit; its two triangles are
-/// the mean of both. mDipoles, n x 3: of the dipole, Debye per working unit. Rows and columns of
-/// dummies are 0. Each displaced SCF starts from the densities that the last one before the call
-/// has left, and none depends on another, so that copies of the process may share them:
+/// the mean of both. mDipoles, n x 3, or null: of the dipole, Debye per working unit. Rows and
+/// columns of dummies are 0. Each displaced SCF starts from the densities that the last one before
+/// the call has left, and none depends on another, so that copies of the process may share them:
 /// nMostWorkers at most, with the same result to the last bit. At the end coordinates and densities
 /// are those of the reference point again; gradient and dipole are not.
 ///

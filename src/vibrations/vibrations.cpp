@@ -7,6 +7,7 @@
 #include "geometry/displacements.h"
 #include "geometry/external_modes.h"
 #include "geometry/inertia.h"
+#include "geometry/kept_matrix.h"
 #include "geometry/modes.h"
 #include "job/atoms.h"
 #include "job/methods.h"
@@ -28,9 +29,6 @@
 namespace qsolve {
 namespace {
 
-// From kcal/mol per square of the working unit to mdyn/Angstrom.
-constexpr double kMillidynesHartree = 0.024823360704143312, kMillidynesEv = 0.00695125;
-
 /// Square of a bohr in Angstrom^2, as moments of inertia are converted.
 constexpr double kInertiaBohrSquared = 0.28002856191756254;
 
@@ -45,38 +43,6 @@ int CountAtoms() {
 
 // ---- the kept matrix ----------------------------------------------------------------------------
 
-/// Whether all atoms are where the matrix was computed: within what a client rounds away.
-bool IsAtItsPlaces() {
-    constexpr double kSamePlace = 1e-3;
-    const Array<double>&kept = vibrations.vCoords, &now = system.pCoords;
-    return std::equal(kept.begin(), kept.end(), now.begin(), now.end(),
-                      [](double a, double b) { return std::abs(a - b) <= kSamePlace; });
-}
-
-bool BelongsToThisMolecule() {
-    const VibrationState& v = vibrations;
-    if (v.nMethod != system.MethodId || v.nAtoms != system.nAtoms) return false;
-    if (v.vSelectedAtoms.Size() != Size(system.nSelected)) return false;
-    for (int i = 0; i < system.nSelected; ++i)
-        if (v.vSelectedAtoms[i] != AtomNumberAt(i) ||
-            v.vAtomicNumber[i] != AtomByNumber(AtomNumberAt(i)).nAtomicNumber)
-            return false;
-    return IsAtItsPlaces();
-}
-
-void RememberMolecule() {
-    vibrations.nMethod = system.MethodId;
-    vibrations.nAtoms = system.nAtoms;
-    vibrations.vCoords.Take(system.pCoords.Size(), kWork);
-    std::copy(system.pCoords.begin(), system.pCoords.end(), vibrations.vCoords.begin());
-    vibrations.vSelectedAtoms.Take(Size(system.nSelected), kWork);
-    vibrations.vAtomicNumber.Take(Size(system.nSelected), kWork);
-    for (int i = 0; i < system.nSelected; ++i) {
-        vibrations.vSelectedAtoms[i] = AtomNumberAt(i);
-        vibrations.vAtomicNumber[i] = AtomByNumber(AtomNumberAt(i)).nAtomicNumber;
-    }
-}
-
 /// Whether the kept matrix serves. One of another kind, of other atoms or other places, or one that
 /// was never finished does not exist for this job; of one with another number of atoms the person
 /// is told.
@@ -87,7 +53,8 @@ bool KeptMatrixServes() {
         Warn(kMsgForceMatrixAtoms, CountAtoms(), v.nStoredCoordinates / 3);
         return false;
     }
-    if (!BelongsToThisMolecule() || scf.nOrbitals == 0) Fatal(kMsgForceMatrixMissing);
+    if (!BelongsToThisMolecule(v) || !IsAtItsPlaces(v) || scf.nOrbitals == 0)
+        Fatal(kMsgForceMatrixMissing);
     return true;
 }
 
@@ -100,9 +67,8 @@ void RestoreCharges() {
 }
 
 void ConvertUnits() {
-    const bool fHartree = UsesAtomicUnits(system.MethodId);
-    for (double& d : vibrations.pHessian) d *= fHartree ? kMillidynesHartree : kMillidynesEv;
-    if (fHartree)
+    for (double& d : vibrations.pHessian) d *= MillidynesPerUnit(system.MethodId);
+    if (UsesAtomicUnits(system.MethodId))
         for (double& d : vibrations.pDipoleDerivatives) d *= kBohrPerAngstrom;
 }
 
@@ -111,7 +77,7 @@ void ComputeForceMatrix() {
     vibrations = VibrationState{};
     vibrations.pHessian.Take(Size(n), Size(n), kWork);
     vibrations.pDipoleDerivatives.Take(Size(n), 3, kWork);
-    RememberMolecule();
+    RememberMolecule(vibrations);
     vibrations.Report =
         ComputeDifferences(kForceMatrixScheme, nAtoms, Threads(), vibrations.pHessian.Data(),
                            vibrations.pDipoleDerivatives.Data());
@@ -160,7 +126,7 @@ void KeepForces() {
     const VibrationState& v = vibrations;
     modes.mForces.Take(v.pHessian.Size(), kWork);
     for (std::size_t i = 0; i < v.pHessian.Size(); ++i)
-        modes.mForces[i] = v.pHessian[i] / kMillidynesEv;
+        modes.mForces[i] = v.pHessian[i] / kMillidynesPerKcal;
     modes.mDipoles.Take(v.pDipoleDerivatives.Size(), kWork);
     std::copy(v.pDipoleDerivatives.begin(), v.pDipoleDerivatives.end(), modes.mDipoles.begin());
     modes.nPoints = v.Report.nPoints;
