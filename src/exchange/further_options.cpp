@@ -58,6 +58,14 @@ void TakeMotion(const SectionData& data) {
                       .fKnownEnergies = asks(kKnownEnergies)};
 }
 
+void TakeSearch(const SectionData& data) {
+    SearchRecord record;
+    if (data.nBytes != static_cast<int>(sizeof record)) RefuseSize(data);
+    std::memcpy(&record, data.pBytes, sizeof record);
+    further.Search = {.fCareful = (record.nWishes & kCarefulSearch) != 0,
+                      .fEitherSign = (record.nWishes & kEitherSign) != 0};
+}
+
 /// A shorter record is one of an older client, a longer one of a newer one: what both know counts.
 void TakeScf(const SectionData& data) {
     ScfWishes asked;
@@ -79,6 +87,7 @@ struct OptionRow {
 constexpr OptionRow kRows[] = {
     {kGivenCoordinates, "coordinates", TakePlaces},
     {kMotionSection, "motion", TakeMotion},
+    {kSearchSection, "search", TakeSearch},
     {kGivenScf, "self-consistent field", TakeScf},
 };
 

@@ -23,11 +23,18 @@ struct MotionWishes {
     bool fKnownEnergies = false;   ///< Monte Carlo: no SCF for an energy that is known
 };
 
+/// The same of a search with a Hessian.
+struct SearchWishes {
+    bool fCareful = false;     ///< judged by energy and shape, see search/search.h
+    bool fEitherSign = false;  ///< transit: the mode along the tangent is found in either sign
+};
+
 /// What the client told beyond those, section by section; as new in each session. An array is empty
 /// where nothing was told.
 struct FurtherOptions {
     Array<double> pXyz;  ///< by atom, x y z, Angstrom: instead of those of the atom records
     MotionWishes Motion;
+    SearchWishes Search;
     ScfWishes Scf;  ///< how the SCF is to be steered; all zero, by the options of old alone
 };
 inline FurtherOptions further;

@@ -154,6 +154,19 @@ enum OptionSection : int {
     kGivenCoordinates = 0,  ///< three doubles an atom, Angstrom
     kGivenScf = 1,          ///< ScfWishes
     kMotionSection = 8,     ///< MotionRecord
+    kSearchSection = 9,     ///< SearchRecord
+};
+
+/// What a client asks of a search with a Hessian beyond what every client gets.
+struct SearchRecord {
+    int nWishes = 0;  ///< bits of SearchWish
+    int nUnused = 0;
+};
+static_assert(sizeof(SearchRecord) == 8);
+
+enum SearchWish : int {
+    kCarefulSearch = 1,
+    kEitherSign = 2,
 };
 
 /// The modes in double precision begin with this. Doubles follow, n = nCoordinates: the force

@@ -43,6 +43,10 @@ void ReportScfStage(const ScfStage& stage);
 /// Whether ReportScfStage writes orbitals of cycles other than the last.
 bool ReportsOrbitalsOfCycles();
 
+/// At log level 9, the modes of a search's last Hessian: vValues, n, kcal/mol per square of the
+/// working unit, the last nExternal of the whole; mVectors, n x n, one mode a row.
+void ReportHessianModes(int n, int nExternal, const double* vValues, const double* mVectors);
+
 /// The status line of a cycle: nIteration from 1, dDifference the energy change in kcal/mol. The
 /// text depends on the kind of job, whose own progress it takes from the result block. The searches
 /// write it only in every nReportPeriod-th of their cycles, or once they have converged.

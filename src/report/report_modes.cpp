@@ -22,6 +22,8 @@ constexpr ModeTexts kNumbers = {kMsgModeNumbersOne, kMsgModeNumbersTwo, kMsgMode
                                 kMsgModeNumbersFour, kMsgModeNumbersFive, kMsgModeNumbersSix};
 constexpr ModeTexts kFrequencies = {kMsgModeFrequenciesOne, kMsgModeFrequenciesTwo, kMsgModeFrequenciesThree,
                                     kMsgModeFrequenciesFour, kMsgModeFrequenciesFive, kMsgModeFrequenciesSix};
+constexpr ModeTexts kEigenvalues = {kMsgModeEigenvaluesOne, kMsgModeEigenvaluesTwo, kMsgModeEigenvaluesThree,
+                                    kMsgModeEigenvaluesFour, kMsgModeEigenvaluesFive, kMsgModeEigenvaluesSix};
 constexpr ModeTexts kSymmetries = {kMsgModeSymmetriesOne, kMsgModeSymmetriesTwo, kMsgModeSymmetriesThree,
                                    kMsgModeSymmetriesFour, kMsgModeSymmetriesFive, kMsgModeSymmetriesSix};
 constexpr ModeTexts kRows = {kMsgModeRowOne, kMsgModeRowTwo, kMsgModeRowThree,
@@ -87,6 +89,17 @@ void LogModeSymmetries(int nFirst, int nColumns) {
     line.Log(kSymmetries[nColumns - 1]);
 }
 
+/// Rows of n components, a column for each mode; vector(p) is the address of mode p.
+template <class Vector>
+void LogComponents(int n, int nFirst, int nColumns, Vector vector) {
+    for (int i = 0; i < n; ++i) {
+        TableLine line;
+        line.Add(i + 1);
+        for (int p = nFirst; p < nFirst + nColumns; ++p) line.Add(vector(p)[i]);
+        line.Log(kRows[nColumns - 1]);
+    }
+}
+
 void LogModeVectors() {
     const ModeResults& modes = results.Modes;
     LogFormat(kMsgModeVectorsHeading);
@@ -94,13 +107,9 @@ void LogModeVectors() {
         LogColumns(kNumbers, nFirst, nColumns, [](int p) { return p + 1; });
         LogColumns(kFrequencies, nFirst, nColumns, [&](int p) { return modes.vFrequencies[p]; });
         if (symmetry.fModeLabelsKnown) LogModeSymmetries(nFirst, nColumns);
-        for (int i = 0; i < modes.nModes; ++i) {
-            TableLine line;
-            line.Add(i + 1);
-            for (int p = nFirst; p < nFirst + nColumns; ++p)
-                line.Add(Row(modes.mModes.Data(), modes.nModes, modes.Records[p].nIndex)[i]);
-            line.Log(kRows[nColumns - 1]);
-        }
+        LogComponents(modes.nModes, nFirst, nColumns, [&](int p) {
+            return Row(modes.mModes.Data(), modes.nModes, modes.Records[p].nIndex);
+        });
     });
 }
 
@@ -115,6 +124,16 @@ void ReportModes(double dZeroPoint) {
     LogModes();
     LogFormat(kMsgReportRow);
     if (options.nLogLevel == 9) LogModeVectors();
+}
+
+void ReportHessianModes(int n, int nExternal, const double* vValues, const double* mVectors) {
+    if (!link.fLogReports || options.nLogLevel != 9) return;
+    LogFormat(kMsgFinalHessianHeading, nExternal);
+    ForEachBlock(n, [&](int nFirst, int nColumns) {
+        LogColumns(kNumbers, nFirst, nColumns, [](int p) { return p + 1; });
+        LogColumns(kEigenvalues, nFirst, nColumns, [&](int p) { return vValues[p]; });
+        LogComponents(n, nFirst, nColumns, [&](int p) { return Row(mVectors, n, p); });
+    });
 }
 
 void ReportForceConstants(int nAtoms, const double* mTable) {

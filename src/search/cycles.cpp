@@ -42,6 +42,14 @@ void FinishConverged(int nCycles, int nEnergyPoints) {
     SetCounts(nCycles, nEnergyPoints);
 }
 
+void FinishFollowing(bool fConverged, int nEnergyPoints) {
+    const Held report(setup.fFinalReport, true);
+    results.Block.fConverged = fConverged;
+    results.Block.nEnergyPoints = nEnergyPoints;
+    RunScf();
+    results.Block.nEnergyPoints = nEnergyPoints;
+}
+
 void FinishUnconverged(int nCycles, int nEnergyPoints) {
     results.Block.fConverged = 0;
     SetCounts(nCycles, nEnergyPoints);

@@ -19,4 +19,8 @@ void FinishConverged(int nCycles, int nEnergyPoints);
 /// Ends a search elsewhere: clears fConverged and sets the counts.
 void FinishUnconverged(int nCycles, int nEnergyPoints);
 
+/// Ends a search with a Hessian, in either case: one more SCF where it stands, with the full
+/// report. Sets fConverged and nEnergyPoints; nCycles stays that of the last step.
+void FinishFollowing(bool fConverged, int nEnergyPoints);
+
 }  // namespace qsolve

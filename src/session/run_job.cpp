@@ -20,12 +20,6 @@ namespace {
     Fatal(kMsgNotAvailable, sWhat, job.nCalcKind);
 }
 
-/// Says that the job has none, once it has been checked and its settings are in the log.
-[[noreturn]] void SetUpAndDecline() {
-    SetUpCalculation();
-    Decline(ThisKind().sName);
-}
-
 void RunSinglePoint() {
     SetUpCalculation();
     RunScf();
@@ -60,7 +54,8 @@ void RunOptimisation() {
             PolakRibiere(dRms, job.nMaxCycles);
             break;
         case kEigenvectorFollowing:
-            Decline("optimisation by eigenvector following");
+            EigenvectorFollow(dRms, job.nMaxCycles);
+            break;
         default:
             break;
     }
@@ -96,12 +91,24 @@ void RunVibrationsJob() {
     SendPreciseResults();
 }
 
+/// Charges, orbitals and the rest of a search's end, with the geometry where it has moved. A job
+/// that only computes its Hessian sends the modes.
 void RunTransitionState() {
-    SetUpAndDecline();
+    SetUpCalculation();
+    EigenvectorFollow(static_cast<double>(job.flRmsGradient), job.nMaxCycles);
+    results.Block.fFinalResult = 1;
+    SendResultBlock();
+    if (options.fTsSearch) SendCoordinates();
+    SendCharges();
+    SendOrbitalData();
+    if (options.fComputeHessian && !options.fTsSearch) SendVibrations();
+    SendPreciseResults();
 }
 
 void RunTransit() {
-    SetUpAndDecline();
+    SetUpCalculation();
+    RunSynchronousTransit(static_cast<double>(job.flRmsGradient), job.nMaxCycles);
+    SendTail();
 }
 
 void RunLangevinJob() {

@@ -180,10 +180,79 @@ TEST_F(Optimisation, UnknownOptimiserSendsTheTailAndComputesNothing) {
     }
 }
 
-TEST_F(Optimisation, EigenvectorFollowingSaysThatItIsMissing) {
-    Play(Job(DistortedWater(kAm1), kEigenvectorFollowing));
-    EXPECT_EQ(client.Errors().size(), 1u);
-    EXPECT_TRUE(Packets().empty());
+TEST_F(Optimisation, EigenvectorFollowingEndsWhereTheOthersDo) {
+    for (const int nMethod : {int{kAm1}, int{kCndo}}) {
+        Play(Job(DistortedWater(nMethod), kPolakRibiere));
+        const float flOther = LastBlock().flTotalEnergy;
+        Play(Job(DistortedWater(nMethod), kEigenvectorFollowing));
+        EXPECT_TRUE(client.Errors().empty());
+        EXPECT_EQ(LastBlock().fConverged, 1);
+        EXPECT_NEAR(LastBlock().flTotalEnergy, flOther, 0.01F);
+    }
+}
+
+/// A search for the flat form of ammonia, from a pyramid that is nearly flat.
+JobScript FlatteningAmmonia(int nMethod) {
+    JobScript script = Molecule(
+        nMethod,
+        {{7, 0.02, 0.0, 0.05}, {1, 1.0, 0.02, 0.0}, {1, -0.5, 0.87, -0.02}, {1, -0.5, -0.86, 0.0}});
+    script.Job.nCalcKind = kTransitionState;
+    script.Job.nMaxCycles = 60;
+    script.Job.flRmsGradient = 0.02F;
+    script.Options.flConvergenceLimit = 1e-8F;
+    script.Options.fComputeHessian = script.Options.fTsSearch = script.Options.nFollowMode = 1;
+    return script;
+}
+
+using Transition = Optimisation;
+
+TEST_F(Transition, EndsAtASaddlePointAndSendsTheTailOfASearch) {
+    for (const int nMethod : {int{kAm1}, int{kCndo}}) {
+        JobScript script = FlatteningAmmonia(nMethod);
+        Play(script);
+        EXPECT_TRUE(client.Errors().empty());
+        EXPECT_EQ(LastBlock().fConverged, 1);
+        EXPECT_EQ(LastBlock().nNegativeEigenvalues, 1);
+        // Flat: the nitrogen lies in the plane of the hydrogens.
+        const std::vector<double> d = Distances();
+        EXPECT_NEAR(d[0], d[3] / std::sqrt(3.0), 2e-3);
+        // Block, coordinates, charges, then the number of orbitals and the orbital data.
+        EXPECT_EQ(Packets().size(), 5u);
+    }
+}
+
+TEST_F(Transition, ThatOnlyComputesItsHessianSendsTheModesAndNoGeometry) {
+    JobScript script = FlatteningAmmonia(kAm1);
+    script.Options.fTsSearch = 0;
+    Play(script);
+    const auto packets = Packets();
+    ASSERT_EQ(packets.size(), 8u);
+    EXPECT_EQ(packets[0].second, sizeof(ResultBlock));
+    EXPECT_EQ(packets[1].first, kPacketCharges);
+    EXPECT_EQ(packets[5].second, 12 * sizeof(ModeRecord));
+    EXPECT_EQ(packets[7].second, 12 * 12 * sizeof(float));
+    EXPECT_EQ(LastBlock().fConverged, 0);
+}
+
+TEST_F(Transition, TakesUpTheHessianOfTheSessionBefore) {
+    JobScript script = FlatteningAmmonia(kAm1);
+    Play(script);
+    NewScriptedClient();
+    script.Options.fComputeHessian = 0;
+    PlaySession(script);
+    EXPECT_TRUE(client.Errors().empty());
+    EXPECT_EQ(LastBlock().fConverged, 1);
+    Play(script);
+    EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgHessianMissing)});
+}
+
+TEST_F(Transition, OfASectionOfAWrongSizeIsRefused) {
+    JobScript script = FlatteningAmmonia(kAm1);
+    script.Options.nExtensions = static_cast<int>(kSectionsMark | kFurtherOptionsBit);
+    script.AddSection(kSearchSection, std::vector<double>{0.0, 0.0});
+    Play(script);
+    ASSERT_EQ(client.Errors().size(), 1u);
+    EXPECT_NE(client.Errors()[0].find("search"), std::string::npos);
 }
 
 // The energy that is minimised is the one with the restraint, and its force is the missing part of
