@@ -20,7 +20,8 @@ if TYPE_CHECKING:
 
 # Kinds of calculation, by number.
 SINGLE_POINT, OPTIMISATION, MOLECULAR_DYNAMICS, VIBRATIONS = 0, 1, 2, 4
-LANGEVIN, MONTE_CARLO = 7, 8
+TRANSITION_STATE, SYNCHRONOUS_TRANSIT, LANGEVIN, MONTE_CARLO = 5, 6, 7, 8
+SEARCHES = (OPTIMISATION, TRANSITION_STATE, SYNCHRONOUS_TRANSIT)  # converged or not
 
 MOLECULE, SCF, CI, RESTRAINTS, OUTPUT = (  # headings of settings
     "molecule", "electronic structure", "configuration interaction", "restraints",
@@ -65,6 +66,7 @@ class JobSettings(Settings):
 
     calc_kind: ClassVar[int] = SINGLE_POINT
     motion_wishes: ClassVar[int] = 0  # bits of what motion does beyond what every client gets
+    search_wishes: ClassVar[int] = 0  # the same of searches with a Hessian
 
     charge: int | None = option(
         None, short="-c", group=MOLECULE, wire="nTotalCharge", metavar="N",
@@ -167,6 +169,11 @@ class JobSettings(Settings):
 
     def velocities_of(self, job: Job) -> Sequence[float] | None:
         """Velocities that the job starts with, 3 n, Angstrom/ps; None where it draws its own."""
+        return None
+
+    def ends(self) -> tuple[Sequence[float], Sequence[float]] | None:
+        """Reactant and product of a synchronous transit, 3 n each, Angstrom; None for other jobs.
+        """
         return None
 
 

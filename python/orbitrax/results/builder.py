@@ -6,7 +6,7 @@ import math
 
 from orbitrax.arrays import finite, flat, shortest
 from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfMemory
-from orbitrax.job import OPTIMISATION
+from orbitrax.job import SEARCHES
 from orbitrax.link import events
 from orbitrax.results.result import Result
 from orbitrax.results.states import from_rows
@@ -109,7 +109,7 @@ class ResultBuilder:
             result.restraint_energy = sum(
                 shortest(_finite(values[name], name)) for name in
                 ("flTetherEnergy", "flStretchEnergy", "flBendEnergy", "flTorsionEnergy"))
-        if self._job.settings.calc_kind == OPTIMISATION:
+        if self._job.settings.calc_kind in SEARCHES:
             result.converged = bool(values["fConverged"])
 
     def _coordinates(self, event: events.Coordinates) -> None:
@@ -156,7 +156,7 @@ class ResultBuilder:
         difference = scf["difference"]
         result.final_scf_difference = difference if math.isfinite(difference) else None
         result.scf_converged = bool(scf["converged"]) if scf["runs"] else None
-        if self._job.settings.calc_kind != OPTIMISATION:
+        if self._job.settings.calc_kind not in SEARCHES:
             result.converged = not scf["unconverged"] if scf["runs"] else None
         elif result.scf_converged is False:
             result.converged = False

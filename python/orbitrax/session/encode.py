@@ -57,6 +57,7 @@ def job_packets(job: Job) -> list[bytes]:
         *(wire.packet(atoms[start:start + size]) for start in range(0, len(atoms), size)),
         *(restraint_packets(job) if job.settings.restrain else ()),
         wire.packet(selection_block(job)),
+        *end_packets(job),
         *velocity_packets(job),
     ]
 
@@ -137,7 +138,7 @@ def _sent(one: Option, value: Any) -> Any:
 
 # ---- further options ----------------------------------------------------------------------------
 
-_COORDINATES, _MOTION = 0, 8  # kinds of sections
+_COORDINATES, _MOTION, _SEARCH = 0, 8, 9  # kinds of sections
 
 
 def _further(job: Job) -> list[tuple[int, bytes]]:
@@ -147,6 +148,8 @@ def _further(job: Job) -> list[tuple[int, bytes]]:
                 *scf_section(job)]
     if job.settings.motion_wishes:
         sections.append((_MOTION, struct.pack("<2i", job.settings.motion_wishes, 0)))
+    if job.settings.search_wishes:
+        sections.append((_SEARCH, struct.pack("<2i", job.settings.search_wishes, 0)))
     return sections
 
 
@@ -190,6 +193,18 @@ def selection_block(job: Job) -> bytes:
         "nFirstAtom": 1, "nLastAtom": len(chosen), "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
         "nOrbitalEstimate": orbitals, "nAtomEstimate": len(chosen), "MethodId": job.method.number})
     return head + struct.pack(f"<{len(chosen)}i", *(i + 1 for i in chosen))
+
+
+def end_packets(job: Job) -> list[bytes]:
+    """The two ends of a synchronous transit, if the job is told any: every atom as floats."""
+    packets = []
+    for place, xyz in zip(("reactant", "product"), job.settings.ends() or ()):
+        if len(xyz) != 3 * len(job.molecule):
+            raise InputError(f"{job.molecule.title}: {len(job.molecule)} atoms need a {place} of "
+                             "as many")
+        _check_each(job, xyz, f"place in the {place}")
+        packets.append(wire.packet(struct.pack(f"<{len(xyz)}f", *xyz)))
+    return packets
 
 
 def velocity_packets(job: Job) -> list[bytes]:

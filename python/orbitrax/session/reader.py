@@ -10,7 +10,7 @@ from __future__ import annotations
 from orbitrax.arrays import shortest, unpacked
 from orbitrax.errors import ProtocolError
 from orbitrax.job import (LANGEVIN, MOLECULAR_DYNAMICS, MONTE_CARLO, OPTIMISATION, SINGLE_POINT,
-                          VIBRATIONS)
+                          SYNCHRONOUS_TRANSIT, TRANSITION_STATE, VIBRATIONS)
 from orbitrax.link import events, wire
 from orbitrax.link.sections import SectionReader
 
@@ -173,7 +173,8 @@ class SessionReader:
     # What a job brings ahead of its orbitals, by the number of its kind.
     _JOBS = {SINGLE_POINT: _single_point, OPTIMISATION: _report_points,
              MOLECULAR_DYNAMICS: _moving_points, LANGEVIN: _moving_points,
-             MONTE_CARLO: _report_points}
+             MONTE_CARLO: _report_points, TRANSITION_STATE: _report_points,
+             SYNCHRONOUS_TRANSIT: _report_points}
 
     def _result_block(self) -> Script:
         """Reads one; returns whether it is the last of the job."""

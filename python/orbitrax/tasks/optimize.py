@@ -22,7 +22,10 @@ if TYPE_CHECKING:
     from orbitrax.results.result import Result
 
 QUASI_NEWTON = "quasi-newton"  # led from this side
-OPTIMISERS = ("steepest-descent", "fletcher-reeves", "polak-ribiere", QUASI_NEWTON)  # by number
+FOLLOWING = "ef"  # eigenvector following from a model Hessian
+OPTIMISERS = ("steepest-descent", "fletcher-reeves", "polak-ribiere", QUASI_NEWTON,
+              FOLLOWING)  # by number
+_CAREFUL = 1  # bit of what a search does beyond what every client gets
 
 _SEARCH = "search"
 _CRITERIA = {"rms_gradient": "RMS gradient", "largest_gradient": "Largest component",
@@ -133,7 +136,7 @@ class Optimize(Task):
     optimizer: str = option(
         QUASI_NEWTON, choices=OPTIMISERS, group=_SEARCH, wire="nOptimiser",
         help="how to go downhill: by quasi-Newton steps in internal coordinates, or in one of the "
-             "backend's ways")
+             "backend's ways, of which ef, eigenvector following, needs the fewest energies")
     limit: float = option(
         0.1, least=0, unit="kcal/(mol Angstrom)", group=_SEARCH, wire="flRmsGradient", metavar="G",
         help="RMS gradient at convergence, kcal/(mol Angstrom)")
@@ -178,6 +181,16 @@ class Optimize(Task):
             value = target[0] if one.kind == "stretch" else math.radians(target[0])
             found.append(Constraint(tuple(atom - 1 for atom in one.atoms), value))
         return tuple(found)
+
+    @property
+    def search_wishes(self) -> int:  # type: ignore[override]
+        """What eigenvector following does beyond what every client gets."""
+        return _CAREFUL if self.optimizer == FOLLOWING else 0
+
+    def fields(self, job: Job) -> dict[str, Any]:
+        """Eigenvector following starts from a guess by the bonds."""
+        return {**super().fields(job), "fModelHessian": 1} if self.optimizer == FOLLOWING else (
+            super().fields(job))
 
     def leader(self) -> Callable[..., Result] | None:
         """The search of this side, where that is the chosen one."""
