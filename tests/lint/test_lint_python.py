@@ -14,7 +14,7 @@ from tree import ROOT, files, nothing_of
 FLOORS = (
     ("__main__", "ase", "openff", "qcengine", "serve", "sqm"),
     ("cli",),
-    ("about", "api", "atomic_charges", "bridges", "bulk"),
+    ("about", "api", "atomic_charges", "bridges", "bulk", "reactions"),
     ("tasks", "pictures"),
     ("backend", "orbitals"),
     ("results",),

@@ -108,14 +108,6 @@ def test_refusals_carry_the_words_of_the_backend(backend, water, settings, words
     assert len(str(caught.value)) > 20 and str(caught.value).endswith(".")
 
 
-def test_what_is_not_available_is_said(backend, water):
-    class TransitionState(JobSettings):
-        calc_kind = 5
-
-    with pytest.raises(OrbitraxError, match="is not available in this version"):
-        backend.run(Job(water, "am1", TransitionState()))
-
-
 def test_a_refusal_leaves_the_process_as_good_as_new(backend, water):
     good = texts(backend, Job(water, "am1"))
     pid = backend.pid

@@ -13,7 +13,6 @@ from support import ROOT
 
 from orbitrax.errors import UsageError
 from orbitrax.molecules.selection import parse_selection
-from orbitrax.tasks.registry import UNAVAILABLE
 
 pytestmark = pytest.mark.timeout(60)
 
@@ -204,19 +203,11 @@ def test_wrong_usage_gives_a_program_its_document():
     for arguments, words in (
             (("energy", WATER, "--json", "-m", "am1", "--frobnicate"), "--frobnicate"),
             (("energy", WATER, "-m", "am1", "--json", "--log"), "not allowed with"),
-            ((UNAVAILABLE[-1], WATER, "-m", "am1", "--json"), "not available in this version"),
             (("energy", "none.xyz", "-m", "am1", "--json"), "no such file")):
         done = orbitrax(*arguments)
         found = document(done)
         assert done.returncode == 2 and found["status"] == "failed"
         assert words in found["errors"][0] and words in done.stderr
-
-
-@pytest.mark.parametrize("task", UNAVAILABLE)
-def test_a_task_that_does_not_exist_yet_says_so(task):
-    done = orbitrax(task, WATER, "-m", "am1")
-    assert done.returncode == 2
-    assert done.stderr == f"orbitrax: the task '{task}' is not available in this version\n"
 
 
 def test_a_missing_backend_says_what_to_do(tmp_path):

@@ -13,7 +13,7 @@ from orbitrax.cli.outputs import OUTPUTS
 from orbitrax.errors import NotConverged, UsageError
 from orbitrax.job import JobSettings
 from orbitrax.link import wire
-from orbitrax.tasks.registry import TASKS, UNAVAILABLE, find_task
+from orbitrax.tasks.registry import TASKS, find_task
 from orbitrax.tasks.task import Task
 
 KINDS = [row.load() for row in TASKS]
@@ -53,9 +53,6 @@ def test_no_field_of_the_options_has_two_places():
 def test_a_name_that_is_no_task_is_refused():
     with pytest.raises(UsageError, match="did you mean 'optimize'"):
         find_task("optimise")
-    for name in UNAVAILABLE:
-        with pytest.raises(UsageError, match="not available in this version"):
-            find_task(name)
 
 
 def test_the_list_of_tasks_loads_none_of_them():

@@ -6,7 +6,7 @@ import os
 import sys
 
 from orbitrax.errors import Terminated, UsageError
-from orbitrax.tasks.registry import TASKS, TOOLS, UNAVAILABLE
+from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -100,11 +100,6 @@ def _run_with_what_is_there(argv: list[str]) -> int:
 
 
 def _run(argv: list[str]) -> int:
-    name = argv[0] if argv else None
-    if name in UNAVAILABLE:
-        text = f"the task '{name}' is not available in this version"
-        print(f"orbitrax: {text}", file=sys.stderr)
-        return _failure(argv, None, text)
     try:
         parsed = _parsed(argv)
     except UsageError as error:

@@ -29,6 +29,7 @@ class TaskRow:
 TASKS = (
     TaskRow("energy", "energy", "Energy", "energy, orbitals, charges and dipole of one structure"),
     TaskRow("optimize", "optimize", "Optimize", "the nearest structure of lowest energy"),
+    TaskRow("ts", "ts", "Ts", "the saddle point next to a guess, and the proof that it is one"),
     TaskRow("vibrations", "vibrations", "Vibrations",
             "normal modes, infrared spectrum and free energy of a structure"),
     TaskRow("plot", "plot", "PlotTask",
@@ -50,6 +51,10 @@ TOOLS = {
     "status": ("orbitrax.cli.lists.status", "what came of a batch so far"),
     "merge": ("orbitrax.cli.lists.merge", "results of several batches in one file"),
     "scan": ("orbitrax.cli.scan", "the energy along a distance, an angle or a torsion, relaxed"),
+    "transit": ("orbitrax.cli.reactions.transit", "the saddle point between two structures"),
+    "path": ("orbitrax.cli.reactions.path", "the way down from a saddle point to both sides"),
+    "barrier": ("orbitrax.cli.reactions.barrier",
+                "from two molecules to the barrier between them, all in one"),
     "convert": ("orbitrax.cli.convert", "a structure in another format"),
     "explain": ("orbitrax.cli.explain", "what a result means, and what is odd about it"),
     "cite": ("orbitrax.cli.cite", "what to cite for a method and its parameters, as BibTeX"),
@@ -59,15 +64,10 @@ TOOLS = {
     "sqm": ("orbitrax.sqm", "the semi-empirical step of force-field set-up scripts"),
 }
 
-# Tasks of this program that this version does not have yet.
-UNAVAILABLE = ("ts", "transit")
-
 
 def find_task(name: str) -> type[Task]:
     """The class of a task. Raises UsageError for a name that is none."""
     for row in TASKS:
         if row.name == name:
             return row.load()
-    if name in UNAVAILABLE:
-        raise UsageError(f"the task '{name}' is not available in this version")
     raise UsageError(unknown(name, [row.name for row in TASKS], "task"))

@@ -1,0 +1,1 @@
+"""The commands of reactions: transit, path and barrier."""

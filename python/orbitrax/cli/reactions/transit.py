@@ -1,0 +1,99 @@
+"""The command `transit`: the saddle point between two structures."""
+
+from __future__ import annotations
+
+from typing import Any
+
+from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, guarded,
+                                           molecule_of, shared_of, store, structure_text)
+
+DESCRIPTION = ("Climbs from a guess, or from the middle of two structures of the same atoms, to "
+               "the saddle point between them, and computes the vibrations there: status 0 only where "
+               "just one is imaginary.")
+EXAMPLES = (
+    "orbitrax transit examples/hcn.xyz examples/hnc.xyz -m am1 -o saddle.xyz",
+    "orbitrax transit examples/hcn.xyz examples/hnc.xyz --guess examples/hcn_ts_guess.xyz -m pm3",
+)
+
+
+def add_arguments(parser: Any) -> None:
+    """Declares the options."""
+    parser.add_argument("reactant", metavar="REACTANT", help="a molecule file")
+    parser.add_argument("product", metavar="PRODUCT", help="the same atoms on the other side")
+    parser.add_argument("--guess", metavar="FILE", help="where to start (default: between the two)")
+    form = parser.add_mutually_exclusive_group()
+    form.add_argument("--linear", action="store_true",
+                      help="climb the mode along the line through both ends (the default)")
+    form.add_argument("--quadratic", action="store_true",
+                      help="climb the mode along the circle through both ends and the structure")
+    parser.add_argument("--reorder", action="store_true",
+                        help="find the order of the product's atoms by its bonds")
+    parser.add_argument("--limit", type=float, default=0.01, metavar="G",
+                        help="RMS gradient at convergence, kcal/(mol Angstrom) (default 0.01)")
+    parser.add_argument("--cycles", type=int, default=200, metavar="N",
+                        help="most cycles (default 200)")
+    parser.add_argument("-o", "--output", metavar="FILE", help="write the saddle point there, xyz")
+    add_shared(parser)
+
+
+def run(arguments: Any, terminal: Any) -> int:
+    """Runs the search; returns the exit status."""
+    return guarded(_run, arguments, terminal)
+
+
+def _run(arguments: Any, terminal: Any) -> int:
+    import json
+
+    from orbitrax.errors import NotConverged
+    from orbitrax.reactions.pairs import check_pair, reordered, superposed
+    from orbitrax.reactions.guess import between
+    from orbitrax.tasks.transit import Transit
+
+    check_files([arguments.output])
+    reactant, product = molecule_of(arguments.reactant), molecule_of(arguments.product)
+    if arguments.reorder:
+        product = reordered(product, reactant)
+    check_pair(reactant, product)
+    if arguments.guess:
+        guess = molecule_of(arguments.guess)
+        check_pair(reactant, guess)
+        start = guess.positions
+    else:
+        start = between(reactant, product)
+    task = Transit(reactant=superposed(reactant.positions, start).ravel().tolist(),
+                   product=superposed(product.positions, start).ravel().tolist(),
+                   quadratic=arguments.quadratic, limit=arguments.limit, cycles=arguments.cycles,
+                   **shared_of(arguments))
+    run = task.start(reactant.replace(positions=start), arguments.method)
+    failure = None
+    with backend_of(arguments) as backend:
+        try:
+            result = run.execute(backend, lambda event: _show(event, terminal))
+        except NotConverged as error:
+            if error.partial is None:
+                raise
+            result, failure = error.partial, error
+    terminal.end_progress()
+    if arguments.json:
+        document = result.to_dict()
+        if failure is not None:
+            document["status"] = failure.status
+            document["errors"] = [*document["errors"], failure.typed]
+        print(json.dumps(document, allow_nan=False))
+    elif not arguments.quiet:
+        print("\n".join(run.summary(result)))
+    if arguments.output:
+        text = structure_text(reactant, result.plain("coordinates"),
+                              {"energy": result.total_energy})
+        store(arguments.output, text)
+    if failure is not None:
+        terminal.error(failure.typed)
+        return failure.exit_status
+    return 0
+
+
+def _show(event: Any, terminal: Any) -> None:
+    from orbitrax.link import events
+
+    if isinstance(event, events.StatusLine):
+        terminal.progress(event.text)

@@ -1,0 +1,192 @@
+"""From two molecules to the barrier between them: ends, guess, saddle point, proof, path."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from typing import Any, Callable
+
+import numpy as np
+
+from orbitrax.errors import NotConverged, OrbitraxError
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.reactions.guess import between
+from orbitrax.reactions.pairs import check_pair, distance, superposed
+from orbitrax.reactions.path import Path, follow_path
+from orbitrax.reactions.surface import EnergySurface
+from orbitrax.results.result import Result
+from orbitrax.tasks.optimize import Optimize
+from orbitrax.tasks.transit import Transit
+from orbitrax.tasks.ts import Ts, modes_at
+
+SAME = 0.2  # Angstrom, RMS: two structures nearer than this are one
+
+_END_LIMIT = 0.02  # kcal/(mol Angstrom): of the minima
+_CYCLES = 100  # of a transit; a search that needs more has lost its way
+_SPEED = 2.083661912e10  # k/h, 1/(s K)
+_GAS = 1.987204259e-3  # kcal/(mol K)
+
+Tell = Callable[[str], None]
+
+
+@dataclass
+class Barrier:
+    """What was found. reactant, product: the optimised ends, with modes where they were computed;
+    path: the best one; way: how its saddle point was found; ends: what stands at the two ends of
+    the path, in words; attempts: what failed, in words."""
+
+    reactant: Result
+    product: Result
+    path: Path | None = None
+    way: str = ""
+    ends: tuple[str, str] = ("", "")
+    connects: bool = False
+    attempts: list[str] = field(default_factory=list)
+
+    @property
+    def saddle(self) -> Result | None:
+        """The saddle point."""
+        return None if self.path is None else self.path.saddle
+
+
+def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, *,
+                 guess: Molecule | None = None, step: float = 0.1, free_energies: bool = True,
+                 tell: Tell = lambda text: None) -> Barrier:
+    """The barrier between two molecules of the same atoms in the same order.
+
+    Tries one way after the other until a saddle point's path ends in both: from the guess, where
+    there is one; by linear and quadratic transit from the middle; by a band. Raises NotConverged
+    where an end has no minimum next to it; what else goes wrong is in `attempts`.
+    """
+    check_pair(reactant, product)
+    found = Barrier(_optimised(surface, reactant, tell), _optimised(surface, product, tell))
+    first, last = _at(reactant, found.reactant), _at(product, found.product)
+    if distance(first.positions, last.positions) < 0.01:
+        raise NotConverged("both sides go down to the same minimum: there is no barrier between "
+                           "them that this could find")
+    for way, search in _ways(surface, first, last, guess, tell):
+        tell(way)
+        try:
+            saddle = search()
+            if found.saddle is not None and distance(_places(saddle), _places(found.saddle)) < SAME:
+                found.attempts.append(f"{way}: the same saddle point again")
+                continue
+            path = follow_path(surface, saddle, step=step,
+                               on_point=lambda side, point: tell(f"path, {point.s:.1f}"))
+        except OrbitraxError as error:
+            if not isinstance(error, NotConverged):
+                raise
+            found.attempts.append(f"{way}: {error.typed}")
+            continue
+        ends, connects, turned = _ends(path, found)
+        if found.path is None or connects:
+            found.path = path.turned() if turned else path
+            found.way, found.ends, found.connects = way, ends, connects
+        if connects:
+            break
+        found.attempts.append(f"{way}: its saddle point joins {ends[0]} and {ends[1]}")
+    if free_energies:
+        tell("vibrations of both ends")
+        for end, molecule in ((found.reactant, first), (found.product, last)):
+            _add_modes(surface, end, molecule)
+    return found
+
+
+def _optimised(surface: EnergySurface, molecule: Molecule, tell: Tell) -> Result:
+    tell(f"minimum of {molecule.title}")
+    task = Optimize(limit=_END_LIMIT, **surface.shared)
+    return task.start(molecule, surface.method).execute(surface.backend)
+
+
+def _at(molecule: Molecule, result: Result) -> Molecule:
+    return molecule.replace(positions=result.plain("coordinates"))
+
+
+def _ways(surface: EnergySurface, first: Molecule, last: Molecule, guess: Molecule | None,
+          tell: Tell) -> list[tuple[str, Callable[[], Result]]]:
+    """The searches, in the order in which they are tried."""
+    def refined(positions: Any) -> Result:
+        molecule = first.replace(positions=positions)
+        return Ts(**surface.shared).start(molecule, surface.method).execute(surface.backend)
+
+    def transit(quadratic: bool) -> Result:
+        start = between(first, last)
+        task = Transit(reactant=superposed(first.positions, start).ravel().tolist(),
+                       product=superposed(last.positions, start).ravel().tolist(),
+                       quadratic=quadratic, cycles=_CYCLES, **surface.shared)
+        return task.start(first.replace(positions=start), surface.method).execute(surface.backend)
+
+    def band() -> Result:
+        from orbitrax.reactions.band import highest_of_band
+
+        return refined(highest_of_band(surface, first, last, lambda n: tell(f"band, step {n}")))
+
+    ways: list[tuple[str, Callable[[], Result]]] = []
+    if guess is not None:
+        check_pair(first, guess)
+        start = guess.positions
+        ways.append(("eigenvector following from the guess", lambda: refined(start)))
+    return [*ways, ("linear transit", lambda: transit(False)),
+            ("quadratic transit", lambda: transit(True)), ("band of structures", band)]
+
+
+def _ends(path: Path, found: Barrier) -> tuple[tuple[str, str], bool, bool]:
+    """What the two ends of a path are, whether they are the two sides, and whether the path runs
+    from the product to the reactant."""
+    names = []
+    for end, why in zip(path.ends, path.reasons):
+        names.append("no minimum" if end is None else
+                     _name(end, found) + (", not quite at its minimum" if why else ""))
+    kinds = [name.split(",")[0] for name in names]
+    if kinds == ["the product", "the reactant"]:
+        return (names[1], names[0]), True, True
+    return (names[0], names[1]), kinds == ["the reactant", "the product"], False
+
+
+def _name(end: Result, found: Barrier) -> str:
+    """What a minimum is, beside the two sides."""
+    sides = (("the reactant", found.reactant), ("the product", found.product))
+    apart = [distance(_places(end), _places(side)) for _, side in sides]
+    nearest = int(np.argmin(apart))
+    if apart[nearest] < SAME:
+        return sides[nearest][0]
+    bonds = [_bonds(end) == _bonds(side) for _, side in sides]
+    if bonds.count(True) == 1:
+        name, side = sides[bonds.index(True)]
+        gap = (end.total_energy or 0.0) - (side.total_energy or 0.0)
+        return f"{name}, in another conformation ({gap:+.2f} kcal/mol)"
+    return "another minimum"
+
+
+def _places(result: Result) -> Any:
+    return np.asarray(result.coordinates, dtype=float).reshape(-1, 3)
+
+
+def _bonds(result: Result) -> list[list[int]]:
+    from orbitrax.molecules.elements import NUMBERS
+    from orbitrax.molecules.geometry import find_bonds
+
+    numbers = np.array([NUMBERS[symbol] for symbol in result.symbols])
+    return [sorted(int(j) for j in others) for others in find_bonds(numbers, _places(result))]
+
+
+def _add_modes(surface: EnergySurface, end: Result, molecule: Molecule) -> None:
+    from orbitrax.job import Job, JobSettings
+
+    job = Job(molecule, surface.method, JobSettings(**surface.shared))
+    found = modes_at(surface.backend, job, end)
+    end.modes, end.point_group = found.modes, found.point_group
+
+
+def free_energy(result: Result, temperature: float, pressure: float) -> float | None:
+    """Of the ideal gas, kcal/mol; None where there is none."""
+    from orbitrax.vibrations.gas import GasOfResult
+
+    if result.modes is None:
+        return None
+    about = GasOfResult(result, temperature, pressure)
+    return about.on_total(about.gas and about.gas.free_energy)
+
+
+def eyring(barrier: float, temperature: float) -> float:
+    """Rate, 1/s, over a barrier in free energy, kcal/mol."""
+    return float(_SPEED * temperature * np.exp(-barrier / (_GAS * temperature)))

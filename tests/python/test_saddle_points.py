@@ -1,0 +1,166 @@
+"""Saddle points by eigenvector following and by transit, beside those of another program."""
+
+import json
+import os
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+from support import ROOT
+
+from orbitrax import Backend
+from orbitrax.errors import NotConverged, UsageError
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.reactions.barrier import find_barrier
+from orbitrax.reactions.pairs import matrix_difference
+from orbitrax.reactions.surface import EnergySurface
+from orbitrax.tasks.optimize import Optimize
+from orbitrax.tasks.transit import Transit
+from orbitrax.tasks.ts import Ts, imaginary_of
+
+pytestmark = pytest.mark.timeout(300)
+
+TABLE = json.loads((ROOT / "tests/reference/saddle_points.json").read_text())["reactions"]
+SLOW = ("diels_alder_ethylene_butadiene", "acetaldehyde_enol", "malonaldehyde_proton_transfer")
+CASES = [pytest.param(row, method, id=f"{row['name']}-{method}",
+                      marks=[pytest.mark.long] if row["name"] in SLOW or method == "PM3" else [])
+         for row in TABLE for method in row["results"]]
+HEAT, PLACE, WAVENUMBER = 0.01, 0.002, 3.0  # kcal/mol, Angstrom, 1/cm: loose complexes are flat
+
+
+def molecule(row, xyz) -> Molecule:
+    return Molecule(row["atomic_numbers"], np.array(xyz), charge=row["charge"],
+                    masses=row["masses"], multiplicity=row["multiplicity"])
+
+
+def assert_same(result, modes, wanted):
+    assert abs(result.heat_of_formation - wanted["heat"]) < HEAT
+    places = np.array(result.coordinates).reshape(-1, 3)
+    assert matrix_difference(places, np.array(wanted["geometry"])) < PLACE
+    found, = imaginary_of(modes)
+    assert abs(found - wanted["frequency"]) < WAVENUMBER
+
+
+@pytest.mark.parametrize("row, method", CASES)
+def test_a_guess_leads_to_the_saddle_point_of_another_program(row, method):
+    wanted = row["results"][method]
+    with Backend() as backend:
+        run = Ts().start(molecule(row, wanted["search_guess"]), method)
+        result = run.execute(backend)
+    assert result.converged and run.block(result)["ts"]["saddle_point"]
+    assert_same(result, run.modes, wanted)
+
+
+@pytest.mark.parametrize("quadratic", [False, True])
+def test_a_transit_leads_there_too(quadratic):
+    row = next(row for row in TABLE if row["name"] == "hcn_hnc")
+    wanted = row["results"]["AM1"]
+    ends = [np.ravel(side).tolist() for side in wanted["sides"]]
+    task = Transit(reactant=ends[0], product=ends[1], quadratic=quadratic)
+    with Backend() as backend:
+        run = task.start(molecule(row, wanted["search_guess"]), "am1")
+        assert_same(run.execute(backend), run.modes, wanted)
+
+
+@pytest.mark.long
+@pytest.mark.parametrize("row, method", [case.values for case in CASES],
+                         ids=[case.id for case in CASES])
+def test_two_minima_lead_to_the_barrier_between_them(row, method):
+    wanted = row["results"][method]
+    if (row["name"], method) == ("diels_alder_ethylene_butadiene", "AM1"):
+        pytest.skip("the one in the table that needs a guess")
+    sides = [molecule(row, xyz) for xyz in wanted["sides"]]
+    with Backend() as backend:
+        surface = EnergySurface(backend, sides[0], method, {})
+        found = find_barrier(surface, *sides, free_energies=False)
+    assert found.connects, found.attempts
+    assert abs(found.saddle.heat_of_formation - wanted["heat"]) < HEAT
+
+
+# ---- what is no saddle point is not called one --------------------------------------------------
+
+
+def orbitrax(*arguments):
+    return subprocess.run([sys.executable, "-m", "orbitrax", *map(str, arguments)], cwd=ROOT,
+                          capture_output=True, text=True, timeout=100,
+                          env={**os.environ, "PYTHONPATH": str(ROOT / "python")})
+
+
+def test_a_search_from_a_minimum_that_ends_in_none_says_so():
+    done = orbitrax("ts", "examples/water.xyz", "-m", "am1", "--json", "--cycles", 40)
+    found = json.loads(done.stdout)
+    assert done.returncode == 1 and found["status"] == "unconverged" and not found["converged"]
+    assert "saddle point" in done.stderr
+
+
+def test_a_search_that_is_cut_short_keeps_what_it_has(tmp_path):
+    path, steps = tmp_path / "there.xyz", tmp_path / "steps.xyz"
+    done = orbitrax("ts", "examples/hcn_ts_guess.xyz", "-m", "am1", "--cycles", 2, "-o", path,
+                    "--trajectory", steps)
+    assert done.returncode == 1 and "2 cycles" in done.stderr
+    assert path.read_text().startswith("3\n") and steps.read_text().count("energy=") >= 2
+
+
+def test_a_saddle_point_is_one_of_a_whole_molecule_in_its_ground_state():
+    with pytest.raises(UsageError, match="whole molecule"):
+        Ts(select="1-2")
+    with pytest.raises(UsageError, match="configuration interaction"):
+        Ts(ci="singles", window=(2, 2))
+    with pytest.raises(UsageError, match="two ends"):
+        Transit()
+
+
+def test_following_downhill_finds_the_minimum_of_the_other_search():
+    from orbitrax import read_molecule
+
+    start, heats = read_molecule(ROOT / "examples/ethanol.xyz"), []
+    with Backend() as backend:
+        for optimizer in ("ef", "quasi-newton"):
+            task = Optimize(optimizer=optimizer, limit=0.02)
+            result = task.start(start, "am1").execute(backend)
+            assert result.converged
+            heats.append(result.heat_of_formation)
+    assert abs(heats[0] - heats[1]) < 1e-3  # twice what a limit of 0.02 leaves here
+
+
+def test_following_downhill_opens_a_bent_line():
+    """HCN that starts bent: its last vibration appears as it becomes a line."""
+    bent = Molecule([6, 7, 1], [[0, 0, 0], [1.2, 0.1, 0], [-0.9, 0.4, 0.1]])
+    with Backend() as backend:
+        result = Optimize(optimizer="ef").start(bent, "am1").execute(backend)
+    assert result.converged and abs(result.heat_of_formation - 30.9835) < 0.01
+
+
+# ---- all in one ---------------------------------------------------------------------------------
+
+
+def test_barrier_tells_the_way_from_one_molecule_to_the_other(tmp_path):
+    picture, table = tmp_path / "profile.svg", tmp_path / "profile.csv"
+    done = orbitrax("barrier", "examples/hcn.xyz", "examples/hnc.xyz", "-m", "am1", "--json",
+                    "-o", picture, "--csv", table)
+    found = json.loads(done.stdout)
+    assert done.returncode == 0 and found["connects"], done.stderr
+    assert found["ends"] == ["the reactant", "the product"]
+    saddle = found["path"]["saddle_point"]
+    assert abs(saddle["heat_of_formation"] - 118.43476) < HEAT
+    assert abs(saddle["imaginary_frequency_cm1"] - 1407.27) < WAVENUMBER
+    heats = found["heats_of_formation"]
+    assert abs(found["barrier"] - (heats[1] - heats[0])) < 1e-6
+    energies = [point["total_energy"] for point in found["path"]["points"]]
+    top = int(np.argmax(energies))
+    assert all(np.diff(energies[:top + 1]) > 0) and all(np.diff(energies[top:]) < 0)
+    assert picture.read_text().count("<svg") == 1 and len(table.read_text().splitlines()) > 10
+
+
+def test_a_path_begins_at_a_saddle_point_only(tmp_path):
+    done = orbitrax("path", "examples/hcn_ts_guess.xyz", "-m", "am1")
+    assert done.returncode == 1 and "no stationary point" in done.stderr
+
+
+def test_two_sides_are_the_same_atoms():
+    done = orbitrax("barrier", "examples/hcn.xyz", "examples/water.xyz", "-m", "am1")
+    assert done.returncode == 2 and "not the same atoms" in done.stderr
+    with Backend() as backend, pytest.raises(NotConverged, match="the same minimum"):
+        one = Molecule([6, 7, 1], [[0, 0, 0], [1.16, 0, 0], [-1.07, 0, 0]])
+        find_barrier(EnergySurface(backend, one, "am1", {}), one, one)
