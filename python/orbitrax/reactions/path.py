@@ -57,9 +57,11 @@ def follow_path(surface: EnergySurface, saddle: Result, *, step: float = 0.1, mo
     assert modes is not None
     branches, ends, reasons = [], [], []
     start = point_of(saddle)
+    way = modes.vectors[0]
+    way = way * np.sign(way[np.argmax(np.abs(way))])  # an eigenvector has no sign of its own
     for side, sign in enumerate((-1.0, 1.0)):
         branch = descend(
-            surface, start, sign * modes.vectors[0], modes.hessian, modes.masses, step=step,
+            surface, start, sign * way, modes.hessian, modes.masses, step=step,
             most=most, on_point=lambda point, side=side: (  # type: ignore[misc]
                 on_point(side, point) if on_point is not None else None))
         branches.append(branch)

@@ -198,6 +198,7 @@ JobScript FlatteningAmmonia(int nMethod) {
         {{7, 0.02, 0.0, 0.05}, {1, 1.0, 0.02, 0.0}, {1, -0.5, 0.87, -0.02}, {1, -0.5, -0.86, 0.0}});
     script.Job.nCalcKind = kTransitionState;
     script.Job.nMaxCycles = 60;
+    script.Job.nReportPeriod = 0;
     script.Job.flRmsGradient = 0.02F;
     script.Options.flConvergenceLimit = 1e-8F;
     script.Options.fComputeHessian = script.Options.fTsSearch = script.Options.nFollowMode = 1;
@@ -211,11 +212,11 @@ TEST_F(Transition, EndsAtASaddlePointAndSendsTheTailOfASearch) {
         JobScript script = FlatteningAmmonia(nMethod);
         Play(script);
         EXPECT_TRUE(client.Errors().empty());
-        EXPECT_EQ(LastBlock().fConverged, 1);
-        EXPECT_EQ(LastBlock().nNegativeEigenvalues, 1);
+        EXPECT_EQ(results.Block.fConverged, 1);
+        EXPECT_EQ(results.Block.nNegativeEigenvalues, 1);
         // Flat: the nitrogen lies in the plane of the hydrogens.
         const std::vector<double> d = Distances();
-        EXPECT_NEAR(d[0], d[3] / std::sqrt(3.0), 2e-3);
+        EXPECT_NEAR(d[0], d[2] / std::sqrt(3.0), 2e-3);
         // Block, coordinates, charges, then the number of orbitals and the orbital data.
         EXPECT_EQ(Packets().size(), 5u);
     }
@@ -231,7 +232,7 @@ TEST_F(Transition, ThatOnlyComputesItsHessianSendsTheModesAndNoGeometry) {
     EXPECT_EQ(packets[1].first, kPacketCharges);
     EXPECT_EQ(packets[5].second, 12 * sizeof(ModeRecord));
     EXPECT_EQ(packets[7].second, 12 * 12 * sizeof(float));
-    EXPECT_EQ(LastBlock().fConverged, 0);
+    EXPECT_EQ(results.Block.fConverged, 0);
 }
 
 TEST_F(Transition, TakesUpTheHessianOfTheSessionBefore) {
@@ -241,7 +242,7 @@ TEST_F(Transition, TakesUpTheHessianOfTheSessionBefore) {
     script.Options.fComputeHessian = 0;
     PlaySession(script);
     EXPECT_TRUE(client.Errors().empty());
-    EXPECT_EQ(LastBlock().fConverged, 1);
+    EXPECT_EQ(results.Block.fConverged, 1);
     Play(script);
     EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgHessianMissing)});
 }
