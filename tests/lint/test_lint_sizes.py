@@ -13,7 +13,9 @@ COLUMNS = 100
 
 # Drivers and tables that may be longer: "path" for a file, "path:function" for a function, and the
 # reason. An entry that is no longer needed is a fault too.
-LONGER: dict[str, str] = {}
+LONGER: dict[str, str] = {
+    "src/link/packets.h": "the wire is one table: every structure that crosses the link",
+}
 
 CPP = (".cpp", ".h")
 SCRIPTS = {"setup", "test", "orbitrax", ".ci/run"}

@@ -8,8 +8,8 @@ from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, 
                                            molecule_of, shared_of, store, structure_text)
 
 DESCRIPTION = ("Climbs from a guess, or from the middle of two structures of the same atoms, to "
-               "the saddle point between them, and computes the vibrations there: status 0 only where "
-               "just one is imaginary.")
+               "the saddle point between them, and computes the vibrations there: status 0 only "
+               "where just one is imaginary.")
 EXAMPLES = (
     "orbitrax transit examples/hcn.xyz examples/hnc.xyz -m am1 -o saddle.xyz",
     "orbitrax transit examples/hcn.xyz examples/hnc.xyz --guess examples/hcn_ts_guess.xyz -m pm3",
