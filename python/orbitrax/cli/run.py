@@ -197,6 +197,7 @@ class TaskCommand:
     def _write_json(self, document: dict[str, Any]) -> None:
         import json
 
+        document["task"] = self.task.name  # not that of a first stage
         self.sink.write(json.dumps(document, allow_nan=False) + "\n")
 
 
