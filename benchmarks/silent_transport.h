@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "link/transport.h"
 #include "link/workers.h"
 
@@ -10,6 +12,9 @@ namespace qsolve {
 
 void PostToSelf(Message) {}
 void PacketOffered() {}
+bool MakeRoomFor(std::size_t) {
+    return true;
+}
 void SessionEnded() {}
 bool HandleOneMessage() {
     return false;

@@ -39,6 +39,7 @@ void SayNoMemory() {
 [[gnu::noinline]] void TouchStack() {
     volatile char stack[kStackBytes];
     stack[0] = 0;
+    static_cast<void>(stack[0]);
 }
 
 /// Makes the system give the stack its room while there is memory: a stack that cannot grow ends
