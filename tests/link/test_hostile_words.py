@@ -155,6 +155,7 @@ def job_of_kind(kind: int, method="am1") -> Script:
     script.job["nCalcKind"], script.job["nMaxCycles"] = kind, 1
     script.job["flHeatTime"] = script.job["flRunTime"] = script.job["flCoolTime"] = 0
     script.options["fComputeForceMatrix"] = kind == 4
+    script.options["fComputeHessian"] = kind in (5, 6)  # none that an earlier session has left
     if kind == 6:
         script.transit = [[[i, j, 0.5 * i] for i, j in enumerate((1, 3, 2, 5))] for _ in range(2)]
         script.transit[1][0] = [0.1, 1.2, 0.3]

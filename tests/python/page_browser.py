@@ -125,6 +125,7 @@ class Browser:
 
     def show(self, name: str) -> None:
         """Opens a run by its link, and waits for its results."""
+        self.until("document.documentElement.dataset.ready === 'yes'")
         self.driver.execute_script(
             "document.getElementById('tabs').replaceChildren(); location.hash = arguments[0]",
             f"#run={name}")

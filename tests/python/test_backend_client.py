@@ -166,7 +166,7 @@ def test_the_settings_arrive_at_their_places(make_peer, water):
     assert debug == (11, struct.pack("<i", 1))
     options = options[1]
     assert struct.unpack_from("<i", options, 0) == (1,)
-    assert struct.unpack_from("<i", options, 4) == (0x32000000 | 1 << 23 | 0x17F,)
+    assert struct.unpack_from("<i", options, 4) == (0x32000000 | 1 << 23 | 0x37F,)
     assert struct.unpack_from("<f", options, 8)[0] == np.float32(1e-4)
     assert struct.unpack_from("<3i", options, 12) == (77, -1, 4)
     assert struct.unpack_from("<3i", options, 88) == (1, 0, 0)

@@ -30,6 +30,10 @@ def test_the_pictures_of_the_pages_are_drawn(tmp_path):
     shown = {name for page in (ROOT / "README.md", *(ROOT / "docs").glob("*.md"))
              for name in re.findall(r"pictures/([\w.-]+)\)", page.read_text("utf-8"))}
     there = {path.name for path in (ROOT / "docs" / "pictures").iterdir()}
+    # Those of the page come from a browser.
+    assert {name for name in shown ^ there if not name.startswith("page-")} == set()
+    shown, there = ({name for name in all_of if not name.startswith("page-")}
+                    for all_of in (shown, there))
     assert set(names) == shown == there
     assert all(path.stat().st_size > 8000 for path in tmp_path.iterdir())
     assert all((ROOT / "docs" / "pictures" / name).stat().st_size < 200_000 for name in names)

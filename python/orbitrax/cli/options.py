@@ -134,7 +134,7 @@ def build_parser(command: str | None = None, argv: Sequence[str] = ()) -> argpar
     the command line, for commands whose options depend on it."""
     parser = _Parser(prog="orbitrax", description="Semi-empirical quantum chemistry.",
                      epilog=_EXAMPLES + _STATUSES)
-    parser.add_argument("--version", action=_Version, nargs=0,
+    parser.add_argument("--version", action=_Version, nargs=0, default=argparse.SUPPRESS,
                         help="say what this copy is made of: commit, backend, tables")
     commands = parser.add_subparsers(dest="command", metavar="TASK", title="tasks")
     for row in TASKS:

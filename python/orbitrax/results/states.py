@@ -5,7 +5,6 @@ from __future__ import annotations
 import math
 
 from orbitrax.arrays import as_numpy
-from orbitrax.results.species import label_of, product
 from orbitrax.units import CODATA_WAVENUMBER_PER_EV
 
 TYPE_CHECKING = False
@@ -215,6 +214,8 @@ class States:
         """Finds the species of each state of a closed shell from those of the orbitals, by number
         from 0: every configuration of some weight has the one of its orbitals' product. Unknown
         where that is not one species, or where they differ."""
+        from orbitrax.results.species import label_of, product
+
         species = [label_of(name) for name in orbitals]
         alone = (product(group, one, one) for one in species)
         same = next((one for one in alone if one is not None), None)
