@@ -6,6 +6,7 @@ import signal
 import subprocess
 import sys
 import time
+from pathlib import Path
 
 import ase.io
 import numpy as np
@@ -127,6 +128,17 @@ def test_a_sudden_death_leaves_whole_frames(tmp_path):
     assert len(ase.io.read(path, ":")) > 2 and path.stat().st_size == end_of_frames(path)
     done = orbitrax("md", "--restart", path, "-m", "am1", "--time", "5fs", "-q", "-o", path)
     assert done.returncode == 0
+
+
+def test_a_backend_that_is_killed_leaves_whole_frames(tmp_path):
+    path = tmp_path / "run.xyz"
+    process = start(path)
+    wait_for_frames(path, process)
+    children = Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().split()
+    os.kill(int(children[0]), signal.SIGKILL)
+    _, said = process.communicate(timeout=30)
+    assert process.returncode == 3 and "backend" in said and "Traceback" not in said
+    assert len(ase.io.read(path, ":")) > 2 and path.stat().st_size == end_of_frames(path)
 
 
 def test_an_scf_that_does_not_converge_is_said_and_the_frames_are_kept(tmp_path):
