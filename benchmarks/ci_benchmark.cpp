@@ -3,7 +3,9 @@
 //     ci_benchmark METHOD FILE.xyz KIND OCCUPIED UNOCCUPIED ...     KIND: singles or microstates
 //
 // Seconds of processor time of one run, so that other programs on the machine count little.
+// ORBITRAX_KERNELS and ORBITRAX_THREADS (1) hold.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +20,8 @@
 #include "ci/state.h"
 #include "job/state.h"
 #include "link/link.h"
+#include "numeric/kernels.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -106,5 +110,8 @@ int Run(int nArguments, char** pArguments) {
 }  // namespace qsolve
 
 int main(int nArguments, char** pArguments) {
+    const char* sThreads = std::getenv("ORBITRAX_THREADS");
+    if (!qsolve::ChooseKernels(std::getenv("ORBITRAX_KERNELS"))) return 1;
+    qsolve::SetThreads(sThreads ? std::max(1, std::atoi(sThreads)) : 1);
     return qsolve::Run(nArguments, pArguments);
 }
