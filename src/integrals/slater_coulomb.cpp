@@ -137,13 +137,4 @@ RadialValue EvaluateSlaterCoulombSlope(const SlaterCloud& a, const SlaterCloud& 
     return Evaluate<true>(a, b, dDistance);
 }
 
-void EvaluateSlaterCoulombDerivative(const SlaterCloud& a, const SlaterCloud& b,
-                                     const double* pVector, double* vDerivative) {
-    const double dDistance =
-        std::sqrt(pVector[0] * pVector[0] + pVector[1] * pVector[1] + pVector[2] * pVector[2]);
-    const double dSlope =
-        dDistance > 0.0 ? EvaluateSlaterCoulombSlope(a, b, dDistance).dSlope / dDistance : 0.0;
-    for (int c = 0; c < 3; ++c) vDerivative[c] = dSlope * pVector[c];
-}
-
 }  // namespace qsolve

@@ -44,9 +44,4 @@ double EvaluateSlaterCoulomb(const SlaterCloud& a, const SlaterCloud& b, double 
 RadialValue EvaluateSlaterCoulombSlope(const SlaterCloud& a, const SlaterCloud& b,
                                        double dDistance);
 
-/// The derivatives of the repulsion with respect to the position of the second cloud, pVector (x y
-/// z, bohr) running from the first to the second. vDerivative has 3 entries; 0 at distance 0.
-void EvaluateSlaterCoulombDerivative(const SlaterCloud& a, const SlaterCloud& b,
-                                     const double* pVector, double* vDerivative);
-
 }  // namespace qsolve

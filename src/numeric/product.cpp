@@ -96,9 +96,4 @@ void SubtractTransposed(int n, const double* mX, double* mC) {
     }
 }
 
-void Commutator(int n, const double* mA, const double* mB, double* mWork, double* mC) {
-    Multiply(n, n, n, mA, mB, mWork);
-    SubtractTransposed(n, mWork, mC);
-}
-
 }  // namespace qsolve

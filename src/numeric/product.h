@@ -54,11 +54,8 @@ void MultiplyByTransposed(int nRows, int nInner, int nColumns, const double* mA,
 void MultiplyTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
                         double* mC);
 
-/// C = A B - B A for symmetric A and B, which is X - X^T with X = A B, so that one product does.
-/// All n x n; mWork is scratch; mC, antisymmetric, is none of the others.
-void Commutator(int n, const double* mA, const double* mB, double* mWork, double* mC);
-
-/// C = X - X^T, n x n, mC another matrix than mX.
+/// C = X - X^T, n x n, mC another matrix than mX. With X = A B of symmetric A and B that is their
+/// commutator, by one product.
 void SubtractTransposed(int n, const double* mX, double* mC);
 
 }  // namespace qsolve

@@ -90,12 +90,6 @@ const double kFactorial[21] = {1.0,
                                121645100408832000.0,
                                2432902008176640000.0};
 
-const char* MethodFileName(int nMethod) {
-    constexpr const char* kNames[] = {"exhuckel", "cindo", "cindo",  "mindo3", "mndo",
-                                      "am1",      "pm3",   "zindo1", "zindos", "mndod"};
-    return nMethod >= kExtendedHueckel && nMethod <= kMndoD ? kNames[nMethod] : "";
-}
-
 int DShellNumber(int nMethod, int nRow) {
     const int nElement = nRow % kCappingOffset + 1;
     const int nShell = kPrincipalQuantum[nRow];

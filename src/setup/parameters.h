@@ -126,9 +126,6 @@ extern const char kOrbitalLabel[10][4];
 /// 0! .. 20!
 extern const double kFactorial[21];
 
-/// Name of a method's parameter files, without "_1.abp" and so on; "" for what is no method.
-const char* MethodFileName(int nMethod);
-
 /// Principal quantum number of the d shell of element Z (0-based row nRow) in a method: one below
 /// the valence shell where the d shell is the inner one.
 int DShellNumber(int nMethod, int nRow);

@@ -92,6 +92,12 @@ int RowOf(const std::string& sSymbol) {
     throw std::invalid_argument("no element: " + sSymbol);
 }
 
+std::string MethodFileName(int nMethod) {
+    constexpr const char* kNames[] = {"exhuckel", "cindo", "cindo",  "mindo3", "mndo",
+                                      "am1",      "pm3",   "zindo1", "zindos", "mndod"};
+    return kNames[nMethod];
+}
+
 ParameterFile ReadParameterFile(const std::string& sName) {
     const auto lines = ReadLines(sName);
     ParameterFile file;

@@ -27,6 +27,9 @@ struct ParameterPackets {
 /// Row (0-based) of "C" or "*C"; throws std::invalid_argument for what is no element.
 int RowOf(const std::string& sSymbol);
 
+/// Name of a method's files in parameters/, without "_1.abp" and so on.
+std::string MethodFileName(int nMethod);
+
 /// Reads parameters/sName; throws std::runtime_error for a file or line that cannot be read.
 ParameterFile ReadParameterFile(const std::string& sName);
 

@@ -146,24 +146,15 @@ TEST(SlaterCoulomb, OfTheHeaviestPairsUsesFactorialsOfTenDigits) {
     EXPECT_NEAR(OneCentreCoulomb({4, 1.0}, {4, 1.0}), OneCentreWith(4, 4, Exact), 2e-15);
 }
 
-TEST(SlaterCoulomb, DerivativeIsThatOfTheSecondCentre) {
+TEST(SlaterCoulomb, SlopeIsThatOfItsValue) {
     const SlaterCloud a{2, 1.6}, b{1, 1.2};
-    const double pVector[3] = {0.8, -1.1, 1.9}, h = 1e-5;
-    double vDerivative[3];
-    EvaluateSlaterCoulombDerivative(a, b, pVector, vDerivative);
-    for (int c = 0; c < 3; ++c) {
-        double dEnds[2];
-        for (int s = 0; s < 2; ++s) {
-            double v[3] = {pVector[0], pVector[1], pVector[2]};
-            v[c] += s ? h : -h;
-            dEnds[s] =
-                EvaluateSlaterCoulomb(a, b, std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]));
-        }
-        EXPECT_NEAR(vDerivative[c], (dEnds[1] - dEnds[0]) / (2 * h), 1e-8);
-    }
-    const double pNone[3] = {};
-    EvaluateSlaterCoulombDerivative(a, b, pNone, vDerivative);
-    for (double d : vDerivative) EXPECT_EQ(d, 0.0);
+    const double r = 2.33, h = 1e-5;
+    const RadialValue found = EvaluateSlaterCoulombSlope(a, b, r);
+    EXPECT_EQ(found.dValue, EvaluateSlaterCoulomb(a, b, r));
+    EXPECT_NEAR(found.dSlope,
+                (EvaluateSlaterCoulomb(a, b, r + h) - EvaluateSlaterCoulomb(a, b, r - h)) / (2 * h),
+                1e-8);
+    EXPECT_EQ(EvaluateSlaterCoulombSlope(a, b, 0.0).dSlope, 0.0);
 }
 
 TEST(SlaterCoulomb, OfCloudsOutsideTheAllowedRangeIsZero) {

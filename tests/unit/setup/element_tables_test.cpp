@@ -103,14 +103,6 @@ TEST(ElementTables, FactorialsGrowByTheirIndex) {
     for (int n = 1; n <= 20; ++n) EXPECT_EQ(kFactorial[n], n * kFactorial[n - 1]) << n;
 }
 
-TEST(ElementTables, FileNamesAreThoseOfTheTables) {
-    EXPECT_STREQ(MethodFileName(kExtendedHueckel), "exhuckel");
-    EXPECT_STREQ(MethodFileName(kCndo), "cindo");
-    EXPECT_STREQ(MethodFileName(kMndoD), "mndod");
-    EXPECT_STREQ(MethodFileName(-1), "");
-    EXPECT_STREQ(MethodFileName(10), "");
-}
-
 TEST(ElementTables, TheDShellIsAnInnerOneWhereTheMethodSaysSo) {
     for (const int nMethod : {kMndo, kMndoD}) {
         EXPECT_EQ(DShellNumber(nMethod, RowOf("Cl")), 3);
