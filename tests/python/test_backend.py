@@ -10,7 +10,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from support import ROOT
+from support import ROOT, kept
 
 from orbitrax import Backend, Job, Molecule, read_molecule
 from orbitrax.link import events
@@ -160,7 +160,7 @@ def test_the_process_ends_well_when_the_client_is_done(qsolve, water):
     texts(backend, Job(water, "am1"))
     began = time.monotonic()
     assert backend.close() == 0
-    assert time.monotonic() - began < 1.0
+    kept("an end", began, 1.0)
 
 
 @pytest.mark.parametrize("packets", range(0, 14, 2))
@@ -184,7 +184,7 @@ def test_a_killed_process_is_noticed_within_a_second(qsolve, water):
             if isinstance(event, events.LogLine):
                 os.kill(backend.pid, signal.SIGKILL)
                 began = time.monotonic()
-    assert time.monotonic() - began < 1.0
+    kept("a killed process noticed", began, 1.0)
 
 
 @pytest.mark.parametrize("frames", [0, 1, 2, 5, 12, 19])
@@ -208,9 +208,9 @@ def test_the_process_ends_within_a_second_of_a_killed_client(qsolve, frames):
     client.wait()
     client.stdout.close()
     began = time.monotonic()
-    while alive(pid) and time.monotonic() - began < 5:
+    while alive(pid) and time.monotonic() - began < 15:
         time.sleep(0.01)
-    assert time.monotonic() - began < 1.0
+    kept("the end of a backend without its client", began, 1.0)
 
 
 def alive(pid):
