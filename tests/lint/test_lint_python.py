@@ -7,6 +7,7 @@ import re
 import subprocess
 from pathlib import Path
 
+import pytest
 from tree import ROOT, files, nothing_of
 
 # The rooms and lone modules of the package by floors, from the top; what stands on one line may not
@@ -151,6 +152,7 @@ def test_the_package_finds_its_files_in_itself_and_knows_no_wine():
     nothing_of(paths_out_of_the_package(ROOT))
 
 
+@pytest.mark.timeout(900)
 def test_the_package_and_its_use_pass_the_strict_type_checker():
     for what in (["-p", "orbitrax"], ["tests/python/typed_use.py"]):
         run = subprocess.run(["/usr/bin/python3", "-m", "mypy", *what], cwd=ROOT, text=True,
