@@ -277,13 +277,14 @@ def test_tabs_go_by_keys(server, browser):
 def test_a_notebook_shows_an_orbital(browser, tmp_path):
     import orbitrax
     view = orbitrax.show(orbitrax.energy("C=O", "am1"), "homo")
-    path = tmp_path / "notebook.html"
+    home, path = browser.driver.current_url, tmp_path / "notebook.html"
     path.write_text(f"<!doctype html><p>Out [1]:</p>{view._repr_html_()}")
     browser.driver.get(f"file://{path}")
     browser.driver.switch_to.frame(browser.find("iframe"))
     browser.until("view.shapes.length === 2 && document.querySelector('canvas').width > 100")
     browser.driver.switch_to.default_content()
     browser.shot("notebook")
+    browser.open(home)
 
 
 def look_through(browser, run, widths, shown=None):
