@@ -120,8 +120,10 @@ void Work(std::uint32_t nRound, bool fFront) {
 void LiveAsThread(std::uint32_t nRound) {
     while (true) {
         pool.pTeam->begin.WaitWhile(pool.nRound, nRound);
-        if (pool.fStop.load(std::memory_order_acquire)) return;
+        // The number first: who reads that of the stop sees fStop, and who reads an earlier one
+        // finds it changed when going to sleep.
         nRound = pool.nRound.load(std::memory_order_acquire);
+        if (pool.fStop.load(std::memory_order_acquire)) return;
         Work(nRound, false);
     }
 }

@@ -58,7 +58,7 @@ TEST_P(Pool, RunsATaskOfATaskOnItsOwnThread) {
 
 TEST_P(Pool, StartsAgainAfterItHasBeenStopped) {
     SetThreads(GetParam());
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 500; ++i) {
         std::atomic<int> nDone{0};
         ForEachTask(10, [&](int) { ++nDone; });
         EXPECT_EQ(nDone, 10);
