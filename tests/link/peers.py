@@ -116,8 +116,8 @@ class Backend:
             complaint = self.complained()
             self._out.close()
             self._error.close()
-        assert complaint == self.expected_error
-        assert status == self.expected_status
+        assert complaint == self.expected_error, f"{self.process.pid} says: {complaint!r}"
+        assert status == self.expected_status, f"{self.process.pid} ended with status {status}"
 
 
 class SocketPeer(Backend):
