@@ -214,12 +214,13 @@ class DdePeer(SocketPeer):
             arguments, topic = ("Molarium", own), own
         self._out = tempfile.NamedTemporaryFile()
         self._error = tempfile.TemporaryFile()
+        self._status = tempfile.NamedTemporaryFile()
         self.link, theirs = socket.socketpair()
         self.link.settimeout(PATIENCE)
         with theirs:
             self.process = wine.launch(*arguments, program=program, out=Path(self._out.name),
-                                       topic=topic, mark=own, stdin=theirs, stdout=theirs,
-                                       stderr=self._error)
+                                       status=Path(self._status.name), topic=topic, mark=own,
+                                       stdin=theirs, stdout=theirs, stderr=self._error)
         self._mark = own
         self.topic = topic or "CalcBackend"
         self._transactions = self._bytes = 0
@@ -231,8 +232,11 @@ class DdePeer(SocketPeer):
         return wine.find_process(self._mark)
 
     def wait(self, seconds: float = SOON) -> int:
-        # Wine's own server takes its time over a process that ends while others start.
-        return super().wait(seconds + SOON)
+        # Wine's own server takes its time over a process that ends while others start, and kills
+        # what is slow to leave; what the bridge wrote last is the better word.
+        status = super().wait(seconds + SOON)
+        written = Path(self._status.name).read_text(encoding="ascii")
+        return int(written) if written else status
 
     def receive(self) -> tuple[int, bytes]:
         code, answer = super().receive()

@@ -1,9 +1,11 @@
 // A DDE client for tests: starts a program with a DDE server in it, takes frames of the packet
 // socket on standard input, carries them over DDE, and writes the answers to standard output.
 //
-//     ddebridge [--out FILE] [--topic TOPIC] PROGRAM [REST OF ITS COMMAND LINE]
+//     ddebridge [--out FILE] [--status FILE] [--topic TOPIC] PROGRAM [REST OF ITS COMMAND LINE]
 //
-// The program's standard output goes to FILE, else, as its standard error, to that of the bridge.
+// The program's standard output goes to the first FILE, else, as its standard error, to that of the
+// bridge. The second FILE gets the exit status of the bridge in decimal: Wine's server kills a
+// process that takes half a second to leave, and then the system tells only of that.
 // A connect to the topic "CalcBackend" becomes one to TOPIC, so that backends with topics of their
 // own can serve clients that know the usual one alone.
 // The frames are those of docs/packet-link.md, and these of the bridge's own, each answered by one
@@ -37,7 +39,7 @@ namespace {
 
 constexpr DWORD kPatience = 5000, kTransactionTime = 60000;  // milliseconds
 constexpr DWORD kFirstPause = 1, kLongestPause = 32;         // between two requests, milliseconds
-constexpr int kConnects = 5;
+constexpr int kConnects = 5, kStarts = 3;
 constexpr std::uint32_t kLongestFrame = 1u << 28;
 constexpr int kNotStarted = 97, kNotEnded = 98;
 
@@ -61,6 +63,7 @@ struct Frame {
 struct Bridge {
     PROCESS_INFORMATION server = {};
     std::string sTopic = "CalcBackend";  ///< what that name stands for
+    std::string sStatusFile;
     DWORD nInstance = 0;
     UINT nFormat = 0;
     HCONV hConversation = nullptr;
@@ -213,6 +216,17 @@ void WaitUntilReady() {
     SendMessageTimeoutA(WindowOfServer(), WM_NULL, 0, 0, SMTO_NORMAL, kPatience, &nAnswer);
 }
 
+/// Under Wine, one start in some thousands ends before the new process has introduced itself, which
+/// is an internal error to its parent; the next one succeeds.
+bool Create(char* sCommand, STARTUPINFOA& start) {
+    for (int nLeft = kStarts;;) {
+        if (CreateProcessA(nullptr, sCommand, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
+                           &bridge.server))
+            return true;
+        if (GetLastError() != ERROR_INTERNAL_ERROR || --nLeft == 0) return false;
+    }
+}
+
 /// Starts the program that our own command line names, and returns when it waits for messages: by
 /// then it has registered its names.
 bool StartServer() {
@@ -220,6 +234,7 @@ bool StartServer() {
     HANDLE hOut = GetStdHandle(STD_ERROR_HANDLE);
     std::string sFile;
     if (TakeOption("--out", sRest, sFile)) hOut = OpenOutput(sFile);
+    TakeOption("--status", sRest, bridge.sStatusFile);
     TakeOption("--topic", sRest, bridge.sTopic);
     STARTUPINFOA start = {};
     start.cb = sizeof start;
@@ -228,8 +243,7 @@ bool StartServer() {
     start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     SetHandleInformation(GetStdHandle(STD_INPUT_HANDLE), HANDLE_FLAG_INHERIT, 0);
     SetHandleInformation(GetStdHandle(STD_OUTPUT_HANDLE), HANDLE_FLAG_INHERIT, 0);
-    if (!CreateProcessA(nullptr, sRest, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                        &bridge.server)) {
+    if (!Create(sRest, start)) {
         std::fprintf(stderr, "ddebridge: cannot start %s (error %lu)\n", sRest, GetLastError());
         return false;
     }
@@ -339,6 +353,18 @@ std::uint32_t PostToServer(const Frame& frame) {
         return PostThreadMessageA(bridge.server.dwThreadId, WM_QUIT, words[1], words[2]) != 0;
     const HWND hWindow = WindowOfServer();
     return hWindow && PostMessageA(hWindow, words[0], words[1], words[2]);
+}
+
+/// Ends the bridge; its status is told twice.
+[[noreturn]] void End(int nStatus) {
+    if (!bridge.sStatusFile.empty()) {
+        const HANDLE hFile = OpenOutput(bridge.sStatusFile);
+        const std::string sText = std::to_string(nStatus & 0xff);
+        DWORD nWritten = 0;
+        WriteFile(hFile, sText.data(), static_cast<DWORD>(sText.size()), &nWritten, nullptr);
+        CloseHandle(hFile);
+    }
+    ExitProcess(static_cast<UINT>(nStatus));
 }
 
 bool UnderWine() {
@@ -461,13 +487,12 @@ void Run() {
 int main() {
     InitializeCriticalSection(&bridge.lock);
     bridge.hIncoming = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    if (!StartServer()) return kNotStarted;
+    if (!StartServer()) End(kNotStarted);
     DdeInitializeA(&bridge.nInstance, OnTransaction, APPCMD_CLIENTONLY, 0);
     bridge.nFormat = RegisterClipboardFormatA("Packet");
     CloseHandle(CreateThread(nullptr, 0, ReadFrames, nullptr, 0, nullptr));
     Run();
     if (bridge.hConversation) DdeDisconnect(bridge.hConversation);
     DdeUninitialize(bridge.nInstance);
-    const int nStatus = StatusOfServer();
-    ExitProcess(static_cast<UINT>(nStatus));
+    End(StatusOfServer());
 }

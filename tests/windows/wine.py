@@ -80,21 +80,24 @@ def prepare() -> None:
 
 
 def bridge_command(*arguments: str, program: Path = PROGRAM, out: Path | None = None,
-                   topic: str | None = None) -> list[str]:
+                   status: Path | None = None, topic: str | None = None) -> list[str]:
     """The command that starts `program` behind the bridge. What the program prints goes to `out`,
-    else, like its complaints, to standard error. `topic` is what the usual topic stands for."""
+    else, like its complaints, to standard error. The bridge's exit status goes to `status` as well.
+    `topic` is what the usual topic stands for."""
     options = ["--out", f"Z:{out}"] if out else []
+    options += ["--status", f"Z:{status}"] if status else []
     options += ["--topic", topic] if topic else []
     return ["wine", str(BRIDGE), *options, str(program), *arguments]
 
 
 def launch(*arguments: str, program: Path = PROGRAM, out: Path | None = None,
-           topic: str | None = None, mark: str = "", **more) -> subprocess.Popen:
+           status: Path | None = None, topic: str | None = None, mark: str = "",
+           **more) -> subprocess.Popen:
     """Starts a backend behind the bridge, whose process is returned; `mark` is for
     `find_process`."""
     prepare()
-    return subprocess.Popen(bridge_command(*arguments, program=program, out=out, topic=topic),
-                            env=environment(ORBITRAX_MARK=mark), **more)
+    command = bridge_command(*arguments, program=program, out=out, status=status, topic=topic)
+    return subprocess.Popen(command, env=environment(ORBITRAX_MARK=mark), **more)
 
 
 def find_process(mark: str, name: str = "qsolve.exe", seconds: float = 10.0) -> int:
