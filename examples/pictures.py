@@ -1,10 +1,10 @@
 #!/usr/bin/python3
 """The pictures of README.md and docs/, drawn by the program itself.
 
-    examples/pictures.py [folder] [points]
+    examples/pictures.py [--update] [folder] [points]
 
-folder: where they go, docs/pictures of this checkout by default. points: along the longest axis of
-each grid; fewer are quicker and coarser.
+folder: where they go, `pictures` here by default; with --update, docs/pictures of this checkout.
+points: along the longest axis of each grid; fewer are quicker and coarser.
 """
 
 import argparse
@@ -42,7 +42,9 @@ def main(folder: str, points: str) -> int:
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser(description="The pictures of README.md and docs/.")
-    parser.add_argument("folder", nargs="?", default=str(HERE.parent / "docs" / "pictures"))
+    parser.add_argument("folder", nargs="?", default="pictures")
     parser.add_argument("points", nargs="?", default="")
+    parser.add_argument("--update", action="store_true", help="those of the docs")
     given = parser.parse_args()
-    sys.exit(main(given.folder, given.points))
+    folder = str(HERE.parent / "docs" / "pictures") if given.update else given.folder
+    sys.exit(main(folder, given.points))
