@@ -6,9 +6,10 @@ import sys
 import matplotlib.image
 import numpy as np
 import pytest
+import scipy.ndimage
 from support import ROOT  # noqa: F401
 
-from orbitrax.pictures import figures, picture
+from orbitrax.pictures import figures, picture, render
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM, box_around, plane_through, principal_axes
 from orbitrax.grids.grid import Grid
@@ -72,6 +73,24 @@ def test_the_positive_lobe_lies_on_the_positive_side(tmp_path):
     axes = principal_axes(POSITIONS)
     seen = np.array([right, -down]) / np.hypot(right, down)
     assert seen == pytest.approx(axes[:2] @ [0, 1, 0], abs=0.1)
+
+
+@pytest.mark.parametrize("plane", [False, True], ids=["surface", "contours"])
+def test_labels_stand_on_the_atoms_and_nowhere_else(tmp_path, plane):
+    made = grid(frame=plane_through(POSITIONS, "1,2,3", 2.5, 30)) if plane else grid()
+    plain, labelled = (drawn(made, tmp_path / f"{labels}.png", width=400, labels=labels)
+                       for labels in (False, True))
+    changed = np.abs(labelled - plain).max(axis=-1) > 0.2
+    heaps = scipy.ndimage.label(scipy.ndimage.binary_dilation(changed, iterations=8))[1]
+    assert heaps == len(NUMBERS)
+    assert changed.mean() < 0.05
+
+
+def test_a_camera_tells_where_a_point_is_seen():
+    turn = np.array([[0.0, 1, 0], [0, 0, 1], [1, 0, 0]])  # y to the right, z up, x to the viewer
+    camera = render.Camera(turn, np.array([1.0, 2.0, 3.0]), 50.0, 400, 300)
+    places = camera.places(np.array([[1.0, 2, 3], [9, 3, 3], [1, 2, 4]]))
+    assert places == pytest.approx(np.array([[200, 150], [250, 150], [200, 100]]))
 
 
 def test_a_higher_isovalue_shows_less(tmp_path):

@@ -43,6 +43,7 @@ _SCALE = 0.12  # height of the scale of colours, by the width
 _SUBSCRIPTS = str.maketrans("0123456789", "₀₁₂₃₄₅₆₇₈₉")
 _TITLE = 0.4  # inches
 _SPACE = 0.5  # Angstrom round contours and atoms
+_LABEL = {"ha": "center", "va": "center", "fontsize": 8, "fontweight": "bold"}
 _IN_PLANE = 0.3  # Angstrom: atoms this near to a plane lie in it
 _SHOWN = 1.6  # Angstrom: atoms farther from a plane are left out
 
@@ -61,15 +62,17 @@ def usual_isovalue(grid: Grid) -> float:
 
 
 def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
-         view: tuple[float, float] | None = None, width: int = WIDTH) -> None:
+                 view: tuple[float, float] | None = None, width: int = WIDTH,
+                 labels: bool = False) -> None:
     """Draws a grid: contours of a plane, surfaces of a box. The name of `path` tells the format;
     `file` is written instead if it is given. isovalue, view (azimuth and elevation, degrees): of
-    the surfaces, None for what suits. width in pixels.
+    the surfaces, None for what suits. width in pixels. labels: atoms get their symbols and numbers
+    from 1.
 
     Raises CalculationFailed where there is nothing to be seen.
     """
-    figure = (contours(grid, width) if grid.frame.counts[2] == 1 else
-              surface(grid, isovalue, view, width))
+    figure = (contours(grid, width, labels) if grid.frame.counts[2] == 1 else
+              surface(grid, isovalue, view, width, labels))
     save_figure(figure, path, file, f"{_formula(grid)}, {grid.method}: {grid.title}")
 
 
@@ -81,9 +84,10 @@ def _formula(grid: Grid) -> str:
 
 
 def surface(grid: Grid, isovalue: float | None = None,
-            view: tuple[float, float] | None = None, width: int = WIDTH) -> Any:
+            view: tuple[float, float] | None = None, width: int = WIDTH,
+            labels: bool = False) -> Any:
     """A figure of the molecule and the surfaces of a box of values."""
-    from orbitrax.pictures import scene
+    from orbitrax.pictures import render, scene
 
     level = usual_isovalue(grid) if isovalue is None else isovalue
     paint = _Paint(grid, level) if grid.plot.kind == POTENTIAL else None
@@ -92,18 +96,30 @@ def surface(grid: Grid, isovalue: float | None = None,
     if not meshes:
         raise CalculationFailed(_nothing_to_see(grid, level))
     meshes += scene.molecule(grid.numbers, grid.positions)
-    picture = scene.image(meshes, grid.positions,
-                          view or _usual_view(grid), width)
-    height = picture.shape[0]
+    camera = scene.camera(meshes, grid.positions, *(view or _usual_view(grid)), width)
+    height = camera.height
     whole = height + (round(_SCALE * width) if paint else 0)
     figure = drawing_tools().figure.Figure((_INCHES, _INCHES * whole / width),
                                            dpi=width / _INCHES)
     axes = figure.add_axes([0, 1 - height / whole, 1, height / whole])
-    axes.imshow(picture, interpolation="none", aspect="auto")
+    axes.imshow(render.draw(meshes, camera), interpolation="none", aspect="auto")
     axes.set_axis_off()
+    if labels:
+        for name, place in zip(_atom_names(grid), camera.places(grid.positions)):
+            axes.text(*place, name, **_LABEL, path_effects=_halo())
     if paint:
         paint.scale(figure, 1 - height / whole)
     return figure
+
+
+def _atom_names(grid: Grid) -> list[str]:
+    """Symbols with numbers from 1."""
+    return [f"{SYMBOLS[number]}{i}" for i, number in enumerate(grid.numbers, 1)]
+
+
+def _halo() -> list[Any]:
+    """White round a text, so that it can be read on anything."""
+    return [drawing_tools().patheffects.withStroke(linewidth=2.5, foreground="white")]
 
 
 def _usual_view(grid: Grid) -> tuple[float, float]:
@@ -173,7 +189,7 @@ def _rounded(value: float) -> float:
 # ---- contours -----------------------------------------------------------------------------------
 
 
-def contours(grid: Grid, width: int = WIDTH) -> Any:
+def contours(grid: Grid, width: int = WIDTH, labels: bool = False) -> Any:
     """A figure of contours in a plane, with the atoms that lie in it or near."""
     from orbitrax.pictures import scene
 
@@ -205,7 +221,7 @@ def contours(grid: Grid, width: int = WIDTH) -> Any:
         if len(levels):
             axes.contour(x, y, values, levels, linewidths=0.8, linestyles=style,
                          colors=[tuple(0.75 * c for c in colour)])
-    _molecule_in_plane(axes, grid)
+    _molecule_in_plane(axes, grid, labels)
     figure.suptitle(f"{_formula(grid).translate(_SUBSCRIPTS)}   "
                     f"{grid.title.replace('(-', '(−').replace(' -', ' −')}, {grid.method}",
                     fontsize=11)
@@ -258,17 +274,17 @@ def _seen_atoms(grid: Grid) -> tuple[Array, Array]:
     return place @ np.stack((right, up)).T, strength * (grid.numbers > 0)
 
 
-def _molecule_in_plane(axes: Any, grid: Grid) -> None:
+def _molecule_in_plane(axes: Any, grid: Grid, numbered: bool) -> None:
     """Bonds and atoms as seen from where rows run to the right and columns up."""
-    matplotlib = drawing_tools()
     spots, strength = _seen_atoms(grid)
-    halo = [matplotlib.patheffects.withStroke(linewidth=2.5, foreground="white")]
+    names = _atom_names(grid) if numbered else [SYMBOLS[number] for number in grid.numbers]
+    halo = _halo()
     for i, neighbours in enumerate(find_bonds(grid.numbers, grid.positions)):
         for j in neighbours:
             if i < j and strength[i] and strength[j]:
                 axes.plot(*spots[[i, j]].T, color="0.15", linewidth=2.2, zorder=4,
                           alpha=min(strength[i], strength[j]), solid_capstyle="round")
-    for number, spot, alpha in zip(grid.numbers, spots, strength):
+    for name, spot, alpha in zip(names, spots, strength):
         if alpha:
-            axes.text(*spot, SYMBOLS[number], ha="center", va="center", fontsize=12, zorder=5,
+            axes.text(*spot, name, ha="center", va="center", fontsize=12, zorder=5,
                       fontweight="bold", alpha=alpha, path_effects=halo, clip_on=True)

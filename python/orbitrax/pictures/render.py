@@ -58,6 +58,13 @@ class Camera:
     width: int
     height: int
 
+    def places(self, points: Array) -> Array:
+        """Where points, n x 3 in Angstrom, are seen: n x 2, pixels to the right of and below the
+        upper left corner."""
+        seen = (points - self.centre) @ self.rotation.T
+        return np.stack((self.width / 2 + self.scale * seen[:, 0],
+                         self.height / 2 - self.scale * seen[:, 1]), axis=1)
+
 
 def draw(meshes: list[Mesh], camera: Camera) -> Array:
     """The picture on white: height x width x 3, from 0 to 1."""
@@ -141,10 +148,8 @@ class _Scene:
     def __init__(self, meshes: list[Mesh], camera: Camera):
         offsets = np.cumsum([0, *(len(mesh.vertices) for mesh in meshes)])
         vertices = np.concatenate([np.zeros((0, 3)), *(mesh.vertices for mesh in meshes)])
-        seen = (vertices - camera.centre) @ camera.rotation.T
-        self._x = (camera.width / 2 + camera.scale * seen[:, 0]).astype(np.float32)
-        self._y = (camera.height / 2 - camera.scale * seen[:, 1]).astype(np.float32)
-        self._z = seen[:, 2].astype(np.float32)
+        self._x, self._y = camera.places(vertices).astype(np.float32).T
+        self._z = ((vertices - camera.centre) @ camera.rotation[2]).astype(np.float32)
         self._faces = np.concatenate([np.zeros((0, 3), int),
                                       *(m.faces + o for m, o in zip(meshes, offsets))
                                       ]).astype(np.int32)

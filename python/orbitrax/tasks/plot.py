@@ -164,6 +164,8 @@ class PlotTask(Task):
     width: int | None = option(
         None, least=100, most=4000, unit="pixels", group=_PLOT, metavar="N",
         help="pixels across (default 1200)")
+    labels: bool = option(
+        False, group=_PLOT, help="symbol and number of each atom in the picture")
 
     def _check(self) -> None:
         super()._check()

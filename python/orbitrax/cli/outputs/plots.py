@@ -70,8 +70,8 @@ class CubeOutput(_GridOutput):
     """A cube file, for other programs to draw; - prints it."""
 
     def _check_settings(self, task: PlotTask) -> None:
-        for option in ("plane", "isovalue", "view", "width"):
-            if getattr(task, option) is not None:
+        for option in ("plane", "isovalue", "view", "width", "labels"):
+            if getattr(task, option) not in (None, False):
                 raise UsageError(f"--{option} is for pictures (.png, .svg, .pdf); a cube file "
                                  "holds a whole box of values")
 
@@ -106,7 +106,7 @@ class PictureOutput(_GridOutput):
                                        "choose a larger --margin or --isovalue")
         try:
             picture.save_picture(grid, self.path, name, run.isovalue, task.view,
-                         task.width or picture.WIDTH)
+                                 task.width or picture.WIDTH, task.labels)
         except CalculationFailed as error:  # the same as a warning would be once too often
             result.warnings[:] = [text for text in result.warnings if text not in error.typed]
             raise
