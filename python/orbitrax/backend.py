@@ -271,8 +271,8 @@ class Backend:
         try:
             if first:
                 link.greet()
-            else:
-                link.execute()
+            elif link.execute_ahead(pokes):
+                pokes.clear()
             running.first_session = False
             yield from exchange(link, pokes, reader)
         except LinkClosed:

@@ -20,6 +20,20 @@ bool SameRegardlessOfCase(const char* sA, const char* sB) {
     return *sA == *sB;
 }
 
+/// Whether nBytes bytes are packets, each with as many bytes as its header says.
+bool AreWholePackets(const unsigned char* pBytes, std::size_t nBytes) {
+    std::size_t nSeen = 0;
+    while (nBytes - nSeen >= sizeof(PacketHeader)) {
+        PacketHeader header;
+        std::memcpy(&header, pBytes + nSeen, sizeof header);
+        nSeen += sizeof header;
+        if (header.nLength < 0 || static_cast<std::size_t>(header.nLength) > nBytes - nSeen)
+            return false;
+        nSeen += static_cast<std::size_t>(header.nLength);
+    }
+    return nSeen == nBytes && nBytes > 0;
+}
+
 }  // namespace
 
 Name CopyName(const void* pBytes, std::size_t nBytes) {
@@ -82,6 +96,33 @@ int OnPoke(const Name& item, const void* pBytes, std::size_t nBytes) {
     header.nLength = static_cast<int>(nKept);
     link.ReceivedHeader = header;
     return kAcknowledged;
+}
+
+int OnPokeAhead(const Name& item, const void* pBytes, std::size_t nBytes) {
+    if (link.fInSession || !SameRegardlessOfCase(item.sName, kItemNameAhead)) return kNotProcessed;
+    ForgetAhead();
+    if (!AreWholePackets(static_cast<const unsigned char*>(pBytes), nBytes)) return kNotProcessed;
+    if (!link.Ahead.TryTake(nBytes)) return kNotProcessed;
+    std::memcpy(link.Ahead.Data(), pBytes, nBytes);
+    return kAcknowledged;
+}
+
+void ForgetAhead() noexcept {
+    link.Ahead.Reset();
+    link.nAheadUsed = 0;
+}
+
+bool TakeAhead(void* pBuffer, int nCapacity) {
+    if (link.nAheadUsed >= link.Ahead.Size()) return false;
+    const unsigned char* pPacket = link.Ahead.Data() + link.nAheadUsed;
+    PacketHeader header;
+    std::memcpy(&header, pPacket, sizeof header);
+    link.nAheadUsed += sizeof header + static_cast<std::size_t>(header.nLength);
+    header.nLength = std::clamp(nCapacity, 0, header.nLength);
+    if (header.nLength > 0)
+        std::memcpy(pBuffer, pPacket + sizeof header, static_cast<std::size_t>(header.nLength));
+    link.ReceivedHeader = header;
+    return true;
 }
 
 int OnExecute(const Name& command) {

@@ -25,6 +25,7 @@ constexpr int kAcknowledged = 0x8000, kNotProcessed = 0;
 
 constexpr char kServiceName[] = "qsolve";
 constexpr char kItemName[] = "Packet";
+constexpr char kItemNameAhead[] = "Packets";
 constexpr char kResetCommand[] = "[reset]";
 
 /// Longest name or command that can equal one of ours; longer ones never do.
@@ -63,6 +64,19 @@ void PacketFetched();
 /// Takes a packet that the session awaits, nBytes with its header. Returns kAcknowledged, or
 /// kNotProcessed when no poke is awaited, the item is not ours or there is no whole header.
 int OnPoke(const Name& item, const void* pBytes, std::size_t nBytes);
+
+/// Takes whole packets one behind the other, nBytes in all, for the demands of the next session,
+/// which are then not offered; the item is kItemNameAhead. Returns kAcknowledged, or kNotProcessed
+/// while a session runs, for another item, for bytes that are not whole packets and where there is
+/// no memory; what had been taken before is then forgotten.
+int OnPokeAhead(const Name& item, const void* pBytes, std::size_t nBytes);
+
+/// Forgets what came ahead.
+void ForgetAhead() noexcept;
+
+/// Stores at most nCapacity bytes of the next packet that came ahead in pBuffer and its header,
+/// with nLength as stored, in link.ReceivedHeader. False where there is none.
+bool TakeAhead(void* pBuffer, int nCapacity);
 
 /// Obeys "[reset]", regardless of case, by posting the start of a session; other commands are
 /// acknowledged and ignored.

@@ -104,7 +104,8 @@ void SendChunked(PacketType nType, const void* pData, std::size_t nBytes,
 /// dropped, and a shorter packet leaves the rest of the buffer as it was. Returns the bytes stored.
 int ReceivePacket(void* pBuffer, int nCapacity);
 
-/// Demands the next packet from the client and receives it. Returns the bytes stored.
+/// Receives the next of the packets that came ahead of the session; where there is none, demands
+/// one from the client. Returns the bytes stored.
 int RequestPacket(void* pBuffer, int nCapacity);
 
 /// RequestPacket for a step that needs all nBytes: a shorter packet is refused with

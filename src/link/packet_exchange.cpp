@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "link/conversation.h"
 #include "link/link.h"
 #include "link/transport.h"
 
@@ -107,6 +108,7 @@ int ReceivePacket(void* pBuffer, int nCapacity) {
 
 int RequestPacket(void* pBuffer, int nCapacity) {
     SendQueuedError();
+    if (TakeAhead(pBuffer, nCapacity)) return link.ReceivedHeader.nLength;
     if (!MakeRoomFor(static_cast<std::size_t>(std::max(nCapacity, 0)))) Fatal(kMsgOutOfMemory);
     SendPacket(kPacketRequestNext, "", 1);
     return ReceivePacket(pBuffer, nCapacity);

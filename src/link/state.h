@@ -31,6 +31,8 @@ struct LinkState {
         unsigned char Payload[kMaxPayload] = {};
     } SendBuffer;
 
+    Array<unsigned char> Ahead;  ///< packets that came ahead of their demands, for one session
+    std::size_t nAheadUsed = 0;  ///< bytes of Ahead that have been received
     bool fAwaitingPoke = false;
     unsigned char* pReceiveBuffer = nullptr;  ///< set only while a poke is awaited
     int nReceiveCapacity = 0;                 ///< bytes that pReceiveBuffer holds

@@ -21,6 +21,7 @@ constexpr std::size_t kUsualRoom =
     kFrameHead + kItemRoom + sizeof(PacketHeader) + kLargestBlock + kReadAhead;
 constexpr std::size_t kUnusualRoom = 4 * kUsualRoom;  ///< more than this is given back
 constexpr std::size_t kLargestAnswer = kFrameHead + sizeof(PacketHeader) + kMaxPayload;
+constexpr std::size_t kSentTogether = 16384;  ///< bytes of answers that may wait for the next one
 constexpr std::uint32_t kIdle = 0, kInSession = 1;
 
 struct Frame {
@@ -105,8 +106,11 @@ void HandleRequest(FrameStream& stream, const Frame& frame) {
 bool HandlePoke(FrameStream& stream, const Frame& frame) {
     const std::size_t nItem = FirstText(frame.pBody, frame.nBytes);
     if (nItem == 0) return false;
+    const Name item = CopyName(frame.pBody, nItem);
+    const unsigned char* pBytes = frame.pBody + nItem;
+    const std::size_t nBytes = frame.nBytes - nItem;
     const int nAnswer =
-        OnPoke(CopyName(frame.pBody, nItem), frame.pBody + nItem, frame.nBytes - nItem);
+        IsPacketItem(item) ? OnPoke(item, pBytes, nBytes) : OnPokeAhead(item, pBytes, nBytes);
     AppendWord(stream, kTransactionPoke, static_cast<std::uint32_t>(nAnswer));
     return true;
 }
@@ -149,7 +153,7 @@ bool MakeRoom(FrameStream& stream, std::size_t nPayload) {
     const std::size_t nRoom = std::clamp(nFrame, kUsualRoom, kFrameHead + kFrameCeiling);
     if (stream.In.empty() && stream.In.capacity() > kUnusualRoom && nRoom == kUsualRoom)
         GiveBack(stream);
-    return Reserve(stream.Out, kLargestAnswer) && Reserve(stream.In, nRoom);
+    return Reserve(stream.Out, kSentTogether + kLargestAnswer) && Reserve(stream.In, nRoom);
 }
 
 std::size_t Room(const FrameStream& stream) {
@@ -173,6 +177,11 @@ void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes
 bool IsBlocked(const FrameStream& stream) {
     Frame frame;
     return stream.fRequestHeld && PeekHead(stream, frame) && frame.nCode == kTransactionRequest;
+}
+
+bool HasMoreCome(const FrameStream& stream) {
+    Frame frame;
+    return stream.Out.size() <= kSentTogether && PeekHead(stream, frame) && IsWhole(stream, frame);
 }
 
 FrameResult HandleFrame(FrameStream& stream) {

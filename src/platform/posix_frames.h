@@ -58,6 +58,10 @@ FrameResult HandleFrame(FrameStream& stream);
 /// Whether bytes have come that HandleFrame would not take before a held request is answered.
 bool IsBlocked(const FrameStream& stream);
 
+/// Whether another frame has come whole, and the answers that wait to be sent leave room for one
+/// more.
+bool HasMoreCome(const FrameStream& stream);
+
 /// Answers a held request with the pending packet, if there are both.
 void AnswerWithPacket(FrameStream& stream);
 

@@ -32,6 +32,7 @@ namespace qsolve {
 namespace {
 
 constexpr int kRestOfListener = 100;   ///< milliseconds, where there is no room for a client
+constexpr int kFlushPeriod = 10;       ///< milliseconds for which answers may wait for each other
 constexpr int kLongestSilence = 3000;  ///< milliseconds; then a client without conversation may go
 
 /// The process's side of the link.
@@ -41,6 +42,7 @@ struct Transport {
     int nClient = -1;
     FrameStream Stream;
     std::int64_t nClientCame = 0;     ///< Now() when the client was accepted
+    std::int64_t nFlushed = 0;        ///< Now() when all that waited had been sent
     std::int64_t nListenAgain = 0;    ///< until then Now() the listener is left alone
     std::array<int, 2> nPosted = {};  ///< posted messages by kind; one of a kind is enough
     sigset_t waitMask;                ///< signals blocked during a wait: none of ours
@@ -113,6 +115,7 @@ bool Flush() {
     }
     stream.Out.clear();
     stream.nOutSent = 0;
+    transport.nFlushed = Now();
     return true;
 }
 
@@ -121,7 +124,7 @@ bool HasOutput() {
 }
 
 void FlushOrClose() {
-    if (transport.nClient >= 0 && !Flush()) CloseClient();
+    if (transport.nClient >= 0 && HasOutput() && !Flush()) CloseClient();
 }
 
 /// Takes what has come into the stream; false when nothing came. The client's end closes it.
@@ -139,19 +142,26 @@ bool ReadSome() {
     return true;
 }
 
+/// Sends what waits, but not yet where the client's next frame has come already and there is room
+/// for its answer: then all goes together, at the next look at the sockets.
+void FlushUnlessMoreHasCome() {
+    if (!HasMoreCome(transport.Stream)) FlushOrClose();
+}
+
 /// Handles one frame that has come whole. False when there is none.
 bool HandleOneFrame() {
-    if (transport.nClient < 0 || HasOutput()) return false;
+    if (transport.nClient < 0 || (HasOutput() && !HasMoreCome(transport.Stream))) return false;
     switch (HandleFrame(transport.Stream)) {
         case FrameResult::kNothing:
             return false;
         case FrameResult::kHandled:
-            FlushOrClose();
+            FlushUnlessMoreHasCome();
             return true;
         case FrameResult::kClosed:
             CloseClient();
             return true;
         case FrameResult::kViolation:
+            FlushOrClose();
             CloseViolator("a frame that is none of ours");
             return true;
     }
@@ -234,6 +244,7 @@ int PollDescriptors(pollfd* pDescriptors, std::size_t nCount, int nMilliseconds)
 
 /// The same for the sockets of the link; true when one is ready.
 bool PollSockets(int nMilliseconds) {
+    FlushOrClose();
     std::array<pollfd, 2> sockets = Sockets();
     if (PollDescriptors(sockets.data(), sockets.size(), nMilliseconds) <= 0) return link.fQuit;
     ServeSockets(sockets.data());
@@ -278,18 +289,19 @@ bool MakeRoomFor(std::size_t nBytes) {
 
 void PacketOffered() {
     AnswerWithPacket(transport.Stream);
-    FlushOrClose();
+    FlushUnlessMoreHasCome();
 }
 
 void SessionEnded() {
     if (link.fQuit)
         return;  // the client learns it from the end of the link, not as a session's end
     AnswerIdle(transport.Stream);
-    FlushOrClose();
+    FlushUnlessMoreHasCome();
 }
 
 bool HandleOneMessage() {
     if (DispatchPosted() || HandleOneFrame()) return true;
+    if (HasOutput() && Now() - transport.nFlushed < kFlushPeriod) return false;
     if (!PollSockets(0)) return false;
     HandleOneFrame();
     return true;
@@ -314,6 +326,7 @@ void AbandonLink() {
 
 void WaitWithLink(const int* pDescriptors, int nCount) {
     if (link.fQuit || DispatchPosted() || HandleOneFrame()) return;
+    FlushOrClose();
     const std::array<pollfd, 2> sockets = Sockets();
     std::vector<pollfd> all(sockets.begin(), sockets.end());
     for (int i = 0; i < nCount; ++i) all.push_back({pDescriptors[i], POLLIN, 0});

@@ -2,6 +2,7 @@
 #include <new>
 #include <utility>
 
+#include "link/conversation.h"
 #include "link/link.h"
 #include "session/session.h"
 
@@ -24,6 +25,7 @@ struct SessionMark {
     SessionMark() { link.fInSession = true; }
     ~SessionMark() {
         link.fInSession = false;
+        ForgetAhead();
         if (std::exchange(link.fStartDeferred, false))
             PostToSelf(Message::kStartSession);
         else

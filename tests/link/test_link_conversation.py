@@ -8,6 +8,7 @@ from sessions import (IDLE, ITEM, RUNNING, Packet, again, calculation, connect, 
 from orbitrax.link import wire
 
 NO_CALCULATION = options({"fCalculate": 0})
+AHEAD = names("Packets")
 LONG = "x" * 60  # fits a frame, and no name of ours
 
 
@@ -225,3 +226,43 @@ def test_disconnect_in_a_session_ends_the_process(start):
     to_demand(peer)
     peer.send(wire.DISCONNECT)
     assert peer.wait() == 0
+
+
+def test_packets_ahead_spare_the_demands_and_change_nothing_else(start):
+    peer = start()
+    ready(peer)
+    steps = calculation()
+    usual = again(peer, steps)
+    packets = b"".join(step.packet() for step in steps)
+    for taken, left_over in ((wire.ACKNOWLEDGED, b""), (wire.ACKNOWLEDGED, packets)):
+        assert poke(peer, packets + left_over, AHEAD) == taken
+        peer.send(wire.EXECUTE, names("[reset]"))
+        for _ in range(100):
+            peer.send(wire.REQUEST, ITEM)
+        assert peer.receive() == (wire.EXECUTE, wire.word(wire.ACKNOWLEDGED))
+        came = [decode(peer.receive()[1]) for _ in range(100)]
+        sent = came[:came.index(IDLE)]
+        assert all(one == IDLE for one in came[len(sent):])
+        assert [one.payload for one in sent] == [one.payload for one in usual.after_intake]
+    assert again(peer, steps).after_intake == usual.after_intake, "what was left over is dropped"
+
+
+def test_what_packets_ahead_lack_is_demanded(start):
+    peer = start()
+    ready(peer)
+    steps = calculation()
+    usual = again(peer, steps)
+    assert poke(peer, b"".join(step.packet() for step in steps[:3]), AHEAD) == wire.ACKNOWLEDGED
+    reset(peer)
+    assert play(peer, steps[3:]).after_intake == usual.after_intake
+
+
+def test_packets_ahead_are_refused_in_a_session_and_where_they_are_none(start):
+    peer = start()
+    assert connect(peer) == 1
+    packet = NO_CALCULATION[0].packet()
+    assert poke(peer, packet, AHEAD) == 0
+    assert play(peer, [*tables("am1"), *NO_CALCULATION]).after_intake == []
+    for torn in (b"", packet[:-1], packet + b"x", wire.word(-1) + packet[4:]):
+        assert poke(peer, torn, AHEAD) == 0
+    assert again(peer, NO_CALCULATION).after_intake == []

@@ -20,6 +20,7 @@ from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
 from orbitrax.job import JobSettings
 from orbitrax.methods import METHODS
 from orbitrax.session.encode import job_packets
+from orbitrax.tasks.optimize import Optimize
 
 pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(60)]
 
@@ -176,12 +177,13 @@ def test_the_process_ends_well_when_the_link_is_cut_in_a_session(qsolve, water, 
     assert process.ended() == 0
 
 
-def test_a_killed_process_is_noticed_within_a_second(qsolve, water):
+def test_a_killed_process_is_noticed_within_a_second(qsolve, examples):
     backend = Backend(qsolve)
     began = time.monotonic()
+    long = Job(molecule(examples, "caffeine"), "am1", Optimize(optimizer="steepest-descent"))
     with pytest.raises(BackendDied, match="SIGKILL"):
-        for event in backend.stream(Job(water, "am1")):
-            if isinstance(event, events.LogLine):
+        for event in backend.stream(long):
+            if isinstance(event, events.StatusLine):
                 os.kill(backend.pid, signal.SIGKILL)
                 began = time.monotonic()
     kept("a killed process noticed", began, 1.0)
@@ -192,13 +194,13 @@ def test_the_process_ends_within_a_second_of_a_killed_client(qsolve, frames):
     program = (
         "import sys, time; sys.path.insert(0, sys.argv[1])\n"
         "from orbitrax import *\nfrom orbitrax.link import conversation\n"
-        "exchange, left = conversation.Conversation._exchange, [int(sys.argv[4])]\n"
-        "def counted(self, code, body):\n"
+        "send, left = conversation.Conversation._send, [int(sys.argv[4])]\n"
+        "def counted(self, data):\n"
         "    if left[0] == 0:\n"
         "        print(b.pid, flush=True); time.sleep(60)\n"
         "    left[0] -= 1\n"
-        "    return exchange(self, code, body)\n"
-        "conversation.Conversation._exchange = counted\n"
+        "    return send(self, data)\n"
+        "conversation.Conversation._send = counted\n"
         "b = Backend(sys.argv[2])\nb.run(Job(read_molecule(sys.argv[3]), 'am1'))\n")
     client = subprocess.Popen(
         [sys.executable, "-c", program, str(ROOT / "python"), str(qsolve),

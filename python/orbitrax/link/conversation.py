@@ -9,7 +9,8 @@ from __future__ import annotations
 import struct
 import time
 
-from orbitrax.errors import ConnectRefused, LinkClosed, ProtocolError, TimeLimitExceeded
+from orbitrax.errors import (ConnectRefused, LinkClosed, OutOfMemory, ProtocolError,
+                             TimeLimitExceeded)
 from orbitrax.link.wire import (ACKNOWLEDGED, CONNECT, DISCONNECT, EXECUTE, HEADER_BYTES,
                                 MAX_PAYLOAD, POKE, REQUEST)
 
@@ -22,6 +23,7 @@ if TYPE_CHECKING:
 SERVICE = "qsolve"
 TOPIC = "CalcBackend"
 ITEM = b"Packet\0"
+ITEM_AHEAD = b"Packets\0"  # whole packets for the demands of the next session
 RESET = "[reset]"
 
 _SHUT_BOTH = 2  # socket.SHUT_RDWR
@@ -30,6 +32,9 @@ _FRAME = struct.Struct("<II")
 _HEADER = struct.Struct("<5i")
 _GREETING = 10.0  # seconds a backend may take to accept the conversation
 _MAX_ANSWER = HEADER_BYTES + MAX_PAYLOAD
+_MOST_AHEAD = 92400  # bytes of packets that any backend takes in one frame
+AT_A_TIME = 32  # packets that are asked for together, once the backend has all that it demands
+_PIECE = 65536  # bytes that are read at a time
 
 # A poke can be refused only if it comes before the backend waits for it; these many pauses are far
 # more than it needs to get there.
@@ -56,6 +61,10 @@ class Conversation:
     def __init__(self, link: Socket):
         self._link = link
         self.deadline: float | None = None
+        self._timeout: float | None = -1.0  # of the socket, as far as it is known
+        self._came, self._at = b"", 0  # what has come, and how much of it has been taken
+        self._asked = 0  # requests that have not been answered
+        self._takes_ahead: bool | None = None  # whether the backend takes packets before it demands
 
     # ---- transactions ---------------------------------------------------------------------------
 
@@ -79,13 +88,20 @@ class Conversation:
                                 "the right program?") from None
         self.deadline = deadline
 
-    def request(self) -> Packet | None:
-        """The next packet of the session, or None when the session has ended."""
+    def request(self, ahead: int = 1) -> Packet | None:
+        """The next packet of the session, or None when the session has ended. ahead: how many are
+        asked for at a time; more than one only where no poke will follow, which would have to wait
+        behind them."""
         while True:
-            answer = self._exchange(REQUEST, ITEM)
+            if 2 * self._asked < ahead:
+                self._send(_REQUEST * (ahead - self._asked))
+                self._asked = ahead
+            answer = self._answer(REQUEST)
+            self._asked -= 1
             if len(answer) == 4:
                 state = int.from_bytes(answer, "little")
                 if state == 0:
+                    self._drop_answers()
                     return None
                 if state == 1:
                     continue
@@ -98,6 +114,17 @@ class Conversation:
                     f"a packet of type {kind} announces {length} bytes and brings "
                     f"{len(answer) - HEADER_BYTES}")
             return Packet(kind, answer[HEADER_BYTES:])
+
+    def _drop_answers(self) -> None:
+        """Takes what has been asked for beyond the end of a session. A link that ends meanwhile is
+        for the next session to find: this one has had everything."""
+        try:
+            while self._asked:
+                if len(self._answer(REQUEST)) != 4:
+                    raise ProtocolError("the backend sent a packet behind the end of its session")
+                self._asked -= 1
+        except LinkClosed:
+            self._asked = 0
 
     def poke(self, packet: bytes) -> None:
         """Hands over a packet, header and payload, that the backend has asked for."""
@@ -114,6 +141,27 @@ class Conversation:
         """Gives a command; "[reset]" starts the next session."""
         if self._answered_word(EXECUTE, command.encode() + b"\0") != ACKNOWLEDGED:
             raise ProtocolError(f"the backend did not acknowledge '{command}'")
+
+    def execute_ahead(self, packets: list[bytes]) -> bool:
+        """Starts the next session, and hands over all its packets beforehand where the backend
+        takes them so; returns whether it does. If not, they are to be poked one by one."""
+        data = ITEM_AHEAD + b"".join(packets)
+        if self._takes_ahead is False or len(data) > _MOST_AHEAD:
+            self.execute()
+            return False
+        frame = _frame(POKE, data)
+        if self._takes_ahead is None:  # a first word alone, as an old backend knows of no such item
+            self._send(frame)
+            self._takes_ahead = self._word(POKE) == ACKNOWLEDGED
+            self.execute()
+            return self._takes_ahead
+        self._send(frame + _RESET + _REQUEST * AT_A_TIME)
+        self._asked = AT_A_TIME
+        if self._word(POKE) != ACKNOWLEDGED:
+            raise OutOfMemory("the backend has no memory for the molecule")
+        if self._word(EXECUTE) != ACKNOWLEDGED:
+            raise ProtocolError(f"the backend did not acknowledge '{RESET}'")
+        return True
 
     def disconnect(self) -> None:
         """Says goodbye, if the link still takes it, and closes the socket. Never raises."""
@@ -142,14 +190,17 @@ class Conversation:
     # ---- frames ---------------------------------------------------------------------------------
 
     def _answered_word(self, code: int, body: bytes) -> int:
-        answer = self._exchange(code, body)
+        self._send(_frame(code, body))
+        return self._word(code)
+
+    def _word(self, code: int) -> int:
+        answer = self._answer(code)
         if len(answer) != 4:
             raise ProtocolError(f"frame 0x{code:04X} was answered with {len(answer)} bytes, not 4")
         return int.from_bytes(answer, "little")
 
-    def _exchange(self, code: int, body: bytes) -> bytes:
-        """Sends a frame and returns the body of its answer."""
-        self._send(_FRAME.pack(code, len(body)) + body)
+    def _answer(self, code: int) -> bytes:
+        """The body of the next answer, which is one to a frame of this code."""
         answered, count = _FRAME.unpack(self._receive(_FRAME.size))
         if answered != code:
             raise ProtocolError(f"frame 0x{code:04X} was answered by frame 0x{answered:04X}")
@@ -167,26 +218,33 @@ class Conversation:
             raise LinkClosed("the backend closed the link") from error
 
     def _receive(self, count: int) -> bytes:
-        parts = []
-        while count:
+        while len(self._came) - self._at < count:
             try:
                 self._set_timeout()
-                part = self._link.recv(count)
+                part = self._link.recv(_PIECE)
             except TimeoutError:
                 raise TimeLimitExceeded("the time limit passed") from None
             except OSError as error:
                 raise LinkClosed("the backend closed the link") from error
             if not part:
                 raise LinkClosed("the backend closed the link")
-            parts.append(part)
-            count -= len(part)
-        return parts[0] if len(parts) == 1 else b"".join(parts)
+            self._came, self._at = self._came[self._at:] + part, 0
+        start, self._at = self._at, self._at + count
+        return self._came[start:self._at]
 
     def _set_timeout(self) -> None:
-        if self.deadline is None:
-            self._link.settimeout(None)
-            return
-        left = self.deadline - time.monotonic()
-        if left <= 0:
-            raise TimeoutError
-        self._link.settimeout(left)
+        left = None
+        if self.deadline is not None:
+            left = self.deadline - time.monotonic()
+            if left <= 0:
+                raise TimeoutError
+        if left is not None or self._timeout is not None:
+            self._link.settimeout(left)
+            self._timeout = left
+
+
+def _frame(code: int, body: bytes) -> bytes:
+    return _FRAME.pack(code, len(body)) + body
+
+
+_REQUEST, _RESET = _frame(REQUEST, ITEM), _frame(EXECUTE, RESET.encode() + b"\0")

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 from orbitrax.errors import CalculationFailed, ProtocolError
 from orbitrax.link import events, wire
+from orbitrax.link.conversation import AT_A_TIME
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -24,7 +25,7 @@ def exchange(link: Conversation, pokes: list[bytes], reader: SessionReader
     """
     words: list[str] = []
     results = False
-    while (packet := link.request()) is not None:
+    while (packet := link.request(1 if pokes else AT_A_TIME)) is not None:
         if packet.kind == wire.REQUEST_NEXT:
             if not pokes:
                 raise ProtocolError("the backend asks for more than the job has to tell")

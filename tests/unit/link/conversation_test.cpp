@@ -163,5 +163,42 @@ TEST_F(Conversation, DisconnectPutsTheLinkDown) {
     EXPECT_FALSE(link.fConversation);
 }
 
+TEST_F(Conversation, PacketsAheadAnswerTheDemandsOfASessionInTheirOrder) {
+    std::vector<unsigned char> bytes = Packet(3, {1, 2, 3});
+    const std::vector<unsigned char> second = Packet(1, {9});
+    bytes.insert(bytes.end(), second.begin(), second.end());
+    EXPECT_EQ(OnPokeAhead(NameOf("PACKETS"), bytes.data(), bytes.size()), kAcknowledged);
+
+    unsigned char buffer[4] = {7, 7, 7, 7};
+    EXPECT_TRUE(TakeAhead(buffer, 2));
+    EXPECT_EQ(link.ReceivedHeader.nLength, 2);
+    EXPECT_EQ(std::vector<int>(buffer, buffer + 4), (std::vector<int>{1, 2, 7, 7}));
+    EXPECT_TRUE(TakeAhead(buffer, 4));
+    EXPECT_EQ(link.ReceivedHeader.nLength, 1);
+    EXPECT_EQ(buffer[0], 9);
+    EXPECT_FALSE(TakeAhead(buffer, 4));
+}
+
+TEST_F(Conversation, PacketsAheadAreRefusedInASessionUnderAnotherNameAndTorn) {
+    const std::vector<unsigned char> good = Packet(3, {1, 2, 3});
+    const auto Ahead = [](const char* sItem, const std::vector<unsigned char>& bytes) {
+        return OnPokeAhead(NameOf(sItem), bytes.data(), bytes.size());
+    };
+    EXPECT_EQ(Ahead("Parcels", good), kNotProcessed);
+    EXPECT_EQ(Ahead("Packets", {}), kNotProcessed);
+    EXPECT_EQ(Ahead("Packets", Packet(4, {1, 2, 3})), kNotProcessed);
+    EXPECT_EQ(Ahead("Packets", Packet(2, {1, 2, 3})), kNotProcessed);
+    EXPECT_EQ(Ahead("Packets", Packet(-1, {})), kNotProcessed);
+    EXPECT_EQ(Ahead("Packets", Packet(0x7FFFFFFF, {1})), kNotProcessed);
+
+    EXPECT_EQ(Ahead("Packets", good), kAcknowledged);
+    link.fInSession = true;
+    EXPECT_EQ(Ahead("Packets", good), kNotProcessed);
+    link.fInSession = false;
+    EXPECT_EQ(Ahead("Packets", Packet(9, {})), kNotProcessed);
+    unsigned char buffer[4];
+    EXPECT_FALSE(TakeAhead(buffer, 4)) << "a torn one takes the place of what was there";
+}
+
 }  // namespace
 }  // namespace qsolve

@@ -227,5 +227,32 @@ TEST_F(Frames, ForgettingLeavesTheRoom) {
     EXPECT_FALSE(stream.fRequestHeld);
 }
 
+TEST_F(Frames, PacketsAheadAreKeptForTheNextSession) {
+    Connect();
+    const PacketHeader header{2, kPacketData, 0, 1, 0};
+    std::string sBody("Packets\0", 8);
+    sBody.append(reinterpret_cast<const char*>(&header), sizeof header).append("ab");
+    Feed(kTransactionPoke, sBody);
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
+    EXPECT_EQ(Word(2), static_cast<std::uint32_t>(kAcknowledged));
+    char buffer[8] = {};
+    EXPECT_TRUE(TakeAhead(buffer, 8));
+    EXPECT_STREQ(buffer, "ab");
+}
+
+TEST_F(Frames, AnswersWaitForEachOtherOnlyWhereThereIsRoomAndAWholeFrame) {
+    Connect();
+    EXPECT_FALSE(HasMoreCome(stream));
+    Feed(kTransactionRequest, std::string("Packet\0", 7));
+    EXPECT_TRUE(HasMoreCome(stream));
+    stream.In.pop_back();
+    EXPECT_FALSE(HasMoreCome(stream));
+    stream.In.push_back(0);
+    ASSERT_TRUE(MakeRoom(stream, 0));
+    while (HasMoreCome(stream)) stream.Out.push_back(0);
+    const std::size_t nLargest = kFrameHead + sizeof(PacketHeader) + kMaxPayload;
+    EXPECT_GE(stream.Out.capacity() - stream.Out.size() + 1, nLargest);
+}
+
 }  // namespace
 }  // namespace qsolve
