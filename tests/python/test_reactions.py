@@ -3,9 +3,11 @@
 import numpy as np
 import pytest
 from scipy.integrate import solve_ivp
+from scipy.optimize import brentq
 from scipy.spatial.transform import Rotation
 
 from orbitrax.errors import MoleculeError
+from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.barrier import eyring
 from orbitrax.reactions.downhill import Point, bofill, descend, page_mciver
@@ -42,13 +44,31 @@ def test_atoms_in_another_order_are_found_by_their_bonds():
         check_pair(HCN, METHANOL)
 
 
+def half_made(length, one, other):
+    """The distance at which a bond of this length is half way between two others, by bisection."""
+    def measure(r):
+        return np.exp(-1.7 * (r / length - 1)) + 0.01 * length / r
+
+    return brentq(lambda r: measure(r) - 0.5 * (measure(one) + measure(other)), 0.5, 9)
+
+
 def test_half_way_a_hydrogen_goes_round_and_not_through():
-    places = between(HCN, HNC)
-    carbon, nitrogen, hydrogen = places
-    # Each distance is near the mean of both ends: 1.17, 1.615 and 1.605.
-    assert abs(np.linalg.norm(carbon - nitrogen) - 1.17) < 0.02
-    assert abs(np.linalg.norm(carbon - hydrogen) - 1.615) < 0.02
-    assert abs(np.linalg.norm(nitrogen - hydrogen) - 1.605) < 0.02
+    carbon, nitrogen, hydrogen = between(HCN, HNC)
+    c, n, h = np.array(RADII)[[6, 7, 1]]
+    for one, other, wanted in ((carbon, nitrogen, half_made(c + n, 1.16, 1.18)),
+                               (carbon, hydrogen, half_made(c + h, 1.07, 2.16)),
+                               (nitrogen, hydrogen, half_made(n + h, 2.23, 0.98))):
+        assert abs(np.linalg.norm(one - other) - wanted) < 0.02
+
+
+def test_half_way_two_molecules_meet_however_far_apart_they_are():
+    """A bond that breaks, its atoms 3, 30 or 300 Angstrom apart at the other side."""
+    start = Molecule([1, 1], [[0, 0, 0], [0.74, 0, 0]])
+    met = [np.linalg.norm(np.diff(between(start, Molecule([1, 1], [[0, 0, 0], [far, 0, 0]])),
+                                  axis=0)) for far in (3.0, 30.0, 300.0)]
+    length = 2 * RADII[1]
+    assert np.allclose(met, [half_made(length, 0.74, far) for far in (3.0, 30.0, 300.0)])
+    assert 0.9 < met[0] < met[1] < met[2] < 1.1
 
 
 def test_a_band_is_even_and_ends_in_its_two_sides():

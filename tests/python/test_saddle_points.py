@@ -68,8 +68,6 @@ def test_a_transit_leads_there_too(quadratic):
                          ids=[case.id for case in CASES])
 def test_two_minima_lead_to_the_barrier_between_them(row, method):
     wanted = row["results"][method]
-    if (row["name"], method) == ("diels_alder_ethylene_butadiene", "AM1"):
-        pytest.skip("the one in the table that needs a guess")
     sides = [molecule(row, xyz) for xyz in wanted["sides"]]
     with Backend() as backend:
         surface = EnergySurface(backend, sides[0], method, {})

@@ -1,16 +1,21 @@
 """Structures between two ends, by the distances of their atoms.
 
-Half way, every distance should be the mean of those at the ends (S. Smidstrup, A. Pedersen, K.
-Stokbro, H. Jonsson, J. Chem. Phys. 140, 214106 (2014)); places are found that come nearest to it.
+Half way between the sides, every bond should be half made or half broken: the middle has the mean
+of a measure that falls from 1 at the length of a bond to next to nothing beyond the reach of one
+(X. Zhu, K. C. Thompson, T. J. Martinez, J. Chem. Phys. 150, 164103 (2019)), so that two molecules
+meet, however far apart they are at their side. Steps of a band have the mean of the distances
+themselves (S. Smidstrup, A. Pedersen, K. Stokbro, H. Jonsson, J. Chem. Phys. 140, 214106 (2014)).
+Places are found that come nearest to it.
 """
 
 from __future__ import annotations
 
-from typing import Any
+from typing import Any, Callable
 
 import numpy as np
 from scipy.optimize import least_squares
 
+from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.pairs import superposed
 
@@ -18,23 +23,37 @@ Array = Any
 
 _TRIES = 6
 _SHAKE = 0.3  # Angstrom: atoms that would pass through one another go round each other
+_FALL = 1.7  # of the measure, at the length of a bond
+_FAR = 0.01  # what is left of it far away, falling by the inverse distance
 
 
 def between(reactant: Molecule, product: Molecule) -> Array:
-    """The structure half way, n x 3, Angstrom, near the mean of both ends."""
-    first = np.asarray(reactant.positions, dtype=float)
-    last = superposed(np.asarray(product.positions, dtype=float), first)
-    return _by_distances(first, last, 0.5, 0.5 * (first + last), _TRIES)
+    """The structure half way, n x 3, Angstrom, its bonds half made and half broken."""
+    first, last = _laid_together(reactant, product)
+    i, j = np.triu_indices(len(first), 1)
+    radii = np.array(RADII)[reactant.numbers]
+    lengths = radii[i] + radii[j]
+
+    def bonds(places: Array) -> Array:
+        return bond_measure(_distances(places), lengths)
+
+    wanted = 0.5 * (bonds(first) + bonds(last))
+    return _nearest(lambda places: bonds(places) - wanted, 0.5 * (first + last), _TRIES)
 
 
-def images_between(reactant: Molecule, product: Molecule, count: int,
-                   middle: Array | None = None) -> list[Array]:
+def bond_measure(distances: Array, lengths: Array) -> Array:
+    """How much of a bond there is: about 1 at its length, falling by the distance."""
+    measure: Array = np.exp(-_FALL * (distances / lengths - 1.0)) + _FAR * lengths / distances
+    return measure
+
+
+def images_between(reactant: Molecule, product: Molecule, count: int) -> list[Array]:
     """The two ends and `count` structures between them, an odd number, each near to its
-    neighbours. middle: the structure half way, where there is one already."""
+    neighbours."""
     half = count // 2 + 1
-    centre = between(reactant, product) if middle is None else np.asarray(middle, dtype=float)
-    first = superposed(np.asarray(reactant.positions, dtype=float), centre)
-    last = superposed(np.asarray(product.positions, dtype=float), centre)
+    first, last = _laid_together(reactant, product)
+    centre = _by_distances(first, last, 0.5, 0.5 * (first + last), _TRIES)
+    first, last = superposed(first, centre), superposed(last, centre)
 
     def side(end: Array) -> list[Array]:
         found: list[Array] = []
@@ -49,25 +68,34 @@ def images_between(reactant: Molecule, product: Molecule, count: int,
     return [first, *side(first), centre, *side(last)[::-1], last]
 
 
+def _laid_together(reactant: Molecule, product: Molecule) -> tuple[Array, Array]:
+    first = np.asarray(reactant.positions, dtype=float)
+    return first, superposed(np.asarray(product.positions, dtype=float), first)
+
+
 def _by_distances(first: Array, last: Array, share: float, start: Array, tries: int) -> Array:
-    """Places whose distances are as near as they can be to the mean of two structures. Several
-    starts, the same in each run, and the nearest end; small distances weigh most."""
-    i, j = np.triu_indices(len(start), 1)
-
-    def distances(places: Array) -> Array:
-        return np.linalg.norm(places[i] - places[j], axis=1)
-
-    wanted = (1.0 - share) * distances(first) + share * distances(last)
+    """Places whose distances are as near as they can be to the mean of two structures; small
+    distances weigh most."""
+    wanted = (1.0 - share) * _distances(first) + share * _distances(last)
     weights = wanted ** -2
+    return _nearest(lambda places: weights * (_distances(places) - wanted), start, tries)
 
-    def missing(flat: Array) -> Array:
-        return weights * (distances(flat.reshape(-1, 3)) - wanted)
 
+def _distances(places: Array) -> Array:
+    """All of them, one a pair."""
+    i, j = np.triu_indices(len(places), 1)
+    found: Array = np.linalg.norm(places[i] - places[j], axis=1)
+    return found
+
+
+def _nearest(missing: Callable[[Array], Array], start: Array, tries: int) -> Array:
+    """Places where least is missing. Several starts, the same in each run, and the best end."""
     shaken = np.random.default_rng(0)
     best, least = start, float("inf")
     for number in range(tries):
         shake = shaken.normal(scale=_SHAKE if number else 1e-3, size=start.shape)
-        found = least_squares(missing, (start + shake).ravel(), max_nfev=200)
+        found = least_squares(lambda flat: missing(flat.reshape(-1, 3)), (start + shake).ravel(),
+                              max_nfev=300)
         if found.cost < least - 1e-6:
             best, least = found.x.reshape(-1, 3), float(found.cost)
     return superposed(best, start)
