@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -19,6 +20,9 @@ constexpr int kMostBytes = 1 << 29;
 /// Most starts of an SCF, and the highest limit of its commutator, eV.
 constexpr int kMostStarts = 1000;
 constexpr double kLargestCommutatorLimit = 1e3;
+
+/// Largest element of a Hessian, kcal/(mol Angstrom^2).
+constexpr double kLargestForce = 1e6;
 
 /// The data of one section, as they came: nothing in them has been looked at.
 struct SectionData {
@@ -66,6 +70,29 @@ void TakeSearch(const SectionData& data) {
                       .fEitherSign = (record.nWishes & kEitherSign) != 0};
 }
 
+/// Of so many rows; 0 where they are not those of a matrix over whole atoms.
+int RowsOf(int nBytes) {
+    const int nElements = nBytes / static_cast<int>(sizeof(double));
+    const int n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(nElements))));
+    const bool fSquare =
+        static_cast<std::size_t>(n) * static_cast<std::size_t>(n) * sizeof(double) ==
+        static_cast<std::size_t>(nBytes);
+    return fSquare && n % 3 == 0 ? n : 0;
+}
+
+void TakeHessian(const SectionData& data) {
+    const int n = RowsOf(data.nBytes);
+    if (n == 0) RefuseSize(data);
+    const std::size_t nSize = static_cast<std::size_t>(n);
+    Array<double> mHessian;
+    mHessian.Take(nSize, nSize, kIntake);
+    std::memcpy(mHessian.Data(), data.pBytes, static_cast<std::size_t>(data.nBytes));
+    for (std::size_t i = 0; i < mHessian.Size(); ++i)
+        if (!(std::abs(mHessian[i]) <= kLargestForce))
+            Fatal(kMsgForceConstant, data.sName, i / nSize + 1, i % nSize + 1);
+    further.mHessian = std::move(mHessian);
+}
+
 /// A shorter record is one of an older client, a longer one of a newer one: what both know counts.
 void TakeScf(const SectionData& data) {
     ScfWishes asked;
@@ -85,9 +112,8 @@ struct OptionRow {
     void (*Take)(const SectionData& data);
 };
 constexpr OptionRow kRows[] = {
-    {kGivenCoordinates, "coordinates", TakePlaces},
-    {kMotionSection, "motion", TakeMotion},
-    {kSearchSection, "search", TakeSearch},
+    {kGivenCoordinates, "coordinates", TakePlaces}, {kMotionSection, "motion", TakeMotion},
+    {kSearchSection, "search", TakeSearch},         {kGivenHessian, "Hessian", TakeHessian},
     {kGivenScf, "self-consistent field", TakeScf},
 };
 

@@ -35,6 +35,7 @@ struct FurtherOptions {
     Array<double> pXyz;  ///< by atom, x y z, Angstrom: instead of those of the atom records
     MotionWishes Motion;
     SearchWishes Search;
+    Array<double> mHessian;  ///< n x n, kcal/(mol Angstrom^2): where a search begins
     ScfWishes Scf;  ///< how the SCF is to be steered; all zero, by the options of old alone
 };
 inline FurtherOptions further;

@@ -155,6 +155,7 @@ enum OptionSection : int {
     kGivenScf = 1,          ///< ScfWishes
     kMotionSection = 8,     ///< MotionRecord
     kSearchSection = 9,     ///< SearchRecord
+    kGivenHessian = 10,     ///< n x n doubles over the selected atoms, kcal/(mol Angstrom^2)
 };
 
 /// What a client asks of a search with a Hessian beyond what every client gets.

@@ -136,8 +136,13 @@ void GuessHessian(Search& s) {
                 Row(mHessian.Data(), 3 * n, i)[j];
 }
 
+/// The one that the client has told; else that of the place; of a minimisation a guess.
 /// False where the Hessian of an earlier job is asked for and there is none.
 bool FindHessian(Search& s) {
+    if (HasGivenHessian()) {
+        TakeGivenHessian(s.Now);
+        return true;
+    }
     if (!s.Kind.fSaddle) {
         GuessHessian(s);
         return true;

@@ -116,6 +116,23 @@ bool HasSearchHessian() {
            v.nStoredCoordinates == 3 * (system.nSelected - system.nCapping);
 }
 
+bool HasGivenHessian() {
+    return further.mHessian.Size() > 0;
+}
+
+void TakeGivenHessian(Surface& surface) {
+    const int n = 3 * (system.nSelected - system.nCapping);
+    const Array<double>& m = further.mHessian;
+    if (m.Size() != Size(n) * Size(n))
+        Fatal(kMsgSectionSize, "Hessian", static_cast<int>(m.Size() * sizeof(double)));
+    const double dUnit = UsesAtomicUnits(system.MethodId) ? kBohrPerAngstrom : 1.0;
+    std::fill(surface.mHessian.begin(), surface.mHessian.end(), 0.0);
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+            Row(surface.mHessian.Data(), surface.n, i)[j] =
+                0.5 * (Row(m.Data(), n, i)[j] + Row(m.Data(), n, j)[i]) / (dUnit * dUnit);
+}
+
 void TakeKeptHessian(Surface& surface) {
     const int n = vibrations.nStoredCoordinates;
     std::fill(surface.mHessian.begin(), surface.mHessian.end(), 0.0);

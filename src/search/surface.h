@@ -54,6 +54,13 @@ void ComputeSearchHessian();
 /// Whether the kept Hessian is one of a search, complete, and of this molecule.
 bool HasSearchHessian();
 
+/// Whether the client has told the Hessian with which a search begins.
+bool HasGivenHessian();
+
+/// That Hessian, its two triangles averaged, becomes that of the surface; capping atoms get zeros.
+/// Fatal with kMsgSectionSize where it belongs to another number of atoms.
+void TakeGivenHessian(Surface& surface);
+
 /// The kept Hessian becomes that of the surface; capping atoms, which it lacks, get zeros.
 void TakeKeptHessian(Surface& surface);
 

@@ -109,6 +109,7 @@ struct EndsGuard {
 // ---- the model of a cycle -----------------------------------------------------------------------
 
 void FindHessian(Transit& t) {
+    if (t.nCycle == 1 && HasGivenHessian()) return TakeGivenHessian(t.Now);
     if (t.nCycle == 1 || t.nCycle % kHessianPeriod == 0) {
         ComputeSearchHessian();
         TakeKeptHessian(t.Now);

@@ -114,6 +114,33 @@ TEST_F(FurtherOptionsIntake, RefusesWishesOfMotionOfAnotherSize) {
     }
 }
 
+TEST_F(FurtherOptionsIntake, TakesAHessianOfWholeAtoms) {
+    std::vector<double> m(36);
+    for (std::size_t i = 0; i < m.size(); ++i) m[i] = 1.0 / 3 - static_cast<double>(i);
+    EXPECT_EQ(Read(Section(kGivenHessian, 36 * 8, m)), 0);
+    EXPECT_EQ((std::vector<double>{further.mHessian.begin(), further.mHessian.end()}), m);
+    EXPECT_EQ(Read({}), 0);
+    EXPECT_EQ(further.mHessian.Size(), 0u) << "an earlier session's";
+}
+
+TEST_F(FurtherOptionsIntake, RefusesAHessianThatIsNone) {
+    for (const int n : {0, 1, 3, 8, 10, 16, 25, 35, 37})
+        EXPECT_EQ(
+            Read(Section(kGivenHessian, 8 * n, std::vector<double>(static_cast<std::size_t>(n)))),
+            kMsgSectionSize)
+            << n;
+    EXPECT_EQ(Read(Section(kGivenHessian, 76, std::vector<double>(10))), kMsgSectionSize);
+    const double kInfinite = std::numeric_limits<double>::infinity();
+    for (const double d : {std::nan(""), kInfinite, -kInfinite, 1.1e6, -1e300}) {
+        std::vector<double> m(9);
+        m[5] = d;
+        EXPECT_EQ(Read(Section(kGivenHessian, 72, m)), kMsgForceConstant) << d;
+        EXPECT_EQ(Errors(), std::vector<std::string>{
+                                "The section \"Hessian\" of the further options has an element "
+                                "that is no force constant (row 2, column 3)."});
+    }
+}
+
 TEST_F(FurtherOptionsIntake, RefusesWhatDoesNotLieWithinItsBytes) {
     const int kMost = 1 << 29;
     EXPECT_EQ(Read({}, 1), kMsgFurtherOptions);

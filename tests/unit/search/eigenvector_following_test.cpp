@@ -13,6 +13,7 @@
 #include "search/ef_step.h"
 #include "search/rules.h"
 #include "search/search.h"
+#include "search/surface.h"
 #include "setup/state.h"
 #include "tests/support/hinge.h"
 #include "tests/support/matrices.h"
@@ -261,6 +262,57 @@ TEST_F(Following, DoesNotTakeTheHessianOfOtherAtoms) {
     Run();
     EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgHessianMissing)});
     EXPECT_EQ(model.nRuns, 1) << "and no report at the end";
+}
+
+/// The second derivatives of the hinge at its guess, as a client would tell them.
+void GiveHessian(double dError) {
+    TestMatrix h(9, 9);
+    ComputeDifferences(kForceMatrixScheme, 3, 1, h.Data(), nullptr);
+    const double dUnit = UsesAtomicUnits(system.MethodId) ? 1.889726 : 1.0;
+    further.mHessian.Take(9, 9, kIntake);
+    for (std::size_t i = 0; i < 81; ++i) further.mHessian[i] = h.v[i] * dUnit * dUnit;
+    further.mHessian[1] += dError;  // of one triangle: the mean counts
+    further.mHessian[9] -= dError;
+}
+
+TEST_F(Following, BeginsWithTheHessianThatItsClientTells) {
+    for (const int nKind : {kTransitionState, kOptimisation})
+        for (const int nMethod : {0, int{kCndo}}) {
+            model = ModelState{};
+            Order(HingeGuess(), Hinge(), nKind);
+            if (nMethod) system.MethodId = nMethod;
+            GiveHessian(100.0);
+            further.Search.fCareful = true;
+            model.nRuns = 0;
+            Run(1e-4, 60);
+            EXPECT_EQ(results.Block.fConverged, 1);
+            const double dEnd = nKind == kTransitionState ? kHingeTop : 0.0;
+            EXPECT_NEAR(scf.dTotalEnergy, dEnd, 1e-6) << nMethod;
+            EXPECT_EQ(model.nRuns, results.Block.nEnergyPoints + 1) << "no differences";
+            EXPECT_FALSE(vibrations.fComplete) << "it is not kept";
+        }
+}
+
+TEST_F(Following, TakesTheMeanOfBothTrianglesInItsUnit) {
+    Order(HingeGuess(), Hinge(), kTransitionState);
+    system.MethodId = kCndo;
+    further.mHessian.Take(9, 9, kIntake);
+    for (int i = 0; i < 81; ++i) further.mHessian[i] = i;
+    Surface surface;
+    surface.Take(9);
+    TakeGivenHessian(surface);
+    for (int i = 0; i < 9; ++i)
+        for (int j = 0; j < 9; ++j)
+            EXPECT_NEAR(surface.mHessian[9 * i + j], 5.0 * (i + j) / (1.889726 * 1.889726), 1e-4);
+}
+
+TEST_F(Following, RefusesTheHessianOfOtherAtoms) {
+    Order(HingeGuess(), Hinge(), kTransitionState);
+    further.mHessian.Take(6, 6, kIntake);
+    EXPECT_THROW(Run(), Unwinding);
+    EXPECT_EQ(client.Errors(),
+              std::vector<std::string>{"The section \"Hessian\" of the further options has 288 "
+                                       "bytes, which does not fit."});
 }
 
 TEST_F(Following, TakesDifferencesOneWayWhereTheScfIsCoarse) {

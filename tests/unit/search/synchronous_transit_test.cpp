@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "geometry/displacements.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "numeric/pool.h"
@@ -107,6 +108,18 @@ TEST_F(Transit, ComputesItsHessianAnewAfterTwoHundredCycles) {
     // The first SCF and the last, two Hessians of 18 points and one each, and one for each step.
     EXPECT_EQ(model.nRuns, 2 + 2 * 19 + results.Block.nEnergyPoints - 1);
     EXPECT_EQ(results.Block.nCycles, 201);
+}
+
+TEST_F(Transit, BeginsWithTheHessianThatItsClientTells) {
+    OrderHinge(0);
+    further.mHessian.Take(9, 9, kIntake);
+    ComputeDifferences(kForceMatrixScheme, 3, 1, further.mHessian.Data(), nullptr);
+    model.nRuns = 0;
+    further.Search = {.fCareful = true, .fEitherSign = true};
+    RunSynchronousTransit(1e-4, 100);
+    EXPECT_EQ(results.Block.fConverged, 1);
+    EXPECT_NEAR(scf.dTotalEnergy, kHingeTop, 1e-6);
+    EXPECT_EQ(model.nRuns, results.Block.nEnergyPoints + 1) << "no differences";
 }
 
 TEST_F(Transit, RefusesASingleAtomAndFreesItsEnds) {
