@@ -167,6 +167,11 @@ class JobSettings(Settings):
         """Fields of the options on the wire that follow from several settings, or from the job."""
         return {}
 
+    def first_hessian(self, job: Job) -> bytes | None:
+        """With which a search begins, doubles, 3 n x 3 n, kcal/(mol Angstrom^2); None where the
+        backend finds its own."""
+        return None
+
     def velocities_of(self, job: Job) -> Sequence[float] | None:
         """Velocities that the job starts with, 3 n, Angstrom/ps; None where it draws its own."""
         return None

@@ -52,6 +52,56 @@ def test_a_guess_leads_to_the_saddle_point_of_another_program(row, method):
     assert_same(result, run.modes, wanted)
 
 
+@pytest.mark.parametrize("row, method", CASES)
+def test_a_model_of_the_curvature_leads_there_as_well(row, method):
+    """It knows nothing of the reaction; the lowest mode of each step finds it."""
+    wanted = row["results"][method]
+    with Backend() as backend:
+        run = Ts(hessian="model").start(molecule(row, wanted["search_guess"]), method)
+        result = run.execute(backend)
+    assert_same(result, run.modes, wanted)
+    assert result.blocks["ts"]["mode"] == 0 and result.energy_points < 50  # and no differences
+
+
+def test_curvatures_of_another_method_save_those_of_this_one(tmp_path):
+    row = next(row for row in TABLE if row["name"] == "formaldehyde_dissociation")
+    path = tmp_path / "forces.npy"
+    with Backend() as backend:
+        there = Ts().start(molecule(row, row["results"]["PM3"]["search_guess"]), "pm3").execute(
+            backend)
+        np.save(path, there.modes.hessian)
+        start = molecule(row, np.reshape(there.coordinates, (-1, 3)))
+        run = Ts(hessian=str(path)).start(start, "am1")
+        result = run.execute(backend)
+        assert_same(result, run.modes, row["results"]["AM1"])
+        assert result.scf_runs < 12 < 24  # the points of the differences alone
+        bowl = np.eye(3 * len(start)) * 400.0  # which shows no way: what is told is what is used
+        np.save(path, bowl)
+        other = Ts(hessian=str(path), cycles=2).start(start, "am1")
+        with pytest.raises(NotConverged) as found:
+            other.execute(backend)
+    assert found.value.partial.blocks["ts"]["report_points"][0]["negative_eigenvalues"] == 0
+
+
+def test_a_file_without_the_curvatures_of_this_molecule_is_refused(tmp_path):
+    water = Molecule([8, 1, 1], [[0, 0, 0], [0.96, 0, 0], [-0.2, 0.9, 0]])
+    path = tmp_path / "forces.npy"
+    with pytest.raises(UsageError, match="compute, model or a file"):
+        Ts(hessian="guess")
+    with pytest.raises(UsageError, match="No such file"):
+        Ts(hessian=str(path)).start(water, "am1")
+    for matrix, why in ((np.eye(6), "6 x 6 float64; for this molecule it should be 9 x 9"),
+                        (np.full((9, 9), np.nan), "no force constants"),
+                        (np.triu(np.ones((9, 9))), "not symmetric"),
+                        (np.eye(9, dtype=int), "9 x 9 int64")):
+        np.save(path, matrix)
+        with pytest.raises(UsageError, match=why):
+            Ts(hessian=str(path)).start(water, "am1")
+    path.write_bytes(b"\x93NUMPY" + bytes(40))
+    with pytest.raises(UsageError, match="format version"):
+        Ts(hessian=str(path)).start(water, "am1")
+
+
 @pytest.mark.parametrize("quadratic", [False, True])
 def test_a_transit_leads_there_too(quadratic):
     row = next(row for row in TABLE if row["name"] == "hcn_hnc")

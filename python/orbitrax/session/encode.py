@@ -138,7 +138,7 @@ def _sent(one: Option, value: Any) -> Any:
 
 # ---- further options ----------------------------------------------------------------------------
 
-_COORDINATES, _MOTION, _SEARCH = 0, 8, 9  # kinds of sections
+_COORDINATES, _MOTION, _SEARCH, _HESSIAN = 0, 8, 9, 10  # kinds of sections
 
 
 def _further(job: Job) -> list[tuple[int, bytes]]:
@@ -150,6 +150,9 @@ def _further(job: Job) -> list[tuple[int, bytes]]:
         sections.append((_MOTION, struct.pack("<2i", job.settings.motion_wishes, 0)))
     if job.settings.search_wishes:
         sections.append((_SEARCH, struct.pack("<2i", job.settings.search_wishes, 0)))
+    hessian = job.settings.first_hessian(job)
+    if hessian is not None:
+        sections.append((_HESSIAN, hessian))
     return sections
 
 

@@ -8,6 +8,7 @@ from orbitrax.results.text import (CONVERGENCE, counted, line, structure, summar
                                    unconverged_scfs)
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
+from orbitrax.tasks.start_hessian import COMPUTE, MODEL, check_choice
 from orbitrax.tasks.task import Run, Task
 
 TYPE_CHECKING = False
@@ -65,6 +66,7 @@ class SaddleRun(Run):
         super().__init__(task, job)
         if any(number <= 0 for number in job.molecule.z):
             raise UsageError(f"{job.molecule.title}: a saddle point of dummy atoms cannot be shown")
+        task.first_hessian(job)  # refuses one of other atoms before anything is begun
         self.points = ReportPoints(_REPORTED)
         self.modes: Modes | None = None
 
@@ -183,15 +185,40 @@ class Ts(SaddleTask):
     )
     calc_kind: ClassVar[int] = TRANSITION_STATE
 
-    mode: int = option(
-        1, least=0, group=_SEARCH, wire="nFollowMode", metavar="K",
+    mode: int | None = option(
+        None, least=0, group=_SEARCH, metavar="K",
         help="mode that is followed uphill, counted from 1 by rising curvature; 0: whichever is "
-             "the lowest at each step")
+             "the lowest at each step (default 1, from a model 0)")
+
+    hessian: str = option(
+        COMPUTE, group=_SEARCH, metavar="WHAT",
+        help="where the search begins: 'compute' the second derivatives there (the default), "
+             "'model' them by the bonds, or take those of a file NAME.npy, which 'vibrations -o' "
+             "writes")
+
+    def _check(self) -> None:
+        super()._check()
+        check_choice(self.hessian)
+
+    def first_hessian(self, job: Job) -> bytes | None:
+        """What was told, or a model."""
+        from orbitrax.tasks.start_hessian import given_hessian
+
+        found = given_hessian(self.hessian, job.molecule)
+        return None if found is None else bytes(found.tobytes())
 
     def fields(self, job: Job) -> dict[str, Any]:
-        """The Hessian is computed where the search begins."""
-        return {**super().fields(job), "fComputeHessian": 1, "fTsSearch": 1}
+        """The Hessian is computed where the search begins unless it is told."""
+        return {**super().fields(job), "fComputeHessian": 1, "fTsSearch": 1,
+                "nFollowMode": self.followed}
+
+    @property
+    def followed(self) -> int:
+        """The mode; those of a model do not yet look like the reaction."""
+        if self.mode is not None:
+            return self.mode
+        return 0 if self.hessian == MODEL else 1
 
     def told(self) -> dict[str, Any]:
-        """The mode."""
-        return {"mode": self.mode}
+        """The mode, and the first Hessian."""
+        return {"mode": self.followed, "hessian": self.hessian}

@@ -148,10 +148,10 @@ class Vibrations(Task):
     )
     calc_kind: ClassVar[int] = VIBRATIONS
     run_type: ClassVar[type[Run]] = Vibrating
-    files: ClassVar[tuple[str, ...]] = ("modes", "bands", "animation", "infrared")
+    files: ClassVar[tuple[str, ...]] = ("modes", "bands", "animation", "force matrix", "infrared")
     file_help: ClassVar[str] = (
         "what to write: the spectrum, NAME.png, .svg, .pdf, or .csv; NAME.molden: the modes, for "
-        "programs that show them; with --animate: NAME.xyz or .gif")
+        "programs that show them; NAME.npy: the force matrix; with --animate: NAME.xyz or .gif")
 
     optimize: bool = option(
         False, group=_MODES, help="go to the nearest minimum first")

@@ -77,6 +77,7 @@ OUTPUTS = (
     OutputRow("modes", "vibrations", "ModesOutput", (".molden",)),
     OutputRow("bands", "vibrations", "BandsOutput", (".csv",)),
     OutputRow("animation", "vibrations", "AnimationOutput", (".gif", ".xyz")),
+    OutputRow("force matrix", "vibrations", "ForceMatrixOutput", (".npy",)),
     OutputRow("infrared", "vibrations", "SpectrumOutput"),
     OutputRow("states", "spectra", "StatesOutput", (".csv",)),
     OutputRow("spectrum", "spectra", "SpectrumOutput", (".png", ".svg", ".pdf")),

@@ -56,7 +56,8 @@ class SpectrumOutput(_ModesFile):
         assert self.path is not None
         if not self.path.lower().endswith(tuple(f".{name}" for name in figures.FORMATS)):
             raise UsageError(f"{self.path}: its name does not tell what to write; try .png, .svg "
-                             "or .pdf for the spectrum, .csv for its bands, .molden for the modes")
+                             "or .pdf for the spectrum, .csv for its bands, .molden for the modes, "
+                             ".npy for the force matrix")
         figures.check(self.path)
 
     def write(self, name: str, run: Any, result: Result, modes: Modes) -> None:
@@ -88,6 +89,17 @@ class ModesOutput(_ModesFile):
 
         with open(name, "w", encoding="utf-8") as file:
             file.write(molden_text(modes, run.job.molecule.z, run.job.molecule.positions))
+
+
+class ForceMatrixOutput(_ModesFile):
+    """The second derivatives, as a file of numpy."""
+
+    def write(self, name: str, run: Any, result: Result, modes: Modes) -> None:
+        """3 n x 3 n numbers, kcal/(mol Angstrom^2)."""
+        import numpy as np
+
+        with open(name, "wb") as file:
+            np.save(file, modes.hessian)
 
 
 class AnimationOutput(_ModesFile):
