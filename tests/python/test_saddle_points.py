@@ -1,12 +1,17 @@
 """Saddle points by eigenvector following and by transit, beside those of another program."""
 
+import itertools
 import json
 import os
+import signal
 import subprocess
 import sys
+import time
 
 import numpy as np
 import pytest
+from ase.io import read
+from ase.units import kcal, mol
 from support import ROOT
 
 from orbitrax import Backend
@@ -185,8 +190,9 @@ def test_following_downhill_opens_a_bent_line():
 
 def test_barrier_tells_the_way_from_one_molecule_to_the_other(tmp_path):
     picture, table = tmp_path / "profile.svg", tmp_path / "profile.csv"
+    way = tmp_path / "way.xyz"
     done = orbitrax("barrier", "examples/hcn.xyz", "examples/hnc.xyz", "-m", "am1", "--json",
-                    "-o", picture, "--csv", table)
+                    "-o", picture, "--csv", table, "--trajectory", way)
     found = json.loads(done.stdout)
     assert done.returncode == 0 and found["connects"], done.stderr
     assert found["ends"] == ["the reactant", "the product"]
@@ -198,7 +204,29 @@ def test_barrier_tells_the_way_from_one_molecule_to_the_other(tmp_path):
     energies = [point["total_energy"] for point in found["path"]["points"]]
     top = int(np.argmax(energies))
     assert all(np.diff(energies[:top + 1]) > 0) and all(np.diff(energies[top:]) < 0)
+    frames = read(way, ":")
+    assert [name for name, _ in itertools.groupby(frame.info["stage"] for frame in frames)] == [
+        "minimum of examples/hcn.xyz", "minimum of examples/hnc.xyz", "linear transit",
+        "path, side 1", "minimum, side 1", "path, side 2", "minimum, side 2"]
+    along = {round(frame.get_potential_energy() / (kcal / mol), 4) for frame in frames
+             if frame.info["stage"].startswith("path")}
+    assert {round(energy, 4) for energy in energies[:top] + energies[top + 1:]} <= along
     assert picture.read_text().count("<svg") == 1 and len(table.read_text().splitlines()) > 10
+
+
+def test_a_barrier_that_is_interrupted_keeps_its_way(tmp_path):
+    way = tmp_path / "way.xyz"
+    run = subprocess.Popen(
+        [sys.executable, "-m", "orbitrax", "barrier", "examples/hcn.xyz", "examples/hnc.xyz", "-m",
+         "am1", "--json", "--trajectory", way], cwd=ROOT, stdout=subprocess.PIPE, text=True,
+        stderr=subprocess.PIPE, env={**os.environ, "PYTHONPATH": str(ROOT / "python")})
+    while run.poll() is None and not (way.exists() and way.stat().st_size):
+        time.sleep(0.01)
+    run.send_signal(signal.SIGINT)
+    printed, said = run.communicate(timeout=60)
+    assert run.returncode == 130 and json.loads(printed)["status"] == "interrupted", said
+    assert f"until then are in {way}" in said and "Traceback" not in said
+    assert all(len(frame) == 3 for frame in read(way, ":"))
 
 
 def test_a_path_begins_at_a_saddle_point_only(tmp_path):

@@ -64,6 +64,7 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
         raise NotConverged("both sides go down to the same minimum: there is no barrier between "
                            "them that this could find")
     for way, search in _ways(surface, first, last, guess, tell):
+        surface.stage = way
         tell(way)
         try:
             saddle = search()
@@ -92,9 +93,9 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
 
 
 def _optimised(surface: EnergySurface, molecule: Molecule, tell: Tell) -> Result:
-    tell(f"minimum of {molecule.title}")
-    task = Optimize(limit=_END_LIMIT, **surface.shared)
-    return task.start(molecule, surface.method).execute(surface.backend)
+    surface.stage = f"minimum of {molecule.title}"
+    tell(surface.stage)
+    return surface.search(Optimize(limit=_END_LIMIT, **surface.shared), molecule.positions)
 
 
 def _at(molecule: Molecule, result: Result) -> Molecule:
@@ -105,15 +106,14 @@ def _ways(surface: EnergySurface, first: Molecule, last: Molecule, guess: Molecu
           tell: Tell) -> list[tuple[str, Callable[[], Result]]]:
     """The searches, in the order in which they are tried."""
     def refined(positions: Any) -> Result:
-        molecule = first.replace(positions=positions)
-        return Ts(**surface.shared).start(molecule, surface.method).execute(surface.backend)
+        return surface.search(Ts(**surface.shared), positions)
 
     def transit(quadratic: bool) -> Result:
         start = between(first, last)
         task = Transit(reactant=superposed(first.positions, start).ravel().tolist(),
                        product=superposed(last.positions, start).ravel().tolist(),
                        quadratic=quadratic, cycles=_CYCLES, **surface.shared)
-        return task.start(first.replace(positions=start), surface.method).execute(surface.backend)
+        return surface.search(task, start)
 
     def band() -> Result:
         from orbitrax.reactions.band import highest_of_band

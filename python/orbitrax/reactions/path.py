@@ -60,12 +60,18 @@ def follow_path(surface: EnergySurface, saddle: Result, *, step: float = 0.1, mo
     way = modes.vectors[0]
     way = way * np.sign(way[np.argmax(np.abs(way))])  # an eigenvector has no sign of its own
     for side, sign in enumerate((-1.0, 1.0)):
-        branch = descend(
-            surface, start, sign * way, modes.hessian, modes.masses, step=step,
-            most=most, on_point=lambda point, side=side: (  # type: ignore[misc]
-                on_point(side, point) if on_point is not None else None))
+        surface.stage = f"path, side {side + 1}"
+
+        def told(point: Point, side: int = side) -> None:
+            surface.tell(point.energy, point.positions, point.gradient)
+            if on_point is not None:
+                on_point(side, point)
+
+        branch = descend(surface, start, sign * way, modes.hessian, modes.masses, step=step,
+                         most=most, on_point=told)
         branches.append(branch)
         last = branch.points[-1].positions if branch.points else start.positions
+        surface.stage = f"minimum, side {side + 1}"
         end, why = _minimum(surface, last)
         ends.append(end)
         reasons.append(why)
@@ -74,9 +80,8 @@ def follow_path(surface: EnergySurface, saddle: Result, *, step: float = 0.1, mo
 
 def _minimum(surface: EnergySurface, positions: Any) -> tuple[Result | None, str]:
     task = Optimize(limit=_END_LIMIT, cycles=_END_CYCLES, **surface.shared)
-    molecule = surface.molecule.replace(positions=positions)
     try:
-        return task.start(molecule, surface.method).execute(surface.backend), ""
+        return surface.search(task, positions), ""
     except NotConverged as error:
         flat = error.partial is not None and error.partial.gradient is not None
         return (error.partial if flat else None), error.typed

@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from typing import Any
+from dataclasses import dataclass
+from typing import Any, Callable
 
 import numpy as np
 
@@ -11,18 +12,53 @@ from orbitrax.errors import NotConverged
 from orbitrax.job import Job, JobSettings
 from orbitrax.methods import Method
 from orbitrax.molecules.molecule import Molecule
+from orbitrax.results.result import Result
+from orbitrax.tasks.task import Task
 
 Array = Any
 
 
+@dataclass(frozen=True)
+class Seen:
+    """A structure on the way. stage: to what it belongs; energy kcal/mol; positions n x 3,
+    Angstrom; gradient n x 3, kcal/(mol Angstrom)."""
+
+    stage: str
+    energy: float
+    positions: Array
+    gradient: Array
+
+    @property
+    def rms(self) -> float:
+        """Root mean square of the gradient."""
+        return float(np.sqrt(np.mean(self.gradient ** 2)))
+
+
 class EnergySurface:
-    """The energy of a molecule over the places of its atoms. points: how often it was computed."""
+    """The energy of a molecule over the places of its atoms, and the searches on it. points: how
+    often the energy was computed beside those; stage: what is being done, in words; listeners:
+    called with each structure that searches and paths come to."""
 
     def __init__(self, backend: Backend, molecule: Molecule, method: Method | str | int,
                  shared: dict[str, Any]):
         self.backend, self.molecule, self.method, self.shared = backend, molecule, method, shared
-        self.points = 0
+        self.points, self.stage = 0, ""
+        self.listeners: list[Callable[[Seen], None]] = []
         self._settings = JobSettings(**shared)
+        self.job = Job(molecule, method, self._settings)
+
+    def search(self, task: Task, positions: Array) -> Result:
+        """Runs a search from there; its report points are told. Raises NotConverged as it does."""
+        run = task.start(self.molecule.replace(positions=positions), self.method)
+        run.points.listeners.append(lambda point: self.tell(  # type: ignore[attr-defined]
+            point.values["total_energy"], point.xyz, point.gradient))
+        return run.execute(self.backend)
+
+    def tell(self, energy: float, positions: Any, gradient: Any) -> None:
+        """A structure, to all who listen."""
+        flat = [np.asarray(one, dtype=float).reshape(-1, 3) for one in (positions, gradient)]
+        for listener in self.listeners:
+            listener(Seen(self.stage, energy, *flat))
 
     def __call__(self, positions: Array) -> tuple[float, Array]:
         """Energy, kcal/mol, and gradient, n x 3, kcal/(mol Angstrom)."""

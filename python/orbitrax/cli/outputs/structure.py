@@ -15,6 +15,7 @@ if TYPE_CHECKING:
 
     from orbitrax.cli.command import CommandSettings
     from orbitrax.cli.terminal import Terminal
+    from orbitrax.job import Job
     from orbitrax.molecules.molecule import Molecule
     from orbitrax.results.result import Result
     from orbitrax.tasks.report_points import ReportPoint
@@ -94,28 +95,28 @@ def last_structure(run: Any, result: Result | None) -> tuple[Molecule, dict[str,
                                 multiplicity=job.multiplicity), about
 
 
-def _atoms(run: Run, point: ReportPoint) -> Any:
-    from ase import Atoms
-
-    from orbitrax.arrays import as_numpy
-
-    job = run.job
-    return Atoms(numbers=job.molecule.numbers, positions=as_numpy(point.xyz or (), 3),
-                 info={"charge": job.charge, "multiplicity": job.multiplicity})
-
-
 def _write_frame(file: TextIO, run: Run, point: ReportPoint) -> None:
-    """Appends a frame, and sees it out of the buffer."""
+    write_frame(file, run.job, point.xyz or (), point.values["total_energy"], point.gradient,
+                {"step": int(point.values["cycle"])})
+
+
+def write_frame(file: TextIO, job: Job, xyz: Any, energy: float, gradient: Any,
+                about: dict[str, Any]) -> None:
+    """Appends a frame of extended xyz, in ASE's units, and sees it out of the buffer. xyz: 3 n,
+    Angstrom; energy kcal/mol; gradient: 3 n, kcal/(mol Angstrom), or None; about: what else the
+    second line says."""
     import ase.io
+    from ase import Atoms
     from ase.calculators.singlepoint import SinglePointCalculator
 
     from orbitrax.arrays import as_numpy
 
-    atoms = _atoms(run, point)
-    atoms.info.update(method=run.job.method.key, step=int(point.values["cycle"]))
-    values: dict[str, Any] = {"energy": point.values["total_energy"] * ASE_EV_PER_KCAL}
-    if point.gradient is not None:
-        values["forces"] = -as_numpy(point.gradient, 3) * ASE_EV_PER_KCAL
+    atoms = Atoms(numbers=job.molecule.numbers, positions=as_numpy(xyz, 3),
+                  info={"charge": job.charge, "multiplicity": job.multiplicity,
+                        "method": job.method.key, **about})
+    values: dict[str, Any] = {"energy": energy * ASE_EV_PER_KCAL}
+    if gradient is not None:
+        values["forces"] = -as_numpy(gradient, 3) * ASE_EV_PER_KCAL
     atoms.calc = SinglePointCalculator(atoms, **values)
     try:
         ase.io.write(file, atoms, format="extxyz")

@@ -44,13 +44,14 @@ def run(arguments: Any, terminal: Any) -> int:
 def _run(arguments: Any, terminal: Any) -> int:
     import json
 
+    from orbitrax.cli.reactions.live import Live
     from orbitrax.cli.reactions.written import write_path
     from orbitrax.errors import UsageError
     from orbitrax.reactions.barrier import find_barrier
     from orbitrax.reactions.pairs import reordered
     from orbitrax.reactions.surface import EnergySurface
 
-    check_files([arguments.output, arguments.csv])
+    check_files([arguments.output, arguments.csv, arguments.trajectory])
     if not 0 < arguments.temperature <= 10000:
         raise UsageError("--temperature is one above 0 K, 10000 at the most")
     reactant, product = molecule_of(arguments.reactant), molecule_of(arguments.product)
@@ -59,9 +60,10 @@ def _run(arguments: Any, terminal: Any) -> int:
     guess = molecule_of(arguments.guess) if arguments.guess else None
     with backend_of(arguments) as backend:
         surface = EnergySurface(backend, reactant, arguments.method, shared_of(arguments))
-        found = find_barrier(surface, reactant, product, guess=guess, step=arguments.step,
-                             free_energies=not arguments.no_free_energies, tell=terminal.progress)
-    terminal.end_progress()
+        with Live(terminal, arguments.trajectory, surface):
+            found = find_barrier(surface, reactant, product, guess=guess, step=arguments.step,
+                                 free_energies=not arguments.no_free_energies,
+                                 tell=terminal.progress)
     if found.path is not None:
         drawn = (arguments.output or "").lower().endswith(PICTURES)
         write_path(found.path, reactant, None if drawn else arguments.output, arguments.csv,

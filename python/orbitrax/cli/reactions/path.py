@@ -31,6 +31,8 @@ def add_path_options(parser: Any) -> None:
                         help="length of a step, Angstrom amu^1/2 (default 0.1)")
     parser.add_argument("--points", type=int, default=200, metavar="N",
                         help="most points on each side (default 200)")
+    parser.add_argument("--trajectory", metavar="FILE",
+                        help="write every structure on the way there as it comes, extended xyz")
     parser.add_argument("--csv", metavar="FILE", help="write the profile there, as a table")
 
 
@@ -42,24 +44,21 @@ def run(arguments: Any, terminal: Any) -> int:
 def _run(arguments: Any, terminal: Any) -> int:
     import json
 
+    from orbitrax.cli.reactions.live import Live
     from orbitrax.cli.reactions.written import end_line, path_document, write_path
     from orbitrax.reactions.path import follow_path, verified
     from orbitrax.reactions.surface import EnergySurface
     from orbitrax.tasks.ts import said
 
-    check_files([arguments.output, arguments.csv, arguments.picture])
+    check_files([arguments.output, arguments.csv, arguments.picture, arguments.trajectory])
     check_picture(arguments.picture)
     molecule = molecule_of(arguments.molecule)
     with backend_of(arguments) as backend:
         surface = EnergySurface(backend, molecule, arguments.method, shared_of(arguments))
-        saddle = verified(surface, molecule.positions)
-
-        def tell(side: int, point: Any) -> None:
-            terminal.progress(f"side {side + 1}, {point.s:.2f}, {point.energy:.4f} kcal/mol")
-
-        path = follow_path(surface, saddle, step=arguments.step, most=arguments.points,
-                           on_point=tell)
-    terminal.end_progress()
+        with Live(terminal, arguments.trajectory, surface):
+            terminal.progress("vibrations of the saddle point")
+            saddle = verified(surface, molecule.positions)
+            path = follow_path(surface, saddle, step=arguments.step, most=arguments.points)
     write_path(path, molecule, arguments.output, arguments.csv, arguments.picture)
     if arguments.json:
         print(json.dumps({"schema": "orbitrax-path-1", "method": arguments.method,

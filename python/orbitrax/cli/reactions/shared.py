@@ -49,10 +49,18 @@ def backend_of(arguments: Any) -> Backend:
 
 
 def guarded(work: Any, arguments: Any, terminal: Any) -> int:
-    """Runs a command; an error is said, and becomes its exit status. Ctrl-C passes through."""
+    """Runs a command; an error is said, and becomes its exit status. Ctrl-C passes
+    through, and is said in the document."""
     try:
         status: int = work(arguments, terminal)
         return status
+    except KeyboardInterrupt:
+        terminal.end_progress()
+        terminal.error("interrupted" + (f"; the structures until then are in {arguments.trajectory}"
+                                        if getattr(arguments, "trajectory", None) else ""))
+        if arguments.json:
+            print(json.dumps({"status": "interrupted", "errors": ["interrupted"]}), flush=True)
+        raise
     except OrbitraxError as error:
         terminal.end_progress()
         terminal.error(error.typed)
