@@ -25,12 +25,13 @@ bool HasShell(double dU, double dBeta, double dZeta) {
 }
 
 /// Finds the shells of a row. A p shell begins at n = 2 and a d shell at n = 3; d is of use only
-/// beside s.
+/// beside s, and not to an atom that ends a cut bond, which has s and p whatever its row says.
 void FindShells(int nRow, const NddoRow& row, NddoExtended* pX) {
     pX->nShell = kPrincipalQuantum[nRow];
     pX->nShellD = DShellNumber(system.MethodId, nRow);
     pX->fHasP = pX->nShell >= 2 && HasShell(row.dUpp, row.dBetaP, row.dZetaP);
-    pX->fHasD = pX->nShellD >= 3 && HasShell(row.dUss, row.dBetaS, row.dZetaS) &&
+    pX->fHasD = nRow < kCappingOffset && pX->nShellD >= 3 &&
+                HasShell(row.dUss, row.dBetaS, row.dZetaS) &&
                 HasShell(row.dUdd, row.dBetaD, row.dZetaD);
 }
 

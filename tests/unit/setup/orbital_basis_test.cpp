@@ -52,6 +52,12 @@ TEST_F(OrbitalBasis, CappingAtomsHaveFourOrbitalsWhateverTheyAre) {
         ASSERT_EQ(TrySetUp(), 0);
         EXPECT_EQ(setup.nOrbitals, 8);
     }
+    UseMethod(kMndoD);
+    UseAtoms({{9}, {17, 2, 0, 0, kCapping}});
+    NddoRow& row = parameters.pNddoParams[kCappingOffset + 16];
+    row.dUdd = -20, row.dBetaD = -2, row.dZetaD = 1.2, row.dGdd = 8;
+    ASSERT_EQ(TrySetUp(), 0);
+    EXPECT_EQ(setup.nOrbitals, 8) << "though its row has a d shell";
 }
 
 TEST_F(OrbitalBasis, OfNddoHasADShellOnlyWithParameters) {
