@@ -153,7 +153,9 @@ void RememberWithArrays() {
 }  // namespace
 
 void FreeCalculation() noexcept {
+    const int nOrbitals = setup.nOrbitals;
     setup = SetupState{};
+    setup.nOrbitals = nOrbitals;  // of orbitals that are gone zeros are sent, as many as they were
     system.pCoords.Reset();
     integrals = IntegralState{};
     algebra = AlgebraState{};

@@ -2,8 +2,8 @@
 
 import numpy as np
 import pytest
-from sessions import (BLOCK_BYTES, ETHANE_PART, KEYS, NO_FORCE_MATRIX, NOTHING_TO_PLOT, Step, again,
-                      calculation, connect, first, grid, options, play, ready, reset,
+from sessions import (BLOCK_BYTES, ETHANE_PART, KEYS, NO_FORCE_MATRIX, NOTHING_TO_PLOT, WATER, Step,
+                      again, calculation, connect, first, grid, options, play, ready, reset,
                       restraint_steps, tables)
 
 from orbitrax.link import wire
@@ -265,6 +265,20 @@ def test_a_synchronous_transit_asks_for_two_geometries(start):
     assert [(step.name, len(step.payload)) for step in steps[-2:]] == [("reactant", 36),
                                                                        ("product", 36)]
     assert first(start(), steps).told == len(tables("am1")) + len(steps)
+
+
+def test_vectors_of_a_job_that_left_none_are_zeros(start):
+    peer = start()
+    vectors = {**QUIET, "fSendOrbitals": 1}
+    good = first(peer, calculation(run=vectors)).after_intake[-1].payload
+    assert len(good) == 4 * 6 * 6 and any(good)
+    # A job of no kind frees the orbitals of the last one, an intake that fails too.
+    assert again(peer, calculation(run=vectors, job=NOTHING)).after_intake[-1].payload == bytes(144)
+    assert again(peer, calculation(run=vectors)).after_intake[-1].payload == good
+    refused = [*options(vectors), Step("atom count", wire.word(0))]
+    assert again(peer, refused).errors == ["The number of atoms is not in range (0)."]
+    zeros = again(peer, options({**vectors, "fCalculate": 0, "nSpinTreatment": 1})).after_intake
+    assert [packet.payload for packet in zeros] == [bytes(144)] * 2
 
 
 def test_a_silent_log_leaves_the_status_line(start):
