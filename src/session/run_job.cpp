@@ -3,6 +3,7 @@
 #include "exchange/results.h"
 #include "gradient/state.h"
 #include "job/kinds.h"
+#include "job/methods.h"
 #include "job/state.h"
 #include "link/link.h"
 #include "scf/scf.h"
@@ -37,8 +38,7 @@ void RunFirstScf() {
 }
 
 /// An optimiser that is not one leaves the geometry as it came, and nothing is computed.
-void RunOptimisation() {
-    SetUpCalculation();
+void Optimise() {
     const double dRms = static_cast<double>(job.flRmsGradient);
     switch (job.nOptimiser) {
         case kSteepestDescent:
@@ -59,6 +59,12 @@ void RunOptimisation() {
         default:
             break;
     }
+}
+
+/// Extended Hueckel has no energies to go down by: its geometry is sent back as it came.
+void RunOptimisation() {
+    SetUpCalculation();
+    if (FamilyOf(system.MethodId) != Family::kNone) Optimise();
     SendTail();
 }
 

@@ -267,6 +267,22 @@ def test_a_synchronous_transit_asks_for_two_geometries(start):
     assert first(start(), steps).told == len(tables("am1")) + len(steps)
 
 
+@pytest.mark.parametrize("optimiser", range(5))
+def test_an_optimisation_of_a_method_without_energies_sends_its_end(start, optimiser):
+    # The only molecules of method 0 are those without electrons, since it has no orbitals either.
+    peer = start()
+    assert connect(peer) == 1
+    steps = calculation(run={**QUIET, "nTotalCharge": 8}, method_id=0,
+                        job={"nCalcKind": 1, "nOptimiser": optimiser})
+    head = [Step(None, wire.word(4)), Step("parameter method", wire.word(0))]
+    transcript = play(peer, [*head, *steps])
+    assert transcript.errors == []
+    sent = [packet for packet in transcript.after_intake if packet.kind < 9000]
+    assert [len(packet.payload) for packet in sent] == [172, 36, 12, 4, 4]
+    places = np.frombuffer(sent[1].payload, "<f4").reshape(-1, 3)
+    np.testing.assert_array_equal(places, WATER.positions.astype("<f4"))
+
+
 def test_vectors_of_a_job_that_left_none_are_zeros(start):
     peer = start()
     vectors = {**QUIET, "fSendOrbitals": 1}
