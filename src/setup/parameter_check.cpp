@@ -1,6 +1,8 @@
 #include "setup/parameter_check.h"
 
+#include "job/state.h"
 #include "link/link.h"
+#include "setup/parameters.h"
 
 namespace qsolve {
 
@@ -31,8 +33,10 @@ bool IsFaulty(Fault nFault, double dValue) {
 }
 
 void Complain(MessageId nMessage, int nAtom, const AtomRecord& atom, const char* sName) {
-    const Argument arguments[] = {nAtom, ElementOf(atom), sName ? sName : ""};
-    const std::size_t nArguments = sName ? 3 : 2;
+    Argument arguments[4] = {nAtom, ElementOf(atom)};
+    std::size_t nArguments = 2;
+    if (sName) arguments[nArguments++] = sName;
+    arguments[nArguments++] = kTableFile[system.MethodId];
     if (nMessage >= kFirstError) FatalText(nMessage, arguments, nArguments);
     WarnText(nMessage, arguments, nArguments);
 }

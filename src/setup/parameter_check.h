@@ -51,7 +51,7 @@ struct ParameterCheck {
 bool IsFaulty(Fault nFault, double dValue);
 
 /// Sends a warning or refuses the job, by the message's number: atom number, atomic number as a
-/// person knows it, and sName unless it is null.
+/// person knows it, sName unless it is null, and how the files of the method's table begin.
 void Complain(MessageId nMessage, int nAtom, const AtomRecord& atom, const char* sName);
 
 /// Whether an atom has the shell that a parameter belongs to.

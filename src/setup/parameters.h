@@ -18,6 +18,10 @@ constexpr const char* kEigenUnit[] = {
 };
 // clang-format on
 
+/// How the names of the files begin that a method's table comes from. No file is read here.
+constexpr const char* kTableFile[] = {"exhuckel", "cindo", "cindo",  "mindo3", "mndo",
+                                      "am1",      "pm3",   "zindo1", "zindos", "mndod"};
+
 /// CNDO and INDO. Energies eV, exponents 1/bohr.
 struct CindoRow {
     double dHalfIpEaS = 0;  ///< -(I + A)/2

@@ -317,8 +317,8 @@ def test_warnings_come_only_to_a_job_that_shows_them(start):
     hidden = again(peer, calculation(job={"fShowWarnings": 0}))
     warnings = [text for text in shown.texts(wire.WARNING_LINE) if "alpha" in text]
     assert warnings == [
-        f"Atom {atom} with atomic number 1: the core-core repulsion parameter alpha in the "
-        "parameter files of the method is not positive." for atom in (2, 3)]
+        f"Atom {atom} with atomic number 1: the core-core repulsion parameter alpha in "
+        "am1_1.abp is not positive." for atom in (2, 3)]
     assert hidden.texts(wire.WARNING_LINE) == []
     assert hidden.texts(wire.STATUS_LINE)[0] == shown.texts(wire.STATUS_LINE)[0]
 

@@ -8,7 +8,10 @@ from typing import NamedTuple
 import pytest
 from jobs import Process, Script, bond, capped, set_parameter, single_point, water
 
-FILES = "in the parameter files of the method is not positive."
+from orbitrax.tables.columns import SECTIONS
+
+FILE = "the parameter files of the method"  # in the texts below: the one that has the value
+FILES = f"in {FILE} is not positive."
 ADVICE = "  Please correct it, or deselect all atoms to do a calculation."
 
 
@@ -213,6 +216,14 @@ PAIRS = [
 FAULTS = [*CINDO, *ZINDO, *NDDO_SHARED, *NDDO, *MINDO, *PAIRS]
 
 
+def named(fault: Fault) -> str:
+    """The text with the file's name, by the column that is wrong."""
+    sections = SECTIONS.get(fault.method, ())
+    name = [f"{fault.method}_{n}.abp" for n, columns in enumerate(sections, 1)
+            if fault.values and fault.values[-1][1] in columns]
+    return fault.text.replace(FILE, *name) if FILE in fault.text else fault.text
+
+
 def good_job(fault: Fault) -> Script:
     script = fault.job(fault.method)
     if fault in PAIRS:
@@ -228,9 +239,9 @@ def test_a_wrong_parameter_is_reported_with_its_text(fault):
     with Process() as process:
         outcome = process.session(script)
     if fault.channel == "error":  # a refusal: nothing but its text
-        assert outcome.texts("error") == [fault.text] and not outcome.has_results
+        assert outcome.texts("error") == [named(fault)] and not outcome.has_results
     else:
-        assert outcome.texts("warning").count(fault.text) == 1
+        assert outcome.texts("warning").count(named(fault)) == 1
 
 
 @pytest.mark.parametrize("method", ["cndo", "indo", "mindo3", "mndo", "am1", "pm3", "zindo1",
@@ -240,7 +251,7 @@ def test_good_parameters_raise_no_text(method, job):
     with Process() as process:
         outcome = process.session(job(method))
     assert outcome.texts("warning") == []
-    assert "the parameter files" not in "".join(outcome.texts("error"))
+    assert ".abp" not in "".join(outcome.texts("error"))
 
 
 def test_what_is_wrong_is_said_anew_in_each_job():

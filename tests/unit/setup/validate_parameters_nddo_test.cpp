@@ -8,215 +8,157 @@ namespace {
 
 const ParameterCase kNddoCases[] = {
     {kAm1, kMsgCoreAttraction, [] { parameters.pNddoParams[5].dUss = 1; },
-     "Atom 2 with atomic number 6: the one-center core-electron "
-     "attraction Uss in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center core-electron attraction Uss in am1_1.abp is "
      "positive."},
     {kAm1, kMsgCappingCoreAttraction, [] { parameters.pNddoParams[111].dUss = 1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "core-electron attraction Uss in the parameter files of the "
-     "method is positive."},
+     "Capping atom 3 with atomic number 7: the one-center core-electron attraction Uss in "
+     "am1_1.abp is positive."},
     {kAm1, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaS = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "s in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital s in am1_1.abp is not positive."},
     {kAm1, kMsgCappingNddoExponent, [] { parameters.pNddoParams[111].dZetaS = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital s in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital s in am1_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kAm1, kMsgOneCentre, [] { parameters.pNddoParams[5].dGss = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(ss) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(ss) in am1_2.abp is "
      "negative."},
     {kAm1, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGss = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(ss) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(ss) in am1_2.abp "
+     "is negative."},
     {kAm1, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaP = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "p in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital p in am1_1.abp is not positive."},
     {kAm1, kMsgCappingNddoExponent, [] { parameters.pNddoParams[111].dZetaP = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital p in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital p in am1_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kAm1, kMsgOneCentre, [] { parameters.pNddoParams[5].dGsp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(sp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(sp) in am1_2.abp is "
      "negative."},
     {kAm1, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGsp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(sp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(sp) in am1_2.abp "
+     "is negative."},
     {kAm1, kMsgOneCentre, [] { parameters.pNddoParams[5].dGpp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(pp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(pp) in am1_2.abp is "
      "negative."},
     {kAm1, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGpp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(pp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(pp) in am1_2.abp "
+     "is negative."},
     {kAm1, kMsgOneCentre, [] { parameters.pNddoParams[5].dGp2 = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(p2) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(p2) in am1_2.abp is "
      "negative."},
     {kAm1, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGp2 = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(p2) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(p2) in am1_2.abp "
+     "is negative."},
     {kAm1, kMsgOneCentre, [] { parameters.pNddoParams[5].dHsp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral H(sp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral H(sp) in am1_2.abp is "
      "negative."},
     {kAm1, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dHsp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral H(sp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral H(sp) in am1_2.abp "
+     "is negative."},
     {kAm1, kMsgCoreAlpha, [] { parameters.pNddoParams[5].dAlpha = 0; },
-     "Atom 2 with atomic number 6: the core-core repulsion "
-     "parameter alpha in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the core-core repulsion parameter alpha in am1_1.abp is not "
      "positive."},
     {kAm1, kMsgCappingCoreAlpha, [] { parameters.pNddoParams[111].dAlpha = 0; },
-     "Capping atom 3 with atomic number 7: the core-core "
-     "repulsion parameter alpha in the parameter files of the "
-     "method is not positive."},
+     "Capping atom 3 with atomic number 7: the core-core repulsion parameter alpha in am1_1.abp is "
+     "not positive."},
     {kAm1, kMsgMonopole, [] { parameters.pNddoParams[5].dRho0 = -1; },
-     "Atom 2 with atomic number 6: the monopole parameter in the "
-     "parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the monopole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgCappingMonopole, [] { parameters.pNddoParams[111].dRho0 = -1; },
-     "Capping atom 3 with atomic number 7: the monopole parameter "
-     "in the parameter files of the method is not positive."},
+     "Capping atom 3 with atomic number 7: the monopole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgNddoBeta, [] { parameters.pNddoParams[5].dBetaS = 0; },
-     "Atom 2 with atomic number 6: the bonding parameter beta of "
-     "orbital s in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the bonding parameter beta of orbital s in am1_1.abp is not "
      "negative."},
     {kAm1, kMsgCappingNddoBeta, [] { parameters.pNddoParams[111].dBetaS = 0; },
-     "Capping atom 3 with atomic number 7: the bonding parameter "
-     "beta of orbital s in the parameter files of the method is "
+     "Capping atom 3 with atomic number 7: the bonding parameter beta of orbital s in am1_1.abp is "
      "not negative."},
     {kAm1, kMsgNddoBeta, [] { parameters.pNddoParams[5].dBetaP = 0; },
-     "Atom 2 with atomic number 6: the bonding parameter beta of "
-     "orbital p in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the bonding parameter beta of orbital p in am1_1.abp is not "
      "negative."},
     {kAm1, kMsgCappingNddoBeta, [] { parameters.pNddoParams[111].dBetaP = 0; },
-     "Capping atom 3 with atomic number 7: the bonding parameter "
-     "beta of orbital p in the parameter files of the method is "
+     "Capping atom 3 with atomic number 7: the bonding parameter beta of orbital p in am1_1.abp is "
      "not negative."},
     {kAm1, kMsgDipoleParameter, [] { parameters.pNddoParams[5].dRho1 = -1; },
-     "Atom 2 with atomic number 6: the dipole parameter in the "
-     "parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the dipole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgCappingDipoleParameter, [] { parameters.pNddoParams[111].dRho1 = -1; },
-     "Capping atom 3 with atomic number 7: the dipole parameter "
-     "in the parameter files of the method is not positive."},
+     "Capping atom 3 with atomic number 7: the dipole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgQuadrupoleParameter, [] { parameters.pNddoParams[5].dRho2 = -1; },
-     "Atom 2 with atomic number 6: the quadrupole parameter in "
-     "the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the quadrupole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgCappingQuadrupoleParameter, [] { parameters.pNddoParams[111].dRho2 = -1; },
-     "Capping atom 3 with atomic number 7: the quadrupole "
-     "parameter in the parameter files of the method is not "
-     "positive."},
+     "Capping atom 3 with atomic number 7: the quadrupole parameter in am1_2.abp is not positive."},
     {kAm1, kMsgDipoleDistance, [] { parameters.pNddoParams[5].dDipoleDistance = -1; },
-     "Atom 2 with atomic number 6: the dipole charge separation "
-     "in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the dipole charge separation in am1_2.abp is not positive."},
     {kAm1, kMsgCappingDipoleDistance, [] { parameters.pNddoParams[111].dDipoleDistance = -1; },
-     "Capping atom 3 with atomic number 7: the dipole charge "
-     "separation in the parameter files of the method is not "
+     "Capping atom 3 with atomic number 7: the dipole charge separation in am1_2.abp is not "
      "positive."},
     {kAm1, kMsgQuadrupoleDistance, [] { parameters.pNddoParams[5].dQuadDistance = -1; },
-     "Atom 2 with atomic number 6: the quadrupole charge "
-     "separation in the parameter files of the method is not "
-     "positive."},
+     "Atom 2 with atomic number 6: the quadrupole charge separation in am1_2.abp is not positive."},
     {kAm1, kMsgCappingQuadrupoleDistance, [] { parameters.pNddoParams[111].dQuadDistance = -1; },
-     "Capping atom 3 with atomic number 7: the quadrupole charge "
-     "separation in the parameter files of the method is not "
+     "Capping atom 3 with atomic number 7: the quadrupole charge separation in am1_2.abp is not "
      "positive."},
     {kMindo3, kMsgCoreAttraction, [] { parameters.pNddoParams[5].dUss = 1; },
-     "Atom 2 with atomic number 6: the one-center core-electron "
-     "attraction Uss in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center core-electron attraction Uss in mindo3_1.abp is "
      "positive."},
     {kMindo3, kMsgCappingCoreAttraction, [] { parameters.pNddoParams[111].dUss = 1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "core-electron attraction Uss in the parameter files of the "
-     "method is positive."},
+     "Capping atom 3 with atomic number 7: the one-center core-electron attraction Uss in "
+     "mindo3_1.abp is positive."},
     {kMindo3, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaS = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "s in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital s in mindo3_1.abp is not "
+     "positive."},
     {kMindo3, kMsgCappingNddoExponent, [] { parameters.pNddoParams[111].dZetaS = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital s in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital s in mindo3_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kMindo3, kMsgOneCentre, [] { parameters.pNddoParams[5].dGss = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(ss) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(ss) in mindo3_2.abp is "
      "negative."},
     {kMindo3, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGss = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(ss) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(ss) in "
+     "mindo3_2.abp is negative."},
     {kMindo3, kMsgNddoExponent, [] { parameters.pNddoParams[5].dZetaP = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "p in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital p in mindo3_1.abp is not "
+     "positive."},
     {kMindo3, kMsgCappingNddoExponent, [] { parameters.pNddoParams[111].dZetaP = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital p in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital p in mindo3_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kMindo3, kMsgOneCentre, [] { parameters.pNddoParams[5].dGsp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(sp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(sp) in mindo3_2.abp is "
      "negative."},
     {kMindo3, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGsp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(sp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(sp) in "
+     "mindo3_2.abp is negative."},
     {kMindo3, kMsgOneCentre, [] { parameters.pNddoParams[5].dGpp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(pp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(pp) in mindo3_2.abp is "
      "negative."},
     {kMindo3, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGpp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(pp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(pp) in "
+     "mindo3_2.abp is negative."},
     {kMindo3, kMsgOneCentre, [] { parameters.pNddoParams[5].dGp2 = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral G(p2) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral G(p2) in mindo3_2.abp is "
      "negative."},
     {kMindo3, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dGp2 = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral G(p2) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral G(p2) in "
+     "mindo3_2.abp is negative."},
     {kMindo3, kMsgOneCentre, [] { parameters.pNddoParams[5].dHsp = -1; },
-     "Atom 2 with atomic number 6: the one-center two-electron "
-     "integral H(sp) in the parameter files of the method is "
+     "Atom 2 with atomic number 6: the one-center two-electron integral H(sp) in mindo3_2.abp is "
      "negative."},
     {kMindo3, kMsgCappingOneCentre, [] { parameters.pNddoParams[111].dHsp = -1; },
-     "Capping atom 3 with atomic number 7: the one-center "
-     "two-electron integral H(sp) in the parameter files of the "
-     "method is negative."},
+     "Capping atom 3 with atomic number 7: the one-center two-electron integral H(sp) in "
+     "mindo3_2.abp is negative."},
     {kMindo3, kMsgOneCentreAverage, [] { parameters.pNddoParams[5].dRho1 = 0; },
-     "Atom 2 with atomic number 6: the averaged one-center "
-     "two-electron integral in the parameter files of the method "
+     "Atom 2 with atomic number 6: the averaged one-center two-electron integral in mindo3_2.abp "
      "is zero."},
     {kMindo3, kMsgCappingOneCentreAverage, [] { parameters.pNddoParams[111].dRho1 = 0; },
-     "Capping atom 3 with atomic number 7: the averaged "
-     "one-center two-electron integral in the parameter files of "
-     "the method is zero."},
+     "Capping atom 3 with atomic number 7: the averaged one-center two-electron integral in "
+     "mindo3_2.abp is zero."},
     {kMindo3, kMsgMindoIonisation, [] { parameters.pNddoParams[5].dDipoleDistance = 0; },
-     "Atom 2 with atomic number 6: the ionization energy of "
-     "orbital s in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the ionization energy of orbital s in mindo3_2.abp is not "
      "negative."},
     {kMindo3, kMsgCappingMindoIonisation, [] { parameters.pNddoParams[111].dDipoleDistance = 0; },
-     "Capping atom 3 with atomic number 7: the ionization energy "
-     "of orbital s in the parameter files of the method is not "
-     "negative."},
+     "Capping atom 3 with atomic number 7: the ionization energy of orbital s in mindo3_2.abp is "
+     "not negative."},
     {kMindo3, kMsgMindoIonisation, [] { parameters.pNddoParams[5].dQuadDistance = 0; },
-     "Atom 2 with atomic number 6: the ionization energy of "
-     "orbital p in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the ionization energy of orbital p in mindo3_2.abp is not "
      "negative."},
     {kMindo3, kMsgCappingMindoIonisation, [] { parameters.pNddoParams[111].dQuadDistance = 0; },
-     "Capping atom 3 with atomic number 7: the ionization energy "
-     "of orbital p in the parameter files of the method is not "
-     "negative."},
+     "Capping atom 3 with atomic number 7: the ionization energy of orbital p in mindo3_2.abp is "
+     "not negative."},
 };
 
 INSTANTIATE_TEST_SUITE_P(Nddo, ParameterTest, testing::ValuesIn(kNddoCases));
@@ -260,9 +202,8 @@ TEST_F(NddoParameters, AverageOfZeroIsReplacedForTheJobAndSaidOncePerElement) {
         NewScriptedClient();
         UseWater();
         EXPECT_EQ(TrySetUp(), 0);
-        EXPECT_EQ(client.Warnings(),
-                  Lines{"Atom 2 with atomic number 1: the averaged one-center two-electron "
-                        "integral in the parameter files of the method is zero."});
+        EXPECT_EQ(client.Warnings(), Lines{"Atom 2 with atomic number 1: the averaged one-center "
+                                           "two-electron integral in mindo3_2.abp is zero."});
         EXPECT_EQ(setup.pNddo[0].dRho1, 1e-10);
     }
     EXPECT_EQ(parameters.pNddoParams[0].dRho1, 0.0) << "what the client sent stays";
@@ -323,8 +264,8 @@ TEST_F(NddoParameters, OfClassicalAtomsAreTheirExponents) {
     UseAtoms({{1}, {1, 1, 0, 0}, {11, 3, 0, 0, kClassical}});
     EXPECT_EQ(TrySetUp(), kMsgNddoExponent);
     EXPECT_EQ(OnlyError(),
-              "Atom 3 with atomic number 11: the Slater exponent of orbital s in the parameter "
-              "files of the method is not positive.");
+              "Atom 3 with atomic number 11: the Slater exponent of orbital s in pm3_1.abp is not "
+              "positive.");
 }
 
 TEST_F(NddoParameters, OfPAndDMayAttractUpwards) {

@@ -9,126 +9,97 @@ namespace {
 
 const ParameterCase kZindoCases[] = {
     {kZindo1, kMsgZindoExponent, [] { parameters.pZindoParams[5].dZetaS = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "s in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital s in zindo1_1.abp is not "
+     "positive."},
     {kZindo1, kMsgCappingZindoExponent, [] { parameters.pZindoParams[111].dZetaS = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital s in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital s in zindo1_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kZindo1, kMsgZindoExponent, [] { parameters.pZindoParams[5].dZetaP = 0; },
-     "Atom 2 with atomic number 6: the Slater exponent of orbital "
-     "p in the parameter files of the method is not positive."},
+     "Atom 2 with atomic number 6: the Slater exponent of orbital p in zindo1_1.abp is not "
+     "positive."},
     {kZindo1, kMsgCappingZindoExponent, [] { parameters.pZindoParams[111].dZetaP = 0; },
-     "Capping atom 3 with atomic number 7: the Slater exponent of "
-     "orbital p in the parameter files of the method is not "
-     "positive.  Please correct it, or deselect all atoms to do a "
-     "calculation."},
+     "Capping atom 3 with atomic number 7: the Slater exponent of orbital p in zindo1_1.abp is not "
+     "positive.  Please correct it, or deselect all atoms to do a calculation."},
     {kZindo1, kMsgZindoIonisation, [] { parameters.pZindoParams[5].dIonisationS = 0; },
-     "Atom 2 with atomic number 6: the ionization potential of "
-     "orbital s in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the ionization potential of orbital s in zindo1_1.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoIonisation, [] { parameters.pZindoParams[111].dIonisationS = 0; },
-     "Capping atom 3 with atomic number 7: the ionization "
-     "potential of orbital s in the parameter files of the method "
+     "Capping atom 3 with atomic number 7: the ionization potential of orbital s in zindo1_1.abp "
      "is not positive."},
     {kZindo1, kMsgZindoIonisation, [] { parameters.pZindoParams[5].dIonisationP = 0; },
-     "Atom 2 with atomic number 6: the ionization potential of "
-     "orbital p in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the ionization potential of orbital p in zindo1_1.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoIonisation, [] { parameters.pZindoParams[111].dIonisationP = 0; },
-     "Capping atom 3 with atomic number 7: the ionization "
-     "potential of orbital p in the parameter files of the method "
+     "Capping atom 3 with atomic number 7: the ionization potential of orbital p in zindo1_1.abp "
      "is not positive."},
     {kZindo1, kMsgZindoBeta, [] { parameters.pZindoParams[5].dBetaS = 0; },
-     "Atom 2 with atomic number 6: the bonding parameter of "
-     "orbital s in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the bonding parameter of orbital s in zindo1_1.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoBeta, [] { parameters.pZindoParams[111].dBetaS = 0; },
-     "Capping atom 3 with atomic number 7: the bonding parameter "
-     "of orbital s in the parameter files of the method is not "
-     "positive."},
+     "Capping atom 3 with atomic number 7: the bonding parameter of orbital s in zindo1_1.abp is "
+     "not positive."},
     {kZindo1, kMsgZindoBeta, [] { parameters.pZindoParams[5].dBetaP = 0; },
-     "Atom 2 with atomic number 6: the bonding parameter of "
-     "orbital p in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the bonding parameter of orbital p in zindo1_1.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoBeta, [] { parameters.pZindoParams[111].dBetaP = 0; },
-     "Capping atom 3 with atomic number 7: the bonding parameter "
-     "of orbital p in the parameter files of the method is not "
-     "positive."},
+     "Capping atom 3 with atomic number 7: the bonding parameter of orbital p in zindo1_1.abp is "
+     "not positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[5].dSlaterF2pp = 0; },
-     "Atom 2 with atomic number 6: the Slater-Condon constant "
-     "F2(p,p) in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the Slater-Condon constant F2(p,p) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoSlater, [] { parameters.pZindoParams[111].dSlaterF2pp = 0; },
-     "Capping atom 3 with atomic number 7: the Slater-Condon "
-     "constant F2(p,p) in the parameter files of the method is "
+     "Capping atom 3 with atomic number 7: the Slater-Condon constant F2(p,p) in zindo1_2.abp is "
      "not positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[5].dSlaterG1sp = 0; },
-     "Atom 2 with atomic number 6: the Slater-Condon constant "
-     "G1(s,p) in the parameter files of the method is not "
+     "Atom 2 with atomic number 6: the Slater-Condon constant G1(s,p) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgCappingZindoSlater, [] { parameters.pZindoParams[111].dSlaterG1sp = 0; },
-     "Capping atom 3 with atomic number 7: the Slater-Condon "
-     "constant G1(s,p) in the parameter files of the method is "
+     "Capping atom 3 with atomic number 7: the Slater-Condon constant G1(s,p) in zindo1_2.abp is "
      "not positive."},
     {kZindoS, kMsgCoulombZero, [] { parameters.pZindosGamma[5].dGammaSS = 0; },
-     "Atom 2 with atomic number 6: the two-electron Coulomb "
-     "parameter ss in the parameter files of the method is zero."},
+     "Atom 2 with atomic number 6: the two-electron Coulomb parameter ss in zindos_4.abp is zero."},
     {kZindoS, kMsgCappingCoulombZero, [] { parameters.pZindosGamma[111].dGammaSS = 0; },
-     "Capping atom 3 with atomic number 7: the two-electron "
-     "Coulomb parameter ss in the parameter files of the method "
+     "Capping atom 3 with atomic number 7: the two-electron Coulomb parameter ss in zindos_4.abp "
      "is zero."},
     {kZindoS, kMsgFirstDExponent, [] { parameters.pZindoParams[25].dZetaD1 = 0; },
-     "Atom 4 with atomic number 26: the first exponent of the "
-     "double-zeta d function in the parameter files of the method "
-     "is not positive."},
+     "Atom 4 with atomic number 26: the first exponent of the double-zeta d function in "
+     "zindos_1.abp is not positive."},
     {kZindoS, kMsgSecondDExponent, [] { parameters.pZindoParams[25].dCoefD2 = 0.1; },
-     "Atom 4 with atomic number 26: the second exponent of the "
-     "double-zeta d function in the parameter files of the method "
-     "is not positive."},
+     "Atom 4 with atomic number 26: the second exponent of the double-zeta d function in "
+     "zindos_1.abp is not positive."},
     {kZindo1, kMsgCoulombDExponent, [] { parameters.pZindoParams[25].dZetaD = 0; },
-     "Atom 4 with atomic number 26: the exponent of orbital d for "
-     "the Coulomb integrals in the parameter files of the method "
-     "is not positive."},
+     "Atom 4 with atomic number 26: the exponent of orbital d for the Coulomb integrals in "
+     "zindo1_1.abp is not positive."},
     {kZindoS, kMsgZindoIonisation, [] { parameters.pZindoParams[25].dIonisationD = 0; },
-     "Atom 4 with atomic number 26: the ionization potential of "
-     "orbital d in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the ionization potential of orbital d in zindos_1.abp is not "
      "positive."},
     {kZindoS, kMsgZindoBeta, [] { parameters.pZindoParams[25].dBetaD = 0; },
-     "Atom 4 with atomic number 26: the bonding parameter of "
-     "orbital d in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the bonding parameter of orbital d in zindos_1.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterF2pd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "F2(p,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant F2(p,d) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterF2dd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "F2(d,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant F2(d,d) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterF4dd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "F4(d,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant F4(d,d) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterG1pd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "G1(p,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant G1(p,d) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterG2sd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "G2(s,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant G2(s,d) in zindo1_2.abp is not "
      "positive."},
     {kZindo1, kMsgZindoSlater, [] { parameters.pZindoParams[25].dSlaterG3pd = 0; },
-     "Atom 4 with atomic number 26: the Slater-Condon constant "
-     "G3(p,d) in the parameter files of the method is not "
+     "Atom 4 with atomic number 26: the Slater-Condon constant G3(p,d) in zindo1_2.abp is not "
      "positive."},
     {kZindoS, kMsgCoulombZero, [] { parameters.pZindosGamma[25].dGammaSD = 0; },
-     "Atom 4 with atomic number 26: the two-electron Coulomb "
-     "parameter sd in the parameter files of the method is zero."},
+     "Atom 4 with atomic number 26: the two-electron Coulomb parameter sd in zindos_4.abp is "
+     "zero."},
     {kZindoS, kMsgCoulombZero, [] { parameters.pZindosGamma[25].dGammaDD = 0; },
-     "Atom 4 with atomic number 26: the two-electron Coulomb "
-     "parameter dd in the parameter files of the method is zero."},
+     "Atom 4 with atomic number 26: the two-electron Coulomb parameter dd in zindos_4.abp is "
+     "zero."},
     {kZindo1, kMsgConfigurationMix, [] { parameters.pZindoParams[25].dConfigMix[0] = 1.1; },
      "Atom 4 with atomic number 26: the coefficients mixing the "
      "configurations of ground state of the transition metal are "
@@ -198,7 +169,7 @@ TEST_F(ZindoParameters, OfASecondConfigurationWithWeightAreItsIonisationPotentia
     EXPECT_EQ(TrySetUp(), 0);
     EXPECT_EQ(client.Warnings(),
               Lines{"Atom 1 with atomic number 26: the ionization potential of orbital p for the "
-                    "second configuration in the parameter files of the method is not positive."});
+                    "second configuration in zindo1_3.abp is not positive."});
 }
 
 TEST_F(ZindoParameters, CoulombParameterOfZeroIsReplacedForTheJob) {
