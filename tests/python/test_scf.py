@@ -45,6 +45,33 @@ def test_a_state_that_is_no_minimum_is_not_done(backend):
     assert allowed.blocks["scf"]["lowest_curvature_ev"] < 0
 
 
+def test_a_search_that_follows_an_excited_state_is_not_done():
+    # From a long bond the electrons of CN go down in a state 58 kcal/mol above another.
+    stretched = Molecule([6, 7], [[0.0, 0.0, 0.0], [0.0, 0.0, 1.9]])
+    with pytest.raises(NotConverged, match="followed an excited state") as caught:
+        package.optimize(stretched, "zindo1", optimizer="ef")
+    followed = caught.value.partial
+    assert followed.converged is False and followed.blocks["scf"]["starts"] > 1
+    anew = package.energy(stretched.replace(positions=followed.plain("coordinates")), "zindo1")
+    assert anew.total_energy < followed.total_energy - 50
+    found = package.optimize(stretched, "zindo1")  # each of whose energies looks for the lowest
+    assert found.total_energy < followed.total_energy - 50
+
+
+@pytest.mark.parametrize("optimizer", ["quasi-newton", "ef"])
+def test_a_search_tells_of_a_lower_state_with_unequal_spins(optimizer):
+    found = package.optimize(of_g2("O2"), "am1", multiplicity=1, optimizer=optimizer)
+    assert found.blocks["scf"]["state"] == "unstable to unequal spins"
+    assert sum("unequal spins" in text for text in found.warnings) == 1
+
+
+def test_force_matrices_and_saddle_points_tell_their_state(water):
+    vibrations = package.run(water, "am1", "vibrations", optimize=True)
+    assert vibrations.blocks["scf"]["state"] == "stable" and not vibrations.warnings
+    saddle = package.run(read_molecule(ROOT / "examples" / "hcn_ts_guess.xyz"), "am1", "ts")
+    assert saddle.blocks["scf"]["state"] == "stable" and not saddle.warnings
+
+
 @pytest.mark.parametrize("name,method", [
     ("C2Cl4", "mndo"), ("C2F4", "pm3"), ("C2F4", "am1"), ("Cl2", "mndo"), ("C6H6", "am1")])
 def test_unrestricted_closed_shells_are_not_above_restricted_ones(backend, name, method):

@@ -32,6 +32,11 @@ def guarded(job: Job) -> bool:
     return settings.scf == "auto" and usual
 
 
+def tests_state(job: Job) -> bool:
+    """Whether the first SCF of a job is asked for a test of its state."""
+    return guarded(job) and _stability(job) != "none"
+
+
 def scf_section(job: Job) -> list[tuple[int, bytes]]:
     """Kind and data of the section; none for the cycles of old."""
     if not guarded(job):

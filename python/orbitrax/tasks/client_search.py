@@ -49,7 +49,7 @@ class _Search:
         limit = backend.time_limit if time_limit is None else time_limit
         self._deadline = None if limit is None else time.monotonic() + limit
         self._began = time.monotonic()
-        self._silent = _single_point(job)
+        self._silent = single_point(job)
         self._energies = 0
         self._last: Result | None = None  # of the last single point
         self._best: Result | None = None  # of the last step
@@ -129,7 +129,7 @@ class _Search:
 
     def _at(self, positions: Any, job: Job) -> Result:
         """One single point."""
-        settings = _single_point(job).settings if job is self._job else job.settings
+        settings = single_point(job).settings if job is self._job else job.settings
         if job is self._job:
             settings = settings.replace(log_level=self._settings.log_level,
                                         eigenvectors=self._settings.eigenvectors,
@@ -202,7 +202,7 @@ def criteria(stage: Stage, limits: Limits) -> dict[str, dict[str, float | bool |
             for name, value, limit, unit in rows}
 
 
-def _single_point(job: Job) -> Job:
+def single_point(job: Job) -> Job:
     """The job of one energy of a search: silent, and restraints with the values that the first
     geometry gives them."""
     molecule, settings = job.molecule, job.settings

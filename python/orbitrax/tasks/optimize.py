@@ -14,12 +14,14 @@ if TYPE_CHECKING:
     from collections.abc import Callable
     from typing import Any, ClassVar
 
+    from orbitrax.backend import Backend
     from orbitrax.job import Job
     from orbitrax.link.events import Event
     from orbitrax.minimise import Constraint
     from orbitrax.molecules.molecule import Molecule
     from orbitrax.molecules.restraints import Restraint
     from orbitrax.results.result import Result
+    from orbitrax.tasks.task import Listener
 
 QUASI_NEWTON = "quasi-newton"  # led from this side
 FOLLOWING = "ef"  # eigenvector following from a model Hessian
@@ -60,6 +62,13 @@ class Search(Run):
             text += (f" (RMS gradient {result.rms_gradient:.5f} kcal/(mol Angstrom), limit "
                      f"{self.task.limit:g})")
         raise NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
+
+    def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
+        """Judges the state at the end. Raises NotConverged for an excited one."""
+        from orbitrax.tasks.end_state import judge_end
+
+        if result.scf_converged is not False:
+            judge_end(backend, self.job, result)
 
     def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
         """The entry `optimize` of the JSON document."""

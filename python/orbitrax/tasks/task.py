@@ -147,7 +147,7 @@ def judge_scf(job: Job, result: Result) -> None:
     """Raises NotConverged for an SCF that has not converged, the only one of a job or one of
     many, and for a state that is no minimum."""
     if not result.scf_unconverged:
-        _judge_state(result)
+        judge_state(result)
         return
     many = unconverged_scfs(result)
     settings, last = job.settings, result.final_scf_difference
@@ -160,7 +160,8 @@ def judge_scf(job: Job, result: Result) -> None:
                        "--level-shift-start, or --uhf")
 
 
-def _judge_state(result: Result) -> None:
+def judge_state(result: Result) -> None:
+    """Raises NotConverged for a state that is no minimum."""
     scf = result.blocks.get("scf")
     if scf is not None and scf["state"] == "unstable":
         raise NotConverged(

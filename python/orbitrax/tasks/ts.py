@@ -89,7 +89,12 @@ class SaddleRun(Run):
             f"{self.task.limit:g}); try a better guess, or a higher --cycles")
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
-        """Computes the vibrations. Raises NotConverged unless just one of them is imaginary."""
+        """Judges the state of the electrons and computes the vibrations. Raises NotConverged
+        unless just one of them is imaginary."""
+        from orbitrax.tasks.end_state import judge_end
+
+        if result.scf_converged is not False:
+            judge_end(backend, self.job, result)
         found = modes_at(backend, self.job, result)
         self.modes = result.modes = found.modes
         if found.modes is None:

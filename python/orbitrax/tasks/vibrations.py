@@ -6,7 +6,7 @@ from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.job import VIBRATIONS, Job, JobSettings
 from orbitrax.settings import declared, option
 from orbitrax.tasks.optimize import Optimize
-from orbitrax.tasks.task import Run, Task, judge_scf
+from orbitrax.tasks.task import Run, Task, judge_scf, judge_states
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -38,6 +38,7 @@ class Vibrating(Run):
     def __init__(self, task: Task, job: Job):
         super().__init__(task, job)
         self.optimisation: Result | None = None
+        self.single: Result | None = None  # at the same place, ahead of the force matrix
         self.isotopologues: list[tuple[Isotopes, Modes]] = []
         molecule = job.molecule
         if any(number <= 0 for number in molecule.z):
@@ -67,7 +68,7 @@ class Vibrating(Run):
     def _optimise(self, backend: Backend, on_event: Listener | None) -> None:
         search = Optimize(limit=self.task.limit, cycles=self.task.cycles, **self._shared())
         found = search.start(self.job.molecule, self.job.method).execute(backend, on_event)
-        self.optimisation = found
+        self.optimisation = self.single = found
         places = found.plain("coordinates")
         self.job = self.job.replace(self.job.molecule.replace(positions=places))
 
@@ -76,7 +77,7 @@ class Vibrating(Run):
         if self.job.settings.allow_unconverged:
             return
         job = Job(self.job.molecule, self.job.method, JobSettings(**self._shared()))
-        result = backend.run(job)
+        self.single = result = backend.run(job)
         try:
             judge_scf(job, result)
             _judge_slope(result)
@@ -87,8 +88,17 @@ class Vibrating(Run):
     def judge(self, result: Result) -> None:
         """Raises NotConverged for an SCF that has not converged, or that has found another state
         than the one whose minimum this is."""
-        super().judge(result)
-        if not self.job.settings.allow_unconverged:
+        from orbitrax.tasks.end_state import take_state
+
+        believed = self.job.settings.allow_unconverged
+        if self.single is None:
+            super().judge(result)
+        else:
+            if not believed:
+                judge_scf(self.job, result)
+            take_state(self.job, result, self.single)
+        if not believed:
+            judge_states(result)
             _judge_slope(result)
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
