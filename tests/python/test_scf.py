@@ -72,6 +72,19 @@ def test_force_matrices_and_saddle_points_tell_their_state(water):
     assert saddle.blocks["scf"]["state"] == "stable" and not saddle.warnings
 
 
+def test_half_filled_levels_are_never_called_stable(backend):
+    # The mean of the states has another minimum here, 5.6 kcal/mol lower once it is corrected.
+    found = backend.run(Job(Molecule([23], [[0.0, 0.0, 0.0]]), "zindos", charge=-1, multiplicity=3,
+                            rhf=True))
+    plain = backend.run(Job(Molecule([23], [[0.0, 0.0, 0.0]]), "zindos", charge=-1, multiplicity=3,
+                            rhf=True, scf="plain"))
+    lower = plain.converged and plain.total_energy < found.total_energy - 1e-3
+    assert lower and found.blocks["scf"]["state"] == "minimum of the mean"
+    triplet = backend.run(Job(of_g2("O2"), "am1", multiplicity=3, rhf=True))
+    assert triplet.blocks["scf"]["state"] == "minimum of the mean"
+    assert backend.run(Job(of_g2("O2"), "am1", multiplicity=3)).blocks["scf"]["state"] == "stable"
+
+
 @pytest.mark.parametrize("name,method", [
     ("C2Cl4", "mndo"), ("C2F4", "pm3"), ("C2F4", "am1"), ("Cl2", "mndo"), ("C6H6", "am1")])
 def test_unrestricted_closed_shells_are_not_above_restricted_ones(backend, name, method):

@@ -33,6 +33,7 @@ _LARGE_CI = "A large CI matrix must be calculated"
 
 # What the test of the state has found, by number.
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
+_STABLE, _OF_THE_MEAN = STATES[1], "minimum of the mean"
 
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
@@ -165,6 +166,8 @@ class ResultBuilder:
         """The last word about the SCF; what would not be believed without it is a warning."""
         found = STATES[state["found"]] if 0 <= state["found"] < len(STATES) else "not decided"
         tested = found != STATES[0]
+        if found == _STABLE and self._half_filled:
+            found = _OF_THE_MEAN
         self.result.blocks["scf"] = {
             "converged": bool(state["converged"]), "iterations": state["cycles"],
             "fock_matrices": state["all_cycles"], "energy_change": state["difference"],
@@ -178,6 +181,13 @@ class ResultBuilder:
     @property
     def _closed(self) -> bool:
         return not self._job.uhf and self._job.multiplicity == 1
+
+    @property
+    def _half_filled(self) -> bool:
+        """Whether the cycles minimise a mean of states, from which the energy of one is corrected:
+        the test shows a minimum of that mean, and not that the one state has no lower."""
+        job = self._job
+        return not job.uhf and (job.multiplicity > 1 or job.settings.next_lowest)
 
     def _orbitals(self, event: events.OrbitalData) -> None:
         result = self.result

@@ -22,6 +22,7 @@ STABILITIES = ("none", "test", "follow")  # by number
 
 _FEW, _SOME, _MANY = 24, 60, 200  # orbitals
 _STARTS = 6
+_STARTS_OF_MEANS = 20  # atoms with half-filled levels: 6 left Ge+ in PM3 17.6 kcal/mol too high
 
 
 def guarded(job: Job) -> bool:
@@ -66,4 +67,6 @@ def _stability(job: Job) -> str:
 
 def _starts(job: Job) -> int:
     few = _orbitals(job) <= _FEW and (_open(job) or len(job.selected) <= 2)
+    if few and len(job.selected) == 1 and not job.uhf:
+        return _STARTS_OF_MEANS
     return _STARTS if few else 0
