@@ -357,6 +357,7 @@ class Job:
                                  "calculated")
         for restraint in self.settings.restrain:
             restraint.check(len(molecule))
+            restraint.check_energy(molecule.xyz)
 
     def __repr__(self) -> str:
         return f"<Job {self.molecule.formula}, {self.method.title}, {self.settings!r}>"

@@ -3,6 +3,7 @@
 import numpy as np
 import pytest
 
+from orbitrax import Backend
 from orbitrax.link import wire
 from orbitrax.errors import UsageError
 from orbitrax.job import Job
@@ -37,7 +38,8 @@ def test_texts_say_what_is_held(text, expected):
 @pytest.mark.parametrize("text", [
     "", "spring 1 2 1.5", "stretch 1", "stretch 1 2 3 4", "stretch 1 1 2.0", "bend 1 2 3 wide",
     "stretch one two", "tether 1 2 3", "stretch 1 2 1.5 k=soft", "stretch 1 2 nan",
-    "stretch 1 2 1.5 k=inf", "stretch 1 2 1.5 k=1e38",
+    "stretch 1 2 1.5 k=inf", "stretch 1 2 1.5 k=1e38", "bend 1 2 3 181", "bend 1 2 3 -1",
+    "torsion 1 2 3 4 1e6",
 ])
 def test_texts_that_make_no_sense_are_refused(text):
     with pytest.raises(UsageError):
@@ -67,6 +69,12 @@ def test_atoms_that_are_not_there_are_refused(water):
         parse_restraint("stretch 1 5").check(4)
     with pytest.raises(UsageError, match="stretch 1-9: there is no atom 9 among 3"):
         Job(water, "am1", restrain="stretch 1 9").check(load_parameters("am1"))
+
+
+@pytest.mark.parametrize("text", ["stretch 1 2 1e9", "tether 1 0 1e5 0", "stretch 1 2 1e3 k=1e6"])
+def test_a_target_out_of_all_reach_is_refused(water, text):
+    with Backend() as backend, pytest.raises(UsageError, match="from what the geometry has"):
+        backend.run(Job(water, "am1", restrain=text))
 
 
 def test_packets_are_counts_and_one_stream_for_each_kind():

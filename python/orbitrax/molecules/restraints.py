@@ -26,6 +26,7 @@ if TYPE_CHECKING:
 
 FORCE_CONSTANT = 100.0  # kcal/mol per square Angstrom or radian, where none is given
 _LARGEST_CONSTANT = 1e6  # a hundred times as stiff as any bond
+_LARGEST_ENERGY = 1e8  # kcal/mol: the digits beyond would be those of the molecule
 
 KINDS = ("tether", "stretch", "bend", "torsion")  # in the order of the wire
 
@@ -71,6 +72,10 @@ class Restraint:
             raise UsageError(f"the target of a {self.kind} is {what}, not {target}")
         if self.kind == "stretch" and not numbers[0] > 0:
             raise UsageError(f"the target of a stretch is a length above 0, not {numbers[0]:g}")
+        if self.kind == "bend" and not 0 <= numbers[0] <= 180:
+            raise UsageError(f"the target of a bend is 0 to 180 degrees, not {numbers[0]:g}")
+        if self.kind == "torsion" and abs(numbers[0]) > 360:
+            raise UsageError(f"the target of a torsion is -360 to 360 degrees, not {numbers[0]:g}")
         return numbers
 
     def __str__(self) -> str:
@@ -100,6 +105,18 @@ class Restraint:
         for atom in self.atoms:
             if not 1 <= atom <= count:
                 raise UsageError(f"{self}: there is no atom {atom} among {count}")
+
+    def check_energy(self, xyz: Sequence[float]) -> None:
+        """Refuses a target so far from what a geometry (3 n, Angstrom) has that the molecule's
+        energy drowns in the restraint's. Angles cannot be so far."""
+        if self.target is None or self.kind not in ("tether", "stretch"):
+            return
+        here = self.measured([tuple(xyz[3 * atom - 3:3 * atom]) for atom in self.atoms])
+        energy = abs(self.force_constant) * math.dist(here, self.target) ** 2
+        if energy > _LARGEST_ENERGY:
+            raise UsageError(f"{self}: the target lies {math.dist(here, self.target):g} Angstrom "
+                             f"from what the geometry has, at {energy:.3g} kcal/mol; take one "
+                             "that is nearer, or a smaller k")
 
     def value(self, positions: Any) -> float | tuple[float, ...]:
         """What the restraint holds, as it is in a geometry (n x 3, Angstrom): Angstrom, degrees."""
