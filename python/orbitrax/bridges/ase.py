@@ -25,6 +25,7 @@ from orbitrax.errors import (BackendNotFound, InputError, NotConverged, Orbitrax
                              ParameterError, UsageError)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.reading import from_ase
+from orbitrax.results.odd import pressed
 from orbitrax.tasks.task import analyse, judge_scf
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
@@ -189,7 +190,7 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
             analyse(job, result, self._backend)
             if not job.settings.allow_unconverged:
                 judge_scf(job, result)
-        for text in (*result.warnings, *result.state_remarks):
+        for text in (*result.warnings, *result.state_remarks, *pressed(result)):
             warnings.warn(text, stacklevel=4)
         return result
 

@@ -22,7 +22,7 @@ def oddities(result: Result) -> list[str]:
     found = [*_shell(result), *_spin(result)]
     xyz = result.plain("coordinates")
     if xyz is not None and len(xyz) <= 3 * _MOST_ATOMS:
-        found += _distances(result, xyz)
+        found += pressed(result)
         if result.task == "optimize":
             found += _flatness(result, xyz)
     if result.isolated_atomic_energy is not None and (result.binding_energy or 0.0) > 0 and len(
@@ -58,7 +58,11 @@ def _spin(result: Result) -> list[str]:
             "of higher spin are mixed in, and the energy is not that of one state"]
 
 
-def _distances(result: Result, xyz: list[float]) -> list[str]:
+def pressed(result: Result) -> list[str]:
+    """One sentence where atoms are nearer than any method here was made for."""
+    xyz = result.plain("coordinates")
+    if xyz is None or len(xyz) > 3 * _MOST_ATOMS:
+        return []
     radii = [RADII[NUMBERS[symbol]] for symbol in result.symbols]
     real = [i for i, symbol in enumerate(result.symbols) if symbol != "X"]
     if len(real) < 2:
