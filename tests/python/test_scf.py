@@ -24,9 +24,9 @@ def of_g2(name: str) -> Molecule:
 
 
 def test_guarded_cycles_are_asked_for_unless_the_old_ones_are_steered(water):
-    assert len(scf_section(Job(water, "am1"))) == 1
+    assert scf_section(Job(water, "am1"))[0][1][:4] == b"\1\0\0\0"
     for told in ({"scf": "plain"}, {"diis": False}, {"level_shift_start": 0}):
-        assert scf_section(Job(water, "am1", **told)) == []
+        assert scf_section(Job(water, "am1", **told))[0][1][:4] == bytes(4)
 
 
 def test_the_triplet_of_an_oxygen_atom_has_its_energy_and_says_how_it_is_known():
@@ -145,6 +145,16 @@ def chain(n: int) -> Molecule:
     return Molecule([atom[0] for atom in atoms], [list(atom[1:]) for atom in atoms])
 
 
+@pytest.mark.parametrize("cycles", ["auto", "plain"])
+def test_molecules_far_apart_are_two(backend, cycles):
+    # 75 Angstrom, beyond which integrals that end would leave cores that repel: 868 kcal/mol.
+    fluorine = [[0.0, 0.0, 0.0], [1.4, 0.0, 0.0]]
+    one = backend.run(Job(Molecule([9, 9], fluorine), "cndo", scf=cycles))
+    two = backend.run(Job(Molecule([9] * 4, [*fluorine, *[[x, y, 75.0] for x, y, _ in fluorine]]),
+                          "cndo", scf=cycles))
+    assert two.total_energy == pytest.approx(2 * one.total_energy, abs=1e-3)
+
+
 def test_long_chains_gain_the_same_for_each_link(backend):
     """Beyond 53 Angstrom the repulsion of electrons once was cut, and that of cores was not."""
     energies = [backend.run(Job(chain(n), "cndo")).total_energy for n in (20, 40, 60, 80)]
@@ -157,6 +167,15 @@ def test_the_calculator_tells_of_a_lower_state_with_unequal_spins():
 
     atoms = g2("O3")
     with Orbitrax(method="am1") as atoms.calc, pytest.warns(UserWarning, match="unequal spins"):
+        atoms.get_potential_energy()
+
+
+def test_the_calculator_tells_of_atoms_pressed_together():
+    from orbitrax.ase import Orbitrax
+
+    atoms = g2("HCl")
+    atoms.set_distance(0, 1, 0.6)
+    with Orbitrax(method="am1") as atoms.calc, pytest.warns(UserWarning, match="0.45 of a bond"):
         atoms.get_potential_energy()
 
 

@@ -108,7 +108,7 @@ def test_further_options_are_padded_and_cut_into_packets():
 def test_a_job_tells_its_places_to_the_last_digit():
     molecule = Molecule([1, 1], [[0.1, 0.2, 0.3], [1 / 3, 2 / 3, -1e-9]])
     packets = encode.job_packets(Job(molecule, "am1", scf="plain"))
-    assert struct.unpack("<6d", packets[4][28:]) == tuple(molecule.xyz)
+    assert struct.unpack("<6d", packets[4][28:76]) == tuple(molecule.xyz)
     options = wire.RunOptions.unpack(encode.run_options(Job(molecule, "am1", precise=False)))
     assert options["nExtensions"] == 0
 

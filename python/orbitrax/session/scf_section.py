@@ -39,10 +39,11 @@ def tests_state(job: Job) -> bool:
 
 
 def scf_section(job: Job) -> list[tuple[int, bytes]]:
-    """Kind and data of the section; none for the cycles of old."""
-    if not guarded(job):
-        return []
-    values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
+    """Kind and data of the section. The cycles of old have the repulsion between atoms far apart
+    right too: without it a molecule beyond 100 bohr from another one is charged cores to it."""
+    values = (0, 0, 0, 1, 0.0)
+    if guarded(job):
+        values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     return [(KIND, struct.pack("<4id", *values))]
 
 
