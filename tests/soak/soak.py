@@ -1,6 +1,7 @@
 """Everything at once, for as long as one likes: conversations of the catalogue held with processes
 that live through many of them, clients that go, processes that are killed, allocations that fail.
-A conversation that nothing disturbs must say, to the bit, what a fresh process says.
+A conversation that nothing disturbs must say, to the bit, what a fresh process says, and a process
+that lives on must keep its memory and its open descriptors.
 
     PYTHONPATH=tests/link:tests/windows:python /usr/bin/python3 tests/soak/soak.py SECONDS [SEED]
 """
@@ -78,6 +79,7 @@ class Soak:
         fitting = [c for c in self._all if c.method == conversation.method]
         peer, before = SocketPeer(), 0
         hold(peer, conversation)
+        opened = peer.descriptors()
         for number in range(LONG_LIFE):
             one = self._rng.choice(fitting)
             expected = self.expected(one)[1]
@@ -88,6 +90,7 @@ class Soak:
             if number == 40:
                 before = peer.memory()
         self.growth = max(self.growth, peer.memory() - before)
+        assert peer.descriptors() == opened, f"{opened} open, now {peer.descriptors()}"
         assert peer.memory() - before <= MOST_MEMORY, f"{peer.memory() - before} KiB more"
         peer.finish()
 
