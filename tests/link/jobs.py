@@ -22,6 +22,7 @@ import numpy as np
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "python"))
 
+from peers import PATIENCE  # noqa: E402
 from orbitrax.link import wire  # noqa: E402
 from orbitrax import tables  # noqa: E402
 from orbitrax.link.process import find_backend  # noqa: E402
@@ -30,7 +31,7 @@ from orbitrax.molecules.elements import SYMBOLS  # noqa: E402
 from orbitrax.errors import LinkClosed, TimeLimitExceeded  # noqa: E402
 from orbitrax.methods import find_method  # noqa: E402
 
-SILENCE = 10.0  # seconds without a packet after which a process hangs
+SILENCE = PATIENCE  # seconds without a packet after which a process hangs
 AT_WORK = 1.0  # seconds after which a job that still sends packets is left alone
 MOST_DEMANDS = 1000  # more packets than any job here has
 

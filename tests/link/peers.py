@@ -27,7 +27,9 @@ from orbitrax.link import wire
 ROOT = Path(__file__).resolve().parents[2]
 PROGRAM = Path(os.environ.get("ORBITRAX_QSOLVE", ROOT / "build" / "release" / "qsolve"))
 HEAD = struct.Struct("<II")
-PATIENCE = 10.0  # seconds after which a wait for the backend is a failure
+SANITIZED = PROGRAM.exists() and any(mark in PROGRAM.read_bytes()
+                                     for mark in (b"__asan_init", b"__tsan_init"))
+PATIENCE = 60.0 if SANITIZED else 10.0  # seconds after which a wait for the backend is a failure
 SOON = 1.0  # seconds that a process may take to end
 
 

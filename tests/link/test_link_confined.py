@@ -5,12 +5,10 @@ from pathlib import Path
 
 import pytest
 from catalogue import hold, sample
-from peers import PROGRAM, Listener, SocketPeer
+from peers import PROGRAM, SANITIZED, Listener, SocketPeer
 from sessions import ready
 
-sanitized = pytest.mark.skipif(b"__asan_init" in PROGRAM.read_bytes()
-                               or b"__tsan_init" in PROGRAM.read_bytes(),
-                               reason="a sanitizer writes files")
+sanitized = pytest.mark.skipif(SANITIZED, reason="a sanitizer writes files")
 
 
 def promise(pid: int) -> str:

@@ -9,7 +9,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from peers import SocketPeer, frame
+from peers import SANITIZED, SocketPeer, frame
 from sessions import (ITEM, calculation, connect, fetch, options, play, reset, tables,
                       to_demand)
 from waits import (WAITS, at_work, big_job, poke_awaited_with_request_held, settle,
@@ -142,6 +142,7 @@ def test_no_wait_costs_processor_time(start_socket):
     assert max(spent.values()) < 1_000_000, spent  # nanoseconds: a thousandth of the time
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer takes time")
 @pytest.mark.parametrize("iteration", [0, 1, 4])
 def test_the_process_ends_within_a_second_in_the_middle_of_a_calculation(start, iteration):
     peer = start()
@@ -179,6 +180,7 @@ def processor_time_to_end(peer) -> float:
     return used.ru_utime + used.ru_stime - before
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer takes time")
 @pytest.mark.parametrize("method, count", [("cndo", 200_000), ("am1", 20_000)])
 def test_the_process_ends_at_once_in_the_middle_of_a_loop_over_dummies(start_socket, method, count):
     steps, spent = [*tables(method), *calculation(method, mostly_dummies(count))], []

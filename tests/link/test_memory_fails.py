@@ -8,11 +8,10 @@ import resource
 import pytest
 from catalogue import catalogue, content, hold, sample, tell
 from failing import FOREVER, FailingPeer
-from peers import PATIENCE, PROGRAM, SocketPeer
+from peers import PATIENCE, SANITIZED, SocketPeer
 from sessions import reset
 
-pytestmark = pytest.mark.skipif("asan" in str(PROGRAM) or "tsan" in str(PROGRAM),
-                                reason="a sanitizer brings an allocator of its own")
+pytestmark = pytest.mark.skipif(SANITIZED, reason="a sanitizer brings an allocator of its own")
 
 NO_MEMORY = {  # 24576, 24577, 24832
     "The molecule selected for calculation is too large and has consumed all available memory.",
