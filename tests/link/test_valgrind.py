@@ -6,10 +6,11 @@ import shutil
 
 import pytest
 from catalogue import catalogue, content, hold, sample, tell
-from peers import PROGRAM, SocketPeer
+from peers import PROGRAM, SANITIZED, SocketPeer
 from sessions import KEYS, reset
 
 VALGRIND = shutil.which("valgrind")
+SLOWNESS = 300  # seconds that the process may take for an answer, where it runs fifty times slower
 REPORTED = 99  # the exit status that tells of a report
 # What is kept at the end is no fault here: a process that helps ends in the middle of its work, and
 # the leak sanitizer watches the others.
@@ -19,8 +20,7 @@ ENVIRONMENT = {**os.environ, "ORBITRAX_KERNELS": "portable", "ORBITRAX_CONFINE":
 
 pytestmark = [
     pytest.mark.skipif(VALGRIND is None, reason="valgrind is not installed"),
-    pytest.mark.skipif("asan" in str(PROGRAM) or "tsan" in str(PROGRAM),
-                       reason="a sanitizer brings an allocator of its own")]
+    pytest.mark.skipif(SANITIZED, reason="a sanitizer brings an allocator of its own")]
 
 
 def said_by(peer: SocketPeer, conversations: list) -> list:
@@ -37,7 +37,8 @@ def said_by(peer: SocketPeer, conversations: list) -> list:
 def watched(conversations: list) -> None:
     """Holds conversations of one method with and without valgrind."""
     watcher = SocketPeer(*WATCH, str(PROGRAM), program=VALGRIND, env=ENVIRONMENT)
-    watcher.farewell = 60
+    watcher.farewell = SLOWNESS
+    watcher.link.settimeout(SLOWNESS)
     assert said_by(watcher, conversations) == said_by(SocketPeer(env=ENVIRONMENT), conversations)
 
 
