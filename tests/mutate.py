@@ -1,0 +1,149 @@
+"""Whether the unit tests would see a fault: changes one operator or constant of a source file at a
+time, and runs the tests of its room with it. A change that no test sees is listed.
+
+    cmake --preset release && ninja -C build/release
+    /usr/bin/python3 tests/mutate.py COUNT SEED src/scf/*.cpp
+"""
+
+from __future__ import annotations
+
+import random
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+from collections import Counter
+from pathlib import Path
+from typing import NamedTuple
+
+ROOT = Path(__file__).resolve().parents[1]
+BUILD = ROOT / "build" / "release"
+JOB_ROOMS = ("search", "geometry", "dynamics", "vibrations")  # these have a program of their own
+PATIENCE = 120  # seconds that the tests of a room may take; more is a loop without an end
+
+SWAPS = {" + ": " - ", " - ": " + ", " * ": " / ", " / ": " * ", " < ": " <= ", " > ": " >= ",
+         " <= ": " < ", " >= ": " > ", " == ": " != ", " != ": " == ", " && ": " || ",
+         " || ": " && ", " += ": " -= ", " -= ": " += ", "true": "false", "false": "true",
+         "std::max(": "std::min(", "std::min(": "std::max("}
+PLACES = re.compile("|".join(sorted(map(re.escape, SWAPS), key=len, reverse=True))
+                    + r"|(?<![\w.])\d+(?:\.\d+)?(?![\w.])")
+PASSED_OVER = re.compile(r'^\s*(#|//|static_assert|template|using |namespace )|"|Yield\(|kCharge')
+
+
+class Mutant(NamedTuple):
+    """One change of a file: what stands at a place of a line, and what comes instead."""
+
+    path: Path
+    line: int
+    column: int
+    old: str
+    new: str
+
+    def text(self) -> str:
+        """The file with the change."""
+        lines = self.path.read_text().split("\n")
+        line = lines[self.line]
+        lines[self.line] = line[:self.column] + self.new + line[self.column + len(self.old):]
+        return "\n".join(lines)
+
+    def __str__(self) -> str:
+        told = self.path.relative_to(ROOT).as_posix()
+        return f"{told}:{self.line + 1}:{self.column + 1}: '{self.old}' to '{self.new}'"
+
+
+def mutants(path: Path) -> list[Mutant]:
+    """All changes of a file, comments and texts left alone."""
+    found = []
+    for number, line in enumerate(path.read_text().split("\n")):
+        if PASSED_OVER.search(line):
+            continue
+        for place in PLACES.finditer(line.split("//")[0]):
+            old = place[0]
+            number_like = old[0].isdigit()
+            new = str(float(old) * 1.1 + 0.1 if "." in old else int(old) + 1) if number_like \
+                else SWAPS[old]
+            found.append(Mutant(path, number, place.start(), old, new))
+    return found
+
+
+def program_of(path: Path) -> str:
+    """The program that has the tests of a source file."""
+    return "job_tests" if path.parent.name in JOB_ROOMS else "unit_tests"
+
+
+def suites(path: Path) -> str:
+    """The filter that chooses the tests of a source file's room."""
+    names: set[str] = set()
+    for test in (ROOT / "tests" / "unit" / path.parent.name).glob("*_test.cpp"):
+        names |= set(re.findall(r"^TEST(?:_F|_P)?\((\w+),", test.read_text(), re.M))
+    kept = sorted(name for name in names if not name.endswith("Long"))
+    return ":".join(f"{name}.*:*/{name}.*" for name in kept)
+
+
+def commands(target: str) -> list[str]:
+    """What ninja would do for a target, last the step that makes it."""
+    run = subprocess.run(["ninja", "-C", str(BUILD), "-t", "commands", target], text=True,
+                         capture_output=True, check=True)
+    return [line for line in run.stdout.split("\n") if line]
+
+
+def compiled(mutant: Mutant, folder: Path) -> Path | None:
+    """The object of the changed file, or None if it is no program any more."""
+    source = folder / mutant.path.name
+    source.write_text(mutant.text())
+    wanted = f"src/{mutant.path.parent.name}/{mutant.path.name}"
+    line = commands(f"CMakeFiles/qsolve_core.dir/{wanted}.o")[-1]
+    words = [str(source) if word.endswith(wanted) else word for word in shlex.split(line)]
+    words = [word for word in words if not word.endswith("ccache")]
+    for option in ("-o", "-MF", "-MT"):
+        words[words.index(option) + 1] = str(folder / "mutant.o")
+    words[words.index("-MF") + 1] = str(folder / "mutant.d")
+    done = subprocess.run([*words, f"-I{mutant.path.parent}", "-w"], cwd=BUILD, capture_output=True)
+    return folder / "mutant.o" if done.returncode == 0 else None
+
+
+def linked(mutant: Mutant, thing: Path, folder: Path) -> Path:
+    """The program of tests with the changed object, which is found before the sound one."""
+    name = program_of(mutant.path)
+    line = next(line for line in reversed(commands(f"tests/{name}")) if f"-o tests/{name} " in line)
+    start = line.index("&& ") + 3 if line.startswith(":") else 0
+    words = shlex.split(line[start:].split(" && ")[0])
+    words[words.index("-o") + 1] = str(folder / "tests")
+    words.insert(words.index("-o"), str(thing))
+    subprocess.run(words, cwd=BUILD, check=True)
+    return folder / "tests"
+
+
+def fate(mutant: Mutant, folder: Path) -> str:
+    """"killed" by a test, "survived" all of them, or "no program"."""
+    thing = compiled(mutant, folder)
+    if thing is None:
+        return "no program"
+    program = linked(mutant, thing, folder)
+    try:
+        run = subprocess.run([str(program), f"--gtest_filter={suites(mutant.path)}",
+                              "--gtest_fail_fast"], capture_output=True, timeout=PATIENCE)
+    except subprocess.TimeoutExpired:
+        return "killed"
+    return "survived" if run.returncode == 0 else "killed"
+
+
+def main(count: int, seed: int, paths: list[Path]) -> int:
+    every = [mutant for path in paths for mutant in mutants(path)]
+    chosen = random.Random(seed).sample(every, min(count, len(every)))
+    found: Counter[str] = Counter()
+    with tempfile.TemporaryDirectory() as folder:
+        for mutant in chosen:
+            how = fate(mutant, Path(folder))
+            found[how] += 1
+            if how == "survived":
+                print(f"survived: {mutant}", flush=True)
+    judged = found["killed"] + found["survived"]
+    print(f"R19: seed {seed}: {found['killed']} of {judged} faults seen, {len(every)} possible")
+    return 0 if found["killed"] >= 0.9 * judged else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(int(sys.argv[1]), int(sys.argv[2]),
+                  [Path(name).resolve() for name in sys.argv[3:]]))
