@@ -136,6 +136,10 @@ class JobSettings(Settings):
         help="1 to 9 choose what the report shows beside the results")
     eigenvectors: bool = option(
         False, typed=False, help="bring the orbitals' coefficients too")
+    density: str = option(
+        "new", choices=("new", "leave", "follow"), typed=False,
+        help="start each job anew; leave the density to the next job; or start from what the last "
+             "job left, where its molecule is this one and near")
     precise: bool = option(True, typed=False, help="bring energy and gradient in double precision")
     debug: bool = option(False, typed=False, help="bring the backend's debug texts too")
 

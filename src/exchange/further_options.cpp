@@ -101,6 +101,7 @@ void TakeScf(const SectionData& data) {
     asked.nStarts = std::clamp(asked.nStarts, 0, kMostStarts);
     const double d = asked.dCommutatorLimit;
     if (!(d >= 0.0 && d <= kLargestCommutatorLimit)) Fatal(kMsgScfWishes, data.sName, d);
+    asked.nKeepDensity = std::clamp<int>(asked.nKeepDensity, kDropDensity, kFollowDensity);
     further.Scf = asked;
 }
 

@@ -210,6 +210,13 @@ enum StabilityTest : int {
     kFollowStability = 2,  ///< and go down to it
 };
 
+/// What becomes of the density between sessions.
+enum DensityUse : int {
+    kDropDensity,    ///< each session starts anew
+    kLeaveDensity,   ///< it starts anew, and leaves its density to the next
+    kFollowDensity,  ///< it starts from what the last one has left, and leaves its own
+};
+
 /// How a client wants the SCF to be steered beside the options. All zero: by the options alone.
 struct ScfWishes {
     int fGuarded = 0;             ///< guarded cycles, which judge the density too
@@ -217,8 +224,10 @@ struct ScfWishes {
     int nStarts = 0;              ///< further starts of a job's first SCF; the lowest end is kept
     int fFarRepulsion = 0;        ///< Slater integrals: 1/R beyond their range, not 0
     double dCommutatorLimit = 0;  ///< largest element of F P - P F at convergence, eV; 0: the usual
+    int nKeepDensity = 0;         ///< DensityUse; guarded cycles only
+    int nUnused = 0;
 };
-static_assert(sizeof(ScfWishes) == 24);
+static_assert(sizeof(ScfWishes) == 32);
 static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);
 
 /// All energies of the last SCF, kcal/mol; never a kinetic one.

@@ -11,6 +11,7 @@
 #include "scf/electronic_energy.h"
 #include "scf/guarded.h"
 #include "scf/half_electron.h"
+#include "scf/kept.h"
 #include "scf/rotations.h"
 #include "scf/stability.h"
 #include "scf/starts.h"
@@ -280,7 +281,7 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     scf.End = {};
     Search search{.electrons = electrons, .limits = LimitsOf(electrons), .Word = scf.End};
     const bool fFirst = scf.nScfRuns < 1;
-    if (fFirst) GuessPopulations(electrons);
+    if (fFirst && !TakeKeptDensity()) GuessPopulations(electrons);
     search.Word.nStarts = 1;
     Converge(search);
     Take(search);
@@ -294,6 +295,7 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
         fLowered = TryStart(k, search) || fLowered;
     if (fLowered) Test();
     PublishState(search);
+    KeepDensity(search.end.fConverged);
 }
 
 }  // namespace qsolve

@@ -2,6 +2,7 @@
 #include "gradient/state.h"
 #include "job/kinds.h"
 #include "job/state.h"
+#include "scf/kept.h"
 #include "scf/state.h"
 #include "session/job_arrays.h"
 #include "session/session.h"
@@ -52,6 +53,7 @@ bool WorksFromLastCalculation() noexcept {
 }  // namespace
 
 void FreeSessionArrays() noexcept {
+    ForgetUnwantedDensity();
     if (!session.fResultsExist) {
         session.fResultsExist = true;
         return;

@@ -19,6 +19,7 @@ if TYPE_CHECKING:
 
 KIND = 1  # of the section
 STABILITIES = ("none", "test", "follow")  # by number
+DENSITIES = ("new", "leave", "follow")  # what becomes of them between sessions, by number
 
 _FEW, _SOME, _MANY = 24, 60, 200  # orbitals
 _STARTS = 6
@@ -44,7 +45,8 @@ def scf_section(job: Job) -> list[tuple[int, bytes]]:
     values = (0, 0, 0, 1, 0.0)
     if guarded(job):
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
-    return [(KIND, struct.pack("<4id", *values))]
+    kept = DENSITIES.index(job.settings.density)
+    return [(KIND, struct.pack("<4id", *values) + (struct.pack("<2i", kept, 0) if kept else b""))]
 
 
 def _orbitals(job: Job) -> int:
