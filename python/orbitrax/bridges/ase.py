@@ -151,11 +151,12 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
                   system_changes: Sequence[str] = calculator.all_changes) -> None:
         """Runs one single point and fills `results` and `result`."""
         super().calculate(atoms, list(properties), system_changes)
-        self.result = None
+        last, self.result = self.result, None
         if self.atoms.pbc.any():
             warnings.warn("Orbitrax computes molecules: the periodic cell is ignored",
                           stacklevel=2)
-        result = self._run()
+        moved = list(system_changes) == ["positions"] and last is not None
+        result = self._run("follow" if moved else "leave")
         self.result = result
         self.results = _in_ase_units(result)
         missing = [name for name in properties if name not in self.results]
@@ -183,9 +184,9 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
         return vibrations(self.atoms, self.parameters.method, self._backend, optimize=optimize,
                           **settings)
 
-    def _run(self) -> Result:
+    def _run(self, density: str) -> Result:
         with ase_errors():
-            job = self._job()
+            job = self._job().replace(density=density)
             result = self._backend.run(job)
             analyse(job, result, self._backend)
             if not job.settings.allow_unconverged:

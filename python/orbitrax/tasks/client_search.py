@@ -69,7 +69,7 @@ class _Search:
         found = self._best
         assert found is not None
         if self._needs_more(found):
-            found = self._at(found.coordinates, self._job)
+            found = self._with_more(found)
         self._finished(found, not why)
         if why and "cycles" not in why:
             found.warnings.append(f"the search ended: {why}")
@@ -134,6 +134,8 @@ class _Search:
             settings = settings.replace(log_level=self._settings.log_level,
                                         eigenvectors=self._settings.eigenvectors,
                                         bond_orders=self._settings.bond_orders)
+        follows = self._energies > 0 and job is not self._job  # a report tells of a whole SCF
+        settings = settings.replace(density="follow" if follows else "leave")
         self._energies += 1
         one = Job(self._job.molecule.replace(positions=positions), self._job.method, settings)
         left = None if self._deadline is None else max(0.0, self._deadline - time.monotonic())
@@ -169,6 +171,16 @@ class _Search:
         """Whether the last session was not of the last structure, or did not bring all."""
         return (found is not self._last or self._settings.eigenvectors
                 or self._settings.bond_orders or self._settings.log_level is not None)
+
+    def _with_more(self, found: Result) -> Result:
+        """The result with what the last session did not bring. A report alone changes no number:
+        those are of the SCF that the search has followed, the report is of one from the start."""
+        settings, was_last = self._settings, found is self._last
+        more = self._at(found.coordinates, self._job)
+        if was_last and not (settings.eigenvectors or settings.bond_orders):
+            found.log = more.log
+            return found
+        return more
 
     def _finished(self, result: Result, converged: bool) -> None:
         stage = self._stage
