@@ -6,6 +6,7 @@ the first look; a command that only prints never loads numpy.
 
 from __future__ import annotations
 
+import struct
 import sys
 from array import array
 
@@ -22,6 +23,8 @@ if TYPE_CHECKING:
 # below the smallest normal one have fewer.
 _DIGITS, _FEWER_DIGITS = range(6, 10), range(1, 10)
 _SMALLEST_NORMAL = 2.0**-126
+_SIX_DIGITS = 999999.5
+_SINGLE = struct.Struct("f")
 
 
 def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
@@ -73,9 +76,11 @@ def finite(values: Iterable[float]) -> bool:
 def shortest(value: float) -> float:
     """A number of single precision as the shortest decimal that means it, so that 0.1 stays 0.1."""
     single = array("f", (value,))[0]
+    if single.is_integer() and -_SIX_DIGITS < single < _SIX_DIGITS:
+        return single
     for digits in _DIGITS if abs(single) >= _SMALLEST_NORMAL else _FEWER_DIGITS:
         text = float(f"{single:.{digits}g}")
-        if array("f", (text,))[0] == single:
+        if _SINGLE.unpack(_SINGLE.pack(text))[0] == single:
             return text
     return single
 
@@ -117,7 +122,12 @@ class ArrayField:
         values: Any = instance.__dict__.get(self._name)
         if values is None:
             return None
-        return plain(values) if isinstance(values, array) else list(values.ravel().tolist())
+        if not isinstance(values, array):
+            return list(values.ravel().tolist())
+        if values.typecode == "f":  # once, as it is asked for several times
+            values = instance.__dict__[self._name] = array("d", plain(values))
+        found: list[float] = values.tolist()
+        return found
 
 
 class GivenArray(ArrayField):

@@ -145,6 +145,9 @@ ResultBlock = RECORDS["ResultBlock"]
 ModeRecord = RECORDS["ModeRecord"]
 UvRecord = RECORDS["UvRecord"]
 
+# An AtomRecord of a calculated atom without bonds: number, charge, places and mass.
+FreeAtom = struct.Struct("<4xi68x5f")
+
 _ARRAY_NAMES = {
     "PACKET_HEADER": "PacketHeader", "RUN_OPTIONS": "RunOptions", "JOB_OPTIONS": "JobOptions",
     "ATOM_RECORD": "AtomRecord", "RESTRAINT_RECORD": "RestraintRecord",

@@ -21,7 +21,7 @@ if TYPE_CHECKING:
 
     from orbitrax.grids.frame import Frame
     from orbitrax.grids.plot import Plot
-    from orbitrax.job import Job
+    from orbitrax.job import Job, JobSettings
     from orbitrax.molecules.restraints import Restraint
     from orbitrax.settings import Option
     from orbitrax.tables import ParameterSet
@@ -105,10 +105,7 @@ def job_options(job: Job) -> bytes:
 def _options(job: Job, record: wire.Record) -> dict[str, Any]:
     """The fields of a record, from the settings that name them, and from what the job knows."""
     settings = job.settings
-    values: dict[str, Any] = dict(_NO_SEARCH) if record is wire.JobOptions else {}
-    for one in settings.options.values():
-        if one.wire in record.fields:
-            values[one.wire] = _sent(one, getattr(settings, one.name))
+    values = _set(settings, record).copy()
     if record is wire.RunOptions:
         values.update(fCalculate=1, nExtensions=ASKED if settings.precise else 0,
                       nTotalCharge=job.charge, nMultiplicity=job.multiplicity,
@@ -127,6 +124,22 @@ def _options(job: Job, record: wire.Record) -> dict[str, Any]:
     values.update((name, value) for name, value in settings.fields(job).items()
                   if name in record.fields)
     return values
+
+
+_last: dict[wire.Record, tuple[JobSettings, dict[str, Any]]] = {}  # by record
+
+
+def _set(settings: JobSettings, record: wire.Record) -> dict[str, Any]:
+    """The fields that settings name. Those of the last settings are kept, as a list of molecules
+    has the same for all."""
+    known = _last.get(record)
+    if known is None or known[0] is not settings:
+        values: dict[str, Any] = dict(_NO_SEARCH) if record is wire.JobOptions else {}
+        for one in settings.options.values():
+            if one.wire in record.fields:
+                values[one.wire] = _sent(one, getattr(settings, one.name))
+        known = _last[record] = settings, values
+    return known[1]
 
 
 def _sent(one: Option, value: Any) -> Any:
@@ -172,6 +185,9 @@ def atom_records(job: Job) -> bytes:
     inside, xyz = set(job.selected), molecule.xyz
     records = []
     for i, (number, bonded) in enumerate(zip(molecule.z, job.bonds)):
+        if not bonded and i in inside:
+            records.append(wire.FreeAtom.pack(number, 0.0, *xyz[3 * i:3 * i + 3], masses[i]))
+            continue
         outside = i not in inside
         records.append(wire.AtomRecord.pack({
             "nAtomicNumber": number, "nState": int(outside), "nBonds": len(bonded),
