@@ -203,19 +203,18 @@ def test_settings_that_cannot_be_meant_are_refused(wrong):
 
 
 def test_an_scf_that_fails_at_first_is_tried_otherwise(backend, monkeypatch):
-    """Two cycles never do; the second attempt is the usual one."""
+    """Two cycles never do at first; the second attempt is the usual one."""
     monkeypatch.setattr(am1, "_ATTEMPTS", ({"scf_iterations": 2}, *am1._ATTEMPTS))
     found = assign(molecule("O"), backend)
-    assert found.retries == found.energies > 0
+    assert 0 < found.retries <= found.energies
 
 
-def test_the_quicker_way_is_kept_for_a_molecule(backend):
-    """A sulfonamide's SCF takes half as many cycles with a level shift as without."""
+def test_each_scf_goes_on_from_the_density_of_the_one_before(backend):
     mol = molecule("CS(=O)(=O)Nc1ccccc1")
     energy = am1.Am1(backend, np.array([a.GetAtomicNum() for a in mol.GetAtoms()]), 0)
     start = embedded(mol, 1)[0]
     cycles = [energy.point(start + 0.001 * step).cycles for step in range(3)]
-    assert cycles[0] > 24 and cycles[1] < 0.9 * cycles[0] and cycles[2] < 0.9 * cycles[0]
+    assert cycles[1] < 0.5 * cycles[0] and cycles[2] < 0.5 * cycles[0]
 
 
 def test_an_scf_that_fails_in_every_way_is_an_error(backend, monkeypatch):
