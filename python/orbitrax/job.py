@@ -136,7 +136,7 @@ class JobSettings(Settings):
         help="1 to 9 choose what the report shows beside the results")
     eigenvectors: bool = option(
         False, typed=False, help="bring the orbitals' coefficients too")
-    density: str = option(
+    scf_start: str = option(
         "new", choices=("new", "leave", "follow"), typed=False,
         help="start each job anew; leave the density to the next job; or start from what the last "
              "job left, where its molecule is this one and near")

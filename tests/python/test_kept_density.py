@@ -19,7 +19,7 @@ def moved(molecule, step):
 
 
 def energy(backend, molecule, method, density, **settings):
-    return backend.run(Job(molecule, method, density=density, scf_limit=LIMIT, **settings))
+    return backend.run(Job(molecule, method, scf_start=density, scf_limit=LIMIT, **settings))
 
 
 @pytest.fixture(scope="module", params=KEYS)

@@ -76,7 +76,7 @@ class Am1:
             molecule = Molecule(self._numbers, positions, charge=self._charge, multiplicity=1)
             point = _single_point(self._backend, Job(
                 molecule, self._method, scf_limit=_SCF_LIMIT, restrain=self._restraints,
-                density=density, **settings))
+                scf_start=density, **settings))
             if point is not None:
                 self.retries += place > 0
                 return point

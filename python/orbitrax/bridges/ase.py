@@ -186,7 +186,7 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
 
     def _run(self, density: str) -> Result:
         with ase_errors():
-            job = self._job().replace(density=density)
+            job = self._job().replace(scf_start=density)
             result = self._backend.run(job)
             analyse(job, result, self._backend)
             if not job.settings.allow_unconverged:

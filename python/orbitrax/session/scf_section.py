@@ -45,7 +45,7 @@ def scf_section(job: Job) -> list[tuple[int, bytes]]:
     values = (0, 0, 0, 1, 0.0)
     if guarded(job):
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
-    kept = DENSITIES.index(job.settings.density)
+    kept = DENSITIES.index(job.settings.scf_start)
     return [(KIND, struct.pack("<4id", *values) + (struct.pack("<2i", kept, 0) if kept else b""))]
 
 

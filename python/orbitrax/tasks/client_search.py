@@ -135,7 +135,7 @@ class _Search:
                                         eigenvectors=self._settings.eigenvectors,
                                         bond_orders=self._settings.bond_orders)
         follows = self._energies > 0 and job is not self._job  # a report tells of a whole SCF
-        settings = settings.replace(density="follow" if follows else "leave")
+        settings = settings.replace(scf_start="follow" if follows else "leave")
         self._energies += 1
         one = Job(self._job.molecule.replace(positions=positions), self._job.method, settings)
         left = None if self._deadline is None else max(0.0, self._deadline - time.monotonic())
