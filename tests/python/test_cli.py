@@ -102,6 +102,19 @@ def test_the_backend_is_taken_from_the_environment(make_peer):
     assert document(done)["status"] == "done"
 
 
+@pytest.mark.parametrize("molecules", [[WATER], [WATER, WATER]], ids=["one", "several"])
+@pytest.mark.parametrize("typed, seen", [([], "3"), (["--threads", "2"], "2")])
+def test_the_backend_learns_how_many_processors_it_may_use(tmp_path, molecules, typed, seen):
+    program = tmp_path / "backend"
+    program.write_text(f"#!/bin/sh\necho $ORBITRAX_THREADS >> {tmp_path}/seen\n"
+                       f"exec {ROOT}/build/release/qsolve \"$@\"\n")
+    program.chmod(0o755)
+    done = orbitrax("energy", *molecules, "-m", "am1", "--backend", str(program), *typed,
+                    env={**ENVIRONMENT, "ORBITRAX_THREADS": "3"})
+    assert done.returncode == 0, done.stderr
+    assert (tmp_path / "seen").read_text().split() == [seen]
+
+
 def test_a_molecule_comes_from_standard_input(make_peer):
     text = (ROOT / WATER).read_text()
     done = orbitrax("energy", "-", "-m", "am1", "--backend", make_peer(), input=text)

@@ -2,13 +2,18 @@
 
 from __future__ import annotations
 
+import os
+
 from orbitrax.job import MOLECULE, OUTPUT
 from orbitrax.settings import Settings, declared, option
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from orbitrax.backend import Backend
     from orbitrax.settings import Option
     from orbitrax.tasks.task import Task
+
+_THREADS = "ORBITRAX_THREADS"  # which every backend reads when it starts
 
 
 @declared
@@ -57,6 +62,34 @@ class CommandSettings(Settings):
         None, group=OUTPUT, metavar="PATH", help="the backend program to start")
     tables: str | None = option(
         None, group=OUTPUT, metavar="FOLDER", help="folder of the parameter tables")
+    threads: int | None = option(
+        None, least=1, most=256, group=OUTPUT, metavar="N",
+        help="processors that the backend may use (default ORBITRAX_THREADS, else all)")
+
+    def started(self) -> Backend | _Limited:
+        """The backend that these settings want, to be entered."""
+        from orbitrax.backend import Backend
+
+        wanted = Backend(self.backend, self.tables, self.time_limit)
+        return wanted if self.threads is None else _Limited(wanted, self.threads)
+
+
+class _Limited:
+    """A backend whose process, started within, has so many threads and copies at the most."""
+
+    def __init__(self, backend: Backend, threads: int):
+        self._backend, self._threads = backend, threads
+        self._before = os.environ.get(_THREADS)
+
+    def __enter__(self) -> Backend:
+        os.environ[_THREADS] = str(self._threads)
+        return self._backend.__enter__()
+
+    def __exit__(self, *problem: object) -> None:
+        self._backend.__exit__(*problem)
+        del os.environ[_THREADS]
+        if self._before is not None:
+            os.environ[_THREADS] = self._before
 
 
 def typed_options(task: type[Task]) -> list[Option]:

@@ -6,7 +6,6 @@ from __future__ import annotations
 import _signal as signal
 import sys
 
-from orbitrax.backend import Backend
 from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
 from orbitrax.cli.outputs.text import TextSink
@@ -20,6 +19,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
+    from orbitrax.backend import Backend
     from orbitrax.cli.outputs import Output
     from orbitrax.link.events import Event
     from orbitrax.molecules.molecule import Molecule
@@ -123,7 +123,7 @@ class TaskCommand:
         if run.job.selection is not None and molecule.plain_charges is None:
             terminal.warning("the atoms outside the selection carry no charges in this file and "
                              "have no effect but to end cut bonds")
-        with Backend(command.backend, command.tables, command.time_limit) as backend:
+        with command.started() as backend:
             result = self._followed(run, backend)
         return result
 

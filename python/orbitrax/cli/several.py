@@ -5,7 +5,6 @@ from __future__ import annotations
 import json
 import sys
 
-from orbitrax.backend import Backend
 from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.terminal import Terminal, printable
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
@@ -16,6 +15,7 @@ if TYPE_CHECKING:
     from collections.abc import Iterator
     from typing import Any
 
+    from orbitrax.backend import Backend
     from orbitrax.results.result import Result
     from orbitrax.tasks.task import Task
 
@@ -78,7 +78,7 @@ class _Rows:
         if self._prints and not command.json:
             print(_HEAD, flush=True)
         try:
-            with Backend(command.backend, command.tables, command.time_limit) as backend:
+            with command.started() as backend:
                 for number, source in enumerate(sources, 1):
                     self._terminal.progress(f"{number} of {len(sources)}: {source}")
                     status = max(status, self._one(backend, source))
