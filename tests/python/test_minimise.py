@@ -101,6 +101,25 @@ def test_a_pair_finds_its_length():
     assert found.energies < 15
 
 
+@pytest.mark.parametrize("start", [1.6, 2.2])
+def test_a_stretched_pair_does_not_run_into_itself(start):
+    seen = []
+
+    def pair(positions):
+        """Morse's, for two hydrogen atoms of AM1, nearly."""
+        line = positions[1] - positions[0]
+        length = np.linalg.norm(line)
+        seen.append(length)
+        rest = np.exp(-2.2 * (length - 0.68))
+        slope = 110 * 2 * (1 - rest) * 2.2 * rest * line / length
+        return 110 * (1 - rest) ** 2, np.array([-slope, slope])
+
+    found = minimise(pair, np.array([1, 1]), np.array([[0.0, 0.0, 0.0], [0.0, 0.0, start]]),
+                     [(0, 1)], Limits(1e-3, 1e-2, 1e-7))
+    assert found.converged and seen[-1] == pytest.approx(0.68, abs=1e-4)
+    assert min(seen) > 0.45 and min(b / a for a, b in zip(seen, seen[1:])) > 0.69
+
+
 def test_a_triangle_of_springs_takes_their_lengths():
     lengths = (0.95, 1.0, 1.6)
     found = minimise(springs([(0, 1), (0, 2), (1, 2)], lengths), *WATER, Limits(1e-3, 1e-2, 1e-7))

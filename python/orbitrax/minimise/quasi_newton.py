@@ -26,6 +26,8 @@ _FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordi
 _FIRST_TRUST, _MOST_TRUST, _LEAST_TRUST = 0.3, 0.6, 1e-5  # Angstrom: the atom that moves most
 _NOISE = 2e-5  # kcal/mol: an energy that rises by less has not risen
 _BACK_STEPS = 8
+_NEAREST = 0.7  # of its value is left of a distance after a step: far from a minimum, where the
+#                 model knows nothing, two atoms might run into each other, each from its own side
 
 
 @dataclass(frozen=True)
@@ -158,6 +160,13 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
         number += 1
 
 
+def _press(there: Array, here: Array) -> bool:
+    """Whether a step brings any two atoms too near to each other at once."""
+    first, second = np.triu_indices(len(here), 1)
+    squares = [np.sum((places[first] - places[second]) ** 2, axis=1) for places in (there, here)]
+    return bool(np.any(squares[0] < _NEAREST**2 * squares[1]))
+
+
 class _Search:
     """The search from one step to the next."""
 
@@ -206,7 +215,11 @@ class _Search:
         while self._trust > _LEAST_TRUST:
             longest = float(np.max(np.linalg.norm(step.reshape(-1, 3), axis=1)))
             part = min(1.0, self._trust / longest) if longest > 0 else 1.0
-            there = self._visit(self._bent(part * step))
+            places = self._bent(part * step)
+            while _press(places, self._here.positions):
+                part *= 0.5
+                places = self._bent(part * step)
+            there = self._visit(places)
             promised = part * (1 - 0.5 * part) * float(
                 self._held.allowed(self._here.gradient, self._here.positions) @ step)
             kept = (there.energy - self._here.energy) / promised if promised else 1.0
