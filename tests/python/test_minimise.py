@@ -101,7 +101,7 @@ def test_a_pair_finds_its_length():
     assert found.energies < 15
 
 
-@pytest.mark.parametrize("start", [1.6, 2.2])
+@pytest.mark.parametrize("start", [1.6, 2.2, 3.0, 4.0])
 def test_a_stretched_pair_does_not_run_into_itself(start):
     seen = []
 

@@ -26,6 +26,7 @@ _FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordi
 _FIRST_TRUST, _MOST_TRUST, _LEAST_TRUST = 0.3, 0.6, 1e-5  # Angstrom: the atom that moves most
 _NOISE = 2e-5  # kcal/mol: an energy that rises by less has not risen
 _BACK_STEPS = 8
+_NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 _NEAREST = 0.7  # of its value is left of a distance after a step: far from a minimum, where the
 #                 model knows nothing, two atoms might run into each other, each from its own side
 
@@ -225,18 +226,19 @@ class _Search:
             kept = (there.energy - self._here.energy) / promised if promised else 1.0
             self._learn(there)
             fell = there.energy <= self._here.energy + _NOISE
-            self._adapt_trust(kept, part, longest, fell)
+            self._adapt_trust(kept, part * longest, part < 1.0, fell)
             if fell:
                 self._here = there
                 return True
             step = self.newton_step()
         return False
 
-    def _adapt_trust(self, kept: float, part: float, longest: float, fell: bool) -> None:
-        """kept: of the promised fall, the share that came true."""
+    def _adapt_trust(self, kept: float, gone: float, cut: bool, fell: bool) -> None:
+        """kept: of the promised fall, the share that came true; gone: how far, Angstrom; cut:
+        whether the step wanted to go farther."""
         if not fell or kept < 0.25:
-            self._trust = max(0.3 * min(self._trust, longest), 0.5 * _LEAST_TRUST)
-        elif kept > 0.6 and part < 1.0:
+            self._trust = max(0.3 * gone, 0.5 * _LEAST_TRUST)
+        elif kept > 0.6 and cut:
             self._trust = min(1.6 * self._trust, _MOST_TRUST)
 
     # ---- points ---------------------------------------------------------------------------------
@@ -289,7 +291,7 @@ class _Search:
             a, t = added[:, :k], taken[:, :k]
             expected = self._stiffness * step + a @ (step @ a) - t @ (step @ t)
             curvature, model = float(step @ change), float(step @ expected)
-            if not model > 1e-14:
+            if not model > _NO_CURVATURE:
                 continue
             if curvature < 0.2 * model:
                 share = 0.8 * model / (model - curvature)
