@@ -67,7 +67,8 @@ TEST_F(Conversation, ReducedFrontendNeedsAllThreeWords) {
 TEST_F(Conversation, UnknownOrOverlongCommandLinesKeepTheDefault) {
     ChooseTopic("Other 1a2b word");
     EXPECT_STREQ(link.sTopicName, "CalcBackend");
-    ChooseTopic((std::string(5000, 'M') + " 12 3").c_str());
+    std::string sLong(5000, 'M');
+    ChooseTopic(sLong.append(" 12 3").c_str());
     EXPECT_STREQ(link.sTopicName, "CalcBackend");
     ChooseTopic("Molarium ffffffffffffffffffffffffffffffffffffff w");
     EXPECT_LT(std::strlen(link.sTopicName), sizeof link.sTopicName);

@@ -164,7 +164,7 @@ TEST_F(Frames, PokeAndDisconnectPassAHeldRequest) {
     Connect();
     link.fInSession = link.fAwaitingPoke = true;
     Feed(kTransactionRequest, std::string("Packet\0", 7));
-    Feed(kTransactionPoke, std::string("Packet\0", 7) + std::string(20, '\0'));
+    Feed(kTransactionPoke, std::string("Packet\0", 7).append(20, '\0'));
     Feed(kTransactionDisconnect, "");
     EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
     EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
