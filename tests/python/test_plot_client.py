@@ -134,10 +134,11 @@ def test_grids_that_are_wrong_are_not_believed(make_peer, water, told, error, te
 
 @pytest.mark.parametrize("fault", ["kill", "exit", "garbage", "huge", "wrong code", "wrong length",
                                    "unknown type"])
-def test_a_backend_that_breaks_in_a_plot_is_an_error(make_peer, water, fault):
+@pytest.mark.parametrize("at", [60, 70])
+def test_a_backend_that_breaks_in_or_after_a_plot_is_an_error(make_peer, water, at, fault):
     with Backend(make_peer()) as backend:
         backend.run(Job(water, "am1"))
-    quiet = make_peer(at=40, fault=fault)
+    quiet = make_peer(at=at, fault=fault)
     with Backend(quiet) as backend:
         backend.run(Job(water, "am1"))
         with pytest.raises(LinkError):
