@@ -228,8 +228,8 @@ def test_disconnect_in_a_session_ends_the_process(start):
     assert peer.wait() == 0
 
 
-def test_packets_ahead_spare_the_demands_and_change_nothing_else(start):
-    peer = start()
+def test_packets_ahead_spare_the_demands_and_change_nothing_else(start_socket):
+    peer = start_socket()
     ready(peer)
     steps = calculation()
     usual = again(peer, steps)
@@ -247,8 +247,8 @@ def test_packets_ahead_spare_the_demands_and_change_nothing_else(start):
     assert again(peer, steps).after_intake == usual.after_intake, "what was left over is dropped"
 
 
-def test_what_packets_ahead_lack_is_demanded(start):
-    peer = start()
+def test_what_packets_ahead_lack_is_demanded(start_socket):
+    peer = start_socket()
     ready(peer)
     steps = calculation()
     usual = again(peer, steps)
