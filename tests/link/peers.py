@@ -82,8 +82,11 @@ class Backend:
 
     def descriptors(self) -> list[str]:
         """What the open descriptors of the process are, by number."""
-        folder = Path(f"/proc/{self.pid}/fd")
-        return [os.readlink(folder / name) for name in sorted(os.listdir(folder), key=int)]
+        folder, found = Path(f"/proc/{self.pid}/fd"), []
+        for name in sorted(os.listdir(folder), key=int):
+            with contextlib.suppress(FileNotFoundError):  # closed since it was listed
+                found.append(os.readlink(folder / name))
+        return found
 
     def program_file(self) -> Path:
         """The program that the process runs."""
@@ -193,6 +196,9 @@ class SocketPeer(Backend):
         return holder
 
 
+_STARTS = 3  # of a bridge, at the most
+
+
 class DdePeer(SocketPeer):
     """A client of qsolve.exe under Wine: the frames go to the DDE bridge of tests/windows, which
     carries them to a server of its own.
@@ -220,9 +226,12 @@ class DdePeer(SocketPeer):
         self.link, theirs = socket.socketpair()
         self.link.settimeout(PATIENCE)
         with theirs:
-            self.process = wine.launch(*arguments, program=program, out=Path(self._out.name),
-                                       status=Path(self._status.name), topic=topic, mark=own,
-                                       stdin=theirs, stdout=theirs, stderr=self._error)
+            for _ in range(_STARTS):
+                self.process = wine.launch(*arguments, program=program, out=Path(self._out.name),
+                                           status=Path(self._status.name), topic=topic, mark=own,
+                                           stdin=theirs, stdout=theirs, stderr=self._error)
+                if self._begun():
+                    break
         self._mark = own
         self.topic = topic or "CalcBackend"
         self._transactions = self._bytes = 0
@@ -237,8 +246,19 @@ class DdePeer(SocketPeer):
         # Wine's own server takes its time over a process that ends while others start, and kills
         # what is slow to leave; what the bridge wrote last is the better word.
         status = super().wait(seconds + SOON)
-        written = Path(self._status.name).read_text(encoding="ascii")
-        return int(written) if written else status
+        written = self._told()
+        return int(written) if written.isdigit() else status
+
+    def _told(self) -> str:
+        return Path(self._status.name).read_text(encoding="ascii")
+
+    def _begun(self) -> bool:
+        """Whether the bridge came to life. One process in some thousands does not under Wine."""
+        while not self._told():
+            if self.process.poll() is not None:
+                return bool(self._told())
+            time.sleep(0.005)
+        return True
 
     def receive(self) -> tuple[int, bytes]:
         code, answer = super().receive()

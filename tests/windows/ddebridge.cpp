@@ -4,8 +4,8 @@
 //     ddebridge [--out FILE] [--status FILE] [--topic TOPIC] PROGRAM [REST OF ITS COMMAND LINE]
 //
 // The program's standard output goes to the first FILE, else, as its standard error, to that of the
-// bridge. The second FILE gets the exit status of the bridge in decimal: Wine's server kills a
-// process that takes half a second to leave, and then the system tells only of that.
+// bridge. The second FILE gets "started", and at the end the exit status in decimal: Wine's
+// server kills a process that takes half a second to leave, and the system tells only of that.
 // A connect to the topic "CalcBackend" becomes one to TOPIC, so that backends with topics of their
 // own can serve clients that know the usual one alone.
 // The frames are those of docs/packet-link.md, and these of the bridge's own, each answered by one
@@ -193,6 +193,14 @@ HANDLE OpenOutput(const std::string& sFile) {
                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+void TellStatus(const std::string& sText) {
+    if (bridge.sStatusFile.empty()) return;
+    const HANDLE hFile = OpenOutput(bridge.sStatusFile);
+    DWORD nWritten = 0;
+    WriteFile(hFile, sText.data(), static_cast<DWORD>(sText.size()), &nWritten, nullptr);
+    CloseHandle(hFile);
+}
+
 /// Takes the value of an option off a command line; false when the option does not stand first.
 bool TakeOption(const char* sName, char*& sRest, std::string& sValue) {
     const std::size_t nName = std::strlen(sName);
@@ -216,8 +224,7 @@ void WaitUntilReady() {
     SendMessageTimeoutA(WindowOfServer(), WM_NULL, 0, 0, SMTO_NORMAL, kPatience, &nAnswer);
 }
 
-/// Under Wine, one start in some thousands ends before the new process has introduced itself, which
-/// is an internal error to its parent; the next one succeeds.
+/// Under Wine, one process in some thousands dies at its start, an internal error to its parent.
 bool Create(char* sCommand, STARTUPINFOA& start) {
     for (int nLeft = kStarts;;) {
         if (CreateProcessA(nullptr, sCommand, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
@@ -235,6 +242,7 @@ bool StartServer() {
     std::string sFile;
     if (TakeOption("--out", sRest, sFile)) hOut = OpenOutput(sFile);
     TakeOption("--status", sRest, bridge.sStatusFile);
+    TellStatus("started");
     TakeOption("--topic", sRest, bridge.sTopic);
     STARTUPINFOA start = {};
     start.cb = sizeof start;
@@ -357,13 +365,7 @@ std::uint32_t PostToServer(const Frame& frame) {
 
 /// Ends the bridge; its status is told twice.
 [[noreturn]] void End(int nStatus) {
-    if (!bridge.sStatusFile.empty()) {
-        const HANDLE hFile = OpenOutput(bridge.sStatusFile);
-        const std::string sText = std::to_string(nStatus & 0xff);
-        DWORD nWritten = 0;
-        WriteFile(hFile, sText.data(), static_cast<DWORD>(sText.size()), &nWritten, nullptr);
-        CloseHandle(hFile);
-    }
+    TellStatus(std::to_string(nStatus & 0xff));
     ExitProcess(static_cast<UINT>(nStatus));
 }
 
