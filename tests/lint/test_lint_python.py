@@ -24,7 +24,7 @@ FLOORS = (
     ("grids", "motion", "tables", "vibrations"),
     ("molecules", "link"),
     ("settings", "methods", "files", "arrays", "memory", "minimise"),
-    ("errors", "units", "paths"),
+    ("errors", "interrupts", "units", "paths"),
 )
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}
 HEAD = "__init__"  # of the package: its version, which everybody may ask for

@@ -6,6 +6,7 @@ import os
 import sys
 
 from orbitrax.errors import Terminated, UsageError
+from orbitrax.interrupts import between_imports
 from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
@@ -58,14 +59,20 @@ def _ended(argv: list[str], error: KeyboardInterrupt) -> int:
 
 
 def _listen_for_the_end() -> None:
-    """SIGTERM, which batch systems send, ends the work as Ctrl-C does: with what there is."""
+    """SIGTERM, which batch systems send, ends the work as Ctrl-C does: with what there is. A shell
+    that starts us in the background has us ignore Ctrl-C, and that stays."""
     import _signal as signal  # the module without the lists of names
 
-    def end(*_: object) -> None:
+    def terminate() -> None:
         raise Terminated
 
+    def interrupt() -> None:
+        raise KeyboardInterrupt
+
     try:
-        signal.signal(signal.SIGTERM, end)
+        signal.signal(signal.SIGTERM, between_imports(terminate))
+        if signal.getsignal(signal.SIGINT) is signal.default_int_handler:
+            signal.signal(signal.SIGINT, between_imports(interrupt))
     except ValueError:  # outside the main thread
         pass
 

@@ -8,6 +8,7 @@ import signal
 import threading
 
 from orbitrax.errors import TimeLimitExceeded
+from orbitrax.interrupts import is_importing
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -15,6 +16,9 @@ if TYPE_CHECKING:
 
     from orbitrax.cli.terminal import Terminal
     from orbitrax.tasks.task import Run
+
+
+_AGAIN = 0.005  # seconds until a time limit that passed in an import is looked at again
 
 
 @contextlib.contextmanager
@@ -38,13 +42,16 @@ def stopped_by_keyboard(run: Run, terminal: Terminal) -> Iterator[None]:
 def reading_until(limit: float) -> Iterator[None]:
     """Holds the reading of a molecule to the time limit, seconds."""
     def end(*_: object) -> None:
+        if is_importing():  # the timer comes again
+            return
+        signal.setitimer(signal.ITIMER_REAL, 0)
         raise TimeLimitExceeded("the time limit passed while the molecule was read")
 
     if threading.current_thread() is not threading.main_thread():
         yield
         return
     before = signal.signal(signal.SIGALRM, end)
-    signal.setitimer(signal.ITIMER_REAL, limit)
+    signal.setitimer(signal.ITIMER_REAL, limit, _AGAIN)
     try:
         yield
     finally:
