@@ -15,7 +15,7 @@ from support import ROOT
 from orbitrax import read_molecule
 
 TASKS = {
-    "optimize": ["examples/caffeine.xyz", "-m", "am1", "--limit", "1e-7"],
+    "optimize": ["examples/caffeine.xyz", "-m", "am1", "--limit", "0.01"],
     "md": ["examples/ethanol.xyz", "-m", "am1"],
     "energy": ["examples/caffeine.xyz", "-m", "am1"],
     "vibrations": ["examples/ethanol.xyz", "-m", "am1", "--optimize"],
