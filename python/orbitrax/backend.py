@@ -198,11 +198,11 @@ class Backend:
 
         if self._last is None:
             raise UsageError("there is nothing to plot: run a job on this backend first")
-        if self._running is not None and self._running.ended() is not None:
-            raise self._post_mortem(self._running)  # another process would know nothing of the job
         job, result = self._last
         builder = GridBuilder(plot, frame, job, result)
         with self._reserved() as pokes:
+            if self._running is not None and self._running.ended() is not None:
+                raise self._post_mortem(self._running)  # another process would not know the job
             pokes += plot_packets(job, builder.plot, builder.frame)
             for event in self._session(job, pokes, time_limit, builder.reader):
                 builder.add(event)
