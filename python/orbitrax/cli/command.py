@@ -86,10 +86,12 @@ class _Limited:
         return self._backend.__enter__()
 
     def __exit__(self, *problem: object) -> None:
-        self._backend.__exit__(*problem)
-        del os.environ[_THREADS]
-        if self._before is not None:
-            os.environ[_THREADS] = self._before
+        try:
+            self._backend.__exit__(*problem)
+        finally:
+            del os.environ[_THREADS]
+            if self._before is not None:
+                os.environ[_THREADS] = self._before
 
 
 def typed_options(task: type[Task]) -> list[Option]:
