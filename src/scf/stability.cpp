@@ -8,9 +8,7 @@
 #include "link/memory.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
-#include "scf/fock.h"
 #include "scf/rotations.h"
-#include "scf/state.h"
 
 namespace qsolve {
 namespace {
@@ -31,48 +29,6 @@ struct Space {
 
 double* RowOf(Array<double>& m, const Space& space, int i) {
     return Row(m.Data(), space.nSize, i);
-}
-
-/// Differences of levels, with their factors: all of the Hessian but the electrons' answer.
-void FillBend(const Electrons& electrons, double* vBend) {
-    for (int k = 0; k < electrons.nSets; ++k) {
-        const Shells& shells = electrons.vShells[k];
-        const Array<double>& e = electrons.pSets[k]->vEnergy;
-        for (int p = 0; p < shells.Occupied(); ++p)
-            for (int q = shells.EndOfShell(p); q < shells.n; ++q)
-                *vBend++ = 2.0 * electrons.dWeight * (shells.Filling(p) - shells.Filling(q)) *
-                           (e[q] - e[p]);
-    }
-}
-
-/// The Hessian times a vector: the differences of levels and the answer of the electrons to the
-/// change of the densities, which stand in the arrays of the densities meanwhile.
-void Multiply(Electrons& electrons, Turn turn, const Space& space, const double* x, double* y) {
-    for (int i = 0; i < space.nSize; ++i) y[i] = space.vBend[i] * x[i];
-    double* mWork = scf.mSquareWork.Data();
-    const double* pPart = x;
-    for (int k = 0; k < electrons.nSets; ++k) {
-        SpinRun& s = *electrons.pSets[k];
-        DensityChange(electrons.vShells[k], s.mVectors.Data(), pPart, mWork, s.mDensity.Data());
-        pPart += RotationsOf(electrons.vShells[k]);
-    }
-    Array<double> mOpposite;  // the change of the beta density, where it is not an array of its own
-    double *pA = scf.mDensityA.Data(), *pTotal = scf.mDensityT.Data();
-    if (turn == Turn::kSpinsApart) mOpposite.Take(scf.mDensityA.Size(), kWork);
-    for (std::size_t i = 0; i < mOpposite.Size(); ++i) mOpposite[i] = -pA[i];
-    const double* pB = mOpposite              ? mOpposite.Data()
-                       : electrons.nSets == 2 ? scf.mDensityB.Data()
-                                              : pA;
-    for (std::size_t i = 0; i < scf.mDensityT.Size(); ++i) pTotal[i] = pA[i] + pB[i];
-    double* pOut = y;
-    for (int k = 0; k < electrons.nSets; ++k) {
-        SpinRun& s = *electrons.pSets[k];
-        std::fill(s.mFock.begin(), s.mFock.end(), 0.0);
-        AddRepulsion(pTotal, k == 0 ? pA : pB, k == 0 ? pB : pA, s.mFock.Data());
-        AddMatrixOfRotations(electrons.vShells[k], s.mVectors.Data(), s.mFock.Data(),
-                             2.0 * electrons.dWeight, mWork, pOut);
-        pOut += RotationsOf(electrons.vShells[k]);
-    }
 }
 
 /// Makes a vector orthogonal to those of the space and of unit length. False where little is left.
@@ -157,7 +113,8 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
     const auto Add = [&]() {
         double* v = RowOf(space.mVectors, space, space.nVectors);
         std::copy(vNext.begin(), vNext.end(), v);
-        Multiply(electrons, turn, space, v, RowOf(space.mProducts, space, space.nVectors));
+        MultiplyByHessian(electrons, turn, space.vBend.Data(), v,
+                          RowOf(space.mProducts, space, space.nVectors));
         ++space.nVectors;
         ++found.nProducts;
     };

@@ -1,14 +1,10 @@
 #pragma once
 
-#include "scf/electrons.h"
+#include "scf/orbital_hessian.h"
 
 /// Whether a state is a minimum of the energy.
 
 namespace qsolve {
-
-/// Towards which states a curvature is looked for: those of the same kind, or those with the spins
-/// of a restricted closed shell turned apart.
-enum class Turn { kSame, kSpinsApart };
 
 /// The lowest curvature found, and along what.
 struct Curvature {
