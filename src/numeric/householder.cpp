@@ -128,17 +128,16 @@ void MirrorSquares(const Reduction& reduction, int c) {
 }
 
 /// S of I - Y S Y^T = H_0 ... H_(b - 1), upper triangular: S_ii = 1 / h_i and the column above it
-/// -S G_i / h_i, with G = Y^T Y. mG and mS are nSize x nSize.
-void MakeTriangle(int nSize, int nReflectors, const double* vScale, const double* mG, double* mS) {
-    std::fill(mS, Row(mS, nSize, nSize), 0.0);
+/// -S G_i / h_i, with G = Y^T Y. mG and mS are nReflectors x nReflectors, mS is 0 before.
+void MakeTriangle(int nReflectors, const double* vScale, const double* mG, double* mS) {
     double column[BlockOf(1 << 20)];
     for (int i = 0; i < nReflectors; ++i) {
         if (vScale[i] == 0.0) continue;
         const double dTau = 1.0 / vScale[i];
-        for (int k = 0; k < i; ++k) column[k] = -dTau * Row(mG, nSize, k)[i];
+        for (int k = 0; k < i; ++k) column[k] = -dTau * Row(mG, nReflectors, k)[i];
         for (int j = 0; j < i; ++j)
-            Row(mS, nSize, j)[i] = Dot(i - j, Row(mS, nSize, j) + j, column + j);
-        Row(mS, nSize, i)[i] = dTau;
+            Row(mS, nReflectors, j)[i] = Dot(i - j, Row(mS, nReflectors, j) + j, column + j);
+        Row(mS, nReflectors, i)[i] = dTau;
     }
 }
 
@@ -191,26 +190,26 @@ void FinishReduction(const Reduction& reduction) {
 
 void TransformBack(const Reduction& reduction, int c, int nEnd, int nVectors, double* mVectors,
                    double* vWork) {
-    const int n = reduction.n, nStep = ReductionStep(n), nBlock = BlockOf(n);
+    const int n = reduction.n, nStep = ReductionStep(n);
     const int nReflectors = nEnd - c, nLength = n - c - 1;
-    double *mG = vWork, *mS = Row(mG, nBlock, nBlock), *mZy = Row(mS, nBlock, nBlock);
-    double* mZys = Row(mZy, nBlock, nVectors);
+    double *mG = vWork, *mS = Row(mG, nReflectors, nReflectors);
+    double *mZy = Row(mS, nReflectors, nReflectors), *mZys = Row(mZy, nReflectors, nVectors);
     for (int r = 1; r < nReflectors; ++r)
         std::fill_n(Row(reduction.mMatrix, nStep, c + r) + c + 1, r, 0.0);
 
     const double* pY = Row(reduction.mMatrix, nStep, c) + c + 1;
     const Factor y = Plain(pY, nStep), yt = Transposed(pY, nStep);
-    std::fill_n(vWork, TransformWork(n, nVectors), 0.0);
-    Product gram{nReflectors, nLength, nReflectors, y, yt, mG, nBlock};
+    std::fill(vWork, Row(mZys, nReflectors, nVectors), 0.0);
+    Product gram{nReflectors, nLength, nReflectors, y, yt, mG, nReflectors};
     gram.triangle = Triangle::kUpper;
     AddProduct(gram);
-    MakeTriangle(nBlock, nReflectors, reduction.vScale + c, mG, mS);
+    MakeTriangle(nReflectors, reduction.vScale + c, mG, mS);
 
     double* pZ = mVectors + c + 1;
-    AddProduct({nVectors, nLength, nReflectors, Plain(pZ, n), yt, mZy, nBlock});
-    AddProduct({nVectors, nReflectors, nReflectors, Plain(mZy, nBlock), Transposed(mS, nBlock),
-                mZys, nBlock});
-    AddProduct({nVectors, nReflectors, nLength, Plain(mZys, nBlock), y, pZ, n, -1.0});
+    AddProduct({nVectors, nLength, nReflectors, Plain(pZ, n), yt, mZy, nReflectors});
+    AddProduct({nVectors, nReflectors, nReflectors, Plain(mZy, nReflectors),
+                Transposed(mS, nReflectors), mZys, nReflectors});
+    AddProduct({nVectors, nReflectors, nLength, Plain(mZys, nReflectors), y, pZ, n, -1.0});
 }
 
 }  // namespace qsolve
