@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 
 #include "job/state.h"
@@ -199,18 +200,52 @@ bool DeriveRow(int nRow, NddoRow* pRow, NddoExtended* pX) {
     return fSolved;
 }
 
-}  // namespace
-
-bool DeriveNddoDParameters() {
-    setup.pExtended.Take(kRows, kSetUp);
-    if (!parameters.pNddoParams) return false;
-    if (!setup.pNddo) setup.pNddo.Take(kRows, kSetUp);
+/// All rows of the table.
+bool DeriveRows() {
     bool fComplete = true;
     for (int nRow = 0; nRow < kRows; ++nRow) {
         setup.pNddo[nRow] = parameters.pNddoParams[nRow];
         if (!DeriveRow(nRow, &setup.pNddo[nRow], &setup.pExtended[nRow])) fComplete = false;
     }
     return fComplete;
+}
+
+bool IsKept() {
+    const DerivedRows& kept = parameters.Derived;
+    return kept.nMethod != 0 && kept.nMethod == system.MethodId &&
+           std::memcmp(kept.pTable.Data(), parameters.pNddoParams.Data(),
+                       kRows * sizeof(NddoRow)) == 0;
+}
+
+template <class T>
+void Copy(const Array<T>& source, Array<T>* pCopy) {
+    if (!*pCopy) pCopy->Take(source.Size(), kSetUp);
+    std::copy(source.begin(), source.end(), pCopy->begin());
+}
+
+void Keep(bool fComplete) {
+    DerivedRows& kept = parameters.Derived;
+    kept.nMethod = 0;  // until all of it is there
+    Copy(parameters.pNddoParams, &kept.pTable);
+    Copy(setup.pNddo, &kept.pNddo);
+    Copy(setup.pExtended, &kept.pExtended);
+    kept.fComplete = fComplete;
+    kept.nMethod = system.MethodId;
+}
+
+}  // namespace
+
+bool DeriveNddoDParameters() {
+    setup.pExtended.Take(kRows, kSetUp);
+    if (!parameters.pNddoParams) return false;
+    if (!setup.pNddo) setup.pNddo.Take(kRows, kSetUp);
+    if (!IsKept()) {
+        Keep(DeriveRows());
+    } else {
+        Copy(parameters.Derived.pNddo, &setup.pNddo);
+        Copy(parameters.Derived.pExtended, &setup.pExtended);
+    }
+    return parameters.Derived.fComplete;
 }
 
 }  // namespace qsolve

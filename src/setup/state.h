@@ -5,6 +5,16 @@
 
 namespace qsolve {
 
+/// What was last derived from a table, and from which. It saves the work where the same table is
+/// asked for again, which is the rule: a process reads its tables once.
+struct DerivedRows {
+    int nMethod = 0;                ///< 0: nothing is kept
+    bool fComplete = false;         ///< as DeriveNddoDParameters returned it
+    Array<NddoRow> pTable;          ///< kRows, as the client sent them
+    Array<NddoRow> pNddo;           ///< kRows, completed
+    Array<NddoExtended> pExtended;  ///< kRows
+};
+
 /// The parameter tables as the client sent them, read once and never written again: what validation
 /// corrects or derives stands in SetupState.
 struct ParameterState {
@@ -18,6 +28,8 @@ struct ParameterState {
     Array<MindoPair> pMindoPairs;        ///< kMindoPairs; method 3
     Array<ZindoRow> pZindoParams;        ///< kRows; methods 7, 8
     Array<GammaRow> pZindosGamma;        ///< kRows; method 8
+
+    DerivedRows Derived;  ///< from pNddoParams, when they are first needed
 
     bool fNormalisationWarned[kRows] = {};  ///< 20502 has been said for this row
 };

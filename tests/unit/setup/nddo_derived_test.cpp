@@ -102,6 +102,31 @@ TEST_P(NddoDerivedOf, AnyNumberOfCallsGivesTheSame) {
     EXPECT_NE(chlorine.dRho2dd, 0.0);
 }
 
+TEST_P(NddoDerivedOf, AnotherTableIsDerivedAnew) {
+    LoadParameters(GetParam());
+    DeriveNddoDParameters();
+    const int nRow = RowOf("C");
+    const double dBefore = setup.pExtended[nRow].dD1sp;
+    parameters.pNddoParams[nRow].dZetaP *= 2.0;
+    DeriveNddoDParameters();
+    EXPECT_LT(setup.pExtended[nRow].dD1sp, 0.9 * dBefore);
+    EXPECT_EQ(setup.pNddo[nRow].dZetaP, parameters.pNddoParams[nRow].dZetaP);
+    parameters.pNddoParams[nRow].dZetaP /= 2.0;
+    DeriveNddoDParameters();
+    EXPECT_EQ(setup.pExtended[nRow].dD1sp, dBefore);
+}
+
+TEST_F(NddoDerived, AnotherMethodWithTheSameTableIsDerivedAnew) {
+    LoadParameters(kMndo);
+    DeriveNddoDParameters();
+    GiveD("S");
+    DeriveNddoDParameters();
+    const NddoExtended before = Derived("S");
+    system.MethodId = kPm3;  // takes integrals of s and p from the functions
+    DeriveNddoDParameters();
+    EXPECT_NE(Derived("S").dF0sp, before.dF0sp);
+}
+
 INSTANTIATE_TEST_SUITE_P(Methods, NddoDerivedOf, testing::Values(kMndo, kAm1, kPm3, kMndoD),
                          [](const auto& test) { return MethodFileName(test.param); });
 
