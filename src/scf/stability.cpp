@@ -25,6 +25,8 @@ struct Space {
     Array<double> mVectors = {};   ///< kMostVectors x nSize, orthonormal
     Array<double> mProducts = {};  ///< the Hessian times each
     Array<double> vBend = {};      ///< diagonal of the Hessian but for the electrons' answer
+    /// The Hessian within the space; entry j of row i for j <= i.
+    double mInside[kMostVectors][kMostVectors] = {};
 };
 
 double* RowOf(Array<double>& m, const Space& space, int i) {
@@ -70,18 +72,23 @@ void StartVector(const Space& space, int nNumber, double* v) {
         if (space.vBend[i] <= vSorted[nNumber]) v[i] += 1.0 + 0.1 * Scattered(i, nNumber + 7);
 }
 
+/// Takes the last vector and its product into the Hessian within the space, and counts it.
+void CountVector(Space& space) {
+    const int i = space.nVectors++;
+    for (int j = 0; j <= i; ++j)
+        space.mInside[i][j] = 0.5 * (Dot(space.nSize, RowOf(space.mVectors, space, i),
+                                         RowOf(space.mProducts, space, j)) +
+                                     Dot(space.nSize, RowOf(space.mVectors, space, j),
+                                         RowOf(space.mProducts, space, i)));
+}
+
 /// The lowest eigenvector of the Hessian within the space: its coefficients and eigenvalue.
-double LowestInSpace(Space& space, double* vCoefficients) {
+double LowestInSpace(const Space& space, double* vCoefficients) {
     double mSmall[kMostVectors * kMostVectors + kMostVectors];
     double mTurn[kMostVectors * kMostVectors + kMostVectors], vValues[kMostVectors];
     const int m = space.nVectors;
-    for (int i = 0; i < m; ++i)
-        for (int j = 0; j < m; ++j)
-            Row(mSmall, m, i)[j] = 0.5 * (Dot(space.nSize, RowOf(space.mVectors, space, i),
-                                              RowOf(space.mProducts, space, j)) +
-                                          Dot(space.nSize, RowOf(space.mVectors, space, j),
-                                              RowOf(space.mProducts, space, i)));
-    Diagonalise(m, mSmall, mTurn, vValues);
+    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
+    DiagonaliseRange(m, 0, 1, mSmall, mTurn, vValues);
     std::copy_n(mTurn, m, vCoefficients);
     return vValues[0];
 }
@@ -115,7 +122,7 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
         std::copy(vNext.begin(), vNext.end(), v);
         MultiplyByHessian(electrons, turn, space.vBend.Data(), v,
                           RowOf(space.mProducts, space, space.nVectors));
-        ++space.nVectors;
+        CountVector(space);
         ++found.nProducts;
     };
     for (int k = 0; k < std::min(kStartVectors, space.nSize); ++k) {
@@ -142,7 +149,8 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
             std::copy_n(vDirection, space.nSize, RowOf(space.mVectors, space, 0));
             for (int i = 0; i < space.nSize; ++i)
                 RowOf(space.mProducts, space, 0)[i] = vResidual[i] + dLowest * vDirection[i];
-            space.nVectors = 1;
+            space.nVectors = 0;
+            CountVector(space);
         }
         if (!MakeNew(space, vNext.Data())) {
             found.fKnown = true;  // nothing is left to be added
