@@ -24,14 +24,16 @@ void ForRotations(const Shells& shells, Function function) {
             function(p, q, shells.Filling(p) - shells.Filling(q));
 }
 
-/// nRows orbitals from the first on times a matrix, and that times all orbitals: C_p M C_q.
-void TransformRows(const Shells& shells, int nRows, const double* mVectors, const double* mMatrix,
-                   double* mWork, double* mResult) {
-    const int n = shells.n;
+/// nRows orbitals from the first on times a matrix, and that times the orbitals from nFrom on: C_p
+/// M C_q, a row of mResult for each p with n - nFrom elements.
+void TransformRows(const Shells& shells, int nRows, int nFrom, const double* mVectors,
+                   const double* mMatrix, double* mWork, double* mResult) {
+    const int n = shells.n, nColumns = n - nFrom;
     for (int i = 0; i < nRows; i += kStrip) {
         const int nStrip = std::min(kStrip, nRows - i);
         Multiply(nStrip, n, n, Row(mVectors, n, i), mMatrix, Row(mWork, n, i));
-        MultiplyByTransposed(nStrip, n, n, Row(mWork, n, i), mVectors, Row(mResult, n, i));
+        MultiplyByTransposed(nStrip, n, nColumns, Row(mWork, n, i), Row(mVectors, n, nFrom),
+                             Row(mResult, nColumns, i));
         Yield(2 * static_cast<std::size_t>(n) * kStrip);
     }
 }
@@ -94,7 +96,7 @@ double RotationSlope(const Electrons& electrons, double* mWork, double* vSlope, 
     for (int k = 0; k < electrons.nSets; ++k) {
         const Shells& shells = electrons.vShells[k];
         const SpinRun& s = *electrons.pSets[k];
-        TransformRows(shells, vBend ? n : shells.Occupied(), s.mVectors.Data(), s.mFock.Data(),
+        TransformRows(shells, vBend ? n : shells.Occupied(), 0, s.mVectors.Data(), s.mFock.Data(),
                       mWork, mOrbitalFock.Data());
         const double* f = mOrbitalFock.Data();
         ForRotations(shells, [&](int p, int q, double dFilling) {
@@ -153,12 +155,13 @@ void OrbitalsWithinShells(const Shells& shells, const double* mFock, double* mVe
 void DensityChange(const Shells& shells, const double* mVectors, const double* vRotations,
                    double* mWork, double* mChange) {
     const int n = shells.n, nOcc = shells.Occupied();
+    const int nFrom = shells.EndOfShell(0), nColumns = n - nFrom;  // no rotation before them
     Array<double> mTurn;
     mTurn.Take(static_cast<std::size_t>(std::max(nOcc, 1)), static_cast<std::size_t>(n), kWork);
     ForRotations(shells, [&](int p, int q, double dFilling) {
-        Row(mTurn.Data(), n, p)[q] = dFilling * *vRotations++;
+        Row(mTurn.Data(), nColumns, p)[q - nFrom] = dFilling * *vRotations++;
     });
-    Multiply(nOcc, n, n, mTurn.Data(), mVectors, mWork);
+    Multiply(nOcc, nColumns, n, mTurn.Data(), Row(mVectors, n, nFrom), mWork);
     MultiplyTransposed(n, nOcc, n, mVectors, mWork, mChange);
     Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(nOcc));
     for (int i = 0; i < n; ++i)
@@ -170,11 +173,12 @@ void DensityChange(const Shells& shells, const double* mVectors, const double* v
 void AddMatrixOfRotations(const Shells& shells, const double* mVectors, const double* mMatrix,
                           double dFactor, double* mWork, double* vRotations) {
     const int n = shells.n, nOcc = shells.Occupied();
+    const int nFrom = shells.EndOfShell(0), nColumns = n - nFrom;
     Array<double> mResult;
     mResult.Take(static_cast<std::size_t>(std::max(nOcc, 1)), static_cast<std::size_t>(n), kWork);
-    TransformRows(shells, nOcc, mVectors, mMatrix, mWork, mResult.Data());
+    TransformRows(shells, nOcc, nFrom, mVectors, mMatrix, mWork, mResult.Data());
     ForRotations(shells, [&](int p, int q, double dFilling) {
-        *vRotations++ += dFactor * dFilling * Row(mResult.Data(), n, p)[q];
+        *vRotations++ += dFactor * dFilling * Row(mResult.Data(), nColumns, p)[q - nFrom];
     });
 }
 
