@@ -76,10 +76,10 @@ void StartVector(const Space& space, int nNumber, double* v) {
 void CountVector(Space& space) {
     const int i = space.nVectors++;
     for (int j = 0; j <= i; ++j)
-        space.mInside[i][j] = 0.5 * (Dot(space.nSize, RowOf(space.mVectors, space, i),
-                                         RowOf(space.mProducts, space, j)) +
-                                     Dot(space.nSize, RowOf(space.mVectors, space, j),
-                                         RowOf(space.mProducts, space, i)));
+        space.mInside[i][j] =
+            0.5 *
+            (Dot(space.nSize, RowOf(space.mVectors, space, i), RowOf(space.mProducts, space, j)) +
+             Dot(space.nSize, RowOf(space.mVectors, space, j), RowOf(space.mProducts, space, i)));
 }
 
 /// The lowest eigenvector of the Hessian within the space: its coefficients and eigenvalue.
