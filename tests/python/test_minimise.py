@@ -7,6 +7,8 @@ import support  # the package from the checkout
 from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.minimise import Limits, minimise
 from orbitrax.minimise.internals import Internals
+from orbitrax.molecules.molecule import Molecule
+from orbitrax.tasks.client_search import bonds_and_links
 
 WATER = (np.array([8, 1, 1]), np.array([[0.0, 0.0, 0.1], [0.0, 0.8, -0.5], [0.0, -0.75, -0.45]]),
          [(0, 1), (0, 2)])
@@ -193,6 +195,30 @@ def test_the_minimum_is_the_backends_with_fewer_energies(examples):
     assert ours.converged
     assert ours.energy == pytest.approx(theirs.total_energy, abs=1e-4)
     assert ours.energies < theirs.energy_points / 3
+
+
+DIMER = np.array([[0.0, 0.0, 0.0], [0.95, 0.2, 0.1], [-0.3, 0.9, -0.1],
+                  [2.9, 0.1, 0.2], [3.3, 0.6, -0.6], [3.2, 0.7, 0.9]])
+
+
+def test_the_distances_between_two_parts_say_how_they_lie():
+    """Six motions of one against the other; fewer where a part is a rod or an atom."""
+    for kept, most in (((0, 1, 2, 3, 4, 5), 12), ((0, 1, 2, 3, 4), 9), ((0, 1, 2, 3), 6)):
+        water = Molecule([8, 1, 1, 8, 1, 1][:len(kept)], DIMER[list(kept)])
+        bonds, links = bonds_and_links(water)
+        slopes = Internals(water.positions, bonds, links).slopes(water.positions)
+        assert np.linalg.matrix_rank(slopes, tol=1e-3) == most
+
+
+def test_two_molecules_that_hold_together_come_to_rest():
+    """Only their distance had a coordinate once: 2000 energies were not enough."""
+    water = Molecule([8, 1, 1, 8, 1, 1], DIMER)
+    with Backend() as backend:
+        ours, theirs = (backend.run(Job(water, "pm3", Optimize(limit=0.01, optimizer=optimizer)))
+                        for optimizer in ("quasi-newton", "ef"))
+    assert ours.converged and theirs.converged
+    assert ours.total_energy == pytest.approx(theirs.total_energy, abs=2e-3)
+    assert ours.energy_points < 80
 
 
 # ---- what is held -------------------------------------------------------------------------------

@@ -26,6 +26,7 @@ if TYPE_CHECKING:
 MOST_ATOMS = 1500  # beyond which the matrices of a step take longer than its energy
 
 _STEP, _ENERGY = 0.05, 1e-3  # what may be left at a limit of 0.1: Angstrom, kcal/mol
+_ENDS = 3  # atoms of a part whose distances to another say how it lies
 _LEAST_ENERGY = 2e-5  # kcal/mol: what an SCF leaves uncertain
 
 
@@ -256,9 +257,21 @@ def bonds_and_links(molecule: Molecule) -> tuple[list[tuple[int, int]], list[tup
             closer = distance < apart
             apart[closer], nearest[closer] = distance[closer], i
         j = int(np.argmin(np.where(outside, apart, np.inf)))
-        links.append((min(j, int(nearest[j])), max(j, int(nearest[j]))))
+        links += _between(positions, parts[int(home[nearest[j]])], int(nearest[j]),
+                          parts[int(home[j])], j)
         place = int(home[j])
     return bonds, links
+
+
+def _between(positions: Any, first: list[int], i: int, second: list[int],
+             j: int) -> list[tuple[int, int]]:
+    """Pairs that say how two parts lie to each other, nearest atoms i and j: of the atoms of each
+    that are nearest to the other one, as many as a rigid body needs."""
+    import numpy as np
+
+    ends = [sorted(part, key=lambda k: float(np.linalg.norm(positions[k] - positions[to])))[:_ENDS]
+            for part, to in ((first, j), (second, i))]
+    return [(min(one, other), max(one, other)) for one in ends[0] for other in ends[1]]
 
 
 def _parts(count: int, bonds: list[tuple[int, int]]) -> list[list[int]]:
