@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "geometry/geometry.h"
 #include "gradient/state.h"
@@ -36,6 +37,7 @@ constexpr FollowKind kDownhill = {false, kMinimumTrust, UpdateBfgs, -kAnyRatio, 
 constexpr FollowKind kToSaddle = {true, kSaddleTrust, UpdatePowell, 0.0, 4.0};
 
 constexpr double kShortened = 0.005;         ///< trust radius where the Hessian loses its shape
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLeastOverlap = 0.1;        ///< of the followed mode with itself a cycle before
 constexpr double kSoftMode = 0.01;           ///< curvature below it is none that is known, and
 constexpr double kGuessedCurvature = 100.0;  ///< this stands for it, kcal/mol per square unit
@@ -127,8 +129,10 @@ void GuessHessian(Search& s) {
         nPosition[n] = i;
         std::copy_n(s.Work.vPlaces.Data() + 3 * i, 3, vXyz.Data() + 3 * n++);
     }
-    BuildModelHessian(n, nZ.Data(), vXyz.Data(), options.fModelHessian != 0,
-                      UsesAtomicUnits(system.MethodId), mHessian.Data());
+    const ModelKind kind = {.fSchlegel = options.fModelHessian != 0,
+                            .fBohr = UsesAtomicUnits(system.MethodId),
+                            .fCareful = s.fCareful};
+    BuildModelHessian(n, nZ.Data(), vXyz.Data(), kind, mHessian.Data());
     for (int i = 0; i < 3 * n; ++i)
         for (int j = 0; j < 3 * n; ++j)
             Row(s.Now.mHessian.Data(), s.Now.n,
@@ -185,7 +189,7 @@ bool FindStep(Search& s, EfStep& step) {
     if (s.Kind.fSaddle && !SelectFollowedMode(s)) return false;
     step = ComputeEfStep(s.Step, s.Modes(), s.dTrust, s.Work.vModeStep.Data());
     if (step.fShiftMissing) ErrorFormat(kMsgLamdaMissing);
-    FormStep(s.nModes, s.Work.vModeStep.Data(), s.Now);
+    if (!FormStep(s.nModes, s.Work.vModeStep.Data(), s.Now)) step.dLength = kNoNumber;
     s.Now.dLength = step.dLength;
     s.Now.dTrust = s.dTrust;
     return true;

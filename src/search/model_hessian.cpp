@@ -15,9 +15,10 @@ constexpr double kForceUnit = 815.77860416;  ///< kcal/mol in the unit of the be
 constexpr double kStretchFactor = 1.734;
 constexpr double kHeavyBend = 0.25, kLightBend = 0.16;
 constexpr double kTorsion = 0.07, kTorsionSlope = 0.0023;
-constexpr double kLeastRoot = 1e-3;  ///< of the distance less B, at the pole of the stretches
-constexpr double kNearest = 1e-3;    ///< bohr; no distance is taken shorter
-constexpr int kLastElement = 18;     ///< argon, the last one with constants of its own
+constexpr double kLeastRoot = 1e-3;    ///< of the distance less B, at the pole of the stretches
+constexpr double kLeastCareful = 0.9;  ///< the same, where the rule ends: no bond is so short
+constexpr double kNearest = 1e-3;      ///< bohr; no distance is taken shorter
+constexpr int kLastElement = 18;       ///< argon, the last one with constants of its own
 
 /// The unit of the stretches, and bohr in the unit of the distances. In Angstrom the first is not
 /// the second's square times that of bohr: a stretch is 1 to 1.3 times as stiff as a true one
@@ -39,10 +40,11 @@ int RowOfElement(int nZ) {
     return nZ <= 2 ? 0 : nZ <= 10 ? 1 : 2;
 }
 
-double Stretch(const Units& units, int nZa, int nZb, double r) {
+double Stretch(const Units& units, const ModelKind& kind, int nZa, int nZb, double r) {
     if (std::max(nZa, nZb) > kLastElement) return kFixedDistance;
-    const double d = units.dBohr * std::fmax(r, kNearest / units.dBohr) -
-                     kB[RowOfElement(nZa)][RowOfElement(nZb)];
+    double d = units.dBohr * std::fmax(r, kNearest / units.dBohr) -
+               kB[RowOfElement(nZa)][RowOfElement(nZb)];
+    if (kind.fCareful) d = std::fmax(d, kLeastCareful);
     const double dRoot = std::copysign(std::fmax(std::abs(d), kLeastRoot), d);
     return units.dStretch * kStretchFactor / (dRoot * dRoot * dRoot);
 }
@@ -68,14 +70,15 @@ double Distance(const double* a, const double* b) {
 }  // namespace
 
 int FillModelForces(int nAtoms, const int* nZ, const double* vXyz, const InternalRecord* pRecords,
-                    bool fSchlegel, bool fBohr, double* vForce) {
-    const Units& units = fBohr ? kInBohr : kInAngstrom;
+                    const ModelKind& kind, double* vForce) {
+    const bool fSchlegel = kind.fSchlegel;
+    const Units& units = kind.fBohr ? kInBohr : kInAngstrom;
     int n = 0;
     for (int k = 0; k < nAtoms; ++k) {
         const InternalRecord& r = pRecords[k];
         if (r.nBondAtom == 0) continue;
         const int b = r.nBondAtom - 1, c = r.nAngleAtom - 1, d = r.nDihedralAtom - 1;
-        vForce[n++] = fSchlegel ? Stretch(units, nZ[k], nZ[b], r.dDistance) : kFixedDistance;
+        vForce[n++] = fSchlegel ? Stretch(units, kind, nZ[k], nZ[b], r.dDistance) : kFixedDistance;
         if (c < 0) continue;
         vForce[n++] = fSchlegel ? Bend(nZ[k], nZ[b], nZ[c]) : kFixedAngle;
         if (d < 0) continue;
@@ -86,7 +89,7 @@ int FillModelForces(int nAtoms, const int* nZ, const double* vXyz, const Interna
     return n;
 }
 
-void BuildModelHessian(int nAtoms, const int* nZ, const double* vXyz, bool fSchlegel, bool fBohr,
+void BuildModelHessian(int nAtoms, const int* nZ, const double* vXyz, const ModelKind& kind,
                        double* mHessian) {
     const std::size_t nSize = static_cast<std::size_t>(std::max(nAtoms, 1));
     Array<InternalRecord> pRecords;
@@ -97,7 +100,7 @@ void BuildModelHessian(int nAtoms, const int* nZ, const double* vXyz, bool fSchl
     vForce.Take(nSize, 3, kWork);
     BuildInternalConnectivity(nAtoms, vXyz, pRecords.Data());
     ComputeInternalCoordinates(nAtoms, vXyz, pRecords.Data());
-    FillModelForces(nAtoms, nZ, vXyz, pRecords.Data(), fSchlegel, fBohr, vForce.Data());
+    FillModelForces(nAtoms, nZ, vXyz, pRecords.Data(), kind, vForce.Data());
     const int nRows = BuildBMatrix(nAtoms, vXyz, pRecords.Data(), pRows.Data());
     TransformHessianToCartesian(nAtoms, nRows, pRows.Data(), vForce.Data(), mHessian);
 }

@@ -173,12 +173,14 @@ void FillEigenGradient(int nModes, Surface& surface) {
     }
 }
 
-void FormStep(int nModes, const double* vModeStep, Surface& surface) {
+bool FormStep(int nModes, const double* vModeStep, Surface& surface) {
     std::fill(surface.vStep.begin(), surface.vStep.end(), 0.0);
     for (int k = 0; k < nModes; ++k) {
         const double* v = Row(surface.mVectors.Data(), surface.n, k);
         for (int i = 0; i < surface.n; ++i) surface.vStep[i] += vModeStep[k] * v[i];
     }
+    return std::all_of(surface.vStep.begin(), surface.vStep.end(),
+                       [](double d) { return std::isfinite(d); });
 }
 
 bool IsOnTheMap() {

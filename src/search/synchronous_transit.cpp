@@ -193,8 +193,8 @@ bool Follow(Transit& t) {
     for (;;) {
         const EfStep step = ComputeEfStep(t.Step, t.Modes(), t.dTrust, t.Work.vModeStep.Data());
         if (step.fShiftMissing) ErrorFormat(kMsgTransitLamdaMissing);
-        if (!std::isfinite(step.dLength)) return false;
-        FormStep(t.nModes, t.Work.vModeStep.Data(), t.Now);
+        const bool fFinite = FormStep(t.nModes, t.Work.vModeStep.Data(), t.Now);
+        if (!fFinite || !std::isfinite(step.dLength)) return false;
         t.Now.dLength = step.dLength;
         MoveAndReport(t);
         const Outcome outcome{.dNorm = t.Now.dNorm,

@@ -14,7 +14,7 @@ from ase.io import read
 from ase.units import kcal, mol
 from support import ROOT
 
-from orbitrax import Backend
+from orbitrax import Backend, Job
 from orbitrax.errors import NotConverged, UsageError
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.barrier import find_barrier
@@ -183,6 +183,20 @@ def test_following_downhill_opens_a_bent_line():
     with Backend() as backend:
         result = Optimize(optimizer="ef").start(bent, "am1").execute(backend)
     assert result.converged and abs(result.heat_of_formation - 30.9835) < 0.01
+
+
+@pytest.mark.parametrize("method", ["cndo", "mndo"])
+def test_two_atoms_pressed_together_come_apart(method, monkeypatch):
+    """At 1.1 Angstrom is the pole of the model's stretch, which who asks for nothing gets."""
+    pressed = Molecule([14, 14], [[0, 0, 0], [1.1, 0, 0]], multiplicity=3)
+    task = Optimize(optimizer="ef", uhf=True, allow_unconverged=True)
+    with Backend() as backend:
+        found = backend.run(Job(pressed, method, task))
+        monkeypatch.setattr(Optimize, "search_wishes", 0)
+        plain = backend.run(Job(pressed, method, task))
+    assert found.converged and found.energy_points < 12
+    assert np.linalg.norm(np.subtract(*np.reshape(found.coordinates, (2, 3)))) > 1.6
+    assert plain.converged is False and np.all(np.isfinite(plain.coordinates))
 
 
 # ---- all in one ---------------------------------------------------------------------------------

@@ -138,7 +138,7 @@ std::vector<double> Forces(const std::vector<int>& z, bool fSchlegel, bool fBohr
     const Internals internals(kPlaces);
     std::vector<double> force(18);
     force.resize(static_cast<std::size_t>(FillModelForces(
-        6, z.data(), kPlaces.data(), internals.Records.data(), fSchlegel, fBohr, force.data())));
+        6, z.data(), kPlaces.data(), internals.Records.data(), {fSchlegel, fBohr}, force.data())));
     return force;
 }
 
@@ -176,7 +176,7 @@ TEST(ModelHessian, HasFixedConstantsBeyondArgon) {
 TEST(ModelHessian, IsPositiveAndHasNoMotionOfTheWhole) {
     for (const bool fSchlegel : {false, true}) {
         TestMatrix hessian(18, 18);
-        BuildModelHessian(6, kZ.data(), kPlaces.data(), fSchlegel, false, hessian.Data());
+        BuildModelHessian(6, kZ.data(), kPlaces.data(), {fSchlegel, false}, hessian.Data());
         for (int x = 0; x < 3; ++x)
             for (int i = 0; i < 18; ++i) {
                 double d = 0.0;
@@ -194,11 +194,35 @@ TEST(ModelHessian, IsPositiveAndHasNoMotionOfTheWhole) {
     }
 }
 
+/// The stretch of two atoms of silicon, mdyn/Angstrom.
+double SiliconStretch(double r, bool fCareful, bool fBohr = false) {
+    const double dUnit = fBohr ? 1.889725985 : 1.0;
+    const Internals pair({0, 0, 0, 0, 0, r * dUnit});
+    const int nZ[2] = {14, 14};
+    const double vXyz[6] = {0, 0, 0, 0, 0, r * dUnit};
+    double d = 0.0;
+    EXPECT_EQ(FillModelForces(2, nZ, vXyz, pair.Records.data(), {true, fBohr, fCareful}, &d), 1);
+    return d * dUnit * dUnit / 143.94;
+}
+
+TEST(ModelHessian, HasNoPoleInsideABondIfItIsCareful) {
+    EXPECT_GT(SiliconStretch(1.1, false), 1e4) << "two thousandths of an Angstrom from the pole";
+    EXPECT_LT(SiliconStretch(1.0, false), 0.0);
+    for (const bool fBohr : {false, true}) {
+        for (const double r : {0.0, 0.4, 1.0, 1.0943, 1.1, 1.5}) {
+            EXPECT_GT(SiliconStretch(r, true, fBohr), 20.0) << r;
+            EXPECT_LT(SiliconStretch(r, true, fBohr), 100.0) << r;
+        }
+        for (const double r : {1.6, 2.2, 3.0})
+            EXPECT_EQ(SiliconStretch(r, true, fBohr), SiliconStretch(r, false, fBohr)) << r;
+    }
+}
+
 TEST(ModelHessian, OfOneAtomIsZero) {
     TestMatrix hessian(3, 3, 7.0);
     const double vPlace[3] = {1, 2, 3};
     const int nZ = 6;
-    BuildModelHessian(1, &nZ, vPlace, true, false, hessian.Data());
+    BuildModelHessian(1, &nZ, vPlace, {true, false}, hessian.Data());
     for (const double d : hessian.v) EXPECT_EQ(d, 0.0);
 }
 
