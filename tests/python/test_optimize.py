@@ -202,4 +202,4 @@ def test_an_scf_that_cannot_converge_ends_the_search():
     status, found = document("optimize", ETHANOL, "-m", "am1", "--scf-iterations", "1", "--limit",
                              "1000")
     assert status == 1 and found["status"] == "unconverged" and not found["converged"]
-    assert "SCF did not converge" in found["errors"][-1]
+    assert "SCF did not converge where the search begins" in found["errors"][-1]

@@ -112,7 +112,7 @@ class _Search:
 
     def _tried_again(self, positions: Any) -> Result:
         """A single point whose SCF does not converge as it was asked for, by other ways."""
-        settings = self._silent.settings
+        settings, number = self._silent.settings, self._energies
         attempts: tuple[dict[str, Any], ...] = (
             {"diis": not settings.diis}, {"level_shift_start": 0},
             {"level_shift_start": 0, "diis": False})
@@ -121,10 +121,10 @@ class _Search:
                 scf_iterations=3 * settings.scf_iterations, **attempt))
             if result.converged:
                 return result
+        where = "where the search begins" if number == 1 else f"at energy {number} of the search"
         error = NotConverged(
-            f"the SCF did not converge at energy {self._energies} of the search, within "
-            f"{3 * settings.scf_iterations} iterations, in any of four ways; try --uhf for an open "
-            "shell, or another geometry")
+            f"the SCF did not converge {where}, within {3 * settings.scf_iterations} iterations, "
+            "in any of four ways; try --uhf for an open shell, or another geometry")
         error.partial = self._best or result
         raise error
 
