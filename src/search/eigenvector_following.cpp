@@ -21,6 +21,7 @@
 #include "search/search.h"
 #include "search/surface.h"
 #include "setup/parameters.h"
+#include "vibrations/state.h"
 
 namespace qsolve {
 namespace {
@@ -140,15 +141,24 @@ void GuessHessian(Search& s) {
                 Row(mHessian.Data(), 3 * n, i)[j];
 }
 
-/// The one that the client has told; else that of the place; of a minimisation a guess.
-/// False where the Hessian of an earlier job is asked for and there is none.
+/// What a minimisation begins with: the Hessian of the place, which no later job goes on from, or a
+/// guess.
+void FindDownhillHessian(Search& s) {
+    if (!s.fCareful || !options.fComputeHessian) return GuessHessian(s);
+    ComputeSearchHessian();
+    TakeKeptHessian(s.Now);
+    vibrations = VibrationState{};
+}
+
+/// The one that the client has told; else that of the place; of a minimisation a guess, unless a
+/// careful one asks for that of the place. False where the Hessian of an earlier job is asked for and there is none.
 bool FindHessian(Search& s) {
     if (HasGivenHessian()) {
         TakeGivenHessian(s.Now);
         return true;
     }
     if (!s.Kind.fSaddle) {
-        GuessHessian(s);
+        FindDownhillHessian(s);
         return true;
     }
     if (options.fComputeHessian) {

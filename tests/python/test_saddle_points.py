@@ -107,15 +107,18 @@ def test_a_file_without_the_curvatures_of_this_molecule_is_refused(tmp_path):
         Ts(hessian=str(path)).start(water, "am1")
 
 
-@pytest.mark.parametrize("quadratic", [False, True])
-def test_a_transit_leads_there_too(quadratic):
+@pytest.mark.parametrize("quadratic, hessian", [(False, "compute"), (True, "model")])
+def test_a_transit_leads_there_too(quadratic, hessian):
     row = next(row for row in TABLE if row["name"] == "hcn_hnc")
     wanted = row["results"]["AM1"]
     ends = [np.ravel(side).tolist() for side in wanted["sides"]]
-    task = Transit(reactant=ends[0], product=ends[1], quadratic=quadratic)
+    task = Transit(reactant=ends[0], product=ends[1], quadratic=quadratic, hessian=hessian)
     with Backend() as backend:
         run = task.start(molecule(row, wanted["search_guess"]), "am1")
-        assert_same(run.execute(backend), run.modes, wanted)
+        result = run.execute(backend)
+    assert_same(result, run.modes, wanted)
+    assert result.blocks["transit"]["hessian"] == hessian
+    assert (result.scf_runs > 18) == (hessian == "compute")
 
 
 @pytest.mark.long
@@ -185,17 +188,65 @@ def test_following_downhill_opens_a_bent_line():
     assert result.converged and abs(result.heat_of_formation - 30.9835) < 0.01
 
 
+def test_a_minimisation_begins_with_the_curvatures_that_it_is_told(tmp_path, monkeypatch):
+    from orbitrax import Vibrations, read_molecule
+
+    start = read_molecule(ROOT / "examples/ethanol.xyz")
+    path = str(tmp_path / "forces.npy")
+    with Backend() as backend:
+        def found(hessian):
+            task = Optimize(optimizer="ef", limit=0.02, hessian=hessian)
+            result = task.start(start, "pm3").execute(backend)
+            assert result.converged and result.blocks["optimize"]["hessian"] == hessian
+            assert abs(result.heat_of_formation + 56.9049) < 1e-3
+            return result
+
+        there = found(None)
+        places = np.reshape(there.coordinates, (-1, 3))
+        modes = backend.run(Job(start.replace(positions=places), "pm3", Vibrations())).modes
+        np.save(path, modes.hessian)
+        told = found(path)
+        assert told.energy_points < there.energy_points and told.scf_runs < 8
+        assert found("compute").scf_runs > 2 * 3 * len(start)
+        monkeypatch.setattr(Optimize, "search_wishes", 0)
+        assert found("compute").scf_runs < 20  # which other clients may ask for, and never got
+
+
+def test_a_part_begins_with_the_curvatures_of_the_part(tmp_path):
+    from orbitrax import read_molecule
+
+    start, path = read_molecule(ROOT / "examples/chloride_in_water.xyz"), tmp_path / "water.npy"
+    np.save(path, np.eye(9) * 700.0)
+    with Backend() as backend:
+        for hessian in (None, "compute", str(path)):
+            task = Optimize(optimizer="ef", limit=0.01, select="2-4", charge=0, hessian=hessian)
+            job = Job(start, "am1", task)
+            assert len(task.first_hessian(job) or bytes(8 * 81)) == 8 * 81
+            result = backend.run(job)
+            assert result.converged and abs(result.heat_of_formation + 59.2551) < 1e-3
+
+
+def test_curvatures_are_for_eigenvector_following():
+    with pytest.raises(UsageError, match="hessian goes with optimizer ef only"):
+        Optimize(hessian="model")
+    with pytest.raises(UsageError, match="compute, model or a file"):
+        Optimize(hessian="guess", optimizer="ef")
+
+
 @pytest.mark.parametrize("method", ["cndo", "mndo"])
 def test_two_atoms_pressed_together_come_apart(method, monkeypatch):
-    """At 1.1 Angstrom is the pole of the model's stretch, which who asks for nothing gets."""
+    """At 1.1 Angstrom is the pole of the backend's guess of a stretch."""
     pressed = Molecule([14, 14], [[0, 0, 0], [1.1, 0, 0]], multiplicity=3)
-    task = Optimize(optimizer="ef", uhf=True, allow_unconverged=True)
+    job = Job(pressed, method, Optimize(optimizer="ef", uhf=True, allow_unconverged=True))
     with Backend() as backend:
-        found = backend.run(Job(pressed, method, task))
+        ends = [backend.run(job)]
+        monkeypatch.setattr(Optimize, "first_hessian", lambda self, job: None)
+        ends.append(backend.run(job))
         monkeypatch.setattr(Optimize, "search_wishes", 0)
-        plain = backend.run(Job(pressed, method, task))
-    assert found.converged and found.energy_points < 12
-    assert np.linalg.norm(np.subtract(*np.reshape(found.coordinates, (2, 3)))) > 1.6
+        plain = backend.run(job)  # what a client gets that asks for nothing
+    for end in ends:
+        assert end.converged and end.energy_points < 15
+        assert np.linalg.norm(np.subtract(*np.reshape(end.coordinates, (2, 3)))) > 1.6
     assert plain.converged is False and np.all(np.isfinite(plain.coordinates))
 
 

@@ -7,6 +7,7 @@ from orbitrax.job import NO_CI, OPTIMISATION
 from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary, unconverged_scfs
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
+from orbitrax.tasks.start_hessian import COMPUTE, MODEL, check_choice
 from orbitrax.tasks.task import Run, Task
 
 TYPE_CHECKING = False
@@ -74,7 +75,7 @@ class Search(Run):
         """The entry `optimize` of the JSON document."""
         task = self.task
         return {"optimize": {
-            "optimizer": task.optimizer, "limit": task.limit, "max_cycles": task.cycles,
+            "optimizer": task.optimizer, "hessian": task.hessian, "limit": task.limit, "max_cycles": task.cycles,
             "report_period": task.report_period, "freeze": list(task.freeze or ()),
             "fix": [one.text.rpartition(" ")[0] for one in task.fix],
             "criteria": None if result is None else result.search,
@@ -149,6 +150,11 @@ class Optimize(Task):
     limit: float = option(
         0.1, least=0, unit="kcal/(mol Angstrom)", group=_SEARCH, wire="flRmsGradient", metavar="G",
         help="RMS gradient at convergence, kcal/(mol Angstrom)")
+    hessian: str | None = option(
+        None, group=_SEARCH, metavar="WHAT",
+        help="with --optimizer ef, where the search begins: 'model' the second derivatives by the "
+             "bonds (the default), 'compute' them, or take those of a file NAME.npy, which "
+             "'vibrations -o' writes")
     cycles: int = option(
         1000, least=0, group=_SEARCH, wire="nMaxCycles", metavar="N", help="most cycles")
     report_period: int = option(
@@ -170,6 +176,11 @@ class Optimize(Task):
         if self.optimizer != QUASI_NEWTON and (self.freeze or self.fix):
             raise UsageError(f"--{'freeze' if self.freeze else 'fix'} goes with --optimizer "
                              f"{QUASI_NEWTON} only; --restrain goes with all")
+        if self.hessian is not None:
+            check_choice(self.hessian)
+            if self.optimizer != FOLLOWING:
+                raise UsageError(f"--hessian goes with --optimizer {FOLLOWING} only; the others "
+                                 "take none")
 
     @property
     def frozen_atoms(self) -> frozenset[int]:
@@ -197,9 +208,19 @@ class Optimize(Task):
         return _CAREFUL if self.optimizer == FOLLOWING else 0
 
     def fields(self, job: Job) -> dict[str, Any]:
-        """Eigenvector following starts from a guess by the bonds."""
-        return {**super().fields(job), "fModelHessian": 1} if self.optimizer == FOLLOWING else (
-            super().fields(job))
+        """Eigenvector following starts from a guess by the bonds, unless it is told another."""
+        if self.optimizer != FOLLOWING:
+            return super().fields(job)
+        return {**super().fields(job), "fModelHessian": 1,
+                "fComputeHessian": int(self.hessian == COMPUTE)}
+
+    def first_hessian(self, job: Job) -> bytes | None:
+        """What was told, or the model; None where the backend has a guess of its own, too."""
+        if self.optimizer != FOLLOWING or self.hessian == COMPUTE:
+            return None
+        from orbitrax.tasks.start_hessian import of_selected
+
+        return of_selected(self.hessian or MODEL, job)
 
     def leader(self) -> Callable[..., Result] | None:
         """The search of this side, where that is the chosen one."""

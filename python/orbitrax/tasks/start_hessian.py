@@ -9,10 +9,12 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from typing import Any
 
+    from orbitrax.job import Job
     from orbitrax.molecules.molecule import Molecule
 
 COMPUTE, MODEL = "compute", "model"
 FILE = ".npy"
+_MOST_ATOMS = 300
 _LARGEST = 1e6  # kcal/(mol Angstrom^2), in a component
 _FLOOR = 5.0  # kcal/(mol Angstrom^2): of motions that no coordinate of the model describes
 
@@ -30,6 +32,28 @@ def given_hessian(choice: str, molecule: Molecule) -> Any:
     if choice == COMPUTE:
         return None
     return model_hessian(molecule) if choice == MODEL else _read(choice, 3 * len(molecule))
+
+
+def given_bytes(choice: str, molecule: Molecule) -> bytes | None:
+    """The same as the link has it."""
+    found = given_hessian(choice, molecule)
+    return None if found is None else bytes(found.tobytes())
+
+
+def of_selected(choice: str, job: Job) -> bytes | None:
+    """The Hessian of the atoms that a job computes, as the link has it. Of a model, None where the
+    backend has to find its own: for dummy and capping atoms, and for so many that its matrix is
+    long on the way."""
+    import numpy as np
+
+    selected = list(job.selected)
+    if choice != MODEL:
+        return bytes(_read(choice, 3 * len(selected)).tobytes())
+    molecule = job.molecule
+    if len(selected) > _MOST_ATOMS or job.capping or any(z <= 0 for z in molecule.z):
+        return None
+    rows = (3 * np.array(selected)[:, None] + np.arange(3)).ravel()
+    return bytes(model_hessian(molecule)[np.ix_(rows, rows)].tobytes())
 
 
 def model_hessian(molecule: Molecule) -> Any:

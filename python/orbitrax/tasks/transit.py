@@ -53,5 +53,5 @@ class Transit(SaddleTask):
         return {**super().fields(job), "nFollowMode": int(self.quadratic)}
 
     def told(self) -> dict[str, Any]:
-        """The form."""
-        return {"form": "quadratic" if self.quadratic else "linear"}
+        """The form, and the first Hessian."""
+        return {"form": "quadratic" if self.quadratic else "linear", **super().told()}

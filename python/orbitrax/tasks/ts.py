@@ -162,6 +162,11 @@ class SaddleTask(Task):
     report_period: int = option(
         1, least=0, group=_SEARCH, wire="nReportPeriod", metavar="N",
         help="report every N-th cycle")
+    hessian: str = option(
+        COMPUTE, group=_SEARCH, metavar="WHAT",
+        help="where the search begins: 'compute' the second derivatives there (the default), "
+             "'model' them by the bonds, or take those of a file NAME.npy, which 'vibrations -o' "
+             "writes")
 
     def _check(self) -> None:
         super()._check()
@@ -170,10 +175,17 @@ class SaddleTask(Task):
                              "without it, then take 'energy --ci' or 'uv' at the saddle point")
         if self.select:
             raise UsageError("--select: a saddle point is one of a whole molecule")
+        check_choice(self.hessian)
+
+    def first_hessian(self, job: Job) -> bytes | None:
+        """What was told, or a model."""
+        from orbitrax.tasks.start_hessian import given_bytes
+
+        return given_bytes(self.hessian, job.molecule)
 
     def told(self) -> dict[str, Any]:
         """What the JSON document says of the settings that are a task's own."""
-        return {}
+        return {"hessian": self.hessian}
 
 
 @declared
@@ -195,23 +207,6 @@ class Ts(SaddleTask):
         help="mode that is followed uphill, counted from 1 by rising curvature; 0: whichever is "
              "the lowest at each step (default 1, from a model 0)")
 
-    hessian: str = option(
-        COMPUTE, group=_SEARCH, metavar="WHAT",
-        help="where the search begins: 'compute' the second derivatives there (the default), "
-             "'model' them by the bonds, or take those of a file NAME.npy, which 'vibrations -o' "
-             "writes")
-
-    def _check(self) -> None:
-        super()._check()
-        check_choice(self.hessian)
-
-    def first_hessian(self, job: Job) -> bytes | None:
-        """What was told, or a model."""
-        from orbitrax.tasks.start_hessian import given_hessian
-
-        found = given_hessian(self.hessian, job.molecule)
-        return None if found is None else bytes(found.tobytes())
-
     def fields(self, job: Job) -> dict[str, Any]:
         """The Hessian is computed where the search begins unless it is told."""
         return {**super().fields(job), "fComputeHessian": 1, "fTsSearch": 1,
@@ -226,4 +221,4 @@ class Ts(SaddleTask):
 
     def told(self) -> dict[str, Any]:
         """The mode, and the first Hessian."""
-        return {"mode": self.followed, "hessian": self.hessian}
+        return {"mode": self.followed, **super().told()}
