@@ -1,11 +1,14 @@
 """Saddle points by eigenvector following and by transit, beside those of another program."""
 
+import contextlib
 import itertools
 import json
 import os
+import pty
 import signal
 import subprocess
 import sys
+import threading
 import time
 
 import numpy as np
@@ -156,6 +159,67 @@ def test_a_search_that_is_cut_short_keeps_what_it_has(tmp_path):
                     "--trajectory", steps)
     assert done.returncode == 1 and "2 cycles" in done.stderr
     assert path.read_text().startswith("3\n") and steps.read_text().count("energy=") >= 2
+
+
+def stopped_at(words, tmp_path, *arguments):
+    """Ctrl-C as soon as the terminal shows these words, in the middle of some 300 energies: status,
+    document, and the file of the last structure."""
+    last, shown = tmp_path / "last.xyz", b""
+    controller, terminal = pty.openpty()
+    run = subprocess.Popen(
+        [sys.executable, "-m", "orbitrax", "ts", "benchmarks/molecules/haloperidol.xyz", "-m",
+         "am1", "--threads", "1", "--json", "-o", last, *arguments], cwd=ROOT, text=True,
+        stdout=subprocess.PIPE, stderr=terminal,
+        env={**os.environ, "PYTHONPATH": str(ROOT / "python"), "TERM": "xterm"})
+    os.close(terminal)
+    while words not in shown:
+        shown += os.read(controller, 4096)
+    run.send_signal(signal.SIGINT)
+    reader = threading.Thread(target=lambda: read_all(controller), daemon=True)
+    reader.start()
+    printed, _ = run.communicate(timeout=60)
+    reader.join()
+    os.close(controller)
+    return run.returncode, json.loads(printed), last
+
+
+def read_all(controller):
+    """What a terminal shows goes on being read, or who writes there waits."""
+    with contextlib.suppress(OSError):
+        while os.read(controller, 4096):
+            pass
+
+
+def test_ctrl_c_in_the_middle_of_the_first_hessian_leaves_a_whole_document(tmp_path):
+    status, found, last = stopped_at(b"initial Hessian: done 10%", tmp_path)
+    assert status == 130 and found["status"] == "interrupted" and not found["converged"]
+    assert found["ts"]["report_points"] == [] and found["ts"]["saddle_point"] is None
+    start = read(ROOT / "benchmarks/molecules/haloperidol.xyz")
+    assert np.allclose(found["coordinates_angstrom"], start.positions, atol=1e-5)
+    assert not last.exists()
+
+
+def test_ctrl_c_in_the_vibrations_keeps_what_the_search_has_found(tmp_path):
+    status, found, last = stopped_at(b"force matrix: done 10%", tmp_path, "--hessian", "model",
+                                     "--cycles", "1", "--allow-unconverged")
+    assert status == 130 and found["status"] == "interrupted" and not found["converged"]
+    assert found["ts"]["saddle_point"] is None and len(found["ts"]["report_points"]) == 1
+    assert "not known what the search has found" in found["warnings"][-1]
+    places = read(last).positions
+    assert np.allclose(found["coordinates_angstrom"], places, atol=1e-5)
+    assert np.max(np.abs(places - read(ROOT / "benchmarks/molecules/haloperidol.xyz").positions)
+                  ) > 1e-3
+
+
+def test_a_transit_that_is_cut_short_keeps_what_it_has(tmp_path):
+    path, steps = tmp_path / "there.xyz", tmp_path / "steps.xyz"
+    done = orbitrax("transit", "examples/hcn.xyz", "examples/hnc.xyz", "-m", "am1", "--cycles", 3,
+                    "-o", path, "--trajectory", steps, "--hessian", "model", "--json")
+    found, frames = json.loads(done.stdout), read(steps, ":")
+    assert done.returncode == 1 and found["status"] == "unconverged" and "3 cycles" in done.stderr
+    assert len(frames) >= 2 and {frame.info["stage"] for frame in frames} == {"linear transit"}
+    assert np.allclose(read(path).positions, found["coordinates_angstrom"], atol=1e-5)
+    assert found["transit"]["hessian"] == "model"
 
 
 def test_a_saddle_point_is_one_of_a_whole_molecule_in_its_ground_state():

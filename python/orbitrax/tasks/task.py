@@ -49,8 +49,8 @@ class Run:
         try:
             self.judge(result)
             self.follow(backend, result, on_event)
-        except OrbitraxError as error:
-            error.partial = result
+        except (OrbitraxError, KeyboardInterrupt) as error:
+            error.partial = result  # type: ignore[union-attr]
             raise
         finally:
             result.blocks.update(self.block(result))

@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from orbitrax.errors import NotConverged, UsageError
+from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.job import NO_CI, TRANSITION_STATE, Job, JobSettings
 from orbitrax.results.text import (CONVERGENCE, counted, line, structure, summary,
                                    unconverged_scfs)
@@ -47,14 +47,23 @@ def said(modes: Modes) -> str:
     return f"a saddle point of order {len(found)}, {shown} 1/cm"
 
 
-def modes_at(backend: Backend, job: Job, result: Result) -> Result:
-    """The vibrations where a search has ended."""
+def modes_at(backend: Backend, job: Job, result: Result,
+             on_event: Listener | None = None) -> Result:
+    """The vibrations where a search has ended. on_event: called with the lines that say how far
+    they are; the rest is theirs."""
     from orbitrax.tasks.vibrations import Vibrations
 
     shared = {name: getattr(job.settings, name) for name in JobSettings.options
               if name not in _NOT_SHARED}
     molecule = job.molecule.replace(positions=result.plain("coordinates"))
-    return backend.run(Job(molecule, job.method, Vibrations(**shared)), task="vibrations")
+
+    def tell(event: Event) -> None:
+        from orbitrax.link.events import StatusLine
+
+        if on_event is not None and isinstance(event, StatusLine):
+            on_event(event)
+
+    return backend.run(Job(molecule, job.method, Vibrations(**shared)), tell, task="vibrations")
 
 
 class SaddleRun(Run):
@@ -95,7 +104,13 @@ class SaddleRun(Run):
 
         if result.scf_converged is not False:
             judge_end(backend, self.job, result)
-        found = modes_at(backend, self.job, result)
+        try:
+            found = modes_at(backend, self.job, result, on_event)
+        except (OrbitraxError, KeyboardInterrupt):
+            result.converged = False
+            result.warnings.append("the vibrations were not finished, so that it is not known what "
+                                   "the search has found")
+            raise
         self.modes = result.modes = found.modes
         if found.modes is None:
             raise NotConverged("the vibrations at the end of the search could not be computed, so "
