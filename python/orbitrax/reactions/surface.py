@@ -13,7 +13,7 @@ from orbitrax.job import Job, JobSettings
 from orbitrax.methods import Method
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.results.result import Result
-from orbitrax.tasks.task import Task
+from orbitrax.tasks.task import Run, Task
 
 Array = Any
 
@@ -49,10 +49,14 @@ class EnergySurface:
 
     def search(self, task: Task, positions: Array) -> Result:
         """Runs a search from there; its report points are told. Raises NotConverged as it does."""
+        return self.begun(task, positions).execute(self.backend)
+
+    def begun(self, task: Task, positions: Array) -> Run:
+        """A search from there, to be executed, whose report points are told."""
         run = task.start(self.molecule.replace(positions=positions), self.method)
         run.points.listeners.append(lambda point: self.tell(  # type: ignore[attr-defined]
             point.values["total_energy"], point.xyz, point.gradient))
-        return run.execute(self.backend)
+        return run
 
     def tell(self, energy: float, positions: Any, gradient: Any) -> None:
         """A structure, to all who listen."""
