@@ -37,7 +37,7 @@ struct FollowKind {
 constexpr FollowKind kDownhill = {false, kMinimumTrust, UpdateBfgs, -kAnyRatio, kAnyRatio};
 constexpr FollowKind kToSaddle = {true, kSaddleTrust, UpdatePowell, 0.0, 4.0};
 
-constexpr double kShortened = 0.005;         ///< trust radius where the Hessian loses its shape
+constexpr double kShortened = 0.005;  ///< trust radius where the Hessian loses its shape
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLeastOverlap = 0.1;        ///< of the followed mode with itself a cycle before
 constexpr double kSoftMode = 0.01;           ///< curvature below it is none that is known, and
@@ -151,7 +151,8 @@ void FindDownhillHessian(Search& s) {
 }
 
 /// The one that the client has told; else that of the place; of a minimisation a guess, unless a
-/// careful one asks for that of the place. False where the Hessian of an earlier job is asked for and there is none.
+/// careful one asks for that of the place. False where the Hessian of an earlier job is asked for
+/// and there is none.
 bool FindHessian(Search& s) {
     if (HasGivenHessian()) {
         TakeGivenHessian(s.Now);

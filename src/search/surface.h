@@ -76,8 +76,8 @@ void ZeroAndCount(int nModes, Surface& surface);
 /// The gradient in the modes: 0 beyond nModes and where the eigenvalue has been zeroed.
 void FillEigenGradient(int nModes, Surface& surface);
 
-/// vStep: the step of its components in the modes. False where it has a component that is no number,
-/// as with a Hessian that has lost all sense.
+/// vStep: the step of its components in the modes. False where a component is no number, as with a
+/// Hessian that has lost all sense.
 bool FormStep(int nModes, const double* vModeStep, Surface& surface);
 
 /// Whether energy and gradient of the last SCF are numbers.

@@ -75,7 +75,8 @@ class Search(Run):
         """The entry `optimize` of the JSON document."""
         task = self.task
         return {"optimize": {
-            "optimizer": task.optimizer, "hessian": task.hessian, "limit": task.limit, "max_cycles": task.cycles,
+            "optimizer": task.optimizer, "hessian": task.hessian,
+            "limit": task.limit, "max_cycles": task.cycles,
             "report_period": task.report_period, "freeze": list(task.freeze or ()),
             "fix": [one.text.rpartition(" ")[0] for one in task.fix],
             "criteria": None if result is None else result.search,
