@@ -257,20 +257,20 @@ def bonds_and_links(molecule: Molecule) -> tuple[list[tuple[int, int]], list[tup
             closer = distance < apart
             apart[closer], nearest[closer] = distance[closer], i
         j = int(np.argmin(np.where(outside, apart, np.inf)))
-        links += _between(positions, parts[int(home[nearest[j]])], int(nearest[j]),
-                          parts[int(home[j])], j)
+        pair = int(nearest[j]), j
+        links += _between(positions, [parts[int(home[i])] for i in pair], pair)
         place = int(home[j])
     return bonds, links
 
 
-def _between(positions: Any, first: list[int], i: int, second: list[int],
-             j: int) -> list[tuple[int, int]]:
-    """Pairs that say how two parts lie to each other, nearest atoms i and j: of the atoms of each
-    that are nearest to the other one, as many as a rigid body needs."""
+def _between(positions: Any, parts: list[list[int]], pair: tuple[int, int]
+             ) -> list[tuple[int, int]]:
+    """Pairs that say how two parts lie to each other, whose nearest atoms are a pair: of the atoms
+    of each that are nearest to the other one's, as many as a rigid body needs."""
     import numpy as np
 
     ends = [sorted(part, key=lambda k: float(np.linalg.norm(positions[k] - positions[to])))[:_ENDS]
-            for part, to in ((first, j), (second, i))]
+            for part, to in zip(parts, pair[::-1])]
     return [(min(one, other), max(one, other)) for one in ends[0] for other in ends[1]]
 
 
