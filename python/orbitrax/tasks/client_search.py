@@ -26,7 +26,7 @@ if TYPE_CHECKING:
 MOST_ATOMS = 1500  # beyond which the matrices of a step take longer than its energy
 
 _STEP, _ENERGY = 0.05, 1e-3  # what may be left at a limit of 0.1: Angstrom, kcal/mol
-_ENDS = 3  # atoms of a part whose distances to another say how it lies
+ENDS = 3  # atoms of a part whose distances to another say how it lies
 _LEAST_ENERGY = 2e-5  # kcal/mol: what an SCF leaves uncertain
 
 
@@ -233,8 +233,10 @@ def _springs(job: Job) -> dict[tuple[int, ...], float]:
             for one in job.settings.restrain if one.kind != "tether" and one.force_constant > 0}
 
 
-def bonds_and_links(molecule: Molecule) -> tuple[list[tuple[int, int]], list[tuple[int, int]]]:
-    """Pairs of bonded atoms, and pairs that tie parts together that no bond does, from 0."""
+def bonds_and_links(molecule: Molecule, ends: int = ENDS
+                    ) -> tuple[list[tuple[int, int]], list[tuple[int, int]]]:
+    """Pairs of bonded atoms, and pairs that tie parts together that no bond does, from 0. ends:
+    how many atoms of each part have distances to the other."""
     import numpy as np
 
     from orbitrax.molecules.geometry import find_bonds
@@ -258,18 +260,18 @@ def bonds_and_links(molecule: Molecule) -> tuple[list[tuple[int, int]], list[tup
             apart[closer], nearest[closer] = distance[closer], i
         j = int(np.argmin(np.where(outside, apart, np.inf)))
         pair = int(nearest[j]), j
-        links += _between(positions, [parts[int(home[i])] for i in pair], pair)
+        links += _between(positions, [parts[int(home[i])] for i in pair], pair, ends)
         place = int(home[j])
     return bonds, links
 
 
-def _between(positions: Any, parts: list[list[int]], pair: tuple[int, int]
-             ) -> list[tuple[int, int]]:
+def _between(positions: Any, parts: list[list[int]], pair: tuple[int, int],
+             most: int) -> list[tuple[int, int]]:
     """Pairs that say how two parts lie to each other, whose nearest atoms are a pair: of the atoms
     of each that are nearest to the other one's, as many as a rigid body needs."""
     import numpy as np
 
-    ends = [sorted(part, key=lambda k: float(np.linalg.norm(positions[k] - positions[to])))[:_ENDS]
+    ends = [sorted(part, key=lambda k: float(np.linalg.norm(positions[k] - positions[to])))[:most]
             for part, to in zip(parts, pair[::-1])]
     return [(min(one, other), max(one, other)) for one in ends[0] for other in ends[1]]
 

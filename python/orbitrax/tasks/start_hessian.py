@@ -46,6 +46,8 @@ def of_selected(choice: str, job: Job) -> bytes | None:
     long on the way."""
     import numpy as np
 
+    from orbitrax.tasks.client_search import ENDS
+
     selected = list(job.selected)
     if choice != MODEL:
         return bytes(_read(choice, 3 * len(selected)).tobytes())
@@ -53,18 +55,19 @@ def of_selected(choice: str, job: Job) -> bytes | None:
     if len(selected) > _MOST_ATOMS or job.capping or any(z <= 0 for z in molecule.z):
         return None
     rows = (3 * np.array(selected)[:, None] + np.arange(3)).ravel()
-    return bytes(model_hessian(molecule)[np.ix_(rows, rows)].tobytes())
+    return bytes(model_hessian(molecule, ENDS)[np.ix_(rows, rows)].tobytes())
 
 
-def model_hessian(molecule: Molecule) -> Any:
-    """A guess by bonds, angles and torsions, without a direction downhill."""
+def model_hessian(molecule: Molecule, ends: int = 1) -> Any:
+    """A guess by bonds, angles and torsions, without a direction downhill. ends: how many atoms of
+    two parts have distances to the other part; in a reaction, the two that bind or part."""
     import numpy as np
 
     from orbitrax.minimise.internals import Internals
     from orbitrax.minimise.model import force_constants
     from orbitrax.tasks.client_search import bonds_and_links
 
-    bonds, links = bonds_and_links(molecule)
+    bonds, links = bonds_and_links(molecule, ends)
     internals = Internals(molecule.positions, bonds, links)
     stiffness = force_constants(internals, np.asarray(molecule.numbers), molecule.positions)
     slopes = internals.slopes(molecule.positions)
