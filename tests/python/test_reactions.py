@@ -1,5 +1,7 @@
 """What a barrier is made from: pairs of structures, guesses between them, steps downhill."""
 
+import itertools
+
 import numpy as np
 import pytest
 from scipy.integrate import solve_ivp
@@ -69,6 +71,18 @@ def test_half_way_two_molecules_meet_however_far_apart_they_are():
     length = 2 * RADII[1]
     assert np.allclose(met, [half_made(length, 0.74, far) for far in (3.0, 30.0, 300.0)])
     assert 0.9 < met[0] < met[1] < met[2] < 1.1
+
+
+def test_half_way_between_mirror_images_lies_the_plane():
+    """All their distances are the same, and say nothing of the way."""
+    places = np.array([[0, 0, 0.3], [0.94, 0, 0], [-0.47, 0.82, 0], [-0.47, -0.82, 0]])
+    sides = [Molecule([7, 1, 1, 1], places * [1, 1, sign]) for sign in (1, -1)]
+    for middle in (between(*sides), images_between(*sides, 7)[4]):
+        nitrogen, a, b, c = middle
+        height = np.dot(nitrogen - a, np.cross(b - a, c - a))
+        assert abs(height) < 1e-6 and 0.9 < np.linalg.norm(nitrogen - a) < 1.0
+    steps = [distance(a, b) for a, b in itertools.pairwise(images_between(*sides, 7))]
+    assert max(steps) < 1.01 * min(steps)
 
 
 def test_a_band_is_even_and_ends_in_its_two_sides():

@@ -5,7 +5,8 @@ of a measure that falls from 1 at the length of a bond to next to nothing beyond
 (X. Zhu, K. C. Thompson, T. J. Martinez, J. Chem. Phys. 150, 164103 (2019)), so that two molecules
 meet, however far apart they are at their side. Steps of a band have the mean of the distances
 themselves (S. Smidstrup, A. Pedersen, K. Stokbro, H. Jonsson, J. Chem. Phys. 140, 214106 (2014)).
-Places are found that come nearest to it.
+Places are found that come nearest to it. Mirror images have all distances in common: between
+them lie the means of their places.
 """
 
 from __future__ import annotations
@@ -17,19 +18,23 @@ from scipy.optimize import least_squares
 
 from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.molecule import Molecule
-from orbitrax.reactions.pairs import superposed
+from orbitrax.reactions.pairs import matrix_difference, superposed
 
 Array = Any
 
 _TRIES = 6
 _SHAKE = 0.3  # Angstrom: atoms that would pass through one another go round each other
+_ALIKE = 0.05  # Angstrom: sides whose distances all differ by less are mirror images
 _FALL = 1.7  # of the measure, at the length of a bond
 _FAR = 0.01  # what is left of it far away, falling by the inverse distance
 
 
 def between(reactant: Molecule, product: Molecule) -> Array:
-    """The structure half way, n x 3, Angstrom, its bonds half made and half broken."""
+    """The structure half way, n x 3, Angstrom, its bonds half made and half broken, or flat between
+    mirror images."""
     first, last = _laid_together(reactant, product)
+    if matrix_difference(first, last) < _ALIKE:
+        return 0.5 * (first + last)
     i, j = np.triu_indices(len(first), 1)
     radii = np.array(RADII)[reactant.numbers]
     lengths = radii[i] + radii[j]
@@ -52,6 +57,8 @@ def images_between(reactant: Molecule, product: Molecule, count: int) -> list[Ar
     neighbours."""
     half = count // 2 + 1
     first, last = _laid_together(reactant, product)
+    if matrix_difference(first, last) < _ALIKE:
+        return [first + share * (last - first) for share in np.linspace(0.0, 1.0, count + 2)]
     centre = _by_distances(first, last, 0.5, 0.5 * (first + last), _TRIES)
     first, last = superposed(first, centre), superposed(last, centre)
 
