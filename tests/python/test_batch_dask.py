@@ -1,15 +1,19 @@
 """Batches on a Dask scheduler and workers that are real processes, and are lost."""
 
+import concurrent.futures
 import signal
 import socket
 import subprocess
 import sys
+from types import SimpleNamespace
+from unittest.mock import Mock
 
 import pytest
 from batches import (ENVIRONMENT, ROOT, command, compared, killed, lines_of, orbitrax,
                      small_molecules, until)
 
 pytest.importorskip("distributed")
+from orbitrax.bulk import cluster as cluster_engine
 
 _SCHEDULER = ("import sys; from distributed.cli.dask_scheduler import main; "
               "main(['--port', sys.argv[1], '--host', '127.0.0.1', '--no-dashboard'])")
@@ -79,3 +83,41 @@ def test_a_scheduler_that_does_not_answer_is_said(tmp_path):
     done = orbitrax("batch", "examples/molecules.csv", "-m", "am1", "-o", tmp_path / "r.jsonl",
                     "--dask", "tcp://127.0.0.1:9")
     assert done.returncode == 3 and "scheduler at tcp://127.0.0.1:9 does not answer" in done.stderr
+
+
+class LeavingClient:
+    """A scheduler's client whose first task is given up in the middle of its answer, as happens
+    where the scheduler is lost then; and which takes no task afterwards."""
+
+    def __init__(self, leaves):
+        self.status, self.scheduler, self._leaves = "running", SimpleNamespace(comm=True), leaves
+
+    def nthreads(self):
+        return {"one": 1}
+
+    def submit(self, function, recipe, portion, pure):
+        if self.status != "running":
+            raise Exception("Tried sending message after closing.")
+        future = Mock(status="finished")
+        future.result = lambda timeout: self._result(portion)
+        return future
+
+    def _result(self, portion):
+        if self._leaves:
+            self.status = "closed"
+            raise concurrent.futures.CancelledError("compute-1")
+        return [SimpleNamespace(number=item, seconds=1.0) for item in portion]
+
+    def cancel(self, futures, force):
+        pass
+
+    def close(self, timeout):
+        pass
+
+
+def test_a_scheduler_that_is_lost_in_the_middle_of_an_answer_is_waited_for(monkeypatch):
+    clients = [LeavingClient(True), LeavingClient(True), LeavingClient(False)]
+    monkeypatch.setattr("orbitrax.bulk.cluster._connected", lambda *_: clients.pop(0))
+    answers = [answer for answer in cluster_engine.Cluster(None, "tcp://there").run(iter(range(7)))
+               if answer]
+    assert sorted(answer.number for answer in answers) == list(range(7))

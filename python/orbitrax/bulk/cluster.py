@@ -8,6 +8,7 @@ waits for it to come back and hands over again what it has no answer for.
 from __future__ import annotations
 
 import asyncio
+import concurrent.futures
 import time
 from collections.abc import Iterator, Sequence
 from typing import Any
@@ -24,6 +25,8 @@ _AHEAD = 3  # portions for each thread of a worker
 _TRIES = 2  # portions of one molecule that lose their workers, before it is given up
 _CONNECT, _RECONNECT = 5.0, 120.0  # seconds to wait for a scheduler, at first and later
 _COUNT_AGAIN = 5.0  # seconds, the threads of the cluster
+# What is raised where the scheduler is gone; the two that say "cancelled" are no relatives.
+_GONE = (OSError, TimeoutError, asyncio.CancelledError, concurrent.futures.CancelledError)
 
 
 def compute(recipe: Recipe, items: Sequence[Item]) -> list[Answer]:
@@ -64,8 +67,8 @@ class Cluster:
             if futures:
                 self._client.cancel(futures, force=True)
             self._client.close(timeout=2)
-        except (OSError, TimeoutError, RuntimeError, asyncio.CancelledError):
-            pass  # the scheduler is gone
+        except (*_GONE, RuntimeError):
+            pass
 
     def slowest(self) -> tuple[str, float] | None:
         """See `Engine`."""
@@ -74,6 +77,8 @@ class Cluster:
     # ---- giving ---------------------------------------------------------------------------------
 
     def _fill(self, items: Iterator[Item]) -> bool:
+        if not self._joined():
+            self._reconnect()
         while len(self._portions) < _AHEAD * self._width():
             portion = self._again.pop() if self._again else self._portion(items)
             if not portion:
@@ -101,15 +106,14 @@ class Cluster:
             self._counted = now
             try:
                 self._threads = max(1, sum(self._client.nthreads().values()))
-            except (OSError, TimeoutError):
+            except _GONE:
                 pass
         return self._threads
 
     # ---- taking ---------------------------------------------------------------------------------
 
     def _collect(self) -> Iterator[Answer]:
-        if self._client.status != "running" or not self._client.scheduler.comm:
-            self._reconnect()
+        if not self._joined():
             return
         done = [future for future in self._portions if future.done()]
         if not done:
@@ -126,7 +130,7 @@ class Cluster:
     def _answers(self, future: Any, portion: list[Item]) -> Iterator[Answer]:
         try:
             answers: list[Answer] = future.result(timeout=_CONNECT)
-        except (OSError, TimeoutError, asyncio.CancelledError):
+        except _GONE:
             self._again.append(portion)
             return
         took = sum(answer.seconds for answer in answers) / len(answers)
@@ -147,6 +151,10 @@ class Cluster:
                 yield lost(item, self._recipe, count, "the workers that had it were lost")
             else:
                 self._again.append([item])
+
+    def _joined(self) -> bool:
+        """Whether there is a scheduler that takes tasks: one that has left refuses them."""
+        return self._client.status == "running" and bool(self._client.scheduler.comm)
 
     def _reconnect(self) -> None:
         """Waits for the scheduler, and hands over what it has forgotten."""
@@ -169,7 +177,7 @@ def _connected(address: str, patience: float) -> Any:
         try:
             return client(address, timeout=min(5.0, patience), name="orbitrax",
                           set_as_default=False)
-        except (OSError, TimeoutError, asyncio.CancelledError) as error:
+        except _GONE as error:
             if time.monotonic() > end:
                 raise LinkError(f"the Dask scheduler at {address} does not answer: "
                                 f"{error or type(error).__name__}") from None
