@@ -15,6 +15,7 @@ from support import ROOT, kept
 from orbitrax import Backend, Job, Molecule, read_molecule
 from orbitrax.link import events
 from orbitrax.link.conversation import Conversation
+from orbitrax.link.process import find_backend
 from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
                              ProtocolError)
 from orbitrax.job import JobSettings
@@ -27,13 +28,8 @@ pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(6
 
 @pytest.fixture(scope="session")
 def qsolve():
-    """The program under test: ORBITRAX_QSOLVE, else the newest build of this checkout."""
-    told = os.environ.get("ORBITRAX_QSOLVE")
-    builds = [Path(told)] if told else sorted((ROOT / "build").glob("*/qsolve"),
-                                              key=lambda path: path.stat().st_mtime)
-    if not builds:
-        pytest.fail("no qsolve has been built; build one first, or name it by ORBITRAX_QSOLVE")
-    return builds[-1]
+    """The program under test: ORBITRAX_QSOLVE, else the release build of this checkout."""
+    return find_backend()
 
 
 @pytest.fixture
