@@ -1,6 +1,6 @@
-"""What a run of ./test has shown of each promise: reads the table of docs/reliability.md, counts the
-tests that its rows name in the reports of the run, and repeats the figures that they have printed
-(lines "R6: ...").
+"""What a run of ./test has shown of each promise: reads the table of docs/reliability.md, counts
+the tests that its rows name in the reports of the run, and repeats the figures that they have
+printed (lines "R6: ...").
 
     /usr/bin/python3 tests/shown.py build/python-tests.xml build/release/reports*
 """

@@ -20,9 +20,9 @@ R1: 12 points
 <testcase classname="tests.link.test_aa" name="z"/>
 </testsuite></testsuites>"""
 GOOGLE = """<testsuites><testsuite>
-<testcase name="a" classname="Fuzz" file="/home/me/tests/fuzz/fuzz_test.cpp" status="run"/>
+<testcase name="a" classname="Fuzz" file="/usr/src/tests/fuzz/fuzz_test.cpp" status="run"/>
 <testcase name="a" classname="All/Scf" file="../../tests/unit/scf/c_test.cpp" status="run"/>
-<testcase name="b" classname="B" file="/home/me/tests/unit/ci/b_test.cpp" status="notrun"/>
+<testcase name="b" classname="B" file="/usr/src/tests/unit/ci/b_test.cpp" status="notrun"/>
 </testsuite></testsuites>"""
 
 
