@@ -112,6 +112,7 @@ class _Point:
     values: Array
     slopes: Array
     forces: Array  # the gradient by the internal coordinates
+    metric: Array  # of the internal coordinates, 3n x 3n
 
     @property
     def rms(self) -> float:
@@ -248,17 +249,16 @@ class _Search:
         energy, gradient = self._function(positions)
         self.energies += 1
         gradient = np.asarray(gradient, dtype=float).reshape(-1)
-        slopes = self._internals.slopes(positions)
-        forces = slopes @ np.linalg.solve(_metric(slopes), gradient)
-        return _Point(positions, energy, gradient, self._internals.values(positions), slopes,
-                      forces)
+        values, slopes = self._internals.values_and_slopes(positions)
+        metric = _metric(slopes)
+        forces = slopes @ np.linalg.solve(metric, gradient)
+        return _Point(positions, energy, gradient, values, slopes, forces, metric)
 
     def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
         first order; the straight step where they cannot."""
         here, internals = self._here, self._internals
         wanted = here.slopes @ step
-        metric = _metric(here.slopes)
         positions: Array = here.positions + step.reshape(-1, 3)
         best, least = positions, float("inf")
         for _ in range(_BACK_STEPS):
@@ -268,7 +268,7 @@ class _Search:
             if not error < 0.9 * least:
                 break
             best, least = positions, error
-            back = self._held.free_part(np.linalg.solve(metric, here.slopes.T @ missing))
+            back = self._held.free_part(np.linalg.solve(here.metric, here.slopes.T @ missing))
             positions = positions + back.reshape(-1, 3)
         return self._held.snapped(best)
 
