@@ -5,12 +5,13 @@ import signal
 import socket
 import subprocess
 import sys
+from pathlib import Path
 from types import SimpleNamespace
 from unittest.mock import Mock
 
 import pytest
-from batches import (ENVIRONMENT, ROOT, command, compared, killed, lines_of, orbitrax,
-                     small_molecules, until)
+from batches import (ENVIRONMENT, ROOT, children, command, compared, gone, killed, lines_of,
+                     orbitrax, row_of_waters, small_molecules, until)
 
 pytest.importorskip("distributed")
 from orbitrax.bulk import cluster as cluster_engine
@@ -77,6 +78,42 @@ def test_workers_and_the_scheduler_may_be_lost(tmp_path, cluster):
     done = orbitrax("batch", names, "-m", "am1", "-o", tmp_path / "here.jsonl")
     assert done.returncode == 0
     assert compared(path) == compared(tmp_path / "here.jsonl")
+
+
+def backends_of(pid):
+    """The backends that a process has started; a worker starts other things as well."""
+    found = []
+    for one in children(pid):
+        try:
+            if Path(f"/proc/{one}/comm").read_text().strip() == "qsolve":
+                found.append(one)
+        except OSError:  # it has ended meanwhile
+            pass
+    return found
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGKILL])
+def test_a_run_that_is_given_up_ends_its_backends(tmp_path, number):
+    """One cancelled, and one whose client has died; the worker itself goes on living."""
+    names = tmp_path / "list.csv"
+    (tmp_path / "large.xyz").write_text(row_of_waters(400))
+    names.write_text("id,file\nlarge,large.xyz\n")
+    found = Cluster(tmp_path, 1)
+    try:
+        worker = found.workers[0]
+        run = subprocess.Popen(command("batch", names, "-m", "am1", "--task", "vibrations", "-o",
+                                       tmp_path / "r.jsonl", "--dask", found.address), cwd=ROOT,
+                               env=ENVIRONMENT, stderr=subprocess.PIPE, text=True)
+        until(lambda: backends_of(worker.pid) or run.poll() is not None, 90)
+        backends = backends_of(worker.pid)
+        run.send_signal(number)
+        words = run.communicate(timeout=60)[1]
+        took = gone(backends, 60)
+        print(f"its backend had ended after {took} s")
+        assert backends and took is not None, words
+        assert worker.poll() is None and run.returncode in (143, -signal.SIGKILL)
+    finally:
+        found.end()
 
 
 def test_a_scheduler_that_does_not_answer_is_said(tmp_path):

@@ -13,8 +13,9 @@ import time
 from collections.abc import Iterator, Sequence
 from typing import Any
 
+from orbitrax.bulk.given_up import GivenUp
 from orbitrax.bulk.items import Item
-from orbitrax.bulk.one import Answer, compute_here, lost
+from orbitrax.bulk.one import Answer, computer_here, lost
 from orbitrax.bulk.recipe import Recipe
 from orbitrax.errors import LinkError, UsageError
 
@@ -30,8 +31,16 @@ _GONE = (OSError, TimeoutError, asyncio.CancelledError, concurrent.futures.Cance
 
 
 def compute(recipe: Recipe, items: Sequence[Item]) -> list[Answer]:
-    """The answers for a portion, on a backend that this thread keeps for its next one."""
-    return [compute_here(recipe, item) for item in items]
+    """The answers for a portion, on a backend that this thread keeps for its next one; it is ended
+    where the run has been given up meanwhile."""
+    computer, answers = computer_here(recipe), []
+    with GivenUp(computer.backend.cancel) as given_up:
+        for item in items:
+            if given_up.happened:
+                computer.close()
+                break
+            answers.append(computer.compute(item))
+    return answers
 
 
 class Cluster:

@@ -129,14 +129,19 @@ def _died(failure: OrbitraxError | None) -> bool:
 _kept = threading.local()
 
 
-def compute_here(recipe: Recipe, item: Item) -> Answer:
-    """The answer for a molecule, on a backend that this thread keeps for its next one."""
+def computer_here(recipe: Recipe) -> Computer:
+    """What this thread computes with, and keeps for the next time."""
     if getattr(_kept, "identity", None) != recipe.identity:
         if getattr(_kept, "computer", None) is not None:
             _kept.computer.close()
         _kept.computer, _kept.identity = Computer(recipe), recipe.identity
-    answer: Answer = _kept.computer.compute(item)
-    return answer
+    computer: Computer = _kept.computer
+    return computer
+
+
+def compute_here(recipe: Recipe, item: Item) -> Answer:
+    """The answer for a molecule, on a backend that this thread keeps for its next one."""
+    return computer_here(recipe).compute(item)
 
 
 def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
