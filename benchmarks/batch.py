@@ -1,0 +1,97 @@
+#!/usr/bin/python3
+"""Small molecules a second: one after the other through the Python API, and in a batch.
+
+    benchmarks/batch.py [--seconds S]
+
+AM1 single points with gradients of water, ethanol and caffeine, each with its atoms moved a little,
+and so each a molecule of its own. Through the API in one process that keeps one backend, with the
+processor time that client and backend take for one; then as lists of xyz structures by `orbitrax
+batch` with one worker and with two. Run it on an idle machine: processor time depends less on what
+else runs, rates on all of it.
+"""
+
+import argparse
+import os
+import random
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(ROOT / "python"))
+os.environ["ORBITRAX_THREADS"] = "1"
+
+import orbitrax  # noqa: E402
+from orbitrax import Backend, Molecule, read_molecule  # noqa: E402
+
+ETHANOL = Molecule([6, 6, 8, 1, 1, 1, 1, 1, 1], [
+    [1.1879, -0.3829, 0.0], [0.0, 0.5526, 0.0], [-1.1867, -0.2472, 0.0], [-1.9237, 0.3850, 0.0],
+    [2.0985, 0.2306, 0.0], [1.1184, -1.0093, 0.8869], [1.1184, -1.0093, -0.8869],
+    [-0.0227, 1.1812, 0.8852], [-0.0227, 1.1812, -0.8852]])
+MOVED = 0.02  # Angstrom, at most
+
+
+def shaken(molecule, count):
+    """So many copies with their atoms moved."""
+    chance = random.Random(1)
+    return [molecule.replace(positions=[[x + chance.uniform(-MOVED, MOVED) for x in row]
+                                        for row in molecule.positions])
+            for _ in range(count)]
+
+
+def processor_seconds(pid):
+    """What a process has used."""
+    return int(Path(f"/proc/{pid}/schedstat").read_text().split()[0]) * 1e-9
+
+
+def through_api(molecules):
+    """Molecules a second, and the processor milliseconds of client and backend for each."""
+    with Backend() as backend:
+        orbitrax.energy(molecules[0], "am1", backend=backend)
+        theirs, ours, began = (processor_seconds(backend.pid), time.process_time(),
+                               time.perf_counter())
+        for molecule in molecules:
+            orbitrax.energy(molecule, "am1", backend=backend)
+        took = time.perf_counter() - began
+        spent = (time.process_time() - ours, processor_seconds(backend.pid) - theirs)
+    return len(molecules) / took, *(1e3 * part / len(molecules) for part in spent)
+
+
+def in_batch(molecules, workers):
+    """Molecules a second of the whole command, its start included."""
+    with tempfile.TemporaryDirectory() as folder:
+        names = Path(folder, "list.xyz")
+        names.write_text("".join(
+            f"{len(one)}\nm{number}\n" + "".join(
+                f"{symbol} {x:.5f} {y:.5f} {z:.5f}\n"
+                for symbol, (x, y, z) in zip(one.symbols, one.positions))
+            for number, one in enumerate(molecules)))
+        began = time.perf_counter()
+        subprocess.run([ROOT / "orbitrax", "batch", names, "-m", "am1", "-j", str(workers), "-q",
+                        "-o", Path(folder, "r.jsonl")], check=True)
+        return len(molecules) / (time.perf_counter() - began)
+
+
+def main():
+    """Prints the table."""
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--seconds", type=float, default=8.0, help="of each figure (default 8)")
+    seconds = parser.parse_args().seconds
+    print("load of the machine", " ".join(f"{one:.1f}" for one in os.getloadavg()))
+    print("| Molecule | API, a second | Client, ms | Backend, ms | Batch, one worker | Two |\n"
+          "|---|---|---|---|---|---|")
+    water = read_molecule(ROOT / "examples" / "water.xyz")
+    caffeine = read_molecule(ROOT / "benchmarks" / "molecules" / "caffeine.xyz")
+    for name, molecule in (("water", water), ("ethanol", ETHANOL), ("caffeine", caffeine)):
+        rate = through_api(shaken(molecule, 50))[0]
+        molecules = shaken(molecule, max(50, int(rate * seconds)))
+        rate, client, backend = through_api(molecules)
+        batches = [in_batch(molecules, workers) for workers in (1, 2)]
+        print(f"| {name} | {rate:.0f} | {client:.2f} | {backend:.2f} | "
+              + " | ".join(f"{one:.0f}" for one in batches) + " |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
