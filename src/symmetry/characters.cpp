@@ -43,7 +43,7 @@ constexpr Harmonic kF[] = {
 
 /// A polynomial of degree l as a symmetric tensor of rank l: 3, 9 or 27 numbers, the first index
 /// slowest.
-constexpr int kMostNumbers = 27;
+constexpr int kMostNumbers = 27, kMostHarmonics = 7;
 using Tensor = double[kMostNumbers];
 
 constexpr int PowerOf3(int l) {
@@ -84,13 +84,14 @@ void TurnTensor(int l, const double* mOperation, double* t) {
 
 void FillShell(int l, const Harmonic* pHarmonics, const double* mOperation, double* m) {
     const int n = 2 * l + 1;
+    Tensor tensors[kMostHarmonics];
+    for (int i = 0; i < n; ++i) FillTensor(l, pHarmonics[i], tensors[i]);
     for (int j = 0; j < n; ++j) {
         Tensor turned;
-        FillTensor(l, pHarmonics[j], turned);
+        std::copy_n(tensors[j], PowerOf3(l), turned);
         TurnTensor(l, mOperation, turned);
         for (int i = 0; i < n; ++i) {
-            Tensor t;
-            FillTensor(l, pHarmonics[i], t);
+            const double* t = tensors[i];
             m[n * i + j] = 0.0;
             for (int k = 0; k < PowerOf3(l); ++k) m[n * i + j] += t[k] * turned[k];
         }

@@ -7,8 +7,8 @@ import subprocess
 import time
 
 import pytest
-from batches import (abused, busy, compared, family, gone, killed, lines_of, orbitrax, records,
-                     row_of_waters, small_molecules, started, until)
+from batches import (DRUGLIKE, abused, busy, compared, family, gone, killed, lines_of, orbitrax,
+                     records, row_of_waters, small_molecules, started, until)
 
 SEED = 20261122
 
@@ -42,6 +42,40 @@ def test_200_molecules_and_5_kills_leave_one_record_each_as_if_nothing_had_been(
 @pytest.mark.timeout(7200)
 def test_10000_molecules_and_100_kills_leave_one_record_each(tmp_path):
     run_and_compare(tmp_path, 10_000, 100)
+
+
+@pytest.mark.long
+@pytest.mark.timeout(7200)
+def test_1000_drug_like_molecules_become_a_table_though_the_whole_program_is_killed(tmp_path):
+    """Client, workers and backends at once, three times; a slice of the same list that nobody has
+    disturbed is compared to the byte."""
+    names, path = tmp_path / "list.smi", tmp_path / "r.jsonl"
+    lines = [line for line in DRUGLIKE.read_text().splitlines(True) if line[0] != "#"]
+    names.write_text("".join(lines[:2000:2]))
+    command = ("batch", names, "-m", "am1", "-o", path, "-q")
+    began = time.monotonic()
+    run = started(*command)
+    for many in (150, 500, 850):
+        until(lambda: lines_of(path) >= many or run.poll() is not None, 3000)
+        assert run.poll() is None
+        for kin in family(run.pid).values():
+            for pid in kin:
+                killed(pid)
+        run.communicate()
+        run = started(*command, "--resume")
+    words = run.communicate(timeout=3000)[1]
+    took = time.monotonic() - began
+    found = compared(path)
+    assert len(found) == 1000 and run.returncode == 0, words
+    orbitrax("batch", names, "-m", "am1", "-o", tmp_path / "calm.jsonl", "--shard", "7/50")
+    calm = compared(tmp_path / "calm.jsonl")
+    assert len(calm) == 20 and calm == {name: found[name] for name in calm}
+    columns = "id,heat_of_formation,dipole,homo,lumo"
+    orbitrax("table", path, "--columns", columns, "-o", tmp_path / "t.csv")
+    rows = (tmp_path / "t.csv").read_text().splitlines()
+    assert rows[0] == columns and len(rows) == 1001
+    assert all(float(cell) == float(cell) for row in rows[1:] for cell in row.split(",")[1:])
+    print(f"1000 molecules, the whole program killed three times: {took:.0f} s")
 
 
 @pytest.mark.parametrize("kind", ["backend", "worker"])
