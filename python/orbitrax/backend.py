@@ -122,7 +122,7 @@ class Backend:
             return lead(self, job, on_event, time_limit, task)
         began = time.monotonic()
         builder = ResultBuilder(job, task)
-        stream = self.stream(job, time_limit)
+        stream = self._stream(job, time_limit, on_event is None)
         try:
             for event in stream:
                 builder.add(event)
@@ -145,11 +145,16 @@ class Backend:
 
         An error text is an event here, not an exception: the stream just ends.
         """
+        return self._stream(job, time_limit, False)
+
+    def _stream(self, job: Job, time_limit: float | None, quiet: bool
+                ) -> Generator[Event, None, None]:
+        """The same; quiet: the backend need not tell each cycle of an SCF."""
         began = time.monotonic()
         with self._reserved() as pokes:
             self._last = None
             job.check(self.parameters(job.method))
-            pokes += job_packets(job)
+            pokes += job_packets(job, quiet)
 
             def reader(first: bool) -> SessionReader:
                 settings = job.settings

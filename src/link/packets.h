@@ -225,7 +225,7 @@ struct ScfWishes {
     int fFarRepulsion = 0;        ///< Slater integrals: 1/R beyond their range, not 0
     double dCommutatorLimit = 0;  ///< largest element of F P - P F at convergence, eV; 0: the usual
     int nKeepDensity = 0;         ///< DensityUse; guarded cycles only
-    int nUnused = 0;
+    int fQuiet = 0;               ///< of the cycles of an SCF the first alone has a status line
 };
 static_assert(sizeof(ScfWishes) == 32);
 static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);

@@ -19,6 +19,7 @@ const char* YesOrNo(int f) {
 }
 
 void CycleLine(int nIteration, double dDifference) {
+    if (further.Scf.fQuiet != 0 && nIteration > 1) return;
     StatusFormat(kMsgScfProgress, nIteration, dDifference);
 }
 

@@ -21,6 +21,7 @@ from orbitrax.errors import (BackendDied, InputError, OrbitraxError,
 from orbitrax.job import JobSettings
 from orbitrax.methods import METHODS
 from orbitrax.session.encode import job_packets
+from orbitrax.session.reader import SessionReader
 from orbitrax.tasks.optimize import Optimize
 
 pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(60)]
@@ -115,7 +116,7 @@ def test_a_refusal_leaves_the_process_as_good_as_new(backend, water):
 
 
 def test_a_selection_that_does_not_fit_is_refused_by_the_backend_too(backend, water, monkeypatch):
-    def wrong(job):
+    def wrong(job, quiet=False):
         packets = job_packets(job)
         return [*packets[:-1], packets[-1][:-4] + (7).to_bytes(4, "little")]
 
@@ -126,7 +127,7 @@ def test_a_selection_that_does_not_fit_is_refused_by_the_backend_too(backend, wa
 
 
 def test_a_packet_that_is_too_short_is_refused_by_the_backend_too(backend, water, monkeypatch):
-    def short(job):
+    def short(job, quiet=False):
         packets = job_packets(job)
         packets[1] = (100).to_bytes(4, "little") + packets[1][4:120]
         return packets
@@ -150,6 +151,29 @@ def test_many_sessions_run_in_one_process(backend, water):
     for _ in range(50):
         assert texts(backend, Job(water, "am1")) == first
     assert backend.pid == pid
+
+
+def test_cycles_are_told_to_those_who_listen(water, monkeypatch):
+    """Who does not is told of the first of an SCF alone, which says that the calculation began;
+    the results are the same."""
+    met = []
+    feed = SessionReader.feed
+
+    def watched(reader, packet):
+        found = feed(reader, packet)
+        met.extend(one.text for one in found if isinstance(one, events.StatusLine))
+        return found
+
+    monkeypatch.setattr(SessionReader, "feed", watched)
+    with Backend() as backend:
+        told = backend.run(Job(water, "am1"), on_event=lambda event: None)
+        heard = [text for text in met if text.startswith("Iteration")]
+        met.clear()
+        quiet = backend.run(Job(water, "am1"))
+    assert len(heard) == told.scf_iterations > 3
+    assert [text for text in met if text.startswith("Iteration")] == heard[:1]
+    assert quiet.total_energy == told.total_energy
+    assert np.array_equal(quiet.gradient, told.gradient)
 
 
 def test_the_process_ends_well_when_the_client_is_done(qsolve, water):

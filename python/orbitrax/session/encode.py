@@ -44,15 +44,15 @@ def table_packets(tables: ParameterSet) -> list[bytes]:
     return [wire.packet(payload) for payload in head]
 
 
-def job_packets(job: Job) -> list[bytes]:
-    """The packets of a session that calculates."""
+def job_packets(job: Job, quiet: bool = False) -> list[bytes]:
+    """The packets of a session that calculates. quiet: nobody listens to its SCF."""
     atoms = atom_records(job)
     size = wire.ATOMS_PER_CHUNK * wire.AtomRecord.size
     return [
         _debug_packet(job),
         wire.packet(run_options(job)),
         wire.packet(job_options(job)),
-        *(further_packets(_further(job)) if job.settings.precise else ()),
+        *(further_packets(_further(job, quiet)) if job.settings.precise else ()),
         wire.packet(wire.word(len(job.molecule))),
         *(wire.packet(atoms[start:start + size]) for start in range(0, len(atoms), size)),
         *(restraint_packets(job) if job.settings.restrain else ()),
@@ -154,11 +154,11 @@ def _sent(one: Option, value: Any) -> Any:
 _COORDINATES, _MOTION, _SEARCH, _HESSIAN = 0, 8, 9, 10  # kinds of sections
 
 
-def _further(job: Job) -> list[tuple[int, bytes]]:
+def _further(job: Job, quiet: bool) -> list[tuple[int, bytes]]:
     """The sections of options, kind and data, that no field of the records has room for. A new one
     is a line here."""
     sections = [(_COORDINATES, struct.pack(f"<{len(job.molecule.xyz)}d", *job.molecule.xyz)),
-                *scf_section(job)]
+                *scf_section(job, quiet)]
     if job.settings.motion_wishes:
         sections.append((_MOTION, struct.pack("<2i", job.settings.motion_wishes, 0)))
     if job.settings.search_wishes:

@@ -39,14 +39,15 @@ def tests_state(job: Job) -> bool:
     return guarded(job) and _stability(job) != "none"
 
 
-def scf_section(job: Job) -> list[tuple[int, bytes]]:
-    """Kind and data of the section. The cycles of old have the repulsion between atoms far apart
+def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
+    """Kind and data of the section. quiet: nobody listens to the cycles. The cycles of old have the repulsion between atoms far apart
     right too: without it a molecule beyond 100 bohr from another one is charged cores to it."""
     values = (0, 0, 0, 1, 0.0)
     if guarded(job):
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     kept = DENSITIES.index(job.settings.scf_start)
-    return [(KIND, struct.pack("<4id", *values) + (struct.pack("<2i", kept, 0) if kept else b""))]
+    more = struct.pack("<2i", kept, quiet) if kept or quiet else b""
+    return [(KIND, struct.pack("<4id", *values) + more)]
 
 
 def _orbitals(job: Job) -> int:

@@ -56,7 +56,11 @@ class Run:
             result.blocks.update(self.block(result))
         return result
 
-    def _listener(self, on_event: Listener | None) -> Listener:
+    def _listener(self, on_event: Listener | None) -> Listener | None:
+        """None where nobody wants the events: the backend has less to tell then."""
+        if on_event is None and type(self).collect is Run.collect:
+            return None
+
         def listen(event: Event) -> None:
             self.collect(event)
             if on_event is not None:

@@ -43,6 +43,15 @@ TEST_F(ScfProgress, SinglePointTellsTheCycle) {
     EXPECT_EQ(Line(kSinglePoint), kCycle);
 }
 
+TEST_F(ScfProgress, AQuietSinglePointTellsTheFirstCycleAlone) {
+    further.Scf.fQuiet = 1;
+    EXPECT_EQ(Line(kSinglePoint), Lines{});
+    ReportScfProgress(1, 0.5);
+    EXPECT_EQ(Status(), Lines{"Iteration = 1 Difference = 0.50000"});
+    further.Scf.fQuiet = 0;
+    EXPECT_EQ(Line(kSinglePoint), kCycle);
+}
+
 TEST_F(ScfProgress, SearchesTellTheirOwnProgress) {
     EXPECT_EQ(Line(kOptimisation), Lines{"E=-217.5000 Grad=1.250 Conv=NO(6 cycles 9 points) "
                                          "[Iter=3 Diff=0.06250]"});
