@@ -40,8 +40,9 @@ def tests_state(job: Job) -> bool:
 
 
 def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
-    """Kind and data of the section. quiet: nobody listens to the cycles. The cycles of old have the repulsion between atoms far apart
-    right too: without it a molecule beyond 100 bohr from another one is charged cores to it."""
+    """Kind and data of the section. quiet: nobody listens to the cycles. The cycles of old have
+    the repulsion between atoms far apart right too: without it a molecule beyond 100 bohr from
+    another one is charged cores to it."""
     values = (0, 0, 0, 1, 0.0)
     if guarded(job):
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
