@@ -92,7 +92,10 @@ TEST_F(Rotations, LowestCurvatureIsThatOfTheWholeHessian) {
     }
 }
 
-TEST_F(Rotations, DescentEndsWhereTheCyclesEnd) {
+/// Nine descents of 127 Fock matrices in all; steps that remember nothing take 393. The bound
+/// leaves a tenth to the rounding of other kernels.
+TEST_F(Rotations, DescentEndsWhereTheCyclesEndAndLearnsOnTheWay) {
+    int nMatrices = 0;
     for (const JobScript& script : Kinds()) {
         GuardedJob job(script);
         const GuardEnd cycles = job.Converge();
@@ -100,7 +103,9 @@ TEST_F(Rotations, DescentEndsWhereTheCyclesEnd) {
         const GuardEnd descent = Descend(job.electrons, {1e-9, 1e-7, 300});
         EXPECT_TRUE(descent.fConverged);
         EXPECT_NEAR(descent.dEnergy, cycles.dEnergy, 1e-8);
+        nMatrices += descent.nCycles;
     }
+    EXPECT_LE(nMatrices, 140);
 }
 
 TEST_F(Rotations, OrbitalsStayOrthonormalAndDensitiesHoldTheirElectrons) {
