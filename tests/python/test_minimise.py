@@ -7,6 +7,7 @@ import support  # the package from the checkout
 from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.minimise import Limits, minimise
 from orbitrax.minimise.internals import Internals
+from orbitrax.minimise.quasi_newton import _rigid_motions
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.tasks.client_search import bonds_and_links
 
@@ -219,6 +220,28 @@ def test_two_molecules_that_hold_together_come_to_rest():
     assert ours.converged and theirs.converged
     assert ours.total_energy == pytest.approx(theirs.total_energy, abs=2e-3)
     assert ours.energy_points < 80
+
+
+def test_the_motions_of_the_whole_are_those_of_shifts_and_turns():
+    for positions, count in ((np.zeros((1, 3)), 3), (BUTYNE[:4], 5), (DIMER, 6)):
+        whole = _rigid_motions(positions)
+        assert whole.shape == (count, positions.size)
+        assert whole @ whole.T == pytest.approx(np.eye(count), abs=1e-12)
+        turned = positions + np.cross([1e-6, 2e-6, -3e-6], positions) + 1e-6
+        change = (turned - positions).ravel()
+        assert whole.T @ (whole @ change) == pytest.approx(change, abs=1e-15)
+
+
+def test_a_line_that_starts_bent_is_not_turned_as_a_whole():
+    """Bends across a line have axes that are fixed in space: 19 energies once."""
+    dioxide = Molecule([6, 8, 8], [[0, 0, 0.1], [1.07, 0, 0], [-1.3, 0, 0]])
+    with Backend() as backend:
+        found = backend.run(Job(dioxide, "am1", Optimize(limit=0.01)))
+    assert found.converged and abs(found.heat_of_formation + 79.8691) < 1e-3
+    assert found.energy_points < 15
+    places = np.reshape(found.coordinates, (-1, 3))
+    along = places[1] - places[2]
+    assert np.degrees(np.arctan2(np.hypot(*along[1:]), along[0])) < 3
 
 
 # ---- what is held -------------------------------------------------------------------------------

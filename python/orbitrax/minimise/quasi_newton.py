@@ -26,6 +26,10 @@ _FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordi
 _FIRST_TRUST, _MOST_TRUST, _LEAST_TRUST = 0.3, 0.6, 1e-5  # Angstrom: the atom that moves most
 _NOISE = 2e-5  # kcal/mol: an energy that rises by less has not risen
 _BACK_STEPS = 8
+_RIGID = 500.0  # kcal/(mol square Angstrom): stiffness of motions of the whole, which change the
+#                 bends across a line, and no energy
+_NO_PULL = 1e-4  # of the gradient: less of it along them is none
+_NO_TURN = 1e-3  # Angstrom: of all atoms together, in a turn about a line
 _NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 _NEAREST = 0.7  # of its value is left of a distance after a step: far from a minimum, where the
 #                 model knows nothing, two atoms might run into each other, each from its own side
@@ -201,7 +205,12 @@ class _Search:
     def newton_step(self) -> Array:
         """The step to the minimum of the quadratic model, 3n, however far."""
         here = self._here
-        return self._held.step(self._hessian(here.slopes), here.gradient, here.positions)
+        hessian = self._hessian(here.slopes)
+        if self._held.all_free:
+            whole = _rigid_motions(here.positions)
+            if np.linalg.norm(whole @ here.gradient) < _NO_PULL * np.linalg.norm(here.gradient):
+                hessian += _RIGID * whole.T @ whole
+        return self._held.step(hessian, here.gradient, here.positions)
 
     def _hessian(self, slopes: Array) -> Array:
         hessian: Array = slopes.T @ (self._stiffness[:, None] * slopes)
@@ -300,6 +309,17 @@ class _Search:
             added[:, k] = change / np.sqrt(curvature)
             taken[:, k] = expected / np.sqrt(model)
         return [(1, added), (-1, taken)]
+
+
+def _rigid_motions(positions: Array) -> Array:
+    """The motions of the whole, orthonormal: three shifts and as many turns as there are, k x 3n.
+    """
+    size = len(positions)
+    arms = positions - positions.mean(axis=0)
+    shifts = np.tile(np.eye(3), size) / np.sqrt(size)
+    turns = np.stack([np.cross(axis, arms).ravel() for axis in np.eye(3)])
+    _, lengths, found = np.linalg.svd(turns, full_matrices=False)
+    return np.concatenate([shifts, found[lengths > _NO_TURN]])
 
 
 def _metric(slopes: Array) -> Array:
