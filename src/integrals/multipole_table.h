@@ -29,7 +29,7 @@ enum Multipole {
 constexpr int kHighestKind = 2;
 
 /// Kind of an atom of 1, 4 or 9 orbitals.
-constexpr int KindOf(int nOrbitals) {
+constexpr int HighestShellOf(int nOrbitals) {
     return nOrbitals >= 9 ? 2 : nOrbitals >= 4 ? 1 : 0;
 }
 

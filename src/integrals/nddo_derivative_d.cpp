@@ -17,7 +17,7 @@ constexpr int kX = 0, kY = 1;  ///< axes of the local frame
 constexpr int kXOrbital = 1, kYOrbital = 2, kZOrbital = 3;
 
 int ShellsOf(const NddoAtom& atom) {
-    return KindOf(atom.Listed.nOrbitals) + 1;
+    return HighestShellOf(atom.Listed.nOrbitals) + 1;
 }
 
 /// The local blocks of a pair: the integrals, and their derivatives with respect to the distance.

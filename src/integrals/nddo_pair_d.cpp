@@ -145,7 +145,7 @@ OrbitalRotation RotationAlong(const double* vDirection, int nShells) {
 MultipoleTerms MultipoleTermsOf(const NddoAtom& atom) {
     const NddoExtended& row = setup.pExtended[atom.Listed.Row()];
     MultipoleTerms terms;
-    terms.nKind = KindOf(atom.Listed.nOrbitals);
+    terms.nKind = HighestShellOf(atom.Listed.nOrbitals);
     terms.dSeparation[kDipoleSp] = row.dD1sp;
     terms.dSeparation[kDipolePd] = row.dD1pd;
     terms.dSeparation[kQuadrupolePp] = row.dD2pp;
