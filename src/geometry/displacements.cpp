@@ -4,7 +4,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 
+#include "geometry/answer.h"
 #include "gradient/state.h"
 #include "job/atoms.h"
 #include "job/state.h"
@@ -77,6 +79,7 @@ struct Task {
     int nAtoms, nOrder;
     Array<int> vItems;  ///< coordinates to be moved, from 0
     double *mHessian, *mDipoles;
+    Answer* pAnswer;    ///< null where each displaced point has an SCF
     StartPoint Beside;  ///< start of the SCF at hand, where it is not that of the reference point
     DifferenceReport Report;
 
@@ -107,18 +110,34 @@ void RunScfFrom(const StartPoint& start, const StartPoint& reference) {
     scf.fNearStart = true;
 }
 
+/// Where a coordinate of the matrix stands in system.pCoords.
+std::size_t PlaceOf(int nCoordinate) {
+    return 3 * static_cast<std::size_t>(AtomNumberAt(nCoordinate / 3) - 1) +
+           static_cast<std::size_t>(nCoordinate % 3);
+}
+
+/// Adds the gradient of the point at hand, times dFactor, to a row.
+void AddGradient(const Task& task, double dFactor, double* vRow) {
+    for (int j = 0; j < task.nOrder; ++j) vRow[j] += dFactor * gradient.pGradient[j];
+}
+
+/// The same of the dipole, which stands behind it.
+void AddDipole(const Task& task, double dFactor, double* vRow) {
+    double* vTail = vRow + task.nOrder;
+    for (int c = 0; c < 3; ++c) vTail[kDipoleX + c] += dFactor * properties.dDipoleTable[3][c];
+}
+
 /// An SCF with one coordinate moved. Adds its gradient and dipole, times dSign, to a row.
 void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, double dSign,
                   double* vRow) {
-    const std::size_t nPlace = 3 * static_cast<std::size_t>(AtomNumberAt(nCoordinate / 3) - 1) +
-                               static_cast<std::size_t>(nCoordinate % 3);
+    const std::size_t nPlace = PlaceOf(nCoordinate);
     const double dReference = task.Reference.vCoords[nPlace];
     system.pCoords[nPlace] = dReference + dSign * task.Scheme.dStep;
     RunScfFrom(start, task.Reference.Start);
     system.pCoords[nPlace] = dReference;
-    for (int j = 0; j < task.nOrder; ++j) vRow[j] += dSign * gradient.pGradient[j];
+    AddGradient(task, dSign, vRow);
+    AddDipole(task, dSign, vRow);
     double* vTail = vRow + task.nOrder;
-    for (int c = 0; c < 3; ++c) vTail[kDipoleX + c] += dSign * properties.dDipoleTable[3][c];
     vTail[kCycles] += scf.Account.nCycles;
     vTail[kUnconverged] += scf.Account.fConverged ? 0.0 : 1.0;
 }
@@ -137,10 +156,25 @@ void SubtractReference(const Task& task, double* vResult) {
         vResult[static_cast<std::size_t>(task.nOrder) + c] -= v[v.Size() - 3 + c];
 }
 
+/// Points to either side by how the densities answer. False where there is no answer.
+bool AddAnswered(const Task& task, int nItem, double* vResult) {
+    const std::size_t nPlace = PlaceOf(task.vItems[nItem]);
+    if (!FindAnswer(nPlace, kAnswerStep, *task.pAnswer)) return false;
+    for (const double dSign : {1.0, -1.0}) {
+        ComputeAnsweredGradient(nPlace, dSign * kAnswerStep, *task.pAnswer);
+        AddGradient(task, dSign * 0.5 / kAnswerStep, vResult);
+        ComputeAnsweredDipole(nPlace, dSign * kDipoleStep, *task.pAnswer);
+        AddDipole(task, dSign * 0.5 / kDipoleStep, vResult);
+    }
+    vResult[task.nOrder + kCycles] = task.pAnswer->nProducts;
+    return true;
+}
+
 /// What a worker does, and the process where it has none: one coordinate.
 void ComputeItem(void* pTask, int nItem, double* vResult) {
     Task& task = *static_cast<Task*>(pTask);
     std::fill_n(vResult, task.nResult(), 0.0);
+    if (task.pAnswer && AddAnswered(task, nItem, vResult)) return;
     AddDisplaced(task, task.Reference.Start, task.vItems[nItem], 1.0, vResult);
     if (task.Scheme.fForward)
         SubtractReference(task, vResult);
@@ -278,7 +312,18 @@ DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, 
     std::fill(mHessian, Row(mHessian, n, n), 0.0);
     if (mDipoles) std::fill(mDipoles, Row(mDipoles, 3, n), 0.0);
     ReferencePoint reference(scheme);
-    Task task{scheme, reference, nAtoms, n, ListItems(nAtoms), mHessian, mDipoles, {}, {}};
+    std::optional<Answer> answer;
+    if (CanAnswer() && !PrepareAnswers(answer.emplace())) answer.reset();
+    Task task{scheme,
+              reference,
+              nAtoms,
+              n,
+              ListItems(nAtoms),
+              mHessian,
+              mDipoles,
+              answer ? &*answer : nullptr,
+              {},
+              {}};
     Progress progress(task);
     if (!ComputeWithWorkers(nMostWorkers, task, progress)) ComputeAlone(task, progress);
     reference.Enter(task.Report);

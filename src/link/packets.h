@@ -226,8 +226,10 @@ struct ScfWishes {
     double dCommutatorLimit = 0;  ///< largest element of F P - P F at convergence, eV; 0: the usual
     int nKeepDensity = 0;         ///< DensityUse; guarded cycles only
     int fQuiet = 0;               ///< of the cycles of an SCF the first alone has a status line
+    int fResponse = 0;            ///< displaced points by linear response; guarded cycles only
+    int nUnused = 0;
 };
-static_assert(sizeof(ScfWishes) == 32);
+static_assert(sizeof(ScfWishes) == 40);
 static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);
 
 /// All energies of the last SCF, kcal/mol; never a kinetic one.
