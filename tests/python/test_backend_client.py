@@ -131,7 +131,7 @@ def test_the_first_session_sends_tables_and_later_ones_do_not(make_peer, water):
             pid = backend.pid
         assert backend.pid == pid
     sizes = [len(data) for _, data in pokes(script)]
-    session = [4, 184, 152, 8, 8 + 3 * 24 + 8 + 32, 4, 3 * 96, 36 + 12]
+    session = [4, 184, 152, 8, 8 + 3 * 24 + 8 + 40, 4, 3 * 96, 36 + 12]
     assert sizes == [4, 4, 92400] + 3 * session
 
 
