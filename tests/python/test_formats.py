@@ -117,7 +117,7 @@ GAUSSIAN = "%chk=x.chk\n#p am1 opt\n\na title\n\n{}\n{}\n\n{}\n\n"
 
 
 @pytest.mark.parametrize("name,text,formula,state", [
-    ("h3o.gjf", GAUSSIAN.format("1 1", "O 0 0 0\nH 0 0 1\nH(Iso=2) 0 1 0\nH,0,-1.,0.1,.2", ""),
+    ("h3o.gjf", GAUSSIAN.format("1 1", "O 0 0 0\nH 0 0 1.d0\nH(Iso=2) 0 1 0\nH,0,-1.,0.1,.2", ""),
      "H3O", (1, 1)),
     ("oh2.com", GAUSSIAN.format("0 1", "O\nH 1 r\nH 1 r 2 a", "r=0.96\na=104.5"), "H2O", (0, 1)),
     ("cation.gjf", GAUSSIAN.format("1,2", "6 0 1. 2. 3.\n1 0 0. 0. 0.", ""), "CH", (1, 2)),

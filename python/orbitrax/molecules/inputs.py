@@ -177,7 +177,7 @@ def _atoms(lines: Sequence[str], variables: dict[str, float], title: str,
             if len(values) < 3 or not all(map(is_number, values)):
                 raise MoleculeError(f"{title}, line {first + i}: '{lines[i].strip()[:40]}' should "
                                     "be a symbol and three coordinates")
-            xyz += map(float, values)
+            xyz += map(as_number, values)
     else:
         table = [_gaussian_row(i, row, rows, variables, title, first) for i, row in enumerate(rows)]
         xyz = [x for point in places(table) for x in point]
