@@ -168,6 +168,8 @@ def test_internal_coordinates_agree_with_the_reader_of_ase():
 @pytest.mark.parametrize("name,text,words", [
     ("m.gjf", "#p am1\n\ntitle\n\nO 0 0 0\n", "charge and multiplicity"),
     ("m.gjf", GAUSSIAN.format("0 1", "O\nH 1 r", ""), "'r' has no value"),
+    ("m.gjf", GAUSSIAN.format("0 1", "O\nH 1 0.96\nH 1 0.96 2 inf", ""), "'inf' is a number that"),
+    ("m.gjf", GAUSSIAN.format("0 1", "O\nH 1 r", "r nan"), "'r' is a number that is none"),
     ("m.inp", "! AM1\n* int 0 1\nO 0 0 0 0 0 0\n*\n", "only '[*] xyz"),
     ("m.mop", "AM1\n\n\nQq 0 0 0\n", "no element"),
     ("m.mol", "nothing\n", "cannot be read as a mol file"),

@@ -192,11 +192,12 @@ def _gaussian_row(i: int, row: list[str], rows: list[list[str]], variables: dict
 
     def value(word: str) -> float:
         sign, name = (-1.0, word[1:]) if word.startswith("-") and not is_number(word) else (1, word)
-        if is_number(name):
-            return sign * as_number(name)
-        if name.lower() not in variables:
+        if not is_number(name) and name.lower() not in variables:
             raise MoleculeError(f"{place}: '{name}' has no value")
-        return sign * variables[name.lower()]
+        found = sign * (as_number(name) if is_number(name) else variables[name.lower()])
+        if not math.isfinite(found):
+            raise MoleculeError(f"{place}: '{name}' is a number that is none")
+        return found
 
     words, others, values = row[1:], [], [0.0, 0.0, 0.0]
     if len(words) > 6 and words[6] not in ("0", ""):
