@@ -174,6 +174,8 @@ def test_internal_coordinates_agree_with_the_reader_of_ase():
     ("m.mop", "AM1\n\n\nQq 0 0 0\n", "no element"),
     ("m.mol", "nothing\n", "cannot be read as a mol file"),
     ("m.cjson", "{", "no JSON document"),
+    ("m.cjson", '{"chemicalJson": 1, "atoms": {"elements": {"number": [1e999]}, "coords": {"3d": '
+     '[0, 0, 0]}}}', "infinity"),
 ])
 def test_what_cannot_be_read_is_named(tmp_path, name, text, words):
     path = tmp_path / name

@@ -111,7 +111,7 @@ def read_json(text: str, title: str) -> Molecule | None:
         inner: Any = document.get("molecule", document)
         if "geometry" in inner and "symbols" in inner:
             return from_qcschema(inner, title)
-    except (KeyError, TypeError, ValueError) as error:
+    except (KeyError, TypeError, ValueError, OverflowError) as error:
         raise MoleculeError(f"{title}: its atoms cannot be read: {error}") from None
     return None
 
