@@ -26,10 +26,12 @@ constexpr DifferenceScheme kForceMatrixScheme = {false, 0.004166666666666667,   
 ///
 /// mHessian, n x n: of the energy, kcal/mol per square of the working unit; its two triangles are
 /// the mean of both. mDipoles, n x 3, or null: of the dipole, Debye per working unit. Rows and
-/// columns of dummies are 0. Each displaced SCF starts from the densities that the last one before
-/// the call has left, and none depends on another, so that copies of the process may share them:
-/// nMostWorkers at most, with the same result to the last bit. At the end coordinates and densities
-/// are those of the reference point again; gradient and dipole are not.
+/// columns of dummies are 0. Where answers can be asked for (geometry/answer.h) the densities at
+/// displaced points come from them, at their own small steps to either side whatever the scheme;
+/// else, and for a coordinate without one, each displaced SCF starts from the densities that the
+/// last one before the call has left, and none depends on another, so that copies of the process
+/// may share them: nMostWorkers at most, with the same result to the last bit. At the end
+/// coordinates and densities are those of the reference point again; gradient and dipole are not.
 ///
 /// Charges Yield; what ends the job ends the copies. Fatal with kMsgWorkerLost when one of them
 /// ends by itself, with kMsgOutOfMemory where there is no memory.
