@@ -12,6 +12,9 @@ namespace qsolve {
 /// of a restricted closed shell turned apart.
 enum class Turn { kSame, kSpinsApart };
 
+/// A preconditioner divides by no difference of levels that is smaller, eV.
+constexpr double kSmallestBend = 0.05;
+
 /// The diagonal of the Hessian but for what the electrons answer, from the levels vEnergy of the
 /// sets: 2 w (f_p - f_q) (e_q - e_p).
 void FillBend(const Electrons& electrons, double* vBend);

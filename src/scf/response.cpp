@@ -11,8 +11,6 @@
 namespace qsolve {
 namespace {
 
-constexpr double kSmallestBend = 0.05;  ///< of the preconditioner, eV
-
 /// Not a number where one of the elements is none.
 double Largest(const Array<double>& v) {
     double d = 0.0;

@@ -13,11 +13,10 @@
 namespace qsolve {
 namespace {
 
-constexpr int kMostVectors = 24;        ///< of the subspace; then it starts anew from its lowest
-constexpr int kStartVectors = 3;        ///< lowest differences of levels to begin with
-constexpr double kSmallestBend = 0.05;  ///< of the preconditioner, eV
-constexpr double kMixedIn = 0.05;       ///< of all rotations in each start, against symmetry
-constexpr double kDependent = 1e-6;     ///< part of a vector that is new, at least
+constexpr int kMostVectors = 24;     ///< of the subspace; then it starts anew from its lowest
+constexpr int kStartVectors = 3;     ///< lowest differences of levels to begin with
+constexpr double kMixedIn = 0.05;    ///< of all rotations in each start, against symmetry
+constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
 
 struct Space {
     int nSize;  ///< rotations
