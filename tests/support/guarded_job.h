@@ -9,6 +9,9 @@
 
 namespace qsolve {
 
+/// Water without symmetry, Angstrom.
+const std::vector<Place> kWaterPlaces = {{8, 0, 0, 0}, {1, 0.9572, 0, 0}, {1, -0.24, 0.9266, 0}};
+
 /// A job that is set up, with its integrals and its electrons.
 struct GuardedJob {
     explicit GuardedJob(const JobScript& script);

@@ -16,8 +16,6 @@
 namespace qsolve {
 namespace {
 
-const std::vector<Place> kWaterPlaces = {{8, 0, 0, 0}, {1, 0.9572, 0, 0}, {1, -0.24, 0.9266, 0}};
-
 /// Closed shells and unrestricted spins in each family.
 std::vector<JobScript> Kinds() {
     std::vector<JobScript> scripts;
