@@ -52,3 +52,15 @@ def test_rows_are_differences_of_gradients(molecule, method, settings):
             found = modes.hessian[place]
             assert np.abs(found - row[:len(found)]).max() < 1e-3 + 3e-6 * np.abs(row).max()
             assert np.abs(modes.dipole_derivatives[place] - dipole).max() < 2e-4
+
+
+def test_copies_of_the_process_find_the_same_bits(monkeypatch):
+    """Each coordinate is answered from the reference point, whoever does it."""
+    matrices = []
+    for threads in ("1", "2", "3"):
+        monkeypatch.setenv("ORBITRAX_THREADS", threads)
+        with Backend() as backend:
+            modes = Vibrations(allow_unconverged=True).start(
+                read_molecule(ROOT / "examples" / "ethanol.xyz"), "am1").execute(backend).modes
+        matrices.append((modes.hessian.tobytes(), modes.dipole_derivatives.tobytes()))
+    assert matrices[0] == matrices[1] == matrices[2]
