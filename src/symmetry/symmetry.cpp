@@ -40,9 +40,7 @@ void AppendAtom(int nPosition) {
     atom.dZ = pXyz[2];
     atom.dMass = kAtomicMass[RowOf(record)];
     atom.nAtomicNumber = record.nAtomicNumber;
-    const int nFirst = setup.Map.pFirstOrbital[nPosition] - 1;
-    symmetry.vOrbitals[symmetry.nSymmetryAtoms] = {nFirst,
-                                                   setup.Map.pLastOrbital[nPosition] - nFirst};
+    symmetry.vOrbitals[symmetry.nSymmetryAtoms] = OrbitalRangeOf(nPosition);
     symmetry.vCoordinates[symmetry.nSymmetryAtoms] = {3 * nPosition, 3};
     ++symmetry.nSymmetryAtoms;
 }
@@ -174,6 +172,11 @@ void LabelModes(const double* mVectors) {
 }
 
 }  // namespace
+
+AtomRange OrbitalRangeOf(int nPosition) {
+    const int nFirst = setup.Map.pFirstOrbital[nPosition] - 1;
+    return {nFirst, setup.Map.pLastOrbital[nPosition] - nFirst};
+}
 
 void ReportSymmetry(bool fDoPointGroup, bool fDoOrbitals, bool fDoModes, const double* mVectors) {
     ListAtoms();

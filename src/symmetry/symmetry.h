@@ -1,6 +1,11 @@
 #pragma once
 
+#include "symmetry/state.h"
+
 namespace qsolve {
+
+/// Where the orbitals of an atom stand among those of the calculation, by position.
+AtomRange OrbitalRangeOf(int nPosition);
 
 /// The point group of the atoms of the calculation at system.pCoords and, with fDoOrbitals or
 /// fDoModes, the species of orbitals or modes, which are the rows of mVectors.
