@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "geometry/answer.h"
+#include "geometry/image_rows.h"
 #include "gradient/state.h"
 #include "job/atoms.h"
 #include "job/state.h"
@@ -87,15 +88,18 @@ struct Task {
     std::size_t nResult() const { return static_cast<std::size_t>(nOrder) + kTailLength; }
 };
 
-/// The coordinates of all atoms that are no dummies.
-Array<int> ListItems(int nAtoms) {
+/// The coordinates of all atoms that are neither dummies nor images of others.
+Array<int> ListItems(int nAtoms, const Images* pImages) {
+    const auto Counts = [&](int i) {
+        return !IsDummy(AtomByNumber(AtomNumberAt(i))) && !(pImages && pImages->IsImage(i));
+    };
     int nReal = 0;
-    for (int i = 0; i < nAtoms; ++i) nReal += !IsDummy(AtomByNumber(AtomNumberAt(i)));
+    for (int i = 0; i < nAtoms; ++i) nReal += Counts(i);
     Array<int> vItems;
     vItems.Take(3 * static_cast<std::size_t>(nReal), kWork);
     int* p = vItems.Data();
     for (int i = 0; i < nAtoms; ++i)
-        for (int x = 0; x < 3 && !IsDummy(AtomByNumber(AtomNumberAt(i))); ++x) *p++ = 3 * i + x;
+        for (int x = 0; x < 3 && Counts(i); ++x) *p++ = 3 * i + x;
     return vItems;
 }
 
@@ -314,11 +318,13 @@ DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, 
     ReferencePoint reference(scheme);
     std::optional<Answer> answer;
     if (CanAnswer() && !PrepareAnswers(answer.emplace())) answer.reset();
+    std::optional<Images> images;
+    if (answer && FindImageRows(nAtoms, images.emplace()) == 0) images.reset();
     Task task{scheme,
               reference,
               nAtoms,
               n,
-              ListItems(nAtoms),
+              ListItems(nAtoms, images ? &*images : nullptr),
               mHessian,
               mDipoles,
               answer ? &*answer : nullptr,
@@ -327,6 +333,7 @@ DifferenceReport ComputeDifferences(const DifferenceScheme& scheme, int nAtoms, 
     Progress progress(task);
     if (!ComputeWithWorkers(nMostWorkers, task, progress)) ComputeAlone(task, progress);
     reference.Enter(task.Report);
+    if (images) FillRowsOfImages(*images, mHessian, mDipoles);
     Symmetrise(n, mHessian);
     return task.Report;
 }

@@ -227,7 +227,7 @@ struct ScfWishes {
     int nKeepDensity = 0;         ///< DensityUse; guarded cycles only
     int fQuiet = 0;               ///< of the cycles of an SCF the first alone has a status line
     int fResponse = 0;            ///< displaced points by linear response; guarded cycles only
-    int nUnused = 0;
+    int fImages = 0;              ///< of these the rows of images follow from those of others
 };
 static_assert(sizeof(ScfWishes) == 40);
 static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);

@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 from orbitrax import Backend, Job, Molecule, read_molecule
 from orbitrax.methods import METHODS
+from orbitrax.molecules.symmetry import symmetrised
 from orbitrax.tasks.vibrations import Vibrations
 from support import ROOT
 
@@ -64,3 +65,47 @@ def test_copies_of_the_process_find_the_same_bits(monkeypatch):
                 read_molecule(ROOT / "examples" / "ethanol.xyz"), "am1").execute(backend).modes
         matrices.append((modes.hessian.tobytes(), modes.dipole_derivatives.tobytes()))
     assert matrices[0] == matrices[1] == matrices[2]
+
+
+# ---- atoms that are images of one another -------------------------------------------------------
+
+R = 1.09 / 3**0.5
+METHANE = Molecule([6, 1, 1, 1, 1], R * np.array(
+    [[0.0, 0, 0], [1, 1, 1], [-1, -1, 1], [-1, 1, -1], [1, -1, -1]]))
+EVEN_WATER = Molecule([8, 1, 1], np.array([[0.0, 0, 0.1], [0.757, 0, -0.49], [-0.757, 0, -0.49]]))
+FERROCENE = read_molecule(ROOT / "examples" / "ferrocene.xyz")
+SYMMETRIC = [(EVEN_WATER, method.key, {}, 12, 7) for method in METHODS] + [
+    (METHANE, "am1", {}, 12, 13),
+    (EVEN_WATER, "mndo/d", {"charge": 1, "multiplicity": 2, "uhf": True}, 12, 7),
+    (Molecule([16, 8, 8], 1.3 * EVEN_WATER.positions), "mndo/d", {}, 12, 7),
+    (FERROCENE.replace(positions=symmetrised(FERROCENE.z, FERROCENE.positions)), "zindo/1", {}, 18,
+     61),
+]
+
+
+@pytest.mark.parametrize("molecule, method, settings, points, image", SYMMETRIC)
+def test_rows_of_images_are_differences_of_gradients(molecule, method, settings, points, image):
+    with Backend() as backend:
+        modes = Vibrations(allow_unconverged=True, **settings).start(molecule, method).execute(
+            backend).modes
+        assert modes.points == points
+        row, dipole = row_by_gradients(Job(molecule, method, scf_limit=1e-10, **settings), image,
+                                       backend)
+    assert np.abs(modes.hessian[image] - row).max() < 1e-3 + 3e-6 * np.abs(row).max()
+    assert np.abs(modes.dipole_derivatives[image] - dipole).max() < 2e-4
+
+
+@pytest.mark.parametrize("molecule, settings, points", [
+    (Molecule([1, 1], np.array([[0.0, 0, 0], [0, 0, 2.5]])), {"uhf": True}, 12),
+    (Molecule([1, 1], np.array([[0.0, 0, 0], [0, 0, 0.7]])), {"uhf": True}, 6),
+    (METHANE, {"charge": 1, "multiplicity": 2, "uhf": True}, 30),
+    (EVEN_WATER, {"restrain": "stretch 1 2 1.2 k=300"}, 18),
+    (Molecule([8, 1, 1], EVEN_WATER.positions + [[0, 0, 0], [0, 0, 0], [1e-5, 0, 0]]), {}, 18),
+])
+def test_images_have_one_density_and_one_surrounding(molecule, settings, points):
+    """An electron on each of two far hydrogens, a hole in one of three equal levels, a restraint on
+    one of two bonds, a bond that is longer by what would show."""
+    with Backend() as backend:
+        modes = Vibrations(allow_unconverged=True, **settings).start(molecule, "am1").execute(
+            backend).modes
+    assert modes.points == points

@@ -47,8 +47,8 @@ def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
     if guarded(job):
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     kept = DENSITIES.index(job.settings.scf_start)
-    response = guarded(job)
-    return [(KIND, struct.pack("<4id4i", *values, kept, quiet, response, 0))]
+    response = images = guarded(job)
+    return [(KIND, struct.pack("<4id4i", *values, kept, quiet, response, images))]
 
 
 def _orbitals(job: Job) -> int:
