@@ -349,13 +349,21 @@ def test_the_history_outlives_the_server_and_is_the_users_own(static, tmp_path):
         second.close()
 
 
-def test_limits_of_time_memory_and_number_are_kept(static):
-    server = Server("--no-history", "--jobs", "1", "--time-limit", "1", "--memory-limit", "600",
+def test_limits_of_time_and_memory_are_kept(static):
+    server = Server("--no-history", "--time-limit", "1", "--memory-limit", "600",
                     static=str(static))
     try:
-        molecule = server.molecule("CCCC")
-        name = server.start("md", "am1", molecule, **LONG)
+        name = server.start("md", "am1", server.molecule("CCCC"), **LONG)
         assert "longer than 1 s" in server.ended(name, 20)["document"]["errors"][0]
+    finally:
+        assert server.close() == 0
+
+
+def test_the_number_of_runs_is_limited(static):
+    """None of them ends meanwhile, however long it takes to ask for all."""
+    server = Server("--no-history", "--jobs", "1", "--time-limit", "3000", static=str(static))
+    try:
+        molecule = server.molecule("CCCC")
         names = [server.start("md", "am1", molecule, **LONG) for _ in range(51)]
         status, _, text = server.ask("POST", "/api/runs", {
             "task": "energy", "method": "am1", "settings": {}, "molecule": molecule})
