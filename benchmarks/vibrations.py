@@ -25,12 +25,15 @@ ORDER = ("water", "caffeine", "haloperidol", "c60", "taxol")
 
 
 def minimum(name: str, method: str):
-    """The nearest minimum, or what came near it."""
+    """The nearest minimum, or what came near it, as symmetric as `vibrations --optimize` has it."""
     from orbitrax import Optimize, read_molecule, run
+    from orbitrax.molecules.symmetry import symmetrised
 
     molecule = read_molecule(str(MOLECULES / f"{name}.xyz"))
     task = Optimize(limit=0.05, cycles=3000, allow_unconverged=True)
-    return molecule.replace(positions=run(molecule, method, task).coordinates)
+    places = run(molecule, method, task).coordinates
+    exact = symmetrised(molecule.z, places)
+    return molecule.replace(positions=places if exact is None else exact)
 
 
 def our_seconds(molecule, method: str) -> float:
@@ -52,7 +55,7 @@ def peer_seconds(molecule, method: str) -> float | None:
     if program is None:
         return None
     lines = [f"{method.upper()} FORCE LET XYZ GEO-OK", molecule.title, ""]
-    lines += [f"{symbol} {x:.8f} 1 {y:.8f} 1 {z:.8f} 1"
+    lines += [f"{symbol} {x:.10f} 1 {y:.10f} 1 {z:.10f} 1"
               for symbol, (x, y, z) in zip(molecule.symbols, molecule.positions)]
     with tempfile.TemporaryDirectory() as folder:
         job = Path(folder) / "job.mop"

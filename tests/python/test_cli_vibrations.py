@@ -48,6 +48,37 @@ def test_json_has_every_number_of_the_table():
     assert other["zero_point_energy"] < gas["zero_point_energy"]
 
 
+def test_a_minimum_has_the_symmetry_of_its_group():
+    """To the last digits: levels that are equal by symmetry, and all from two atoms."""
+    done = vibrations("--optimize", "--json", molecule="examples/benzene.xyz")
+    block = json.loads(done.stdout)["vibrations"]
+    assert 0 <= block["symmetrized_angstrom"] < 1e-4 and block["displaced_points"] == 12
+    pairs: dict[str, list[float]] = {}
+    for mode in block["modes"]:
+        pairs.setdefault(mode["symmetry"], []).append(mode["frequency_cm1"])
+    doubles = [both for label, both in pairs.items() if "E" in label]
+    assert len(doubles) == 10
+    assert all(len(both) == 2 and abs(both[0] - both[1]) < 1e-5 for both in doubles)
+    done = vibrations("--optimize", "--symmetrize", 0, "--json", molecule="examples/benzene.xyz")
+    assert json.loads(done.stdout)["vibrations"]["symmetrized_angstrom"] is None
+
+
+def test_a_structure_is_made_symmetric_when_asked(tmp_path):
+    """Also one on a slope; the places that were computed are told."""
+    crooked = tmp_path / "crooked.xyz"
+    crooked.write_text("3\n\nO 0 0 0.1\nH 0.76 0 -0.49\nH -0.757 0.001 -0.488\n")
+    flags = "--allow-unconverged", "--json"
+    plain = json.loads(vibrations(*flags, molecule=str(crooked)).stdout)
+    assert plain["vibrations"]["symmetrized_angstrom"] is None
+    assert plain["vibrations"]["displaced_points"] == 18
+    moved = json.loads(vibrations(*flags, "--symmetrize", 0.01, molecule=str(crooked)).stdout)
+    assert moved["vibrations"]["displaced_points"] == 12
+    assert 0.001 < moved["vibrations"]["symmetrized_angstrom"] < 0.005
+    oxygen, *hydrogens = np.array(moved["coordinates_angstrom"])
+    bonds = [np.linalg.norm(place - oxygen) for place in hydrogens]
+    assert abs(bonds[0] - bonds[1]) < 1e-12
+
+
 def test_a_slope_has_a_document_and_a_status():
     done = vibrations("--json")
     found = json.loads(done.stdout)

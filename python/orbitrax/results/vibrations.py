@@ -11,25 +11,28 @@ if TYPE_CHECKING:
     from typing import Any
 
     from orbitrax.results.result import Result
+    from orbitrax.tasks.vibrations import Vibrating
     from orbitrax.vibrations.isotopes import Isotopes
     from orbitrax.vibrations.modes import Modes
 
     Isotopologues = Sequence[tuple[Isotopes, Modes]]
 
 _ATMOSPHERE = 101325.0  # Pa
+_SHOWN_MOVE = 1e-7  # Angstrom
 _COLUMN = 18  # width of that of an isotopologue
 
 
 # ---- for programs -------------------------------------------------------------------------------
 
 
-def vibrations_block(task: Any, result: Result | None, optimisation: Result | None,
-                     isotopologues: Isotopologues) -> dict[str, Any]:
+def vibrations_block(run: Vibrating, result: Result | None) -> dict[str, Any]:
     """The entry `vibrations` of the JSON document: every key, null where nothing is known."""
+    task, optimisation = run.task, run.optimisation
     found: dict[str, Any] = {
         "optimized": task.optimize,
         "optimization_cycles": None if optimisation is None else optimisation.cycles,
-        "imaginary": None, "modes": None, "external_frequencies_cm1": None,
+        "symmetrized_angstrom": run.moved, "imaginary": None, "modes": None,
+        "external_frequencies_cm1": None,
         "rotational_constants_cm1": None, "thermochemistry": None, "isotopologues": [],
         "displaced_points": None, "unconverged_points": None}
     if result is None or result.modes is None:
@@ -43,7 +46,7 @@ def vibrations_block(task: Any, result: Result | None, optimisation: Result | No
         thermochemistry=_gas_block(task, result),
         isotopologues=[{"isotopes": isotopes.text, "masses_amu": other.masses.tolist(),
                         "zero_point_energy": GasOfResult.zero_point(other),
-                        "modes": _mode_rows(other)} for isotopes, other in isotopologues])
+                        "modes": _mode_rows(other)} for isotopes, other in run.isotopologues])
     return found
 
 
@@ -77,10 +80,9 @@ def _gas_block(task: Any, result: Result) -> dict[str, Any]:
 # ---- for people ---------------------------------------------------------------------------------
 
 
-def vibrations_summary(task: Any, result: Result, optimisation: Result | None,
-                       isotopologues: Isotopologues) -> list[str]:
+def vibrations_summary(run: Vibrating, result: Result) -> list[str]:
     """The lines of a summary."""
-    lines = [result.heading, ""]
+    lines, optimisation = [result.heading, ""], run.optimisation
     for name, value in (("Heat of formation", result.heat_of_formation),
                         ("Total energy", result.total_energy)):
         if value is not None:
@@ -92,13 +94,15 @@ def vibrations_summary(task: Any, result: Result, optimisation: Result | None,
                                     f"{counted(optimisation.cycles, 'cycle')}"))
     if result.point_group:
         lines.append(line("Point group", f"{result.point_group:>18}"))
+    if run.moved is not None and run.moved >= _SHOWN_MOVE:
+        lines.append(line("Made symmetric", f"{run.moved:18.1e} Angstrom, at the most"))
     modes = result.modes
     if modes is None:
         return lines
     constants = "  ".join(f"{value:.6g}" for value in modes.rotational_constants)
     lines.append(line("Rotational constants", f"{constants:>18} 1/cm"))
     return [*lines, line("Stationary point", f"{_kind(modes):>18}"), "", *_table(modes),
-            *_isotope_table(modes, isotopologues), "", *_gas_lines(task, result)]
+            *_isotope_table(modes, run.isotopologues), "", *_gas_lines(run.task, result)]
 
 
 def _kind(modes: Modes) -> str:

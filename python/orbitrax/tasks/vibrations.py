@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+from math import dist
+
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.job import VIBRATIONS, Job, JobSettings
 from orbitrax.settings import declared, option
@@ -38,6 +40,7 @@ class Vibrating(Run):
     def __init__(self, task: Task, job: Job):
         super().__init__(task, job)
         self.optimisation: Result | None = None
+        self.moved: float | None = None  # Angstrom, most of an atom, to exact symmetry
         self.single: Result | None = None  # at the same place, ahead of the force matrix
         self.isotopologues: list[tuple[Isotopes, Modes]] = []
         molecule = job.molecule
@@ -51,7 +54,8 @@ class Vibrating(Run):
         try:
             if self.task.optimize:
                 self._optimise(backend, on_event)
-            else:
+            self._symmetrise()
+            if not self.task.optimize:
                 self._check(backend)
         except OrbitraxError as error:
             if error.partial is not None:
@@ -71,6 +75,22 @@ class Vibrating(Run):
         self.optimisation = self.single = found
         places = found.plain("coordinates")
         self.job = self.job.replace(self.job.molecule.replace(positions=places))
+
+    def _symmetrise(self) -> None:
+        """A minimum that was looked for is what lies nearest to the places that were found; a
+        structure that was given stays as it is unless this was asked for."""
+        from orbitrax.molecules.symmetry import WITHIN, symmetrised
+
+        within = self.task.symmetrize
+        if within is None:
+            within = WITHIN if self.task.optimize else 0.0
+        molecule, settings = self.job.molecule, self.job.settings
+        if within == 0.0 or len(self.job.selected) < len(molecule) or settings.restrain:
+            return
+        exact = symmetrised(molecule.z, molecule.positions, within)
+        if exact is not None:
+            self.moved = max(map(dist, exact.tolist(), molecule.positions.tolist()))
+            self.job = self.job.replace(molecule.replace(positions=exact))
 
     def _check(self, backend: Backend) -> None:
         """Computing the force matrix of a structure on a slope would be a waste."""
@@ -113,20 +133,20 @@ class Vibrating(Run):
         """The entry `vibrations` of the JSON document."""
         from orbitrax.results.vibrations import vibrations_block
 
-        return {"vibrations": vibrations_block(self.task, result, self.optimisation,
-                                               self.isotopologues)}
+        return {"vibrations": vibrations_block(self, result)}
 
     def summary(self, result: Result) -> list[str]:
         """The table of modes, and the gas."""
         from orbitrax.results.vibrations import vibrations_summary
 
-        return vibrations_summary(self.task, result, self.optimisation, self.isotopologues)
+        return vibrations_summary(self, result)
 
     def appendix(self, result: Result) -> list[str]:
         """The structure, if it is another than the one that was given."""
         from orbitrax.results.text import structure
 
-        return structure(result) if self.optimisation is not None else []
+        moved = self.optimisation is not None or self.moved is not None
+        return structure(result) if moved else []
 
 
 def _judge_slope(result: Result) -> None:
@@ -170,6 +190,10 @@ class Vibrations(Task):
         help="RMS gradient at which --optimize ends, kcal/(mol Angstrom)")
     cycles: int = option(
         2000, least=0, group=_MODES, metavar="N", help="most cycles of --optimize")
+    symmetrize: float | None = option(
+        None, least=0, most=0.1, unit="Angstrom", group=_MODES, metavar="A",
+        help="move atoms by A Angstrom at the most to where the point group has them exactly; "
+             "0.001 with --optimize, else 0, unless given")
     isotope: tuple[Isotopes, ...] = option(
         (), group=_MODES, convert=_isotopes, repeated=True, metavar="TEXT",
         help="compute the modes with other masses too: '3=D', '2,4-6=13C', 'H=D', '1=17.999 3=D'; "
