@@ -220,6 +220,14 @@ def test_bands_are_linked_with_motions_and_orbitals_both_ways(server, browser):
     browser.click(".bands tbody tr:first-child button")
     browser.until("document.getElementById('viewer-under').dataset.surface")
     assert browser.run("document.querySelectorAll('#pairs [data-orbital]').length") >= 2
+    assert browser.run("window.orbitrax.viewer.state().moving")  # the electron goes over
+    assert browser.run("window.orbitrax.viewer.state().surfaces.map(one => one.slice(0, 9))") == [
+        "orbital 6", "orbital 7"]
+    browser.until("document.getElementById('gone').value !== '0'")
+    browser.click("#swap")
+    assert not browser.run("window.orbitrax.viewer.state().moving")
+    browser.click("#pairs [data-orbital='7']")
+    browser.until("window.orbitrax.viewer.state().surfaces.length === 1")
 
 
 def test_a_trajectory_is_played_and_dragged(server, browser):

@@ -3,6 +3,9 @@ import { h, number, save, say } from "./dom.js";
 import { ask } from "./api.js";
 import { colourBy } from "./viewer.js";
 
+// What is left of rounding is no charge.
+const sumOf = (values) => number(Number(values.reduce((a, b) => a + b, 0).toFixed(4)) + 0, 4);
+
 export function chargesTab(run) {
   const d = run.document;
   const models = [["net charges", d.charges], ["unpaired electrons", d.spin_populations], ["valences", d.valences]]
@@ -32,7 +35,7 @@ export function chargesTab(run) {
     const rows = values.map((one, i) => [i + 1, d.symbols[i], number(one, 4)]);
     const csv = () => save("charges.csv", ["atom,element,value", ...rows.map((row) => row.join(","))].join("\n") + "\n", "text/csv");
     place.replaceChildren(...remarks.map((text) => h("p", { class: "note" }, text)),
-      h("p", { class: "note" }, `Sum ${number(values.reduce((a, b) => a + b, 0), 4)}. Blue is positive, orange negative.`),
+      h("p", { class: "note" }, `Sum ${sumOf(values)}. Blue is positive, orange negative.`),
       h("button", { type: "button", class: "small", onclick: csv }, "csv"),
       h("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": title }, h("table", {},
         h("thead", {}, h("tr", {}, ["Atom", "Element", title].map((text) => h("th", { scope: "col" }, text)))),

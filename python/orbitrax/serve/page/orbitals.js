@@ -1,24 +1,75 @@
 // The ladder of orbitals, and surfaces of orbitals, densities and the potential.
-import { $, fill, h, number, s, save } from "./dom.js";
+import { $, fill, h, number, s, save, still } from "./dom.js";
 import { ask } from "./api.js";
-import { surface } from "./viewer.js";
+import { blend, move, stop, surface } from "./viewer.js";
 
 const SAME = 0.02; // eV between levels that count as one
 const AROUND = 9; // levels to either side of the gap
 const HELD = 0.01; // electrons above which a level is occupied
 
-// Asks for a surface and shows it, with a slider for its value under the structure.
-export async function showSurface(run, what, beta = false) {
-  const under = $("viewer-under");
-  fill(under, h("p", { class: "busy" }, "Computing the surface\u2026"));
+let asked = 0; // how many surfaces were asked for: an answer that another question has overtaken is not shown
+
+// Asks for surfaces, and hands them to show, which returns what stands under the structure then.
+async function fetchSurfaces(run, whats, beta, show) {
+  const under = $("viewer-under"), mine = asked += 1;
+  fill(under, h("p", { class: "busy" }, whats.length > 1 ? "Computing two surfaces\u2026" : "Computing the surface\u2026"));
+  delete under.dataset.surface;
   try {
-    const found = await ask("GET", `/api/runs/${run.id}/surface?what=${encodeURIComponent(what)}&beta=${beta ? 1 : 0}`);
-    surface(found);
-    fill(under, controls(found, what));
-    under.dataset.surface = found.title;
+    const found = await Promise.all(whats.map((what) => ask("GET",
+      `/api/runs/${run.id}/surface?what=${encodeURIComponent(what)}&beta=${beta ? 1 : 0}`)));
+    if (mine !== asked) return;
+    fill(under, show(...found));
+    under.dataset.surface = found.map((one) => one.title).join(", ");
   } catch (error) {
-    fill(under, h("p", { class: "error", role: "alert" }, error.message));
+    if (mine === asked) fill(under, h("p", { class: "error", role: "alert" }, error.message));
   }
+}
+
+// Asks for a surface and shows it, with a slider for its value under the structure.
+export function showSurface(run, what, beta = false) {
+  return fetchSurfaces(run, [what], beta, (found) => {
+    surface(found);
+    return controls(found, what);
+  });
+}
+
+// Shows the orbital that an electron leaves, and how it becomes the one that it enters.
+export function showPair(run, from, to) {
+  return fetchSurfaces(run, [from, to], false, (left, entered) => goOver(left, entered));
+}
+
+const ROUND = 3600; // ms: there and back
+const RESTS = 1.6; // how much longer than it goes it stays at either end
+
+function goOver(left, entered) {
+  const set = blend(left, entered);
+  const slider = h("input", { type: "range", id: "gone", min: "0", max: "1", step: "0.02", value: "0",
+    "aria-label": `From ${left.title} to ${entered.title}`, oninput: () => { halt(); set(Number(slider.value)); } });
+  const play = h("button", { type: "button", class: "small", id: "swap", onclick: () => (playing() ? halt() : run()) });
+  const playing = () => play.textContent === "Pause";
+
+  function run() {
+    play.textContent = "Pause";
+    const began = performance.now();
+    move(() => {
+      const turn = -RESTS * Math.cos(2 * Math.PI * (performance.now() - began) / ROUND);
+      const part = (1 + Math.max(-1, Math.min(1, turn))) / 2;
+      if (Number(slider.value) === part) return;
+      slider.value = String(part);
+      set(part);
+    });
+  }
+
+  function halt() {
+    stop();
+    play.textContent = "Play";
+  }
+
+  set(0);
+  if (still()) halt();
+  else run();
+  return h("div", { class: "row surface-controls" }, play, h("span", { class: "surface-title" }, left.title), slider,
+    h("span", { class: "surface-title" }, entered.title));
 }
 
 function controls(found, what) {

@@ -1,7 +1,7 @@
 // Infrared and electronic spectra, linked both ways with modes and orbitals.
 import { h, number, save } from "./dom.js";
 import { chart } from "./chart.js";
-import { showSurface } from "./orbitals.js";
+import { showPair, showSurface } from "./orbitals.js";
 import { placesOf, symbolsOf } from "./results.js";
 import { swing } from "./viewer.js";
 
@@ -58,7 +58,7 @@ export function statesTab(run) {
   const place = h("div", { id: "pairs" });
   const rows = states.map((one) => ({ x: one.wavelength_nm, state: one, cells: [number(one.wavelength_nm, 1),
     number(one.energy_ev, 3), one.oscillator_strength.toFixed(4), String(one.multiplicity ?? "\u2013"), one.main || ""] }));
-  return [h("p", { class: "note" }, "Choose a band or a line of the table, then an orbital that its electron leaves or enters. " +
+  return [h("p", { class: "note" }, "Choose a band or a line of the table to see its electron go from one orbital to the other. " +
     "Heights are oscillator strengths."),
   linked({ label: "Electronic spectrum", x: "nm", y: "strength", data: [x, y],
     sticks: states.map((one) => [one.wavelength_nm, one.oscillator_strength]) }, rows,
@@ -74,15 +74,12 @@ function pairs(run, state) {
     found.set(key, (found.get(key) || 0) + one.coefficient ** 2);
   }
   const strongest = [...found].sort((a, b) => b[1] - a[1]).slice(0, 4);
-  if (strongest.length) {
-    const [from] = strongest[0][0].split(" ");
-    showSurface(run, from);
-  }
+  if (strongest.length) showPair(run, ...strongest[0][0].split(" "));
   return [h("h3", {}, `State ${state.state}: ${number(state.energy_ev, 3)} eV`), ...strongest.map(([key, weight]) => {
     const [from, to] = key.split(" ");
-    const button = (text, number_) => h("button", { type: "button", class: "small", "data-orbital": number_,
-      onclick: () => showSurface(run, number_) }, text);
-    return h("div", { class: "row" }, h("span", {}, `${(100 * weight).toFixed(0)} %`), button(`from orbital ${from}`, from),
-      button(`to orbital ${to}`, to));
+    const button = (text, about, act) => h("button", { type: "button", class: "small", ...about, onclick: act }, text);
+    const one = (text, what) => button(text, { "data-orbital": what }, () => showSurface(run, what));
+    return h("div", { class: "row" }, h("span", {}, `${(100 * weight).toFixed(0)} %`), one(`from orbital ${from}`, from),
+      one(`to orbital ${to}`, to), button("both", { "data-pair": key }, () => showPair(run, from, to)));
   })];
 }

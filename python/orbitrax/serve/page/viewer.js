@@ -3,11 +3,14 @@ import { $, fill, h, number, save, say, still } from "./dom.js";
 
 // Two colours that people with any kind of sight can tell apart.
 const POSITIVE = "#3b82d0", NEGATIVE = "#e08a1e";
+const SMALLEST = 3.2; // Angstrom across: what is smaller is shown at this size, with room for its orbitals
+const OPACITY = 0.78; // of a surface
 let gl = null, shown = null, moving = 0, latest = null, busy = false, colours = null, labels = "none", surfaces = [];
 
 export function startViewer() {
   try {
-    gl = window.$3Dmol.createViewer($("viewer"), { antialias: !bySoftware(), backgroundAlpha: 0 });
+    gl = window.$3Dmol.createViewer($("viewer"), { antialias: !bySoftware(), backgroundAlpha: 0,
+      minimumZoomToDistance: SMALLEST });
     if (!gl) throw new Error("none");
     theme();
   } catch {
@@ -143,10 +146,11 @@ function mixed(part) {
 
 // Shows an answer about a surface. level: the value on it, null for the usual one.
 export function surface(found, level = null) {
+  stop();
   surfaces = [found];
   if (!gl) return;
   gl.removeAllShapes();
-  const at = level ?? found.isovalue, opacity = 0.78;
+  const at = level ?? found.isovalue;
   const values = new window.$3Dmol.VolumeData(found.cubes[0], "cube");
   if (found.cubes.length > 1) {
     const density = new window.$3Dmol.VolumeData(found.cubes[1], "cube");
@@ -154,12 +158,33 @@ export function surface(found, level = null) {
     gl.addIsosurface(density, { isoval: at, opacity: 0.88, voldata: values, smoothness: 2,
       volscheme: new window.$3Dmol.Gradient.RWB(-most, most) });
   } else {
-    gl.addIsosurface(values, { isoval: at, color: POSITIVE, opacity, smoothness: 2 });
-    if (found.signed) gl.addIsosurface(values, { isoval: -at, color: NEGATIVE, opacity, smoothness: 2 });
+    bothSigns(values, at, found.signed);
   }
   gl.render();
   say(`${found.title} is shown`);
   $("viewer").setAttribute("aria-label", `${found.title}, at ${number(at)}`);
+}
+
+function bothSigns(values, at, signed) {
+  const style = { opacity: OPACITY, smoothness: 2 };
+  return [gl.addIsosurface(values, { ...style, isoval: at, color: POSITIVE }),
+    ...(signed ? [gl.addIsosurface(values, { ...style, isoval: -at, color: NEGATIVE })] : [])];
+}
+
+// Shows an orbital that goes over into another. Returns what sets how far it has gone, from 0 to 1.
+export function blend(from, to) {
+  stop();
+  surfaces = [from, to];
+  $("viewer").setAttribute("aria-label", `${from.title}, then ${to.title}`);
+  if (!gl) return () => {};
+  gl.removeAllShapes();
+  const shapes = [from, to].map((one) => bothSigns(new window.$3Dmol.VolumeData(one.cubes[0], "cube"),
+    one.isovalue, true));
+  return (part) => {
+    [1 - part, part].forEach((share, k) => shapes[k].forEach((one) =>
+      one.updateStyle({ opacity: OPACITY * share, hidden: share < 0.04 })));
+    gl.render();
+  };
 }
 
 export function clearSurface() {
@@ -192,7 +217,7 @@ export function showLive(symbols, places) {
 
 // Calls step again and again, LEAST ms apart or more, until something else is shown.
 const LEAST = 33;
-function move(step) {
+export function move(step) {
   const mine = moving += 1 + moving % 2;
   let last = 0;
   const turn = (now) => {
