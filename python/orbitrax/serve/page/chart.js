@@ -2,16 +2,19 @@
 import uPlot from "uplot";
 import { h, save } from "./dom.js";
 
+// How much larger than usual the letters of the page are: on large screens.
+const scale = () => parseFloat(getComputedStyle(document.documentElement).fontSize) / 16;
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 
 // about: label, x, y (titles), sticks ([x, height]), bars: whether x falls, onpick(x).
 export function chart(about) {
   const box = h("div", { class: "chart", role: "img", "aria-label": about.label });
   const grid = { stroke: colour("--line"), width: 1 };
-  const axis = (text, size) => ({ label: text, stroke: colour("--text"), grid, ticks: grid, size,
-    font: "12px system-ui", labelFont: "13px system-ui", labelSize: 22 });
+  const by = scale(), letters = (size) => `${Math.round(size * by)}px system-ui`;
+  const axis = (text, size) => ({ label: text, stroke: colour("--text"), grid, ticks: grid, size: size * by,
+    font: letters(12), labelFont: letters(13), labelSize: 22 * by });
   const options = {
-    width: 300, height: about.height || 240, legend: { show: false },
+    width: 300, height: (about.height || 240) * by, legend: { show: false },
     cursor: { drag: { x: true, y: false }, points: { size: 8 } },
     scales: { x: { time: false, dir: about.falling ? -1 : 1 } },
     axes: [axis(about.x, 44), axis(about.y, 66)],

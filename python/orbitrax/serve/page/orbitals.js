@@ -182,6 +182,8 @@ export function surfacesTab(run) {
   const open = run.document.spin === "UHF";
   const kinds = [["density", "Density of the electrons"], ["potential", "Electrostatic potential on the density"],
     ...(open ? [["spin-density", "Spin density"]] : []), ["homo", "HOMO"], ["lumo", "LUMO"]];
+  const plotted = run.document.plot?.what;
+  if (plotted) showSurface(run, plotted, Boolean(run.request.settings.beta));
   return [h("p", { class: "note" }, "Each is computed when it is asked for, at the structure that is shown."),
     h("div", { class: "column" }, kinds.map(([what, title]) => h("button", { type: "button", "data-what": what,
       onclick: () => showSurface(run, what) }, title)))];

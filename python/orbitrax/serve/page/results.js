@@ -25,6 +25,9 @@ export const symbolsOf = (run) => run.document.symbols || run.request.molecule.s
 export const placesOf = (run) => (run.document.coordinates_angstrom ?
   run.document.coordinates_angstrom.flat() : run.request.molecule.positions);
 
+const FIRST = { plot: "Surfaces" }; // the tab that a task is asked for, where it is not the summary
+const chosen = { run: null, tab: null }; // so that a run that is shown again has the same tab
+
 export function showResults(run) {
   const tabs = TABS.filter(([, has]) => has(run));
   const panel = h("div", { role: "tabpanel", id: "panel", tabindex: "0" });
@@ -33,6 +36,7 @@ export function showResults(run) {
     onkeydown: (event) => step(event, i) }, title));
 
   function choose(i) {
+    Object.assign(chosen, { run: run.id, tab: tabs[i][0] });
     buttons.forEach((one, k) => {
       one.setAttribute("aria-selected", String(k === i));
       one.tabIndex = k === i ? 0 : -1;
@@ -57,7 +61,8 @@ export function showResults(run) {
 
   fill($("tabs"), notices(run), downloads(run),
     h("div", { role: "tablist", "aria-label": "Results", class: "tabs" }, buttons), panel);
-  choose(0);
+  const wanted = chosen.run === run.id ? chosen.tab : FIRST[run.task];
+  choose(Math.max(0, tabs.findIndex(([title]) => title === wanted)));
 }
 
 function notices(run) {

@@ -21,7 +21,7 @@ export function summaryTab(run) {
 function rowOf(key, value, unit, meaning) {
   const name = key.replaceAll("_", " "), text = typeof value === "number" ? number(value, 6) : String(value);
   return h("tr", {}, h("th", { scope: "row", title: meaning }, name),
-    h("td", { class: typeof value === "number" ? "num" : "" }, text), h("td", { class: "unit" }, unit),
+    h("td", { class: text.length < 20 ? "num" : "" }, text), h("td", { class: "unit" }, unit),
     h("td", {}, h("button", { type: "button", class: "small", "aria-label": `Copy ${name}`, onclick: async () => {
       await navigator.clipboard.writeText(String(value));
       say(`${name} is copied`);
