@@ -4,6 +4,8 @@ import { h, save } from "./dom.js";
 
 // How much larger than usual the letters of the page are: on large screens.
 const scale = () => parseFloat(getComputedStyle(document.documentElement).fontSize) / 16;
+const MOST_DOTS = 80; // points that are drawn as dots; more are a line
+
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 
 // about: label, x, y (titles), sticks ([x, height]), bars: whether x falls, onpick(x).
@@ -18,7 +20,8 @@ export function chart(about) {
     cursor: { drag: { x: true, y: false }, points: { size: 8 } },
     scales: { x: { time: false, dir: about.falling ? -1 : 1 } },
     axes: [axis(about.x, 44), axis(about.y, 66)],
-    series: [{}, { stroke: colour("--accent"), width: 2, points: { show: about.points || false, size: 5 } }],
+    series: [{}, { stroke: colour("--accent"), width: 2, points: { size: 5,
+      show: (plot) => Boolean(about.points) && plot.data[0].length < MOST_DOTS } }],
     hooks: { draw: [(plot) => { drawSticks(plot, about); drawMark(plot, about); }] },
   };
   const plot = new uPlot(options, about.data || [[], []], box);

@@ -8,6 +8,9 @@ import { setMolecule } from "./molecule.js";
 import { showResults } from "./results.js";
 import { show, showLive, colourBy, stop } from "./viewer.js";
 
+const MOST_POINTS = 600; // of the live curve: of more, every second one, and so on
+const MOST_LINES = 200; // messages whose lines the live report keeps
+
 let unfollow = () => {}, current = null;
 
 export function startRuns() {
@@ -58,6 +61,20 @@ function watch(run) {
     status, curve.box, h("details", {}, h("summary", {}, "Report"), log));
   $("live").hidden = false;
   const points = [];
+  let due = false;
+
+  // Draws the curve with the next picture of the screen, however many messages come before.
+  function draw() {
+    if (due) return;
+    due = true;
+    requestAnimationFrame(() => {
+      due = false;
+      const every = Math.ceil(points.length / MOST_POINTS);
+      const some = points.filter((_, i) => i % every === 0 || i === points.length - 1);
+      curve.set(some.map((one) => one.n), some.map((one) => one.energy));
+    });
+  }
+
   unfollow = follow(run.id, (message) => {
     if (message.type === "snapshot") points.length = 0;
     points.push(...(message.points || []));
@@ -65,11 +82,12 @@ function watch(run) {
     if (message.status && message.type !== "ended") status.textContent = message.status;
     if (message.log) {
       log.append(message.log.map((line) => `${line}\n`).join(""));
-      log.scrollTop = log.scrollHeight;
+      while (log.childNodes.length > MOST_LINES) log.firstChild.remove();
+      if (log.parentNode.open) log.scrollTop = log.scrollHeight;
     }
     if (message.points?.length && points.length > 1) {
       curve.box.hidden = false;
-      curve.set(points.map((one) => one.n), points.map((one) => one.energy));
+      draw();
       $("live").dataset.points = points.length;
     }
     if (message.xyz) showLive(run.request.molecule.symbols, message.xyz);
