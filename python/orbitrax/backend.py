@@ -107,6 +107,12 @@ class Backend:
         if running is not None and running.link is not None:
             running.link.interrupt()
 
+    @property
+    def cancelled(self) -> bool:
+        """Whether `cancel` was called since the last session began: who runs several sessions for
+        one answer asks between them, where there is none to end."""
+        return self._cancelled
+
     # ---- jobs -----------------------------------------------------------------------------------
 
     def run(self, job: Job, on_event: Listener | None = None, time_limit: float | None = None,

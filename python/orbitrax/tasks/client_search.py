@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import time
 
-from orbitrax.errors import NotConverged, OrbitraxError, UsageError
+from orbitrax.errors import Cancelled, NotConverged, OrbitraxError, UsageError
 from orbitrax.job import SINGLE_POINT, Job, JobSettings
 from orbitrax.link import events
 
@@ -137,6 +137,8 @@ class _Search:
                                         bond_orders=self._settings.bond_orders)
         follows = self._energies > 0 and job is not self._job  # a report tells of a whole SCF
         settings = settings.replace(scf_start="follow" if follows else "leave")
+        if self._energies and self._backend.cancelled:
+            raise Cancelled("the calculation was cancelled")
         self._energies += 1
         one = Job(self._job.molecule.replace(positions=positions), self._job.method, settings)
         left = None if self._deadline is None else max(0.0, self._deadline - time.monotonic())
