@@ -1,5 +1,5 @@
-"""The examples that the help of each command shows: their words are understood, and they run as they
-stand, in their order."""
+"""The examples that the help of each command shows: their words are understood, and they run as
+they stand, in their order."""
 
 import importlib
 import os

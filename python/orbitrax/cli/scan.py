@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import json
 import sys
-from typing import Any, Iterator
+from typing import Any
 
 from orbitrax.backend import Backend
 from orbitrax.cli.options import add_option
@@ -12,8 +12,8 @@ from orbitrax.errors import Interrupted, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.job import JobSettings
 from orbitrax.molecules.reading import as_molecule, read_molecule
-from orbitrax.molecules.restraints import Restraint
 from orbitrax.tasks.optimize import Optimize
+from orbitrax.tasks.several.scan import KINDS, OF_SEARCH, Coordinate, snake
 
 DESCRIPTION = ("The energy along a distance, an angle or a torsion, or two of them, each held "
                "exactly while everything else relaxes; each point starts from the one before.")
@@ -23,51 +23,7 @@ EXAMPLES = (
     "orbitrax scan examples/ethanol.xyz -m am1 --torsion 1,2,3,4=0:180:15 --picture turn.svg",
 )
 
-_KINDS = {"stretch": (2, "Angstrom"), "bend": (3, "degrees"), "torsion": (4, "degrees")}
-_MOST_POINTS = 10000
 _SHARED = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis")
-
-
-class Coordinate:
-    """What is scanned. kind, atoms (from 1): as restraints have them; values: Angstrom or degrees,
-    in their order."""
-
-    def __init__(self, kind: str, text: str):
-        self.kind, self.unit = kind, _KINDS[kind][1]
-        where, _, span = text.partition("=")
-        try:
-            self.atoms = tuple(int(word) for word in where.replace("-", ",").split(","))
-            numbers = [float(word) for word in span.split(":")]
-            first, last = numbers[:2]
-            step = numbers[2] if len(numbers) > 2 else 1.0
-        except ValueError:
-            raise UsageError(f"--{kind} {text}: should be ATOMS=FROM:TO:STEP, as in "
-                             "1,2,3,4=0:180:15") from None
-        if len(numbers) > 3 or not step or (last - first) * step < 0:
-            raise UsageError(f"--{kind} {text}: from {first:g} no steps of {step:g} lead to "
-                             f"{last:g}")
-        count = int((last - first) / step + 1e-6) + 1
-        if count > _MOST_POINTS:
-            raise UsageError(f"--{kind} {text}: {count} points are too many")
-        self.values = [first + step * i for i in range(count)]
-        Restraint(kind, self.atoms)  # refuses a wrong number of atoms
-
-    @property
-    def name(self) -> str:
-        """As "torsion 1-2-3-4"."""
-        return f"{self.kind} {'-'.join(map(str, self.atoms))}"
-
-    def held(self, value: float) -> Restraint:
-        """What holds it at a value."""
-        return Restraint(self.kind, self.atoms, value)
-
-    def reached(self, positions: Any, asked: float) -> float:
-        """Its value in a geometry, n x 3; of a torsion the turn next to the one that was asked."""
-        found = Restraint(self.kind, self.atoms).value(positions)
-        assert isinstance(found, float)
-        if self.kind != "torsion":
-            return found
-        return found + 360.0 * round((asked - found) / 360.0)
 
 
 class Point:
@@ -88,13 +44,13 @@ def add_arguments(parser: Any) -> None:
     parser.add_argument("-m", "--method", required=True, metavar="METHOD", help="the method")
     parser.add_argument("--format", metavar="NAME", help="format of the file")
     group = parser.add_argument_group("coordinates, one or two")
-    for kind, (count, unit) in _KINDS.items():
+    for kind, (count, unit) in KINDS.items():
         group.add_argument(f"--{kind}", action="append", default=[], metavar="ATOMS=FROM:TO:STEP",
                            help=f"{count} atoms, counted from 1, and values in {unit}")
     group = parser.add_argument_group("electronic structure and search")
     for name in _SHARED:
         add_option(group, JobSettings.options[name])
-    for name in ("limit", "cycles", "freeze", "fix"):
+    for name in OF_SEARCH:
         add_option(group, Optimize.options[name])
     group = parser.add_argument_group("output")
     group.add_argument("-o", "--output", metavar="FILE", help="write the structures there, as xyz")
@@ -109,7 +65,7 @@ def add_arguments(parser: Any) -> None:
 def run(arguments: Any, terminal: Any) -> int:
     """Runs the scan; returns the exit status. Whatever ends it early, its points are written."""
     try:
-        coordinates = [Coordinate(kind, text) for kind in _KINDS
+        coordinates = [Coordinate(kind, text) for kind in KINDS
                        for text in getattr(arguments, kind)]
         if not 1 <= len(coordinates) <= 2:
             raise UsageError("scan one or two coordinates: --torsion, --bend or --stretch")
@@ -132,7 +88,7 @@ class _Scan:
         self._molecule = (read_molecule(source, arguments.format)
                           if source == "-" or arguments.format else as_molecule(source))
         told = {name: getattr(arguments, name) for name in
-                (*_SHARED, "limit", "cycles", "freeze", "fix") if hasattr(arguments, name)}
+                (*_SHARED, *OF_SEARCH) if hasattr(arguments, name)}
         self._task = Optimize(**told)
         for one in coordinates:
             one.held(one.values[0]).check(len(self._molecule))
@@ -157,7 +113,7 @@ class _Scan:
         return 0 if len(done) == len(self._points) else 1
 
     def _walk(self, printed: bool) -> None:
-        grid = list(_snake(self._coordinates))
+        grid = list(snake(tuple(self._coordinates)))
         with Backend(self._arguments.backend, time_limit=self._arguments.time_limit) as backend:
             start: Any = self._molecule
             for number, asked in enumerate(grid, 1):
@@ -249,16 +205,6 @@ class _Scan:
             lines.append(",".join(str("" if cell is None else cell) for cell in
                                   (*cells, point.energy, point.heat, point.status)))
         return "\n".join(lines) + "\n"
-
-
-def _snake(coordinates: list[Coordinate]) -> Iterator[tuple[float, ...]]:
-    """All points, each next to the one before."""
-    if len(coordinates) == 1:
-        yield from ((value,) for value in coordinates[0].values)
-        return
-    inner = coordinates[1].values
-    for number, value in enumerate(coordinates[0].values):
-        yield from ((value, other) for other in (inner if number % 2 == 0 else inner[::-1]))
 
 
 def _store(path: str, text: str) -> None:

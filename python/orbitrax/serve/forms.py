@@ -9,7 +9,7 @@ from orbitrax.methods import METHODS
 from orbitrax.molecules.elements import SYMBOLS
 from orbitrax.results.document import ROWS
 from orbitrax.tables import load_parameters
-from orbitrax.tasks.registry import TASKS, find_task
+from orbitrax.tasks.registry import PAGE_TASKS, find_task
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -37,7 +37,7 @@ def asked(kind: type[Task]) -> list[Option]:
 def task_forms() -> list[dict[str, Any]]:
     """The tasks, each with the fields of its form."""
     found = []
-    for row in TASKS:
+    for row in PAGE_TASKS:
         kind = row.load()
         found.append({"name": row.name, "title": row.title, "description": kind.description,
                       "default_method": kind.default_method,
@@ -85,7 +85,7 @@ def refusals(molecule: Molecule) -> dict[str, str]:
 def make_task(name: str, given: dict[str, Any]) -> Task:
     """A task with the values of its form. Raises SettingError, with the name of the field, for a
     value that cannot be; UsageError for what belongs to no field, names of files among it."""
-    kind = find_task(name)
+    kind = find_task(name, PAGE_TASKS)
     allowed = {one.name: one for one in asked(kind)}
     values = {}
     for key, value in given.items():

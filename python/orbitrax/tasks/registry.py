@@ -40,6 +40,15 @@ TASKS = (
     TaskRow("uv", "uv", "Uv", "electronic states and the spectrum they make"),
 )
 
+# What the page offers: commands that are tools at the command line are tasks there.
+PAGE_TASKS = (
+    *TASKS,
+    TaskRow("scan", "several.scan", "Scan",
+            "the energy along a distance, an angle or a torsion, relaxed"),
+    TaskRow("compare", "several.compare", "Compare",
+            "one molecule by many methods, in one table"),
+)
+
 # Commands that are no calculation of one molecule by a method that is named: the module of each has
 # DESCRIPTION, EXAMPLES, add_arguments(parser) and run(arguments, terminal).
 TOOLS = {
@@ -65,9 +74,9 @@ TOOLS = {
 }
 
 
-def find_task(name: str) -> type[Task]:
-    """The class of a task. Raises UsageError for a name that is none."""
-    for row in TASKS:
+def find_task(name: str, rows: tuple[TaskRow, ...] = TASKS) -> type[Task]:
+    """The class of a task of some rows. Raises UsageError for a name that is none."""
+    for row in rows:
         if row.name == name:
             return row.load()
-    raise UsageError(unknown(name, [row.name for row in TASKS], "task"))
+    raise UsageError(unknown(name, [row.name for row in rows], "task"))

@@ -5,12 +5,21 @@ import { symbolsOf } from "./results.js";
 import { show } from "./viewer.js";
 import { still } from "./dom.js";
 
+// Where the frames of a scan along one coordinate lie on it.
+function scanOf(run) {
+  const { coordinates, points } = run.document.scan || {};
+  const reached = points?.filter((one) => one.reached).map((one) => one.reached[0]);
+  if (coordinates?.length !== 1 || reached.length !== run.frames.length) return null;
+  return { x: reached, name: `${coordinates[0].name}, ${coordinates[0].unit}` };
+}
+
 export function motionTab(run) {
   const { frames } = run, symbols = symbolsOf(run);
-  const timed = frames.some((one) => one.time_ps);
-  const x = frames.map((one) => (timed ? one.time_ps || 0 : one.n));
-  const curve = chart({ label: "Energy along the path", x: timed ? "ps" : "point", y: "kcal/mol", points: frames.length < 60,
-    data: [x, frames.map((one) => one.energy)], onpick: (at) => go(x.reduce((best, one, i) => (
+  const timed = frames.some((one) => one.time_ps), scan = scanOf(run);
+  const x = frames.map((one, i) => (scan ? scan.x[i] : timed ? one.time_ps || 0 : one.n));
+  const order = frames.map((_, i) => i).sort((a, b) => x[a] - x[b]); // a scan may go downwards
+  const curve = chart({ label: "Energy along the path", x: scan ? scan.name : timed ? "ps" : "point", y: "kcal/mol", points: frames.length < 60,
+    data: [order.map((i) => x[i]), order.map((i) => frames[i].energy)], onpick: (at) => go(x.reduce((best, one, i) => (
       Math.abs(one - at) < Math.abs(x[best] - at) ? i : best), 0)) });
   const told = h("output", { id: "frame-told", for: "frame" });
   const slider = h("input", { type: "range", id: "frame", min: "0", max: String(frames.length - 1), value: "0",
@@ -23,7 +32,7 @@ export function motionTab(run) {
     slider.value = String(i);
     show(symbols, one.xyz, true);
     curve.mark(x[i]);
-    told.value = `${i + 1} of ${frames.length}: ${timed ? `${number(one.time_ps || 0, 4)} ps, ` : ""}${number(one.energy, 4)} kcal/mol` +
+    told.value = `${i + 1} of ${frames.length}: ${timed ? `${number(one.time_ps || 0, 4)} ps, ` : scan ? `${scan.name} ${number(x[i], 3)}, ` : ""}${number(one.energy, 4)} kcal/mol` +
       (one.temperature ? `, ${number(one.temperature, 0)} K` : "");
   }
 

@@ -2,6 +2,7 @@
 import { h, number, say } from "./dom.js";
 import { page } from "./main.js";
 
+const OPEN = new Set(["scan", "compare"]); // what their runs are made for
 const LEFT_OUT = new Set(["schema", "version", "log", "status"]);
 
 export function summaryTab(run) {
@@ -14,7 +15,7 @@ export function summaryTab(run) {
       rowOf(one.key, run.document[one.key], one.unit, one.meaning)))),
     run.summary.length > 0 && h("details", {}, h("summary", {}, "As the command line prints it"),
       h("pre", { tabindex: "0" }, run.summary.join("\n"))),
-    blocks.map(([key, value]) => h("details", {}, h("summary", {}, `Details: ${key.replaceAll("_", " ")}`), tree(value))),
+    blocks.map(([key, value]) => h("details", { open: OPEN.has(key) }, h("summary", {}, `Details: ${key.replaceAll("_", " ")}`), tree(value))),
   ];
 }
 
@@ -44,7 +45,8 @@ export function tree(value) {
 }
 
 function tableOf(rows) {
-  const names = Object.keys(rows[0]).filter((key) => typeof rows[0][key] !== "object" || rows[0][key] === null);
+  const few = (value) => typeof value !== "object" || value === null || (value.length < 4 && typeof value[0] !== "object");
+  const names = Object.keys(rows[0]).filter((key) => few(rows[0][key]));
   return h("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Table" },
     h("table", {}, h("thead", {}, h("tr", {}, names.map((name) => h("th", { scope: "col" }, name.replaceAll("_", " "))))),
       h("tbody", {}, rows.slice(0, 200).map((row) => h("tr", {}, names.map((name) => h("td", { class: "num" }, tree(row[name]))))))));

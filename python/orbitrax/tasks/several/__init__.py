@@ -1,0 +1,1 @@
+"""Tasks that take several calculations: along a coordinate, by several methods."""

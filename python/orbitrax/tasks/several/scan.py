@@ -1,0 +1,222 @@
+"""The task `scan`: the energy along one or two coordinates, everything else relaxed."""
+
+from __future__ import annotations
+
+from orbitrax.errors import Cancelled, Interrupted, NotConverged, OrbitraxError, SettingError
+from orbitrax.errors import UsageError
+from orbitrax.job import JobSettings
+from orbitrax.link.events import Coordinates, Precise, ResultBlock, SearchPoint
+from orbitrax.molecules.restraints import Restraint
+from orbitrax.settings import declared, option
+from orbitrax.tasks.optimize import Optimize
+from orbitrax.tasks.task import Run, Task
+
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Iterator
+    from typing import Any, ClassVar
+
+    from orbitrax.backend import Backend
+    from orbitrax.job import Job
+    from orbitrax.link.events import Event
+    from orbitrax.methods import Method
+    from orbitrax.molecules.molecule import Molecule
+    from orbitrax.results.result import Result
+    from orbitrax.tasks.task import Listener
+
+KINDS = {"stretch": (2, "Angstrom"), "bend": (3, "degrees"), "torsion": (4, "degrees")}
+OF_SEARCH = ("limit", "cycles", "freeze", "fix")  # settings that each point shares with `optimize`
+_MOST_POINTS = 10000
+_ALONG = "along"
+
+
+class Coordinate:
+    """What is scanned. kind, atoms (from 1): as restraints have them; values: Angstrom or degrees,
+    in their order."""
+
+    def __init__(self, kind: str, text: str):
+        """text: as 1,2,3,4=0:180:15."""
+        self.kind, self.unit, self.text = kind, KINDS[kind][1], f"{kind} {text}"
+        where, _, span = text.partition("=")
+        try:
+            self.atoms = tuple(int(word) for word in where.replace("-", ",").split(","))
+            numbers = [float(word) for word in span.split(":")]
+            first, last = numbers[:2]
+            step = numbers[2] if len(numbers) > 2 else 1.0
+        except ValueError:
+            raise UsageError(f"--{kind} {text}: should be ATOMS=FROM:TO:STEP, as in "
+                             "1,2,3,4=0:180:15") from None
+        if len(numbers) > 3 or not step or not abs(last - first) < float("inf") or (
+                last - first) * step < 0:
+            raise UsageError(f"--{kind} {text}: from {first:g} no steps of {step:g} lead to "
+                             f"{last:g}")
+        steps = (last - first) / step + 1e-6
+        if not steps < _MOST_POINTS:
+            raise UsageError(f"--{kind} {text}: {steps:.0f} points are too many")
+        self.values = [first + step * i for i in range(int(steps) + 1)]
+        Restraint(kind, self.atoms)  # refuses a wrong number of atoms
+
+    @property
+    def name(self) -> str:
+        """As "torsion 1-2-3-4"."""
+        return f"{self.kind} {'-'.join(map(str, self.atoms))}"
+
+    def held(self, value: float) -> Restraint:
+        """What holds it at a value."""
+        return Restraint(self.kind, self.atoms, value)
+
+    def reached(self, positions: Any, asked: float) -> float:
+        """Its value in a geometry, n x 3; of a torsion the turn next to the one that was asked."""
+        found = Restraint(self.kind, self.atoms).value(positions)
+        assert isinstance(found, float)
+        if self.kind != "torsion":
+            return found
+        return found + 360.0 * round((asked - found) / 360.0)
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, Coordinate) and self.text == other.text
+
+    def __hash__(self) -> int:
+        return hash(self.text)
+
+
+def snake(coordinates: tuple[Coordinate, ...]) -> Iterator[tuple[float, ...]]:
+    """All points, each next to the one before."""
+    if len(coordinates) == 1:
+        yield from ((value,) for value in coordinates[0].values)
+        return
+    inner = coordinates[1].values
+    for number, value in enumerate(coordinates[0].values):
+        yield from ((value, other) for other in (inner if number % 2 == 0 else inner[::-1]))
+
+
+class Scanning(Run):
+    """A scan: one search after the other, each from the structure of the one before. rows: a point
+    each, as the document has them."""
+
+    task: Scan
+
+    def __init__(self, task: Task, job: Job):
+        super().__init__(task, job)
+        for one in self.task.along:
+            one.held(one.values[0]).check(len(job.molecule))
+        self.rows: list[dict[str, Any]] = []
+        self._best: Result | None = None
+
+    def execute(self, backend: Backend, on_event: Listener | None = None) -> Result:
+        """The result of the lowest point. Raises NotConverged where a point has none."""
+        start = self.job.molecule
+        failure: OrbitraxError | None = None
+        for asked in snake(self.task.along):
+            try:
+                if self.rows and backend.cancelled:
+                    raise Cancelled("the calculation was cancelled")
+                result = self._point(backend, asked, start, on_event)
+            except (Cancelled, Interrupted, UsageError) as error:
+                error.partial = self._ended()
+                raise
+            except OrbitraxError as error:
+                self._keep(asked, error.status)
+                failure = error
+            else:
+                start = start.replace(positions=result.coordinates)
+        if failure is not None:
+            without = sum(row["status"] != "done" for row in self.rows)
+            told = NotConverged(f"{without} of {len(self.rows)} points have no energy; of the "
+                                f"last of them: {failure.typed}")
+            told.partial = self._ended()
+            raise told
+        found = self._ended()
+        assert found is not None
+        return found
+
+    def _point(self, backend: Backend, asked: tuple[float, ...], start: Molecule,
+               on_event: Listener | None) -> Result:
+        """One search, of which those who listen hear the end alone."""
+        along = self.task.along
+        held = tuple(one.held(value) for one, value in zip(along, asked))
+        values: dict[str, Any] = {name: getattr(self.task, name)
+                                  for name in (*JobSettings.options, *OF_SEARCH)}
+        values["fix"] = (*self.task.fix, *held)
+        task = Optimize(**values)
+
+        def listen(event: Event) -> None:
+            if on_event is not None and not isinstance(
+                    event, (SearchPoint, ResultBlock, Coordinates, Precise)):
+                on_event(event)
+
+        result = task.start(start, self.job.method).execute(backend, listen)
+        self._keep(asked, "done", result)
+        if on_event is not None:
+            on_event(SearchPoint(len(self.rows) - 1, len(self.rows), result.rms_gradient or 0.0,
+                                 result.total_energy or 0.0,
+                                 list(result.plain("coordinates") or ()), []))
+        return result
+
+    def _keep(self, asked: tuple[float, ...], status: str, result: Result | None = None) -> None:
+        """Adds a row, and remembers the lowest point."""
+        reached = None if result is None else [
+            one.reached(result.coordinates, value) for one, value in zip(self.task.along, asked)]
+        self.rows.append({
+            "asked": list(asked), "reached": reached,
+            "total_energy": None if result is None else result.total_energy,
+            "heat_of_formation": None if result is None else result.heat_of_formation,
+            "status": status})
+        if result is not None and (self._best is None or
+                                   (result.total_energy or 0) < (self._best.total_energy or 0)):
+            self._best = result
+
+    def _ended(self) -> Result | None:
+        """The lowest point, as the result of the scan."""
+        if self._best is not None:
+            self._best.task = self.task.name
+            self._best.blocks.update(self.block(self._best))
+        return self._best
+
+    def progress(self, text: str) -> str | None:
+        """Where the scan is, before what its search says."""
+        return f"point {len(self.rows) + 1}: {text}"
+
+    def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
+        """The entry `scan` of the JSON document."""
+        return {"scan": {"coordinates": [{"name": one.name, "unit": one.unit}
+                                         for one in self.task.along], "points": self.rows}}
+
+
+def _coordinates(given: Any) -> tuple[Coordinate, ...]:
+    """One or two, from texts as "torsion 1,2,3,4=0:180:15"."""
+    found = []
+    for one in (given,) if isinstance(given, str) else given:
+        kind, _, text = str(getattr(one, "text", one)).strip().partition(" ")
+        if kind not in KINDS:
+            raise SettingError(_ALONG, one, "should begin with stretch, bend or torsion, as in "
+                               "torsion 1,2,3,4=0:180:15")
+        found.append(Coordinate(kind, text.replace(" ", "")))
+    return tuple(found)
+
+
+@declared
+class Scan(Task):
+    """The energy along one or two coordinates, each held exactly while everything else relaxes."""
+
+    name: ClassVar[str] = "scan"
+    description: ClassVar[str] = (
+        "The energy along a distance, an angle or a torsion, or two of them, each held exactly "
+        "while everything else relaxes; each point starts from the one before.")
+    run_type: ClassVar[type[Run]] = Scanning
+
+    along: tuple[Coordinate, ...] = option(
+        (), convert=_coordinates, repeated=True, group="scan", metavar="TEXT",
+        help="what is scanned: stretch, bend or torsion, the numbers of its atoms, = FROM:TO:STEP "
+             "in Angstrom or degrees, as in torsion 1,2,3,4=0:180:15; one or two of them")
+    limit: float = Optimize.options["limit"]  # type: ignore[assignment]
+    cycles: int = Optimize.options["cycles"]  # type: ignore[assignment]
+    freeze: tuple[int, ...] | None = Optimize.options["freeze"]  # type: ignore[assignment]
+    fix: tuple[Restraint, ...] = Optimize.options["fix"]  # type: ignore[assignment]
+
+    def start(self, molecule: Molecule, method: Method | str | int) -> Run:
+        """A run; raises SettingError where nothing or too much is scanned."""
+        if not 1 <= len(self.along) <= 2:
+            raise SettingError(_ALONG, len(self.along), "one or two coordinates can be scanned, as "
+                               "torsion 1,2,3,4=0:180:15")
+        return super().start(molecule, method)

@@ -1,0 +1,96 @@
+"""The tasks that the page alone offers: scans and comparisons."""
+
+import numpy as np
+import pytest
+from support import ROOT
+
+from orbitrax import Backend, Job, Optimize, from_smiles, read_molecule
+from orbitrax.errors import Cancelled, InputError, NotConverged, SettingError, UsageError
+from orbitrax.link.events import SearchPoint
+from orbitrax.serve.forms import make_task, task_forms
+from orbitrax.tasks.outcome import outcome
+from orbitrax.tasks.registry import PAGE_TASKS, find_task
+
+
+@pytest.fixture(scope="module")
+def backend():
+    with Backend() as found:
+        yield found
+
+
+def angle(positions) -> float:
+    """H-O-H, degrees."""
+    one, other = positions[1] - positions[0], positions[2] - positions[0]
+    return float(np.degrees(np.arccos(one @ other / np.linalg.norm(one) / np.linalg.norm(other))))
+
+
+def test_the_minimum_of_a_scan_is_the_one_that_a_search_finds(backend):
+    """The vertex of the parabola through three angles of water, two degrees apart."""
+    water, points = from_smiles("O"), []
+    free = backend.run(Job(water, "am1", Optimize(limit=0.01)))
+    best = angle(np.asarray(free.coordinates))
+    run = make_task("scan", {"along": f"bend 2,1,3={best - 2}:{best + 2.01}:2", "limit": 0.01}
+                    ).start(water, "am1")
+    result = run.execute(backend, lambda event: points.append(event)
+                         if isinstance(event, SearchPoint) else None)
+    rows = result.to_dict()["scan"]["points"]
+    assert [row["reached"][0] - row["asked"][0] for row in rows] == pytest.approx([0] * 3, abs=1e-4)
+    energies = [row["total_energy"] for row in rows]
+    curve = np.polyfit([-2, 0, 2], energies, 2)
+    assert -curve[1] / (2 * curve[0]) == pytest.approx(0, abs=0.03)  # cubic terms, 0.01 of a degree
+    assert energies[1] == pytest.approx(free.total_energy, abs=2e-4)
+    assert result.total_energy == energies[1] == min(energies) and result.task == "scan"
+    assert [one.total_energy for one in points] == energies  # live, a point each
+
+
+def test_points_without_an_energy_are_told(backend):
+    run = make_task("scan", {"along": "stretch 1,2=1:1.2:0.1", "cycles": 0, "limit": 1e-3}
+                    ).start(from_smiles("O"), "am1")
+    with pytest.raises(NotConverged, match="3 of 3 points have no energy") as caught:
+        run.execute(backend)
+    document = outcome("scan", run, None, caught.value)
+    assert document["status"] == "unconverged"
+    assert [row["status"] for row in document["scan"]["points"]] == ["unconverged"] * 3
+
+
+def test_a_scan_that_is_cancelled_keeps_its_points():
+    run = make_task("scan", {"along": "stretch 1,2=0.9:1.4:0.1"}).start(from_smiles("O"), "am1")
+    with Backend() as backend:
+        with pytest.raises(Cancelled) as caught:
+            run.execute(backend, lambda event: backend.cancel()
+                        if isinstance(event, SearchPoint) else None)
+    found = caught.value.partial.to_dict()
+    assert [row["status"] for row in found["scan"]["points"]] == ["done"]
+    assert found["task"] == "scan"
+
+
+@pytest.mark.parametrize("along,told", [
+    ("", "one or two"), ("twist 1,2=1:2", "should begin with"), ("torsion 1,2,3=0:1", "4 atoms"),
+    ("stretch 1,2=1:2:1e-9", "too many"), ("stretch 1,2=1:inf:1", "no steps"),
+    ("stretch 1,2=1:2;stretch 1,3=1:2;bend 2,1,3=90:95", "one or two")])
+def test_a_scan_that_cannot_be_is_refused_beside_its_field(along, told):
+    with pytest.raises(UsageError, match=told) as caught:
+        make_task("scan", {"along": along}).start(from_smiles("O"), "am1")
+    assert isinstance(caught.value, SettingError) and caught.value.name == "along"
+
+
+def test_methods_are_compared_and_those_that_cannot_say_why(backend):
+    iron = read_molecule(str(ROOT / "examples" / "iron_carbonyl.xyz"))
+    run = make_task("compare", {"methods": "am1, zindos"}).start(iron, "zindo1")
+    result = run.execute(backend)
+    rows = {row["method"]: row for row in result.to_dict()["compare"]["methods"]}
+    assert list(rows) == ["ZINDO/1", "AM1", "ZINDO/S"] and result.method == "zindo1"
+    assert "no parameters for Fe" in rows["AM1"]["status"] and rows["AM1"]["gap_ev"] is None
+    alone = backend.run(Job(iron, "zindos"))
+    assert rows["ZINDO/S"]["gap_ev"] == pytest.approx(alone.gap_ev, abs=1e-5)
+    with pytest.raises(InputError, match="no parameters for Fe"):
+        make_task("compare", {"methods": "zindo1"}).start(iron, "am1").execute(backend)
+    with pytest.raises(UsageError, match="there is no method 'xyz'"):
+        make_task("compare", {"methods": "xyz"})
+
+
+def test_only_the_page_has_them():
+    assert [row.name for row in PAGE_TASKS][-2:] == ["scan", "compare"]
+    assert [one["name"] for one in task_forms()] == [row.name for row in PAGE_TASKS]
+    with pytest.raises(UsageError):
+        find_task("scan")
