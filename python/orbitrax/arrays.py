@@ -37,7 +37,8 @@ def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
 
 
 def flat(values: Any) -> array[Any]:
-    """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array."""
+    """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array. Raises TypeError for
+    what is no number."""
     if hasattr(values, "ravel"):
         return array("d", values.ravel().tolist())
     if isinstance(values, array):
@@ -47,6 +48,8 @@ def flat(values: Any) -> array[Any]:
     for value in values:
         if isinstance(value, (int, float)):
             found.append(value)
+        elif isinstance(value, str):  # which is made of strings without an end
+            raise TypeError(f"'{value[:40]}' is not a number")
         else:
             found.extend(flat(value))
     return found

@@ -175,13 +175,47 @@ def test_internal_coordinates_agree_with_the_reader_of_ase():
     ("m.mol", "nothing\n", "cannot be read as a mol file"),
     ("m.cjson", "{", "no JSON document"),
     ("m.cjson", '{"chemicalJson": 1, "atoms": {"elements": {"number": [1e999]}, "coords": {"3d": '
-     '[0, 0, 0]}}}', "infinity"),
+     '[0, 0, 0]}}}', "'inf', is not a whole number"),
 ])
 def test_what_cannot_be_read_is_named(tmp_path, name, text, words):
     path = tmp_path / name
     path.write_text(text)
     with pytest.raises(MoleculeError, match=words):
         read_molecule(path)
+
+
+HUGE = "9" * 5000  # digits, more than Python reads
+
+
+@pytest.mark.parametrize("name,text,words", [
+    ("m.gjf", GAUSSIAN.format("0 1", f"{HUGE} 0 0 0", ""), "no element '999"),
+    ("m.gjf", GAUSSIAN.format("0 1", f"O\nH {HUGE} 1.0", ""), "is none of the atoms above"),
+    ("m.gjf", GAUSSIAN.format(f"{HUGE} 1", "O 0 0 0", ""), "no line with charge"),
+    ("m.gjf", GAUSSIAN.format("1 " * 60 + "x", "O 0 0 0", ""), "no line with charge"),
+    ("m.mop", f"PM3\n\n\n{HUGE} 0 0 0\n", "no element '999"),
+    ("m.inp", f"* xyz {HUGE} 1\nO 0 0 0\n*\n", "only '[*] xyz CHARGE MULTIPLICITY'"),
+    ("m.xyz", f"1\n\n{HUGE} 0 0 0\n", "no element '999"),
+    ("m.xyz", f"1\nProperties=species:S:1:pos:R:{HUGE}\nO 0 0 0\n", "names no species and pos"),
+    ("m.xyz", "1\nProperties=species:S:0:pos:R:3\nO 0 0 0\n", "names no species and positions"),
+    ("m.xyz", "1\nProperties=species:S:1:pos:R:3:masses:R:1\nO 0 0 0 nan\n", "one of its masses"),
+    ("m.json", '{"symbols": ["O"], "coordinates_angstrom": ["H", 0, 0]}', "'H' is not a number"),
+    ("m.json", '{"symbols": ["O"], "coordinates_angstrom": [0, 0, 0], "charge": "x"}',
+     "its charge, 'x', is not a whole number"),
+    ("m.json", '{"symbols": ["O"], "coordinates_angstrom": [0, 0, 0], "multiplicity": 1.5}',
+     "its multiplicity, '1.5', is not a whole number"),
+    ("m.cjson", '{"chemicalJson": 1, "atoms": {"elements": {"number": [8.5]}, "coords": {"3d": '
+     '[0, 0, 0]}}}', "an atomic number, '8.5', is not a whole number"),
+])
+def test_what_fuzzers_found_is_refused_in_words(tmp_path, name, text, words):
+    (tmp_path / name).write_text(text)
+    with pytest.raises(MoleculeError, match=words):
+        read_molecule(str(tmp_path / name))
+
+
+def test_a_charge_that_is_spoken_of_in_too_many_digits_is_remarked_on(tmp_path):
+    (tmp_path / "m.xyz").write_text(f"1\ncharge: 0, multiplicity {HUGE}\nO 0 0 0\n")
+    molecule = read_molecule(str(tmp_path / "m.xyz"))
+    assert molecule.multiplicity is None and "may speak of a charge" in " ".join(molecule.remarks)
 
 
 def test_smiles_with_a_dummy_atom_is_refused():

@@ -10,7 +10,7 @@ if TYPE_CHECKING:
 
 # key=value or key: value. A value that is followed by "=" is the next key: "Run: charge=1".
 _PAIR = r"""([A-Za-z_][\w-]*)\s*[=:]\s*("[^"]*"|'[^']*'|\{[^}]*\}|[^\s,;="']++(?!\s*=))"""
-_SPOKEN = r"(?i)\b(charge|chrg|multiplicity|mult)\s+([-+]?\d+)(?![\w.])"
+_SPOKEN = r"(?i)\b(charge|chrg|multiplicity|mult)\s+([-+]?\d{1,9})(?![\w.])"
 _ABOUT = r"(?i)\b(charged?|chrg|mult\w*)\b"
 _TWO_NUMBERS = r"\s*[-+]?\d{1,2}\s+\d{1,2}\s*"
 
@@ -20,6 +20,7 @@ _UNPAIRED = ("uhf",)
 _SIGNS = ("char", "chrg", "q=", "q:", "mult", "spin", "uhf", "properties")  # of any of these
 _PLAIN_WORDS = ("charge", "multiplicity", "spin")  # which can mean nothing else
 
+_MOST_DIGITS = 9  # of a whole number
 _LONGEST = 65536  # characters: a second line of more is no second line of ours
 
 
@@ -48,6 +49,13 @@ def is_number(word: str) -> bool:
 def as_number(word: str) -> float:
     """A word for which `is_number` holds."""
     return float(word.replace("D", "E").replace("d", "e"))
+
+
+def whole(word: str) -> int | None:
+    """The whole number that a word is, with or without a sign; None for any other word, and for
+    more than nine digits, which nothing in a molecule has and which Python may refuse to read."""
+    digits = word[1:] if word[:1] in ("+", "-") else word
+    return int(word) if digits.isdecimal() and len(digits) <= _MOST_DIGITS else None
 
 
 def tell(line: str, title: str) -> Told:

@@ -8,7 +8,7 @@ import math
 import re
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecules.comment import as_number, is_number
+from orbitrax.molecules.comment import as_number, is_number, whole
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.zmatrix import places
@@ -27,13 +27,13 @@ def read_gaussian(text: str, title: str) -> Molecule:
     """A molecule of a Gaussian input (com, gjf): Cartesian or internal coordinates."""
     text = re.split(r"^--link1--\s*$", text.replace("\r\n", "\n"), flags=re.M | re.I)[0]
     lines = [line.split("!")[0] for line in text.split("\n")]
-    heads = [i for i, line in enumerate(lines) if re.fullmatch(r"(\s*[-+]?\d+[\s,]+\d+)+\s*", line)]
+    heads = [i for i, line in enumerate(lines) if _is_head(line)]
     route = " ".join(line for line in lines if line.lstrip().startswith("#")).lower()
     start = next((i for i in heads if i and not lines[i - 1].strip()), None)
     if start is None:
         raise MoleculeError(f"{title}: no line with charge and multiplicity, as in '0 1', stands "
                             "above the atoms")
-    charge, multiplicity = map(int, re.split(r"[\s,]+", lines[start].strip())[:2])
+    charge, multiplicity = map(whole, re.split(r"[\s,]+", lines[start].strip())[:2])
     atoms, rest = _until_blank(lines, start + 1)
     bohr = re.search(r"units\s*=?\s*\(?\s*(au|bohr)", route) is not None
     numbers, positions = _atoms(atoms, _variables(lines[rest:]), title, start + 2)
@@ -74,7 +74,8 @@ def read_orca(text: str, title: str) -> Molecule:
         if len(words) < 4 or words[0] != "*":
             continue
         kind = words[1].lower()
-        if kind != "xyz" or not all(re.fullmatch(r"[-+]?\d+", word) for word in words[2:4]):
+        charge, multiplicity = map(whole, words[2:4])
+        if kind != "xyz" or charge is None or multiplicity is None:
             raise MoleculeError(f"{title}, line {i + 1}: only '* xyz CHARGE MULTIPLICITY' can be "
                                 f"read of an ORCA input, not '{line.strip()[:40]}'")
         atoms = []
@@ -84,7 +85,7 @@ def read_orca(text: str, title: str) -> Molecule:
             atoms.append(below.split("#")[0])
         numbers, positions = _atoms([line for line in atoms if line.strip()], {}, title, i + 2)
         scale = CODATA_ANGSTROM_PER_BOHR if re.search(r"^!.*\bbohrs\b", text, re.M | re.I) else 1.0
-        return Molecule(numbers, [x * scale for x in positions], int(words[2]), int(words[3]),
+        return Molecule(numbers, [x * scale for x in positions], charge, multiplicity,
                         title=title)
     raise MoleculeError(f"{title}: there is no block '* xyz CHARGE MULTIPLICITY' in it")
 
@@ -111,6 +112,8 @@ def read_json(text: str, title: str) -> Molecule | None:
         inner: Any = document.get("molecule", document)
         if "geometry" in inner and "symbols" in inner:
             return from_qcschema(inner, title)
+    except MoleculeError:
+        raise
     except (KeyError, TypeError, ValueError, OverflowError) as error:
         raise MoleculeError(f"{title}: its atoms cannot be read: {error}") from None
     return None
@@ -130,6 +133,12 @@ def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
                     inner.get("molecular_multiplicity"), title=title)
 
 
+def _is_head(line: str) -> bool:
+    """Whether a line is that of charge and multiplicity, of fragments too."""
+    words = re.split(r"[\s,]+", line.strip())
+    return len(words) % 2 == 0 and all(whole(word) is not None for word in words)
+
+
 # ---- atoms --------------------------------------------------------------------------------------
 
 
@@ -142,8 +151,9 @@ def _until_blank(lines: Sequence[str], start: int) -> tuple[list[str], int]:
 
 def _element(word: str, title: str, line: int) -> int:
     """The atomic number of "C", "6", "C1", "C(Iso=13)", "H-H_"; -1 for a dummy."""
-    if word.isdecimal() and int(word) < len(SYMBOLS):
-        return int(word)
+    number = whole(word)
+    if number is not None and 0 <= number < len(SYMBOLS):
+        return number
     letters = re.match(r"[A-Za-z]*", word)
     name = letters.group().capitalize() if letters else ""
     if name in ("X", "Xx", "Bq", "Da", "Tv"):
@@ -206,7 +216,8 @@ def _gaussian_row(i: int, row: list[str], rows: list[list[str]], variables: dict
         if len(words) < 2 * k + 2:
             raise MoleculeError(f"{place}: atom and value are missing")
         name = words[2 * k].lower()
-        other = int(name) - 1 if name.isdecimal() else labels.index(name) if name in labels else -1
+        number = whole(name)
+        other = number - 1 if number is not None else labels.index(name) if name in labels else -1
         if not 0 <= other < i or other in others:
             raise MoleculeError(f"{place}: '{name}' is none of the atoms above")
         others.append(other)

@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 from array import array
 
-from orbitrax.arrays import as_numpy, flat
+from orbitrax.arrays import as_numpy, finite, flat
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.elements import SYMBOLS, formula_of
 
@@ -17,6 +17,7 @@ if TYPE_CHECKING:
     from orbitrax.arrays import Array
 
 MAX_COORDINATE = 1e6  # Angstrom
+_LARGEST = 1_000_000  # of charge, multiplicity and atomic numbers
 _WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
 
@@ -39,11 +40,13 @@ class Molecule:
                  multiplicity: int | None = None, masses: Any = None, point_charges: Any = None,
                  title: str = "molecule", notes: Sequence[str] = (),
                  remarks: Sequence[str] = (), mol: bytes | None = None):
-        self.z = tuple(int(number) for number in numbers)
+        self.z = tuple(_whole(number, "an atomic number", title) for number in numbers)
         self.xyz = self._places(positions, title)
         self.plain_masses = self._one_each(masses, "masses", title)
         self.plain_charges = self._one_each(point_charges, "point_charges", title)
-        self.charge, self.multiplicity = charge, multiplicity
+        self.charge = None if charge is None else _whole(charge, "its charge", title)
+        self.multiplicity = (None if multiplicity is None
+                             else _whole(multiplicity, "its multiplicity", title))
         self.title, self.notes, self.remarks = title, tuple(notes), tuple(remarks)
         self.mol = mol
         for number in self.z:
@@ -67,6 +70,8 @@ class Molecule:
         found = array("d", flat(values))
         if len(found) != len(self.z):
             raise MoleculeError(f"{title}: {len(self.z)} atoms need {len(self.z)} {what}")
+        if not finite(found):
+            raise MoleculeError(f"{title}: one of its {what} is a number that is none")
         return found
 
     def _check_coordinates(self) -> None:
@@ -159,6 +164,17 @@ def state_of_atoms(charge: int | None, multiplicity: int | None, charges: Sequen
     if multiplicity is None and moments is not None and math.isfinite(sum(moments)):
         multiplicity = round(abs(sum(moments))) + 1
     return charge, multiplicity, notes
+
+
+def _whole(value: Any, what: str, title: str) -> int:
+    """A whole number of any kind, a float too, as an int."""
+    try:
+        number = int(value)
+    except (TypeError, ValueError, OverflowError):
+        number = None
+    if number is None or number != value or abs(number) > _LARGEST:
+        raise MoleculeError(f"{title}: {what}, {str(value)[:40]!r}, is not a whole number")
+    return number
 
 
 def _shape(values: Any) -> tuple[int, ...]:

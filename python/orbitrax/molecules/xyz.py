@@ -7,7 +7,7 @@ numbers.
 from __future__ import annotations
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecules.comment import is_number, tell
+from orbitrax.molecules.comment import as_number, is_number, tell, whole
 from orbitrax.molecules.elements import MASSES, NUMBERS, SYMBOLS
 from orbitrax.molecules.frames import pick
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
@@ -107,10 +107,11 @@ class _Frame:
         layout: dict[str, slice] = {}
         place = 0
         for name, width in zip(parts[0::3], parts[2::3]):
-            if not width.isdecimal():
+            columns = whole(width) or 0
+            if columns < 1:
                 break
-            layout[name.lower()] = slice(place, place + int(width))
-            place += int(width)
+            layout[name.lower()] = slice(place, place + columns)
+            place += columns
         if "pos" not in layout or not {"species", "z"} & set(layout):
             raise self._error(-1, f"Properties={text[:60]} names no species and positions")
         return layout
@@ -132,14 +133,15 @@ class _Frame:
             if not is_number(word):
                 hint = ("; decimals are written with a point" if "," in word else "")
                 raise self._error(i, f"'{word}' is not a number{hint}")
-            found.append(float(word.replace("D", "E").replace("d", "e")))
+            found.append(as_number(word))
         return found
 
     def _element(self, i: int, words: Sequence[str], layout: dict[str, slice]) -> int:
         """The atomic number of a symbol in any case, a number, a label like O1, D or T."""
         word = words[layout.get("species", layout.get("z", slice(0, 1)))][0]
-        if word.isdecimal() and int(word) < len(SYMBOLS):
-            return int(word)
+        number = whole(word)
+        if number is not None and 0 <= number < len(SYMBOLS):
+            return number
         letters = word.rstrip("0123456789'*+-_")
         if letters in _ISOTOPES:
             number, self._masses[i] = _ISOTOPES[letters]
