@@ -185,6 +185,8 @@ def test_what_cannot_be_read_is_named(tmp_path, name, text, words):
 
 
 HUGE = "9" * 5000  # digits, more than Python reads
+MOL2 = ("@<TRIPOS>MOLECULE\nw\n {}\nSMALL\nUSER_CHARGES\n\n@<TRIPOS>ATOM\n1 O 0 0 0 O.3 1 W {}\n"
+        "2 H 1 0 0 H 1 W 0\n@<TRIPOS>BOND\n1 1 {} 1\n")
 
 
 @pytest.mark.parametrize("name,text,words", [
@@ -205,6 +207,9 @@ HUGE = "9" * 5000  # digits, more than Python reads
      "its multiplicity, '1.5', is not a whole number"),
     ("m.cjson", '{"chemicalJson": 1, "atoms": {"elements": {"number": [8.5]}, "coords": {"3d": '
      '[0, 0, 0]}}}', "an atomic number, '8.5', is not a whole number"),
+    ("m.mol2", MOL2.format("2 1 1", "O.8", 2), "charge of an atom is not a number"),
+    ("m.mol2", MOL2.format("-1 2 1", "0", 2), "counts less than nothing"),
+    ("m.mol2", MOL2.format("2 1 1", "0", 0), "of an atom that is not there"),
 ])
 def test_what_fuzzers_found_is_refused_in_words(tmp_path, name, text, words):
     (tmp_path / name).write_text(text)
