@@ -217,6 +217,16 @@ def test_what_fuzzers_found_is_refused_in_words(tmp_path, name, text, words):
         read_molecule(str(tmp_path / name))
 
 
+def test_what_nobody_foresaw_is_refused_in_words_and_tells_its_cause(tmp_path, monkeypatch):
+    from orbitrax.molecules import inputs
+
+    monkeypatch.setattr(inputs, "read_orca", lambda text, title: {}[title])
+    (tmp_path / "m.inp").write_text("* xyz 0 1\nO 0 0 0\n*\n")
+    with pytest.raises(MoleculeError, match="cannot be read as orca") as caught:
+        read_molecule(str(tmp_path / "m.inp"))
+    assert isinstance(caught.value.__cause__, KeyError)
+
+
 def test_a_charge_that_is_spoken_of_in_too_many_digits_is_remarked_on(tmp_path):
     (tmp_path / "m.xyz").write_text(f"1\ncharge: 0, multiplicity {HUGE}\nO 0 0 0\n")
     molecule = read_molecule(str(tmp_path / "m.xyz"))

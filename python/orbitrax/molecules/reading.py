@@ -17,6 +17,10 @@ if TYPE_CHECKING:
     from typing import Any, TextIO
 
 
+# What a reader may trip over in a file that nobody thought of.
+_UNFORESEEN = (ValueError, TypeError, LookupError, ArithmeticError, RuntimeError, MemoryError)
+
+
 class Format:
     """A format of files: its names, the endings of file names that tell of it, the module of
     orbitrax.molecules and the reader in it, and whether the reader takes `frame` and, as those of
@@ -40,7 +44,13 @@ class Format:
         if self.complete:
             about["complete"] = complete
         module = __import__(f"orbitrax.molecules.{self.module}", fromlist=[self.reader])
-        found: Molecule | None = getattr(module, self.reader)(text, title, **about)
+        try:
+            found: Molecule | None = getattr(module, self.reader)(text, title, **about)
+        except MoleculeError:
+            raise
+        except _UNFORESEEN as error:  # none is known: tests hunt for more, told by the cause
+            raise MoleculeError(f"{title}: cannot be read as {self.names[0]}: "
+                                f"{str(error)[:200] or type(error).__name__}") from error
         return found
 
 
