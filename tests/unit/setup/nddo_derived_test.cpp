@@ -171,6 +171,31 @@ TEST_P(MndoD, EffectiveExponentsGiveBackTheIntegralsOfTheTable) {
     EXPECT_EQ(x.dG1sp, 3 * sent.dHsp);
 }
 
+// F of two shells is the repulsion of their densities, G that of their product with itself.
+TEST_P(MndoD, OneCentreIntegralsAreThoseOfTheirNames) {
+    const NddoExtended& x = Derived(GetParam());
+    const SlaterShell s{x.nShell, x.dZetaS}, p{x.nShell, x.dZetaP}, d{x.nShellD, x.dZetaD};
+    const auto R = [](int k, const auto&... shells) {
+        return kHartree * RadialIntegral(k, shells...);
+    };
+    const auto F = [R](int k, auto a, auto b) { return R(k, a, b, a, b); };
+    const auto G = [R](int k, auto a, auto b) { return R(k, a, a, b, b); };
+    EXPECT_NEAR(x.dF0pp, F(0, p, p), 1e-9);
+    EXPECT_NEAR(x.dF0dd, F(0, d, d), 1e-9);
+    EXPECT_NEAR(x.dF0pd, F(0, p, d), 1e-9);
+    EXPECT_NEAR(x.dF0sd, F(0, s, d), 1e-9);
+    EXPECT_NEAR(x.dF2pp, F(2, p, p), 1e-9);
+    EXPECT_NEAR(x.dF2dd, F(2, d, d), 1e-9);
+    EXPECT_NEAR(x.dF2pd, F(2, p, d), 1e-9);
+    EXPECT_NEAR(x.dF4dd, F(4, d, d), 1e-9);
+    EXPECT_NEAR(x.dG1pd, G(1, p, d), 1e-9);
+    EXPECT_NEAR(x.dG3pd, G(3, p, d), 1e-9);
+    EXPECT_NEAR(x.dG2sd, G(2, s, d), 1e-9);
+    EXPECT_NEAR(x.dR1sppd, R(1, s, p, p, d), 1e-9);
+    EXPECT_NEAR(x.dR2sdpp, R(2, s, p, d, p), 1e-9);
+    EXPECT_NEAR(x.dR2sddd, R(2, s, d, d, d), 1e-9);
+}
+
 TEST_P(MndoD, TheRowTakesTheMultipolesOfSAndP) {
     const NddoExtended& x = Derived(GetParam());
     const NddoRow& row = setup.pNddo[RowOf(GetParam())];

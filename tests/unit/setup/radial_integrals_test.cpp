@@ -94,7 +94,10 @@ TEST(RadialIntegrals, AreZeroWhereTheyDoNotExist) {
     const SlaterShell one{1, 1.0};
     for (const double dZeta : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
         const SlaterShell bad{3, dZeta};
-        EXPECT_EQ(RadialIntegral(0, bad, one, bad, one), 0.0);
+        EXPECT_EQ(RadialIntegral(0, bad, one, one, one), 0.0);
+        EXPECT_EQ(RadialIntegral(0, one, bad, one, one), 0.0);
+        EXPECT_EQ(RadialIntegral(0, one, one, bad, one), 0.0);
+        EXPECT_EQ(RadialIntegral(0, one, one, one, bad), 0.0);
         EXPECT_EQ(ChargeSeparation(3, 3, 1, dZeta, 1.0), 0.0);
     }
     EXPECT_EQ(UnitRadialIntegral(2, 1), 0.0);

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "job/state.h"
@@ -24,6 +26,20 @@ TEST_F(Units, HartreeMethodsWorkInBohrAndTheOthersInAngstrom) {
             EXPECT_FLOAT_EQ(static_cast<float>(system.pCoords[i]), flPlaces[i] * flFactor)
                 << nMethod;
         EXPECT_EQ(system.pAtoms[0].flZ, 3.0F) << "the records stay as they came";
+    }
+}
+
+TEST_F(Units, PlacesThatCameInFullAreTakenInsteadOfTheRecords) {
+    const double pPlaces[] = {1.0 + 1e-12, 2, 3, 10, 20, 30};  // more than a record holds
+    for (const int nMethod : {kCndo, kIndo, kZindo1, kZindoS, kMindo3, kAm1, kMndoD}) {
+        const bool fBohr = nMethod < kMindo3 || nMethod == kZindo1 || nMethod == kZindoS;
+        UseMethod(nMethod);
+        UseAtoms({{8, 4, 5, 6}, {1, 7, 8, 9, kClassical}});
+        further.pXyz.Take(6, kSetUp);
+        std::copy(std::begin(pPlaces), std::end(pPlaces), further.pXyz.Data());
+        TakeCoordinates();
+        for (std::size_t i = 0; i < 6; ++i)
+            EXPECT_DOUBLE_EQ(system.pCoords[i], pPlaces[i] * (fBohr ? 1.889726 : 1.0)) << nMethod;
     }
 }
 

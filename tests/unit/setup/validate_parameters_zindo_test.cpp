@@ -152,6 +152,28 @@ TEST_F(ZindoParameters, WeightsAreTwoInTheFirstAndThreeInTheSecondTransitionRow)
                     "ground state of the transition metal are not normalized."});
 }
 
+TEST_F(ZindoParameters, WeightsAreThoseOfScandiumToCopperAndOfYttriumToSilver) {
+    for (const auto& [nElement, fWeighed] :
+         {std::pair{20, false}, {21, true}, {29, true}, {30, false}, {38, false}, {39, true},
+          {47, true}, {48, false}}) {
+        NewScriptedClient();
+        UseMethod(kZindoS);
+        for (double& w : parameters.pZindoParams[nElement - 1].dConfigMix) w = 0;
+        UseAtoms({{nElement}, {nElement, 3, 0, 0}});
+        EXPECT_EQ(TrySetUp() == kMsgConfigurationMixZero, fWeighed) << nElement;
+    }
+}
+
+TEST_F(ZindoParameters, OfASecondConfigurationWithoutWeightDoNotMatter) {
+    UseMethod(kZindo1);
+    ZindoRow& row = parameters.pZindoParams[25];
+    row.dConfigMix[0] = 1, row.dConfigMix[1] = 0;
+    for (double& d : row.dIonisation2) d = 0;
+    UseIron();
+    EXPECT_EQ(TrySetUp(), 0);
+    EXPECT_EQ(client.Warnings(), Lines());
+}
+
 TEST_F(ZindoParameters, WeightsWithinARoundingOfOneAreNormalised) {
     UseMethod(kZindo1);
     parameters.pZindoParams[25].dConfigMix[0] = 1.000009;
