@@ -146,6 +146,7 @@ TEST_F(RestraintTerms, TorsionGoesTheShorterWayRound) {
     const double d = 179.0 * kDegree;
     EXPECT_NEAR(Term(Chain(-d), d).dEnergy, k * std::pow(2.0 * kDegree, 2), 1e-7);
     EXPECT_NEAR(Term(Chain(d), d + 4.0 * std::numbers::pi).dEnergy, 0.0, 1e-9);
+    EXPECT_NEAR(Term(Chain(d), -d).dEnergy, k * std::pow(2.0 * kDegree, 2), 1e-7);
     EXPECT_LT(WorstDeviation(Chain(-d), d), 2e-5);
 }
 
