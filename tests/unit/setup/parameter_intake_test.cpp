@@ -127,6 +127,7 @@ TEST_F(ParameterIntake, AFullIntakeBringsTheTablesOfEveryMethod) {
 }
 
 TEST_F(ParameterIntake, ExtendedHueckelHasNoTables) {
+    EXPECT_EQ(ParameterBlockBytes(kExtendedHueckel), 0);
     client.Poke(8);
     client.Poke(static_cast<int>(kExtendedHueckel));
     ReadParameters();
