@@ -14,10 +14,12 @@ import subprocess
 import sys
 import tempfile
 from collections import Counter
+from functools import lru_cache
 from pathlib import Path
 from typing import NamedTuple
 
 ROOT = Path(__file__).resolve().parents[1]
+KNOWN = Path(__file__).with_name("mutants_that_change_nothing.txt")
 BUILD = ROOT / "build" / "release"
 JOB_ROOMS = ("search", "geometry", "dynamics", "vibrations")  # these have a program of their own
 PATIENCE = 120  # seconds that the tests of a room may take; more is a loop without an end
@@ -28,7 +30,8 @@ SWAPS = {" + ": " - ", " - ": " + ", " * ": " / ", " / ": " * ", " < ": " <= ", 
          "std::max(": "std::min(", "std::min(": "std::max("}
 PLACES = re.compile("|".join(sorted(map(re.escape, SWAPS), key=len, reverse=True))
                     + r"|(?<![\w.])\d+(?:\.\d+)?(?![\w.])")
-PASSED_OVER = re.compile(r'^\s*(#|//|static_assert|template|using |namespace )|"|Yield\(|kCharge')
+PASSED_OVER = re.compile(r'^\s*(#|//|static_assert|template|using |namespace )|"|Yield\(|kCharge'
+                         r"|reserve\(|alignas|__restrict|\bstd::array<")
 
 
 class Mutant(NamedTuple):
@@ -47,6 +50,11 @@ class Mutant(NamedTuple):
         lines[self.line] = line[:self.column] + self.new + line[self.column + len(self.old):]
         return "\n".join(lines)
 
+    def known_as(self) -> str:
+        """How the list of changes that no test can see has it: the file and its changed line."""
+        line = self.text().split("\n")[self.line].split("//")[0].strip()
+        return f"{self.path.relative_to(ROOT).as_posix()}: {line}"
+
     def __str__(self) -> str:
         told = self.path.relative_to(ROOT).as_posix()
         return f"{told}:{self.line + 1}:{self.column + 1}: '{self.old}' to '{self.new}'"
@@ -64,7 +72,13 @@ def mutants(path: Path) -> list[Mutant]:
             new = str(float(old) * 1.1 + 0.1 if "." in old else int(old) + 1) if number_like \
                 else SWAPS[old]
             found.append(Mutant(path, number, place.start(), old, new))
-    return found
+    return [mutant for mutant in found if mutant.known_as() not in known()]
+
+
+@lru_cache
+def known() -> frozenset[str]:
+    """The changes that change nothing, so that no test can see them."""
+    return frozenset(line for line in KNOWN.read_text().split("\n") if not line.startswith("#"))
 
 
 def program_of(path: Path) -> str:
@@ -72,6 +86,7 @@ def program_of(path: Path) -> str:
     return "job_tests" if path.parent.name in JOB_ROOMS else "unit_tests"
 
 
+@lru_cache
 def suites(path: Path) -> str:
     """The filter that chooses the tests of a source file's room."""
     names: set[str] = set()
@@ -81,6 +96,7 @@ def suites(path: Path) -> str:
     return ":".join(f"{name}.*:*/{name}.*" for name in kept)
 
 
+@lru_cache
 def commands(target: str) -> list[str]:
     """What ninja would do for a target, last the step that makes it."""
     run = subprocess.run(["ninja", "-C", str(BUILD), "-t", "commands", target], text=True,
@@ -99,6 +115,7 @@ def compiled(mutant: Mutant, folder: Path) -> Path | None:
     for option in ("-o", "-MF", "-MT"):
         words[words.index(option) + 1] = str(folder / "mutant.o")
     words[words.index("-MF") + 1] = str(folder / "mutant.d")
+    words = ["-O1" if word == "-O3" else word for word in words]  # compiled once, run once
     done = subprocess.run([*words, f"-I{mutant.path.parent}", "-w"], cwd=BUILD, capture_output=True)
     return folder / "mutant.o" if done.returncode == 0 else None
 
@@ -110,9 +127,15 @@ def linked(mutant: Mutant, thing: Path, folder: Path) -> Path:
     start = line.index("&& ") + 3 if line.startswith(":") else 0
     words = shlex.split(line[start:].split(" && ")[0])
     words[words.index("-o") + 1] = str(folder / "tests")
+    words = [word for word in words if _of_room(word, mutant.path.parent.name)]
     words.insert(words.index("-o"), str(thing))
     subprocess.run(words, cwd=BUILD, check=True)
     return folder / "tests"
+
+
+def _of_room(word: str, room: str) -> bool:
+    """Whether an argument of the linker is none of another room's tests."""
+    return "/unit/" not in word or f"/unit/{room}/" in word
 
 
 def fate(mutant: Mutant, folder: Path) -> str:
