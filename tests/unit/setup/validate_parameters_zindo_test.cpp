@@ -153,9 +153,14 @@ TEST_F(ZindoParameters, WeightsAreTwoInTheFirstAndThreeInTheSecondTransitionRow)
 }
 
 TEST_F(ZindoParameters, WeightsAreThoseOfScandiumToCopperAndOfYttriumToSilver) {
-    for (const auto& [nElement, fWeighed] :
-         {std::pair{20, false}, {21, true}, {29, true}, {30, false}, {38, false}, {39, true},
-          {47, true}, {48, false}}) {
+    for (const auto& [nElement, fWeighed] : {std::pair{20, false},
+                                             {21, true},
+                                             {29, true},
+                                             {30, false},
+                                             {38, false},
+                                             {39, true},
+                                             {47, true},
+                                             {48, false}}) {
         NewScriptedClient();
         UseMethod(kZindoS);
         for (double& w : parameters.pZindoParams[nElement - 1].dConfigMix) w = 0;
