@@ -37,8 +37,8 @@ def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
 
 
 def flat(values: Any) -> array[Any]:
-    """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array. Raises TypeError for
-    what is no number."""
+    """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array.
+    Raises TypeError for what is no number."""
     if hasattr(values, "ravel"):
         return array("d", values.ravel().tolist())
     if isinstance(values, array):
