@@ -57,20 +57,57 @@ void PackA(const Product& product, int i0, int nRows, int k0, int nInner, double
                        Least(kTileRows, nRows - i), WeightOf(product, k0 + k), pPacked);
 }
 
+/// A row of a tile of B, nHere of kTileColumns elements beside one another; zero beyond them.
+[[gnu::always_inline]] inline void PackRow(const double* pFrom, int nHere, double* pTo) {
+    constexpr Wide kNone = {};
+    for (int w = 0; w < kTileColumns; w += kWide) {
+        Wide x;
+        if (w + kWide <= nHere) {
+            Load(pFrom + w, x);
+            Store(pTo + w, x);
+            continue;
+        }
+        Store(pTo + w, kNone);
+        for (int c = w; c < nHere; ++c) pTo[c] = pFrom[c];
+    }
+}
+
+/// A tile of B whose columns lie along the memory, nStep apart.
+void PackColumns(const double* pFrom, std::ptrdiff_t nRowStep, std::ptrdiff_t nStep, int nInner,
+                 int nHere, double* pTo) {
+    for (int c = 0; c < nHere; ++c)
+        for (int k = 0; k < nInner; ++k)
+            pTo[k * kTileColumns + c] = pFrom[k * nRowStep + c * nStep];
+    for (int k = 0; k < nInner && nHere < kTileColumns; ++k)
+        for (int c = nHere; c < kTileColumns; ++c) pTo[k * kTileColumns + c] = 0.0;
+}
+
 /// A strip of B as tiles of kTileColumns: pPacked[tile][k][column], zero beyond the last column.
 void PackB(const Factor& b, int k0, int nInner, int j0, int nColumns, double* pPacked) {
     const double* pFrom = b.pData + k0 * b.nRowStep + j0 * b.nColumnStep;
-    for (int k = 0; k < nInner; ++k) {
-        double* pTo = pPacked + k * kTileColumns;
-        const double* p = pFrom + k * b.nRowStep;
-        for (int j = 0; j < nColumns; j += kTileColumns, pTo += nInner * kTileColumns) {
-            const int nHere = Least(kTileColumns, nColumns - j);
-            if (nHere == kTileColumns && b.nColumnStep == 1) {
-                std::memcpy(pTo, p + j, kTileColumns * sizeof(double));
-                continue;
-            }
-            for (int c = 0; c < nHere; ++c) pTo[c] = p[(j + c) * b.nColumnStep];
-            for (int c = nHere; c < kTileColumns; ++c) pTo[c] = 0.0;
+    for (int j = 0; j < nColumns; j += kTileColumns, pPacked += nInner * kTileColumns) {
+        const int nHere = Least(kTileColumns, nColumns - j);
+        const double* p = pFrom + j * b.nColumnStep;
+        if (b.nColumnStep != 1)
+            PackColumns(p, b.nRowStep, b.nColumnStep, nInner, nHere, pPacked);
+        else
+            for (int k = 0; k < nInner; ++k)
+                PackRow(p + k * b.nRowStep, nHere, pPacked + k * kTileColumns);
+    }
+}
+
+/// The product of a packed strip of A and the first kWides registers of one of B.
+template <int kWides>
+[[gnu::always_inline]] inline void SumTile(int nInner, const double* pA, const double* pB,
+                                           Wide (&sum)[kTileRows][kWides]) {
+    for (int k = 0; k < nInner; ++k, pA += kTileRows, pB += kTileColumns) {
+        Wide b[kWides];
+#pragma GCC unroll 4
+        for (int w = 0; w < kWides; ++w) Load(pB + w * kWide, b[w]);
+#pragma GCC unroll 16
+        for (int r = 0; r < kTileRows; ++r) {
+#pragma GCC unroll 4
+            for (int w = 0; w < kWides; ++w) sum[r][w] += pA[r] * b[w];
         }
     }
 }
@@ -83,16 +120,7 @@ void PackB(const Factor& b, int k0, int nInner, int j0, int nColumns, double* pP
 #pragma GCC unroll 16
     for (int r = 0; r < kTileRows; ++r)
         for (int w = 0; w < kTileWides; ++w) __builtin_prefetch(At(pC, nStepC, r) + w * kWide, 1);
-    for (int k = 0; k < nInner; ++k, pA += kTileRows, pB += kTileColumns) {
-        Wide b[kTileWides];
-#pragma GCC unroll 4
-        for (int w = 0; w < kTileWides; ++w) Load(pB + w * kWide, b[w]);
-#pragma GCC unroll 16
-        for (int r = 0; r < kTileRows; ++r) {
-#pragma GCC unroll 4
-            for (int w = 0; w < kTileWides; ++w) sum[r][w] += pA[r] * b[w];
-        }
-    }
+    SumTile(nInner, pA, pB, sum);
 #pragma GCC unroll 16
     for (int r = 0; r < kTileRows; ++r) {
 #pragma GCC unroll 4
@@ -106,11 +134,27 @@ void PackB(const Factor& b, int k0, int nInner, int j0, int nColumns, double* pP
     }
 }
 
+/// A tile into memory, rows of kTileColumns, of which kWides registers are made.
+template <int kWides>
+void StoreTile(int nInner, const double* pA, const double* pB, double* pTile) {
+    Wide sum[kTileRows][kWides] = {};
+    SumTile(nInner, pA, pB, sum);
+#pragma GCC unroll 16
+    for (int r = 0; r < kTileRows; ++r)
+#pragma GCC unroll 4
+        for (int w = 0; w < kWides; ++w) Store(pTile + r * kTileColumns + w * kWide, sum[r][w]);
+}
+
 /// A tile at the edge of the matrix or of the wanted triangle: by way of a tile in memory.
 void AddPartOfTile(const Product& product, int i0, int j0, int nRows, int nColumns, int nInner,
                    const double* pA, const double* pB) {
-    alignas(64) double tile[kTileRows * kTileColumns] = {};
-    AddTile(nInner, pA, pB, tile, kTileColumns);
+    alignas(64) double tile[kTileRows * kTileColumns];
+    if (nColumns <= kWide)
+        StoreTile<1>(nInner, pA, pB, tile);
+    else if (nColumns <= 2 * kWide)
+        StoreTile<2>(nInner, pA, pB, tile);
+    else
+        StoreTile<kTileWides>(nInner, pA, pB, tile);
     for (int r = 0; r < nRows; ++r) {
         double* c = At(product.pC, product.nStepC, i0 + r) + j0;
         int nFirst = 0, nEnd = nColumns;
