@@ -13,31 +13,33 @@ namespace {
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon() / 2.0;
 
-/// The eigenvalue of the block of rows m - 1 and m that is nearer to the last element.
-double Shift(const double* d, const double* vOff, int m) {
+/// The eigenvalue of the block of rows m - 1 and m that is nearer to the last element. vSquares are
+/// those of the elements beside the diagonal.
+double Shift(const double* d, const double* vSquares, int m) {
     const double dMiddle = (d[m - 1] + d[m]) / 2.0;
     const double a = d[m] - dMiddle;
-    const double r = std::sqrt(a * a + vOff[m - 1] * vOff[m - 1]);
+    const double r = std::sqrt(a * a + vSquares[m - 1]);
     return dMiddle + (a < 0.0 ? -r : r);
 }
 
-/// One step T := R Q + shift with T - shift = Q R, on the rows l .. m.
-void QrStep(double* d, double* vOff, int l, int m) {
-    const double dShift = Shift(d, vOff, m);
-    double c = 1.0, s = 0.0;
-    d[l] -= dShift;
+/// One step T := R Q + shift with T - shift = Q R, on the rows l .. m, on the squares of the
+/// elements beside the diagonal and without a root: its chain of operations is the shorter by it.
+void QrStep(double* d, double* vSquares, int l, int m) {
+    const double dShift = Shift(d, vSquares, m);
+    double c = 1.0, s = 0.0;  // squares of the rotation's cosine and sine
+    double g = d[l] - dShift, p = g * g;
     for (int k = l; k < m; ++k) {
-        const double r = std::sqrt(vOff[k] * vOff[k] + d[k] * d[k]);
-        const double g = d[k] * c, p = vOff[k] * c;  // the rotation before reaches this column too
-        if (k > l) vOff[k - 1] = s * r;
-        c = r == 0.0 ? 1.0 : d[k] / r;
-        s = r == 0.0 ? 0.0 : vOff[k] / r;
-        const double h = d[k + 1] - dShift;
-        d[k] = (p * c + h * s) * s + dShift + g;
-        d[k + 1] = h * c - s * p;
+        const double b = vSquares[k], r = p + b;
+        if (k > l) vSquares[k - 1] = s * r;
+        const double dOldCosine = c, dOld = g, a = d[k + 1];
+        c = r == 0.0 ? 1.0 : p / r;
+        s = r == 0.0 ? 0.0 : b / r;
+        g = c * (a - dShift) - s * dOld;
+        d[k] = dOld + (a - g);
+        p = c == 0.0 ? dOldCosine * b : g * g / c;
     }
-    vOff[m - 1] = d[m] * s;
-    d[m] = d[m] * c + dShift;
+    vSquares[m - 1] = s * p;
+    d[m] = g + dShift;
 }
 
 /// One step on the rows l .. m, with the eigenvalue of the first 2 x 2 block as shift.
@@ -90,9 +92,11 @@ double TridiagonalNorm(int n, const double* vDiagonal, const double* vOff) {
 
 int TridiagonalEigenvalues(int n, double dNegligible, double* vValues, double* vOff) {
     int nSteps = 0;
+    const double dNegligibleSquare = std::copysign(dNegligible * dNegligible, dNegligible);
+    for (int i = 0; i < n; ++i) vOff[i] *= vOff[i];
     for (int m = n - 1, nHere = 0; m > 0;) {
         int l = m;
-        while (l > 0 && std::abs(vOff[l - 1]) >= dNegligible) --l;
+        while (l > 0 && vOff[l - 1] >= dNegligibleSquare) --l;
         if (l == m || nHere == kMostSteps) {
             --m;
             nHere = 0;

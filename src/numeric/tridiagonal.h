@@ -8,7 +8,8 @@ double TridiagonalNorm(int n, const double* vDiagonal, const double* vOff);
 
 /// Eigenvalues of a symmetric tridiagonal matrix of order n >= 1, ascending, by QR iteration with
 /// the eigenvalue of the last 2 x 2 block as shift. An off-diagonal element below dNegligible
-/// counts as 0. J. H. Wilkinson, C. Reinsch, Handbook for Automatic Computation II, II/3.
+/// counts as 0. It works on the squares of these elements, without roots: C. H. Reinsch, Numer.
+/// Math. 17, 435 (1971); B. N. Parlett, The Symmetric Eigenvalue Problem, 8-15.
 ///
 /// vValues is the diagonal in and the eigenvalues out; vOff, as above, is destroyed. At most
 /// kMostSteps steps are spent on one eigenvalue, which is then taken as it is; so it ends whatever

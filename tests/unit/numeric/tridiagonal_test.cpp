@@ -34,6 +34,7 @@ TEST(TridiagonalEigenvalues, NeglectsWhatIsBelowTheLimitAndNotWhatMeetsIt) {
     double d[] = {0.0, 1.0}, e[] = {1e-3, 0.0};
     EXPECT_EQ(TridiagonalEigenvalues(2, 1.1e-3, d, e), 0);
     EXPECT_EQ(d[1], 1.0);
+    e[0] = 1e-3;  // it is destroyed
     EXPECT_GT(TridiagonalEigenvalues(2, 1e-3, d, e), 0);
     EXPECT_NEAR(d[1], 0.5 + std::sqrt(0.25 + 1e-6), 1e-15);
 }
