@@ -213,9 +213,7 @@ void TestState(Search& search, Array<double>& vDirection) {
         word.nAllCycles += apart.nProducts;
         if (word.nFound == kStable) word.nFound = Judge(apart, kUnstableToSpins);
     }
-    FillDensities(electrons);
-    EvaluateFock(electrons);
-    word.fAufbau = TakeOrbitals(electrons);
+    FillDensities(electrons);  // the test left orbitals and levels as they were
 }
 
 /// Goes down along the instability, to either side, by one way or the other. Returns whether a
