@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kMostVectors = 24;     ///< of the subspace; then it starts anew from its lowest
 constexpr int kStartVectors = 3;     ///< lowest differences of levels to begin with
-constexpr double kMixedIn = 0.05;    ///< of all rotations in each start, against symmetry
+constexpr double kMixedIn = 0.2;     ///< of all rotations in each start, against symmetry
 constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
 
 struct Space {
@@ -137,7 +137,8 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
         const double dResidual = std::sqrt(Dot(space.nSize, vResidual.Data(), vResidual.Data()));
         found.dLowest = dLowest * electrons.dEv;
         // The error of an eigenvalue is at most the residual, and mostly its square by a gap.
-        found.fKnown = dResidual * dResidual < dError * 0.1 / electrons.dEv;
+        found.fKnown = dResidual * dResidual <
+                       std::max(dError, kCurvaturePart * std::abs(dLowest)) * 0.1 / electrons.dEv;
         if (found.fKnown || found.nProducts >= nMost) return found;
         for (int i = 0; i < space.nSize; ++i) {
             const double d = space.vBend[i] - dLowest;

@@ -8,13 +8,13 @@ namespace qsolve {
 
 /// The lowest curvature found, and along what.
 struct Curvature {
-    bool fKnown = false;   ///< found to kCurvatureError, or certain to be negative
+    bool fKnown = false;   ///< found to its error, or nothing is left to be tried
     double dLowest = 0.0;  ///< eV for a turn by one radian in all
     int nProducts = 0;     ///< Fock matrices of all sets that it took
 };
 
-/// Error of a curvature, eV.
-constexpr double kCurvatureError = 1e-3;
+/// Error of a curvature, eV, or of a large one as a part of it.
+constexpr double kCurvatureError = 1e-3, kCurvaturePart = 1e-3;
 
 /// The lowest eigenvalue of the second derivatives of the energy by rotations, E(x) = E + h x x /
 /// 2, by Davidson's method with products of the Fock builder; R. Seeger, J. A. Pople, J. Chem.
