@@ -6,7 +6,6 @@ the first look; a command that only prints never loads numpy.
 
 from __future__ import annotations
 
-import struct
 import sys
 from array import array
 
@@ -21,10 +20,9 @@ if TYPE_CHECKING:
 
 # Digits of a number in single precision: six are always kept, nine tell any two apart. Numbers
 # below the smallest normal one have fewer.
-_DIGITS, _FEWER_DIGITS = range(6, 10), range(1, 10)
+_FEWER_DIGITS = range(1, 10)
 _SMALLEST_NORMAL = 2.0**-126
 _SIX_DIGITS = 999999.5
-_SINGLE = struct.Struct("f")
 
 
 def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
@@ -81,11 +79,17 @@ def shortest(value: float) -> float:
     single = array("f", (value,))[0]
     if single.is_integer() and -_SIX_DIGITS < single < _SIX_DIGITS:
         return single
-    for digits in _DIGITS if abs(single) >= _SMALLEST_NORMAL else _FEWER_DIGITS:
-        text = float(f"{single:.{digits}g}")
-        if _SINGLE.unpack(_SINGLE.pack(text))[0] == single:
-            return text
-    return single
+    if abs(single) < _SMALLEST_NORMAL:
+        return next((text for digits in _FEWER_DIGITS if array("f", (
+            text := float(f"{single:.{digits}g}"),))[0] == single), single)
+    seven = float(f"{single:.7g}")  # seven or eight is what most need
+    if array("f", (seven,))[0] == single:
+        six = float(f"{single:.6g}")
+        return six if array("f", (six,))[0] == single else seven
+    eight = float(f"{single:.8g}")
+    if array("f", (eight,))[0] == single:
+        return eight
+    return float(f"{single:.9g}") if single - single == 0 else single
 
 
 class ArrayField:

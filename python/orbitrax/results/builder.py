@@ -92,6 +92,8 @@ class ResultBuilder:
 
     def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
+        # Where sections follow, they take the place of all of these.
+        number = _finite if self._job.settings.precise else _shortest
         for field_name, name in (("flElectronicEnergy", "electronic_energy"),
                                  ("flCoreEnergy", "core_energy"),
                                  ("flBindingEnergy", "binding_energy"),
@@ -99,16 +101,16 @@ class ResultBuilder:
                                  ("flHeatOfFormation", "heat_of_formation"),
                                  ("flTotalEnergy", "total_energy"),
                                  ("flRmsGradient", "rms_gradient")):
-            setattr(result, name, shortest(_finite(values[field_name], field_name)))
+            setattr(result, name, number(values[field_name], field_name))
         if not self._job.method.has_heats:
             result.heat_of_formation = None
-        result.dipole = [shortest(_finite(values[name], name)) for name in
+        result.dipole = [number(values[name], name) for name in
                          ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")]
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
         if self._job.settings.restrain:
             result.restraint_energy = sum(
-                shortest(_finite(values[name], name)) for name in
+                number(values[name], name) for name in
                 ("flTetherEnergy", "flStretchEnergy", "flBendEnergy", "flTorsionEnergy"))
         if self._job.settings.calc_kind in SEARCHES:
             result.converged = bool(values["fConverged"])
@@ -273,6 +275,10 @@ def _finite(value: float, what: str) -> float:
     if not math.isfinite(value):
         raise CalculationFailed(f"the backend sent a number that is not finite, in {what}")
     return value
+
+
+def _shortest(value: float, what: str) -> float:
+    return shortest(_finite(value, what))
 
 
 def _all_finite(values: Any, what: str) -> Any:
