@@ -107,6 +107,8 @@ class Record:
     def pack(self, values: Mapping[str, Any]) -> bytes:
         """The bytes of a record; what has no value is 0. A count in front of a type takes as many
         values, or fewer. Raises struct.error or OverflowError for what does not fit."""
+        if not any(self._counts):
+            return self._struct.pack(*[values.get(name, 0) for name in self.fields])
         flat: list[Any] = []
         for name, count in zip(self.fields, self._counts):
             value = values.get(name, 0)

@@ -40,7 +40,7 @@ class Told:
 def is_number(word: str) -> bool:
     """Whether a word is a number, of Fortran too."""
     try:
-        float(word.replace("D", "E").replace("d", "e"))
+        as_number(word)
     except ValueError:
         return False
     return "_" not in word
@@ -48,7 +48,10 @@ def is_number(word: str) -> bool:
 
 def as_number(word: str) -> float:
     """A word for which `is_number` holds."""
-    return float(word.replace("D", "E").replace("d", "e"))
+    try:
+        return float(word)
+    except ValueError:
+        return float(word.replace("D", "E").replace("d", "e"))
 
 
 def whole(word: str) -> int | None:

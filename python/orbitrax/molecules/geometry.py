@@ -28,17 +28,17 @@ def pairs_nearer(xyz: Sequence[float], cutoff: float) -> list[tuple[int, int, fl
 
         i, j, distance = close_pairs(numpy.array(xyz).reshape(-1, 3), cutoff)
         return list(zip(i.tolist(), j.tolist(), distance.tolist()))
-    axis = max(range(3), key=lambda k: max(xyz[k::3]) - min(xyz[k::3]))
-    along = xyz[axis::3]
-    order = sorted(range(n), key=along.__getitem__)
-    found = []
-    for place, a in enumerate(order):
-        for b in order[place + 1:]:
-            if along[b] - along[a] >= cutoff:
+    sides = [xyz[k::3] for k in range(3)]
+    along, across, up = sorted(sides, key=lambda side: min(side) - max(side)) if n else sides
+    points = sorted(zip(along, across, up, range(n)))
+    most, found = cutoff * cutoff, []
+    for place, (x, y, z, a) in enumerate(points):
+        for x2, y2, z2, b in points[place + 1:]:
+            if x2 - x >= cutoff:
                 break
-            square = sum((xyz[3 * b + k] - xyz[3 * a + k]) ** 2 for k in range(3))
-            if square < cutoff * cutoff:
-                found.append((min(a, b), max(a, b), square ** 0.5))
+            square = (x2 - x) ** 2 + (y2 - y) ** 2 + (z2 - z) ** 2
+            if square < most:
+                found.append((a, b, square ** 0.5) if a < b else (b, a, square ** 0.5))
     return sorted(found)
 
 

@@ -85,8 +85,9 @@ class _Frame:
         layout = self._layout()
         numbers, xyz = [], []
         extra: dict[str, list[float]] = {}
+        width = max(part.stop for part in layout.values())
         for i in range(self._count):
-            words = self._words(i, layout)
+            words = self._words(i, width)
             numbers.append(self._element(i, words, layout))
             xyz += self._numbers(i, words, layout["pos"])
             for name in _EXTRAS:
@@ -116,13 +117,13 @@ class _Frame:
             raise self._error(-1, f"Properties={text[:60]} names no species and positions")
         return layout
 
-    def _words(self, i: int, layout: dict[str, slice]) -> list[str]:
+    def _words(self, i: int, width: int) -> list[str]:
         place = self._first + i
-        if place >= len(self._lines) or not self._lines[place].strip():
+        words = self._lines[place].split() if place < len(self._lines) else []
+        if not words:
             raise self._error(i, f"an atom should stand here; {self._count} were announced, {i} "
                                  "are there")
-        words = self._lines[place].split()
-        if len(words) < max(part.stop for part in layout.values()):
+        if len(words) < width:
             line = self._lines[place].strip()[:60]
             raise self._error(i, f"'{line}' should be a symbol and three coordinates")
         return words
@@ -139,6 +140,8 @@ class _Frame:
     def _element(self, i: int, words: Sequence[str], layout: dict[str, slice]) -> int:
         """The atomic number of a symbol in any case, a number, a label like O1, D or T."""
         word = words[layout.get("species", layout.get("z", slice(0, 1)))][0]
+        if word in NUMBERS:
+            return NUMBERS[word]
         number = whole(word)
         if number is not None and 0 <= number < len(SYMBOLS):
             return number
