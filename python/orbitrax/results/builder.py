@@ -92,7 +92,7 @@ class ResultBuilder:
 
     def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
-        # Where sections follow, they take the place of all of these.
+        # Where sections follow, they take the place of these.
         number = _finite if self._job.settings.precise else _shortest
         for field_name, name in (("flElectronicEnergy", "electronic_energy"),
                                  ("flCoreEnergy", "core_energy"),
@@ -104,7 +104,7 @@ class ResultBuilder:
             setattr(result, name, number(values[field_name], field_name))
         if not self._job.method.has_heats:
             result.heat_of_formation = None
-        result.dipole = [number(values[name], name) for name in
+        result.dipole = [_shortest(values[name], name) for name in
                          ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")]
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
