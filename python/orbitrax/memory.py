@@ -12,13 +12,14 @@ if TYPE_CHECKING:
 # what it takes at its largest (1000 and 2000 orbitals took 9), and what it cannot do with less.
 _USUAL, _LEAST = 9, 5
 _GB = 1e9
+_LARGE = 1500  # orbitals whose cycles take seconds
 
 
 def check_memory(z: Sequence[int], least_free: int | None = None) -> None:
     """Refuses atoms that are far too many for the memory that is free. z: the atomic numbers of
     what is calculated. least_free: bytes that are free at least, where that is known better.
     Raises OutOfMemory."""
-    orbitals = 4 * len(z) - 3 * sum(number <= 1 for number in z)  # d orbitals come on top
+    orbitals = orbitals_of(z)
     bytes_of_one = 8.0 * orbitals * orbitals
     free = least_free
     if free is None:
@@ -29,6 +30,20 @@ def check_memory(z: Sequence[int], least_free: int | None = None) -> None:
         raise OutOfMemory(
             f"{len(z)} atoms with {orbitals} orbitals need about {_USUAL * bytes_of_one / _GB:.0f} "
             f"GB of memory; {free / _GB:.0f} GB are free; calculate a part of it with --select")
+
+
+def forecast(z: Sequence[int]) -> str | None:
+    """What is to be said of the memory of a large calculation before it begins; None of others."""
+    orbitals = orbitals_of(z)
+    if orbitals < _LARGE:
+        return None
+    return (f"{orbitals} orbitals take about {_USUAL * 8e-9 * orbitals * orbitals:.1f} GB of "
+            "memory; how long an SCF cycle takes is told from the second one on")
+
+
+def orbitals_of(z: Sequence[int]) -> int:
+    """Orbitals of s and p functions; those of d functions come on top."""
+    return 4 * len(z) - 3 * sum(number <= 1 for number in z)
 
 
 def free_memory() -> int | None:

@@ -3,6 +3,7 @@
 import json
 import os
 import pty
+import re
 import signal
 import subprocess
 import sys
@@ -344,6 +345,33 @@ def test_progress_is_for_terminals_only(make_peer):
     assert "Iteration = 7" in on_terminal(arguments)
     assert on_terminal((*arguments, "-q")) == ""
     assert orbitrax(*arguments).stderr == ""
+
+
+def test_a_search_shows_one_energy_and_one_live_line():
+    """Rows and the line below them tell the same energies, and a row moves the line down in one
+    piece instead of taking it away."""
+    for optimizer in ("quasi-newton", "polak-ribiere"):
+        shown = on_terminal(("optimize", "examples/ethanol.xyz", "-m", "am1", "--optimizer",
+                             optimizer), COLUMNS="80")
+        rows = re.findall(r"\r +(\d+) +\d+ +(-\d+\.\d+) +(-?\d+\.\d+) +\d+\.\d+\x1b\[K\r?\n",
+                          shown)
+        first = float(rows[0][1]) - float(rows[0][2])
+        assert len(rows) >= 4
+        assert all(abs(float(energy) - first - float(change)) < 2e-5 for _, energy, change in rows)
+        told = dict(re.findall(r"cycle (\d+): ([+-]\d+\.\d+) kcal/mol, gradient", shown))
+        assert told and all(abs(float(told[cycle]) - float(change)) < 1e-4
+                            for cycle, _, change in rows if cycle in told)
+        assert "E=-" not in shown and "Conv=" not in shown
+        assert "\r\x1b[K\r\n" not in shown and shown.count("\r\x1b[K") == 1  # at the end
+
+
+def test_a_large_calculation_says_what_it_takes(make_peer, monkeypatch):
+    from orbitrax import memory
+
+    assert memory.forecast([6] * 374) is None  # 1496 orbitals
+    assert memory.forecast([6] * 750).startswith("3000 orbitals take about 0.6 GB of memory")
+    arguments = ("energy", WATER, "-m", "am1", "--backend", make_peer())
+    assert "s a cycle" not in on_terminal(arguments)
 
 
 def test_colour_is_for_terminals_and_can_be_refused(make_peer):

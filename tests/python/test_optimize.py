@@ -151,7 +151,9 @@ def test_a_terminal_shows_a_row_for_every_report_point():
     text = shown.decode()
     assert text.count("RMS gradient") == 2  # the header, and the error at the end
     for point in points:
-        assert f"{point['total_energy']:20.5f}{point['rms_gradient']:15.5f}" in text
+        change = point["total_energy"] - points[0]["total_energy"]
+        assert (f"{point['total_energy']:20.5f}{change:17.5f}{point['rms_gradient']:15.5f}"
+                in text)
 
 
 def test_wrong_usage_ends_with_2():

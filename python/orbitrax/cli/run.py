@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import _signal as signal
 import sys
+import time
 
 from orbitrax.cli.command import CommandSettings
 from orbitrax.cli.outputs import choose_output
@@ -13,7 +14,10 @@ from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxError, Stopped,
                              Terminated, TimeLimitExceeded, UsageError)
 from orbitrax.link import events
+from orbitrax.memory import forecast
 from orbitrax.molecules.reading import from_smiles, read_molecule
+
+_SLOW = 2.0  # s
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -56,6 +60,7 @@ class TaskCommand:
         self.terminal = Terminal(command.quiet, command.color, shares=(
             command.log and self.sink.path is None and sys.stdout.isatty()))
         self._run: Run | None = None
+        self._told, self._in_cycles = time.monotonic(), False  # when, and of what, a line was shown
 
     def run(self) -> int:
         """Runs the task; returns the exit status. Whatever ends it early, what there is is
@@ -120,6 +125,9 @@ class TaskCommand:
         method = command.method or self.task.default_method or ""
         run = self._run = self.task.start(molecule, method)
         self.output.follow(run, terminal)
+        large = forecast([run.job.molecule.z[i] for i in run.job.selected])
+        if large is not None:
+            terminal.note(large)
         if run.job.selection is not None and molecule.plain_charges is None:
             terminal.warning("the atoms outside the selection carry no charges in this file and "
                              "have no effect but to end cut bonds")
@@ -139,9 +147,20 @@ class TaskCommand:
         if isinstance(event, events.StatusLine):
             text = self._run.progress(event.text) if self._run is not None else event.text
             if text is not None:
-                self.terminal.progress(text)
+                self.terminal.progress(text + self._pace(text))
         elif isinstance(event, events.LogLine) and self.command.log:
             self.sink.write(event.text + "\n")
+
+    def _pace(self, text: str) -> str:
+        """How long a cycle takes, of those that take long: what is shown of them stands still."""
+        now = time.monotonic()
+        since, self._told = now - self._told, now
+        return f" ({since:.0f} s a cycle)" if self._cycles(text) and since > _SLOW else ""
+
+    def _cycles(self, text: str) -> bool:
+        """Whether this line and the one before it are of cycles."""
+        before, self._in_cycles = self._in_cycles, "ycle" in text or "Iter" in text
+        return before and self._in_cycles
 
     def _molecule(self) -> Molecule:
         command = self.command

@@ -32,6 +32,7 @@ class Terminal:
             color == "auto" and terminal and not os.environ.get("NO_COLOR"))
         self._live = terminal and not quiet and not shares
         self._shown = False
+        self._line = ""  # of progress, as it stands there
         self._turn = 0
 
     def error(self, text: str) -> None:
@@ -65,7 +66,8 @@ class Terminal:
         self._turn = (self._turn + 1) % len(_SPINNER)
         columns = self._columns() - 1
         visible = "".join(c if c.isprintable() else " " for c in text)
-        self._write(f"\r{_SPINNER[self._turn]} {visible}"[:columns + 1] + "\x1b[K")
+        self._line = f"\r{_SPINNER[self._turn]} {visible}"[:columns + 1] + "\x1b[K"
+        self._write(self._line)
         self._shown = True
 
     @staticmethod
@@ -81,10 +83,10 @@ class Terminal:
         sys.stderr.flush()
 
     def row(self, text: str) -> None:
-        """A line that stays, above the progress line, on a terminal only."""
+        """A line that stays, above the progress line, which moves down, on a terminal only."""
         if self._live:
-            self.end_progress()
-            print(printable(text), file=sys.stderr, flush=True)
+            below = self._line if self._shown else ""
+            self._write(f"\r{printable(text)}\x1b[K\n{below}")
 
     def end_progress(self) -> None:
         """Takes the progress line away."""

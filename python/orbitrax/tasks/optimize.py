@@ -49,6 +49,10 @@ class Search(Run):
         """Takes what belongs to report points."""
         self.points.collect(event)
 
+    def progress(self, text: str) -> str | None:
+        """Where the search is, by the quantities of its rows."""
+        return self.points.live(text)
+
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a search that has found no minimum."""
         many = unconverged_scfs(result)

@@ -37,6 +37,28 @@ class ReportPoints:
         self._point: dict[str, Any] = {}
         self._xyz: array[float] | None = None
 
+    @property
+    def since_the_start(self) -> float:
+        """By how much the energy of the last point is above that of the first, kcal/mol."""
+        change: float = self.values[-1]["total_energy"] - self.values[0]["total_energy"]
+        return change
+
+    def live(self, text: str) -> str | None:
+        """What is shown while a search works, for a status line of the backend: the last point, in
+        the quantities of its row, and what the SCF does. None for what is shown already."""
+        words = text.replace("[", " ").replace("]", " ").replace("=", " ").split()
+        told = dict(zip(words, words[1:]))
+        cycle = told.get("Iteration") or told.get("Iter")
+        if cycle is None:
+            return None if self.last is not None or text.startswith("E=") else text
+        change = told.get("Difference") or told.get("Diff")
+        scf = f"SCF cycle {cycle}, change {change}"
+        if self.last is None:
+            return scf
+        last = self.last.values
+        return (f"cycle {last['cycle']}: {self.since_the_start:+.4f} kcal/mol, gradient "
+                f"{last['rms_gradient']:.4f}; {scf}")
+
     def collect(self, event: events.Event) -> None:
         """Takes an event; the precise results are the last of a point."""
         if isinstance(event, events.ResultBlock):

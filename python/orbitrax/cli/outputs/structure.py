@@ -21,7 +21,8 @@ if TYPE_CHECKING:
     from orbitrax.tasks.report_points import ReportPoint
     from orbitrax.tasks.task import Run
 
-_HEADER = f"{'cycle':>6}{'points':>8}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
+_HEADER = (f"{'cycle':>6}{'points':>8}{'energy (kcal/mol)':>20}{'since the start':>17}"
+           f"{'RMS gradient':>15}")
 
 
 class StructureOutput(Output):
@@ -63,7 +64,8 @@ class StructureOutput(Output):
             self._last = point
             values = point.values
             terminal.row(f"{values['cycle']:6d}{values['energy_points']:8d}"
-                         f"{values['total_energy']:20.5f}{values['rms_gradient']:15.5f}")
+                         f"{values['total_energy']:20.5f}{run.points.since_the_start:17.5f}"
+                         f"{values['rms_gradient']:15.5f}")
             if self._trajectory is not None:
                 _write_frame(self._trajectory, run, point)
 
