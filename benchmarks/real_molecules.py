@@ -3,7 +3,7 @@
 
     benchmarks/real_molecules.py [--write] [name ...]
 
-Sixty molecules from RDKit's force-field geometry to an RMS gradient of 0.1 kcal/(mol Angstrom):
+Sixty-one molecules from RDKit's force-field geometry to an RMS gradient of 0.1 kcal/(mol Angstrom):
 `optimize`, ASE's BFGS with the same energies, MOPAC's own search, and xtb's on its own surface
 (GFN2), where these are installed. --write puts the table into the page.
 """
@@ -42,6 +42,7 @@ MOLECULES = {
     "phenylalanine": "N[C@@H](Cc1ccccc1)C(=O)O", "tryptophan": "N[C@@H](Cc1c[nH]c2ccccc12)C(=O)O",
     "alanine dipeptide": "CC(=O)N[C@@H](C)C(=O)NC",
     "Ac-Ala3-NHMe": "CC(=O)N[C@@H](C)C(=O)N[C@@H](C)C(=O)N[C@@H](C)C(=O)NC",
+    "Ac-Ala12-OH": "CC(=O)" + 12 * "N[C@@H](C)C(=O)" + "O",
     "menthol": "CC1CCC(C(C)C)C(O)C1", "camphor": "CC1(C)C2CCC1(C)C(=O)C2",
     "testosterone": "CC12CCC3C(CCC4=CC(=O)CCC34C)C1CCC2O",
     "morphine": "CN1CCC23C4Oc5c(O)ccc(CC1C2C=CC4O)c35",

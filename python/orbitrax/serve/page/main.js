@@ -50,7 +50,6 @@ async function openAbout() {
 
 async function start() {
   startTheme();
-  viewer.startViewer();
   try {
     page.about = await ask("GET", "/api/about");
   } catch (error) {
@@ -63,6 +62,9 @@ async function start() {
   $("open-history").addEventListener("click", openHistory);
   $("open-about").addEventListener("click", openAbout);
   addEventListener("hashchange", fromAddress);
+  performance.mark("usable"); // a molecule can be typed; the viewer takes its time
+  await viewer.startViewer();
+  performance.mark("viewer");
   await fromAddress();
   document.documentElement.dataset.ready = "yes";
   say("The page is ready");

@@ -7,7 +7,8 @@ const SMALLEST = 3.2; // Angstrom across: what is smaller is shown at this size,
 const OPACITY = 0.78; // of a surface
 let gl = null, shown = null, moving = 0, latest = null, busy = false, colours = null, labels = "none", surfaces = [];
 
-export function startViewer() {
+export async function startViewer() {
+  await scriptIsThere();
   try {
     gl = window.$3Dmol.createViewer($("viewer"), { antialias: !bySoftware(), backgroundAlpha: 0,
       minimumZoomToDistance: SMALLEST });
@@ -20,7 +21,17 @@ export function startViewer() {
   }
   $("viewer").querySelector("canvas")?.setAttribute("tabindex", "-1");
   tools();
+  if (shown) show(shown.symbols, shown.places); // it came sooner
   new ResizeObserver(() => { gl?.resize(); fit(); gl?.render(); }).observe($("viewer"));
+}
+
+// The library comes beside the page: the form need not wait for it.
+function scriptIsThere() {
+  const script = $("viewer-script");
+  return new Promise((tell) => {
+    if (window.$3Dmol) setTimeout(tell);
+    else for (const end of ["load", "error"]) script.addEventListener(end, tell, { once: true });
+  });
 }
 
 // Whether a processor has to do the work of a graphics card: smooth edges would cost it half its speed.
