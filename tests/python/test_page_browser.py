@@ -241,6 +241,20 @@ def test_bands_are_linked_with_motions_and_orbitals_both_ways(server, browser):
     browser.until("window.orbitrax.viewer.state().surfaces.length === 1")
 
 
+def test_a_motion_neither_makes_nor_tears_bonds(server, browser):
+    """Hydrogens of water that bend come as near as 1.1 Angstrom: no bond joins them."""
+    run = server.start("vibrations", "am1", server.molecule("O"), optimize=True)
+    server.ended(run)
+    browser.show(run)
+    browser.click("#tab-Infrared")
+    browser.click(".bands tbody tr:first-child button")
+    seen = browser.driver.execute_async_script(
+        "const done = arguments[0], seen = []; const look = () => {"
+        "const state = window.orbitrax.viewer.state(); seen.push(state.bonds);"
+        "if (seen.length < 45) requestAnimationFrame(look); else done(seen); }; look()")
+    assert set(seen) == {2}
+
+
 def test_a_trajectory_is_played_and_dragged(server, browser):
     run = server.start("md", "am1", server.molecule("O"), **SHORT)
     frames = server.ended(run)["frames"]
@@ -306,7 +320,7 @@ def test_a_notebook_shows_an_orbital(browser, tmp_path):
     browser.open(home)
 
 
-def look_through(browser, run, widths, shown=None):
+def look_through(browser, run, widths, shown=None, name="caffeine"):
     """Opens tabs in both themes and at widths, takes pictures, and asks axe at the narrowest."""
     browser.show(run)
     browser.driver.execute_script(AXE.read_text())
@@ -317,20 +331,27 @@ def look_through(browser, run, widths, shown=None):
         for width, height in widths.items():
             browser.size(width, height)
             for tab in shown or browser.tabs():
-                browser.click(f"#tab-{tab}")
-                if tab == "Orbitals":
-                    browser.click("[aria-label*='HOMO'] .hit")
-                    browser.until("window.orbitrax.viewer.state().shapes >= 2")
-                if tab == "Infrared":
-                    browser.click(".bands tbody tr:nth-child(3) button")
-                browser.run("scrollTo(0, 0)" if width >= 900 else
-                            "document.querySelector('.stage').scrollIntoView()")
-                browser.shot(f"{tab.lower()}-{width}-{theme}")
+                look_at(browser, tab, width)
+                browser.shot(f"{name}-{tab.lower()}-{width}-{theme}")
                 wide = browser.run("document.documentElement.scrollWidth")
                 assert wide <= width, f"{tab} is {wide} wide in a window of {width}"
                 if width == min(widths):
                     assert serious(browser) == [], (theme, width, tab)
     browser.media(prefers_reduced_motion="no-preference")
+
+
+def look_at(browser, tab, width):
+    """Opens a tab, and chooses something in it where there is something to choose."""
+    browser.click(f"#tab-{tab}")
+    if tab == "Orbitals":
+        browser.click("[aria-label*='HOMO'] .hit")
+        browser.until("window.orbitrax.viewer.state().shapes >= 2")
+    if tab in ("Infrared", "Spectrum"):
+        browser.click(".bands tbody tr:last-child button")
+    if tab == "Spectrum":
+        browser.until("document.getElementById('viewer-under').dataset.surface")
+    browser.run("scrollTo(0, 0)" if width >= 900 else
+                "document.querySelector('.stage').scrollIntoView()")
 
 
 def test_axe_finds_nothing_serious_in_either_theme(server, browser):
@@ -340,12 +361,18 @@ def test_axe_finds_nothing_serious_in_either_theme(server, browser):
 
 
 @pytest.mark.long
-@pytest.mark.timeout(600)
-def test_every_tab_looks_right_at_any_width(server, browser):
-    run = server.start("vibrations", "am1", server.molecule("Cn1cnc2c1c(=O)n(C)c(=O)n2C"),
-                       optimize=True)
-    server.ended(run, 120)
-    look_through(browser, run, {360: 800, 1024: 900, 1920: 1200})
+@pytest.mark.timeout(1200)
+@pytest.mark.parametrize("name", ["water", "formaldehyde", "ferrocene"])
+def test_every_tab_of_every_task_looks_right_at_any_width(server, browser, name):
+    molecule, method = molecules(server)[name]
+    for task, given in TASKS.items():
+        if task == "scan":
+            bend = {"water": "2,1,3", "formaldehyde": "1,2,3", "ferrocene": "2,1,3"}[name]
+            given = {"along": f"bend {bend}=110:114:4" if name != "ferrocene" else
+                     "stretch 1,2=2.06:2.08:0.02"}
+        run = server.start(task, method, molecule, **given)
+        server.ended(run, 300)
+        look_through(browser, run, {360: 800, 1024: 900, 3840: 2160}, name=f"{name}-{task}")
 
 
 def serious(browser):

@@ -105,10 +105,12 @@ function count(symbols) {
   return Object.entries(found).map(([one, n]) => `${n} ${one}`).join(", ");
 }
 
-function draw(places) {
+// bonds: of each atom, where they are not those that the distances tell.
+function draw(places, bonds = null) {
   if (!gl) return;
   gl.removeAllModels();
   const model = gl.addModel(xyzText(shown.symbols, places), "xyz");
+  if (bonds) model.selectedAtoms({}).forEach((atom, i) => Object.assign(atom, bonds[i]));
   const small = shown.symbols.length > 300 ? { stick: { radius: 0.12 } } :
     { stick: { radius: 0.11 }, sphere: { scale: 0.24 } };
   model.setStyle({}, small);
@@ -258,11 +260,13 @@ export function swing(symbols, places, moves) {
     gl.render();
     return;
   }
+  const bonds = gl.getModel().selectedAtoms({}).map((atom) => ({ bonds: [...atom.bonds],
+    bondOrder: [...atom.bondOrder] })); // none is made or torn by a motion
   let phase = 0;
   move(() => {
     phase += 0.35;
     const by = amplitude * Math.sin(phase);
-    draw(places.map((x, k) => x + by * moves[Math.floor(k / 3)][k % 3]));
+    draw(places.map((x, k) => x + by * moves[Math.floor(k / 3)][k % 3]), bonds);
     gl.render();
   });
 }
@@ -283,6 +287,8 @@ export function measure(seconds = 2) {
   });
 }
 
-export const state = () => ({ gl: Boolean(gl), atoms: shown?.symbols.length ?? 0, places: shown?.places,
+const bondCount = () => gl?.getModel()?.selectedAtoms({}).reduce((sum, atom) => sum + atom.bonds.length, 0) / 2;
+
+export const state = () => ({ gl: Boolean(gl), bonds: bondCount(), atoms: shown?.symbols.length ?? 0, places: shown?.places,
   moving: moving % 2 === 1, surfaces: surfaces.map((one) => one.title), shapes: gl?.shapes?.length ?? 0,
   coloured: Boolean(colours) });
