@@ -63,16 +63,18 @@ def usual_isovalue(grid: Grid) -> float:
 
 def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
                  view: tuple[float, float] | None = None, width: int = WIDTH,
-                 labels: bool = False) -> None:
+                 labels: bool = False, views: int = 1,
+                 orders: list[list[float]] | None = None) -> None:
     """Draws a grid: contours of a plane, surfaces of a box. The name of `path` tells the format;
     `file` is written instead if it is given. isovalue, view (azimuth and elevation, degrees): of
     the surfaces, None for what suits. width in pixels. labels: atoms get their symbols and numbers
-    from 1.
+    from 1. views: pictures of surfaces side by side, turned on by equal parts of a full turn.
+    orders: rows of two atoms from 1 and the order of their bond, which is drawn then.
 
     Raises CalculationFailed where there is nothing to be seen.
     """
     figure = (contours(grid, width, labels) if grid.frame.counts[2] == 1 else
-              surface(grid, isovalue, view, width, labels))
+              surface(grid, isovalue, view, width, labels, views, orders))
     save_figure(figure, path, file, f"{_formula(grid)}, {grid.method}: {grid.title}")
 
 
@@ -85,7 +87,8 @@ def _formula(grid: Grid) -> str:
 
 def surface(grid: Grid, isovalue: float | None = None,
             view: tuple[float, float] | None = None, width: int = WIDTH,
-            labels: bool = False) -> Any:
+            labels: bool = False, views: int = 1,
+            orders: list[list[float]] | None = None) -> Any:
     """A figure of the molecule and the surfaces of a box of values."""
     from orbitrax.pictures import render, scene
 
@@ -95,18 +98,20 @@ def surface(grid: Grid, isovalue: float | None = None,
               scene.surfaces(grid, level))
     if not meshes:
         raise CalculationFailed(_nothing_to_see(grid, level))
-    meshes += scene.molecule(grid.numbers, grid.positions)
-    camera = scene.camera(meshes, grid.positions, *(view or _usual_view(grid)), width)
-    height = camera.height
+    meshes += scene.molecule(grid.numbers, grid.positions, orders)
+    cameras = scene.around(meshes, grid.positions, view or _usual_view(grid), width, views)
+    height, width = cameras[0].height, sum(camera.width for camera in cameras)
     whole = height + (round(_SCALE * width) if paint else 0)
     figure = drawing_tools().figure.Figure((_INCHES, _INCHES * whole / width),
                                            dpi=width / _INCHES)
     axes = figure.add_axes([0, 1 - height / whole, 1, height / whole])
-    axes.imshow(render.draw(meshes, camera), interpolation="none", aspect="auto")
+    axes.imshow(np.hstack([render.draw(meshes, camera) for camera in cameras]),
+                interpolation="none", aspect="auto")
     axes.set_axis_off()
     if labels:
-        for name, place in zip(_atom_names(grid), camera.places(grid.positions)):
-            axes.text(*place, name, **_LABEL, path_effects=_halo())
+        for k, camera in enumerate(cameras):
+            for name, (x, y) in zip(_atom_names(grid), camera.places(grid.positions)):
+                axes.text(x + k * camera.width, y, name, **_LABEL, path_effects=_halo())
     if paint:
         paint.scale(figure, 1 - height / whole)
     return figure

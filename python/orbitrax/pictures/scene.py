@@ -6,6 +6,7 @@ All lengths in Angstrom.
 from __future__ import annotations
 
 import math
+from dataclasses import replace
 
 import numpy as np
 
@@ -14,6 +15,7 @@ from orbitrax.molecules.looks import COLOURS, RADII
 from orbitrax.grids.frame import BOHR_PER_ANGSTROM, principal_axes
 from orbitrax.grids.grid import Grid
 from orbitrax.pictures.render import Camera, Mesh, draw
+from orbitrax.pictures.strands import strands
 from orbitrax.pictures.surface import Field, isosurface
 
 TYPE_CHECKING = False
@@ -28,7 +30,6 @@ CLOUD = (0.35, 0.62, 0.72)  # of a density
 _SURFACE_OPACITY = 0.62
 _MAP_OPACITY = 0.82  # of a surface whose colours are to be read
 _BALL, _BALL_BY_RADIUS = 0.13, 0.2  # radius of an atom's ball: this, and this by covalent radius
-_STICK = 0.105  # radius of a bond
 _BALL_ROWS, _STICK_SIDES = 32, 28
 _LARGE = 150  # atoms, above which balls and sticks are made of fewer triangles
 _HYDROGEN, _CARBON = (0.93, 0.93, 0.93), (0.30, 0.30, 0.32)  # darker than white and grey
@@ -41,8 +42,10 @@ _SMALLEST_VIEW = 3.0  # Angstrom across
 # ---- meshes -------------------------------------------------------------------------------------
 
 
-def molecule(numbers: Array, positions: Array) -> list[Mesh]:
-    """Balls for the atoms, in the usual colours, and sticks for the bonds, half and half."""
+def molecule(numbers: Array, positions: Array,
+             orders: list[list[float]] | None = None) -> list[Mesh]:
+    """Balls for the atoms, in the usual colours, and sticks for the bonds, half and half. orders:
+    rows of two atoms from 1 and the order of their bond, which is drawn then."""
     real = np.flatnonzero(numbers > 0)
     coarse = 2 if len(real) > _LARGE else 1
     radii = _BALL + _BALL_BY_RADIUS * np.array(RADII)[numbers]
@@ -50,16 +53,22 @@ def molecule(numbers: Array, positions: Array) -> list[Mesh]:
     ball, ball_faces = _ball(_BALL_ROWS // coarse)
     stick, stick_faces = _stick(_STICK_SIDES // coarse)
     meshes = [_placed(positions[i] + radii[i] * ball, ball, ball_faces, colours[i]) for i in real]
-    for i, neighbours in enumerate(find_bonds(numbers, positions)):
+    near = find_bonds(numbers, positions)
+    known = {(int(i) - 1, int(j) - 1): order for i, j, order in orders or ()}
+    for i, neighbours in enumerate(near):
         for j in neighbours:
             half = (positions[j] - positions[i]) / 2
             length = np.linalg.norm(half)
             if length < 1e-3:
                 continue
+            ends = min(i, j), max(i, j)
+            order = 1.0 if orders is None else known.get(ends, 0.0)
             turn = _towards(half / length)
             normals = stick * [1, 1, 0] @ turn
-            shape = stick * [_STICK, _STICK, length] @ turn
-            meshes.append(_placed(positions[i] + shape, normals, stick_faces, colours[i]))
+            for aside, radius in strands(order, ends, positions, near):
+                shape = stick * [radius, radius, length] @ turn
+                meshes.append(_placed(positions[i] + aside + shape, normals, stick_faces,
+                                      colours[i]))
     return meshes
 
 
@@ -152,6 +161,17 @@ def camera(meshes: list[Mesh], positions: Array, azimuth: float, elevation: floa
     height = round(width * float(np.clip(tall / across, LOWEST, TALLEST)))
     scale = min(width / across, height / tall)
     return Camera(rotation, rotation.T @ ((low + high) / 2), scale, width, height)
+
+
+def around(meshes: list[Mesh], positions: Array, view: tuple[float, float], width: int,
+           count: int) -> list[Camera]:
+    """So many cameras, each turned on by an equal part of a full turn, with pictures of one height
+    and scale that are `width` pixels wide together."""
+    azimuth, elevation = view
+    found = [camera(meshes, positions, azimuth + 360 * k / count, elevation, width // count)
+             for k in range(count)]
+    scale, height = min(one.scale for one in found), max(one.height for one in found)
+    return [replace(one, scale=scale, height=height) for one in found]
 
 
 def image(meshes: list[Mesh], positions: Array, view: tuple[float, float], width: int

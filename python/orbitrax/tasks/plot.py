@@ -120,6 +120,7 @@ class PlotTask(Task):
     examples: ClassVar[tuple[str, ...]] = (
         "orbitrax plot examples/formaldehyde.xyz -m am1 --orbital homo -o homo.png",
         "orbitrax plot examples/caffeine.xyz -m am1 --potential -o potential.png",
+        "orbitrax plot examples/formaldehyde.xyz -m am1 --views 3 --bond-orders -o around.png",
         "orbitrax plot examples/benzene.xyz -m pm3 --orbital 15 --plane molecule=1 -o pi.svg",
         "orbitrax plot examples/water.xyz -m mndo --density -o density.cube",
     )
@@ -161,6 +162,10 @@ class PlotTask(Task):
         None, group=_PLOT, metavar="A,E", convert=parse_view,
         help="degrees by which the molecule is turned, and seen from above (default 22,40 or "
              "22,52, by what is drawn)")
+    views: int | None = option(
+        None, least=1, most=6, group=_PLOT, metavar="N",
+        help="so many pictures side by side, each turned on by an equal part of a full turn "
+             "(default 1); with --bond-orders double bonds are drawn double")
     width: int | None = option(
         None, least=100, most=4000, unit="pixels", group=_PLOT, metavar="N",
         help="pixels across (default 1200)")

@@ -70,7 +70,7 @@ class CubeOutput(_GridOutput):
     """A cube file, for other programs to draw; - prints it."""
 
     def _check_settings(self, task: PlotTask) -> None:
-        for option in ("plane", "isovalue", "view", "width", "labels"):
+        for option in ("plane", "isovalue", "view", "views", "width", "labels"):
             if getattr(task, option) not in (None, False):
                 raise UsageError(f"--{option} is for pictures (.png, .svg, .pdf); a cube file "
                                  "holds a whole box of values")
@@ -91,7 +91,7 @@ class PictureOutput(_GridOutput):
                              ".svg or .pdf")
         figures.check(self.path)
         if task.plane is not None:
-            for option in ("isovalue", "view"):
+            for option in ("isovalue", "view", "views"):
                 if getattr(task, option) is not None:
                     raise UsageError(f"--{option} is for surfaces; with --plane there are contours")
 
@@ -106,7 +106,8 @@ class PictureOutput(_GridOutput):
                                        "choose a larger --margin or --isovalue")
         try:
             picture.save_picture(grid, self.path, name, run.isovalue, task.view,
-                                 task.width or picture.WIDTH, task.labels)
+                                 task.width or picture.WIDTH, task.labels, task.views or 1,
+                                 result.bond_orders)
         except CalculationFailed as error:  # the same as a warning would be once too often
             result.warnings[:] = [text for text in result.warnings if text not in error.typed]
             raise
