@@ -162,17 +162,20 @@ function groupOf(run, group, left, width, y, place) {
   return group.map((one, k) => {
     const x = left + k * room, at = y(one.energy), held = one.held > HELD;
     const text = `${one.number}${one.label ? ` ${one.label}` : ""} ${one.energy.toFixed(2)}${one.name ? ` ${one.name}` : ""}`;
+    const last = k === group.length - 1, several = group.length > 1;
+    const shown = several ? `${group[0].number}\u2013${one.number} ${one.label.replace(/^\d+/, "")} ${one.energy.toFixed(2)}` +
+      group.map((g) => g.name).filter(Boolean).map((n) => ` ${n}`).join("") : text;
     const act = () => showSurface(run, String(one.number), one.spin === "beta");
     return s("g", { class: `level ${held ? "held" : "empty"}`, tabindex: "0", role: "button",
-      "aria-label": `Orbital ${text} eV, ${one.held.toFixed(1)} electrons ${one.spin}`, "data-number": one.number,
+      "aria-label": `Orbital ${text} eV, ${one.held.toFixed(1)} electrons ${one.spin}${last && several ? `, one of ${shown}` : ""}`,
+      "data-number": one.number,
       onclick: act, onkeydown: (event) => { if (event.key === "Enter" || event.key === " ") { event.preventDefault(); act(); } } },
     s("rect", { x, y: at - 9, width: room, height: 18, class: "hit" }),
     s("line", { x1: x + 2, x2: x + room - 2, y1: at, y2: at }),
     one.held > 1.5 ? [arrow(x + room / 2 - 5, at, -1), arrow(x + room / 2 + 5, at, 1)] :
       held ? arrow(x + room / 2, at, one.spin === "beta" ? 1 : -1) : null,
-    k === group.length - 1 && s("path", { class: "leader", d: `M${x + room} ${at}L${x + room + 16} ${place}` }),
-    k === group.length - 1 && s("text", { x: left + room * group.length + 19, y: place + 4 },
-      group.length > 1 ? `${group[0].number}\u2013${one.number} ${one.label.replace(/^\d+/, "")} ${one.energy.toFixed(2)}${group.map((g) => g.name).filter(Boolean).map((n) => ` ${n}`).join("")}` : text));
+    last && s("path", { class: "leader", d: `M${x + room} ${at}L${x + room + 16} ${place}` }),
+    last && s("text", { x: left + room * group.length + 19, y: place + 4 }, shown));
   });
 }
 

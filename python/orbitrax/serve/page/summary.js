@@ -10,12 +10,15 @@ export function summaryTab(run) {
     run.document[one.key] !== null && run.document[one.key] !== undefined);
   const known = new Set(page.about.rows.map((one) => one.key));
   const blocks = Object.entries(run.document).filter(([key, value]) => !known.has(key) && value);
+  const details = ([key, value]) => h("details", { open: OPEN.has(key) },
+    h("summary", {}, `Details: ${key.replaceAll("_", " ")}`), tree(value));
   return [
+    blocks.filter(([key]) => OPEN.has(key)).map(details),
     h("table", { class: "summary" }, h("caption", { class: "sr" }, "Summary"), h("tbody", {}, rows.map((one) =>
       rowOf(one.key, run.document[one.key], one.unit, one.meaning)))),
     run.summary.length > 0 && h("details", {}, h("summary", {}, "As the command line prints it"),
       h("pre", { tabindex: "0" }, run.summary.join("\n"))),
-    blocks.map(([key, value]) => h("details", { open: OPEN.has(key) }, h("summary", {}, `Details: ${key.replaceAll("_", " ")}`), tree(value))),
+    blocks.filter(([key]) => !OPEN.has(key)).map(details),
   ];
 }
 
