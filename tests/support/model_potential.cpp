@@ -31,7 +31,7 @@ void RunScf() {
         const int nAtom = system.nSelectedAtoms[i / 3] - 1;
         gradient.pGradient[i] = g[static_cast<std::size_t>(3 * nAtom + i % 3)];
     }
-    gradient.fComputed = true;
+    gradient.fComputed = !model.fNoGradient;
     if (model.Dipole) {
         const std::array<double, 3> vDipole = model.Dipole(x);
         std::copy(vDipole.begin(), vDipole.end(), properties.dDipoleTable[3]);

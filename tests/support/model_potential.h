@@ -22,6 +22,7 @@ struct ModelState {
     Potential Energy;
     DipoleFunction Dipole;                  ///< may be empty: the dipole stays as it is
     int nUnconverged = 0;                   ///< evaluations from now on that count as unconverged
+    bool fNoGradient = false;               ///< evaluations tell the energy alone
     int nRuns = 0;                          ///< evaluations so far
     std::vector<std::vector<double>> Path;  ///< coordinates of each
     std::vector<double> Energies;           ///< energy of each

@@ -104,7 +104,7 @@ TEST_F(Window, CountsBeyondTheLevelsAreReducedWithAWarning) {
     EXPECT_EQ(w.nLevels, 8);
     EXPECT_EQ(CountsOf(w), std::pair(4, 4));
     ASSERT_EQ(client.Warnings().size(), 1u);
-    EXPECT_EQ(client.Warnings()[0].find("The sum of occupied and unoccupied orbitals"), 0u);
+    EXPECT_EQ(client.Warnings()[0], MessageText(kMsgCiOrbitals));
     ByCounts(std::numeric_limits<int>::max(), std::numeric_limits<int>::max());
     EXPECT_EQ(ChooseWindow(kLevels.data()).nLevels, 8);
 }

@@ -1,7 +1,9 @@
 #include "dynamics/random.h"
 
+#include <string>
 #include <vector>
 
+#include "link/link.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/reference_table.h"
 
@@ -33,6 +35,18 @@ TEST_F(Generator, GivesTheNumbersOfItsRecipeForEverySeed) {
             EXPECT_NEAR(u[i] * kModulus, row.Values[i + 1], 1e-9) << row.Values[0] << ' ' << i;
     }
     EXPECT_EQ(nSeeds, 13);
+}
+
+TEST_F(Generator, RefusesAnIndexThatIsNoneOfItsTable) {
+    for (const int nLast : {-kModulus, kModulus}) {
+        NewScriptedClient();
+        int nSeed = -7;
+        bool fReseed = true;
+        UniformDeviate(nSeed, fReseed);
+        dynamics.nShuffleLast = nLast;
+        EXPECT_THROW(UniformDeviate(nSeed, fReseed), Unwinding);
+        EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgRandomIndex)});
+    }
 }
 
 TEST_F(Generator, CountsPositiveSeedsModuloItsIncrement) {

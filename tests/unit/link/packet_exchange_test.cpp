@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include "link/link.h"
@@ -77,6 +78,7 @@ TEST_F(PacketExchange, APacketThatIsTooLongIsRefusedBeforeItOverrunsTheBuffer) {
     const auto bytes = Bytes(kMaxPayload + 1);
     EXPECT_THROW(SendPacket(kPacketData, bytes.data(), kMaxPayload + 1), Unwinding);
     EXPECT_THROW(SendPacket(kPacketData, bytes.data(), -1), Unwinding);
+    EXPECT_EQ(client.Errors(), std::vector<std::string>(2, MessageText(kMsgBufferOverflow)));
 }
 
 TEST_F(PacketExchange, DemandIsFollowedByOnePoke) {

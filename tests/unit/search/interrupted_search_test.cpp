@@ -15,6 +15,7 @@
 #include "setup/state.h"
 #include "tests/support/hinge.h"
 #include "tests/support/model_potential.h"
+#include "tests/support/told_text.h"
 #include "vibrations/state.h"
 
 /// Searches for saddle points that are left in the middle: by their client or for want of memory.
@@ -149,6 +150,16 @@ TEST_P(Interrupted, ByAnyAllocationThatFailsSaysSo) {
         EXPECT_EQ(options.flConvergenceLimit, kScfLimit);
     }
     EXPECT_GT(nFailed, 20);
+    ExpectUnharmed();
+}
+
+TEST_P(Interrupted, WithoutAGradientIsDeclinedBeforeItMoves) {
+    Order(Hinge());
+    model.fNoGradient = true;
+    EXPECT_THROW(Run(), Unwinding);
+    EXPECT_EQ(client.Errors(),
+              std::vector<std::string>{ToldText(kMsgNotAvailable, "gradient", job.nCalcKind)});
+    EXPECT_EQ(model.nRuns, 1);
     ExpectUnharmed();
 }
 

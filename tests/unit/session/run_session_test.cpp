@@ -92,6 +92,16 @@ TEST_F(Session, FailedJobStillRunsThePlotStep) {
     EXPECT_EQ(client.Errors()[1], MessageText(kMsgNothingToPlot));
 }
 
+TEST_F(Session, AnErrorThatNobodyForesawIsToldAndTheNextOneStartsClean) {
+    client.DuringPump = [] { throw 42; };
+    Play(Water());
+    EXPECT_EQ(client.Errors(), std::vector<std::string>{MessageText(kMsgFatalError)});
+    client.DuringPump = nullptr;
+    client.Script.clear();
+    Play(Nothing());
+    EXPECT_TRUE(client.Errors().empty());
+}
+
 TEST_F(Session, FailedIntakeFreesTheMoleculeAndTheNextOneStartsClean) {
     JobScript script = Water();
     script.Atoms[1].flX = 1e30F;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "job/state.h"
+#include "tests/support/told_text.h"
 #include "tests/unit/setup/job_fixture.h"
 
 namespace qsolve {
@@ -64,17 +65,14 @@ TEST_F(Elements, OfTheTransitionPassInAllOtherMethods) {
 }
 
 TEST_F(Elements, LanthanidesAndActinidesAreReportedAndTheWorkGoesOn) {
-    const std::string sStart =
-        "Sorry, the current method that you have chosen is not available for systems with ";
-    const std::string sEnd = " (atom 2), please switch to Extended-Huckel.";
     for (const int nMethod : {kMndo, kAm1, kPm3, kMndoD}) {
         for (const int nElement : {58, 71}) {
             EXPECT_EQ(Check(nMethod, nElement), 0);
-            EXPECT_EQ(client.Errors(), (Lines{sStart + "Lanthanides" + sEnd}));
+            EXPECT_EQ(client.Errors(), (Lines{ToldText(kMsgLanthanide, 2)}));
         }
         for (const int nElement : {90, 103}) {
             EXPECT_EQ(Check(nMethod, nElement, kClassical), 0);
-            EXPECT_EQ(client.Errors(), (Lines{sStart + "Actinides" + sEnd}));
+            EXPECT_EQ(client.Errors(), (Lines{ToldText(kMsgActinide, 2)}));
         }
         for (const int nElement : {57, 72, 89, 104}) {
             EXPECT_EQ(Check(nMethod, nElement), 0);
