@@ -111,7 +111,10 @@ TEST_F(RestraintTerms, AtomsInOnePlaceHaveNoDirection) {
     EXPECT_THROW(Term({1, 2, 3, 1, 2, 3 + 0.9e-6}, 1.0), Unwinding);
     EXPECT_NO_THROW(Term({0, 0, 0, 0, 0, 1.1e-6}, 1.0));
     EXPECT_THROW(Term({1, 2, 3, 1, 2, 3, 4, 5, 6}, 1.0), Unwinding);
-    EXPECT_EQ(client.Errors(), std::vector<std::string>(2, MessageText(kMsgSamePosition)));
+    // A bend looks at the product of its sides.
+    EXPECT_THROW(Term({0.9e-6, 0, 0, 0, 0, 0, 0, 0.9e-6, 0}, 1.0), Unwinding);
+    EXPECT_NO_THROW(Term({1.1e-6, 0, 0, 0, 0, 0, 0, 1.1e-6, 0}, 1.0));
+    EXPECT_EQ(client.Errors(), std::vector<std::string>(3, MessageText(kMsgSamePosition)));
 }
 
 TEST_F(RestraintTerms, BendMeasuresTheAngleAtItsMiddleAtom) {
@@ -167,6 +170,19 @@ TEST_F(RestraintTerms, SeriesBelongsToTheZeroTargetAlone) {
     // A target of 1e-5 radians already goes through the quotient, whose force is 2 k D.
     const double dUp = Term(Chain(3e-2), 1e-5).dGradient[0][1];
     EXPECT_NEAR(std::abs(dUp), 2.0 * k * (3e-2 - 1e-5), 1e-6);
+}
+
+// Of vectors in one line every second pair has a cosine a rounding beyond one.
+TEST_F(RestraintTerms, FoldedAndStraightBendsHaveTheirAngleInEveryDirection) {
+    for (unsigned nSeed = 1; nSeed <= 100; ++nSeed) {
+        const Points u = RandomPoints(1, nSeed);
+        for (const double dScale : {0.7, -1.3}) {
+            const Points x = {u[0],          u[1],          u[2],         0, 0, 0,
+                              dScale * u[0], dScale * u[1], dScale * u[2]};
+            const double dAngle = dScale > 0.0 ? 0.0 : std::numbers::pi;
+            EXPECT_NEAR(Term(x, 0.4).dEnergy, k * std::pow(dAngle - 0.4, 2), 1e-5) << nSeed;
+        }
+    }
 }
 
 TEST_F(RestraintTerms, PlanarAndLinearChainsStayFinite) {

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <initializer_list>
+#include <numbers>
 #include <vector>
 
 #include "gradient/state.h"
@@ -135,6 +137,25 @@ TEST_F(Restraints, ForcesAreTheDerivativesOfTheSum) {
         const double d = (4.0 * dSlope[0] - dSlope[1]) / 3.0;
         EXPECT_NEAR(g[static_cast<std::size_t>(i)] * kEv, d, 1e-5) << "component " << i;
     }
+}
+
+TEST_F(Restraints, AnglesRestAtTheirTargets) {
+    BuildChain();
+    const auto EnergyOf = [](const RestraintRecord& record) {
+        Put({record});
+        ApplyRestraints();
+        return gradient.dRestraintEnergy[record.nKind];
+    };
+    const double dBend = std::numbers::pi - std::atan2(1.25, 0.5);
+    EXPECT_NEAR(EnergyOf(Make(kBend, {0, 1, 2}, static_cast<float>(dBend))), 0.0, 1e-6);
+    // The last atom stands 1 above the plane of the others, and off the line of the middle bond by
+    // the distance of (0.5, 0.25) from the direction of (0.5, 1.25).
+    const double dOff = (0.5 * 1.25 - 0.25 * 0.5) / std::hypot(0.5, 1.25);
+    const double dTurn = std::numbers::pi - std::atan2(1.0, dOff);
+    const double dOneWay = EnergyOf(Make(kTorsion, {0, 1, 2, 3}, static_cast<float>(dTurn)));
+    const double dOther = EnergyOf(Make(kTorsion, {0, 1, 2, 3}, static_cast<float>(-dTurn)));
+    EXPECT_NEAR(std::min(dOneWay, dOther), 0.0, 1e-6);
+    EXPECT_GT(std::max(dOneWay, dOther), 1.0);
 }
 
 TEST_F(Restraints, KindAndNotListDecides) {
