@@ -170,22 +170,36 @@ bool Excite(Electrons& electrons, int nNumber) {
 
 constexpr int kExcitedStarts = 4;
 
-/// One start of those beyond the first: the lowest state excited, the orbitals of the core alone,
-/// the lowest state scattered.
-bool TryStart(int nStart, Search& search) {
+/// One start beyond the first, if it can be prepared. Returns whether it has led to a lower state.
+template <class Prepare>
+bool Try(Search& search, Prepare prepare) {
     const State before = StateOf(search);
     KeepOrbitals(search, false);
-    Electrons& electrons = search.electrons;
-    if (nStart < kExcitedStarts) {
-        if (!Excite(electrons, nStart)) return false;
-    } else if (nStart == kExcitedStarts) {
-        GuessFromCore(electrons);
-    } else {
-        ScatterOrbitals(electrons, nStart, kScatter);
-    }
+    if (!prepare(search.electrons)) return false;
     ++search.Word.nStarts;
     Converge(search);
     return KeepLower(before, search);
+}
+
+/// By number: the lowest state excited, the orbitals of the core alone, the lowest state scattered.
+bool TryStart(int nStart, Search& search) {
+    return Try(search, [&](Electrons& electrons) {
+        if (nStart < kExcitedStarts) return Excite(electrons, nStart);
+        if (nStart == kExcitedStarts)
+            GuessFromCore(electrons);
+        else
+            ScatterOrbitals(electrons, nStart, kScatter);
+        return true;
+    });
+}
+
+/// Spins that are apart from the start: far from where they are alike there may be a lower state
+/// than the one to which the instability leads.
+bool TrySpinsApart(Search& search) {
+    return Try(search, [](Electrons& electrons) {
+        GuessPopulations(electrons, true);
+        return true;
+    });
 }
 
 StateFound Judge(const Curvature& found, StateFound unstable) {
@@ -279,7 +293,10 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     scf.End = {};
     Search search{.electrons = electrons, .limits = LimitsOf(electrons), .Word = scf.End};
     const bool fFirst = scf.nScfRuns < 1;
-    if (fFirst && !TakeKeptDensity()) GuessPopulations(electrons);
+    const bool fNew = fFirst && !TakeKeptDensity();
+    // A test that follows what it finds sets the spins apart where that is lower, and only there.
+    const bool fFollows = further.Scf.nStability == kFollowStability;
+    if (fNew) GuessPopulations(electrons, !fFollows && HasEqualSpins(electrons));
     search.Word.nStarts = 1;
     Converge(search);
     Take(search);
@@ -288,7 +305,7 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
             TestAndFollow(search);
     };
     Test();
-    bool fLowered = false;
+    bool fLowered = fNew && fFollows && HasEqualSpins(electrons) && TrySpinsApart(search);
     for (int k = 0; k < further.Scf.nStarts && fFirst; ++k)
         fLowered = TryStart(k, search) || fLowered;
     if (fLowered) Test();

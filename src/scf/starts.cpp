@@ -38,14 +38,15 @@ double Scattered(unsigned& nState) {
 
 }  // namespace
 
-void GuessPopulations(Electrons& electrons) {
+bool HasEqualSpins(const Electrons& electrons) {
+    return electrons.nSets == 2 && electrons.vShells[0].nFull == electrons.vShells[1].nFull;
+}
+
+void GuessPopulations(Electrons& electrons, bool fApart) {
     const int n = electrons.n;
     Array<double> vPopulation;
     vPopulation.Take(static_cast<std::size_t>(n), kWork);
     FillPopulations(vPopulation);
-    // A test that follows what it finds sets the spins apart where that is lower, and only there.
-    const bool fApart = electrons.nSets == 2 && further.Scf.nStability != kFollowStability &&
-                        electrons.vShells[0].nFull == electrons.vShells[1].nFull;
     for (int k = 0; k < electrons.nSets; ++k) {
         const Shells& shells = electrons.vShells[k];
         const double dHeld = shells.nFull + shells.nOpen * shells.dOpen;

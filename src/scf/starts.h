@@ -6,11 +6,14 @@
 
 namespace qsolve {
 
+/// Whether there are as many electrons of one spin as of the other, each with orbitals of its own:
+/// densities that are alike stay so then.
+bool HasEqualSpins(const Electrons& electrons);
+
 /// The densities of a job's first SCF: the electrons of each atom spread over its orbitals, shared
-/// by the spins in their numbers; where these are equal, the spins are set apart a little, to
-/// different sides on neighbouring orbitals. All families; the densities hold the electrons that
-/// the levels want.
-void GuessPopulations(Electrons& electrons);
+/// by the spins in their numbers; with fApart the spins are set apart a little, to different sides
+/// on neighbouring orbitals. All families; the densities hold the electrons that the levels want.
+void GuessPopulations(Electrons& electrons, bool fApart);
 
 /// The orbitals of the core Hamiltonian alone, and their densities.
 void GuessFromCore(Electrons& electrons);

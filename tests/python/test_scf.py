@@ -94,6 +94,17 @@ def test_unrestricted_closed_shells_are_not_above_restricted_ones(backend, name,
     assert free.total_energy < restricted.total_energy + 1e-4
 
 
+def test_spins_that_are_apart_from_the_start_end_no_lower(backend):
+    """A bond drawn out: the instability of equal spins leads to a minimum 28 kcal/mol higher than
+    the one that cycles find from spins on different atoms."""
+    places = np.array([[-1.28, -0.6, 0.0], [-0.14, 0.59, 0.0], [2.19, -0.28, 0.0]])
+    molecule = Molecule([8, 16, 8], places)
+    usual = backend.run(Job(molecule, "am1", uhf=True))
+    apart = backend.run(Job(molecule, "am1", uhf=True, stability="none"))
+    assert apart.converged and usual.total_energy < apart.total_energy + 1e-3
+    assert usual.blocks["scf"]["state"] == "stable"
+
+
 def test_nitric_oxide_settles_in_few_cycles(backend):
     molecule = of_g2("NO")
     usual = backend.run(Job(molecule, "am1"))

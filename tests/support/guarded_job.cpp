@@ -28,7 +28,7 @@ void Copy(Electrons& electrons, std::vector<double>& kept, bool fBack) {
 GuardedJob::GuardedJob(const JobScript& script)
     : run(RunOf(script)), a(AlphaRun()), b(BetaRun()), electrons(ElectronsOf(run, a, b)) {
     run.dCoreEnergy = BuildIntegrals();
-    GuessPopulations(electrons);
+    GuessPopulations(electrons, HasEqualSpins(electrons));
 }
 
 GuardEnd GuardedJob::Converge() {
