@@ -205,3 +205,17 @@ def test_an_scf_that_cannot_converge_ends_the_search():
                              "1000")
     assert status == 1 and found["status"] == "unconverged" and not found["converged"]
     assert "SCF did not converge where the search begins" in found["errors"][-1]
+    assert found["energy_points"] == 4 and found["cycles"] == 0
+
+
+@pytest.mark.parametrize("optimizer, believed", [
+    ("polak-ribiere", False), ("ef", False), ("ef", True)])
+def test_scfs_that_failed_on_the_way_are_no_minimum_unless_believed(optimizer, believed):
+    """Three iterations are enough near the end, where nothing moves any more."""
+    told = ["--allow-unconverged"] if believed else []
+    status, found = document("optimize", ETHANOL, "-m", "am1", "--optimizer", optimizer,
+                             "--scf-iterations", "3", *told)
+    words = found["warnings" if believed else "errors"][-1]
+    assert (status, found["status"]) == ((0, "done") if believed else (1, "unconverged"))
+    assert "SCFs did not converge, on the way to a structure whose own did" in words
+    assert found["coordinates_angstrom"] is not None and found["scf_unconverged"] > 0

@@ -125,6 +125,7 @@ class _Search:
         error = NotConverged(
             f"the SCF did not converge {where}, within {3 * settings.scf_iterations} iterations, "
             "in any of four ways; try --uhf for an open shell, or another geometry")
+        result.cycles, result.energy_points = 0, self._energies
         error.partial = self._best or result
         raise error
 

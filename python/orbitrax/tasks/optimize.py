@@ -4,11 +4,11 @@ from __future__ import annotations
 
 from orbitrax.errors import NotConverged, UsageError
 from orbitrax.job import NO_CI, OPTIMISATION
-from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary, unconverged_scfs
+from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
 from orbitrax.tasks.start_hessian import COMPUTE, MODEL, check_choice
-from orbitrax.tasks.task import Run, Task
+from orbitrax.tasks.task import Run, Task, judge_way
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -55,12 +55,10 @@ class Search(Run):
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a search that has found no minimum."""
-        many = unconverged_scfs(result)
         if result.scf_converged is False:
             super().judge(result)
-        elif many:
-            result.warnings.append(f"{many}, on the way to a structure whose own did")
         if result.converged or self.job.settings.allow_unconverged:
+            judge_way(self.job, result)
             return
         text = f"the search did not converge within {result.cycles} cycles"
         if result.rms_gradient is not None:

@@ -164,6 +164,20 @@ def judge_scf(job: Job, result: Result) -> None:
                        "--level-shift-start, or --uhf")
 
 
+def judge_way(job: Job, result: Result) -> None:
+    """Raises NotConverged for a search that went past SCFs that have not converged: it may have led
+    to another minimum than the one next to its start."""
+    many = unconverged_scfs(result)
+    if not many or result.scf_converged is False:
+        return
+    text = f"{many}, on the way to a structure whose own did"
+    if job.settings.allow_unconverged:
+        result.warnings.append(text)
+        return
+    raise NotConverged(f"{text}; search again from this structure, or with a higher "
+                       "--scf-iterations")
+
+
 def judge_state(result: Result) -> None:
     """Raises NotConverged for a state that is no minimum."""
     scf = result.blocks.get("scf")

@@ -4,12 +4,11 @@ from __future__ import annotations
 
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
 from orbitrax.job import NO_CI, TRANSITION_STATE, Job, JobSettings
-from orbitrax.results.text import (CONVERGENCE, counted, line, structure, summary,
-                                   unconverged_scfs)
+from orbitrax.results.text import CONVERGENCE, counted, line, structure, summary
 from orbitrax.settings import declared, option
 from orbitrax.tasks.report_points import ReportPoints
 from orbitrax.tasks.start_hessian import COMPUTE, MODEL, check_choice
-from orbitrax.tasks.task import Run, Task
+from orbitrax.tasks.task import Run, Task, judge_way
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -85,12 +84,10 @@ class SaddleRun(Run):
 
     def judge(self, result: Result) -> None:
         """Raises NotConverged for a search that has not come to its end."""
-        many = unconverged_scfs(result)
         if result.scf_converged is False:
             super().judge(result)
-        elif many:
-            result.warnings.append(f"{many}, on the way to a structure whose own did")
         if result.converged or self.job.settings.allow_unconverged:
+            judge_way(self.job, result)
             return
         raise NotConverged(
             f"the search did not come to a saddle point within {result.cycles} cycles (RMS "
