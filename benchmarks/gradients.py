@@ -1,0 +1,98 @@
+#!/usr/bin/python3
+"""How far gradients at default settings are from differences of energies, and from those of an SCF
+to its last digits: the figures of docs/convergence.md.
+
+    benchmarks/gradients.py [METHOD ...]
+
+Over the molecules of ASE's collection g2, restricted and unrestricted: the largest component that
+differs from that of a sharp SCF, and the slope along one direction at random beside the difference
+of two sharp energies on either side (to fourth order), not for half electrons, whose correction is
+in the energy alone. Cases whose neighbours are in another state are counted apart.
+"""
+
+from __future__ import annotations
+
+import sys
+from pathlib import Path
+
+import numpy as np
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "python"))
+
+SHARP = 1e-11  # kcal/mol
+STEP = 0.001  # Angstrom
+BOUND = 1e-3  # kcal/(mol Angstrom)
+SAME = 1e-5  # kcal/mol: two SCFs of one state
+OTHER = 0.1  # kcal/(mol Angstrom): two states of one energy, mirror images mostly
+
+
+def slope_by_energies(backend, job, energy, direction):
+    """Of the energy at its four neighbours, and how far they are from lying on a smooth curve: on
+    one with a kink two states meet, each of which is the lower one on its side."""
+    energies = []
+    for k in (1, -1, 2, -2):
+        places = job.molecule.positions + k * STEP * direction
+        moved = job.replace(job.molecule.replace(positions=places))
+        energies.append(backend.run(moved).total_energy)
+    near = (energies[0] - energies[1]) / (2 * STEP)
+    far = (energies[2] - energies[3]) / (4 * STEP)
+    bends = [(energies[k] + energies[k + 1] - 2 * energy) / STEP for k in (0, 2)]
+    return (4 * near - far) / 3, max(abs(near - far), abs(4 * bends[0] - bends[1]) / 2)
+
+
+def check(backend, molecule, charge, method, unrestricted, randoms):
+    """Error of the largest component, of the slope, and how the slope depends on the step; None
+    where the two SCFs have found different states."""
+    from orbitrax import Job
+
+    common = {"charge": charge, "uhf": unrestricted, "rhf": not unrestricted}
+    usual = backend.run(Job(molecule, method, **common))
+    sharp = Job(molecule, method, scf_limit=SHARP, **common)
+    exact = backend.run(sharp)
+    if abs(usual.total_energy - exact.total_energy) > SAME:
+        return None
+    largest = np.abs(usual.gradient - exact.gradient).max()
+    if largest > OTHER:
+        return None
+    if usual.multiplicity > 1 and not unrestricted:
+        return largest, 0.0, 0.0
+    direction = randoms.normal(size=usual.gradient.shape)
+    direction /= np.linalg.norm(direction)
+    slope, spread = slope_by_energies(backend, sharp, exact.total_energy, direction)
+    return largest, abs((usual.gradient * direction).sum() - slope), spread
+
+
+def main() -> None:
+    from ase.build import molecule
+    from ase.collections import g2
+    from orbitrax import METHODS, Backend, from_ase
+    from orbitrax.errors import OrbitraxError
+
+    chosen = sys.argv[1:] or [method.key for method in METHODS]
+    randoms = np.random.default_rng(5)
+    with Backend(time_limit=120) as backend:
+        for key in chosen:
+            components, slopes, other, refused = [], [], 0, 0
+            for name in g2.names:
+                found = from_ase(molecule(name))
+                case = found[0] if isinstance(found, tuple) else found
+                for unrestricted in (False, True):
+                    try:
+                        errors = check(backend, case, 0, key, unrestricted, randoms)
+                    except OrbitraxError:
+                        refused += 1
+                        continue
+                    if errors is None or errors[2] > OTHER:
+                        other += 1
+                        continue
+                    components.append((errors[0], name, unrestricted))
+                    slopes.append((errors[1], name, unrestricted))
+            print(f"{key:9} {len(components):4} cases, worst component {max(components)}, slope "
+                  f"{max(slopes)}; beyond {BOUND:g}: {sum(c[0] > BOUND for c in components)} and "
+                  f"{sum(s[0] > BOUND for s in slopes)}; other states {other}, refused {refused}",
+                  flush=True)
+
+
+if __name__ == "__main__":
+    main()
