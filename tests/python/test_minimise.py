@@ -49,6 +49,17 @@ def test_the_coordinates_describe_every_way_to_deform(name, count):
     assert np.linalg.matrix_rank(slopes, tol=1e-3) >= count  # 3n - 6
 
 
+@pytest.mark.parametrize("name", SHAPES)
+def test_the_square_is_that_of_the_whole_matrix(name):
+    positions, bonds = SHAPES[name]
+    internals = Internals(positions, bonds)
+    slopes = internals.slopes(shaken(positions))
+    weights = np.linspace(0.5, 3.0, len(internals))
+    square = internals.square(slopes, weights)
+    assert square == pytest.approx(slopes.T @ np.diag(weights) @ slopes, abs=1e-12)
+    assert (square == square.T).all()
+
+
 def test_three_atoms_in_a_line_have_two_bends_across_and_no_torsion():
     internals = Internals(BUTYNE, BUTYNE_BONDS)
     assert internals.linear.tolist() == [[0, 1, 2], [1, 2, 3]]

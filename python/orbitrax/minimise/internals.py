@@ -54,6 +54,12 @@ class Internals:
         self.bends, self.linear = _rows(bends, 3), _rows(linear, 3)
         self.torsions, self.flaps = _rows(torsions + flaps, 4), len(flaps)
         self._axes = [_square_axes(positions[i] - positions[k]) for i, _, k in linear]
+        self._columns = [  # where the slopes of each kind are, coordinates x 3 atoms of one
+            (3 * atoms[:, :, None] + np.arange(3)).reshape(len(atoms), 3 * atoms.shape[1])
+            for atoms in (self.stretches, self.bends, self.torsions, self.linear, self.linear)]
+        self._cells = np.concatenate([  # and, in 3n x 3n, the products of those of one coordinate
+            (3 * len(positions) * columns[:, :, None] + columns[:, None, :]).ravel()
+            for columns in self._columns])
 
     def __len__(self) -> int:
         return (len(self.stretches) + len(self.bends) + len(self.torsions)
@@ -97,6 +103,19 @@ class Internals:
                     result[lines, 3 * atoms[:, place] + axis] = slopes[:, place, axis]
             row += len(atoms)
         return np.concatenate([values for _, (values, _) in kinds]), result
+
+    def square(self, slopes: Array, weights: Array) -> Array:
+        """B^T W B, 3n x 3n, of the matrix B and a weight for each coordinate: from the few slopes
+        of each that are not 0."""
+        products, row = [], 0
+        for columns in self._columns:
+            lines = slice(row, row + len(columns))
+            part = np.take_along_axis(slopes[lines], columns, axis=1)
+            products.append((part[:, :, None] * part[:, None, :]
+                             * weights[lines, None, None]).ravel())
+            row += len(columns)
+        size = slopes.shape[1]
+        return np.bincount(self._cells, np.concatenate(products), size * size).reshape(size, size)
 
     def difference(self, after: Array, before: Array) -> Array:
         """after - before, torsions the short way round."""

@@ -213,10 +213,10 @@ class _Search:
         return self._held.step(hessian, here.gradient, here.positions)
 
     def _hessian(self, slopes: Array) -> Array:
-        hessian: Array = slopes.T @ (self._stiffness[:, None] * slopes)
+        hessian = self._internals.square(slopes, self._stiffness)
         for sign, vectors in self._corrections():
             carried = slopes.T @ vectors
-            hessian += sign * carried @ carried.T
+            hessian += sign * (carried @ carried.T)  # half the work of others, being symmetric
         hessian[np.diag_indices_from(hessian)] += _FLOOR
         return hessian
 
@@ -259,9 +259,15 @@ class _Search:
         self.energies += 1
         gradient = np.asarray(gradient, dtype=float).reshape(-1)
         values, slopes = self._internals.values_and_slopes(positions)
-        metric = _metric(slopes)
+        metric = self._metric(slopes)
         forces = slopes @ np.linalg.solve(metric, gradient)
         return _Point(positions, energy, gradient, values, slopes, forces, metric)
+
+    def _metric(self, slopes: Array) -> Array:
+        """How much the internal coordinates change with the positions, 3n x 3n, made invertible."""
+        metric = self._internals.square(slopes, np.ones(len(slopes)))
+        metric[np.diag_indices_from(metric)] += 1e-6
+        return metric
 
     def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
@@ -320,12 +326,3 @@ def _rigid_motions(positions: Array) -> Array:
     turns = np.stack([np.cross(axis, arms).ravel() for axis in np.eye(3)])
     _, lengths, found = np.linalg.svd(turns, full_matrices=False)
     return np.concatenate([shifts, found[lengths > _NO_TURN]])
-
-
-def _metric(slopes: Array) -> Array:
-    """How much the internal coordinates change with the positions, 3n x 3n, made invertible."""
-    metric: Array = slopes.T @ slopes
-    metric[np.diag_indices_from(metric)] += 1e-6
-    return metric
-
-
