@@ -94,3 +94,24 @@ def test_only_the_page_has_them():
     assert [one["name"] for one in task_forms()] == [row.name for row in PAGE_TASKS]
     with pytest.raises(UsageError):
         find_task("scan")
+
+
+@pytest.mark.parametrize("task", ["ts", "optimize"])
+def test_no_file_is_opened_by_a_name_from_the_page(task, tmp_path):
+    """A Hessian from a file is for the command line, whichever file it is."""
+    path = tmp_path / "hessian.npy"
+    np.save(path, np.eye(9))
+    with pytest.raises(SettingError, match="choose from model, compute"):
+        make_task(task, {"hessian": str(path), "optimizer": "ef"} if task == "optimize" else
+                  {"hessian": str(path)})
+    form = next(one for one in task_forms() if one["name"] == task)
+    field = next(one for one in form["fields"] if one["name"] == "hessian")
+    assert field["choices"] == ("model", "compute")
+
+
+def test_settings_of_files_that_are_written_are_not_asked_for():
+    fields = {one["name"]: [field["name"] for field in one["fields"]] for one in task_forms()}
+    assert fields["plot"][:5] == ["orbital", "density", "spin_density", "potential", "beta"]
+    assert "plot_state" not in fields["uv"] and "animate" not in fields["vibrations"]
+    with pytest.raises(UsageError, match="the page has no setting 'plot_state'"):
+        make_task("uv", {"plot_state": 1})

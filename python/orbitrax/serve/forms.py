@@ -20,6 +20,10 @@ if TYPE_CHECKING:
     from orbitrax.tasks.task import Task
 
 _OF_FILES = ("FILE", "PATH", "FOLDER")  # what a name of a file is written for; the page has none
+# What belongs to a file that the command line writes.
+_OF_WRITTEN = frozenset(("animate", "isovalue", "labels", "plane", "plot_state", "squared", "view",
+                         "views", "width"))
+_CHOICES = {"hessian": ("model", "compute")}  # all that it may be here, where no file is opened
 _USUAL = {"vibrations": {"optimize": True}}  # where the page begins elsewhere than the defaults
 _FIRST = ("charge", "multiplicity")  # of the shared settings those that stand above all others
 
@@ -27,7 +31,8 @@ _FIRST = ("charge", "multiplicity")  # of the shared settings those that stand a
 def asked(kind: type[Task]) -> list[Option]:
     """The settings of a task that the page asks for: those that are typed, in the order of its
     form, but for the names of files."""
-    found = [one for one in kind.options.values() if one.typed and one.metavar not in _OF_FILES]
+    found = [one for one in kind.options.values()
+             if one.typed and one.metavar not in _OF_FILES and one.name not in _OF_WRITTEN]
     own = [one for one in found if one.name not in JobSettings.options]
     shared = [one for one in found if one.name in JobSettings.options]
     shared.sort(key=lambda one: (one.group != MOLECULE, one.group == OUTPUT))
@@ -52,7 +57,8 @@ def _field(one: Option, kind: type[Task]) -> dict[str, Any]:
     usual = _USUAL.get(kind.name, {}).get(one.name, default)
     return {"name": one.name, "kind": one.kind, "usual": usual,
             "optional": one.optional, "default": default,
-            "unit": one.unit, "help": one.help, "group": one.group, "choices": one.choices,
+            "unit": one.unit, "help": one.help, "group": one.group,
+            "choices": one.choices or _CHOICES.get(one.name),
             "least": one.least, "most": one.most, "above": one.above, "repeated": one.repeated,
             "converts": one.convert is not None,
             "first": one.name not in JobSettings.options or one.name in _FIRST}
@@ -97,6 +103,9 @@ def make_task(name: str, given: dict[str, Any]) -> Task:
 
 
 def _value(one: Option, value: Any) -> Any:
+    choices = _CHOICES.get(one.name)
+    if choices is not None and value not in (None, *choices):
+        raise SettingError(one.name, str(value)[:60], f"choose from {', '.join(choices)}")
     try:
         if one.repeated and isinstance(value, str):
             value = [part.strip() for part in value.split(";") if part.strip()]

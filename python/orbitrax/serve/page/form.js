@@ -70,7 +70,10 @@ function fieldOf(one) {
 }
 
 function inputOf(one, about) {
-  if (one.choices) return h("select", about, one.choices.map((name) => h("option", {}, name)));
+  if (one.choices) {
+    return h("select", about, one.default === null && h("option", { value: "" }, "automatic"),
+      one.choices.map((name) => h("option", { value: name }, name)));
+  }
   if (one.kind === "bool" && one.optional) {
     return h("select", about, h("option", { value: "" }, "automatic"), h("option", { value: "true" }, "yes"),
       h("option", { value: "false" }, "no"));
