@@ -66,3 +66,28 @@ def test_views_have_one_scale_and_share_the_width():
     for camera in three:  # nothing is cut off
         places = np.concatenate([camera.places(mesh.vertices) for mesh in meshes])
         assert places.min() >= 0 and (places <= [camera.width, camera.height]).all()
+
+
+def test_two_orbitals_stand_side_by_side(tmp_path):
+    """The picture of both has either half as it would be alone: HOMO and LUMO of formaldehyde are
+    odd in different planes, so that the halves differ."""
+    import matplotlib.image
+
+    from orbitrax.cli.program import run_program
+    place = str(tmp_path / "both.png")
+    assert run_program(["plot", str(ROOT / "examples" / "formaldehyde.xyz"), "-m", "am1",
+                        "--beside", "lumo", "-o", place, "--width", "600", "--points", "40",
+                        "-q"]) == 0
+    image = matplotlib.image.imread(place)[..., :3]
+    left, right = image[:, :300], image[:, 300:]
+    assert abs(image.shape[1] - 600) <= 1
+    for half in (left, right):
+        blue = (half[..., 2] > half[..., 0] + 0.2).sum()
+        orange = (half[..., 0] > half[..., 2] + 0.2).sum()
+        assert blue > 500 and orange > 500
+    assert np.abs(left - right[:, :300]).mean() > 0.02
+    for wrong in (["--density"], ["--plane", "xy"]):
+        assert run_program(["plot", "O", "-m", "am1", "--beside", "lumo", "-o", place,
+                            *wrong]) == 2
+    assert run_program(["plot", "O", "-m", "am1", "--beside", "lumo", "-o",
+                        str(tmp_path / "a.cube")]) == 2

@@ -64,17 +64,18 @@ def usual_isovalue(grid: Grid) -> float:
 def save_picture(grid: Grid, path: str, file: str | None = None, isovalue: float | None = None,
                  view: tuple[float, float] | None = None, width: int = WIDTH,
                  labels: bool = False, views: int = 1,
-                 orders: list[list[float]] | None = None) -> None:
+                 orders: list[list[float]] | None = None, beside: Grid | None = None) -> None:
     """Draws a grid: contours of a plane, surfaces of a box. The name of `path` tells the format;
     `file` is written instead if it is given. isovalue, view (azimuth and elevation, degrees): of
     the surfaces, None for what suits. width in pixels. labels: atoms get their symbols and numbers
     from 1. views: pictures of surfaces side by side, turned on by equal parts of a full turn.
-    orders: rows of two atoms from 1 and the order of their bond, which is drawn then.
+    orders: rows of two atoms from 1 and the order of their bond, which is drawn then. beside:
+    another grid of the same molecule, drawn beside the first, both with their titles.
 
     Raises CalculationFailed where there is nothing to be seen.
     """
     figure = (contours(grid, width, labels) if grid.frame.counts[2] == 1 else
-              surface(grid, isovalue, view, width, labels, views, orders))
+              surface(grid, isovalue, view, width, labels, views, orders, beside))
     save_figure(figure, path, file, f"{_formula(grid)}, {grid.method}: {grid.title}")
 
 
@@ -88,33 +89,48 @@ def _formula(grid: Grid) -> str:
 def surface(grid: Grid, isovalue: float | None = None,
             view: tuple[float, float] | None = None, width: int = WIDTH,
             labels: bool = False, views: int = 1,
-            orders: list[list[float]] | None = None) -> Any:
-    """A figure of the molecule and the surfaces of a box of values."""
+            orders: list[list[float]] | None = None, beside: Grid | None = None) -> Any:
+    """A figure of the molecule and the surfaces of a box of values, or of two."""
     from orbitrax.pictures import render, scene
 
-    level = usual_isovalue(grid) if isovalue is None else isovalue
+    grids = [grid] if beside is None else [grid, beside]
+    level = min(map(usual_isovalue, grids)) if isovalue is None else isovalue
     paint = _Paint(grid, level) if grid.plot.kind == POTENTIAL else None
-    meshes = (scene.painted_surface(grid, level, paint) if paint else
-              scene.surfaces(grid, level))
-    if not meshes:
-        raise CalculationFailed(_nothing_to_see(grid, level))
-    meshes += scene.molecule(grid.numbers, grid.positions, orders)
-    cameras = scene.around(meshes, grid.positions, view or _usual_view(grid), width, views)
-    height, width = cameras[0].height, sum(camera.width for camera in cameras)
+    shown = [_meshes(one, level, paint, orders) for one in grids]
+    cameras = scene.around([mesh for meshes in shown for mesh in meshes], grid.positions,
+                           view or _usual_view(grid), width // len(grids), views)
+    frames = [(meshes, camera) for meshes in shown for camera in cameras]
+    height, width = cameras[0].height, sum(camera.width for _, camera in frames)
     whole = height + (round(_SCALE * width) if paint else 0)
     figure = drawing_tools().figure.Figure((_INCHES, _INCHES * whole / width),
                                            dpi=width / _INCHES)
     axes = figure.add_axes([0, 1 - height / whole, 1, height / whole])
-    axes.imshow(np.hstack([render.draw(meshes, camera) for camera in cameras]),
+    axes.imshow(np.hstack([render.draw(*frame) for frame in frames]),
                 interpolation="none", aspect="auto")
     axes.set_axis_off()
     if labels:
-        for k, camera in enumerate(cameras):
+        for k, (_, camera) in enumerate(frames):
             for name, (x, y) in zip(_atom_names(grid), camera.places(grid.positions)):
                 axes.text(x + k * camera.width, y, name, **_LABEL, path_effects=_halo())
+    if beside is not None:
+        for k, one in enumerate(grids):
+            axes.text((k + 0.5) * width / 2, 0.98 * height, one.title.replace("(-", "(−"),
+                      ha="center", va="bottom", fontsize=9, path_effects=_halo())
     if paint:
         paint.scale(figure, 1 - height / whole)
     return figure
+
+
+def _meshes(grid: Grid, level: float, paint: _Paint | None,
+            orders: list[list[float]] | None) -> list[Any]:
+    """The surfaces of a grid, and its molecule."""
+    from orbitrax.pictures import scene
+
+    meshes = (scene.painted_surface(grid, level, paint) if paint else
+              scene.surfaces(grid, level))
+    if not meshes:
+        raise CalculationFailed(_nothing_to_see(grid, level))
+    return meshes + scene.molecule(grid.numbers, grid.positions, orders)
 
 
 def _atom_names(grid: Grid) -> list[str]:

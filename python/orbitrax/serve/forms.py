@@ -21,8 +21,8 @@ if TYPE_CHECKING:
 
 _OF_FILES = ("FILE", "PATH", "FOLDER")  # what a name of a file is written for; the page has none
 # What belongs to a file that the command line writes.
-_OF_WRITTEN = frozenset(("animate", "isovalue", "labels", "plane", "plot_state", "squared", "view",
-                         "views", "width"))
+_OF_WRITTEN = frozenset(("animate", "beside", "isovalue", "labels", "plane", "plot_state",
+                         "squared", "view", "views", "width"))
 _CHOICES = {"hessian": ("model", "compute")}  # all that it may be here, where no file is opened
 _USUAL = {"vibrations": {"optimize": True}}  # where the page begins elsewhere than the defaults
 _FIRST = ("charge", "multiplicity")  # of the shared settings those that stand above all others

@@ -50,6 +50,7 @@ class Plotting(Run):
         super().__init__(task, job)
         self.plot = self.task.what()
         self.grid: Grid | None = None
+        self.beside: Grid | None = None  # what is drawn beside it
         self.isovalue: float | None = None  # of the surfaces that were drawn
         self.file: str | None = None
         self.on_plane: Callable[[int, int], None] = lambda done, count: None
@@ -75,6 +76,9 @@ class Plotting(Run):
 
         self.on_plane(0, count)
         self.grid = backend.plot(self.plot, frame, listen)
+        if self.task.beside is not None:
+            done = 0
+            self.beside = backend.plot(self.task.beside, frame, listen)
         if self.grid.is_zero:
             result.warnings.append(f"the {self.grid.title} is zero everywhere")
 
@@ -142,6 +146,10 @@ class PlotTask(Task):
     potential: bool = option(
         False, group=_PLOT, exclusive="what",
         help="the electrostatic potential; a picture shows it on a surface of the density")
+    beside: str | None = option(
+        None, group=_PLOT, metavar="NAME",
+        help="another orbital, drawn beside the first at the same value: --orbital homo --beside "
+             "lumo")
     beta: bool = option(False, group=_PLOT, help="the orbital of beta spin")
     squared: bool = option(False, group=_PLOT, help="the orbital squared")
     points: int | None = option(
@@ -179,6 +187,13 @@ class PlotTask(Task):
         if len(named) > 1:
             raise UsageError(f"--{named[1].replace('_', '-')} is not allowed with --{named[0]}: "
                              "plot one thing")
+        if self.beside is not None and (self.plane is not None or set(named) - {"orbital"}):
+            raise UsageError("--beside goes with surfaces of orbitals only")
+        if self.beside is not None:
+            from orbitrax.grids.plot import Plot
+
+            if not Plot(self.beside).of_orbital:
+                raise UsageError(f"--beside {self.beside}: should be an orbital, as lumo")
 
     def what(self) -> Plot:
         """What the settings ask for."""

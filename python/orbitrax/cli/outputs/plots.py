@@ -70,7 +70,7 @@ class CubeOutput(_GridOutput):
     """A cube file, for other programs to draw; - prints it."""
 
     def _check_settings(self, task: PlotTask) -> None:
-        for option in ("plane", "isovalue", "view", "views", "width", "labels"):
+        for option in ("plane", "isovalue", "view", "views", "width", "labels", "beside"):
             if getattr(task, option) not in (None, False):
                 raise UsageError(f"--{option} is for pictures (.png, .svg, .pdf); a cube file "
                                  "holds a whole box of values")
@@ -100,14 +100,15 @@ class PictureOutput(_GridOutput):
 
         task = run.task
         if task.plane is None:
-            run.isovalue = task.isovalue or picture.usual_isovalue(grid)
-            if grid.largest_at_edge > run.isovalue:
+            grids = [one for one in (grid, run.beside) if one is not None]
+            run.isovalue = task.isovalue or min(map(picture.usual_isovalue, grids))
+            if max(one.largest_at_edge for one in grids) > run.isovalue:
                 result.warnings.append("the surface reaches the edge of the grid and is cut there; "
                                        "choose a larger --margin or --isovalue")
         try:
             picture.save_picture(grid, self.path, name, run.isovalue, task.view,
                                  task.width or picture.WIDTH, task.labels, task.views or 1,
-                                 result.bond_orders)
+                                 result.bond_orders, run.beside)
         except CalculationFailed as error:  # the same as a warning would be once too often
             result.warnings[:] = [text for text in result.warnings if text not in error.typed]
             raise
