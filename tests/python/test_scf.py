@@ -1,6 +1,7 @@
 """What the client asks of the SCF by default, and what its results are worth."""
 
 import math
+from itertools import product
 
 import numpy as np
 import pytest
@@ -114,6 +115,26 @@ def test_nitric_oxide_settles_in_few_cycles(backend):
     assert abs(usual.dipole[3] - sharp.dipole[3]) < 1e-4
 
 
+def test_no_limit_of_iterations_lets_a_wrong_energy_pass(backend):
+    """What is called converged, and no unstable state, within a few iterations is the energy of
+    many."""
+    told = passed = 0
+    for method in METHODS:
+        for name in ("H2O", "C2H4", "NO"):
+            molecule = of_g2(name)
+            right = backend.run(Job(molecule, method, scf_limit=1e-10)).total_energy
+            for limit, cycles in product((1, 2, 3, 4, 5, 8), ("auto", "plain")):
+                found = backend.run(Job(molecule, method, scf=cycles, scf_iterations=limit))
+                state = (found.blocks.get("scf") or {}).get("state")
+                good = bool(found.converged) and state != "unstable"
+                passed, told = passed + good, told + (not good)
+                if good:
+                    assert found.total_energy == pytest.approx(right, abs=1e-4)
+    assert told > 150
+    print(f"R11: of {told + passed} energies within 1 to 8 iterations {told} are said not to be "
+          f"converged, or unstable, and the other {passed} are right")
+
+
 def test_forces_at_default_settings_are_slopes(backend):
     """Cyclobutene in MNDO was off by 2 kcal/(mol Angstrom) where the energy alone was judged."""
     molecule, h = of_g2("cyclobutene"), 1e-4
@@ -128,6 +149,7 @@ def test_forces_at_default_settings_are_slopes(backend):
     for atom, axis in ((0, 1), (2, 2), (6, 0)):
         slope = (energy(atom, axis, h) - energy(atom, axis, -h)) / (2 * h)
         assert gradient[atom, axis] == pytest.approx(slope, abs=1e-3)
+        print(f"R20: slopes of cyclobutene differ by {abs(gradient[atom, axis] - slope):.1e}")
 
 
 @pytest.mark.parametrize("method", [method.key for method in METHODS])
@@ -142,7 +164,10 @@ def test_place_and_order_of_the_atoms_change_nothing(backend, method):
     there = backend.run(Job(moved, method, scf_limit=1e-12))
     assert there.total_energy == pytest.approx(here.total_energy, abs=1e-7)
     forces = np.array(here.gradient)[order] @ turn.T
-    assert np.abs(np.array(there.gradient) - forces).max() < 1e-6
+    worst = np.abs(np.array(there.gradient) - forces).max()
+    assert worst < 1e-6
+    print(f"R21: {method}, acetamide elsewhere: energy changes by "
+          f"{abs(there.total_energy - here.total_energy):.0e}, gradient by {worst:.0e}")
 
 
 def chain(n: int) -> Molecule:
