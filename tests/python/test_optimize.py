@@ -1,5 +1,6 @@
 """The task `optimize` with the real backend."""
 
+import io
 import json
 import os
 import signal
@@ -7,11 +8,13 @@ import subprocess
 import sys
 import time
 
+import ase.io
 import numpy as np
 import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, Optimize, read_molecule
+from orbitrax.cli.outputs.structure import write_frame
 from orbitrax.tasks.optimize import OPTIMISERS
 
 pytestmark = pytest.mark.timeout(120)
@@ -31,8 +34,6 @@ def document(*arguments):
 
 
 def test_it_writes_structure_and_trajectory(tmp_path):
-    import ase.io
-
     final, path = tmp_path / "final.xyz", tmp_path / "path.xyz"
     status, found = document("optimize", ETHANOL, "-m", "am1", "-o", final, "--trajectory", path)
     assert status == 0 and found["task"] == "optimize" and found["status"] == "done"
@@ -56,8 +57,6 @@ def test_it_writes_structure_and_trajectory(tmp_path):
 
 
 def test_other_formats_go_by_the_name_of_the_file(tmp_path):
-    import ase.io
-
     assert orbitrax("optimize", "examples/water.xyz", "-m", "pm3", "-o",
                     tmp_path / "final.pdb").returncode == 0
     assert ase.io.read(tmp_path / "final.pdb").get_chemical_formula() == "H2O"
@@ -76,8 +75,6 @@ def test_the_optimum_is_a_minimum_for_every_optimizer():
 
 
 def test_an_unfinished_search_keeps_everything_and_exits_with_1(tmp_path):
-    import ase.io
-
     final, path = tmp_path / "final.xyz", tmp_path / "path.xyz"
     status, found = document("optimize", ETHANOL, "-m", "am1", "--cycles", "2", "-o", final,
                              "--trajectory", path)
@@ -198,6 +195,20 @@ def test_a_signal_loses_no_work(tmp_path, optimizer, number, status):
     kept = read_molecule(str(final))
     assert kept.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
     assert read_molecule(f"{path}@-1").formula == "C8H10N4O2"
+
+
+def test_a_frame_is_written_at_once(water):
+    """So that no signal comes to the middle of it."""
+    class Interrupted(io.StringIO):
+        def write(self, text):
+            if self.getvalue():
+                raise KeyboardInterrupt
+            return super().write(text)
+
+    file = Interrupted()
+    write_frame(file, Job(water, "am1"), water.xyz, -1.0, [0.0] * 9, {"step": 0})
+    found = ase.io.read(io.StringIO(file.getvalue()), format="extxyz")
+    assert found.get_chemical_formula() == "H2O"
 
 
 def test_an_scf_that_cannot_converge_ends_the_search():

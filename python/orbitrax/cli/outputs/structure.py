@@ -104,9 +104,11 @@ def _write_frame(file: TextIO, run: Run, point: ReportPoint) -> None:
 
 def write_frame(file: TextIO, job: Job, xyz: Any, energy: float, gradient: Any,
                 about: dict[str, Any]) -> None:
-    """Appends a frame of extended xyz, in ASE's units, and sees it out of the buffer. xyz: 3 n,
-    Angstrom; energy kcal/mol; gradient: 3 n, kcal/(mol Angstrom), or None; about: what else the
-    second line says."""
+    """Appends a frame of extended xyz, in ASE's units, and sees it out of the buffer; a signal
+    leaves it whole or out. xyz: 3 n, Angstrom; energy kcal/mol; gradient: 3 n, kcal/(mol Angstrom),
+    or None; about: what else the second line says."""
+    from io import StringIO
+
     import ase.io
     from ase import Atoms
     from ase.calculators.singlepoint import SinglePointCalculator
@@ -120,8 +122,10 @@ def write_frame(file: TextIO, job: Job, xyz: Any, energy: float, gradient: Any,
     if gradient is not None:
         values["forces"] = -as_numpy(gradient, 3) * ASE_EV_PER_KCAL
     atoms.calc = SinglePointCalculator(atoms, **values)
+    text = StringIO()
+    ase.io.write(text, atoms, format="extxyz")
     try:
-        ase.io.write(file, atoms, format="extxyz")
+        file.write(text.getvalue())
         file.flush()
     except OSError as error:
         raise OrbitraxError(f"{file.name}: cannot be written: {error.strerror}") from None
