@@ -8,7 +8,7 @@ from ase.data import atomic_masses
 
 from orbitrax import Job, Molecule
 from orbitrax.molecules.elements import SYMBOLS, valence_electrons
-from orbitrax.errors import InputError, UsageError
+from orbitrax.errors import InputError, MoleculeError, UsageError
 from orbitrax.molecules.geometry import close_pairs, find_bonds
 from orbitrax.methods import METHODS, find_method
 from orbitrax.session import encode
@@ -211,9 +211,9 @@ def test_settings_that_cannot_be_sent_are_refused(water, setting):
     ("masses", [np.inf, 1, 1], r"atom 1 \(O\): its mass"),
     ("point_charges", [0, 0, np.nan], r"atom 3 \(H\): its charge")])
 def test_numbers_of_atoms_that_cannot_be_sent_are_refused(water, field, value, words):
-    molecule = Molecule(water.numbers, water.positions, charge=0, **{field: value})
     selection = [1, 2] if field == "point_charges" else None
-    with pytest.raises(InputError, match=words):
+    with pytest.raises((InputError, MoleculeError), match=words):
+        molecule = Molecule(water.numbers, water.positions, charge=0, **{field: value})
         encode.job_packets(Job(molecule, "am1", select=selection))
 
 

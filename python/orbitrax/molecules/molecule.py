@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 from array import array
 
-from orbitrax.arrays import as_numpy, finite, flat
+from orbitrax.arrays import as_numpy, flat
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.elements import SYMBOLS, formula_of
 
@@ -18,6 +18,7 @@ if TYPE_CHECKING:
 
 MAX_COORDINATE = 1e6  # Angstrom
 _LARGEST = 1_000_000  # of charge, multiplicity and atomic numbers
+_ONE_OF = {"masses": "mass", "point_charges": "charge"}
 _WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
 
@@ -41,6 +42,9 @@ class Molecule:
                  title: str = "molecule", notes: Sequence[str] = (),
                  remarks: Sequence[str] = (), mol: bytes | None = None):
         self.z = tuple(_whole(number, "an atomic number", title) for number in numbers)
+        for number in self.z:
+            if not 0 <= number < len(SYMBOLS):
+                raise MoleculeError(f"{title}: there is no element of number {number}")
         self.xyz = self._places(positions, title)
         self.plain_masses = self._one_each(masses, "masses", title)
         self.plain_charges = self._one_each(point_charges, "point_charges", title)
@@ -49,9 +53,6 @@ class Molecule:
                              else _whole(multiplicity, "its multiplicity", title))
         self.title, self.notes, self.remarks = title, tuple(notes), tuple(remarks)
         self.mol = mol
-        for number in self.z:
-            if not 0 <= number < len(SYMBOLS):
-                raise MoleculeError(f"{title}: there is no element of number {number}")
         self._check_coordinates()
 
     def _places(self, positions: Any, title: str) -> array[float]:
@@ -70,8 +71,10 @@ class Molecule:
         found = array("d", flat(values))
         if len(found) != len(self.z):
             raise MoleculeError(f"{title}: {len(self.z)} atoms need {len(self.z)} {what}")
-        if not finite(found):
-            raise MoleculeError(f"{title}: one of its {what} is a number that is none")
+        for i, value in enumerate(found):
+            if not math.isfinite(value):
+                raise MoleculeError(f"{title}: atom {i + 1} ({SYMBOLS[self.z[i]]}): its "
+                                    f"{_ONE_OF[what]} is {value}")
         return found
 
     def _check_coordinates(self) -> None:
