@@ -161,9 +161,9 @@ def test_the_command_line_tells_of_a_search_over_unconverged_scfs():
     assert orbitrax(*command, "--allow-unconverged").returncode == 0
 
 
-def test_unconverged_scfs_on_the_way_of_a_search_are_warned_of():
+def test_unconverged_scfs_on_the_way_of_a_search_are_counted():
     status, found = document("optimize", "examples/water.xyz", "-m", "am1", "--scf-iterations", "4",
                              "--optimizer", "polak-ribiere")
-    assert status == 0 and found["converged"] is True
+    assert status == 1 and found["converged"] is False
     assert 0 < found["scf_unconverged"] < found["scf_runs"]
-    assert f"{found['scf_unconverged']} of {found['scf_runs']} SCFs did" in found["warnings"][-1]
+    assert f"{found['scf_unconverged']} of {found['scf_runs']} SCFs did" in found["errors"][-1]

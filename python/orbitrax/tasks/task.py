@@ -174,6 +174,7 @@ def judge_way(job: Job, result: Result) -> None:
     if job.settings.allow_unconverged:
         result.warnings.append(text)
         return
+    result.converged = False
     raise NotConverged(f"{text}; search again from this structure, or with a higher "
                        "--scf-iterations")
 
