@@ -13,6 +13,7 @@ if TYPE_CHECKING:
 _USUAL, _LEAST = 9, 5
 _GB = 1e9
 _LARGE = 1500  # orbitals whose cycles take seconds
+_SECONDS, _OF_ORBITALS = 0.6, 1200  # of a cycle on one processor (200 waters in docs/speed.md)
 
 
 def check_memory(z: Sequence[int], least_free: int | None = None) -> None:
@@ -33,12 +34,15 @@ def check_memory(z: Sequence[int], least_free: int | None = None) -> None:
 
 
 def forecast(z: Sequence[int]) -> str | None:
-    """What is to be said of the memory of a large calculation before it begins; None of others."""
+    """What is to be said of memory and time of a large calculation before it begins; None of
+    others."""
     orbitals = orbitals_of(z)
     if orbitals < _LARGE:
         return None
+    seconds = float(f"{_SECONDS * (orbitals / _OF_ORBITALS) ** 3:.1g}")
     return (f"{orbitals} orbitals take about {_USUAL * 8e-9 * orbitals * orbitals:.1f} GB of "
-            "memory; how long an SCF cycle takes is told from the second one on")
+            f"memory and some {seconds:g} s an SCF cycle on one processor, of which there are 7 to "
+            "20; what this machine takes is told from the second one on")
 
 
 def orbitals_of(z: Sequence[int]) -> int:

@@ -369,7 +369,9 @@ def test_a_large_calculation_says_what_it_takes(make_peer, monkeypatch):
     from orbitrax import memory
 
     assert memory.forecast([6] * 374) is None  # 1496 orbitals
-    assert memory.forecast([6] * 750).startswith("3000 orbitals take about 0.6 GB of memory")
+    assert memory.forecast([6] * 750).startswith("3000 orbitals take about 0.6 GB of memory and "
+                                                 "some 9 s an SCF cycle")
+    assert "some 80 s" in memory.forecast([6] * 1500)  # of twice as many eight times as much
     arguments = ("energy", WATER, "-m", "am1", "--backend", make_peer())
     assert "s a cycle" not in on_terminal(arguments)
 
