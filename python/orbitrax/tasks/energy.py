@@ -16,6 +16,10 @@ class Energy(Task):
 
     name: ClassVar[str] = "energy"
     description: ClassVar[str] = "Energy, orbitals, charges and dipole of one structure."
+    files: ClassVar[tuple[str, ...]] = ("levels", "molden", "text")
+    file_help: ClassVar[str] = (
+        "what to write: a picture of the orbital levels, NAME.png, .svg or .pdf; NAME.molden: the "
+        "orbitals, for programs that show them; else what would be printed")
     examples: ClassVar[tuple[str, ...]] = (
         "orbitrax energy examples/water.xyz -m am1",
         "orbitrax energy cation.xyz -m pm3 -c 1",

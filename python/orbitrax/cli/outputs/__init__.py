@@ -72,6 +72,7 @@ class OutputRow:
 OUTPUTS = (
     OutputRow("text", "text", "TextOutput", printable=True),
     OutputRow("molden", "molden", "MoldenOutput", (".molden",)),
+    OutputRow("levels", "levels", "LevelsOutput", (".png", ".svg", ".pdf")),
     OutputRow("structure", "structure", "StructureOutput", printable=True),
     OutputRow("motion", "motion", "MotionOutput"),
     OutputRow("modes", "vibrations", "ModesOutput", (".molden",)),
