@@ -199,7 +199,7 @@ MOL2 = ("@<TRIPOS>MOLECULE\nw\n {}\nSMALL\nUSER_CHARGES\n\n@<TRIPOS>ATOM\n1 O 0 
     ("m.xyz", f"1\n\n{HUGE} 0 0 0\n", "no element '999"),
     ("m.xyz", f"1\nProperties=species:S:1:pos:R:{HUGE}\nO 0 0 0\n", "names no species and pos"),
     ("m.xyz", "1\nProperties=species:S:0:pos:R:3\nO 0 0 0\n", "names no species and positions"),
-    ("m.xyz", "1\nProperties=species:S:1:pos:R:3:masses:R:1\nO 0 0 0 nan\n", "one of its masses"),
+    ("m.xyz", "1\nProperties=species:S:1:pos:R:3:masses:R:1\nO 0 0 0 nan\n", "its mass is nan"),
     ("m.json", '{"symbols": ["O"], "coordinates_angstrom": ["H", 0, 0]}', "'H' is not a number"),
     ("m.json", '{"symbols": ["O"], "coordinates_angstrom": [0, 0, 0], "charge": "x"}',
      "its charge, 'x', is not a whole number"),
