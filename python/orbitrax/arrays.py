@@ -23,6 +23,7 @@ if TYPE_CHECKING:
 _FEWER_DIGITS = range(1, 10)
 _SMALLEST_NORMAL = 2.0**-126
 _SIX_DIGITS = 999999.5
+_INTO_THE_ROOM = 1 + 2.0**-24.5  # less than half of the last bit
 
 
 def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
@@ -89,7 +90,11 @@ def shortest(value: float) -> float:
     eight = float(f"{single:.8g}")
     if array("f", (eight,))[0] == single:
         return eight
-    return float(f"{single:.9g}") if single - single == 0 else single
+    if single - single != 0:
+        return single
+    # Above a power of two there is twice the room, for a decimal that is not the nearest.
+    above = float(f"{single * _INTO_THE_ROOM:.8g}")
+    return above if array("f", (above,))[0] == single else float(f"{single:.9g}")
 
 
 class ArrayField:

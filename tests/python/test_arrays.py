@@ -25,6 +25,13 @@ def test_the_shortest_decimal_means_the_number_and_none_is_shorter(value):
     assert shortest(value) == float(str(np.float32(value)))
 
 
+def test_the_shortest_decimal_of_every_power_of_two_is_the_one_of_numpy():
+    """Below a power of two numbers lie twice as close as above: its shortest decimal need not be
+    the one nearest to it (2^-96, 2^87, 2^90)."""
+    for power in range(-149, 128):
+        assert shortest(2.0**power) == float(str(np.float32(2.0**power))), power
+
+
 def test_the_shortest_decimal_of_a_tenth_is_a_tenth():
     assert shortest(float(np.float32(0.1))) == 0.1
     assert math.isnan(shortest(math.nan)) and shortest(math.inf) == math.inf
