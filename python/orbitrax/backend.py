@@ -167,7 +167,7 @@ class Backend:
                 return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first,
                                      settings.calc_kind, settings.ci == SINGLES)
 
-            yield from self._session(job, pokes, time_limit, reader, began)
+            yield from self._session(self._ensure_process(job), pokes, time_limit, reader, began)
 
     def modes(self, masses: Sequence[float], time_limit: float | None = None) -> Modes:
         """The normal modes of the molecule that `run` ran last, with other masses for its atoms,
@@ -187,7 +187,7 @@ class Backend:
         found = None
         with self._reserved() as pokes:
             pokes += mode_packets(job)
-            for event in self._session(job, pokes, time_limit,
+            for event in self._session(self._holder(), pokes, time_limit,
                                        lambda first: ModeReader(len(job.molecule), first)):
                 if isinstance(event, events.NormalModes):
                     found = modes_of(job, event)
@@ -212,10 +212,8 @@ class Backend:
         job, result = self._last
         builder = GridBuilder(plot, frame, job, result)
         with self._reserved() as pokes:
-            if self._running is not None and self._running.ended() is not None:
-                raise self._post_mortem(self._running)  # another process would not know the job
             pokes += plot_packets(job, builder.plot, builder.frame)
-            for event in self._session(job, pokes, time_limit, builder.reader):
+            for event in self._session(self._holder(), pokes, time_limit, builder.reader):
                 builder.add(event)
                 if on_event is not None:
                     on_event(event)
@@ -266,20 +264,20 @@ class Backend:
     def _reserved(self) -> _Reserved:
         return _Reserved(self)
 
-    def _session(self, job: Job, pokes: list[bytes], time_limit: float | None,
+    def _session(self, running: Process, pokes: list[bytes], time_limit: float | None,
                  make_reader: Callable[[bool], SessionReader], began: float | None = None
                  ) -> Iterator[Event]:
-        """One session with the right process. `make_reader` is told whether it is the first of its
+        """One session with a process. `make_reader` is told whether it is the first of its
         process. began: the moment of `time.monotonic()` from which its time counts."""
         limit = self.time_limit if time_limit is None else time_limit
         began = time.monotonic() if began is None else began
         deadline = None if limit is None else began + limit
-        running = self._ensure_process(job)
         link, first = running.link, running.first_session
         assert link is not None
         link.deadline = deadline
         if first:
-            pokes[:0] = table_packets(self.parameters(job.method))
+            assert self._method is not None
+            pokes[:0] = table_packets(self.parameters(self._method))
         reader = make_reader(first)
         try:
             if first:
@@ -302,6 +300,16 @@ class Backend:
             self._method = job.method
             self._running.start()
         return self._running
+
+    def _holder(self) -> Process:
+        """The process that ran the last job, and no other: that would not know the job. Raises
+        LinkError if it has died, UsageError in a fork, to which it does not belong."""
+        running = self._running
+        if running is None or running.foreign:
+            raise UsageError("the last job ran in another process: run it in this one first")
+        if running.ended() is not None:
+            raise self._post_mortem(running)
+        return running
 
     def _post_mortem(self, running: Process) -> OrbitraxError:
         """What to say of a link that was closed at the other end, or by `cancel`."""

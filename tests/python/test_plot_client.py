@@ -1,13 +1,17 @@
 """Plots of the client's Backend against a scripted peer: order of the values, what goes wrong."""
 
+import os
+import signal
+
 import numpy as np
 import pytest
 from support import ROOT  # noqa: F401
 
 from orbitrax import Backend, Frame, Job, Plot, box_around, plane_through
 from orbitrax.link import events
-from orbitrax.errors import (CalculationFailed, InputError, LinkError, OutOfMemory, ProtocolError,
-                             UsageError)
+from orbitrax.errors import (BackendDied, CalculationFailed, InputError, LinkError, OutOfMemory,
+                             ProtocolError, UsageError)
+from orbitrax.link.process import Process
 
 pytestmark = [pytest.mark.usefixtures("no_children_left"), pytest.mark.timeout(60)]
 
@@ -146,6 +150,39 @@ def test_a_backend_that_breaks_in_or_after_a_plot_is_an_error(make_peer, water, 
                 backend.plot("homo", BOX)
         with pytest.raises(UsageError, match="run a job"):
             backend.plot("homo", BOX)
+
+
+def test_a_backend_that_dies_just_before_a_plot_is_never_replaced(make_peer, water, monkeypatch):
+    """However late its death is seen: a new process would know nothing of the job."""
+    with Backend(make_peer()) as backend:
+        backend.run(Job(water, "am1"))
+        os.kill(backend.pid, signal.SIGKILL)
+        looks = []
+        ended = Process.ended
+
+        def late(process, patience=0.0):
+            looks.append(patience)
+            return None if len(looks) == 1 else ended(process, patience)
+
+        monkeypatch.setattr(Process, "ended", late)
+        with pytest.raises(BackendDied, match="SIGKILL"):
+            backend.plot("homo", BOX)
+        assert backend.pid is None
+
+
+def test_a_fork_plots_nothing_from_the_process_of_its_parent(make_peer, water):
+    with Backend(make_peer()) as backend:
+        backend.run(Job(water, "am1"))
+        child = os.fork()
+        if child == 0:
+            try:
+                backend.plot("homo", BOX)
+                told = ""
+            except UsageError as error:
+                told = str(error)
+            os._exit(0 if "in another process" in told else 1)
+        assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+        assert backend.plot("homo", BOX).values.shape == BOX.counts
 
 
 def test_too_many_points_are_refused_before_anything_is_asked(make_peer, water):
