@@ -13,7 +13,8 @@ from orbitrax.files import check_target, replaced
 from orbitrax.job import JobSettings
 from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.tasks.optimize import Optimize
-from orbitrax.tasks.several.scan import KINDS, OF_SEARCH, Coordinate, snake
+from orbitrax.tasks.several.coordinates import KINDS, Coordinate, snake
+from orbitrax.tasks.several.scan import OF_SEARCH
 
 DESCRIPTION = ("The energy along a distance, an angle or a torsion, or two of them, each held "
                "exactly while everything else relaxes; each point starts from the one before.")
