@@ -28,9 +28,32 @@ OF_SEARCH = ("limit", "cycles", "freeze", "fix")  # settings that each point sha
 _ALONG = "along"
 
 
+class Point:
+    """A point of a scan. asked, reached: values of the coordinates; energy, heat: kcal/mol, None
+    where there is none; failure: what went wrong; structure: what the search found."""
+
+    def __init__(self, asked: tuple[float, ...], failure: OrbitraxError | None = None):
+        self.asked, self.failure = asked, failure
+        self.reached: tuple[float, ...] = ()
+        self.energy: float | None = None
+        self.heat: float | None = None
+        self.structure: Molecule | None = None
+
+    @property
+    def status(self) -> str:
+        """Whether it is done, or what went wrong."""
+        return self.failure.status if self.failure else "done"
+
+    def row(self) -> dict[str, Any]:
+        """As the document has it."""
+        return {"asked": list(self.asked), "reached": list(self.reached) or None,
+                "total_energy": self.energy, "heat_of_formation": self.heat,
+                "status": self.status}
+
+
 class Scanning(Run):
-    """A scan: one search after the other, each from the structure of the one before. rows: a point
-    each, as the document has them."""
+    """A scan: one search after the other, each from the structure of the one before. points: those
+    that are over, in their order."""
 
     task: Scan
 
@@ -38,39 +61,38 @@ class Scanning(Run):
         super().__init__(task, job)
         for one in self.task.along:
             one.held(one.values[0]).check(len(job.molecule))
-        self.rows: list[dict[str, Any]] = []
+        self.points: list[Point] = []
         self._best: Result | None = None
 
     def execute(self, backend: Backend, on_event: Listener | None = None) -> Result:
         """The result of the lowest point. Raises NotConverged where a point has none."""
         start = self.job.molecule
-        failure: OrbitraxError | None = None
         for asked in snake(self.task.along):
             try:
-                if self.rows and backend.cancelled:
+                if self.points and backend.cancelled:
                     raise Cancelled("the calculation was cancelled")
-                result = self._point(backend, asked, start, on_event)
+                result = self._search(backend, asked, start, on_event)
             except (Cancelled, Interrupted, UsageError) as error:
                 error.partial = self._ended()
                 raise
             except OrbitraxError as error:
-                self._keep(asked, error.status)
-                failure = error
+                self.points.append(Point(asked, error))
             else:
-                start = start.replace(positions=result.coordinates)
-        if failure is not None:
-            without = sum(row["status"] != "done" for row in self.rows)
-            told = NotConverged(f"{without} of {len(self.rows)} points have no energy; of the "
-                                f"last of them: {failure.typed}")
-            told.partial = self._ended()
-            raise told
+                start = self._keep(asked, start, result)
+                self._tell(result, on_event)
+        without = [point.failure for point in self.points if point.failure]
         found = self._ended()
+        if without:
+            told = NotConverged(f"{len(without)} of {len(self.points)} points have no energy; of "
+                                f"the last of them: {without[-1].typed}")
+            told.partial = found
+            raise told
         assert found is not None
         return found
 
-    def _point(self, backend: Backend, asked: tuple[float, ...], start: Molecule,
-               on_event: Listener | None) -> Result:
-        """One search, of which those who listen hear the end alone."""
+    def _search(self, backend: Backend, asked: tuple[float, ...], start: Molecule,
+                on_event: Listener | None) -> Result:
+        """One search, of which those who listen do not hear the structures."""
         along = self.task.along
         held = tuple(one.held(value) for one, value in zip(along, asked))
         values: dict[str, Any] = {name: getattr(self.task, name)
@@ -83,26 +105,25 @@ class Scanning(Run):
                     event, (SearchPoint, ResultBlock, Coordinates, Precise)):
                 on_event(event)
 
-        result = task.start(start, self.job.method).execute(backend, listen)
-        self._keep(asked, "done", result)
+        return task.start(start, self.job.method).execute(backend, listen)
+
+    def _keep(self, asked: tuple[float, ...], start: Molecule, result: Result) -> Molecule:
+        """Adds a point, and remembers the lowest. Returns the structure."""
+        point = Point(asked)
+        point.energy, point.heat = result.total_energy, result.heat_of_formation
+        point.structure = start.replace(positions=result.coordinates)
+        point.reached = tuple(one.reached(result.coordinates, value)
+                              for one, value in zip(self.task.along, asked))
+        self.points.append(point)
+        if self._best is None or (result.total_energy or 0) < (self._best.total_energy or 0):
+            self._best = result
+        return point.structure
+
+    def _tell(self, result: Result, on_event: Listener | None) -> None:
         if on_event is not None:
-            on_event(SearchPoint(len(self.rows) - 1, len(self.rows), result.rms_gradient or 0.0,
+            on_event(SearchPoint(len(self.points) - 1, len(self.points), result.rms_gradient or 0.0,
                                  result.total_energy or 0.0,
                                  list(result.plain("coordinates") or ()), []))
-        return result
-
-    def _keep(self, asked: tuple[float, ...], status: str, result: Result | None = None) -> None:
-        """Adds a row, and remembers the lowest point."""
-        reached = None if result is None else [
-            one.reached(result.coordinates, value) for one, value in zip(self.task.along, asked)]
-        self.rows.append({
-            "asked": list(asked), "reached": reached,
-            "total_energy": None if result is None else result.total_energy,
-            "heat_of_formation": None if result is None else result.heat_of_formation,
-            "status": status})
-        if result is not None and (self._best is None or
-                                   (result.total_energy or 0) < (self._best.total_energy or 0)):
-            self._best = result
 
     def _ended(self) -> Result | None:
         """The lowest point, as the result of the scan."""
@@ -113,12 +134,13 @@ class Scanning(Run):
 
     def progress(self, text: str) -> str | None:
         """Where the scan is, before what its search says."""
-        return f"point {len(self.rows) + 1}: {text}"
+        return f"point {len(self.points) + 1}: {text}"
 
     def block(self, result: Result | None) -> dict[str, dict[str, Any]]:
         """The entry `scan` of the JSON document."""
         return {"scan": {"coordinates": [{"name": one.name, "unit": one.unit}
-                                         for one in self.task.along], "points": self.rows}}
+                                         for one in self.task.along],
+                         "points": [point.row() for point in self.points]}}
 
 
 def _coordinates(given: Any) -> tuple[Coordinate, ...]:
