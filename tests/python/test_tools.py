@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 import sys
 
@@ -73,6 +74,31 @@ def test_a_scan_over_two_coordinates_has_all_pairs_side_by_side():
     points = json.loads(done.stdout)["points"]
     assert [point["asked"] for point in points] == [[0.9, 0.9], [0.9, 1.0], [1.0, 1.0], [1.0, 0.9]]
     assert points[1]["total_energy"] == pytest.approx(points[3]["total_energy"], abs=0.01)
+
+
+def test_a_scan_that_is_ended_keeps_its_points(tmp_path):
+    path, table = tmp_path / "s.xyz", tmp_path / "s.csv"
+    run = subprocess.Popen([sys.executable, "-m", "orbitrax", "scan", ETHANOL, "-m", "am1",
+                            "--torsion", "1,2,3,4=180:-1800:-1", "-o", path, "--csv", table],
+                           cwd=ROOT, env=ENVIRONMENT, text=True,
+                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    for line in run.stdout:
+        if line.startswith("    179.0000"):
+            break
+    run.send_signal(signal.SIGTERM)
+    rows, told = run.communicate(timeout=60)
+    points = len(table.read_text().splitlines()) - 1
+    assert run.returncode in (143, -signal.SIGTERM) and 2 <= points < 1981
+    assert f"interrupted after {points} points" in told and len(rows.splitlines()) == points - 2
+    assert read_molecule(f"{path}@{points - 1}").formula == "C2H6O"
+
+
+def test_a_scan_with_a_point_that_is_not_converged_is_not_done():
+    done = orbitrax("scan", ETHANOL, "-m", "am1", "--torsion", "1,2,3,4=180:120:-60", "--cycles",
+                    "1", "--limit", "1e-4", "--json")
+    found = json.loads(done.stdout)
+    assert done.returncode == 1 and found["status"] == "unconverged"
+    assert [point["status"] for point in found["points"]] == ["unconverged"] * 2
 
 
 @pytest.mark.parametrize("words", [

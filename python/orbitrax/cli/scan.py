@@ -8,13 +8,14 @@ from typing import Any
 
 from orbitrax.backend import Backend
 from orbitrax.cli.options import add_option
-from orbitrax.errors import Interrupted, OrbitraxError, UsageError
+from orbitrax.errors import Interrupted, NotConverged, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.job import JobSettings
+from orbitrax.link.events import Event
 from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.tasks.optimize import Optimize
 from orbitrax.tasks.several.coordinates import KINDS, Coordinate, snake
-from orbitrax.tasks.several.scan import OF_SEARCH
+from orbitrax.tasks.several.scan import OF_SEARCH, Point, Scan, Scanning
 
 DESCRIPTION = ("The energy along a distance, an angle or a torsion, or two of them, each held "
                "exactly while everything else relaxes; each point starts from the one before.")
@@ -25,18 +26,6 @@ EXAMPLES = (
 )
 
 _SHARED = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis")
-
-
-class Point:
-    """A point of a scan. asked, reached: values of the coordinates; energy, heat: kcal/mol, None
-    where there is none; status: done, or what went wrong; text: the structure as xyz."""
-
-    def __init__(self, asked: tuple[float, ...]):
-        self.asked = asked
-        self.reached: tuple[float, ...] = ()
-        self.energy: float | None = None
-        self.heat: float | None = None
-        self.status, self.text = "done", ""
 
 
 def add_arguments(parser: Any) -> None:
@@ -84,72 +73,54 @@ class _Scan:
     """A scan, point by point."""
 
     def __init__(self, arguments: Any, terminal: Any, coordinates: list[Coordinate]):
-        self._arguments, self._terminal, self._coordinates = arguments, terminal, coordinates
+        self._arguments, self._terminal = arguments, terminal
+        self._coordinates = tuple(coordinates)
         source = arguments.molecule
-        self._molecule = (read_molecule(source, arguments.format)
-                          if source == "-" or arguments.format else as_molecule(source))
+        molecule = (read_molecule(source, arguments.format)
+                    if source == "-" or arguments.format else as_molecule(source))
         told = {name: getattr(arguments, name) for name in
                 (*_SHARED, *OF_SEARCH) if hasattr(arguments, name)}
-        self._task = Optimize(**told)
-        for one in coordinates:
-            one.held(one.values[0]).check(len(self._molecule))
-        self._points: list[Point] = []
+        run = Scan(along=self._coordinates, **told).start(molecule, arguments.method)
+        assert isinstance(run, Scanning)
+        self._run, self._told = run, 0
+        self._count = sum(1 for _ in snake(self._coordinates))
+        self._prints = not arguments.json and arguments.output != "-"
 
     def run(self) -> int:
         """All points; returns the exit status."""
-        printed = not self._arguments.json and self._arguments.output != "-"
-        if printed:
+        if self._prints:
             self._print_head()
-        ended: OrbitraxError | KeyboardInterrupt | None = None
         try:
-            self._walk(printed)
-        except (Interrupted, KeyboardInterrupt) as error:
-            ended = error
-            self._terminal.error(f"interrupted after {len(self._points)} points")
-        self._terminal.end_progress()
-        self._write()
-        if isinstance(ended, KeyboardInterrupt):
-            raise ended
-        done = [point for point in self._points if point.status == "done"]
-        return 0 if len(done) == len(self._points) else 1
-
-    def _walk(self, printed: bool) -> None:
-        grid = list(snake(tuple(self._coordinates)))
-        with Backend(self._arguments.backend, time_limit=self._arguments.time_limit) as backend:
-            start: Any = self._molecule
-            for number, asked in enumerate(grid, 1):
-                self._terminal.progress(f"point {number} of {len(grid)}")
-                point, start = self._point(backend, asked, start)
-                self._points.append(point)
-                self._terminal.end_progress()
-                if printed:
-                    print(self._row(point), flush=True)
-
-    def _point(self, backend: Backend, asked: tuple[float, ...], start: Any) -> tuple[Point, Any]:
-        """One point, and the structure from which the next begins."""
-        from orbitrax.molecules.writing import xyz_text
-
-        point = Point(asked)
-        held = [one.held(value) for one, value in zip(self._coordinates, asked)]
-        task = self._task.replace(fix=(*self._task.fix, *held))
-        try:
-            result = task.start(start, self._arguments.method).execute(backend)
-        except UsageError:
+            with Backend(self._arguments.backend, time_limit=self._arguments.time_limit) as backend:
+                self._run.execute(backend, self._hear)
+        except (Interrupted, KeyboardInterrupt):
+            self._end(Interrupted.status)
+            self._terminal.error(f"interrupted after {len(self._run.points)} points")
             raise
-        except OrbitraxError as error:
-            point.status = error.status
-            self._terminal.error(f"{self._named(asked)}: {error.typed}")
-            return point, start
-        point.energy, point.heat = result.total_energy, result.heat_of_formation
-        point.reached = tuple(one.reached(result.coordinates, value)
-                              for one, value in zip(self._coordinates, asked))
-        found = start.replace(positions=result.coordinates)
-        point.text = xyz_text(found.replace(charge=result.charge,
-                                            multiplicity=result.multiplicity), {
-            **{one.name.replace(" ", "_"): value
-               for one, value in zip(self._coordinates, point.reached)},
-            "energy": result.total_energy, "heat_of_formation": result.heat_of_formation})
-        return point, found
+        except NotConverged as error:  # and each point has said so
+            self._end(error.status)
+            return error.exit_status
+        self._end("done")
+        return 0
+
+    def _end(self, status: str) -> None:
+        self._tell_points()
+        self._terminal.end_progress()
+        self._write(status)
+
+    def _hear(self, event: Event) -> None:
+        self._tell_points()
+        self._terminal.progress(f"point {self._told + 1} of {self._count}")
+
+    def _tell_points(self) -> None:
+        """Prints the points that have come to an end."""
+        for point in self._run.points[self._told:]:
+            self._terminal.end_progress()
+            if point.failure is not None:
+                self._terminal.error(f"{self._named(point.asked)}: {point.failure.typed}")
+            if self._prints:
+                print(self._row(point), flush=True)
+            self._told += 1
 
     # ---- what is printed and written ------------------------------------------------------------
 
@@ -167,14 +138,14 @@ class _Scan:
         text = "".join(f"{a:12.4f}{b:12.4f}" for a, b in zip(point.asked, reached))
         if point.energy is None:
             return f"{text}{point.status:>20}"
-        first = next(one.energy for one in self._points if one.energy is not None)
+        first = next(one.energy for one in self._run.points if one.energy is not None)
         heat = "" if point.heat is None else f"{point.heat:14.4f}"
         assert first is not None
         return f"{text}{point.energy:20.5f}{point.energy - first:12.4f}{heat}"
 
-    def _write(self) -> None:
-        arguments, points = self._arguments, self._points
-        structures = "".join(point.text for point in points)
+    def _write(self, status: str) -> None:
+        arguments, points = self._arguments, self._run.points
+        structures = "".join(self._text(point) for point in points)
         if arguments.output == "-":
             sys.stdout.write(structures)
         elif arguments.output is not None:
@@ -188,19 +159,26 @@ class _Scan:
                  [(point.reached, point.energy) for point in points if point.energy is not None])
         if arguments.json:
             print(json.dumps({"schema": "orbitrax-scan-1", "method": arguments.method,
-                              "coordinates": [{"name": one.name, "unit": one.unit}
-                                              for one in self._coordinates],
-                              "points": [{"asked": point.asked, "reached": point.reached,
-                                          "total_energy": point.energy,
-                                          "heat_of_formation": point.heat,
-                                          "status": point.status} for point in points]}))
+                              "status": status, **self._run.block(None)["scan"]}))
+
+    def _text(self, point: Point) -> str:
+        """The structure as xyz, with what is known of it in the comment."""
+        from orbitrax.molecules.writing import xyz_text
+
+        if point.structure is None:
+            return ""
+        job = self._run.job
+        return xyz_text(point.structure.replace(charge=job.charge, multiplicity=job.multiplicity), {
+            **{one.name.replace(" ", "_"): value
+               for one, value in zip(self._coordinates, point.reached)},
+            "energy": point.energy, "heat_of_formation": point.heat})
 
     def _table(self) -> str:
         names = [f"{what} {one.name} ({one.unit})" for one in self._coordinates
                  for what in ("asked", "reached")]
         lines = [",".join([*names, "total_energy (kcal/mol)", "heat_of_formation (kcal/mol)",
                            "status"])]
-        for point in self._points:
+        for point in self._run.points:
             reached = point.reached or ("",) * len(point.asked)
             cells = [cell for pair in zip(point.asked, reached) for cell in pair]
             lines.append(",".join(str("" if cell is None else cell) for cell in
