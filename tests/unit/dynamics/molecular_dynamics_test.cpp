@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
 #include <limits>
 #include <utility>
 
@@ -157,6 +158,7 @@ TEST_F(MolecularDynamics, LosesEnergyBySecondOrderOfTheStep) {
         dSpread[n] = Spread();
     }
     EXPECT_NEAR(dSpread[0] / dSpread[1], 4.0, 0.4);
+    std::printf("R22: half the step, the energy wavers %.2f times less\n", dSpread[0] / dSpread[1]);
 }
 
 TEST_F(MolecularDynamics, KeepsMomentumAndAngularMomentum) {
