@@ -61,6 +61,8 @@ def test_the_process_ends_wherever_its_client_closes_the_link(start):
         send_until(peer, sent)
         peer.leave()
         assert peer.wait() == 0, f"after frame {sent}"
+    promise = "R2" if type(peer) is SocketPeer else "R17"
+    print(f"{promise}: gone after each of the {count} frames of a conversation: ended each time")
 
 
 def test_the_process_ends_wherever_its_client_stops_with_all_answers_read(start):

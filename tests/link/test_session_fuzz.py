@@ -127,7 +127,8 @@ def play_process(rng: random.Random, conversations: list[Conversation],
             reset(peer)
     except (AssertionError, OSError) as error:
         peer.process.kill()
-        raise AssertionError(f"seed {SEED}, after {changes}: {error}\n{peer.complained()}") from None
+        raise AssertionError(
+            f"seed {SEED}, after {changes}: {error}\n{peer.complained()}") from None
     peer.finish()
 
 

@@ -3,10 +3,12 @@ alone."""
 
 from concurrent.futures import ThreadPoolExecutor
 
-from catalogue import content, hold, sample
+import pytest
+from catalogue import catalogue, content, hold, sample
 from peers import SocketPeer
 
 AT_ONCE = 8
+MANY = 64
 
 
 def said_in(conversation) -> list:
@@ -17,15 +19,18 @@ def said_in(conversation) -> list:
     return found
 
 
-def test_eight_processes_at_once_say_what_each_says_alone():
-    conversations = sample()
+@pytest.mark.parametrize("which, at_once", [
+    (sample, AT_ONCE),
+    pytest.param(catalogue, MANY, marks=[pytest.mark.long, pytest.mark.timeout(3600)])])
+def test_processes_at_once_say_what_each_says_alone(which, at_once):
+    conversations = which()
     alone = {conversation.name: said_in(conversation) for conversation in conversations}
     # Each begins elsewhere, so that different jobs run beside each other.
     turns = [conversations[i % len(conversations):] + conversations[:i % len(conversations)]
-             for i in range(0, 3 * AT_ONCE, 3)]
-    with ThreadPoolExecutor(AT_ONCE) as threads:
+             for i in range(0, 3 * at_once, 3)]
+    with ThreadPoolExecutor(at_once) as threads:
         found = list(threads.map(
-            lambda turn: [name for name in turn if said_in(name) != alone[name.name]], turns))
-    assert found == [[]] * AT_ONCE
-    print(f"R8: {AT_ONCE} processes at once, {AT_ONCE * len(conversations)} conversations, "
+            lambda turn: [one.name for one in turn if said_in(one) != alone[one.name]], turns))
+    assert found == [[]] * at_once
+    print(f"R16: {at_once} processes at once, {at_once * len(conversations)} conversations, "
           "to the bit as alone")

@@ -44,7 +44,10 @@ def test_five_hundred_sessions_leave_nothing_behind(start_probed):
     run(peer, 500)
     kept = peer.kept_by_system() - kept
     holds_no_more(peer, before)
-    assert peer.memory() - memory <= 1024 + kept  # KiB
+    grown = peer.memory() - memory - kept
+    assert grown <= 1024  # KiB
+    print(f"R17: 500 sessions of qsolve.exe: {grown} KiB more beside what Wine keeps, the same "
+          "windows, objects and texts")
 
 
 def test_a_thousand_connects_that_are_refused_leave_nothing_behind(start_probed):
