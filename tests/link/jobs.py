@@ -32,7 +32,9 @@ from orbitrax.errors import LinkClosed, TimeLimitExceeded  # noqa: E402
 from orbitrax.methods import find_method  # noqa: E402
 
 SILENCE = PATIENCE  # seconds without a packet after which a process hangs
-AT_WORK = 1.0  # seconds after which a job that still sends packets is left alone
+# Seconds after which a job that still sends packets is left alone: of the process's own work for a
+# script as it stands, since by the clock a busy machine would cut sound sessions short.
+AT_WORK = 0.1 * PATIENCE
 MOST_DEMANDS = 1000  # more packets than any job here has
 
 CHANNELS = {wire.LOG_LINE: "log", wire.STATUS_LINE: "status", wire.WARNING_LINE: "warning",
@@ -243,7 +245,7 @@ class Process:
             return self.process.returncode
         self.link.disconnect()
         try:
-            status = self.process.wait(5)
+            status = self.process.wait(SILENCE)
         except subprocess.TimeoutExpired:
             self.process.kill()
             self.process.wait()
@@ -254,6 +256,11 @@ class Process:
             raise Died(f"the process ended with status {status}: {said}")
         return status
 
+    def _spent(self) -> float:
+        """Seconds on a processor so far, of all threads."""
+        words = Path(f"/proc/{self.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
+        return (int(words[11]) + int(words[12])) / os.sysconf("SC_CLK_TCK")
+
     def _printed(self) -> str:
         size = os.lseek(self._said, 0, os.SEEK_END)
         return os.pread(self._said, 4000, max(0, size - 4000)).decode("utf-8", "replace")
@@ -263,16 +270,16 @@ class Process:
         are used up, further demands get empty packets."""
         left = list(script.payloads().values() if payloads is None else payloads)
         try:
-            return self._play(list(script.head), left)
+            return self._play(list(script.head), left, patient=payloads is None)
         except LinkClosed:
-            status = self.process.wait(5)
+            status = self.process.wait(SILENCE)
             raise Died(f"the process died with status {status}: {self._printed()}") from None
         except TimeLimitExceeded:
             self.process.kill()
             raise Died(f"the process was silent for {SILENCE} seconds") from None
 
-    def _play(self, head: list, left: list) -> Outcome:
-        outcome, began = Outcome(), time.monotonic()
+    def _play(self, head: list, left: list, patient: bool) -> Outcome:
+        outcome, began, spent = Outcome(), time.monotonic(), self._spent()
         self.link.deadline = began + SILENCE
         self.link.execute() if self._connected else self.link.connect()
         self._connected = True
@@ -287,7 +294,7 @@ class Process:
                 left[:0] = head  # the node count: the tables are not loaded yet
             else:
                 outcome.packets.append((packet.kind, packet.payload))
-            if now - began > AT_WORK:
+            if now - began > AT_WORK and (not patient or self._spent() - spent > AT_WORK):
                 outcome.ended = False
                 break
         return outcome

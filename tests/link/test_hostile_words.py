@@ -13,7 +13,7 @@ from jobs import (SILENCE, Died, Outcome, Process, Script, capped, is_sanitized,
 
 from orbitrax.link import wire
 
-pytestmark = pytest.mark.timeout(4 * SILENCE)
+pytestmark = pytest.mark.timeout(20 * SILENCE)
 
 
 def bits(value: float) -> int:
