@@ -23,7 +23,7 @@ FLOORS = (
     ("job",),
     ("grids", "motion", "tables", "vibrations"),
     ("molecules", "link"),
-    ("settings", "methods", "files", "arrays", "memory", "minimise"),
+    ("settings", "methods", "files", "arrays", "jsontext", "memory", "minimise"),
     ("errors", "interrupts", "units", "paths"),
 )
 FLOOR_OF = {room: floor for floor, rooms in enumerate(FLOORS) for room in rooms}

@@ -68,6 +68,18 @@ def test_what_fails_says_how(backend, document, kind):
     assert told["success"] is False and told["error"]["error_type"] == kind
 
 
+@pytest.mark.parametrize("document,text", [
+    ({}, "not a QCSchema input: 'model' is missing"),
+    ({**asked(), "model": "am1"}, "'model' should be an object with keys"),
+    ({**asked(), "keywords": [1]}, "'keywords' should be an object with keys"),
+    (asked(molecule={"symbols": ["H"], "geometry": ["x", 0, 0]}), "'x' is not a number"),
+    (asked("fly"), "there is no driver 'fly'; there are energy")])
+def test_a_document_that_is_none_is_told_what_it_lacks(backend, document, text):
+    told = compute(document, backend)["error"]
+    assert told["error_type"] == "input_error" and text in told["error_message"]
+    assert told["error_message"].count("QCSchema input") <= 1
+
+
 def test_the_command_line_speaks_it():
     run = subprocess.run([sys.executable, "-m", "orbitrax", "qcschema", "-"], text=True,
                          input=json.dumps(asked("properties")), capture_output=True, timeout=60,

@@ -167,3 +167,13 @@ def test_methods_speaks_json_and_knows_elements():
     assert [one["method"] for one in found] == ["zindo1", "zindos"]
     assert orbitrax("methods", "Qq").returncode == 2
     assert "exit status" in orbitrax("--help").stdout
+
+
+@pytest.mark.parametrize("command", [
+    ["explain"], ["qcschema"], ["status"], ["energy", "-m", "am1"]])
+def test_a_document_without_bottom_is_refused(command, tmp_path):
+    path = tmp_path / "deep.json"
+    path.write_text("[" * 200000 + "\n")
+    done = orbitrax(*command, path)
+    assert done.returncode == 2 and done.stderr.startswith(f"orbitrax: error: {path}")
+    assert "Traceback" not in done.stderr

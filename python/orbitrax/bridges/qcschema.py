@@ -43,9 +43,6 @@ def compute(document: dict[str, Any], backend: Backend | None = None) -> dict[st
     except OrbitraxError as error:
         told.update(success=False, error={"error_type": error_type(error),
                                           "error_message": str(error)})
-    except (KeyError, TypeError, ValueError) as error:
-        told.update(success=False, error={"error_type": "input_error",
-                                          "error_message": f"not a QCSchema input: {error!r}"})
     finally:
         if backend is None:
             own.close()
@@ -65,17 +62,44 @@ def error_type(error: OrbitraxError) -> str:
     return "random_error" if isinstance(error, (LinkError, ParameterError)) else "unknown_error"
 
 
-def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
+def _asked(document: dict[str, Any]) -> tuple[str, Job]:
+    """Driver and job. Raises UsageError for what is no QCSchema input."""
+    try:
+        return _driver(document), _job(document)
+    except OrbitraxError:
+        raise
+    except KeyError as error:
+        raise UsageError(f"not a QCSchema input: {error} is missing") from None
+    except (AttributeError, TypeError, ValueError) as error:
+        raise UsageError(f"not a QCSchema input: {error}") from None
+
+
+def _driver(document: dict[str, Any]) -> str:
     driver = document.get("driver", "energy")
     driver = getattr(driver, "value", driver)
     if driver not in DRIVERS:
         raise UsageError(f"there is no driver '{driver}'; there are {', '.join(DRIVERS)}")
-    model = document["model"]
+    return str(driver)
+
+
+def _job(document: dict[str, Any]) -> Job:
+    model, molecule = _part(document, "model"), _part(document, "molecule")
     if model.get("basis"):
         raise UsageError("semi-empirical methods take no basis; leave it out of the model")
-    keywords = dict(document.get("keywords") or {})
-    job = Job(from_qcschema(document["molecule"], "the QCSchema molecule"), model["method"],
-              JobSettings(**keywords))
+    keywords = _part(document, "keywords") if document.get("keywords") else {}
+    return Job(from_qcschema(molecule, "the QCSchema molecule"), model["method"],
+               JobSettings(**keywords))
+
+
+def _part(document: dict[str, Any], name: str) -> dict[str, Any]:
+    part = document[name]
+    if not isinstance(part, dict):
+        raise UsageError(f"not a QCSchema input: '{name}' should be an object with keys")
+    return part
+
+
+def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
+    driver, job = _asked(document)
     result = _one(backend, job)
     values: dict[str, Any] = {
         "energy": _hartree(result.total_energy), "gradient": _gradient(result),

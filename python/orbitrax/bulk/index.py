@@ -6,7 +6,6 @@ what it does not tell of is read from the results themselves, so that it may be 
 
 from __future__ import annotations
 
-import json
 import os
 import struct
 from collections.abc import Iterable, Iterator
@@ -14,6 +13,7 @@ from hashlib import blake2b
 from typing import NamedTuple
 
 from orbitrax.errors import OrbitraxError
+from orbitrax.jsontext import from_json
 
 _MAGIC = b"orbitrax-index-1"
 _ROW = struct.Struct("<QQQII")  # id, key, offset, length, accident
@@ -149,7 +149,7 @@ def lines_of(file: object, start: int, title: str) -> Iterator[Row]:
 
 
 def _row_of(line: bytes, offset: int) -> Row:
-    record = json.loads(line)
+    record = from_json(line)
     key = bytes.fromhex(record["key"])
     return Row(name_hash(record["id"]), key_hash(key), offset, len(line),
                int(bool(record["run"]["accident"])))

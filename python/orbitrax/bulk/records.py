@@ -11,6 +11,7 @@ from typing import Any
 from orbitrax.bulk.index import Row, header, index_path, packed, read_rows
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
+from orbitrax.jsontext import from_json
 
 _MOST_REASON = 160  # characters
 
@@ -27,7 +28,7 @@ def records(path: str) -> Iterator[dict[str, Any]]:
             if not line.endswith(b"\n"):
                 return
             try:
-                record = json.loads(line)
+                record = from_json(line)
                 known = isinstance(record["id"], str) and isinstance(record["run"], dict)
             except (ValueError, KeyError, TypeError):
                 known = False

@@ -2,11 +2,11 @@
 
 from __future__ import annotations
 
-import json
 import sys
 from typing import Any
 
 from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.jsontext import from_json
 from orbitrax.results.document import SCHEMA
 from orbitrax.results.odd import oddities
 from orbitrax.results.result import result_of
@@ -52,7 +52,7 @@ def _document(path: str) -> dict[str, Any]:
         else:
             with open(path, encoding="utf-8") as file:
                 text = file.read()
-        found = json.loads(text)
+        found = from_json(text)
     except OSError as error:
         raise UsageError(f"{path}: {error.strerror}") from None
     except ValueError:

@@ -8,6 +8,7 @@ from typing import Any
 
 from orbitrax.backend import Backend
 from orbitrax.bridges.qcschema import compute
+from orbitrax.jsontext import from_json
 
 DESCRIPTION = ("Reads a QCSchema input (driver energy, gradient, hessian or properties) and prints "
                "the result. Energies are total energies, in hartree.")
@@ -31,7 +32,7 @@ def run(arguments: Any, terminal: Any) -> int:
         else:
             with open(arguments.input, encoding="utf-8") as file:
                 text = file.read()
-        document = json.loads(text)
+        document = from_json(text)
         if not isinstance(document, dict):
             raise ValueError
     except OSError as error:

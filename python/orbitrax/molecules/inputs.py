@@ -3,11 +3,12 @@ multiplicity; and CJSON and QCSchema documents."""
 
 from __future__ import annotations
 
-import json
 import math
 import re
 
+from orbitrax.arrays import flat
 from orbitrax.errors import MoleculeError
+from orbitrax.jsontext import from_json
 from orbitrax.molecules.comment import as_number, is_number, whole
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
 from orbitrax.molecules.molecule import Molecule
@@ -94,7 +95,7 @@ def read_json(text: str, title: str) -> Molecule | None:
     """A molecule of a CJSON document, of one of QCSchema, or of a result of this program; None for
     another document."""
     try:
-        document = json.loads(text)
+        document = from_json(text)
     except ValueError as error:
         raise MoleculeError(f"{title}: is no JSON document: {error}") from None
     if not isinstance(document, dict):
@@ -124,11 +125,8 @@ def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
     charge = inner.get("molecular_charge")
     if charge is not None and charge != round(charge):
         raise MoleculeError(f"{title}: its molecular_charge {charge} is not a whole number")
-    flat = inner["geometry"]
-    flat = flat.tolist() if hasattr(flat, "tolist") else list(flat)
-    flat = [x for row in flat for x in row] if flat and hasattr(flat[0], "__len__") else flat
     return Molecule([NUMBERS[str(symbol).capitalize()] for symbol in inner["symbols"]],
-                    [float(x) * CODATA_ANGSTROM_PER_BOHR for x in flat],
+                    [x * CODATA_ANGSTROM_PER_BOHR for x in flat(inner["geometry"])],
                     None if charge is None else round(charge),
                     inner.get("molecular_multiplicity"), title=title)
 
