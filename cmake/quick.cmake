@@ -1,7 +1,8 @@
-# Where the time of a build goes: two thirds of it went into reading the same headers of the standard
-# library again in 200 sources, a sixth into warnings. A release reads those headers once, and who
-# only wants to run the program (./setup) may do without the warnings. The code that comes out is the
-# same. The builds with checks read every header where it is included, so that none is forgotten.
+# Where the time of a build goes: two thirds of it went into reading the same headers of the
+# standard library again in 200 sources, a sixth into warnings. A release reads those headers once,
+# and who only wants to run the program (./setup) may do without the warnings. The code that comes
+# out is the same. The builds with checks read every header where it is included, so that none is
+# forgotten.
 option(ORBITRAX_WARNINGS "Let the compiler warn" ON)
 
 # quicken TARGET

@@ -80,13 +80,43 @@ def checkout(tmp_path: Path) -> Checkout:
 def test_setup_installs_only_what_is_missing_and_builds(checkout: Checkout):
     run = checkout.run("setup", MISSING="python3-numpy g++")
     assert run.returncode == 0, run.stderr
-    update, question, install, configure, build = checkout.calls()
+    update, question, install, *meanwhile = checkout.calls()
     assert update.endswith("update")
-    assert "--assume-no" in question
-    assert "--yes" in install and install.endswith("install g++ python3-numpy")
+    assert "--assume-no" in question and question.endswith("install g++ python3-numpy")
+    assert "--yes" in install and install.endswith("install g++")
+    # What the build does not wait for comes beside it.
+    beside, configure, build = sorted(meanwhile)
+    assert "--yes" in beside and beside.endswith("install python3-numpy")
     assert configure.startswith("cmake") and configure.endswith("release")
     assert "-DORBITRAX_TESTS=OFF" in configure
     assert build.startswith("ninja")
+
+
+def test_setup_for_developers_installs_everything_before_it_builds(checkout: Checkout):
+    assert checkout.run("setup", "--develop", MISSING="libgtest-dev g++").returncode == 0
+    kinds = [call.split()[0] for call in checkout.calls()]
+    assert kinds == ["apt-get", "apt-get", "apt-get", "cmake", "ninja"]
+    assert checkout.calls()[2].endswith("install g++ libgtest-dev")
+
+
+@pytest.mark.parametrize("missing", ["g++", "python3-numpy"])
+def test_setup_fails_when_a_package_cannot_be_had(checkout: Checkout, missing: str):
+    run = checkout.run("setup", MISSING=missing, OFFLINE="yes")
+    assert run.returncode == 1
+    assert f"could not install: {missing}" in run.stderr
+    assert "ready" not in run.stdout
+
+
+def test_setup_waits_for_apt_when_the_build_fails(checkout: Checkout):
+    """The installation beside the build goes on until the build has failed, and then some."""
+    (checkout.programs / "apt-get").write_text(
+        '#!/bin/sh\ncase "$*" in *--yes*) ;; *) exit 0 ;; esac\n'
+        'until [ -e "$CALLS.failed" ]; do sleep 0.01; done; sleep 0.3; touch "$CALLS.whole"\n')
+    (checkout.programs / "ninja").write_text('#!/bin/sh\ntouch "$CALLS.failed"; exit 1\n')
+    run = checkout.run("setup", MISSING="python3-numpy")
+    assert run.returncode == 1
+    assert "must not be broken off" in run.stderr
+    assert Path(f"{checkout.calls_file}.whole").exists()
 
 
 def test_setup_takes_more_packages_only_when_asked(checkout: Checkout):
@@ -227,8 +257,10 @@ def test_setup_takes_what_windows_needs_only_when_asked(checkout: Checkout):
     assert not any("apt-get" in call or "windows" in call for call in checkout.calls())
     run = checkout.run("setup", "--windows", MISSING="wine wine64 g++-mingw-w64-x86-64-posix cmake")
     assert run.returncode == 0, run.stderr
-    _, _, install, release, configure, windows = checkout.calls()
-    assert install.endswith("install cmake g++-mingw-w64-x86-64-posix wine64 wine")
+    _, _, first, *meanwhile, configure, windows = checkout.calls()
+    install, release = sorted(meanwhile)
+    assert first.endswith("install cmake")
+    assert install.endswith("install g++-mingw-w64-x86-64-posix wine64 wine")
     assert release.startswith("ninja") and "build/release" in release
     assert configure.startswith("cmake") and configure.endswith("windows")
     assert windows.startswith("ninja") and "build/windows" in windows and windows.endswith("all")
