@@ -78,6 +78,7 @@ def python_faults(root: Path) -> list[str]:
     return found
 
 
+@pytest.mark.timeout(600)  # five seconds of work, but two minutes on a machine with ten other jobs
 def test_clang_format_would_change_nothing():
     nothing_of(badly_laid_out(ROOT, files(ROOT, ".cpp", ".h")))
 
