@@ -1,6 +1,7 @@
 #include "numeric/product.h"
 
 #include <cstddef>
+#include <utility>
 
 #include "numeric/forms/forms.h"
 #include "numeric/forms/wide.h"
@@ -37,6 +38,44 @@ double WeightOf(const Product& product, int k) {
     return product.vWeights ? product.dFactor * product.vWeights[k] : product.dFactor;
 }
 
+/// Of each pair of registers kStep apart, the first gets what both hold in columns whose number has
+/// no bit kStep, the second the rest.
+template <int kStep, int... k>
+[[gnu::always_inline]] inline void Exchange(std::integer_sequence<int, k...>, Wide (&x)[kWide]) {
+#pragma GCC unroll 8
+    for (int i = 0; i < kWide; ++i) {
+        if (i & kStep) continue;
+        const Wide a = x[i], b = x[i + kStep];
+        x[i] = __builtin_shufflevector(a, b, (k & kStep ? kWide + k - kStep : k)...);
+        x[i + kStep] = __builtin_shufflevector(a, b, (k & kStep ? kWide + k : k + kStep)...);
+    }
+}
+
+/// Transposes a square of kWide registers.
+[[gnu::always_inline]] inline void Transpose(Wide (&x)[kWide]) {
+    constexpr auto kColumnsOfSquare = std::make_integer_sequence<int, kWide>();
+    Exchange<1>(kColumnsOfSquare, x);
+    if constexpr (kWide >= 4) Exchange<2>(kColumnsOfSquare, x);
+    if constexpr (kWide >= 8) Exchange<4>(kColumnsOfSquare, x);
+}
+
+/// As many columns of a whole tile of A as squares hold, where they lie along its rows. Returns
+/// their number.
+int PackSquares(const Product& product, const double* pFrom, int k0, int nInner, double* pTo) {
+    if (kTileRows % kWide != 0 || product.a.nColumnStep != 1) return 0;
+    for (int k = 0; k + kWide <= nInner; k += kWide)
+        for (int i = 0; i < kTileRows; i += kWide) {
+            Wide x[kWide];
+#pragma GCC unroll 8
+            for (int r = 0; r < kWide; ++r) Load(pFrom + (i + r) * product.a.nRowStep + k, x[r]);
+            Transpose(x);
+#pragma GCC unroll 8
+            for (int c = 0; c < kWide; ++c)
+                Store(pTo + (k + c) * kTileRows + i, WeightOf(product, k0 + k + c) * x[c]);
+        }
+    return nInner / kWide * kWide;
+}
+
 /// A strip of A, scaled, as tiles of kTileRows: pPacked[tile][k][row], zero beyond the last row.
 /// Runs along the memory of A, whichever way that lies.
 void PackA(const Product& product, int i0, int nRows, int k0, int nInner, double* pPacked) {
@@ -51,10 +90,14 @@ void PackA(const Product& product, int i0, int nRows, int k0, int nInner, double
         }
         return;
     }
-    for (int i = 0; i < nRows; i += kTileRows)
-        for (int k = 0; k < nInner; ++k, pPacked += kTileRows)
-            PackColumn(pFrom + i * a.nRowStep + k * a.nColumnStep, a.nRowStep,
-                       Least(kTileRows, nRows - i), WeightOf(product, k0 + k), pPacked);
+    for (int i = 0; i < nRows; i += kTileRows, pPacked += kTileRows * nInner) {
+        const double* pTile = pFrom + i * a.nRowStep;
+        const int nHere = Least(kTileRows, nRows - i);
+        const int nDone = nHere == kTileRows ? PackSquares(product, pTile, k0, nInner, pPacked) : 0;
+        for (int k = nDone; k < nInner; ++k)
+            PackColumn(pTile + k * a.nColumnStep, a.nRowStep, nHere, WeightOf(product, k0 + k),
+                       pPacked + k * kTileRows);
+    }
 }
 
 /// A row of a tile of B, nHere of kTileColumns elements beside one another; zero beyond them.
