@@ -54,8 +54,8 @@ void MultiplyByTransposed(int nRows, int nInner, int nColumns, const double* mA,
 void MultiplyTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
                         double* mC);
 
-/// C = X - X^T, n x n, mC another matrix than mX. With X = A B of symmetric A and B that is their
-/// commutator, by one product.
+/// The lower triangle of C = X - X^T, n x n, mC another matrix than mX; what is above stays. With X
+/// = A B of symmetric A and B that is their commutator, by one product.
 void SubtractTransposed(int n, const double* mX, double* mC);
 
 }  // namespace qsolve
