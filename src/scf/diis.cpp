@@ -4,10 +4,8 @@
 #include <cmath>
 #include <cstddef>
 
-#include "link/link.h"
 #include "numeric/invert.h"
 #include "numeric/kernels.h"
-#include "numeric/product.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
@@ -17,7 +15,6 @@ namespace {
 
 constexpr int kOrder = kDiisVectors + 1;  ///< of the system with its Lagrange multiplier
 constexpr double kSmallestDeterminant = 1e-6;
-constexpr int kStrip = 192;  ///< rows between two yields
 
 static_assert(sizeof DiisHistory::mDiisB == kOrder * kOrder * sizeof(double));
 
@@ -36,45 +33,6 @@ void Advance(DiisHistory& history) {
     }
     history.nDiisCount = std::min(history.nDiisCount + 1, kDiisVectors);
     history.nDiisSlot = history.nDiisSlot % kDiisVectors + 1;
-}
-
-/// F P - P F, antisymmetric since both are symmetric.
-void MakeError(int n, const double* mFock, const double* mDensity, double* mError, double* mWork) {
-    for (int i = 0; i < n; i += kStrip) {
-        const int nStrip = std::min(kStrip, n - i);
-        Multiply(nStrip, n, n, Row(mFock, n, i), mDensity, Row(mWork, n, i));
-        Yield(static_cast<std::size_t>(n) * kStrip);
-    }
-    SubtractTransposed(n, mWork, mError);
-}
-
-/// The lower triangle of the same, sum_k w_k (F C_k C_k^T - C_k (F C_k)^T).
-void MakeErrorOfSum(int n, const double* mFock, const SpinDensity& density, double* mError,
-                    double* mWork) {
-    const int nSum = density.nEnd - density.nFirst;
-    const double* mVectors = Row(density.mVectors, n, density.nFirst);
-    std::fill(mError, Row(mError, n, n), 0.0);
-    for (int k = 0; k < nSum; k += kStrip) {
-        const int nStrip = std::min(kStrip, nSum - k);
-        const double* mStrip = Row(mVectors, n, k);
-        Multiply(nStrip, n, n, mStrip, mFock, mWork);
-        Product product{n,
-                        nStrip,
-                        n,
-                        Transposed(mWork, n),
-                        Plain(mStrip, n),
-                        mError,
-                        n,
-                        density.dFactor,
-                        density.vWeights + density.nFirst + k,
-                        Triangle::kLower};
-        AddProduct(product);
-        product.a = Transposed(mStrip, n);
-        product.b = Plain(mWork, n);
-        product.dFactor = -density.dFactor;
-        AddProduct(product);
-        Yield(static_cast<std::size_t>(n) * kStrip);
-    }
 }
 
 /// Border and the row and column of the new error; the rest stays from the cycles before.
@@ -118,10 +76,7 @@ void ExtrapolateFockDiis(int n, double* mFock, const SpinDensity& density, doubl
     const int nSlot = history.nDiisSlot - 1;
     double *mKept = Slot(mDiisFock, n, nSlot), *mError = Slot(mDiisError, n, nSlot);
     for (int i = 0; i < n; ++i) std::copy_n(Row(mFock, n, i), i + 1, Row(mKept, n, i));
-    if (density.mVectors && 2 * (density.nEnd - density.nFirst) < n)
-        MakeErrorOfSum(n, mFock, density, mError, mWork);
-    else
-        MakeError(n, mFock, density.mDensity, mError, mWork);
+    Commutator(n, mFock, density, mWork, mError);
     UpdateSystem(n, mDiisError, history);
     double c[kDiisVectors];
     if (!Solve(history, c)) {

@@ -1,0 +1,64 @@
+#include "scf/commutator.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "link/link.h"
+#include "numeric/product.h"
+#include "numeric/row.h"
+
+namespace qsolve {
+namespace {
+
+constexpr int kStrip = 192;  ///< rows between two yields
+
+void OfMatrices(int n, const double* mFock, const double* mDensity, double* mWork,
+                double* mCommutator) {
+    for (int i = 0; i < n; i += kStrip) {
+        const int nStrip = std::min(kStrip, n - i);
+        Multiply(nStrip, n, n, Row(mFock, n, i), mDensity, Row(mWork, n, i));
+        Yield(static_cast<std::size_t>(n) * kStrip);
+    }
+    SubtractTransposed(n, mWork, mCommutator);
+}
+
+/// sum_k w_k (F C_k C_k^T - C_k (F C_k)^T).
+void OfSum(int n, const double* mFock, const SpinDensity& density, double* mWork,
+           double* mCommutator) {
+    const int nSum = density.nEnd - density.nFirst;
+    const double* mVectors = Row(density.mVectors, n, density.nFirst);
+    std::fill(mCommutator, Row(mCommutator, n, n), 0.0);
+    for (int k = 0; k < nSum; k += kStrip) {
+        const int nStrip = std::min(kStrip, nSum - k);
+        const double* mStrip = Row(mVectors, n, k);
+        Multiply(nStrip, n, n, mStrip, mFock, mWork);
+        Product product{n,
+                        nStrip,
+                        n,
+                        Transposed(mWork, n),
+                        Plain(mStrip, n),
+                        mCommutator,
+                        n,
+                        density.dFactor,
+                        density.vWeights + density.nFirst + k,
+                        Triangle::kLower};
+        AddProduct(product);
+        product.a = Transposed(mStrip, n);
+        product.b = Plain(mWork, n);
+        product.dFactor = -density.dFactor;
+        AddProduct(product);
+        Yield(static_cast<std::size_t>(n) * kStrip);
+    }
+}
+
+}  // namespace
+
+void Commutator(int n, const double* mFock, const SpinDensity& density, double* mWork,
+                double* mCommutator) {
+    if (density.mVectors && 2 * (density.nEnd - density.nFirst) < n)
+        OfSum(n, mFock, density, mWork, mCommutator);
+    else
+        OfMatrices(n, mFock, density.mDensity, mWork, mCommutator);
+}
+
+}  // namespace qsolve

@@ -1,0 +1,58 @@
+#include "scf/commutator.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+#include <vector>
+
+#include "algebra/diagonalise.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+/// A Fock matrix, orthonormal orbitals of another matrix, and weights that are all different.
+struct Orbitals {
+    explicit Orbitals(int n)
+        : fock(RandomSymmetric(n, 1)), vectors(n, n), weights(static_cast<std::size_t>(n)) {
+        TestMatrix other = RandomSymmetric(n, 2), values(1, n);
+        Diagonalise(n, other.Data(), vectors.Data(), values.Data());
+        for (int k = 0; k < n; ++k) weights[static_cast<std::size_t>(k)] = 0.5 + 0.01 * k;
+    }
+    TestMatrix fock, vectors;
+    std::vector<double> weights;
+};
+
+class CommutatorOfDensity : public FreshState {};
+
+/// By the matrix or by the sum, short or long, and with any multiple of the unit matrix in it.
+TEST_F(CommutatorOfDensity, IsThatOfTheMatrices) {
+    for (const int n : {1, 2, 9, 40, 450}) {
+        Orbitals o(n);
+        for (const auto& [nFirst, nEnd] : {std::pair{0, n / 3}, {n - n / 3, n}, {0, n}}) {
+            TestMatrix density(n, n), work(n, n), error(n, n, 7.0);
+            for (int i = 0; i < n; ++i) {
+                density(i, i) = 0.25;
+                for (int j = 0; j < n; ++j)
+                    for (int k = nFirst; k < nEnd; ++k)
+                        density(i, j) += 2.0 * o.weights[static_cast<std::size_t>(k)] *
+                                         o.vectors(k, i) * o.vectors(k, j);
+            }
+            const TestMatrix fd = NaiveProduct(o.fock, density), df = NaiveProduct(density, o.fock);
+            const double* const kNone = nullptr;
+            for (const double* mVectors : {kNone, std::as_const(o.vectors).Data()}) {
+                Commutator(n, o.fock.Data(),
+                           {density.Data(), nFirst, nEnd, mVectors, o.weights.data(), 2.0},
+                           work.Data(), error.Data());
+                for (int i = 0; i < n; ++i)
+                    for (int j = 0; j <= i; ++j)
+                        // n products of numbers below 1, in two sums
+                        ASSERT_NEAR(error(i, j), fd(i, j) - df(i, j), 1e-14 * n) << n;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace qsolve
