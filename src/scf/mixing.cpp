@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "numeric/kernels.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 
@@ -121,15 +122,16 @@ void MixByEnergy(const Electrons& electrons, const MixHistory& history, double* 
 }
 
 void MixFock(Electrons& electrons, const MixHistory& history, const double* vMixture) {
-    const auto nSquare =
-        static_cast<std::size_t>(electrons.n) * static_cast<std::size_t>(electrons.n);
+    const int n = electrons.n;
+    const std::ptrdiff_t nStep = static_cast<std::ptrdiff_t>(n) * n * electrons.nSets;
+    double vOfSlot[kMixPoints] = {};
+    for (int i = 0; i < history.nCount; ++i) vOfSlot[history.vOrder[i]] = vMixture[i];
     for (int k = 0; k < electrons.nSets; ++k) {
         double* f = electrons.pSets[k]->mFock.Data();
-        std::fill_n(f, nSquare, 0.0);
-        for (int i = 0; i < history.nCount; ++i) {
-            if (vMixture[i] == 0.0) continue;
-            const double* g = In(history.mFock, electrons, history.vOrder[i], k);
-            for (std::size_t j = 0; j < nSquare; ++j) f[j] += vMixture[i] * g[j];
+        const double* g = In(history.mFock, electrons, 0, k);
+        for (int i = 0; i < n; ++i) {
+            std::fill_n(Row(f, n, i), i + 1, 0.0);
+            kernels->AddRows(i + 1, history.nCount, Row(g, n, i), nStep, vOfSlot, Row(f, n, i));
         }
     }
 }

@@ -37,7 +37,7 @@ int MixByError(MixHistory& history, double* vMixture);
 /// K. N. Kudin, G. E. Scuseria, E. Cances, J. Chem. Phys. 116, 8255 (2002).
 void MixByEnergy(const Electrons& electrons, const MixHistory& history, double* vMixture);
 
-/// Replaces the Fock matrices of the sets by a mixture of those remembered.
+/// Replaces the Fock matrices of the sets, their lower triangles, by a mixture of those remembered.
 void MixFock(Electrons& electrons, const MixHistory& history, const double* vMixture);
 
 }  // namespace qsolve
