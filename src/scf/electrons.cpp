@@ -6,7 +6,6 @@
 
 #include "job/state.h"
 #include "link/link.h"
-#include "numeric/product.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "scf/electronic_energy.h"
@@ -46,17 +45,29 @@ Electrons ElectronsOf(ScfRun& run, SpinRun& a, SpinRun& b) {
             .dEv = UsesAtomicUnits(system.MethodId) ? kEvPerHartree : 1.0};
 }
 
-void FillDensity(const Shells& shells, const double* mVectors, double* mDensity) {
+LevelRange SummedLevels(const Shells& shells) {
+    const bool fHoles = shells.n - shells.nFull < shells.Occupied();
+    return fHoles ? LevelRange{shells.nFull, shells.n} : LevelRange{0, shells.Occupied()};
+}
+
+void FillDensity(const Shells& shells, const double* mVectors, double* vWeights, double* mDensity) {
     const int n = shells.n;
+    const LevelRange levels = SummedLevels(shells);
+    const double dUnit = levels.nFirst > 0 ? 1.0 : 0.0;  // the sum is that of the holes
+    for (int k = 0; k < n; ++k) vWeights[k] = shells.Filling(k) - dUnit;
     std::fill(mDensity, Row(mDensity, n, n), 0.0);
-    double vWeights[kStrip];
-    for (int k = 0; k < shells.Occupied(); k += kStrip) {
-        const int nStrip = std::min(kStrip, shells.Occupied() - k);
-        for (int i = 0; i < nStrip; ++i) vWeights[i] = shells.Filling(k + i);
-        AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights, mDensity);
+    for (int k = levels.nFirst; k < levels.nEnd; k += kStrip) {
+        const int nStrip = std::min(kStrip, levels.nEnd - k);
+        AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights + k, mDensity);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nStrip));
     }
     MirrorLower(n, mDensity);
+    for (int i = 0; i < n; ++i) Row(mDensity, n, i)[i] += dUnit;
+}
+
+SpinDensity DensityOfOrbitals(const Shells& shells, const SpinRun& s) {
+    const LevelRange levels = SummedLevels(shells);
+    return {s.mDensity.Data(), levels.nFirst, levels.nEnd, s.mVectors.Data(), s.vWeights.Data()};
 }
 
 double EvaluateFock(Electrons& electrons) {
@@ -74,17 +85,12 @@ double EvaluateFock(Electrons& electrons) {
     return electrons.dWeight * dEnergy;
 }
 
-double FockError(int n, const double* mFock, const double* mDensity, double* mWork,
+double FockError(int n, const double* mFock, const SpinDensity& density, double* mWork,
                  double* mError) {
-    for (int i = 0; i < n; i += kStrip) {
-        const int nStrip = std::min(kStrip, n - i);
-        Multiply(nStrip, n, n, Row(mFock, n, i), mDensity, Row(mWork, n, i));
-        Yield(static_cast<std::size_t>(n) * kStrip);
-    }
-    SubtractTransposed(n, mWork, mError);
+    Commutator(n, mFock, density, mWork, mError);
     double dLargest = 0.0;
-    for (const double* p = mError; p != Row(mError, n, n); ++p)
-        dLargest = std::max(dLargest, std::abs(*p));
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j) dLargest = std::max(dLargest, std::abs(Row(mError, n, i)[j]));
     return dLargest;
 }
 

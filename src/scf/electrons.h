@@ -1,5 +1,6 @@
 #pragma once
 
+#include "scf/commutator.h"
 #include "scf/run.h"
 
 /// The electrons of one SCF as an energy that depends on orbitals: what the guarded cycles, the
@@ -36,15 +37,25 @@ struct Electrons {
 /// The electrons of a run: its sets are those of the spins, whose arrays they read and write.
 Electrons ElectronsOf(ScfRun& run, SpinRun& a, SpinRun& b);
 
-/// D = sum over levels of their filling times C_k C_k^T: the density of one spin. Yields.
-void FillDensity(const Shells& shells, const double* mVectors, double* mDensity);
+/// The levels that a density is summed from: the occupied ones or, where they are fewer, those that
+/// are not full, by what they lack.
+LevelRange SummedLevels(const Shells& shells);
+
+/// D = sum over levels of their filling times C_k C_k^T: the density of one spin, from the orbitals
+/// of its summed levels. vWeights, N, becomes their weights in it, but for the unit matrix. Yields.
+void FillDensity(const Shells& shells, const double* mVectors, double* vWeights, double* mDensity);
+
+/// The density of a set as its orbitals have made it.
+SpinDensity DensityOfOrbitals(const Shells& shells, const SpinRun& s);
 
 /// Makes the total density and the Fock matrices of the densities of the sets, without shift or
 /// disturbance, and returns their energy. Yields.
 double EvaluateFock(Electrons& electrons);
 
-/// F D - D F of one set into mError; mWork is scratch. Returns its largest element.
-double FockError(int n, const double* mFock, const double* mDensity, double* mWork, double* mError);
+/// The lower triangle of F D - D F of one set into mError; mWork is scratch. Returns the largest of
+/// its elements.
+double FockError(int n, const double* mFock, const SpinDensity& density, double* mWork,
+                 double* mError);
 
 /// Whether the densities hold the electrons that the shells say, to 1e-6.
 bool HoldsItsElectrons(const Electrons& electrons);

@@ -39,9 +39,10 @@ void MixPoints(Electrons& electrons, bool fGuard, MixHistory& history) {
 void NewDensities(Electrons& electrons) {
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
-        DiagonaliseRange(electrons.n, 0, electrons.vShells[i].Occupied(), s.mFock.Data(),
-                         s.mVectors.Data(), s.vEnergy.Data());
-        FillDensity(electrons.vShells[i], s.mVectors.Data(), s.mDensity.Data());
+        const LevelRange levels = SummedLevels(electrons.vShells[i]);
+        DiagonaliseRange(electrons.n, levels.nFirst, levels.nEnd, s.mFock.Data(), s.mVectors.Data(),
+                         s.vEnergy.Data());
+        FillDensity(electrons.vShells[i], s.mVectors.Data(), s.vWeights.Data(), s.mDensity.Data());
     }
 }
 
@@ -61,7 +62,8 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
             NewDensities(electrons);
             continue;
         }
-        end.dCommutator = Remember(electrons, end.dEnergy, scf.mSquareWork.Data(), history);
+        end.dCommutator =
+            Remember(electrons, end.dEnergy, end.nCycles > 1, scf.mSquareWork.Data(), history);
         if (end.nCycles >= 2) ReportScfProgress(end.nCycles - 1, end.dDifference);
         const double dNoise = kNoise * std::abs(end.dEnergy) * electrons.Run.Family.dKcalPerUnit;
         end.fConverged = end.nCycles >= 2 && end.dDifference < std::max(limits.dEnergy, dNoise) &&
@@ -85,7 +87,7 @@ bool TakeOrbitals(Electrons& electrons) {
         mFock.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
         std::copy_n(s.mFock.Data(), mFock.Size(), mFock.Data());
         Diagonalise(n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
-        FillDensity(shells, s.mVectors.Data(), mNew);
+        FillDensity(shells, s.mVectors.Data(), s.vWeights.Data(), mNew);
         double dChange = 0.0;
         for (std::size_t k = 0; k < s.mDensity.Size(); ++k)
             dChange = std::max(dChange, std::abs(mNew[k] - s.mDensity[k]));

@@ -66,7 +66,8 @@ void StartHistory(const Electrons& electrons, MixHistory& history) {
         m->Take(nMatrices, n * n, kWork);
 }
 
-double Remember(const Electrons& electrons, double dEnergy, double* mWork, MixHistory& history) {
+double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, double* mWork,
+                MixHistory& history) {
     const int nSlot = NextSlot(history), n = electrons.n;
     history.vEnergy[nSlot] = dEnergy;
     double dLargest = 0.0;
@@ -75,7 +76,9 @@ double Remember(const Electrons& electrons, double dEnergy, double* mWork, MixHi
         std::copy_n(s.mFock.Data(), Row(s.mFock.Data(), n, n) - s.mFock.Data(),
                     In(history.mFock, electrons, nSlot, k));
         std::copy(s.mDensity.begin(), s.mDensity.end(), In(history.mDensity, electrons, nSlot, k));
-        dLargest = std::max(dLargest, FockError(n, s.mFock.Data(), s.mDensity.Data(), mWork,
+        const SpinDensity density = fOfOrbitals ? DensityOfOrbitals(electrons.vShells[k], s)
+                                                : SpinDensity{s.mDensity.Data()};
+        dLargest = std::max(dLargest, FockError(n, s.mFock.Data(), density, mWork,
                                                 In(history.mError, electrons, nSlot, k)));
     }
     for (int i = 0; i < history.nCount; ++i) {

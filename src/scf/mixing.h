@@ -25,8 +25,10 @@ struct MixHistory {
 void StartHistory(const Electrons& electrons, MixHistory& history);
 
 /// Adds the present Fock matrices and densities with their energy; the errors are made here, and
-/// the largest element of them is returned. The oldest point goes where there is no place.
-double Remember(const Electrons& electrons, double dEnergy, double* mWork, MixHistory& history);
+/// the largest element of them is returned. fOfOrbitals tells that the orbitals at hand have made
+/// the densities. The oldest point goes where there is no place.
+double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, double* mWork,
+                MixHistory& history);
 
 /// Coefficients, oldest first, that make the mixed error smallest: direct inversion in the
 /// iterative subspace. P. Pulay, J. Comput. Chem. 3, 556 (1982). Old points are left out where the

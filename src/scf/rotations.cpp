@@ -135,7 +135,7 @@ void RotateOrbitals(Electrons& electrons, const double* vRotations) {
 void FillDensities(Electrons& electrons) {
     for (int k = 0; k < electrons.nSets; ++k)
         FillDensity(electrons.vShells[k], electrons.pSets[k]->mVectors.Data(),
-                    electrons.pSets[k]->mDensity.Data());
+                    electrons.pSets[k]->vWeights.Data(), electrons.pSets[k]->mDensity.Data());
 }
 
 void OrbitalsOfDensity(const Shells& shells, const double* mDensity, double* mWork,

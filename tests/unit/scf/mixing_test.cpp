@@ -55,7 +55,7 @@ struct Mixed {
         point.dEnergy = EvaluateFock(job.electrons);
         for (int k = 0; k < job.electrons.nSets; ++k) Keep(*job.electrons.pSets[k], point);
         points.push_back(point);
-        largest = Remember(job.electrons, point.dEnergy, work.Data(), history);
+        largest = Remember(job.electrons, point.dEnergy, false, work.Data(), history);
     }
     void Keep(const SpinRun& set, Point& point) const {
         TestMatrix f(N(), N()), p(N(), N()), error(N(), N());
