@@ -114,10 +114,12 @@ def test_a_torsion_has_the_sign_of_chemists():
     atoms = " ".join(str(i + 1) for i in (far, near, oxygen, hydroxyl))
     with Backend() as backend:
         result = backend.run(Job(molecule, "am1", Optimize(
-            restrain=[f"torsion {atoms} 100 k=1000"])))
+            restrain=[f"torsion {atoms} 150 k=200"])))
     assert result.converged
+    # From 180 degrees, 55 kcal/mol above: a stronger pull tears the molecule apart, and chance says
+    # where that ends. What turns the hydroxyl back, 3 kcal/mol a radian, leaves half a degree.
     turned = parse_restraint(f"torsion {atoms}").value(result.coordinates)
-    assert turned == pytest.approx(100, abs=1)
+    assert turned == pytest.approx(150, abs=1)
 
 
 def test_energy_prints_its_gradient_and_takes_restraints():
