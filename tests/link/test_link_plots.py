@@ -345,4 +345,4 @@ def test_the_process_ends_when_its_client_goes_in_the_middle_of_a_plot(start, ki
     peer.send(wire.REQUEST, ITEM)
     at_work(peer)
     peer.leave()
-    assert peer.wait(1.0) == 0
+    assert peer.wait() == 0
