@@ -19,6 +19,14 @@ settings.register_profile("new", deadline=None)
 settings.load_profile("new" if os.environ.get("ORBITRAX_FUZZ_SEED") else "repeatable")
 
 
+@pytest.fixture(scope="session", autouse=True)
+def programs_of_tests_are_not_measured():
+    """Where pytest looks at coverage, it wants to in each Python that a test starts, which then
+    complains on standard error now and again of what it could not import."""
+    for name in [name for name in os.environ if name.startswith("COV_CORE_")]:
+        del os.environ[name]
+
+
 @pytest.fixture
 def examples():
     return ROOT / "examples"
