@@ -87,6 +87,7 @@ def test_a_failing_allocation_is_told_and_does_no_harm():
 
 
 @pytest.mark.long
+@pytest.mark.timeout(7200)
 def test_a_failing_allocation_is_told_and_does_no_harm_in_all_the_catalogue():
     found = sweep(catalogue(), step=1)
     print(f"R1: {found}")

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "job/state.h"
 #include "setup/job_tables.h"
@@ -117,6 +118,19 @@ TEST_F(HybridFactors, OfNddoMethodsAreTheSeparationsInDebye) {
         const NddoRow& row = setup.pNddo[RowOf("Cl")];
         const double dPd = nMethod == kMndoD ? PdDipole(3, 3, row.dZetaP, row.dZetaD) : 0.0;
         EXPECT_NEAR(Pd("Cl"), dPd, 1e-12);
+    }
+}
+
+TEST_F(HybridFactors, OfWideOrbitalsAreDipolesToo) {
+    system.MethodId = kMindo3;
+    parameters.pNddoParams.Take(kRows, kIntake);
+    for (const auto& [dZetaS, dZetaP] : {std::pair(0.05, 0.9), std::pair(0.9, 0.05)}) {
+        NddoRow& row = parameters.pNddoParams[RowOf("C")];
+        row.dZetaS = dZetaS;
+        row.dZetaP = dZetaP;
+        CopyJobTables();
+        PrepareHybridFactors();
+        EXPECT_NEAR(Sp("C") / SpDipole(2, dZetaS, dZetaP), 1.0, 2e-5) << dZetaS;
     }
 }
 

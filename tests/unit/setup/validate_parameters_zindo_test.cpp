@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "tests/unit/setup/parameter_fixture.h"
 
@@ -109,13 +110,13 @@ const ParameterCase kZindoCases[] = {
 INSTANTIATE_TEST_SUITE_P(Zindo, ParameterTest, testing::ValuesIn(kZindoCases));
 
 /// Integral of the square of a double-zeta 3d function over space, by the midpoint rule.
-double SelfOverlap(const ZindoRow& row) {
-    constexpr double kStep = 1e-3, kFarthest = 30.0;
+double SelfOverlap(const ZindoRow& row, double dFarthest = 30.0) {
+    constexpr double kStep = 1e-3;
     const auto radial = [](double dZeta, double r) {
         return std::sqrt(std::pow(2 * dZeta, 7) / 720.0) * r * r * std::exp(-dZeta * r);
     };
     double dSum = 0.0;
-    for (double r = kStep / 2; r < kFarthest; r += kStep) {
+    for (double r = kStep / 2; r < dFarthest; r += kStep) {
         const double f =
             row.dCoefD1 * radial(row.dZetaD1, r) + row.dCoefD2 * radial(row.dZetaD2, r);
         dSum += f * f * r * r * kStep;
@@ -256,6 +257,17 @@ TEST_F(ZindoParameters, OfDoubleZetaFunctionsStayWhenTheNormIsCloseToOne) {
     EXPECT_EQ(TrySetUp(), 0);
     EXPECT_EQ(client.Warnings(), Lines());
     EXPECT_EQ(setup.pZindo[25].dCoefD1, 1.00009);
+}
+
+TEST_F(ZindoParameters, OfWideDoubleZetaFunctionsAreNormalisedAsNarrowOnes) {
+    UseMethod(kZindoS);
+    ZindoRow& wire = parameters.pZindoParams[25];
+    UseIron();
+    for (const auto& [dZeta1, dZeta2] : {std::pair(0.09, 0.6), std::pair(0.6, 0.09)}) {
+        wire.dZetaD1 = dZeta1, wire.dZetaD2 = dZeta2, wire.dCoefD1 = 0.6, wire.dCoefD2 = 0.5;
+        EXPECT_EQ(TrySetUp(), 0);
+        EXPECT_NEAR(SelfOverlap(setup.pZindo[25], 300.0), 1.0, 1e-5) << dZeta1;
+    }
 }
 
 TEST_F(ZindoParameters, OfAnEmptyDoubleZetaFunctionStayEmpty) {
