@@ -8,7 +8,8 @@ from typing import Any
 
 from orbitrax.bulk.engine import Engine
 from orbitrax.bulk.items import Item
-from orbitrax.bulk.one import Answer, compute_here
+from orbitrax.bulk.kept import kept_computer
+from orbitrax.bulk.one import Answer
 from orbitrax.bulk.processes import Processes
 from orbitrax.bulk.recipe import Recipe
 from orbitrax.bulk.sources import items_of, read_list
@@ -102,4 +103,5 @@ def compute(recipe: Recipe, molecule: Any) -> Record:
     pool of one's own calls, as `pool.map(functools.partial(orbitrax.compute, recipe), molecules)`.
     """
     item = next(items_of([molecule], recipe.options))
-    return Record(compute_here(recipe, item._replace(key=recipe.key(item))))
+    with kept_computer(recipe) as computer:
+        return Record(computer.compute(item._replace(key=recipe.key(item))))

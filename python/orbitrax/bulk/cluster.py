@@ -15,7 +15,8 @@ from typing import Any
 
 from orbitrax.bulk.given_up import GivenUp
 from orbitrax.bulk.items import Item
-from orbitrax.bulk.one import Answer, computer_here, lost
+from orbitrax.bulk.kept import kept_computer
+from orbitrax.bulk.one import Answer, lost
 from orbitrax.bulk.recipe import Recipe
 from orbitrax.errors import LinkError, UsageError
 
@@ -33,8 +34,8 @@ _GONE = (OSError, TimeoutError, asyncio.CancelledError, concurrent.futures.Cance
 def compute(recipe: Recipe, items: Sequence[Item]) -> list[Answer]:
     """The answers for a portion, on a backend that this thread keeps for its next one; it is ended
     where the run has been given up meanwhile."""
-    computer, answers = computer_here(recipe), []
-    with GivenUp(computer.backend.cancel) as given_up:
+    answers: list[Answer] = []
+    with kept_computer(recipe) as computer, GivenUp(computer.backend.cancel) as given_up:
         for item in items:
             if given_up.happened:
                 computer.close()

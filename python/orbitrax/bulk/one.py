@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import json
 import socket
-import threading
 import time
 from collections.abc import Callable
 from typing import Any, NamedTuple
@@ -124,24 +123,6 @@ class Computer:
 def _died(failure: OrbitraxError | None) -> bool:
     return isinstance(failure, (BackendDied, LinkClosed, ProtocolError)) and not isinstance(
         failure, BackendNotFound)
-
-
-_kept = threading.local()
-
-
-def computer_here(recipe: Recipe) -> Computer:
-    """What this thread computes with, and keeps for the next time."""
-    if getattr(_kept, "identity", None) != recipe.identity:
-        if getattr(_kept, "computer", None) is not None:
-            _kept.computer.close()
-        _kept.computer, _kept.identity = Computer(recipe), recipe.identity
-    computer: Computer = _kept.computer
-    return computer
-
-
-def compute_here(recipe: Recipe, item: Item) -> Answer:
-    """The answer for a molecule, on a backend that this thread keeps for its next one."""
-    return computer_here(recipe).compute(item)
 
 
 def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
