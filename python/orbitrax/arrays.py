@@ -77,9 +77,9 @@ def finite(values: Iterable[float]) -> bool:
 
 def shortest(value: float) -> float:
     """A number of single precision as the shortest decimal that means it, so that 0.1 stays 0.1."""
+    if -_SIX_DIGITS < value < _SIX_DIGITS and value.is_integer():  # occupations are, for the most
+        return value
     single = array("f", (value,))[0]
-    if single.is_integer() and -_SIX_DIGITS < single < _SIX_DIGITS:
-        return single
     if abs(single) < _SMALLEST_NORMAL:
         return next((text for digits in _FEWER_DIGITS if array("f", (
             text := float(f"{single:.{digits}g}"),))[0] == single), single)
