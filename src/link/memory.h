@@ -26,6 +26,11 @@ void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize);
 /// Gives back what TakeMemory gave; null is allowed.
 void ReturnMemory(void* pMemory) noexcept;
 
+/// Lets the C library keep what arrays give back, up to 64 MB, for those of the next job, where it
+/// can: the system clears each page that it gives anew. Blocks of 16 MB and more go back at once.
+/// Written by platform/.
+void KeepFreedMemory() noexcept;
+
 /// Test hook and account of the allocator.
 struct MemoryState {
     long long nFailAt = -1;         ///< allocation number that fails, counted from 0; -1 none

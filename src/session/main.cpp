@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "link/memory.h"
 #include "link/messages.h"
 #include "session/session.h"
 
@@ -60,6 +61,7 @@ int main(int nArguments, char** pArguments) {
     std::set_terminate(EndWithoutException);
     try {
         if (!GrowStack()) throw std::bad_alloc();
+        qsolve::KeepFreedMemory();
         return qsolve::BackendMain(CommandLine(nArguments, pArguments).c_str());
     } catch (const std::bad_alloc&) {
         SayNoMemory();

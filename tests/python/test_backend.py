@@ -291,3 +291,19 @@ def test_the_command_line_repeats_the_refusal_of_the_backend(qsolve):
         env={**os.environ, "PYTHONPATH": "python", "ORBITRAX_QSOLVE": str(qsolve)})
     assert done.returncode == 2 and done.stdout == ""
     assert "even number of electrons" in done.stderr or "odd number of electrons" in done.stderr
+
+
+@pytest.mark.skipif(not sys.platform.startswith("linux"), reason="reads /proc")
+def test_a_job_takes_its_arrays_where_the_one_before_left_them():
+    """A page that the system gives anew is a fault: 4400 a job where all went back to it."""
+    job = Job(read_molecule(str(ROOT / "benchmarks" / "molecules" / "taxol.xyz")), "am1")
+    with Backend() as backend:
+        def faults():
+            stat = Path(f"/proc/{backend._running.pid}/stat").read_text("ascii")
+            return int(stat.rpartition(")")[2].split()[7])
+
+        backend.run(job)
+        backend.run(job)
+        before = faults()
+        backend.run(job)
+        assert faults() - before < 1500
