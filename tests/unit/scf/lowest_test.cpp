@@ -59,14 +59,15 @@ double DeterminantEnergy(const NddoRow& g, double dUs, double dUp, unsigned nAlp
     return d;
 }
 
-double LowestDeterminant(int nElement) {
+/// Of all ways to fill the orbitals; of those without a filled beta orbital whose alpha is empty.
+double LowestDeterminant(int nElement, int nAlphas, int nBetas, bool fInCommon) {
     const NddoRow& row = setup.pNddo[nElement - 1];
     const double dUs = setup.Map.pOrbitalU[0], dUp = setup.Map.pOrbitalU[1];
     double dLowest = 1e300;
     for (unsigned nAlpha = 0; nAlpha < 16; ++nAlpha)
         for (unsigned nBeta = 0; nBeta < 16; ++nBeta)
-            if (std::popcount(nAlpha) == setup.nElectronsA &&
-                std::popcount(nBeta) == setup.nElectronsB)
+            if (std::popcount(nAlpha) == nAlphas && std::popcount(nBeta) == nBetas &&
+                (!fInCommon || (nBeta & ~nAlpha) == 0))
                 dLowest = std::min(dLowest, DeterminantEnergy(row, dUs, dUp, nAlpha, nBeta));
     return dLowest;
 }
@@ -84,7 +85,10 @@ TEST_F(LowestState, AtomsAreNeverAboveTheBestWayToFillTheirOrbitals) {
                     const double dEnergy = Energy(
                         Spins(Molecule(nMethod, {{nElement, 0, 0, 0}}), nCharge, nMult, true));
                     EXPECT_TRUE(scf.End.fConverged);
-                    EXPECT_LE(dEnergy, LowestDeterminant(nElement) * kKcal + 1e-3)
+                    EXPECT_LE(dEnergy, LowestDeterminant(nElement, setup.nElectronsA,
+                                                         setup.nElectronsB, false) *
+                                               kKcal +
+                                           1e-3)
                         << nMethod << ' ' << nElement << ' ' << nCharge << ' ' << nMult;
                     EXPECT_NE(scf.End.nFound, kUnstable);
                 }
@@ -93,6 +97,25 @@ TEST_F(LowestState, AtomsAreNeverAboveTheBestWayToFillTheirOrbitals) {
 
 JobScript HydrogenPair(double dApart, bool fUnrestricted) {
     return Spins(Molecule(5, {{1, 0, 0, 0}, {1, dApart, 0, 0}}), 0, 1, fUnrestricted);
+}
+
+/// Half electrons give a doublet the energy of its determinant, and a triplet that of its parallel
+/// spins, so that with orbitals in common no state is above the best way to fill them either.
+TEST_F(LowestState, AtomsOfHalfElectronsAreNotAboveItEither) {
+    for (const int nElement : {5, 6, 7, 8, 9, 14, 16})
+        for (const int nCharge : {0, 1, -1}) {
+            const int nElectrons = nElement % 8 - 2 + (nElement % 8 < 2 ? 8 : 0) - nCharge;
+            for (int nMult = 1 + nElectrons % 2; nMult <= 3; nMult += 2) {
+                if (nMult == 1 || nElectrons > 7 || nMult > nElectrons + 1) continue;
+                const double dEnergy =
+                    Energy(Spins(Molecule(4, {{nElement, 0, 0, 0}}), nCharge, nMult, false));
+                EXPECT_TRUE(scf.End.fConverged);
+                const int nBeta = (nElectrons - nMult + 1) / 2;
+                const double dBest = LowestDeterminant(nElement, nElectrons - nBeta, nBeta, true);
+                EXPECT_LE(dEnergy, dBest * kKcal + 1e-3)
+                    << nElement << ' ' << nCharge << ' ' << nMult;
+            }
+        }
 }
 
 /// Two hydrogen atoms in AM1: with one orbital an atom, the closed shell is unstable to unequal
