@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "job/state.h"
+#include "scf/rotations.h"
 #include "scf/scf.h"
+#include "scf/stability.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/guarded_job.h"
@@ -139,6 +141,36 @@ TEST_F(LowestRules, SpinsApartAreAStartOfTheirOwn) {
     EXPECT_EQ(Run(Spins(Water(5), 0, 1, true), {.fGuarded = 1, .nStability = kTestStability}, 100)
                   .nStarts,
               1);
+}
+
+/// Within the kind first, then, for closed shells that are stable there, towards unequal spins. The
+/// Fock matrices of both tests are counted.
+TEST_F(LowestRules, StatesAreTestedWithinTheirKindAndClosedShellsForSpins) {
+    for (const JobScript& script : Kinds(5)) {
+        const bool fClosed = script.Options.nMultiplicity == 1;
+        int nProducts = 0;
+        {
+            GuardedJob job(script);
+            job.Converge();
+            std::vector<double> direction(CountRotations(job.electrons));
+            for (const Turn turn : {Turn::kSame, Turn::kSpinsApart}) {
+                if (turn == Turn::kSpinsApart && !fClosed) continue;
+                nProducts += LowestCurvature(job.electrons, turn, 150, direction.data()).nProducts;
+                FillDensities(job.electrons);
+                EvaluateFock(job.electrons);
+            }
+        }
+        const ScfEnd& end = Run(script, {.fGuarded = 1, .nStability = kTestStability}, 100);
+        EXPECT_EQ(end.nFound, kStable);
+        EXPECT_GT(end.dInternal, 0.0);
+        EXPECT_EQ(end.dSpins > 0.0, fClosed);
+        // Davidson's method may take one more or less from a state that is converged less sharply.
+        EXPECT_NEAR(end.nAllCycles - end.nCycles, nProducts, 2);
+        EXPECT_GT(nProducts, 5);
+    }
+    const JobScript twoWays = Spins(Molecule(1, {{7, 0, 0, 0}, {7, 1.7, 0.1, 0.2}}), 0, 1, false);
+    EXPECT_EQ(Run(twoWays, {.fGuarded = 1, .nStability = kTestStability}, 100).nFound, kUnstable);
+    EXPECT_EQ(scf.End.dSpins, 0.0);
 }
 
 }  // namespace
