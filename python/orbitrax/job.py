@@ -4,7 +4,8 @@ from __future__ import annotations
 
 from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, ZINDOS, Method, find_method
-from orbitrax.molecules.elements import CAPPING_VALENCE, MASSES, SYMBOLS, valence_electrons
+from orbitrax.molecules.elements import (CAPPING_VALENCE, MASSES, SYMBOLS, VALENCE_ELECTRONS,
+                                         VALENCE_ORBITALS)
 from orbitrax.molecules.geometry import TOO_CLOSE, pairs_nearer
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.settings import LARGEST_WORD, Settings, declared, option
@@ -326,9 +327,20 @@ class Job:
     @property
     def electrons(self) -> int:
         """Valence electrons of the calculated part."""
+        z = self._calculated
+        return (sum([VALENCE_ELECTRONS[number] for number in z])
+                + CAPPING_VALENCE * len(self.capping) - self.charge)
+
+    @property
+    def orbitals(self) -> int:
+        """Valence orbitals of the selected atoms."""
+        return sum([VALENCE_ORBITALS[number] for number in self._calculated])
+
+    @property
+    def _calculated(self) -> Sequence[int]:
+        """Atomic numbers of the selected atoms."""
         z = self.molecule.z
-        total = sum(valence_electrons(z[i]) for i in self.selected)
-        return total + CAPPING_VALENCE * len(self.capping) - self.charge
+        return z if self.selection is None else [z[i] for i in self.selected]
 
     # ---- checks ---------------------------------------------------------------------------------
 
@@ -338,9 +350,9 @@ class Job:
         from orbitrax.memory import check_memory
 
         molecule, title = self.molecule, self.method.title
-        check_memory(molecule.z if self.selection is None else
-                     [molecule.z[index] for index in self.selected])
-        for index, number in enumerate(molecule.z):
+        check_memory(self._calculated)
+        strange = set(molecule.z).difference(parameters.elements)
+        for index, number in enumerate(molecule.z if strange else ()):
             if number > 0 and number not in parameters.elements:
                 raise InputError(f"{molecule.label(index)}: {title} has no parameters for "
                                  f"{SYMBOLS[number]}; {_who_has(number)}")

@@ -60,6 +60,8 @@ def find_method(name: str | int | Method) -> Method:
         return name
     if isinstance(name, int):
         method = _BY_NUMBER.get(name)
+    elif isinstance(name, str) and name in _BY_KEY:
+        method = _BY_KEY[name]
     else:
         key = "".join(c for c in str(name).lower() if c not in "/-_ ")
         method = _BY_KEY.get(key)

@@ -37,23 +37,26 @@ _RUNS = ((1, 1), (3, 1), (11, 1), (19, 1), (30, 2), (37, 1), (48, 2), (55, 1), (
 CAPPING_VALENCE = 7  # a capping atom ends a cut bond as a halogen does
 
 
+def _electrons() -> list[int]:
+    found = [0]
+    for (start, first), (end, _) in zip(_RUNS, (*_RUNS[1:], (len(SYMBOLS), 0))):
+        found += range(first, first + end - start)
+    return found
+
+
+# By atomic number; a dummy has none.
+VALENCE_ELECTRONS = tuple(_electrons())
+VALENCE_ORBITALS = (0, 1, 1, *[4] * 18, *[9] * 9, *[4] * 9, *[9] * 9, *[4] * (len(SYMBOLS) - 48))
+
+
 def valence_electrons(number: int) -> int:
     """Valence electrons of a neutral atom: those that a method treats; 0 for a dummy (number 0)."""
-    if number <= 0:
-        return 0
-    if number == 2:
-        return 2
-    start, first = max(run for run in _RUNS if run[0] <= number)
-    return first + number - start
+    return VALENCE_ELECTRONS[max(0, number)]
 
 
 def valence_orbitals(number: int) -> int:
     """Valence orbitals of an s, sp or spd element, as far as the nine methods go."""
-    if number <= 0:
-        return 0
-    if number <= 2:
-        return 1
-    return 9 if 21 <= number <= 29 or 39 <= number <= 47 else 4
+    return VALENCE_ORBITALS[max(0, number)]
 
 
 def principal_number(number: int) -> int:

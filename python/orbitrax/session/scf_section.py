@@ -11,7 +11,6 @@ from __future__ import annotations
 import struct
 
 from orbitrax.job import NO_CI
-from orbitrax.molecules.elements import valence_orbitals
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -44,15 +43,15 @@ def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
     the repulsion between atoms far apart right too: without it a molecule beyond 100 bohr from
     another one is charged cores to it."""
     values = (0, 0, 0, 1, 0.0)
-    if guarded(job):
+    response = images = guarded(job)
+    if response:
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     kept = DENSITIES.index(job.settings.scf_start)
-    response = images = guarded(job)
     return [(KIND, struct.pack("<4id4i", *values, kept, quiet, response, images))]
 
 
 def _orbitals(job: Job) -> int:
-    return sum(valence_orbitals(job.molecule.z[i]) for i in job.selected) + 4 * len(job.capping)
+    return job.orbitals + 4 * len(job.capping)
 
 
 def _open(job: Job) -> bool:
@@ -71,7 +70,7 @@ def _stability(job: Job) -> str:
 
 
 def _starts(job: Job) -> int:
-    few = _orbitals(job) <= _FEW and (_open(job) or len(job.selected) <= 2)
+    few = (_open(job) or len(job.selected) <= 2) and _orbitals(job) <= _FEW
     if few and len(job.selected) == 1 and not job.uhf:
         return _STARTS_OF_MEANS
     return _STARTS if few else 0
