@@ -23,6 +23,7 @@ if TYPE_CHECKING:
 _FEWER_DIGITS = range(1, 10)
 _SMALLEST_NORMAL = 2.0**-126
 _SIX_DIGITS = 999999.5
+_FLOATS = frozenset((float,))
 _INTO_THE_ROOM = 1 + 2.0**-24.5  # less than half of the last bit
 
 
@@ -38,11 +39,13 @@ def unpacked(kind: str, data: bytes | bytearray | memoryview) -> array[Any]:
 def flat(values: Any) -> array[Any]:
     """Numbers in one row, in double precision: of a flat array, of rows, or of a numpy array.
     Raises TypeError for what is no number."""
-    if hasattr(values, "ravel"):
-        return array("d", values.ravel().tolist())
     if isinstance(values, array):
         row: array[Any] = values
         return row if row.typecode == "d" else array("d", row)
+    if type(values) in (list, tuple) and _FLOATS.issuperset(map(type, values)):
+        return array("d", values)
+    if hasattr(values, "ravel"):
+        return array("d", values.ravel().tolist())
     found: array[Any] = array("d")
     for value in values:
         if isinstance(value, (int, float)):
@@ -125,9 +128,15 @@ class ArrayField:
         return values
 
     def __set__(self, instance: object, values: Any) -> None:
-        if values is not None and not hasattr(values, "ravel"):
-            values = values if isinstance(values, array) else flat(values)
+        if type(values) is not array and values is not None and not hasattr(values, "ravel"):
+            values = flat(values)
         instance.__dict__[self._name] = values
+
+    def raw(self, instance: object) -> Any:
+        """The numbers in one row as they are kept, those of single precision as they came; None
+        where there are none."""
+        values: Any = instance.__dict__.get(self._name)
+        return values if values is None or isinstance(values, array) else values.ravel()
 
     def plain(self, instance: object) -> list[float] | None:
         """The numbers in one row, without numpy if they have not been looked at."""

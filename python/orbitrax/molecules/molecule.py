@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 from array import array
 
-from orbitrax.arrays import as_numpy, flat
+from orbitrax.arrays import as_numpy, finite, flat
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.elements import SYMBOLS, formula_of
 
@@ -19,6 +19,8 @@ if TYPE_CHECKING:
 MAX_COORDINATE = 1e6  # Angstrom
 _LARGEST = 1_000_000  # of charge, multiplicity and atomic numbers
 _ONE_OF = {"masses": "mass", "point_charges": "charge"}
+_ELEMENTS, _WHOLE_NUMBERS = frozenset(range(len(SYMBOLS))), frozenset((int,))
+_ROWS = frozenset((list, tuple))
 _WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
 
@@ -41,10 +43,9 @@ class Molecule:
                  multiplicity: int | None = None, masses: Any = None, point_charges: Any = None,
                  title: str = "molecule", notes: Sequence[str] = (),
                  remarks: Sequence[str] = (), mol: bytes | None = None):
-        self.z = tuple(_whole(number, "an atomic number", title) for number in numbers)
-        for number in self.z:
-            if not 0 <= number < len(SYMBOLS):
-                raise MoleculeError(f"{title}: there is no element of number {number}")
+        self.z = tuple(numbers)
+        if not (_WHOLE_NUMBERS.issuperset(map(type, self.z)) and _ELEMENTS.issuperset(self.z)):
+            self.z = _elements(self.z, title)
         self.xyz = self._places(positions, title)
         self.plain_masses = self._one_each(masses, "masses", title)
         self.plain_charges = self._one_each(point_charges, "point_charges", title)
@@ -59,11 +60,14 @@ class Molecule:
         n = len(self.z)
         if n == 0:
             raise MoleculeError(f"{title} has no atoms")
+        if type(positions) in _ROWS and len(positions) == n and all(
+                [type(row) in _ROWS and len(row) == 3 for row in positions]):
+            return flat([value for row in positions for value in row])
         shape = getattr(positions, "shape", None) or _shape(positions)
         if shape not in ((n, 3), (3 * n,)):
             raise MoleculeError(f"{title}: {n} atoms need {n} x 3 coordinates, not "
                                 f"{' x '.join(map(str, shape))}")
-        return array("d", flat(positions))
+        return array("d", flat(positions))  # one of its own
 
     def _one_each(self, values: Any, what: str, title: str) -> array[float] | None:
         if values is None:
@@ -78,7 +82,7 @@ class Molecule:
         return found
 
     def _check_coordinates(self) -> None:
-        if all(abs(value) < MAX_COORDINATE for value in self.xyz):
+        if finite(self.xyz) and -MAX_COORDINATE < min(self.xyz) <= max(self.xyz) < MAX_COORDINATE:
             return
         i, value = next((i, value) for i, value in enumerate(self.xyz)
                         if not abs(value) < MAX_COORDINATE)
@@ -167,6 +171,14 @@ def state_of_atoms(charge: int | None, multiplicity: int | None, charges: Sequen
     if multiplicity is None and moments is not None and math.isfinite(sum(moments)):
         multiplicity = round(abs(sum(moments))) + 1
     return charge, multiplicity, notes
+
+
+def _elements(numbers: Iterable[Any], title: str) -> tuple[int, ...]:
+    found = tuple(_whole(number, "an atomic number", title) for number in numbers)
+    for number in found:
+        if not 0 <= number < len(SYMBOLS):
+            raise MoleculeError(f"{title}: there is no element of number {number}")
+    return found
 
 
 def _whole(value: Any, what: str, title: str) -> int:
