@@ -5,7 +5,7 @@ from __future__ import annotations
 from orbitrax.backend import Backend
 from orbitrax.errors import UsageError
 from orbitrax.molecules.reading import as_molecule, from_smiles
-from orbitrax.tasks.registry import find_task
+from orbitrax.tasks.registry import usual_task
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -35,7 +35,7 @@ def run(molecule: Any = None, method: Method | str | int = "am1", task: Task | s
     Raises NotConverged for values that are not to be believed (its `partial` has them), and what
     `Backend.run` raises.
     """
-    chosen = find_task(task)(**settings) if isinstance(task, str) else task.replace(**settings)
+    chosen = (usual_task(task) if isinstance(task, str) else task).replace(**settings)
     known = chosen.own_molecule()
     if (molecule is not None) + (smiles is not None) + (known is not None) != 1:
         raise UsageError("give a molecule or smiles, and not both" if known is None else

@@ -148,7 +148,18 @@ ModeRecord = RECORDS["ModeRecord"]
 UvRecord = RECORDS["UvRecord"]
 
 # An AtomRecord of a calculated atom without bonds: number, charge, places and mass.
-FreeAtom = struct.Struct("<4xi68x5f")
+_FREE_ATOM = "4xi68x5f"
+FreeAtom = struct.Struct("<" + _FREE_ATOM)
+_free_atoms: dict[int, struct.Struct] = {}
+
+
+def free_atoms(count: int) -> struct.Struct:
+    """So many of them. Kept for the next molecule of as many."""
+    found = _free_atoms.get(count)
+    if found is None:
+        _free_atoms.clear()
+        found = _free_atoms[count] = struct.Struct("<" + _FREE_ATOM * count)
+    return found
 
 _ARRAY_NAMES = {
     "PACKET_HEADER": "PacketHeader", "RUN_OPTIONS": "RunOptions", "JOB_OPTIONS": "JobOptions",

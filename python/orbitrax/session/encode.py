@@ -5,12 +5,12 @@ from __future__ import annotations
 
 import math
 import struct
+from itertools import repeat
 
 from orbitrax.errors import InputError
-from orbitrax.job import VIBRATIONS
+from orbitrax.job import VIBRATIONS, JobSettings
 from orbitrax.link import wire
 from orbitrax.link.sections import ASKED, further_packets
-from orbitrax.molecules.elements import valence_orbitals
 from orbitrax.session.scf_section import scf_section
 from orbitrax.settings import LARGEST_FLOAT
 
@@ -21,7 +21,7 @@ if TYPE_CHECKING:
 
     from orbitrax.grids.frame import Frame
     from orbitrax.grids.plot import Plot
-    from orbitrax.job import Job, JobSettings
+    from orbitrax.job import Job
     from orbitrax.molecules.restraints import Restraint
     from orbitrax.settings import Option
     from orbitrax.tables import ParameterSet
@@ -33,6 +33,8 @@ _BY_COUNTS = 1  # how the window of a configuration interaction is chosen
 _LIGHTEST = 1e-10  # atomic mass units
 _FASTEST = 1e6  # Angstrom/ps
 _VELOCITIES = 12 * 1365  # bytes of one packet
+
+_NO_CHARGES = repeat(0.0)
 
 # What is said of a search by a job that makes none.
 _NO_SEARCH = {"nOptimiser": 2, "nMaxCycles": 1000, "flRmsGradient": 0.1, "nReportPeriod": 1}
@@ -94,12 +96,29 @@ def _debug_packet(job: Job) -> bytes:
 
 def run_options(job: Job) -> bytes:
     """The RunOptions record."""
-    return wire.RunOptions.pack(_options(job, wire.RunOptions))
+    return _packed(job, wire.RunOptions)
 
 
 def job_options(job: Job) -> bytes:
     """The JobOptions record."""
-    return wire.JobOptions.pack(_options(job, wire.JobOptions))
+    return _packed(job, wire.JobOptions)
+
+
+_last_packed: dict[wire.Record, tuple[JobSettings, tuple[Any, ...], bytes]] = {}
+
+
+def _packed(job: Job, record: wire.Record) -> bytes:
+    """The bytes of a record. Those of the last job are kept, as most of a list of molecules have
+    the same, unless the settings look at the job."""
+    settings, own = job.settings, type(job.settings)
+    about = (job.charge, job.multiplicity, job.sigma, job.pi)
+    known = _last_packed.get(record)
+    if known is not None and known[0] is settings and known[1] == about:
+        return known[2]
+    data = record.pack(_options(job, record))
+    if own.fields is JobSettings.fields and own.velocities_of is JobSettings.velocities_of:
+        _last_packed[record] = settings, about, data
+    return data
 
 
 def _options(job: Job, record: wire.Record) -> dict[str, Any]:
@@ -176,13 +195,18 @@ def atom_records(job: Job) -> bytes:
     """One AtomRecord for each atom of the molecule, selected or not."""
     molecule = job.molecule
     charges = molecule.plain_charges or (0.0,) * len(molecule)
-    masses = job.masses
-    _check_each(job, charges, "charge")
-    _check_each(job, masses, "mass")
-    for i, mass in enumerate(masses):
+    masses, xyz = job.masses, molecule.xyz
+    _check_each(job, molecule.plain_charges or (), "charge")
+    _check_each(job, molecule.plain_masses or (), "mass")
+    for i, mass in enumerate(molecule.plain_masses or ()):
         if not mass > _LIGHTEST:
             raise InputError(f"{molecule.label(i)}: its mass is not above 0")
-    inside, xyz = set(job.selected), molecule.xyz
+    if job.selection is None:
+        values: list[float] = []
+        for row in zip(molecule.z, _NO_CHARGES, xyz[::3], xyz[1::3], xyz[2::3], masses):
+            values += row
+        return wire.free_atoms(len(molecule)).pack(*values)
+    inside = set(job.selected)
     records = []
     for i, (number, bonded) in enumerate(zip(molecule.z, job.bonds)):
         if not bonded and i in inside:
@@ -207,7 +231,7 @@ def _check_each(job: Job, values: Sequence[float], what: str) -> None:
 def selection_block(job: Job) -> bytes:
     """The SelectionBlock and the numbers of the selected atoms."""
     chosen = job.selected
-    orbitals = sum(valence_orbitals(job.molecule.z[i]) for i in chosen)
+    orbitals = job.orbitals
     head = wire.SelectionBlock.pack({
         "nFirstAtom": 1, "nLastAtom": len(chosen), "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
         "nOrbitalEstimate": orbitals, "nAtomEstimate": len(chosen), "MethodId": job.method.number})

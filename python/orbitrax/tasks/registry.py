@@ -74,6 +74,17 @@ TOOLS = {
 }
 
 
+_usual: dict[str, Task] = {}
+
+
+def usual_task(name: str) -> Task:
+    """A task with its usual settings, which do not change: the same each time."""
+    found = _usual.get(name)
+    if found is None:
+        found = _usual[name] = find_task(name)()
+    return found
+
+
 def find_task(name: str, rows: tuple[TaskRow, ...] = TASKS) -> type[Task]:
     """The class of a task of some rows. Raises UsageError for a name that is none."""
     for row in rows:
