@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
-from orbitrax.arrays import ArrayField, GivenArray, rows
+from array import array
+
+from orbitrax.arrays import ArrayField, GivenArray, rows, shortest
 from orbitrax.methods import find_method
 from orbitrax.molecules.elements import formula_of
 
@@ -106,10 +108,15 @@ class Result:
         field = type(self).__dict__[name]
         return field.plain(self) if isinstance(field, ArrayField) else None
 
+    def _kept(self, name: str) -> Any:
+        """The same as they came."""
+        field = type(self).__dict__[name]
+        return field.raw(self)
+
     def frontier(self) -> list[tuple[str, float]]:
         """Names and energies (eV) of the highest occupied, singly occupied and lowest empty
         orbitals, of either spin in an unrestricted calculation."""
-        levels, occupancies = self.plain("orbital_energies"), self.plain("occupancies")
+        levels, occupancies = self._kept("orbital_energies"), self._kept("occupancies")
         if levels is None or occupancies is None:
             return []
         spins = (" alpha", " beta") if self.spin == "UHF" else ("",)
@@ -125,7 +132,9 @@ class Result:
             found += [("HOMO" + spin, level) for level in filled[-1:]]
             found += [("SOMO" + spin, level) for level in single]
             found += [("LUMO" + spin, level) for level in empty[:1]]
-        return found
+        if isinstance(levels, array) and levels.typecode == "f":
+            return [(name, shortest(level)) for name, level in found]
+        return [(name, float(level)) for name, level in found]
 
     @property
     def gap_ev(self) -> float | None:
