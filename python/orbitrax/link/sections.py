@@ -25,7 +25,7 @@ class Section:
     asks for it. fields: of a record, the name of each number and "i" or "d"; without fields it is
     an array of doubles: so many `columns` for each atom. read: makes another thing of the bytes."""
 
-    __slots__ = ("name", "kind", "bit", "fields", "columns", "read", "_form")
+    __slots__ = ("name", "kind", "bit", "fields", "columns", "read", "_form", "_names")
 
     def __init__(self, name: str, kind: int, bit: int, fields: tuple[tuple[str, str], ...] = (),
                  columns: int = 0, read: Callable[[bytes], Any] | None = None):
@@ -33,6 +33,7 @@ class Section:
         self.name, self.kind, self.bit = name, kind, bit
         self.fields, self.columns = fields, columns
         self._form = struct.Struct("<" + "".join(code for _, code in fields))
+        self._names = tuple(name for name, _ in fields)
 
     def decode(self, data: bytes, n_atoms: int) -> Any:
         """The values of a section: of a record by name, of an array in one row. A record may be
@@ -45,7 +46,7 @@ class Section:
                                 f"{wanted} belong")
         if not self.fields:
             return unpacked("d", data)
-        return dict(zip((name for name, _ in self.fields), self._form.unpack_from(data)))
+        return dict(zip(self._names, self._form.unpack_from(data)))
 
 
 def _numbers(*names: str, code: str = "d") -> tuple[tuple[str, str], ...]:

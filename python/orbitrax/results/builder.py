@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+from array import array
 
 from orbitrax.arrays import finite, flat, shortest
 from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfMemory
@@ -22,6 +23,14 @@ if TYPE_CHECKING:
 NO_MEMORY = ("has consumed all available memory", "has exhausted all available memory",
              "Unable to allocate memory")  # in texts of the backend
 
+# Results in single precision: fields of the result block.
+_BLOCK_ENERGIES = (
+    ("flElectronicEnergy", "electronic_energy"), ("flCoreEnergy", "core_energy"),
+    ("flBindingEnergy", "binding_energy"), ("flAtomicEnergy", "isolated_atomic_energy"),
+    ("flHeatOfFormation", "heat_of_formation"), ("flTotalEnergy", "total_energy"),
+    ("flRmsGradient", "rms_gradient"))
+_BLOCK_DIPOLE = ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")
+
 # Results in double precision, by their names in the sections.
 _ENERGIES = ("total_energy", "electronic_energy", "core_energy", "isolated_atomic_energy",
              "binding_energy", "heat_of_formation", "rms_gradient")
@@ -35,6 +44,7 @@ _LARGE_CI = "A large CI matrix must be calculated"
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
 _STABLE, _OF_THE_MEAN = STATES[1], "minimum of the mean"
 
+_USUAL = (2.0, 0.0, 1.0)  # occupancies
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
 _OF_MODES = ("force_matrix", "dipole_derivatives", "frequencies", "intensities", "vectors")
@@ -94,18 +104,11 @@ class ResultBuilder:
         values, result = event.values, self.result
         # Where sections follow, they take the place of these.
         number = _finite if self._job.settings.precise else _shortest
-        for field_name, name in (("flElectronicEnergy", "electronic_energy"),
-                                 ("flCoreEnergy", "core_energy"),
-                                 ("flBindingEnergy", "binding_energy"),
-                                 ("flAtomicEnergy", "isolated_atomic_energy"),
-                                 ("flHeatOfFormation", "heat_of_formation"),
-                                 ("flTotalEnergy", "total_energy"),
-                                 ("flRmsGradient", "rms_gradient")):
+        for field_name, name in _BLOCK_ENERGIES:
             setattr(result, name, number(values[field_name], field_name))
         if not self._job.method.has_heats:
             result.heat_of_formation = None
-        result.dipole = [_shortest(values[name], name) for name in
-                         ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")]
+        result.dipole = array("f", [_finite(values[name], name) for name in _BLOCK_DIPOLE])
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
         if self._job.settings.restrain:
@@ -125,16 +128,16 @@ class ResultBuilder:
         """The sections take the place of what came in single precision."""
         result, sections = self.result, event.sections
         for name in _ENERGIES:
-            setattr(result, name, _finite(sections["energies"][name], f"the {name}"))
+            setattr(result, name, _finite(sections["energies"][name], name))
         result.exact = True
         if not self._job.method.has_heats:
             result.heat_of_formation = None
         if self._job.settings.restrain:
             result.restraint_energy = sum(
-                _finite(sections["energies"][name], f"the {name}") for name in _RESTRAINTS)
+                _finite(sections["energies"][name], name) for name in _RESTRAINTS)
         for name in ("gradient", "coordinates", "charges"):
             if name in sections:
-                setattr(result, name, _all_finite(sections[name], f"the {name}"))
+                setattr(result, name, _all_finite(sections[name], name))
         if "gradient" not in sections:
             result.rms_gradient = None  # its word is 0 when no gradient was made
         if "dipole" in sections:
@@ -194,8 +197,9 @@ class ResultBuilder:
     def _orbitals(self, event: events.OrbitalData) -> None:
         result = self.result
         result.orbital_energies = _all_finite(event.energies, "orbital energies")
-        result.occupancies = [1.0 if occupancy == _MARKED else shortest(occupancy)
-                              for occupancy in _all_finite(event.occupancies, "occupancies")]
+        result.occupancies = [
+            occupancy if occupancy in _USUAL else 1.0 if occupancy == _MARKED else
+            shortest(occupancy) for occupancy in _all_finite(event.occupancies, "occupancies")]
         result.orbital_populations = _all_finite(event.populations, "populations")
         if any(label not in ("", "?") for label in event.symmetry_labels):
             result.orbital_symmetries = [f"{index}{label}" for index, label in

@@ -15,6 +15,9 @@ if TYPE_CHECKING:
     from orbitrax.session.reader import SessionReader
 
 
+_RESULTS = frozenset((events.ResultBlock, events.PlotPlane, events.NormalModes))
+
+
 def exchange(link: Conversation, pokes: list[bytes], reader: SessionReader
              ) -> Iterator[events.Event]:
     """Runs a session that has been started, to its end. Takes from `pokes` what the backend asks
@@ -35,8 +38,8 @@ def exchange(link: Conversation, pokes: list[bytes], reader: SessionReader
         for event in reader.feed(packet):
             if isinstance(event, events.ErrorLine):
                 words.append(event.text)
-            results |= isinstance(event, (events.ResultBlock, events.PlotPlane,
-                                          events.NormalModes))
+            elif type(event) in _RESULTS:
+                results = True
             yield event
     if results and not reader.finished:
         raise CalculationFailed("\n".join(words) or "the backend ended the session in the middle "
