@@ -20,6 +20,7 @@ MAX_COORDINATE = 1e6  # Angstrom
 _LARGEST = 1_000_000  # of charge, multiplicity and atomic numbers
 _ONE_OF = {"masses": "mass", "point_charges": "charge"}
 _ELEMENTS, _WHOLE_NUMBERS = frozenset(range(len(SYMBOLS))), frozenset((int,))
+_FLOATS = frozenset((float,))
 _ROWS = frozenset((list, tuple))
 _WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
@@ -60,9 +61,12 @@ class Molecule:
         n = len(self.z)
         if n == 0:
             raise MoleculeError(f"{title} has no atoms")
-        if type(positions) in _ROWS and len(positions) == n and all(
-                [type(row) in _ROWS and len(row) == 3 for row in positions]):
-            return flat([value for row in positions for value in row])
+        if type(positions) in _ROWS:
+            if len(positions) == n and all(
+                    [type(row) in _ROWS and len(row) == 3 for row in positions]):
+                return flat([value for row in positions for value in row])
+            if len(positions) == 3 * n and _FLOATS.issuperset(map(type, positions)):
+                return array("d", positions)
         shape = getattr(positions, "shape", None) or _shape(positions)
         if shape not in ((n, 3), (3 * n,)):
             raise MoleculeError(f"{title}: {n} atoms need {n} x 3 coordinates, not "

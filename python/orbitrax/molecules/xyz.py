@@ -129,6 +129,11 @@ class _Frame:
         return words
 
     def _numbers(self, i: int, words: Sequence[str], part: slice) -> list[float]:
+        if "_" not in self._lines[self._first + i]:
+            try:
+                return [float(word) for word in words[part]]
+            except ValueError:
+                pass  # Fortran's, or none
         found = []
         for word in words[part]:
             if not is_number(word):
