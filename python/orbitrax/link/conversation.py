@@ -30,6 +30,7 @@ _SHUT_BOTH = 2  # socket.SHUT_RDWR
 
 _FRAME = struct.Struct("<II")
 _HEADER = struct.Struct("<5i")
+_PACKET = struct.Struct("<II5i")  # both
 _GREETING = 10.0  # seconds a backend may take to accept the conversation
 _MAX_ANSWER = HEADER_BYTES + MAX_PAYLOAD
 _MOST_AHEAD = 92400  # bytes of packets that any backend takes in one frame
@@ -96,6 +97,9 @@ class Conversation:
             if 2 * self._asked < ahead:
                 self._send(_REQUEST * (ahead - self._asked))
                 self._asked = ahead
+            packet = self._whole_packet()
+            if packet is not None:
+                return packet
             answer = self._answer(REQUEST)
             self._asked -= 1
             if len(answer) == 4:
@@ -114,6 +118,20 @@ class Conversation:
                     f"a packet of type {kind} announces {length} bytes and brings "
                     f"{len(answer) - HEADER_BYTES}")
             return Packet(kind, answer[HEADER_BYTES:])
+
+    def _whole_packet(self) -> Packet | None:
+        """The next answer to a request if it has come and is a packet as it should be, which most
+        are; None for whoever looks closer."""
+        came, at = self._came, self._at
+        if len(came) < at + _PACKET.size:
+            return None
+        answered, count, length, kind, _, _, _ = _PACKET.unpack_from(came, at)
+        end = at + _FRAME.size + count
+        if (answered != REQUEST or count != HEADER_BYTES + length or length < 0
+                or count > _MAX_ANSWER or len(came) < end):
+            return None
+        self._at, self._asked = end, self._asked - 1
+        return Packet(kind, came[at + _PACKET.size:end])
 
     def _drop_answers(self) -> None:
         """Takes what has been asked for beyond the end of a session. A link that ends meanwhile is
