@@ -35,7 +35,7 @@ def qsolve():
 
 @pytest.fixture
 def backend(qsolve):
-    with Backend(qsolve, time_limit=20) as backend:
+    with Backend(qsolve, time_limit=300) as backend:
         yield backend
 
 
