@@ -86,11 +86,39 @@ def test_a_scan_that_is_ended_keeps_its_points(tmp_path):
         if line.startswith("    179.0000"):
             break
     run.send_signal(signal.SIGTERM)
-    rows, told = run.communicate(timeout=60)
+    rows, told = run.stdout.read(), run.stderr.read()  # and what the loop has read ahead
+    run.wait(timeout=60)
     points = len(table.read_text().splitlines()) - 1
     assert run.returncode in (143, -signal.SIGTERM) and 2 <= points < 1981
     assert f"interrupted after {points} points" in told and len(rows.splitlines()) == points - 2
     assert read_molecule(f"{path}@{points - 1}").formula == "C2H6O"
+
+
+def test_a_signal_in_the_middle_of_a_write_prints_no_point_twice(tmp_path):
+    """What the signal finds in the buffer is printed in the end, and not handed over once more."""
+    table = tmp_path / "s.csv"
+    program = ("import io, sys\n"
+               "from orbitrax.cli import main\n"
+               "class Ended(io.TextIOWrapper):\n"
+               "    lines = 0\n"
+               "    def write(self, text):\n"
+               "        self.lines += text.count('\\n')\n"
+               "        return super().write(text)\n"
+               "    def flush(self):\n"
+               "        if self.lines == 5:\n"
+               "            self.lines += 1\n"
+               "            raise KeyboardInterrupt\n"
+               "        super().flush()\n"
+               "sys.stdout = Ended(sys.stdout.detach())\n"
+               f"sys.exit(main(['scan', '{WATER}', '-m', 'am1', '--stretch', '1,2=0.9:1.2:0.1',\n"
+               f"               '--csv', {str(table)!r}]))\n")
+    done = subprocess.run([sys.executable, "-c", program], env=ENVIRONMENT, cwd=ROOT, text=True,
+                          capture_output=True, timeout=60)
+    assert done.returncode in (130, -signal.SIGINT), done.stderr
+    assert "interrupted after 2 points" in done.stderr
+    rows = done.stdout.splitlines()[3:]
+    assert [row.split()[0] for row in rows] == ["0.9000", "1.0000"]
+    assert len(table.read_text().splitlines()) == 3
 
 
 def test_a_scan_with_a_point_that_is_not_converged_is_not_done():

@@ -113,14 +113,17 @@ class _Scan:
         self._terminal.progress(f"point {self._told + 1} of {self._count}")
 
     def _tell_points(self) -> None:
-        """Prints the points that have come to an end."""
+        """Prints the points that have come to an end. Each counts before it is handed over, so that
+        a signal in the middle of a write does not have it printed once more."""
         for point in self._run.points[self._told:]:
             self._terminal.end_progress()
+            row = f"{self._row(point)}\n"
+            self._told += 1
+            if self._prints:
+                sys.stdout.write(row)
             if point.failure is not None:
                 self._terminal.error(f"{self._named(point.asked)}: {point.failure.typed}")
-            if self._prints:
-                print(self._row(point), flush=True)
-            self._told += 1
+            sys.stdout.flush()
 
     # ---- what is printed and written ------------------------------------------------------------
 
