@@ -13,10 +13,14 @@
 namespace qsolve {
 namespace {
 
-constexpr int kMostVectors = 24;     ///< of the subspace; then it starts anew from its lowest
-constexpr int kStartVectors = 3;     ///< lowest differences of levels to begin with
-constexpr double kMixedIn = 0.2;     ///< of all rotations in each start, against symmetry
-constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
+constexpr int kMostVectors = 24;      ///< of the subspace; then it starts anew from its lowest
+constexpr int kWhole = 16;            ///< rotations, up to which the space is all of them
+constexpr int kStartVectors = 4;      ///< lowest differences of levels to begin with
+constexpr double kMixedIn = 0.5;      ///< of all rotations in each start, against symmetry
+constexpr double kSpread = 0.5;       ///< of the rotations between equal differences
+constexpr double kSecondPart = 0.05;  ///< residual of the second lowest, as a part of it ...
+constexpr double kSecondFloor = 1.0;  ///< ... or of this, eV
+constexpr double kDependent = 1e-6;   ///< part of a vector that is new, at least
 
 struct Space {
     int nSize;  ///< rotations
@@ -68,7 +72,7 @@ void StartVector(const Space& space, int nNumber, double* v) {
     const double dScale = kMixedIn / std::sqrt(static_cast<double>(space.nSize));
     for (int i = 0; i < space.nSize; ++i) v[i] = dScale * Scattered(i, nNumber);
     for (int i = 0; i < space.nSize; ++i)
-        if (space.vBend[i] <= vSorted[nNumber]) v[i] += 1.0 + 0.1 * Scattered(i, nNumber + 7);
+        if (space.vBend[i] <= vSorted[nNumber]) v[i] += 1.0 + kSpread * Scattered(i, nNumber + 7);
 }
 
 /// Takes the last vector and its product into the Hessian within the space, and counts it.
@@ -81,17 +85,6 @@ void CountVector(Space& space) {
              Dot(space.nSize, RowOf(space.mVectors, space, j), RowOf(space.mProducts, space, i)));
 }
 
-/// The lowest eigenvector of the Hessian within the space: its coefficients and eigenvalue.
-double LowestInSpace(const Space& space, double* vCoefficients) {
-    double mSmall[kMostVectors * kMostVectors + kMostVectors];
-    double mTurn[kMostVectors * kMostVectors + kMostVectors], vValues[kMostVectors];
-    const int m = space.nVectors;
-    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
-    DiagonaliseRange(m, 0, 1, mSmall, mTurn, vValues);
-    std::copy_n(mTurn, m, vCoefficients);
-    return vValues[0];
-}
-
 void Combine(Space& space, Array<double>& m, const double* vCoefficients, double* v) {
     std::fill_n(v, space.nSize, 0.0);
     for (int k = 0; k < space.nVectors; ++k) {
@@ -100,19 +93,67 @@ void Combine(Space& space, Array<double>& m, const double* vCoefficients, double
     }
 }
 
+/// An eigenvalue of the Hessian within the space, and the length of what the Hessian itself leaves.
+struct Root {
+    double dValue, dResidual;
+};
+
+/// Number nRoot, 0 or 1, from the lowest: its vector and residual.
+Root FindRoot(Space& space, int nRoot, double* vVector, double* vResidual) {
+    double mSmall[kMostVectors * kMostVectors + kMostVectors];
+    double mTurn[kMostVectors * kMostVectors + kMostVectors], vValues[kMostVectors];
+    const int m = space.nVectors;
+    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
+    DiagonaliseRange(m, 0, nRoot + 1, mSmall, mTurn, vValues);
+    Combine(space, space.mVectors, Row(mTurn, m, nRoot), vVector);
+    Combine(space, space.mProducts, Row(mTurn, m, nRoot), vResidual);
+    for (int i = 0; i < space.nSize; ++i) vResidual[i] -= vValues[nRoot] * vVector[i];
+    return {vValues[nRoot], std::sqrt(Dot(space.nSize, vResidual, vResidual))};
+}
+
+/// The lowest vector alone, and its product, in place of all.
+void StartAnew(Space& space, double* vVector, double* vResidual) {
+    const Root lowest = FindRoot(space, 0, vVector, vResidual);
+    std::copy_n(vVector, space.nSize, RowOf(space.mVectors, space, 0));
+    for (int i = 0; i < space.nSize; ++i)
+        RowOf(space.mProducts, space, 0)[i] = vResidual[i] + lowest.dValue * vVector[i];
+    space.nVectors = 0;
+    CountVector(space);
+}
+
+/// The residual over the difference of the diagonal and the eigenvalue.
+void Precondition(const Space& space, double dValue, double dSmallest, double* vResidual) {
+    for (int i = 0; i < space.nSize; ++i) {
+        const double d = space.vBend[i] - dValue;
+        vResidual[i] /= std::abs(d) < dSmallest ? std::copysign(dSmallest, d) : d;
+    }
+}
+
+/// The error of an eigenvalue is at most the residual, and mostly its square by a gap.
+bool IsKnown(const Root& lowest, double dEv) {
+    return lowest.dResidual * lowest.dResidual * dEv * dEv <
+           0.1 * std::max(kCurvatureError, kCurvaturePart * std::abs(lowest.dValue) * dEv);
+}
+
+/// A lower one that the starts have missed, of another symmetry perhaps, is part of whatever is not
+/// yet known: of the second lowest it shows as a residual that does not vanish.
+bool IsRoughlyKnown(const Root& second, double dEv) {
+    return second.dResidual * dEv <
+           kSecondPart * std::max(kSecondFloor, std::abs(second.dValue) * dEv);
+}
+
 }  // namespace
 
 Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vDirection) {
     const std::size_t nSize = CountRotations(electrons);
     if (nSize == 0) return {.fKnown = true};
-    const double dError = kCurvatureError / electrons.dEv;
     Space space{.nSize = static_cast<int>(nSize)};
     for (Array<double>* m : {&space.mVectors, &space.mProducts})
         m->Take(kMostVectors, nSize, kWork);
     space.vBend.Take(nSize, kWork);
-    Array<double> vNext, vResidual;
+    Array<double> vNext, vSecond;
     vNext.Take(nSize, kWork);
-    vResidual.Take(nSize, kWork);
+    vSecond.Take(nSize, kWork);
     FillBend(electrons, space.vBend.Data());
 
     Curvature found;
@@ -124,33 +165,30 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
         CountVector(space);
         ++found.nProducts;
     };
-    for (int k = 0; k < std::min(kStartVectors, space.nSize); ++k) {
-        StartVector(space, k, vNext.Data());
+    const bool fWhole = space.nSize <= kWhole;
+    for (int k = 0; k < (fWhole ? space.nSize : kStartVectors); ++k) {
+        if (fWhole) {
+            std::fill(vNext.begin(), vNext.end(), 0.0);
+            vNext[k] = 1.0;
+        } else {
+            StartVector(space, k, vNext.Data());
+        }
         if (MakeNew(space, vNext.Data())) Add();
     }
-    double vCoefficients[kMostVectors];
-    while (true) {
-        const double dLowest = LowestInSpace(space, vCoefficients);
-        Combine(space, space.mVectors, vCoefficients, vDirection);
-        Combine(space, space.mProducts, vCoefficients, vResidual.Data());
-        for (int i = 0; i < space.nSize; ++i) vResidual[i] -= dLowest * vDirection[i];
-        const double dResidual = std::sqrt(Dot(space.nSize, vResidual.Data(), vResidual.Data()));
-        found.dLowest = dLowest * electrons.dEv;
-        // The error of an eigenvalue is at most the residual, and mostly its square by a gap.
-        found.fKnown = dResidual * dResidual <
-                       std::max(dError, kCurvaturePart * std::abs(dLowest)) * 0.1 / electrons.dEv;
-        if (found.fKnown || found.nProducts >= nMost) return found;
-        for (int i = 0; i < space.nSize; ++i) {
-            const double d = space.vBend[i] - dLowest;
-            const double dSmallest = kSmallestBend / electrons.dEv;
-            vNext[i] = vResidual[i] / (std::abs(d) < dSmallest ? std::copysign(dSmallest, d) : d);
+    while (space.nVectors > 0) {
+        Root root = FindRoot(space, 0, vDirection, vNext.Data());
+        found.dLowest = root.dValue * electrons.dEv;
+        found.fKnown = space.nVectors == space.nSize || IsKnown(root, electrons.dEv);
+        if (found.nProducts >= nMost || space.nVectors == space.nSize) return found;
+        if (found.fKnown && space.nVectors > 1) {
+            root = FindRoot(space, 1, vSecond.Data(), vNext.Data());
+            if (IsRoughlyKnown(root, electrons.dEv)) return found;
         }
+        Precondition(space, root.dValue, kSmallestBend / electrons.dEv, vNext.Data());
         if (space.nVectors == kMostVectors) {
-            std::copy_n(vDirection, space.nSize, RowOf(space.mVectors, space, 0));
-            for (int i = 0; i < space.nSize; ++i)
-                RowOf(space.mProducts, space, 0)[i] = vResidual[i] + dLowest * vDirection[i];
-            space.nVectors = 0;
-            CountVector(space);
+            Array<double> vWork;
+            vWork.Take(nSize, kWork);
+            StartAnew(space, vDirection, vWork.Data());
         }
         if (!MakeNew(space, vNext.Data())) {
             found.fKnown = true;  // nothing is left to be added
@@ -158,6 +196,7 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
         }
         Add();
     }
+    return found;  // of numbers that are none
 }
 
 }  // namespace qsolve
