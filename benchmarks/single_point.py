@@ -5,6 +5,9 @@ same inputs in turn with ours, with gradients and as many threads; not where its
 reference one, which nobody computes with. Asks for Debian's libopenblas0-pthread then.
 
     benchmarks/single_point.py [--method am1] [--runs 5] [--threads 1] [--no-peer] [molecule ...]
+    benchmarks/single_point.py --goals
+
+The second prints beside what is aimed at, and how much faster two threads are than one.
 """
 
 from __future__ import annotations
@@ -26,6 +29,7 @@ sys.path.insert(0, str(ROOT / "python"))
 
 ORDER = ("water", "caffeine", "haloperidol", "c60", "taxol", "ala20", "c16h34", "c80h162", "w10",
          "w100", "w200", "c160h322")
+LARGE, TWO_CORES = 300, 1.7  # from so many orbitals on two threads should be so much faster
 CONVERGENCE = 1e-4  # kcal/mol, the peer's own default
 
 
@@ -125,7 +129,35 @@ def warm_session(backend, path: Path, method: str):
     return time.perf_counter() - began, result
 
 
-def measure(backend, name: str, method: str, runs: int, peer: str | None, threads: int) -> None:
+def goal(atoms: int) -> float | None:
+    """How many times as fast as the peer a molecule of so many atoms should be."""
+    if atoms == 3:
+        return 20.0
+    if 20 <= atoms <= 50:
+        return 5.0
+    return 3.0 if atoms >= 100 else None
+
+
+def beside_goals(two, path: Path, method: str, runs: int, ours: float, ratio: float | None) -> str:
+    """What is aimed at and reached: against the peer, and on two threads from 300 orbitals on. two:
+    a backend with two; ours: seconds with one."""
+    results = [warm_session(two, path, method) for _ in range(runs)]
+    gain = ours / statistics.median(seconds for seconds, _ in results)
+    wanted = goal(len(results[0][1].symbols))
+    text = f" {'' if wanted is None else f'{wanted:.0f}':>5} {gain:7.2f} "
+    if len(results[0][1].plain("orbital_energies")) >= LARGE:
+        text += f"{TWO_CORES:5.1f}"
+        reached = gain >= TWO_CORES
+    else:
+        text += " " * 5
+        reached = True
+    if ratio is not None and wanted is not None:
+        reached &= ratio >= wanted
+    return text + ("" if reached else "  not reached")
+
+
+def measure(backend, name: str, method: str, runs: int, peer: str | None, threads: int,
+            two=None) -> None:
     path = MOLECULES / f"{name}.xyz"
     warm, commands, peers = [], [], []
     for _ in range(runs):
@@ -136,13 +168,26 @@ def measure(backend, name: str, method: str, runs: int, peer: str | None, thread
             seconds, heat = peer_command(peer, path, method, threads)
             peers.append(seconds)
     ours, command = statistics.median(warm), statistics.median(commands)
+    ratio = statistics.median(peers) / ours if peers else None
     line = (f"{name:12} {len(result.symbols):5d} {result.scf_iterations:7d} {1e3 * ours:10.1f} "
             f"{1e3 * command:10.1f}")
     if peers:
         theirs = statistics.median(peers)
         apart = (result.heat_of_formation - heat) / len(result.symbols)
-        line += f" {1e3 * theirs:10.1f} {theirs / ours:7.2f} {apart:10.4f}"
+        line += f" {1e3 * theirs:10.1f} {ratio:7.2f} {apart:10.4f}"
+    if two is not None:
+        line += beside_goals(two, path, method, runs, ours, ratio)
     print(line, flush=True)
+
+
+def backend_of(threads: int, method: str):
+    """A warm backend that uses so many threads."""
+    from orbitrax import Backend
+
+    os.environ.update(environment(threads))  # it inherits it
+    backend = Backend()
+    warm_session(backend, MOLECULES / "water.xyz", method)
+    return backend
 
 
 def main() -> None:
@@ -152,21 +197,22 @@ def main() -> None:
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--threads", type=int, default=1, help="of every program, 1 by default")
     parser.add_argument("--no-peer", action="store_true", help="do not run MOPAC")
+    parser.add_argument("--goals", action="store_true", help="print beside what is aimed at")
     arguments = parser.parse_args()
-    from orbitrax import Backend
-
     threads = arguments.threads
     peer = None if arguments.no_peer else find_peer()
-    os.environ.update(environment(threads))  # a backend inherits it
     print_conditions(peer, threads)
     print(f"{arguments.method}, medians of {arguments.runs} runs, milliseconds; difference of the "
           "heats of formation in kcal/mol an atom, of the physical constants")
     print(f"{'molecule':12} {'atoms':>5} {'cycles':>7} {'warm':>10} {'command':>10} {'MOPAC':>10} "
-          f"{'ratio':>7} {'difference':>10}")
-    with Backend() as backend:
-        warm_session(backend, MOLECULES / "water.xyz", arguments.method)
+          f"{'ratio':>7} {'difference':>10}"
+          + (f" {'goal':>5} {'two':>7} {'goal':>5}" if arguments.goals else ""))
+    two = backend_of(2, arguments.method) if arguments.goals else None
+    with backend_of(threads, arguments.method) as backend:
         for name in arguments.molecules:
-            measure(backend, name, arguments.method, arguments.runs, peer, threads)
+            measure(backend, name, arguments.method, arguments.runs, peer, threads, two)
+    if two is not None:
+        two.close()
 
 
 if __name__ == "__main__":
