@@ -12,14 +12,6 @@ function(quicken target)
     endif()
     target_precompile_headers(${target} PRIVATE
         <algorithm> <array> <cmath> <cstdint> <cstring> <limits> <numbers>)
-    # A hardened source is compiled by other rules, for which the headers would be read anew.
-    get_target_property(sources ${target} SOURCES)
-    foreach(source ${sources})
-        get_source_file_property(guards ${source} COMPILE_OPTIONS)
-        if(guards)
-            set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
-        endif()
-    endforeach()
     if(ORBITRAX_CCACHE)
         # The cache looks into what is precompiled when it is told that this is enough.
         target_compile_options(${target} PRIVATE -fpch-preprocess)
