@@ -1,7 +1,7 @@
 """Whether the unit tests would see a fault: changes one operator or constant of a source file at a
 time, and runs the tests of its room with it. A change that no test sees is listed.
 
-    cmake --preset release && ninja -C build/release
+    cmake --preset release -B build/mutants -DORBITRAX_BATCHES=OFF && ninja -C build/mutants
     /usr/bin/python3 tests/mutate.py COUNT SEED src/scf/*.cpp
 """
 
@@ -20,7 +20,7 @@ from typing import NamedTuple
 
 ROOT = Path(__file__).resolve().parents[1]
 KNOWN = Path(__file__).with_name("mutants_that_change_nothing.txt")
-BUILD = ROOT / "build" / "release"
+BUILD = ROOT / "build" / "mutants"  # where each source has an object of its own
 JOB_ROOMS = ("search", "geometry", "dynamics", "vibrations")  # these have a program of their own
 PATIENCE = 120  # seconds that the tests of a room may take; more is a loop without an end
 
@@ -109,7 +109,8 @@ def compiled(mutant: Mutant, folder: Path) -> Path | None:
     source = folder / mutant.path.name
     source.write_text(mutant.text())
     wanted = f"src/{mutant.path.parent.name}/{mutant.path.name}"
-    line = commands(f"CMakeFiles/qsolve_core.dir/{wanted}.o")[-1]
+    library = next(BUILD.glob(f"CMakeFiles/qsolve_*.dir/{wanted}.o")).relative_to(BUILD)
+    line = commands(str(library))[-1]
     words = [str(source) if word.endswith(wanted) else word for word in shlex.split(line)]
     words = [word for word in words if not word.endswith("ccache")]
     for option in ("-o", "-MF", "-MT"):
