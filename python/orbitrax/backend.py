@@ -135,11 +135,11 @@ class Backend:
                 if on_event is not None:
                     on_event(event)
         except (OrbitraxError, KeyboardInterrupt) as error:
-            error.partial = builder.result  # type: ignore[union-attr]
+            error.partial = builder.whole  # type: ignore[union-attr]
             raise
         finally:
             stream.close()
-            builder.result.wall_seconds = time.monotonic() - began
+            builder.result.wall_seconds = builder.whole.wall_seconds = time.monotonic() - began
         if not builder.has_values:
             raise builder.refusal()
         self._last = (job, builder.result)

@@ -15,6 +15,7 @@ from support import ROOT
 
 from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.cli.outputs.structure import write_frame
+from orbitrax.link import events
 from orbitrax.tasks.optimize import OPTIMISERS
 
 pytestmark = pytest.mark.timeout(120)
@@ -197,6 +198,24 @@ def test_a_signal_loses_no_work(tmp_path, optimizer, number, status):
     kept = read_molecule(str(final))
     assert kept.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
     assert read_molecule(f"{path}@-1").formula == "C8H10N4O2"
+
+
+@pytest.mark.parametrize("part", [events.ResultBlock, events.Coordinates, events.Charges])
+def test_what_is_left_of_an_interrupted_search_is_its_last_whole_point(part):
+    """The parts of a point come one by one; the energy of one must not stand beside the structure
+    of another."""
+    run = Optimize(optimizer="polak-ribiere").start(read_molecule(str(ROOT / ETHANOL)), "am1")
+
+    def break_in(event):
+        if isinstance(event, part) and len(run.points.values) == 2:
+            raise KeyboardInterrupt
+
+    with Backend() as backend, pytest.raises(KeyboardInterrupt) as told:
+        run.execute(backend, break_in)
+    left, last = told.value.partial, run.points.last
+    assert list(np.ravel(left.coordinates)) == list(last.xyz)
+    assert left.total_energy == last.values["total_energy"]
+    assert left.cycles == last.values["cycle"]
 
 
 def test_a_frame_is_written_at_once(water):

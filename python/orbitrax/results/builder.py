@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 import math
 from array import array
 
@@ -57,6 +58,7 @@ class ResultBuilder:
     def __init__(self, job: Job, task: str = "energy"):
         self._job = job
         self._started = False
+        self._before: Result | None = None  # the last whole report point, while the next one comes
         self.result = Result(
             task=task, method=job.method.key, charge=job.charge, multiplicity=job.multiplicity,
             spin="UHF" if job.uhf else "RHF", symbols=job.molecule.symbols,
@@ -64,6 +66,12 @@ class ResultBuilder:
         if job.selection is not None:
             self.result.selected = len(job.selection)
         self.result.warnings += job.molecule.remarks
+
+    @property
+    def whole(self) -> Result:
+        """The result so far, without the beginnings of a report point: energy and structure belong
+        together in it."""
+        return self._before or self.result
 
     @property
     def has_values(self) -> bool:
@@ -83,8 +91,13 @@ class ResultBuilder:
     def add(self, event: events.Event) -> None:
         """Takes one event. Raises CalculationFailed for a result that is not finite."""
         take: Any = self._TAKERS.get(type(event))
+        if isinstance(event, events.ResultBlock) and self.result.exact:
+            self._before = copy.copy(self.result)
+            self._before.blocks = dict(self.result.blocks)
         if take is not None:
             take(self, event)
+        if isinstance(event, events.Precise):  # the last of a point
+            self._before = None
 
     def _log(self, event: events.LogLine) -> None:
         self.result.log.append(event.text)
