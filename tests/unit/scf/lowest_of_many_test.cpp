@@ -132,6 +132,10 @@ TEST_F(LowestOfMany, WhatIsReportedBelongsToTheStateThatIsKept) {
         const double dAlone = EnergyWith(pair, kNoStability, 0);
         const ScfEnd alone = scf.End;
         const std::vector<double> density(scf.mDensityT.begin(), scf.mDensityT.end());
+        double dElectrons = 0.0;
+        for (int i = 0; i < setup.nOrbitals; ++i)
+            dElectrons += density[static_cast<std::size_t>(i * setup.nOrbitals + i)];
+        EXPECT_NEAR(dElectrons, setup.nElectrons, 1e-9);
         EXPECT_NEAR(EnergyWith(pair, kTestStability, 6), dAlone, 1e-5);
         EXPECT_EQ(scf.End.nLowered, 0);
         EXPECT_EQ(scf.End.nCycles, alone.nCycles);
