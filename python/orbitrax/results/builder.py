@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import copy
 import math
 from array import array
 
@@ -51,6 +50,15 @@ _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbita
 _OF_MODES = ("force_matrix", "dipole_derivatives", "frequencies", "intensities", "vectors")
 
 
+def _copied(result: Result) -> Result:
+    """The same values; what is taken into the result later changes the lists of both, nothing
+    else. The module copy takes longer to load than a small molecule to compute."""
+    found = Result.__new__(Result)
+    vars(found).update(vars(result))
+    found.blocks = dict(result.blocks)
+    return found
+
+
 class ResultBuilder:
     """Collects the events of one session: of a single point, or of an optimisation, whose result is
     its last report point."""
@@ -92,8 +100,7 @@ class ResultBuilder:
         """Takes one event. Raises CalculationFailed for a result that is not finite."""
         take: Any = self._TAKERS.get(type(event))
         if isinstance(event, events.ResultBlock) and self.result.exact:
-            self._before = copy.copy(self.result)
-            self._before.blocks = dict(self.result.blocks)
+            self._before = _copied(self.result)
         if take is not None:
             take(self, event)
         if isinstance(event, events.Precise):  # the last of a point
