@@ -26,7 +26,7 @@ constexpr double kCommutatorLimit = 1e-5;     ///< ... this one of the commutato
 /// And where spins come apart, so softly that gradients were off by 2e-3 kcal/(mol Angstrom) with
 /// that one and still by 1.2e-3 with 1e-6 (Si2 in ZINDO/1).
 constexpr double kSpinCommutatorLimit = 5e-7;
-/// The correction of half electrons is of first order in the error: of 60 cations of some 40 atoms
+/// The correction of half electrons is of first order in the error: of 94 cations of some 40 atoms
 /// energies were off by up to 3e-4 kcal/mol with that one.
 constexpr double kHalfCommutatorLimit = 5e-8;
 constexpr int kStallAfter = 40;  ///< cycles, then a descent takes over
