@@ -9,6 +9,7 @@ from ase.data import atomic_masses
 from orbitrax import Job, Molecule
 from orbitrax.molecules.elements import SYMBOLS, valence_electrons
 from orbitrax.errors import InputError, MoleculeError, UsageError
+from orbitrax.job import JobSettings
 from orbitrax.molecules.geometry import close_pairs, find_bonds
 from orbitrax.methods import METHODS, find_method
 from orbitrax.session import encode
@@ -244,3 +245,19 @@ def test_overlap_weights_differ_for_the_spectroscopic_method(water):
         sigma, pi = struct.unpack_from("<2f", encode.run_options(Job(water, method)), 128)
         expected = (1.267, 0.585) if method.key == "zindos" else (1, 1)
         assert (sigma, pi) == tuple(np.float32(expected))
+
+
+def test_like_settings_send_what_each_molecule_says(water):
+    """The bytes of the job before are only taken where charge, spin and weights are the same."""
+    settings = JobSettings()
+    ion = Molecule([8, 1], [[0, 0, 0], [0, 0, 1]], charge=-1)
+    radical = Molecule([8, 1], [[0, 0, 0], [0, 0, 1]], multiplicity=2)
+    told = {}
+    for molecule, method in ((water, "am1"), (ion, "am1"), (radical, "am1"), (water, "zindos"),
+                             (water, "am1")):
+        job = Job(molecule, method, settings)
+        assert job.settings is Job(water, "am1", settings).settings
+        sent = encode.wire.RunOptions.unpack(encode.run_options(job))
+        assert (sent["nTotalCharge"], sent["nMultiplicity"]) == (job.charge, job.multiplicity)
+        told[job.charge, job.multiplicity, round(sent["flOverlapSigma"], 3)] = method
+    assert set(told) == {(0, 1, 1.0), (-1, 1, 1.0), (0, 2, 1.0), (0, 1, 1.267)}
