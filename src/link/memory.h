@@ -26,10 +26,15 @@ void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize);
 /// Gives back what TakeMemory gave; null is allowed.
 void ReturnMemory(void* pMemory) noexcept;
 
-/// Lets the C library keep what arrays give back, up to 64 MB, for those of the next job, where it
-/// can: the system clears each page that it gives anew. Blocks of 16 MB and more go back at once.
-/// Written by platform/.
+/// Lets what arrays give back be kept for those of the next job: the system clears each page that
+/// it gives anew. Of small ones the C library keeps up to 64 MB, where it can; large ones are kept
+/// by spare_blocks.h. Written by platform/.
 void KeepFreedMemory() noexcept;
+
+/// Is told of each large block that comes from the system, before it is touched; null in the
+/// beginning. KeepFreedMemory sets it where large pages can be asked for: the system clears them in
+/// a tenth of the time, and products find their rows with fewer misses.
+inline void (*pFreshBlock)(void* pBlock, std::size_t nBytes) noexcept = nullptr;
 
 /// Test hook and account of the allocator.
 struct MemoryState {

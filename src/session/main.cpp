@@ -7,6 +7,7 @@
 
 #include "link/memory.h"
 #include "link/messages.h"
+#include "link/spare_blocks.h"
 #include "session/session.h"
 
 namespace {
@@ -14,6 +15,13 @@ namespace {
 /// More than any session needs of the stack; the product of matrices takes most of it. On Windows a
 /// stack has twice as much.
 constexpr std::size_t kStackBytes = 1 << 20;
+
+/// Of large blocks kept between jobs; none where each use after the end of a block shall be seen.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kSpareBytes = 0;
+#else
+constexpr std::size_t kSpareBytes = std::size_t{512} << 20;
+#endif
 
 /// The arguments, with blanks between them.
 std::string CommandLine(int nArguments, char** pArguments) {
@@ -62,6 +70,7 @@ int main(int nArguments, char** pArguments) {
     try {
         if (!GrowStack()) throw std::bad_alloc();
         qsolve::KeepFreedMemory();
+        qsolve::LimitSpareBlocks(kSpareBytes);
         return qsolve::BackendMain(CommandLine(nArguments, pArguments).c_str());
     } catch (const std::bad_alloc&) {
         SayNoMemory();
