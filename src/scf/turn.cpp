@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "link/link.h"
 #include "numeric/product.h"
+#include "numeric/rank_update.h"
 #include "numeric/row.h"
 
 namespace qsolve {
@@ -27,6 +29,15 @@ Sides SidesOf(const Shells& shells) {
     return {n, nFull, n - nFull, 0, nFull};
 }
 
+/// C = A B^T where that is symmetric, by its lower triangle. mA and mB are nRows x nInner.
+void SymmetricByTransposed(int nRows, int nInner, const double* mA, const double* mB, double* mC) {
+    std::fill(mC, Row(mC, nRows, nRows), 0.0);
+    Product product{nRows, nInner, nRows, Plain(mA, nInner), Transposed(mB, nInner), mC, nRows};
+    product.triangle = Triangle::kLower;
+    AddProduct(product);
+    MirrorLower(nRows, mC);
+}
+
 /// The turns F_pq / (e_p - e_q), nSmall x nLarge. False where one is too large. What leads out of
 /// the smaller side is taken at right angles to it, so that where nothing does, no turn is left,
 /// however little orthonormal the other side is.
@@ -35,7 +46,7 @@ bool MakeTurns(const Sides& sides, const double* mFock, const double* vLevel,
     const double* mSmall = Row(mVectors, sides.n, sides.nFirstSmall);
     Multiply(sides.nSmall, sides.n, sides.n, mSmall, mFock, mWork);
     double* mWithin = mTurns;
-    MultiplyByTransposed(sides.nSmall, sides.n, sides.nSmall, mWork, mSmall, mWithin);
+    SymmetricByTransposed(sides.nSmall, sides.n, mWork, mSmall, mWithin);
     AddProduct({sides.nSmall, sides.nSmall, sides.n, Plain(mWithin, sides.nSmall),
                 Plain(mSmall, sides.n), mWork, sides.n, -1.0});
     MultiplyByTransposed(sides.nSmall, sides.n, sides.nLarge, mWork,
@@ -63,9 +74,9 @@ double NormOf(int n, const double* m) {
     return dLargest;
 }
 
-/// (1 + E)^(-1/2) by its series, n x n, for E of the norm d, by Horner's rule. The result is in
-/// mRoot; mWork is scratch.
-void InverseRoot(int n, const double* mE, double d, double* mRoot, double* mWork) {
+/// (1 + E)^(-1/2) by its series, n x n, for E of the norm d: by Horner's rule in E^2, with
+/// coefficients that are linear in E. The result is in the first of three squares of scratch.
+void InverseRoot(int n, const double* mE, double d, double* mScratch) {
     double vTerms[64] = {1.0};
     int nTerms = 1;
     for (double dTerm = 1.0; dTerm > kSmallestTerm && nTerms < 64; ++nTerms) {
@@ -73,17 +84,22 @@ void InverseRoot(int n, const double* mE, double d, double* mRoot, double* mWork
         dTerm *= d;
     }
     const std::size_t nSquare = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
-    const auto AddUnit = [n](double dFactor, double* m) {
-        for (int i = 0; i < n; ++i) Row(m, n, i)[i] += dFactor;
+    double *mRoot = mScratch, *mE2 = mRoot + nSquare, *mWork = mE2 + nSquare;
+    const auto AddTerms = [&](int k) {  // numbers k and k + 1, the latter zero beyond the last
+        for (std::size_t i = 0; i < nSquare; ++i) mRoot[i] += vTerms[k + 1] * mE[i];
+        for (int i = 0; i < n; ++i) Row(mRoot, n, i)[i] += vTerms[k];
     };
+    SymmetricByTransposed(n, n, mE, mE, mE2);
     std::fill_n(mRoot, nSquare, 0.0);
-    AddUnit(vTerms[nTerms - 1], mRoot);
-    for (int k = nTerms - 2; k >= 0; --k) {
-        Multiply(n, n, n, mE, mRoot, mWork);
-        std::copy_n(mWork, nSquare, mRoot);
-        AddUnit(vTerms[k], mRoot);
+    for (int k = (nTerms - 1) / 2 * 2; k >= 0; k -= 2) {
+        if (k + 2 < nTerms) {
+            std::swap(mRoot, mWork);
+            SymmetricByTransposed(n, n, mE2, mWork, mRoot);
+        }
+        AddTerms(k);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
     }
+    if (mRoot != mScratch) std::copy_n(mRoot, nSquare, mScratch);
 }
 
 }  // namespace
@@ -98,20 +114,19 @@ bool TurnOrbitals(const Shells& shells, double* mFock, const double* vLevel, dou
            *mLarge = Row(mVectors, n, sides.nFirstLarge);
     if (!MakeTurns(sides, mFock, vLevel, mVectors, mTurns, mStep)) return false;
 
-    // The overlap of the turned orbitals less unit: what the turns are among themselves.
-    double* mOverlap = mFock;
-    MultiplyByTransposed(s, l, s, mTurns, mTurns, mOverlap);
-    if (!(NormOf(s, mOverlap) < kLargestOverlap)) return false;
-    Multiply(s, l, n, mTurns, mLarge, mStep);
-    AddProduct({l, s, n, Transposed(mTurns, l), Plain(mSmall, n), mLarge, n, -1.0});
-    for (std::size_t i = 0; i < static_cast<std::size_t>(s) * static_cast<std::size_t>(n); ++i)
-        mStep[i] += mSmall[i];
-    Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(s));
-
-    MultiplyByTransposed(s, n, s, mStep, mStep, mOverlap);
+    // The orbitals with what they gain, and their overlap less unit.
+    double* mOverlap = Row(mStep, n, s);
+    std::copy_n(mSmall, Row(mSmall, n, s) - mSmall, mStep);
+    AddProduct({s, l, n, Plain(mTurns, l), Plain(mLarge, n), mStep, n});
+    SymmetricByTransposed(s, n, mStep, mStep, mOverlap);
     for (int i = 0; i < s; ++i) Row(mOverlap, s, i)[i] -= 1.0;
-    double *mRoot = mTurns, *mWork = mOverlap + static_cast<std::ptrdiff_t>(s) * s;
-    InverseRoot(s, mOverlap, NormOf(s, mOverlap), mRoot, mWork);
+    const double dNorm = NormOf(s, mOverlap);
+    Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(s));
+    if (!(dNorm < kLargestOverlap)) return false;
+
+    AddProduct({l, s, n, Transposed(mTurns, l), Plain(mSmall, n), mLarge, n, -1.0});
+    double* mRoot = mFock;  // with what else it takes: three squares of at most half the side
+    InverseRoot(s, mOverlap, dNorm, mRoot);
     Multiply(s, s, n, mRoot, mStep, mSmall);
     return true;
 }

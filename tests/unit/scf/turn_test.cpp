@@ -29,8 +29,9 @@ struct Turned {
             }
     }
     bool Turn() {
-        TestMatrix copy = fock, first(n, n), second(n, n);
-        return TurnOrbitals(shells, copy.Data(), levels.Data(), vectors.Data(), first.Data(),
+        TestMatrix first(n, n), second(n, n);
+        used = fock;
+        return TurnOrbitals(shells, used.Data(), levels.Data(), vectors.Data(), first.Data(),
                             second.Data());
     }
     TestMatrix Density(const TestMatrix& c) const {
@@ -53,7 +54,7 @@ struct Turned {
     }
 
     Shells shells;
-    TestMatrix vectors{n, n}, levels{1, n}, fock{n, n};
+    TestMatrix vectors{n, n}, levels{1, n}, fock{n, n}, used{n, n};
 };
 
 class Turning : public FreshState {};
@@ -101,6 +102,28 @@ TEST_F(Turning, RefusesLargeTurnsAndLeavesTheOrbitals) {
     Turned open(15, 5.0, 0.02);
     open.shells.nOpen = 1;
     EXPECT_FALSE(open.Turn());
+}
+
+/// Many turns that are small each may be large together. The solver that takes over then wants the
+/// matrix.
+TEST_F(Turning, RefusesWhatIsLargeTogetherAndLeavesAll) {
+    constexpr int nFull = 15;
+    for (const double dTurn : {0.01, 0.03}) {
+        Turned turned(nFull, 5.0, 0.0);
+        for (int p = 0; p < nFull; ++p)
+            for (int q = nFull; q < n; ++q) {
+                const double d = dTurn * (turned.levels(0, p) - turned.levels(0, q));
+                for (int i = 0; i < n; ++i)
+                    for (int j = 0; j < n; ++j)
+                        turned.fock(i, j) += d * (turned.vectors(p, i) * turned.vectors(q, j) +
+                                                  turned.vectors(q, i) * turned.vectors(p, j));
+            }
+        const TestMatrix before = turned.vectors;
+        const bool fSmall = nFull * (n - nFull) * dTurn * dTurn < 0.05;
+        EXPECT_EQ(turned.Turn(), fSmall) << dTurn;
+        EXPECT_EQ(turned.vectors.v == before.v, !fSmall) << dTurn;
+        EXPECT_EQ(turned.used.v == turned.fock.v, !fSmall) << dTurn;
+    }
 }
 
 TEST_F(Turning, RefusesWhatIsNoNumber) {
