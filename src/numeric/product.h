@@ -38,6 +38,12 @@ struct Product {
     Triangle triangle = Triangle::kWhole;  ///< the diagonal belongs to either triangle
 };
 
+/// Inner terms between two yields of a long product n x n: as many as AddProduct sums at once, and
+/// fewer where those would take long.
+inline int InnerStrip(int n) {
+    return n <= 5000 ? 256 : 96;
+}
+
 /// Adds a product to a matrix, blocked for the caches and with a tile of C in registers. Works on
 /// about 750 kB of stack, and on all threads where that pays. The result depends on neither their
 /// number nor on addresses: equal input, equal bits.

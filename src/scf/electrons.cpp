@@ -6,6 +6,7 @@
 
 #include "job/state.h"
 #include "link/link.h"
+#include "numeric/product.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
 #include "scf/electronic_energy.h"
@@ -15,8 +16,6 @@
 
 namespace qsolve {
 namespace {
-
-constexpr int kStrip = 96;  ///< rows between two yields
 
 Shells ShellsOf(const ScfRun& run, const SpinRun& s) {
     const int n = setup.nOrbitals;
@@ -52,12 +51,13 @@ LevelRange SummedLevels(const Shells& shells) {
 
 void FillDensity(const Shells& shells, const double* mVectors, double* vWeights, double* mDensity) {
     const int n = shells.n;
+    const int nMost = InnerStrip(n);
     const LevelRange levels = SummedLevels(shells);
     const double dUnit = levels.nFirst > 0 ? 1.0 : 0.0;  // the sum is that of the holes
     for (int k = 0; k < n; ++k) vWeights[k] = shells.Filling(k) - dUnit;
     std::fill(mDensity, Row(mDensity, n, n), 0.0);
-    for (int k = levels.nFirst; k < levels.nEnd; k += kStrip) {
-        const int nStrip = std::min(kStrip, levels.nEnd - k);
+    for (int k = levels.nFirst; k < levels.nEnd; k += nMost) {
+        const int nStrip = std::min(nMost, levels.nEnd - k);
         AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights + k, mDensity);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nStrip));
     }

@@ -54,5 +54,20 @@ TEST_F(CommutatorOfDensity, IsThatOfTheMatrices) {
     }
 }
 
+/// Populations alone, of which no product is formed, and nearly alone.
+TEST_F(CommutatorOfDensity, IsThatOfPopulations) {
+    for (const double dBeside : {0.0, 1e-3}) {
+        const int n = 20;
+        const TestMatrix fock = RandomSymmetric(n, 1);
+        TestMatrix density(n, n), work(n, n), error(n, n, 7.0);
+        for (int i = 0; i < n; ++i) density(i, i) = 0.1 * i;
+        density(n - 1, n - 2) = density(n - 2, n - 1) = dBeside;
+        const TestMatrix fd = NaiveProduct(fock, density), df = NaiveProduct(density, fock);
+        Commutator(n, fock.Data(), {density.Data()}, work.Data(), error.Data());
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j <= i; ++j) ASSERT_NEAR(error(i, j), fd(i, j) - df(i, j), 1e-14);
+    }
+}
+
 }  // namespace
 }  // namespace qsolve
