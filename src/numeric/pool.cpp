@@ -16,9 +16,9 @@ namespace {
 constexpr int kMostThreads = 256;
 constexpr int kMostTasks = 0xffff;
 
-/// Looks at a word before sleeping on it: some 100 microseconds. To wake up takes about as long,
+/// Looks at a word before sleeping on it: 200 to 500 microseconds. To wake up takes about 100,
 /// and within a calculation the next round mostly comes sooner.
-constexpr int kLooks = 2000;
+constexpr int kLooks = 10000;
 
 /// Where a thread sleeps until a word changes. The wait of std::atomic is not used for it: where
 /// the system has no futex, the library checks the word before it takes its lock, and a change
