@@ -10,8 +10,8 @@ namespace qsolve {
 /// orthonormal to rounding; those of the other one nearly.
 ///
 /// Without open levels only. mFock, N x N, whole, is destroyed; mVectors holds all orbitals, vLevel
-/// their levels; mFirst and mSecond, N x N, are scratch. False, and the Fock matrix and the orbitals
-/// are those of before, where a turn is too large for that. Yields.
+/// their levels; mFirst and mSecond, N x N, are scratch. False, and the Fock matrix and the
+/// orbitals are those of before, where a turn is too large for that. Yields.
 bool TurnOrbitals(const Shells& shells, double* mFock, const double* vLevel, double* mVectors,
                   double* mFirst, double* mSecond);
 
