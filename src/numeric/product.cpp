@@ -5,6 +5,7 @@
 #include "numeric/kernels.h"
 #include "numeric/pool.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 
 namespace qsolve {
 namespace {
@@ -84,16 +85,18 @@ void MultiplyTransposed(int nRows, int nInner, int nColumns, const double* mA, c
 
 void SubtractTransposed(int n, const double* mX, double* mC) {
     constexpr int kBlock = 16;  // two blocks of this side stay in the first cache
-    for (int i0 = 0; i0 < n; i0 += kBlock) {
-        for (int j0 = 0; j0 <= i0; j0 += kBlock) {
-            for (int i = i0; i < std::min(n, i0 + kBlock); ++i) {
-                const double* x = Row(mX, n, i);
-                double* c = Row(mC, n, i);
-                for (int j = j0; j < std::min(i + 1, j0 + kBlock); ++j)
-                    c[j] = x[j] - Row(mX, n, j)[i];
+    ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+        for (int i0 = nFirst; i0 < nEnd; i0 += kBlock) {
+            for (int j0 = 0; j0 <= i0; j0 += kBlock) {
+                for (int i = i0; i < std::min(nEnd, i0 + kBlock); ++i) {
+                    const double* x = Row(mX, n, i);
+                    double* c = Row(mC, n, i);
+                    for (int j = j0; j < std::min(i + 1, j0 + kBlock); ++j)
+                        c[j] = x[j] - Row(mX, n, j)[i];
+                }
             }
         }
-    }
+    });
 }
 
 }  // namespace qsolve

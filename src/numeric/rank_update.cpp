@@ -4,6 +4,7 @@
 
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 
 namespace qsolve {
 
@@ -15,17 +16,21 @@ void AddOuterProducts(int n, int nVectors, const double* mVectors, const double*
     AddProduct(product);
 }
 
-void MirrorLower(int n, double* mMatrix) {
+void MirrorRows(int nStep, int nFirst, int nEnd, double* mMatrix) {
     constexpr int kBlock = 16;  // two blocks of this side stay in the first cache
-    for (int i0 = 0; i0 < n; i0 += kBlock) {
-        for (int j0 = 0; j0 <= i0; j0 += kBlock) {
-            for (int j = j0; j < std::min(n, j0 + kBlock); ++j) {
-                double* row = Row(mMatrix, n, j);
-                for (int i = std::max(i0, j + 1); i < std::min(n, i0 + kBlock); ++i)
-                    row[i] = Row(mMatrix, n, i)[j];
+    for (int i0 = nFirst; i0 < nEnd; i0 += kBlock) {
+        const int iEnd = std::min(nEnd, i0 + kBlock);
+        for (int j0 = 0; j0 < iEnd; j0 += kBlock) {
+            for (int j = j0; j < std::min(iEnd, j0 + kBlock); ++j) {
+                double* row = Row(mMatrix, nStep, j);
+                for (int i = std::max(i0, j + 1); i < iEnd; ++i) row[i] = Row(mMatrix, nStep, i)[j];
             }
         }
     }
+}
+
+void MirrorLower(int n, double* mMatrix) {
+    ForEachStrip(n, [&](int, int nFirst, int nEnd) { MirrorRows(n, nFirst, nEnd, mMatrix); });
 }
 
 }  // namespace qsolve

@@ -9,6 +9,7 @@
 #include "numeric/product.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "scf/electronic_energy.h"
 #include "scf/fock.h"
 #include "setup/parameters.h"
@@ -29,7 +30,12 @@ void SumDensities(const Electrons& electrons) {
     double* pTotal = scf.mDensityT.Data();
     const double* pA = scf.mDensityA.Data();
     const double* pB = electrons.nSets == 2 ? scf.mDensityB.Data() : pA;
-    for (std::size_t i = 0; i < scf.mDensityT.Size(); ++i) pTotal[i] = pA[i] + pB[i];
+    const int n = electrons.n;
+    ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+        const std::size_t nStop = static_cast<std::size_t>(Row(pA, n, nEnd) - pA);
+        for (auto i = static_cast<std::size_t>(Row(pA, n, nFirst) - pA); i < nStop; ++i)
+            pTotal[i] = pA[i] + pB[i];
+    });
 }
 
 }  // namespace
@@ -76,7 +82,7 @@ double EvaluateFock(Electrons& electrons) {
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
         const SpinRun& other = *electrons.pSets[electrons.nSets - 1 - i];
-        std::copy(scf.mCore.begin(), scf.mCore.end(), s.mFock.begin());
+        CopyMatrix(electrons.n, scf.mCore.Data(), s.mFock.Data());
         AddRepulsion(scf.mDensityT.Data(), s.mDensity.Data(), other.mDensity.Data(),
                      s.mFock.Data());
         dEnergy += ComputeElectronicEnergy(electrons.n, scf.mCore.Data(), s.mFock.Data(),
@@ -88,10 +94,15 @@ double EvaluateFock(Electrons& electrons) {
 double FockError(int n, const double* mFock, const SpinDensity& density, double* mWork,
                  double* mError) {
     Commutator(n, mFock, density, mWork, mError);
-    double dLargest = 0.0;
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < i; ++j) dLargest = std::max(dLargest, std::abs(Row(mError, n, i)[j]));
-    return dLargest;
+    double vLargest[kMostStrips] = {};
+    ForEachStrip(n, [&](int nStrip, int nFirst, int nEnd) {
+        double dLargest = 0.0;
+        for (int i = nFirst; i < nEnd; ++i)
+            for (int j = 0; j < i; ++j)
+                dLargest = std::max(dLargest, std::abs(Row(mError, n, i)[j]));
+        vLargest[nStrip] = dLargest;
+    });
+    return *std::max_element(vLargest, vLargest + kMostStrips);
 }
 
 bool HoldsItsElectrons(const Electrons& electrons) {

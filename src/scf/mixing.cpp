@@ -6,6 +6,7 @@
 
 #include "numeric/kernels.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "numeric/trace.h"
 
 namespace qsolve {
@@ -73,9 +74,8 @@ double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, do
     double dLargest = 0.0;
     for (int k = 0; k < electrons.nSets; ++k) {
         const SpinRun& s = *electrons.pSets[k];
-        std::copy_n(s.mFock.Data(), Row(s.mFock.Data(), n, n) - s.mFock.Data(),
-                    In(history.mFock, electrons, nSlot, k));
-        std::copy(s.mDensity.begin(), s.mDensity.end(), In(history.mDensity, electrons, nSlot, k));
+        CopyMatrix(n, s.mFock.Data(), In(history.mFock, electrons, nSlot, k));
+        CopyMatrix(n, s.mDensity.Data(), In(history.mDensity, electrons, nSlot, k));
         const SpinDensity density = fOfOrbitals ? DensityOfOrbitals(electrons.vShells[k], s)
                                                 : SpinDensity{s.mDensity.Data()};
         dLargest = std::max(dLargest, FockError(n, s.mFock.Data(), density, mWork,
@@ -132,10 +132,12 @@ void MixFock(Electrons& electrons, const MixHistory& history, const double* vMix
     for (int k = 0; k < electrons.nSets; ++k) {
         double* f = electrons.pSets[k]->mFock.Data();
         const double* g = In(history.mFock, electrons, 0, k);
-        for (int i = 0; i < n; ++i) {
-            std::fill_n(Row(f, n, i), i + 1, 0.0);
-            kernels->AddRows(i + 1, history.nCount, Row(g, n, i), nStep, vOfSlot, Row(f, n, i));
-        }
+        ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+            for (int i = nFirst; i < nEnd; ++i) {
+                std::fill_n(Row(f, n, i), i + 1, 0.0);
+                kernels->AddRows(i + 1, history.nCount, Row(g, n, i), nStep, vOfSlot, Row(f, n, i));
+            }
+        });
     }
 }
 

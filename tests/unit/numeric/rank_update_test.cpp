@@ -34,7 +34,7 @@ TEST_P(OuterProducts, AreAddedToTheLowerTriangleOnly) {
 INSTANTIATE_TEST_SUITE_P(Sizes, OuterProducts, testing::Values(0, 1, 2, 3, 7, 9, 49, 67));
 
 TEST(MirrorLower, MakesTheMatrixSymmetricAndKeepsTheLowerTriangle) {
-    for (const int n : {0, 1, 2, 3, 15, 16, 17, 33, 50}) {
+    for (const int n : {0, 1, 2, 3, 15, 16, 17, 33, 50, 255, 256, 421}) {
         TestMatrix a = RandomMatrix(n, n, 3), m = a;
         MirrorLower(n, m.Data());
         for (int i = 0; i < n; ++i)

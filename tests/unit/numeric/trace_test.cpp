@@ -29,7 +29,8 @@ TEST_P(Traces, OfOneRowAreItsDotProduct) {
     for (int i = 0; i < n; ++i) dSum += x(0, i) * y(0, i);
     EXPECT_NEAR(Dot(n, x.Data(), y.Data()), dSum, 2e-16 * (n + 1));
 }
-INSTANTIATE_TEST_SUITE_P(Sizes, Traces, testing::Values(0, 1, 2, 3, 4, 5, 15, 16, 17, 33, 100));
+INSTANTIATE_TEST_SUITE_P(Sizes, Traces,
+                         testing::Values(0, 1, 2, 3, 4, 5, 15, 16, 17, 33, 100, 255, 256, 421));
 
 TEST(TraceProductHalf, ReadsTheLowerTrianglesAlone) {
     TestMatrix a = RandomSymmetric(9, 5);
