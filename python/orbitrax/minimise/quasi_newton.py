@@ -16,6 +16,7 @@ import numpy as np
 
 from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.constraints import Constraint, Held
+from orbitrax.minimise.factored import Factored
 from orbitrax.minimise.internals import Internals
 from orbitrax.minimise.model import force_constants
 
@@ -116,7 +117,7 @@ class _Point:
     values: Array
     slopes: Array
     forces: Array  # the gradient by the internal coordinates
-    metric: Array  # of the internal coordinates, 3n x 3n
+    metric: Factored  # of the internal coordinates, 3n x 3n
 
     @property
     def rms(self) -> float:
@@ -260,14 +261,14 @@ class _Search:
         gradient = np.asarray(gradient, dtype=float).reshape(-1)
         values, slopes = self._internals.values_and_slopes(positions)
         metric = self._metric(slopes)
-        forces = slopes @ np.linalg.solve(metric, gradient)
+        forces = slopes @ metric.solve(gradient)
         return _Point(positions, energy, gradient, values, slopes, forces, metric)
 
-    def _metric(self, slopes: Array) -> Array:
+    def _metric(self, slopes: Array) -> Factored:
         """How much the internal coordinates change with the positions, 3n x 3n, made invertible."""
         metric = self._internals.square(slopes, np.ones(len(slopes)))
         metric[np.diag_indices_from(metric)] += 1e-6
-        return metric
+        return Factored(metric)
 
     def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
@@ -283,7 +284,7 @@ class _Search:
             if not error < 0.9 * least:
                 break
             best, least = positions, error
-            back = self._held.free_part(np.linalg.solve(here.metric, here.slopes.T @ missing))
+            back = self._held.free_part(here.metric.solve(here.slopes.T @ missing))
             positions = positions + back.reshape(-1, 3)
         return self._held.snapped(best)
 
