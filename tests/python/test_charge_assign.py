@@ -7,7 +7,7 @@ from test_charge_rounding import exact_sum
 
 from rdkit import Chem
 
-from orbitrax import Backend
+from orbitrax import Backend, Job, Molecule
 from orbitrax.atomic_charges import am1
 from orbitrax.atomic_charges.assign import assign
 from orbitrax.atomic_charges.conformers import embedded
@@ -215,6 +215,36 @@ def test_each_scf_goes_on_from_the_density_of_the_one_before(backend):
     start = embedded(mol, 1)[0]
     cycles = [energy.point(start + 0.001 * step).cycles for step in range(3)]
     assert cycles[1] < 0.5 * cycles[0] and cycles[2] < 0.5 * cycles[0]
+
+
+@pytest.fixture
+def limits_asked_for(monkeypatch):
+    """The limits of all SCFs from here on, kcal/mol."""
+    found, usual = [], am1._single_point
+    monkeypatch.setattr(am1, "_single_point", lambda backend, job: (
+        found.append(job.settings.scf_limit), usual(backend, job))[1])
+    return found
+
+
+def test_an_scf_far_from_a_minimum_is_looser_and_one_at_it_as_sharp_as_any(
+        backend, limits_asked_for):
+    found = assign(molecule("CC(=O)OC"), backend)
+    assert max(limits_asked_for) > 1e-5 and limits_asked_for[-1] <= 1e-6
+    mol = molecule("CC(=O)OC")
+    sharp = Job(Molecule([a.GetAtomicNum() for a in mol.GetAtoms()], found.positions), "am1",
+                scf_limit=1e-8)
+    assert np.abs(backend.run(sharp).charges - found.populations).max() < 1e-5
+
+
+def test_a_loose_scf_goes_on_where_it_turns_out_to_stand_at_a_minimum(backend, limits_asked_for):
+    mol = molecule("CC(=O)OC")
+    minimum = assign(mol, backend).positions
+    energy = am1.Am1(backend, np.array([a.GetAtomicNum() for a in mol.GetAtoms()]), 0)
+    energy.point(1.05 * minimum)
+    del limits_asked_for[:]
+    energy.point(minimum)
+    assert limits_asked_for[0] > 1e-5 and limits_asked_for[1] <= 1e-5
+    assert energy.energies == 2 and energy.retries == 0
 
 
 def test_an_scf_that_fails_in_every_way_is_an_error(backend, monkeypatch):

@@ -26,6 +26,11 @@ _ATTEMPTS: tuple[dict[str, Any], ...] = (
     {"scf_iterations": 2000, "level_shift_start": 20},
 )
 _SCF_LIMIT = 1e-6  # kcal/mol: gradients are then good to 0.003 kcal/(mol Angstrom), charges to 1e-5
+# Far from a minimum less will do: the error of a gradient grows as the root of the limit, and may be
+# so large a part of the gradient.
+_PART = 0.05
+_LOOSEST = 1e-3  # kcal/mol
+_MUCH_LOOSER = 10.0  # an SCF that ended with a limit so many times what its point needs goes on
 
 
 @dataclass(frozen=True)
@@ -54,6 +59,7 @@ class Am1:
         self._backend, self._numbers, self._charge = backend, numbers, charge
         self._restraints, self._method = restraints, method
         self._points: dict[bytes, Point] = {}
+        self._limit = _SCF_LIMIT  # of the next SCF
         self.energies = self.retries = 0
 
     def __call__(self, positions: Array) -> tuple[float, Array]:
@@ -70,18 +76,33 @@ class Am1:
         return self._points[key]
 
     def _compute(self, positions: Array) -> Point:
+        """A new point, by an SCF as sharp as the point before it asks for, or it itself."""
         density = "follow" if self.energies else "leave"
         self.energies += 1
+        limit = self._limit
+        point = self._converged(positions, density, limit)
+        self._limit = _limit_for(point.gradient)
+        if limit > _MUCH_LOOSER * self._limit:
+            point = self._converged(positions, "follow", self._limit)
+        return point
+
+    def _converged(self, positions: Array, density: str, limit: float) -> Point:
         for place, settings in enumerate(_ATTEMPTS):
             molecule = Molecule(self._numbers, positions, charge=self._charge, multiplicity=1)
             point = _single_point(self._backend, Job(
-                molecule, self._method, scf_limit=_SCF_LIMIT, restrain=self._restraints,
+                molecule, self._method, scf_limit=limit, restrain=self._restraints,
                 scf_start=density, **settings))
             if point is not None:
                 self.retries += place > 0
                 return point
         raise NotConverged(f"the SCF iterations did not converge in any of {len(_ATTEMPTS)} ways; "
                            f"are charge ({self._charge}) and geometry right?")
+
+
+def _limit_for(gradient: Array) -> float:
+    """How sharp an SCF has to be near a point with this gradient, kcal/mol."""
+    rms = float(np.sqrt(np.mean(gradient ** 2)))
+    return min(max(_SCF_LIMIT * (_PART * rms / 0.003) ** 2, _SCF_LIMIT), _LOOSEST)
 
 
 def _single_point(backend: Backend, job: Job) -> Point | None:
