@@ -1,6 +1,7 @@
 """Charges from the command line and from Python."""
 
 import json
+import os
 import subprocess
 
 import pytest
@@ -9,9 +10,11 @@ import support
 from rdkit import Chem
 
 import orbitrax
+from orbitrax.atomic_charges import batch
 from orbitrax.atomic_charges.assign import Charges
 from orbitrax.atomic_charges.batch import Failure, assign_all, workers_of
 from orbitrax.atomic_charges.reading import from_smiles
+from orbitrax.atomic_charges.settings import ChargeSettings
 from orbitrax.errors import LinkError, UsageError
 
 
@@ -128,3 +131,12 @@ def test_the_parser_needs_no_numbers_and_no_rdkit():
     done = subprocess.run(["/usr/bin/python3", "-c", code], cwd=support.ROOT, capture_output=True,
                           text=True, timeout=60)
     assert done.stdout == "[]\n", done.stderr
+
+
+def test_a_worker_leaves_the_other_cores_to_the_others(monkeypatch):
+    for name in ("ORBITRAX_THREADS", "OPENBLAS_NUM_THREADS"):
+        monkeypatch.setenv(name, "")
+        monkeypatch.delenv(name)
+    monkeypatch.setattr(batch, "_worker", None)
+    batch._start((None, None, None), ChargeSettings())
+    assert os.environ["ORBITRAX_THREADS"] == os.environ["OPENBLAS_NUM_THREADS"] == "1"

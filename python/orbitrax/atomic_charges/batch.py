@@ -64,6 +64,7 @@ _KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOption
 def _start(backend: BackendWords, settings: ChargeSettings) -> None:
     global _worker
     os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
+    os.environ.setdefault("ORBITRAX_THREADS", "1")  # the other cores have workers of their own
     _worker = _Worker(Backend(*backend), settings)
 
 
