@@ -6,8 +6,8 @@
 Each molecule is charged from the conformer of the file, at the minimum that the search finds there
 and at the one with the torsions held; and where both differ by more than 0.01 e (root mean square),
 at the minima of up to twelve other conformers. Prints the distribution, and a table of those that
-differ by more than 0.01 e; --write puts them into docs/charges-reference.md. For those that no
-minimum explains, the torsions of the other conformers are held too.
+differ by more than 0.01 e; --write puts them into docs/charges-reference.md. Of those that no
+minimum explains, bonds are turned: charges_turned.py.
 """
 
 import argparse
@@ -21,6 +21,7 @@ os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
 os.environ["PYTHONPATH"] = str(ROOT / "python")
 
 import numpy as np  # noqa: E402
+from charges_turned import nearest_shape  # noqa: E402
 from freesolv import molecules  # noqa: E402
 from rdkit import Chem  # noqa: E402
 
@@ -30,7 +31,6 @@ from orbitrax.atomic_charges.settings import ChargeSettings  # noqa: E402
 from orbitrax.atomic_charges.structure import kekule_form  # noqa: E402
 
 SHOWN, OTHERS = 0.01, 12
-IN_PARTS = 0.005  # e, of the least deviations of each atom
 PAGE = ROOT / "docs" / "charges-reference.md"
 
 
@@ -60,22 +60,6 @@ def other_conformers(reference):
     return found, [conformers.relaxed(form, positions)[0] for positions in found]
 
 
-def with_others_held(reference):
-    """The least deviation with the torsions of other conformers held, and that of each atom's
-    least deviation in any of them, the file's own included."""
-    shapes = [with_positions(reference.mol, positions)
-              for part in other_conformers(reference) for positions in part]
-    held = ChargeSettings(hold="torsions")
-    found = [[entry.charges - reference.charges
-              for entry in assign_all(((reference.name, mol) for mol in mols), settings)
-              if not isinstance(entry, Failure)]
-             for mols, settings in ((shapes, held), ([reference.mol], held),
-                                    ([reference.mol], ChargeSettings()))]
-    least = min(float(np.sqrt(np.mean(np.square(one)))) for one in found[0])
-    parts = np.min(np.abs(np.array(sum(found, []))), axis=0)
-    return least, float(np.sqrt(np.mean(parts ** 2)))
-
-
 def nearest_conformer(references):
     """For each molecule the least deviation among minima from other conformers."""
     tasks, owners = [], []
@@ -96,16 +80,13 @@ def reason(free, held, other, reference):
         return "conformer: with torsions held it agrees"
     if other <= SHOWN:
         return "conformer: another one agrees"
-    if min(held, other) < 0.75 * free:
-        return "conformer: another one is nearer"
-    least, parts = with_others_held(reference)
-    if least <= SHOWN:
-        return f"conformer: with the torsions of another one held it agrees ({least:.4f})"
-    if least < 0.75 * free:
-        return f"conformer: with the torsions of another one held it is nearer ({least:.4f})"
-    if parts <= IN_PARTS:
-        return f"conformer: its parts agree in different ones ({parts:.4f})"
-    return f"open: some atoms differ in all minima that were tried ({least:.4f})"
+    least, turns = nearest_shape(reference, SHOWN)
+    found = "agrees" if least <= SHOWN else "is nearer" if least < 0.75 * free else ""
+    if not found:
+        return f"open: no shape that was tried agrees ({least:.4f})"
+    if not turns:
+        return f"conformer: with rings and flat nitrogens held, too, it {found} ({least:.4f})"
+    return f"conformer: turned to {turns} it {found} ({least:.4f})"
 
 
 def main():
