@@ -26,8 +26,8 @@ _ATTEMPTS: tuple[dict[str, Any], ...] = (
     {"scf_iterations": 2000, "level_shift_start": 20},
 )
 _SCF_LIMIT = 1e-6  # kcal/mol: gradients are then good to 0.003 kcal/(mol Angstrom), charges to 1e-5
-# Far from a minimum less will do: the error of a gradient grows as the root of the limit, and may be
-# so large a part of the gradient.
+# Far from a minimum less will do. The error of a gradient grows as the root of the limit, and may
+# be so large a part of the gradient.
 _PART = 0.05
 _LOOSEST = 1e-3  # kcal/mol
 _MUCH_LOOSER = 10.0  # an SCF that ended with a limit so many times what its point needs goes on
