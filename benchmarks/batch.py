@@ -3,14 +3,15 @@
 
     benchmarks/batch.py [--seconds S]
 
-AM1 single points with gradients of water, ethanol and caffeine, each with its atoms moved a little,
-and so each a molecule of its own. Through the API in one process that keeps one backend, with the
-processor time that client and backend take for one; then as lists of xyz structures by `orbitrax
-batch` with one worker and with two. Run it on an idle machine: processor time depends less on what
-else runs, rates on all of it.
+AM1 single points with gradients of water, ethanol and caffeine, and of ten molecules of 5 to 10
+atoms in turn, each with its atoms moved a little, and so each a molecule of its own. Through the
+API in one process that keeps one backend, with the processor time that client and backend take for
+one; then as lists of xyz structures by `orbitrax batch` with one worker and with two. Run it on an
+idle machine: processor time depends less on what else runs, rates on all of it.
 """
 
 import argparse
+import itertools
 import os
 import random
 import subprocess
@@ -25,20 +26,22 @@ os.environ["ORBITRAX_THREADS"] = "1"
 
 import orbitrax  # noqa: E402
 from orbitrax import Backend, Molecule, read_molecule  # noqa: E402
+from orbitrax.molecules.reading import from_smiles  # noqa: E402
 
 ETHANOL = Molecule([6, 6, 8, 1, 1, 1, 1, 1, 1], [
     [1.1879, -0.3829, 0.0], [0.0, 0.5526, 0.0], [-1.1867, -0.2472, 0.0], [-1.9237, 0.3850, 0.0],
     [2.0985, 0.2306, 0.0], [1.1184, -1.0093, 0.8869], [1.1184, -1.0093, -0.8869],
     [-0.0227, 1.1812, 0.8852], [-0.0227, 1.1812, -0.8852]])
+TEN = ("C", "CO", "C=C", "NC=O", "CC#N", "CN", "CC=O", "CCO", "CC(N)=O", "c1cc[nH]c1")
 MOVED = 0.02  # Angstrom, at most
 
 
-def shaken(molecule, count):
-    """So many copies with their atoms moved."""
+def shaken(molecules, count):
+    """So many copies of the molecules in turn, with their atoms moved."""
     chance = random.Random(1)
     return [molecule.replace(positions=[[x + chance.uniform(-MOVED, MOVED) for x in row]
                                         for row in molecule.positions])
-            for _ in range(count)]
+            for molecule in itertools.islice(itertools.cycle(molecules), count)]
 
 
 def processor_seconds(pid):
@@ -84,9 +87,11 @@ def main():
           "|---|---|---|---|---|---|")
     water = read_molecule(ROOT / "examples" / "water.xyz")
     caffeine = read_molecule(ROOT / "benchmarks" / "molecules" / "caffeine.xyz")
-    for name, molecule in (("water", water), ("ethanol", ETHANOL), ("caffeine", caffeine)):
-        rate = through_api(shaken(molecule, 50))[0]
-        molecules = shaken(molecule, max(50, int(rate * seconds)))
+    ten = [from_smiles(smiles) for smiles in TEN]
+    for name, kinds in (("water", [water]), ("ethanol", [ETHANOL]), ("ten of 5 to 10 atoms", ten),
+                        ("caffeine", [caffeine])):
+        rate = through_api(shaken(kinds, 50))[0]
+        molecules = shaken(kinds, max(50, int(rate * seconds)))
         rate, client, backend = through_api(molecules)
         batches = [in_batch(molecules, workers) for workers in (1, 2)]
         print(f"| {name} | {rate:.0f} | {client:.2f} | {backend:.2f} | "
