@@ -6,7 +6,7 @@ from orbitrax.errors import InputError, UsageError
 from orbitrax.methods import METHODS, ZINDOS, Method, find_method
 from orbitrax.molecules.elements import (CAPPING_VALENCE, MASSES, SYMBOLS, VALENCE_ELECTRONS,
                                          VALENCE_ORBITALS)
-from orbitrax.molecules.geometry import TOO_CLOSE, pairs_nearer
+from orbitrax.molecules.geometry import TOO_CLOSE
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.settings import LARGEST_WORD, Settings, declared, option
 
@@ -356,7 +356,7 @@ class Job:
             if number > 0 and number not in parameters.elements:
                 raise InputError(f"{molecule.label(index)}: {title} has no parameters for "
                                  f"{SYMBOLS[number]}; {_who_has(number)}")
-        pair = parameters.missing_pair(molecule.z[i] for i in self.selected if molecule.z[i] > 0)
+        pair = parameters.missing_pair(z for z in self._calculated if z > 0)
         if pair is not None:
             raise InputError(f"{title} has no parameters for {SYMBOLS[pair[0]]} and "
                              f"{SYMBOLS[pair[1]]} in one molecule; take another method")
@@ -366,7 +366,7 @@ class Job:
                 raise InputError(f"{molecule.label(index)} ends a bond that the selection cuts, "
                                  f"and {title} has no parameters for {SYMBOLS[number]} as a "
                                  "capping atom; select it too, or cut elsewhere")
-        for i, j, distance in pairs_nearer(molecule.xyz, TOO_CLOSE):
+        for i, j, distance in molecule.near(TOO_CLOSE):
             if molecule.z[i] > 0 and molecule.z[j] > 0:
                 raise InputError(f"{molecule.label(i)} and {molecule.label(j)} are {distance:.4f} "
                                  "Angstrom apart; atoms nearer than 0.0529 Angstrom cannot be "

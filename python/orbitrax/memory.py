@@ -47,7 +47,7 @@ def forecast(z: Sequence[int]) -> str | None:
 
 def orbitals_of(z: Sequence[int]) -> int:
     """Orbitals of s and p functions; those of d functions come on top."""
-    return 4 * len(z) - 3 * sum(number <= 1 for number in z)
+    return 4 * len(z) - 3 * (z.count(0) + z.count(1))
 
 
 def free_memory() -> int | None:

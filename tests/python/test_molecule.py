@@ -1,7 +1,9 @@
 """Molecules: files, standard input, SMILES, charge and multiplicity."""
 
 import io
+import math
 import pickle
+import random
 import sys
 
 import numpy as np
@@ -180,3 +182,17 @@ def test_a_molecule_can_be_sent_to_another_process(water):
     water.positions  # which makes an array that need not travel
     copy = pickle.loads(pickle.dumps(water))
     assert copy.xyz == water.xyz and copy.numbers.tolist() == [8, 1, 1]
+
+
+@pytest.mark.parametrize("count", [1, 2, 20, 320])
+def test_pairs_are_found_at_any_distance_in_any_order_of_asking(count):
+    """Beside all distances, taken one by one."""
+    chance = random.Random(count)
+    places = [[chance.uniform(0.0, 4.0) for _ in range(3)] for _ in range(count)]
+    molecule = Molecule([6] * count, places)
+    for cutoff in (0.3, 1.4, 0.05, 0.9):
+        near = [(i, j) for i in range(count) for j in range(i + 1, count)
+                if math.dist(places[i], places[j]) < cutoff]
+        assert [(i, j) for i, j, _ in molecule.near(cutoff)] == near
+        assert all(distance == pytest.approx(math.dist(places[i], places[j]))
+                   for i, j, distance in molecule.near(cutoff))

@@ -33,8 +33,7 @@ def pairs_nearer(xyz: Sequence[float], cutoff: float) -> list[tuple[int, int, fl
     points = sorted(zip(along, across, up, range(n)))
     most, found = cutoff * cutoff, []
     for place, (x, y, z, a) in enumerate(points, 1):
-        for following in range(place, n):
-            x2, y2, z2, b = points[following]
+        for x2, y2, z2, b in points[place:]:
             if x2 - x >= cutoff:
                 break
             square = (x2 - x) ** 2 + (y2 - y) ** 2 + (z2 - z) ** 2

@@ -8,6 +8,7 @@ from array import array
 from orbitrax.arrays import as_numpy, finite, flat
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.elements import SYMBOLS, formula_of
+from orbitrax.molecules.geometry import pairs_nearer
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -22,6 +23,8 @@ _ONE_OF = {"masses": "mass", "point_charges": "charge"}
 _ELEMENTS, _WHOLE_NUMBERS = frozenset(range(len(SYMBOLS))), frozenset((int,))
 _FLOATS = frozenset((float,))
 _ROWS = frozenset((list, tuple))
+_FEW = 300  # atoms: of more, pairs are looked for as near as they are asked for
+_USUALLY_NEAR = 0.95  # Angstrom: what is asked of carbon and lighter atoms
 _WHOLE = 1e-3  # e: charges of atoms that add up to a whole number so nearly tell the charge
 
 
@@ -132,6 +135,15 @@ class Molecule:
             self.__dict__[key] = shown
         found: Array = self.__dict__[key]
         return found
+
+    def near(self, cutoff: float) -> list[tuple[int, int, float]]:
+        """Pairs of atoms nearer than a distance, Angstrom, as `pairs_nearer` has them. Looked for
+        once, as it is asked before a calculation and after it."""
+        known: tuple[float, list[tuple[int, int, float]]] | None = self.__dict__.get("_near")
+        if known is None or cutoff > known[0]:
+            wide = cutoff if len(self) > _FEW else max(cutoff, _USUALLY_NEAR)
+            known = self.__dict__["_near"] = wide, pairs_nearer(self.xyz, wide)
+        return [pair for pair in known[1] if pair[2] < cutoff]
 
     def __getstate__(self) -> dict[str, Any]:
         return {name: value for name, value in self.__dict__.items() if not name.startswith("_")}

@@ -2,12 +2,15 @@
 
 from __future__ import annotations
 
+from array import array
+
 from orbitrax.molecules.elements import NUMBERS
 from orbitrax.molecules.geometry import pairs_nearer
 from orbitrax.molecules.looks import RADII
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from orbitrax.molecules.molecule import Molecule
     from orbitrax.results.result import Result
 
 _SMALL_GAP = 3.0  # eV, of a closed shell
@@ -17,13 +20,13 @@ _MOST_ATOMS = 2000  # of which distances are looked at
 _FLAT = 1e-4  # Angstrom
 
 
-def oddities(result: Result) -> list[str]:
-    """One sentence for each thing that is odd."""
+def oddities(result: Result, start: Molecule | None = None) -> list[str]:
+    """One sentence for each thing that is odd. start: the molecule as it was calculated first."""
     found = [*_shell(result), *_spin(result)]
-    xyz = result.plain("coordinates")
-    if xyz is not None and len(xyz) <= 3 * _MOST_ATOMS:
-        found += pressed(result)
-        if result.task == "optimize":
+    found += pressed(result, start)
+    if result.task == "optimize":
+        xyz = result.plain("coordinates")
+        if xyz is not None and len(xyz) <= 3 * _MOST_ATOMS:
             found += _flatness(result, xyz)
     if result.isolated_atomic_energy is not None and (result.binding_energy or 0.0) > 0 and len(
             result.symbols) > 1 and result.heat_of_formation is not None:
@@ -58,19 +61,21 @@ def _spin(result: Result) -> list[str]:
             "of higher spin are mixed in, and the energy is not that of one state"]
 
 
-def pressed(result: Result) -> list[str]:
-    """One sentence where atoms are nearer than any method here was made for."""
-    xyz = result.plain("coordinates")
+def pressed(result: Result, start: Molecule | None = None) -> list[str]:
+    """One sentence where atoms are nearer than any method here was made for. start: a molecule that
+    may still stand where the result does, whose neighbours are known."""
+    xyz = result.raw("coordinates")
     if xyz is None or len(xyz) > 3 * _MOST_ATOMS:
         return []
     radii = [RADII[NUMBERS[symbol]] for symbol in result.symbols]
-    real = [i for i, symbol in enumerate(result.symbols) if symbol != "X"]
-    if len(real) < 2:
-        return []
+    limit = _PRESSED * 2 * max(radii)
+    same = type(xyz) is array and start is not None and xyz == start.xyz
+    pairs = start.near(limit) if same and start is not None else pairs_nearer(xyz, limit)
     worst = None
-    for i, j, distance in pairs_nearer(xyz, _PRESSED * 2 * max(radii)):
+    for i, j, distance in pairs:
         usual = radii[i] + radii[j]
-        if i in real and j in real and distance < _PRESSED * usual and (
+        real = "X" not in (result.symbols[i], result.symbols[j])
+        if real and distance < _PRESSED * usual and (
                 worst is None or distance / usual < worst[0]):
             worst = (distance / usual, i, j, distance)
     if worst is None:

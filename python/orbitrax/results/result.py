@@ -108,15 +108,15 @@ class Result:
         field = type(self).__dict__[name]
         return field.plain(self) if isinstance(field, ArrayField) else None
 
-    def _kept(self, name: str) -> Any:
-        """The same as they came."""
+    def raw(self, name: str) -> Any:
+        """The same as they came, or were given."""
         field = type(self).__dict__[name]
         return field.raw(self)
 
     def frontier(self) -> list[tuple[str, float]]:
         """Names and energies (eV) of the highest occupied, singly occupied and lowest empty
         orbitals, of either spin in an unrestricted calculation."""
-        levels, occupancies = self._kept("orbital_energies"), self._kept("occupancies")
+        levels, occupancies = self.raw("orbital_energies"), self.raw("occupancies")
         if levels is None or occupancies is None:
             return []
         spins = (" alpha", " beta") if self.spin == "UHF" else ("",)

@@ -144,7 +144,7 @@ def analyse(job: Job, result: Result, backend: Backend) -> None:
         analyse_orbitals(job, result, backend.parameters(job.method))
     from orbitrax.results.odd import oddities
 
-    result.remarks += oddities(result)
+    result.remarks += oddities(result, job.molecule)
 
 
 def judge_scf(job: Job, result: Result) -> None:
