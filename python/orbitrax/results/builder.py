@@ -14,7 +14,7 @@ from orbitrax.results.states import from_rows
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from array import array
+    from collections.abc import Sequence
     from typing import Any
 
     from orbitrax.job import Job
@@ -44,7 +44,8 @@ _LARGE_CI = "A large CI matrix must be calculated"
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
 _STABLE, _OF_THE_MEAN = STATES[1], "minimum of the mean"
 
-_USUAL = (2.0, 0.0, 1.0)  # occupancies
+_USUAL = frozenset((2.0, 0.0, 1.0))  # occupancies
+_NO_LABELS = frozenset(("", "?"))
 _MARKED = -1.0  # an occupancy that stands for one electron and marks the orbital as special
 
 _OF_MODES = ("force_matrix", "dipole_derivatives", "frequencies", "intensities", "vectors")
@@ -217,11 +218,9 @@ class ResultBuilder:
     def _orbitals(self, event: events.OrbitalData) -> None:
         result = self.result
         result.orbital_energies = _all_finite(event.energies, "orbital energies")
-        result.occupancies = [
-            occupancy if occupancy in _USUAL else 1.0 if occupancy == _MARKED else
-            shortest(occupancy) for occupancy in _all_finite(event.occupancies, "occupancies")]
+        result.occupancies = _occupancies(_all_finite(event.occupancies, "occupancies"))
         result.orbital_populations = _all_finite(event.populations, "populations")
-        if any(label not in ("", "?") for label in event.symmetry_labels):
+        if not _NO_LABELS.issuperset(event.symmetry_labels):
             result.orbital_symmetries = [f"{index}{label}" for index, label in
                                          zip(event.symmetry_index, event.symmetry_labels)]
         result.point_group = event.point_group.replace("?", "") or None
@@ -303,6 +302,13 @@ def _finite(value: float, what: str) -> float:
 
 def _shortest(value: float, what: str) -> float:
     return shortest(_finite(value, what))
+
+
+def _occupancies(values: Sequence[float]) -> array[float]:
+    """In double precision, by their shortest decimals."""
+    if _USUAL.issuperset(values):
+        return array("d", values)
+    return array("d", [1.0 if value == _MARKED else shortest(value) for value in values])
 
 
 def _all_finite(values: Any, what: str) -> Any:

@@ -5,7 +5,8 @@ from __future__ import annotations
 
 import math
 import struct
-from itertools import repeat
+from functools import lru_cache
+from itertools import chain, repeat
 
 from orbitrax.errors import InputError
 from orbitrax.job import VIBRATIONS, JobSettings
@@ -202,10 +203,8 @@ def atom_records(job: Job) -> bytes:
         if not mass > _LIGHTEST:
             raise InputError(f"{molecule.label(i)}: its mass is not above 0")
     if job.selection is None:
-        values: list[float] = []
-        for row in zip(molecule.z, _NO_CHARGES, xyz[::3], xyz[1::3], xyz[2::3], masses):
-            values += row
-        return wire.free_atoms(len(molecule)).pack(*values)
+        rows = zip(molecule.z, _NO_CHARGES, xyz[::3], xyz[1::3], xyz[2::3], masses)
+        return wire.free_atoms(len(molecule)).pack(*chain.from_iterable(rows))
     inside = set(job.selected)
     records = []
     for i, (number, bonded) in enumerate(zip(molecule.z, job.bonds)):
@@ -231,11 +230,15 @@ def _check_each(job: Job, values: Sequence[float], what: str) -> None:
 def selection_block(job: Job) -> bytes:
     """The SelectionBlock and the numbers of the selected atoms."""
     chosen = job.selected
-    orbitals = job.orbitals
-    head = wire.SelectionBlock.pack({
-        "nFirstAtom": 1, "nLastAtom": len(chosen), "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
-        "nOrbitalEstimate": orbitals, "nAtomEstimate": len(chosen), "MethodId": job.method.number})
-    return head + struct.pack(f"<{len(chosen)}i", *(i + 1 for i in chosen))
+    head = _selection_head(len(chosen), job.orbitals, job.method.number)
+    return head + struct.pack(f"<{len(chosen)}i", *[i + 1 for i in chosen])
+
+
+@lru_cache(maxsize=64)
+def _selection_head(atoms: int, orbitals: int, method: int) -> bytes:
+    return wire.SelectionBlock.pack({
+        "nFirstAtom": 1, "nLastAtom": atoms, "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
+        "nOrbitalEstimate": orbitals, "nAtomEstimate": atoms, "MethodId": method})
 
 
 def end_packets(job: Job) -> list[bytes]:

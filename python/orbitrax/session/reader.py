@@ -252,9 +252,13 @@ def _orbitals(data: bytes, n: int) -> events.OrbitalData:
     """Energies, occupancies, order, populations, symmetry indices, labels of 4 characters, and the
     point group."""
     columns = [data[4 * n * i:4 * n * (i + 1)] for i in range(6)]
-    texts = [columns[5][i:i + 4] for i in range(0, 4 * n, 4)]
-    known = {text: _label(text) for text in set(texts)}  # mostly few species, or none
-    labels = [known[text] for text in texts]
+    first = columns[5][:4]
+    if columns[5] == first * n:  # mostly no species
+        labels = [_label(first)] * n
+    else:
+        texts = [columns[5][i:i + 4] for i in range(0, 4 * n, 4)]
+        known = {text: _label(text) for text in set(texts)}
+        labels = [known[text] for text in texts]
     return events.OrbitalData(
         energies=unpacked("f", columns[0]), occupancies=unpacked("f", columns[1]),
         order=unpacked("i", columns[2]), populations=unpacked("f", columns[3]),
