@@ -48,6 +48,12 @@ def nearest_shape(reference: Reference, enough: float) -> tuple[float, str]:
     return best, ", ".join(_words(reference.mol, *entry) for entry in turned.items())
 
 
+def deviation_in_shape(reference: Reference) -> float:
+    """Root mean square deviation, e, with all torsions of the reference's geometry held."""
+    with Backend() as backend:
+        return _Shape(reference, backend).deviation(reference.mol)
+
+
 def _best_turn(shape: _Shape, mol: Chem.Mol, chain: tuple[int, ...], best: float
                ) -> tuple[float, float | None]:
     """The least deviation with one bond turned, and its torsion, degrees; None where none of the
