@@ -34,7 +34,7 @@ constexpr double kSeparation = 2e-15;
 constexpr double kLeast = 0.1;
 
 /// Orders from this on are solved by divide and conquer.
-constexpr int kSmallestDivided = 33;
+constexpr int kSmallestDivided = kAtOnce + 1;
 
 constexpr int kMostPasses = 5;
 constexpr double kGrown = 1.0;  ///< growth from a length of 1e-5 that tells a vector has converged
@@ -200,15 +200,20 @@ bool IsLarge(int n) {
     return n >= kSmallestDivided;
 }
 
+/// Rows of the panel of a reduction.
+int PanelRows(int n) {
+    return IsLarge(n) ? kPanelRows : 0;
+}
+
 /// Doubles of work space: the reduction, T and h, and then in turn what solves T and what
 /// transforms back.
 std::size_t WorkSize(int n) {
     const auto nOrder = static_cast<std::size_t>(n);
     const std::size_t nSolve =
-        IsLarge(n) ? nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
+        IsLarge(n) ? std::max(nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n)),
+                              static_cast<std::size_t>(TransformWork(n, n)))
                    : (1 + 5 * kLanes) * nOrder;
-    return static_cast<std::size_t>(ReductionSize(n)) + 3 * nOrder +
-           std::max(nSolve, static_cast<std::size_t>(TransformWork(n, n)));
+    return static_cast<std::size_t>(ReductionSize(n, PanelRows(n))) + 3 * nOrder + nSolve;
 }
 
 /// QR iteration and inverse iteration.
@@ -282,6 +287,11 @@ void Reduce(const Reduction& reduction, const double* mMatrix) {
         reduction.vOff[1] = 0.0;
         return;
     }
+    if (!IsLarge(n)) {
+        ReduceAtOnce(reduction, mMatrix);
+        Yield(static_cast<std::size_t>(n) * kPanel);
+        return;
+    }
     LoadMatrix(reduction, mMatrix);
     for (int c = 0; c < n - 2;) {
         c = ReducePanel(reduction, c);
@@ -294,6 +304,11 @@ void Reduce(const Reduction& reduction, const double* mMatrix) {
 void TransformVectors(const Reduction& reduction, int nVectors, double* mVectors, double* vWork) {
     const int n = reduction.n, nBlock = BlockOf(n);
     if (n == 2 || nVectors <= 0) return;
+    if (!IsLarge(n)) {
+        TransformAtOnce(reduction, nVectors, mVectors);
+        Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nVectors));
+        return;
+    }
     for (int c = (n - 3) / nBlock * nBlock; c >= 0; c -= nBlock) {
         TransformBack(reduction, c, std::min(c + nBlock, n - 2), nVectors, mVectors, vWork);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nBlock));
@@ -319,7 +334,7 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
     // What is padded begins where the memory does, at the border of a line of the cache.
     double* mReduced = algebra.vEigenWork.Data();
     double* mPanel = Row(mReduced, ReductionStep(n), Padded(n));
-    double* vDiagonal = Row(mPanel, ReductionStep(n), kPanelRows);
+    double* vDiagonal = Row(mPanel, ReductionStep(n), PanelRows(n));
     double *vOff = vDiagonal + n, *vScale = vOff + n, *vRest = vScale + n;
     const Reduction reduction{n, mReduced, mPanel, vDiagonal, vOff, vScale};
     Reduce(reduction, mMatrix);

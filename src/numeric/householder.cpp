@@ -13,9 +13,6 @@
 namespace qsolve {
 namespace {
 
-/// A reflector with less than this is not applied.
-constexpr double kSmallestScale = 1e-30;
-
 /// Rows of a part of a product with a vector, and the order from which threads share the parts.
 constexpr int kRowsOfPart = 128, kWorthThreads = 512;
 

@@ -7,6 +7,12 @@ namespace qsolve {
 /// Reflectors taken together: the matrix behind a panel is then updated once for all of them.
 constexpr int kPanel = 32;
 
+/// The largest matrix that is reduced one reflector after the other: panels do not pay there.
+constexpr int kAtOnce = 32;
+
+/// A reflector with a smaller h is not applied.
+constexpr double kSmallestScale = 1e-30;
+
 /// Householder reduction A = Q T Q^T of a symmetric matrix, in panels. Reflector c, of
 /// n - 2, clears row c beyond its second element:
 ///
@@ -37,9 +43,9 @@ constexpr int kMostParts = 8;
 /// Rows of scratch: the panel, and the sums of the parts.
 constexpr int kPanelRows = 2 * kPanel + kMostParts;
 
-/// Doubles of the matrix and the scratch of a reduction.
-constexpr long long ReductionSize(int n) {
-    return static_cast<long long>(Padded(n) + kPanelRows) * ReductionStep(n);
+/// Doubles of the matrix and the scratch of a reduction, which is nPanelRows long.
+constexpr long long ReductionSize(int n, int nPanelRows) {
+    return static_cast<long long>(Padded(n) + nPanelRows) * ReductionStep(n);
 }
 
 /// Copies a matrix, n x n, of which the lower triangle is read, to the padded one.
@@ -51,6 +57,13 @@ int ReducePanel(const Reduction& reduction, int c);
 
 /// Reads off what remains of T after the last panel.
 void FinishReduction(const Reduction& reduction);
+
+/// In place of all these for an order of at most kAtOnce: the whole reduction of a matrix, n x n,
+/// of which the lower triangle is read. The panel is not used.
+inline void ReduceAtOnce(const Reduction& reduction, const double* mLower) {
+    kernels->ReduceAtOnce(reduction, mLower);
+    FinishReduction(reduction);
+}
 
 /// Reflectors that are transformed back together, for n of them.
 constexpr int BlockOf(int n) {
@@ -68,5 +81,11 @@ constexpr long long TransformWork(int n, int nVectors) {
 /// 10, 53 (1989). vWork has TransformWork doubles. Clears the matrix left of the reflectors.
 void TransformBack(const Reduction& reduction, int c, int nEnd, int nVectors, double* mVectors,
                    double* vWork);
+
+/// In place of TransformBack after ReduceAtOnce: applies all reflectors to the rows of mVectors,
+/// nVectors x n.
+inline void TransformAtOnce(const Reduction& reduction, int nVectors, double* mVectors) {
+    kernels->TransformAtOnce(reduction, nVectors, mVectors);
+}
 
 }  // namespace qsolve

@@ -14,6 +14,7 @@ constexpr int Padded(int n) {
 struct LaneFactors;
 struct PairBlock;
 struct Product;
+struct Reduction;
 
 /// The kernels that decide how fast the backend is. The sources in numeric/forms are compiled once
 /// for each form, a kind of processor, and each compilation fills one such table. Forms differ in
@@ -39,6 +40,9 @@ struct Kernels {
     /// of row i on, and p_j += B_ij t_i behind it. All three counts are multiples of kPad.
     void (*AddSymmetricRows)(int nColumns, int nFirst, int nEnd, const double* mB, int nStep,
                              const double* t, double* p);
+    /// As in numeric/householder.h, but for what FinishReduction does.
+    void (*ReduceAtOnce)(const Reduction& reduction, const double* mLower);
+    void (*TransformAtOnce)(const Reduction& reduction, int nVectors, double* mVectors);
     /// As in numeric/inverse_iteration.h.
     void (*FactorLanes)(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
                         const double* vShifts, double dPivot);

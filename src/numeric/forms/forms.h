@@ -20,6 +20,8 @@ void AddRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const 
 void Rotate(int n, double c, double s, double* __restrict x, double* __restrict y);
 void AddSymmetricRows(int nColumns, int nFirst, int nEnd, const double* mB, int nStep,
                       const double* t, double* p);
+void ReduceAtOnce(const Reduction& reduction, const double* mLower);
+void TransformAtOnce(const Reduction& reduction, int nVectors, double* mVectors);
 void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const double* vOff,
                  const double* vShifts, double dPivot);
 void SolveForward(const LaneFactors& factors, double* vX);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "numeric/decay.h"
+#include "numeric/householder.h"
 #include "numeric/pair_block.h"
 #include "numeric/product.h"
 #include "tests/support/matrices.h"
@@ -90,6 +91,18 @@ TEST_F(KernelForms, AgreeOnExponentials) {
     ExpectTheSame(TestMatrix(1, 1000), 1e-15, [&](const Kernels& form, TestMatrix& v) {
         form.FillDecay(1000, 1.9, r.Data(), v.Data());
     });
+}
+
+TEST_F(KernelForms, AgreeOnSmallReductions) {
+    for (const int n : {3, 8, 18, kAtOnce}) {
+        const TestMatrix a = RandomSymmetric(n, 1);
+        ExpectTheSame(RandomMatrix(n, n, 2), 1e-12, [&](const Kernels& form, TestMatrix& z) {
+            TestMatrix m(Padded(n), ReductionStep(n)), d(1, n), e(1, n), h(1, n);
+            const Reduction reduction{n, m.Data(), nullptr, d.Data(), e.Data(), h.Data()};
+            form.ReduceAtOnce(reduction, a.Data());
+            form.TransformAtOnce(reduction, n, z.Data());
+        });
+    }
 }
 
 /// A symmetric matrix of which nothing stands below the squares on the diagonal.
