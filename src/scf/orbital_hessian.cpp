@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 
-#include "link/memory.h"
 #include "scf/fock.h"
 #include "scf/rotations.h"
 #include "scf/state.h"
@@ -32,14 +32,15 @@ void MultiplyByHessian(Electrons& electrons, Turn turn, const double* vBend, con
         DensityChange(electrons.vShells[k], s.mVectors.Data(), pPart, mWork, s.mDensity.Data());
         pPart += RotationsOf(electrons.vShells[k]);
     }
-    Array<double> mOpposite;  // the change of the beta density, where it is not an array of its own
-    double *pA = scf.mDensityA.Data(), *pTotal = scf.mDensityT.Data();
-    if (turn == Turn::kSpinsApart) mOpposite.Take(scf.mDensityA.Size(), kWork);
-    for (std::size_t i = 0; i < mOpposite.Size(); ++i) mOpposite[i] = -pA[i];
-    const double* pB = mOpposite              ? mOpposite.Data()
-                       : electrons.nSets == 2 ? scf.mDensityB.Data()
-                                              : pA;
-    for (std::size_t i = 0; i < scf.mDensityT.Size(); ++i) pTotal[i] = pA[i] + pB[i];
+    const std::size_t nSquare = scf.mDensityT.Size();
+    const double *pA = scf.mDensityA.Data(), *pB = pA;
+    if (electrons.nSets == 2) pB = scf.mDensityB.Data();
+    if (turn == Turn::kSpinsApart) {
+        std::transform(pA, pA + nSquare, mWork, std::negate<>());
+        pB = mWork;  // of one set, which reads it before it writes there
+    }
+    double* pTotal = scf.mDensityT.Data();
+    for (std::size_t i = 0; i < nSquare; ++i) pTotal[i] = pA[i] + pB[i];
     double* pOut = y;
     for (int k = 0; k < electrons.nSets; ++k) {
         SpinRun& s = *electrons.pSets[k];

@@ -156,12 +156,12 @@ void DensityChange(const Shells& shells, const double* mVectors, const double* v
                    double* mWork, double* mChange) {
     const int n = shells.n, nOcc = shells.Occupied();
     const int nFrom = shells.EndOfShell(0), nColumns = n - nFrom;  // no rotation before them
-    Array<double> mTurn;
-    mTurn.Take(static_cast<std::size_t>(std::max(nOcc, 1)), static_cast<std::size_t>(n), kWork);
+    double* mTurn = mChange;                                       // free until the end
+    std::fill(mTurn, Row(mTurn, nColumns, nOcc), 0.0);
     ForRotations(shells, [&](int p, int q, double dFilling) {
-        Row(mTurn.Data(), nColumns, p)[q - nFrom] = dFilling * *vRotations++;
+        Row(mTurn, nColumns, p)[q - nFrom] = dFilling * *vRotations++;
     });
-    Multiply(nOcc, nColumns, n, mTurn.Data(), Row(mVectors, n, nFrom), mWork);
+    Multiply(nOcc, nColumns, n, mTurn, Row(mVectors, n, nFrom), mWork);
     MultiplyTransposed(n, nOcc, n, mVectors, mWork, mChange);
     Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(nOcc));
     for (int i = 0; i < n; ++i)
@@ -174,11 +174,15 @@ void AddMatrixOfRotations(const Shells& shells, const double* mVectors, const do
                           double dFactor, double* mWork, double* vRotations) {
     const int n = shells.n, nOcc = shells.Occupied();
     const int nFrom = shells.EndOfShell(0), nColumns = n - nFrom;
-    Array<double> mResult;
-    mResult.Take(static_cast<std::size_t>(std::max(nOcc, 1)), static_cast<std::size_t>(n), kWork);
-    TransformRows(shells, nOcc, nFrom, mVectors, mMatrix, mWork, mResult.Data());
+    Array<double> mOwn;
+    double* mResult = Row(mWork, n, nOcc);  // behind the rows that are filled, where there is room
+    if (nOcc * nColumns > (n - nOcc) * n) {
+        mOwn.Take(static_cast<std::size_t>(nOcc), static_cast<std::size_t>(nColumns), kWork);
+        mResult = mOwn.Data();
+    }
+    TransformRows(shells, nOcc, nFrom, mVectors, mMatrix, mWork, mResult);
     ForRotations(shells, [&](int p, int q, double dFilling) {
-        *vRotations++ += dFactor * dFilling * Row(mResult.Data(), nColumns, p)[q - nFrom];
+        *vRotations++ += dFactor * dFilling * Row(mResult, nColumns, p)[q - nFrom];
     });
 }
 

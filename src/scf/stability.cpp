@@ -6,6 +6,7 @@
 
 #include "algebra/diagonalise.h"
 #include "link/memory.h"
+#include "numeric/kernels.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "scf/rotations.h"
@@ -36,17 +37,21 @@ double* RowOf(Array<double>& m, const Space& space, int i) {
     return Row(m.Data(), space.nSize, i);
 }
 
+/// v -= the parts of v along all vectors of the space.
+void TakeOut(Space& space, double* v) {
+    double vParts[kMostVectors];
+    const double* b = space.mVectors.Data();
+    kernels->DotRows(space.nSize, space.nVectors, b, space.nSize, v, vParts);
+    for (int k = 0; k < space.nVectors; ++k) vParts[k] = -vParts[k];
+    kernels->AddRows(space.nSize, space.nVectors, b, space.nSize, vParts, v);
+}
+
 /// Makes a vector orthogonal to those of the space and of unit length. False where little is left.
 bool MakeNew(Space& space, double* v) {
     const int n = space.nSize;
     const double dBefore = std::sqrt(Dot(n, v, v));
     if (!(dBefore > 0.0)) return false;
-    for (int nPass = 0; nPass < 2; ++nPass)
-        for (int k = 0; k < space.nVectors; ++k) {
-            const double* b = RowOf(space.mVectors, space, k);
-            const double d = Dot(n, b, v);
-            for (int i = 0; i < n; ++i) v[i] -= d * b[i];
-        }
+    for (int nPass = 0; nPass < 2; ++nPass) TakeOut(space, v);
     const double dLength = std::sqrt(Dot(n, v, v));
     if (!(dLength > kDependent * dBefore)) return false;
     for (int i = 0; i < n; ++i) v[i] /= dLength;
@@ -77,20 +82,31 @@ void StartVector(const Space& space, int nNumber, double* v) {
 
 /// Takes the last vector and its product into the Hessian within the space, and counts it.
 void CountVector(Space& space) {
-    const int i = space.nVectors++;
-    for (int j = 0; j <= i; ++j)
-        space.mInside[i][j] =
-            0.5 *
-            (Dot(space.nSize, RowOf(space.mVectors, space, i), RowOf(space.mProducts, space, j)) +
-             Dot(space.nSize, RowOf(space.mVectors, space, j), RowOf(space.mProducts, space, i)));
+    const int i = space.nVectors++, n = space.nSize;
+    double vOfVector[kMostVectors], vOfProduct[kMostVectors];
+    kernels->DotRows(n, i + 1, space.mProducts.Data(), n, RowOf(space.mVectors, space, i),
+                     vOfVector);
+    kernels->DotRows(n, i + 1, space.mVectors.Data(), n, RowOf(space.mProducts, space, i),
+                     vOfProduct);
+    for (int j = 0; j <= i; ++j) space.mInside[i][j] = 0.5 * (vOfVector[j] + vOfProduct[j]);
 }
 
-void Combine(Space& space, Array<double>& m, const double* vCoefficients, double* v) {
+void Combine(const Space& space, const Array<double>& m, const double* vCoefficients, double* v) {
     std::fill_n(v, space.nSize, 0.0);
-    for (int k = 0; k < space.nVectors; ++k) {
-        const double* p = RowOf(m, space, k);
-        for (int i = 0; i < space.nSize; ++i) v[i] += vCoefficients[k] * p[i];
-    }
+    kernels->AddRows(space.nSize, space.nVectors, m.Data(), space.nSize, vCoefficients, v);
+}
+
+/// The two lowest eigenvalues of the Hessian within the space, or the one that there is.
+struct Inside {
+    double mTurn[kMostVectors * kMostVectors];
+    double vValues[kMostVectors];
+};
+
+void SolveInside(const Space& space, Inside& inside) {
+    double mSmall[kMostVectors * kMostVectors];
+    const int m = space.nVectors;
+    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
+    DiagonaliseRange(m, 0, std::min(m, 2), mSmall, inside.mTurn, inside.vValues);
 }
 
 /// An eigenvalue of the Hessian within the space, and the length of what the Hessian itself leaves.
@@ -99,21 +115,21 @@ struct Root {
 };
 
 /// Number nRoot, 0 or 1, from the lowest: its vector and residual.
-Root FindRoot(Space& space, int nRoot, double* vVector, double* vResidual) {
-    double mSmall[kMostVectors * kMostVectors + kMostVectors];
-    double mTurn[kMostVectors * kMostVectors + kMostVectors], vValues[kMostVectors];
-    const int m = space.nVectors;
-    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
-    DiagonaliseRange(m, 0, nRoot + 1, mSmall, mTurn, vValues);
-    Combine(space, space.mVectors, Row(mTurn, m, nRoot), vVector);
-    Combine(space, space.mProducts, Row(mTurn, m, nRoot), vResidual);
-    for (int i = 0; i < space.nSize; ++i) vResidual[i] -= vValues[nRoot] * vVector[i];
-    return {vValues[nRoot], std::sqrt(Dot(space.nSize, vResidual, vResidual))};
+Root FindRoot(const Space& space, const Inside& inside, int nRoot, double* vVector,
+              double* vResidual) {
+    const double* c = Row(inside.mTurn, space.nVectors, nRoot);
+    const double dValue = inside.vValues[nRoot];
+    Combine(space, space.mVectors, c, vVector);
+    Combine(space, space.mProducts, c, vResidual);
+    for (int i = 0; i < space.nSize; ++i) vResidual[i] -= dValue * vVector[i];
+    return {dValue, std::sqrt(Dot(space.nSize, vResidual, vResidual))};
 }
 
 /// The lowest vector alone, and its product, in place of all.
 void StartAnew(Space& space, double* vVector, double* vResidual) {
-    const Root lowest = FindRoot(space, 0, vVector, vResidual);
+    Inside inside;
+    SolveInside(space, inside);
+    const Root lowest = FindRoot(space, inside, 0, vVector, vResidual);
     std::copy_n(vVector, space.nSize, RowOf(space.mVectors, space, 0));
     for (int i = 0; i < space.nSize; ++i)
         RowOf(space.mProducts, space, 0)[i] = vResidual[i] + lowest.dValue * vVector[i];
@@ -175,13 +191,15 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
         }
         if (MakeNew(space, vNext.Data())) Add();
     }
+    Inside inside;
     while (space.nVectors > 0) {
-        Root root = FindRoot(space, 0, vDirection, vNext.Data());
+        SolveInside(space, inside);
+        Root root = FindRoot(space, inside, 0, vDirection, vNext.Data());
         found.dLowest = root.dValue * electrons.dEv;
         found.fKnown = space.nVectors == space.nSize || IsKnown(root, electrons.dEv);
         if (found.nProducts >= nMost || space.nVectors == space.nSize) return found;
         if (found.fKnown && space.nVectors > 1) {
-            root = FindRoot(space, 1, vSecond.Data(), vNext.Data());
+            root = FindRoot(space, inside, 1, vSecond.Data(), vNext.Data());
             if (IsRoughlyKnown(root, electrons.dEv)) return found;
         }
         Precondition(space, root.dValue, kSmallestBend / electrons.dEv, vNext.Data());
