@@ -119,10 +119,10 @@ constexpr double kUnit[] = {1.0};  // of an s shell
 
 }  // namespace
 
-void BuildShellRotation(const double* mOperation, ShellRotation& rotation) {
-    FillShell(1, kP, mOperation, rotation.mP);
-    FillShell(2, kD, mOperation, rotation.mD);
-    FillShell(3, kF, mOperation, rotation.mF);
+void BuildShellRotation(int nDegree, const double* mOperation, ShellRotation& rotation) {
+    if (nDegree >= 1) FillShell(1, kP, mOperation, rotation.mP);
+    if (nDegree >= 2) FillShell(2, kD, mOperation, rotation.mD);
+    if (nDegree >= 3) FillShell(3, kF, mOperation, rotation.mF);
 }
 
 double OrbitalCharacter(int nAtoms, const SymmetryAtom* pAtoms, const AtomRange* pRanges,

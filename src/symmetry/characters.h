@@ -17,8 +17,14 @@ struct ShellRotation {
     double mP[9], mD[25], mF[49];
 };
 
-/// Fills the matrices of an operation, a 3 x 3 orthogonal matrix.
-void BuildShellRotation(const double* mOperation, ShellRotation& rotation);
+/// The highest degree of the shells that an atom with n orbitals has; that of f for more than 9.
+constexpr int HighestDegree(int n) {
+    return n <= 1 ? 0 : n <= 4 ? 1 : n <= 9 ? 2 : 3;
+}
+
+/// Fills the matrices of an operation, a 3 x 3 orthogonal matrix, for shells up to a degree of 3;
+/// the others are left as they are.
+void BuildShellRotation(int nDegree, const double* mOperation, ShellRotation& rotation);
 
 /// c . R c for orbital coefficients c. pAtoms tells the image of each atom under nOperation,
 /// pRanges by the same position its orbitals, and rotation belongs to the operation in the axes

@@ -190,7 +190,7 @@ struct AtomTurns {
 
     explicit AtomTurns(const double* mOperation) {
         ShellRotation rotation;
-        BuildShellRotation(mOperation, rotation);
+        BuildShellRotation(kMostShells - 1, mOperation, rotation);
         for (int l = 0; l < kMostShells; ++l) BuildAtomTurn(rotation, (l + 1) * (l + 1), mTurns[l]);
     }
     /// Of an atom with n orbitals, of which there are some.

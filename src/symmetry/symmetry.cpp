@@ -87,15 +87,15 @@ void Classify() {
     if (found.Masses.dTotalMass > 0.0) StoreEntropies(found.Masses);
 }
 
-/// Calls visit(class, operation, shells as they turn) for each class of the table.
+/// Calls visit(class, operation, shells up to a degree as they turn) for each class of the table.
 template <class Visit>
-void ForEachClass(Visit visit) {
+void ForEachClass(int nDegree, Visit visit) {
     for (int c = 0; c < symmetry.Table.nClasses; ++c) {
         const int nOperation = symmetry.Table.nOperation[c];
         double mOperation[9];
-        ShellRotation rotation;
+        ShellRotation rotation = {};
         BuildMoleculeOperation(nOperation, symmetry.Axes, mOperation);
-        BuildShellRotation(mOperation, rotation);
+        BuildShellRotation(nDegree, mOperation, rotation);
         visit(c, nOperation, rotation);
     }
 }
@@ -103,21 +103,25 @@ void ForEachClass(Visit visit) {
 /// Characters of the orbitals, nOrbitals x classes, ascending.
 void FillOrbitalCharacters(const double* mVectors, double* mCharacters) {
     const int n = setup.nOrbitals;
-    ForEachClass([&](int nClass, int nOperation, const ShellRotation& rotation) {
-        for (int k = 0; k < n; ++k) {
-            const double* vOrbital = Row(mVectors, n, results.Orbitals.vOrbitalOrder[k]);
-            Row(mCharacters, symmetry.Table.nClasses, k)[nClass] =
-                OrbitalCharacter(symmetry.nSymmetryAtoms, symmetry.pSymmetryAtoms.Data(),
-                                 symmetry.vOrbitals.Data(), nOperation, rotation, vOrbital);
-            Yield(Size(n));
-        }
-    });
+    int nMost = 0;
+    for (int i = 0; i < symmetry.nSymmetryAtoms; ++i)
+        nMost = std::max(nMost, symmetry.vOrbitals[i].nCount);
+    ForEachClass(
+        HighestDegree(nMost), [&](int nClass, int nOperation, const ShellRotation& rotation) {
+            for (int k = 0; k < n; ++k) {
+                const double* vOrbital = Row(mVectors, n, results.Orbitals.vOrbitalOrder[k]);
+                Row(mCharacters, symmetry.Table.nClasses, k)[nClass] =
+                    OrbitalCharacter(symmetry.nSymmetryAtoms, symmetry.pSymmetryAtoms.Data(),
+                                     symmetry.vOrbitals.Data(), nOperation, rotation, vOrbital);
+                Yield(Size(n));
+            }
+        });
 }
 
 /// The same of the first nModes modes.
 void FillModeCharacters(int nModes, const double* mVectors, double* mCharacters) {
     const ModeResults& modes = results.Modes;
-    ForEachClass([&](int nClass, int nOperation, const ShellRotation& rotation) {
+    ForEachClass(1, [&](int nClass, int nOperation, const ShellRotation& rotation) {
         for (int p = 0; p < nModes; ++p) {
             const double* vMode = Row(mVectors, modes.nModes, modes.Records[p].nIndex);
             Row(mCharacters, symmetry.Table.nClasses, p)[nClass] =

@@ -70,7 +70,7 @@ class ShellRotations : public testing::TestWithParam<int> {
         r = RandomRotation(static_cast<std::uint64_t>(GetParam()));
         if (GetParam() % 2 == 0)
             for (double& x : r) x = -x;  // an improper one
-        BuildShellRotation(r.data(), rotation);
+        BuildShellRotation(3, r.data(), rotation);
     }
     const double* Of(int l) const {
         return l == 1 ? rotation.mP : l == 2 ? rotation.mD : rotation.mF;
@@ -107,7 +107,7 @@ struct Pair {
         Atoms[0].nImage[4] = 2;
         Atoms[1].nImage[4] = 1;
         const double m[9] = {1, 0, 0, 0, 1, 0, 0, 0, -1};
-        BuildShellRotation(m, Mirror);
+        BuildShellRotation(3, m, Mirror);
     }
 };
 

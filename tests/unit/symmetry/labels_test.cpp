@@ -156,7 +156,7 @@ struct Symmetric {
     TestMatrix TurnOf(const Matrix3& element) const {
         TestMatrix m(nOrder, nOrder);
         ShellRotation shells;
-        BuildShellRotation(element.data(), shells);
+        BuildShellRotation(3, element.data(), shells);
         const double unit[] = {1.0};
         const double* matrices[] = {unit, shells.mP, shells.mD, shells.mF};
         for (std::size_t a = 0; a < Ranges.size(); ++a)
@@ -248,7 +248,7 @@ TEST_P(SymmetricLevels, HaveTheSpeciesThatTheReductionSays) {
         Matrix3 m;
         ShellRotation rotation;
         BuildOperation(table.nOperation[c], TiltOf(GetParam()).data(), m.data());
-        BuildShellRotation(m.data(), rotation);
+        BuildShellRotation(3, m.data(), rotation);
         for (int k = 0; k < symmetric.nOrder; ++k)
             characters(k, c) =
                 OrbitalCharacter(static_cast<int>(atoms.size()), atoms.data(),
