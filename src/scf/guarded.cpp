@@ -4,76 +4,17 @@
 #include <cmath>
 
 #include "algebra/diagonalise.h"
-#include "numeric/rank_update.h"
-#include "numeric/row.h"
 #include "report/report.h"
+#include "scf/next_orbitals.h"
 #include "scf/rotations.h"
 #include "scf/stages.h"
 #include "scf/state.h"
-#include "scf/turn.h"
 
 namespace qsolve {
 namespace {
 
-constexpr double kRise = 1e-7;         ///< of the energy that is no noise, unit of the family
 constexpr double kNoise = 1e-14;       ///< of an energy, as a part of it: what rounding leaves
-constexpr double kFarFromEnd = 1.0;    ///< largest element of the error, eV
 constexpr double kSameDensity = 1e-2;  ///< elements of two densities of one state
-
-/// Largest element of the error, eV, below which orbitals are turned, and the fewest orbitals for
-/// which that is worth while. Mixtures cope with errors of the second order, which are some 1e-3 of
-/// the step then: as many cycles as with solutions, or one more.
-constexpr double kTurnBelow = 0.7;
-constexpr int kFewestTurned = 64;
-
-bool Rises(const MixHistory& history, double dEnergy) {
-    for (int i = 0; i + 1 < history.nCount; ++i)
-        if (dEnergy > history.vEnergy[history.vOrder[i]] + kRise) return true;
-    return false;
-}
-
-/// The Fock matrices to go on with.
-void MixPoints(Electrons& electrons, bool fGuard, MixHistory& history) {
-    if (history.nCount < 2) return;
-    double vMixture[kMixPoints] = {};
-    if (fGuard)
-        MixByEnergy(electrons, history, vMixture);
-    else
-        MixByError(history, vMixture);
-    MixFock(electrons, history, vMixture);
-}
-
-/// Whether orbitals may be turned, and of which sets they all are at hand, with the levels of the
-/// solution that they come from.
-struct Turns {
-    bool fNear = false;
-    bool fAll[2] = {};
-    double dFormer = HUGE_VAL;  ///< the error before
-
-    /// Near the end and on the way to it.
-    void Judge(const Electrons& electrons, double dError) {
-        fNear =
-            electrons.n >= kFewestTurned && dError * electrons.dEv < kTurnBelow && dError < dFormer;
-        dFormer = dError;
-    }
-};
-
-/// Orbitals of a set from its Fock matrix, which is destroyed: those of its density, or all.
-void NewOrbitals(Electrons& electrons, int nSet, Turns& turns) {
-    const int n = electrons.n;
-    const Shells& shells = electrons.vShells[nSet];
-    SpinRun& s = *electrons.pSets[nSet];
-    if (turns.fNear && turns.fAll[nSet]) {
-        MirrorLower(n, s.mFock.Data());
-        if (TurnOrbitals(shells, s.mFock.Data(), s.vEnergy.Data(), s.mVectors.Data(),
-                         scf.pWork.Data(), scf.mSquareWork.Data()))
-            return;
-    }
-    const LevelRange levels = turns.fNear ? LevelRange{0, n} : SummedLevels(shells);
-    DiagonaliseRange(n, levels.nFirst, levels.nEnd, s.mFock.Data(), s.mVectors.Data(),
-                     s.vEnergy.Data());
-    turns.fAll[nSet] = turns.fNear;
-}
 
 void NewDensities(Electrons& electrons, Turns& turns) {
     for (int i = 0; i < electrons.nSets; ++i) {
@@ -107,9 +48,7 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
         end.fConverged = end.nCycles >= 2 && end.dDifference < std::max(limits.dEnergy, dNoise) &&
                          end.dCommutator < limits.dCommutator;
         if (end.fConverged || end.nCycles >= limits.nCycles) return end;
-        const bool fGuard =
-            Rises(history, end.dEnergy) || end.dCommutator * electrons.dEv > kFarFromEnd;
-        MixPoints(electrons, fGuard, history);
+        MixPoints(electrons, end.dEnergy, end.dCommutator, history);
         turns.Judge(electrons, end.dCommutator);
         NewDensities(electrons, turns);
     }

@@ -13,6 +13,8 @@ namespace qsolve {
 namespace {
 
 constexpr int kOrder = kMixPoints + 1;     ///< with the multiplier of the sum
+constexpr double kRise = 1e-7;             ///< of the energy that is no noise, unit of the family
+constexpr double kFarFromEnd = 1.0;        ///< largest element of the error, eV
 constexpr double kSmallestErrors = 1e-10;  ///< an older error may be so much below the newest
 
 /// The matrix of one set in one slot.
@@ -54,6 +56,12 @@ bool SolvePulay(const MixHistory& history, int nPoints, double* vMixture) {
     std::fill_n(vMixture, history.nCount, 0.0);
     std::copy_n(vB, nPoints, vMixture + (history.nCount - nPoints));
     return std::all_of(vB, vB + nPoints, [](double c) { return std::isfinite(c); });
+}
+
+bool Rises(const MixHistory& history, double dEnergy) {
+    for (int i = 0; i + 1 < history.nCount; ++i)
+        if (dEnergy > history.vEnergy[history.vOrder[i]] + kRise) return true;
+    return false;
 }
 
 }  // namespace
@@ -139,6 +147,16 @@ void MixFock(Electrons& electrons, const MixHistory& history, const double* vMix
             }
         });
     }
+}
+
+void MixPoints(Electrons& electrons, double dEnergy, double dError, MixHistory& history) {
+    if (history.nCount < 2) return;
+    double vMixture[kMixPoints] = {};
+    if (Rises(history, dEnergy) || dError * electrons.dEv > kFarFromEnd)
+        MixByEnergy(electrons, history, vMixture);
+    else
+        MixByError(history, vMixture);
+    MixFock(electrons, history, vMixture);
 }
 
 }  // namespace qsolve

@@ -42,4 +42,9 @@ void MixByEnergy(const Electrons& electrons, const MixHistory& history, double* 
 /// Replaces the Fock matrices of the sets, their lower triangles, by a mixture of those remembered.
 void MixFock(Electrons& electrons, const MixHistory& history, const double* vMixture);
 
+/// The Fock matrices to go on with from the newest point, whose energy and error these are: the
+/// mixture of least energy where the energy has risen or the error is large, else that of least
+/// error. A first point stays as it is.
+void MixPoints(Electrons& electrons, double dEnergy, double dError, MixHistory& history);
+
 }  // namespace qsolve

@@ -170,6 +170,33 @@ TEST_F(Mixing, RemembersTheNewestSixPoints) {
     }
 }
 
+TEST_F(Mixing, GoesByEnergyWhereItRisesOrIsFarAndByErrorElse) {
+    Mixed m(Molecule(5, kBentPlaces), 3);
+    const auto Wanted = [&](bool fByEnergy) {
+        double vMixture[kMixPoints] = {};
+        if (fByEnergy)
+            MixByEnergy(m.job.electrons, m.history, vMixture);
+        else
+            MixByError(m.history, vMixture);
+        MixFock(m.job.electrons, m.history, vMixture);
+        return m.job.electrons.pSets[0]->mFock[0];
+    };
+    const double dByEnergy = Wanted(true), dByError = Wanted(false);
+    EXPECT_GT(std::abs(dByEnergy - dByError), 1e-3) << "the test would see nothing";
+    const double dLowest = *std::min_element(m.history.vEnergy, m.history.vEnergy + 3);
+    const double dHighest = *std::max_element(m.history.vEnergy, m.history.vEnergy + 3);
+    const auto Mix = [&](double dEnergy, double dError) {
+        MixPoints(m.job.electrons, dEnergy, dError, m.history);
+        return m.job.electrons.pSets[0]->mFock[0];
+    };
+    EXPECT_EQ(Mix(dHighest + 1.0, 0.1), dByEnergy);
+    EXPECT_EQ(Mix(dLowest - 1.0, 1.1), dByEnergy);
+    EXPECT_EQ(Mix(dLowest - 1.0, 0.9), dByError);
+    m.history.nCount = 1;
+    m.job.electrons.pSets[0]->mFock[0] = 7.0;
+    EXPECT_EQ(Mix(dHighest, 5.0), 7.0) << "a first point stays as it is";
+}
+
 TEST_F(Mixing, OfOnePointIsThatPoint) {
     Mixed mixed(Water(5), 1);
     double c[kMixPoints] = {};
