@@ -200,20 +200,25 @@ bool IsLarge(int n) {
     return n >= kSmallestDivided;
 }
 
+/// How the reflectors of a reduction are made.
+enum class Way { kInPanels, kAtOnce };
+
 /// Rows of the panel of a reduction.
-int PanelRows(int n) {
-    return IsLarge(n) ? kPanelRows : 0;
+int PanelRows(Way way) {
+    return way == Way::kInPanels ? kPanelRows : 0;
 }
 
 /// Doubles of work space: the reduction, T and h, and then in turn what solves T and what
 /// transforms back.
-std::size_t WorkSize(int n) {
+std::size_t WorkSize(int n, Way way) {
     const auto nOrder = static_cast<std::size_t>(n);
     const std::size_t nSolve =
-        IsLarge(n) ? std::max(nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n)),
-                              static_cast<std::size_t>(TransformWork(n, n)))
+        IsLarge(n) ? nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
                    : (1 + 5 * kLanes) * nOrder;
-    return static_cast<std::size_t>(ReductionSize(n, PanelRows(n))) + 3 * nOrder + nSolve;
+    const std::size_t nTransform =
+        way == Way::kInPanels ? static_cast<std::size_t>(TransformWork(n, n)) : 0;
+    return static_cast<std::size_t>(ReductionSize(n, PanelRows(way))) + 3 * nOrder +
+           std::max(nSolve, nTransform);
 }
 
 /// QR iteration and inverse iteration.
@@ -278,7 +283,7 @@ void SolveByDivision(Problem& problem, double dNorm) {
 }
 
 /// T of the matrix; leaves the reflectors.
-void Reduce(const Reduction& reduction, const double* mMatrix) {
+void Reduce(const Reduction& reduction, Way way, const double* mMatrix) {
     const int n = reduction.n;
     if (n == 2) {
         reduction.vDiagonal[0] = mMatrix[0];
@@ -287,7 +292,7 @@ void Reduce(const Reduction& reduction, const double* mMatrix) {
         reduction.vOff[1] = 0.0;
         return;
     }
-    if (!IsLarge(n)) {
+    if (way == Way::kAtOnce) {
         ReduceAtOnce(reduction, mMatrix);
         Yield(static_cast<std::size_t>(n) * kPanel);
         return;
@@ -301,10 +306,11 @@ void Reduce(const Reduction& reduction, const double* mMatrix) {
 }
 
 /// Vectors of T to vectors of the matrix.
-void TransformVectors(const Reduction& reduction, int nVectors, double* mVectors, double* vWork) {
+void TransformVectors(const Reduction& reduction, Way way, int nVectors, double* mVectors,
+                      double* vWork) {
     const int n = reduction.n, nBlock = BlockOf(n);
     if (n == 2 || nVectors <= 0) return;
-    if (!IsLarge(n)) {
+    if (way == Way::kAtOnce) {
         TransformAtOnce(reduction, nVectors, mVectors);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nVectors));
         return;
@@ -315,14 +321,8 @@ void TransformVectors(const Reduction& reduction, int nVectors, double* mVectors
     }
 }
 
-}  // namespace
-
-void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
-    DiagonaliseRange(n, 0, n, mMatrix, mVectors, vValues);
-}
-
-void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
-                      double* vValues) {
+void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVectors,
+           double* vValues) {
     if (n <= 1) {
         if (n == 1) {
             vValues[0] = mMatrix[0];
@@ -330,14 +330,15 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
         }
         return;
     }
-    if (algebra.vEigenWork.Size() < WorkSize(n)) algebra.vEigenWork.Take(WorkSize(n), kWork);
+    const std::size_t nWork = WorkSize(n, way);
+    if (algebra.vEigenWork.Size() < nWork) algebra.vEigenWork.Take(nWork, kWork);
     // What is padded begins where the memory does, at the border of a line of the cache.
     double* mReduced = algebra.vEigenWork.Data();
     double* mPanel = Row(mReduced, ReductionStep(n), Padded(n));
-    double* vDiagonal = Row(mPanel, ReductionStep(n), PanelRows(n));
+    double* vDiagonal = Row(mPanel, ReductionStep(n), PanelRows(way));
     double *vOff = vDiagonal + n, *vScale = vOff + n, *vRest = vScale + n;
     const Reduction reduction{n, mReduced, mPanel, vDiagonal, vOff, vScale};
-    Reduce(reduction, mMatrix);
+    Reduce(reduction, way, mMatrix);
 
     Problem problem{n, nFirst, nEnd, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
     const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
@@ -345,8 +346,24 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
         SolveByDivision(problem, dNorm);
     else
         SolveByIteration(problem, dNorm);
-    TransformVectors(reduction, problem.nEnd - problem.nFirst, Row(mVectors, n, problem.nFirst),
-                     vRest);
+    TransformVectors(reduction, way, problem.nEnd - problem.nFirst,
+                     Row(mVectors, n, problem.nFirst), vRest);
+}
+
+}  // namespace
+
+void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
+    Solve(n, 0, n, Way::kInPanels, mMatrix, mVectors, vValues);
+}
+
+void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
+                      double* vValues) {
+    Solve(n, nFirst, nEnd, Way::kInPanels, mMatrix, mVectors, vValues);
+}
+
+void DiagonaliseQuickly(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
+                        double* vValues) {
+    Solve(n, nFirst, nEnd, IsLarge(n) ? Way::kInPanels : Way::kAtOnce, mMatrix, mVectors, vValues);
 }
 
 void SortVectors(int n, double* mVectors, double* vEnergy, int nStep) {

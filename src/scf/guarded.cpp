@@ -64,7 +64,7 @@ bool TakeOrbitals(Electrons& electrons) {
         Array<double> mFock;  // the solver destroys it, and the orbitals within the shells want it
         mFock.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
         std::copy_n(s.mFock.Data(), mFock.Size(), mFock.Data());
-        Diagonalise(n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        DiagonaliseQuickly(n, 0, n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
         FillDensity(shells, s.mVectors.Data(), s.vWeights.Data(), mNew);
         double dChange = 0.0;
         for (std::size_t k = 0; k < s.mDensity.Size(); ++k)

@@ -32,8 +32,8 @@ void NewOrbitals(Electrons& electrons, int nSet, Turns& turns) {
             return;
     }
     const LevelRange levels = turns.fNear ? LevelRange{0, n} : SummedLevels(shells);
-    DiagonaliseRange(n, levels.nFirst, levels.nEnd, s.mFock.Data(), s.mVectors.Data(),
-                     s.vEnergy.Data());
+    DiagonaliseQuickly(n, levels.nFirst, levels.nEnd, s.mFock.Data(), s.mVectors.Data(),
+                       s.vEnergy.Data());
     turns.fAll[nSet] = turns.fNear;
 }
 

@@ -106,7 +106,7 @@ void SolveInside(const Space& space, Inside& inside) {
     double mSmall[kMostVectors * kMostVectors];
     const int m = space.nVectors;
     for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
-    DiagonaliseRange(m, 0, std::min(m, 2), mSmall, inside.mTurn, inside.vValues);
+    DiagonaliseQuickly(m, 0, std::min(m, 2), mSmall, inside.mTurn, inside.vValues);
 }
 
 /// An eigenvalue of the Hessian within the space, and the length of what the Hessian itself leaves.

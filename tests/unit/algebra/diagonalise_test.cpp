@@ -27,12 +27,16 @@ struct Solution {
 };
 
 /// Diagonalises with not-a-numbers in the upper triangle, which must not be read.
-Solution Solve(const TestMatrix& a) {
+Solution Solve(const TestMatrix& a, bool fQuickly = false) {
     TestMatrix copy = a;
     for (int i = 0; i < a.nRows; ++i)
         for (int j = i + 1; j < a.nRows; ++j) copy(i, j) = kNaN;
     Solution solution{TestMatrix(a.nRows, a.nRows), TestMatrix(1, a.nRows)};
-    Diagonalise(a.nRows, copy.Data(), solution.vectors.Data(), solution.values.Data());
+    if (fQuickly)
+        DiagonaliseQuickly(a.nRows, 0, a.nRows, copy.Data(), solution.vectors.Data(),
+                           solution.values.Data());
+    else
+        Diagonalise(a.nRows, copy.Data(), solution.vectors.Data(), solution.values.Data());
     return solution;
 }
 
@@ -132,6 +136,18 @@ TEST_P(EigenSolver, GivesOrthogonalVectorsOfLeastResidualInAscendingOrder) {
     double dTrace = 0.0, dSum = 0.0;
     for (int i = 0; i < n; ++i) dTrace += a(i, i), dSum += s.values(0, i);
     EXPECT_NEAR(dSum, dTrace, 1e-14 * n * (RowNorm(a) + 1e-15));
+}
+
+// One reflector after the other rounds somewhat more than panels of them.
+TEST_P(EigenSolver, QuicklyGivesTheSameToRounding) {
+    const auto& [kind, n] = GetParam();
+    const TestMatrix a = kind.make(n);
+    const Solution s = Solve(a, true), slow = Solve(a);
+    const auto [dOverlap, dResidual] = Errors(a, s);
+    EXPECT_LE(dOverlap, 1e-14 * (n + 2));
+    EXPECT_LE(dResidual, 2e-15 * (n + 2));
+    EXPECT_TRUE(std::is_sorted(s.values.v.begin(), s.values.v.end()));
+    EXPECT_LE(LargestDifference(s.values, slow.values), 2e-15 * (n + 2) * RowNorm(a));
 }
 
 /// Whether rows nFirst .. nEnd - 1 of two sets of vectors are the same to rounding: the products of
