@@ -1,12 +1,17 @@
 """Whether the unit tests would see a fault: changes one operator or constant of a source file at a
-time, and runs the tests of its room with it. A change that no test sees is listed.
+time, and runs the tests of its room with it. A change that no test sees is listed. The tests
+themselves are those that the preset release has compiled.
 
-    cmake --preset release -B build/mutants -DORBITRAX_BATCHES=OFF && ninja -C build/mutants
+    ninja -C build/release unit_tests job_tests
+    cmake --preset release -B build/mutants -DORBITRAX_BATCHES=OFF -DORBITRAX_BENCHMARKS=OFF \\
+        -DORBITRAX_TESTS_OF=$PWD/build/release -DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG"
+    ninja -C build/mutants unit_tests job_tests
     /usr/bin/python3 tests/mutate.py COUNT SEED src/scf/*.cpp
 """
 
 from __future__ import annotations
 
+import os
 import random
 import re
 import shlex
@@ -14,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 from collections import Counter
+from concurrent.futures import ThreadPoolExecutor
 from functools import lru_cache
 from pathlib import Path
 from typing import NamedTuple
@@ -22,7 +28,7 @@ ROOT = Path(__file__).resolve().parents[1]
 KNOWN = Path(__file__).with_name("mutants_that_change_nothing.txt")
 BUILD = ROOT / "build" / "mutants"  # where each source has an object of its own
 JOB_ROOMS = ("search", "geometry", "dynamics", "vibrations")  # these have a program of their own
-PATIENCE = 120  # seconds that the tests of a room may take; more is a loop without an end
+PATIENCE = 60  # seconds of processor time for the tests of a room; more is a loop without an end
 
 SWAPS = {" + ": " - ", " - ": " + ", " * ": " / ", " / ": " * ", " < ": " <= ", " > ": " >= ",
          " <= ": " < ", " >= ": " > ", " == ": " != ", " != ": " == ", " && ": " || ",
@@ -122,13 +128,15 @@ def compiled(mutant: Mutant, folder: Path) -> Path | None:
 
 
 def linked(mutant: Mutant, thing: Path, folder: Path) -> Path:
-    """The program of tests with the changed object, which is found before the sound one."""
+    """The program of tests with the changed object instead of the sound one."""
     name = program_of(mutant.path)
     line = next(line for line in reversed(commands(f"tests/{name}")) if f"-o tests/{name} " in line)
     start = line.index("&& ") + 3 if line.startswith(":") else 0
     words = shlex.split(line[start:].split(" && ")[0])
     words[words.index("-o") + 1] = str(folder / "tests")
-    words = [word for word in words if _of_room(word, mutant.path.parent.name)]
+    sound = f"/src/{mutant.path.parent.name}/{mutant.path.name}.o"
+    words = [word for word in words
+             if _of_room(word, mutant.path.parent.name) and not word.endswith(sound)]
     words.insert(words.index("-o"), str(thing))
     subprocess.run(words, cwd=BUILD, check=True)
     return folder / "tests"
@@ -139,15 +147,20 @@ def _of_room(word: str, room: str) -> bool:
     return "/unit/" not in word or f"/unit/{room}/" in word
 
 
-def fate(mutant: Mutant, folder: Path) -> str:
+def fate(mutant: Mutant) -> str:
     """"killed" by a test, "survived" all of them, or "no program"."""
-    thing = compiled(mutant, folder)
-    if thing is None:
-        return "no program"
-    program = linked(mutant, thing, folder)
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        thing = compiled(mutant, folder)
+        return "no program" if thing is None else judged_by(linked(mutant, thing, folder), mutant)
+
+
+def judged_by(program: Path, mutant: Mutant) -> str:
+    """"killed" if a test of the mutant's room fails or never ends, else "survived"."""
     try:
-        run = subprocess.run([str(program), f"--gtest_filter={suites(mutant.path)}",
-                              "--gtest_fail_fast"], capture_output=True, timeout=PATIENCE)
+        run = subprocess.run(["prlimit", f"--cpu={PATIENCE}", str(program), "--gtest_fail_fast",
+                              f"--gtest_filter={suites(mutant.path)}"],
+                             capture_output=True, timeout=20 * PATIENCE)
     except subprocess.TimeoutExpired:
         return "killed"
     return "survived" if run.returncode == 0 else "killed"
@@ -157,9 +170,8 @@ def main(count: int, seed: int, paths: list[Path]) -> int:
     every = [mutant for path in paths for mutant in mutants(path)]
     chosen = random.Random(seed).sample(every, min(count, len(every)))
     found: Counter[str] = Counter()
-    with tempfile.TemporaryDirectory() as folder:
-        for mutant in chosen:
-            how = fate(mutant, Path(folder))
+    with ThreadPoolExecutor(os.cpu_count()) as workers:
+        for mutant, how in zip(chosen, workers.map(fate, chosen)):
             found[how] += 1
             if how == "survived":
                 print(f"survived: {mutant}", flush=True)
