@@ -111,7 +111,22 @@ TEST_F(FurtherOptionsIntake, RefusesWishesOfMotionOfAnotherSize) {
         Bytes bytes = Section(kMotionSection, nBytes, {});
         bytes.resize(8 + (static_cast<std::size_t>(nBytes) + 7) / 8 * 8);
         EXPECT_EQ(Read(bytes), kMsgSectionSize) << nBytes;
+        const int nSearch = kSearchSection;
+        std::memcpy(bytes.data(), &nSearch, sizeof nSearch);
+        EXPECT_EQ(Read(bytes), kMsgSectionSize) << nBytes;
     }
+}
+
+TEST_F(FurtherOptionsIntake, TakesTheWishesOfASearch) {
+    for (int nWishes = 0; nWishes < 4; ++nWishes) {
+        Bytes bytes = Section(kSearchSection, 8, {});
+        Append(bytes, SearchRecord{nWishes | 1 << 30, -1});
+        EXPECT_EQ(Read(bytes), 0);
+        EXPECT_EQ(further.Search.fCareful, (nWishes & 1) != 0);
+        EXPECT_EQ(further.Search.fEitherSign, (nWishes & 2) != 0);
+    }
+    EXPECT_EQ(Read({}), 0);
+    EXPECT_FALSE(further.Search.fCareful) << "an earlier session's";
 }
 
 TEST_F(FurtherOptionsIntake, TakesAHessianOfWholeAtoms) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "link/conversation.h"
 #include "link/link.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/scripted_client.h"
@@ -142,7 +143,7 @@ TEST_F(PacketExchange, YieldUnwindsOutOfAJobThatHasLostItsClient) {
 }
 
 TEST_F(PacketExchange, ErrorOfTheTransportIsSaidOnceThePacketIsOut) {
-    link.fQueuedLinkError = true;
+    OnError();
     SendPacket(kPacketData, "abc", 3);
     ASSERT_EQ(client.Sent.size(), 2u);
     EXPECT_EQ(client.Sent[0].nType, kPacketData);
@@ -152,7 +153,7 @@ TEST_F(PacketExchange, ErrorOfTheTransportIsSaidOnceThePacketIsOut) {
 TEST_F(PacketExchange, ErrorOfTheTransportIsSaidBeforeADemand) {
     // Behind it, the client's answer would find nobody waiting. This client leaves at the demand.
     int nReceived = 0;
-    link.fQueuedLinkError = true;
+    OnError();
     EXPECT_THROW(RequestPacket(&nReceived, 4), LinkStop);
     ASSERT_EQ(client.Sent.size(), 1u);
     EXPECT_EQ(client.Errors()[0], MessageText(kMsgOutOfMemory));
