@@ -1,7 +1,6 @@
 #include "dynamics/dynamics.h"
 #include "exchange/report_point.h"
 #include "exchange/results.h"
-#include "gradient/state.h"
 #include "job/kinds.h"
 #include "job/methods.h"
 #include "job/state.h"
@@ -16,11 +15,6 @@ namespace qsolve {
 
 namespace {
 
-/// Says that something has no driver.
-[[noreturn]] void Decline(const char* sWhat) {
-    Fatal(kMsgNotAvailable, sWhat, job.nCalcKind);
-}
-
 void RunSinglePoint() {
     SetUpCalculation();
     RunScf();
@@ -31,26 +25,21 @@ void RunSinglePoint() {
     SendPreciseResults();
 }
 
-/// An SCF at the first geometry, for energy and gradient.
-void RunFirstScf() {
-    RunScf();
-    if (!gradient.fComputed) Decline("gradient");
-}
-
-/// An optimiser that is not one leaves the geometry as it came, and nothing is computed.
+/// From energy and gradient of an SCF at the first geometry. An optimiser that is not one leaves
+/// the geometry as it came, and nothing is computed.
 void Optimise() {
     const double dRms = static_cast<double>(job.flRmsGradient);
     switch (job.nOptimiser) {
         case kSteepestDescent:
-            RunFirstScf();
+            RunScf();
             SteepestDescent(dRms, job.nMaxCycles);
             break;
         case kFletcherReeves:
-            RunFirstScf();
+            RunScf();
             FletcherReeves(dRms, job.nMaxCycles);
             break;
         case kPolakRibiere:
-            RunFirstScf();
+            RunScf();
             PolakRibiere(dRms, job.nMaxCycles);
             break;
         case kEigenvectorFollowing:
