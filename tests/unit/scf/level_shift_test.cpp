@@ -104,12 +104,21 @@ TEST_F(LevelShifts, AreCappedAndTheCapGivesWayDownwardsAfterARise) {
     EXPECT_EQ(shift.dShiftA, -20.0);
 }
 
+TEST_F(LevelShifts, AtTheirCapLeaveItWhereItIs) {
+    shift = {4.0, 1.0, -0.5, 4.0, true};         // the target is met by the gap: the shift stays
+    UpdateLevelShift(-1.0, -2.0, shift, cycle);  // a rise, but 4 is not above 4
+    EXPECT_EQ(shift.dShiftA, 4.0);
+    EXPECT_NEAR(shift.dShiftCap, 4.01, 1e-14);
+}
+
 TEST_F(LevelShifts, AreFixedInAClosedSystemWithASettledDensity) {
     cycle.fShiftFrozenClosed = cycle.fNearConverged = true;
     UpdateLevelShift(-2.0, -1.0, shift, cycle);
     EXPECT_EQ(shift.dShiftA, -0.1);
     UpdateLevelShift(-1.0, -1.9, shift, cycle);  // a rise of less than one volt
     EXPECT_EQ(shift.dShiftA, 1.0);
+    EXPECT_TRUE(cycle.fShiftFrozenClosed && cycle.fNearConverged);
+    UpdateLevelShift(-1.0, -2.0, shift, cycle);  // one volt is not more than one
     EXPECT_TRUE(cycle.fShiftFrozenClosed && cycle.fNearConverged);
     UpdateLevelShift(-1.0, -2.1, shift, cycle);
     EXPECT_EQ(shift.dShiftA, 1.0);

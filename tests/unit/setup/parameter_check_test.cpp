@@ -12,6 +12,15 @@ namespace {
 /// Numbers of the errors start here, those of the warnings below.
 constexpr int kFirstErrorNumber = 24576;
 
+TEST(ShellsOfAtoms, OfPStartBehindHelium) {
+    for (int nElement = 1; nElement <= 18; ++nElement) {
+        AtomRecord atom;
+        atom.nAtomicNumber = nElement;
+        EXPECT_TRUE(HasShell(atom, Shell::kS)) << nElement;
+        EXPECT_EQ(HasShell(atom, Shell::kP), nElement > 2) << nElement;
+    }
+}
+
 // The cases stand beside the checks of each group of methods.
 TEST_P(ParameterTest, SaysWhatIsWrongAndRefusesOnlyWhatCannotBeComputed) {
     const ParameterCase& c = GetParam();
