@@ -61,8 +61,11 @@ inline TestMatrix RandomSymmetric(int n, std::uint64_t nSeed) {
 inline TestMatrix NaiveProduct(const TestMatrix& a, const TestMatrix& b) {
     TestMatrix c(a.nRows, b.nColumns);
     for (int i = 0; i < a.nRows; ++i)
-        for (int k = 0; k < a.nColumns; ++k)
-            for (int j = 0; j < b.nColumns; ++j) c(i, j) += a(i, k) * b(k, j);
+        for (int k = 0; k < a.nColumns; ++k) {
+            const double d = a(i, k), *pRow = b.Data() + std::size_t(k) * std::size_t(b.nColumns);
+            double* const pSum = c.Data() + std::size_t(i) * std::size_t(c.nColumns);
+            for (int j = 0; j < b.nColumns; ++j) pSum[j] += d * pRow[j];
+        }
     return c;
 }
 

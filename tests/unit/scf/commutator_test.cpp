@@ -34,8 +34,8 @@ TEST_F(CommutatorOfDensity, IsThatOfTheMatrices) {
             TestMatrix density(n, n), work(n, n), error(n, n, 7.0);
             for (int i = 0; i < n; ++i) {
                 density(i, i) = 0.25;
-                for (int j = 0; j < n; ++j)
-                    for (int k = nFirst; k < nEnd; ++k)
+                for (int k = nFirst; k < nEnd; ++k)
+                    for (int j = 0; j < n; ++j)
                         density(i, j) += 2.0 * o.weights[static_cast<std::size_t>(k)] *
                                          o.vectors(k, i) * o.vectors(k, j);
             }
