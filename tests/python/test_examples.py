@@ -8,12 +8,12 @@ import numpy as np
 import pytest
 from support import ROOT
 
-pytestmark = pytest.mark.timeout(60)
+pytestmark = pytest.mark.timeout(600)  # on a busy machine too; idle they take 2 s
 
 
 def example(name: str, *arguments: str) -> str:
     done = subprocess.run([sys.executable, str(ROOT / "examples" / name), *arguments],
-                          capture_output=True, text=True, timeout=60)
+                          capture_output=True, text=True, timeout=500)
     assert (done.returncode, done.stderr) == (0, "")
     return done.stdout
 
