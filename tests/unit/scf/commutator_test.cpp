@@ -28,7 +28,7 @@ class CommutatorOfDensity : public FreshState {};
 
 /// By the matrix or by the sum, short or long, and with any multiple of the unit matrix in it.
 TEST_F(CommutatorOfDensity, IsThatOfTheMatrices) {
-    for (const int n : {1, 2, 9, 40, 450}) {
+    for (const int n : {1, 2, 9, 40, 600}) {
         Orbitals o(n);
         for (const auto& [nFirst, nEnd] : {std::pair{0, n / 3}, {n - n / 3, n}, {0, n}}) {
             TestMatrix density(n, n), work(n, n), error(n, n, 7.0);

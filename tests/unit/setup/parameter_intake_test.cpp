@@ -48,8 +48,10 @@ TEST_F(ParameterIntake, CindoRowsComeInTheOrderOfTheWire) {
     const ParameterState tables = Decoded(kCndo);
     const CindoRow& hydrogen = tables.pCindoParams[0];
     EXPECT_EQ(hydrogen.dZetaS, 1);
+    EXPECT_EQ(hydrogen.dZetaP, 2);
     EXPECT_EQ(hydrogen.dZetaD, 3);
     EXPECT_EQ(hydrogen.dHalfIpEaS, 4);
+    EXPECT_EQ(hydrogen.dHalfIpEaP, 5);
     EXPECT_EQ(hydrogen.dHalfIpEaD, 6);
     EXPECT_EQ(hydrogen.dBeta, 7);
     EXPECT_EQ(hydrogen.dSlaterF2, 8);
