@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "algebra/diagonalise.h"
+#include "scf/electrons.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/matrices.h"
 
@@ -67,6 +68,22 @@ TEST_F(CommutatorOfDensity, IsThatOfPopulations) {
         for (int i = 0; i < n; ++i)
             for (int j = 0; j <= i; ++j) ASSERT_NEAR(error(i, j), fd(i, j) - df(i, j), 1e-14);
     }
+}
+
+/// Wherever it stands.
+TEST_F(CommutatorOfDensity, LargestElementIsFoundInEachPlace) {
+    const auto Expect = [](int n, int i, int j) {
+        TestMatrix fock(n, n), density(n, n), work(n, n), error(n, n);
+        for (int k = 0; k < n; ++k) density(k, k) = 2.0 * k / n;
+        fock(i, j) = fock(j, i) = 0.5;
+        EXPECT_NEAR(FockError(n, fock.Data(), {density.Data()}, work.Data(), error.Data()),
+                    static_cast<double>(i - j) / n, 1e-14)
+            << i << ' ' << j << " of " << n;
+    };
+    for (int i = 0; i < 6; ++i)
+        for (int j = 0; j < i; ++j) Expect(6, i, j);
+    for (const int i : {1, 100, 299}) Expect(300, i, 0);
+    Expect(300, 299, 298);
 }
 
 }  // namespace

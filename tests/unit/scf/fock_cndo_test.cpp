@@ -53,12 +53,14 @@ TEST_F(FockCndo, OfTwoAtomsIsTheTextbookOne) {
     EXPECT_NEAR(At(scf.mFockA, 4, 4), U[4] + dOwn + (pF - 7.0) * gFH, 1e-8);
 }
 
-/// Against the two-electron integrals of an atom with s and p orbitals, summed naively.
-TEST_F(FockCndo, IndoExchangeIsTheSumOverOneCentreIntegrals) {
-    JobScript script = Molecule(kIndo, {{8, 0, 0, 0}});
+/// The exchange of one atom against its two-electron integrals, summed naively.
+void ExpectIndoExchange(int nElement) {
+    JobScript script = Molecule(kIndo, {{nElement, 0, 0, 0}});
     script.Options.nSpinTreatment = 1;
+    script.Options.nMultiplicity = nElement % 2 + 1;
     SetUpJob(script);
-    const CindoRow& row = parameters.pCindoParams[7];
+    const CindoRow& row = parameters.pCindoParams[nElement - 1];
+    ASSERT_GT(row.dSlaterG1, 0.0);
     const double c = 0.03674930900274282, G = c * row.dSlaterG1 / 3, F = c * row.dSlaterF2 / 25;
     // (ij|kl) less the Coulomb integral that s and p share.
     const auto Integral = [&](int i, int j, int k, int l) {
@@ -82,6 +84,14 @@ TEST_F(FockCndo, IndoExchangeIsTheSumOverOneCentreIntegrals) {
                     d += P[k][l] * Integral(i, j, k, l) - Q[k][l] * Integral(i, k, j, l);
             EXPECT_NEAR(mF[static_cast<std::size_t>(4 * i + j)], d, 1e-12) << i << j;
         }
+}
+
+/// Of atoms with s and p orbitals, from the first that has them.
+TEST_F(FockCndo, IndoExchangeIsTheSumOverOneCentreIntegrals) {
+    for (const int nElement : {3, 8}) {
+        SCOPED_TRACE(nElement);
+        ExpectIndoExchange(nElement);
+    }
 }
 
 }  // namespace

@@ -313,6 +313,15 @@ TEST_F(NddoDerived, AnUnsolvableRowIsReportedAndSparesTheOthers) {
     }
 }
 
+/// A term that was not found is a failure of the whole, also where it is the only one.
+TEST_F(NddoDerived, OneTermThatIsNotFoundIsAFailure) {
+    LoadParameters(kMndoD);
+    ASSERT_TRUE(DeriveNddoDParameters());
+    parameters.pNddoParams[RowOf("C")].dHsp = 0;
+    EXPECT_FALSE(DeriveNddoDParameters());
+    EXPECT_EQ(Derived("C").dRho1sp, 0.0);
+}
+
 TEST_F(NddoDerived, AnyNumberInTheTableGivesFiniteRows) {
     for (const double d : {0.0, 1.0, -1.0, 1e-5, 1e38, -1e38, 1e300, 1e-300})
         for (std::size_t k = 0; k < sizeof(NddoRow) / sizeof(double); ++k) {

@@ -106,6 +106,8 @@ TEST(RadialIntegrals, AreZeroWhereTheyDoNotExist) {
     EXPECT_EQ(UnitRadialIntegral(7, 7), 0.0);
     EXPECT_EQ(UnitRadialIntegral(-1, 3), 0.0);
     EXPECT_EQ(ChargeSeparation(0, 3, 1, 1.0, 1.0), 0.0);
+    EXPECT_EQ(ChargeSeparation(3, 0, 1, 1.0, 1.0), 0.0);
+    EXPECT_EQ(ChargeSeparation(3, 8, 1, 1.0, 1.0), 0.0);
     EXPECT_EQ(ChargeSeparation(3, 3, 7, 1.0, 1.0), 0.0);
 }
 

@@ -79,6 +79,8 @@ TEST_F(Electrons, OfARestrictedJobStandAloneOnTheMultiplicityLessOneLevels) {
                 ASSERT_EQ(nId, 0) << n << " electrons, multiplicity " << m;
                 EXPECT_EQ(setup.nOccupied - setup.nDoublyOcc, m - 1);
                 EXPECT_EQ(setup.nOccupied + setup.nDoublyOcc, n);
+                EXPECT_EQ(setup.nElectronsA, 0) << "they are not told apart";
+                EXPECT_EQ(setup.nElectronsB, 0);
                 EXPECT_EQ(setup.Map.nOccA, setup.nOccupied);
                 EXPECT_EQ(setup.Map.nOccB, setup.nOccupied);
                 EXPECT_EQ(setup.Map.nClosedLevels, setup.nDoublyOcc);

@@ -40,6 +40,7 @@ TEST_F(Elements, EndAtXenonForCndoIndoAndZindo) {
 TEST_F(Elements, EndWithTheTablesForTheNddoMethods) {
     for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3, kMndoD}) {
         EXPECT_EQ(Check(nMethod, 105), 0);
+        EXPECT_EQ(Check(nMethod, 106), kMsgElementTooHigh);
         EXPECT_EQ(Check(nMethod, 105, kClassical), 0);
         EXPECT_EQ(Check(nMethod, 88, kCapping), 0);
         EXPECT_EQ(Check(nMethod, 89, kCapping), kMsgElementTooHigh) << "no orbitals in the row";

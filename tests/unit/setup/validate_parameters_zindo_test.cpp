@@ -250,6 +250,20 @@ TEST_F(ZindoParameters, OfDoubleZetaFunctionsAreNormalisedForTheJobAndSaidOncePe
     EXPECT_EQ(wire.dCoefD1, 0.6) << "what the client sent stays";
 }
 
+/// From the first metal of either row to the last.
+TEST_F(ZindoParameters, OfAllDoubleZetaFunctionsAreNormalised) {
+    UseMethod(kZindoS);
+    for (const int nElement : {21, 29, 39, 47}) {
+        ZindoRow& wire = parameters.pZindoParams[nElement - 1];
+        wire.dZetaD1 = 6, wire.dZetaD2 = 2.5, wire.dCoefD1 = 0.6, wire.dCoefD2 = 0.6;
+        UseAtoms({{nElement}, {nElement, 3, 0, 0}});
+        EXPECT_EQ(TrySetUp(), 0) << nElement;
+        const ZindoRow& row = setup.pZindo[nElement - 1];
+        EXPECT_EQ(row.dCoefD1, row.dCoefD2);
+        EXPECT_GT(std::abs(row.dCoefD1 - 0.6), 1e-3) << nElement;
+    }
+}
+
 TEST_F(ZindoParameters, OfDoubleZetaFunctionsStayWhenTheNormIsCloseToOne) {
     UseMethod(kZindoS);
     parameters.pZindoParams[25].dCoefD1 = 1.00009;
