@@ -87,7 +87,7 @@ def sweep(conversations, step: int) -> dict[str, int]:
 def test_a_failing_allocation_is_told_and_does_no_harm():
     found = sweep(sample(), step=8)
     print(f"R1: {found}")
-    assert found["told"] > 500
+    assert found["told"] > 300
 
 
 @pytest.mark.long

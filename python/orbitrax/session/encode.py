@@ -5,7 +5,6 @@ from __future__ import annotations
 
 import math
 import struct
-from functools import lru_cache
 from itertools import chain, repeat
 
 from orbitrax.errors import InputError
@@ -234,11 +233,20 @@ def selection_block(job: Job) -> bytes:
     return head + struct.pack(f"<{len(chosen)}i", *[i + 1 for i in chosen])
 
 
-@lru_cache(maxsize=64)
+_heads: dict[tuple[int, int, int], bytes] = {}  # of selections, by what is in them
+_MOST_HEADS = 64
+
+
 def _selection_head(atoms: int, orbitals: int, method: int) -> bytes:
-    return wire.SelectionBlock.pack({
-        "nFirstAtom": 1, "nLastAtom": atoms, "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
-        "nOrbitalEstimate": orbitals, "nAtomEstimate": atoms, "MethodId": method})
+    head = _heads.get((atoms, orbitals, method))
+    if head is None:
+        head = wire.SelectionBlock.pack({
+            "nFirstAtom": 1, "nLastAtom": atoms, "nFirstOrbital": 1, "nOrbitalsOnNode": orbitals,
+            "nOrbitalEstimate": orbitals, "nAtomEstimate": atoms, "MethodId": method})
+        if len(_heads) >= _MOST_HEADS:
+            _heads.clear()
+        _heads[atoms, orbitals, method] = head
+    return head
 
 
 def end_packets(job: Job) -> list[bytes]:
