@@ -71,6 +71,10 @@ bool IsPacketItem(const Name& item) {
     return SameRegardlessOfCase(item.sName, kItemName);
 }
 
+bool IsSessionItem(const Name& item) {
+    return SameRegardlessOfCase(item.sName, kItemNameSession);
+}
+
 bool OnRequest(const Name& item) {
     return link.fPacketPending && IsPacketItem(item);
 }

@@ -25,7 +25,8 @@ constexpr int kAcknowledged = 0x8000, kNotProcessed = 0;
 
 constexpr char kServiceName[] = "qsolve";
 constexpr char kItemName[] = "Packet";
-constexpr char kItemNameAhead[] = "Packets";
+constexpr char kItemNameAhead[] = "Packets";    ///< poked: what the next session will demand
+constexpr char kItemNameSession[] = "Session";  ///< requested: all that this session has to send
 constexpr char kResetCommand[] = "[reset]";
 
 /// Longest name or command that can equal one of ours; longer ones never do.
@@ -53,6 +54,9 @@ void OnConnectConfirm();
 
 /// Whether a request or poke names our item, regardless of case.
 bool IsPacketItem(const Name& item);
+
+/// Whether a request names kItemNameSession, regardless of case.
+bool IsSessionItem(const Name& item);
 
 /// Whether the pending packet may be handed over: there is one, and item is ours. The caller takes
 /// link.SendBuffer, Header.nLength bytes and the header, and calls PacketFetched.

@@ -21,6 +21,7 @@ constexpr std::size_t kUsualRoom =
     kFrameHead + kItemRoom + sizeof(PacketHeader) + kLargestBlock + kReadAhead;
 constexpr std::size_t kUnusualRoom = 4 * kUsualRoom;  ///< more than this is given back
 constexpr std::size_t kLargestAnswer = kFrameHead + sizeof(PacketHeader) + kMaxPayload;
+constexpr std::size_t kWordAnswer = kFrameHead + 4;
 constexpr std::size_t kSentTogether = 16384;  ///< bytes of answers that may wait for the next one
 constexpr std::uint32_t kIdle = 0, kInSession = 1;
 
@@ -95,8 +96,11 @@ bool HandleConnect(FrameStream& stream, const Frame& frame) {
 }
 
 void HandleRequest(FrameStream& stream, const Frame& frame) {
-    if (link.fInSession && IsPacketItem(CopyName(frame.pBody, frame.nBytes))) {
+    const Name item = CopyName(frame.pBody, frame.nBytes);
+    const bool fAll = IsSessionItem(item);
+    if (link.fInSession && (fAll || IsPacketItem(item))) {
         stream.fRequestHeld = true;
+        stream.fAllAsked = fAll;
         AnswerWithPacket(stream);
         return;
     }
@@ -113,6 +117,15 @@ bool HandlePoke(FrameStream& stream, const Frame& frame) {
         IsPacketItem(item) ? OnPoke(item, pBytes, nBytes) : OnPokeAhead(item, pBytes, nBytes);
     AppendWord(stream, kTransactionPoke, static_cast<std::uint32_t>(nAnswer));
     return true;
+}
+
+/// Whether a frame is for the session that runs, as far as it has come: a poke of what it demands,
+/// or the client's farewell.
+bool IsForThisSession(const FrameStream& stream, const Frame& frame) {
+    if (frame.nCode != kTransactionPoke) return frame.nCode == kTransactionDisconnect;
+    const std::size_t nCame = stream.In.size() - stream.nInUsed - kFrameHead;
+    const std::size_t nItem = FirstText(frame.pBody, std::min(nCame, std::size_t{frame.nBytes}));
+    return nItem == 0 || IsPacketItem(CopyName(frame.pBody, nItem));
 }
 
 FrameResult Obey(FrameStream& stream, const Frame& frame) {
@@ -153,7 +166,8 @@ bool MakeRoom(FrameStream& stream, std::size_t nPayload) {
     const std::size_t nRoom = std::clamp(nFrame, kUsualRoom, kFrameHead + kFrameCeiling);
     if (stream.In.empty() && stream.In.capacity() > kUnusualRoom && nRoom == kUsualRoom)
         GiveBack(stream);
-    return Reserve(stream.Out, kSentTogether + kLargestAnswer) && Reserve(stream.In, nRoom);
+    return Reserve(stream.Out, kSentTogether + kLargestAnswer + kWordAnswer) &&
+           Reserve(stream.In, nRoom);
 }
 
 std::size_t Room(const FrameStream& stream) {
@@ -164,7 +178,7 @@ void Forget(FrameStream& stream) {
     stream.In.clear();
     stream.Out.clear();
     stream.nInUsed = stream.nOutSent = 0;
-    stream.fRequestHeld = false;
+    stream.fRequestHeld = stream.fAllAsked = false;
 }
 
 void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes) {
@@ -176,12 +190,15 @@ void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes
 
 bool IsBlocked(const FrameStream& stream) {
     Frame frame;
-    return stream.fRequestHeld && PeekHead(stream, frame) && frame.nCode == kTransactionRequest;
+    if (!stream.fRequestHeld || !PeekHead(stream, frame)) return false;
+    if (frame.nCode == kTransactionRequest) return true;
+    return stream.fAllAsked && !IsForThisSession(stream, frame);
 }
 
 bool HasMoreCome(const FrameStream& stream) {
     Frame frame;
-    return stream.Out.size() <= kSentTogether && PeekHead(stream, frame) && IsWhole(stream, frame);
+    if (stream.Out.size() > kSentTogether) return false;
+    return stream.fAllAsked || (PeekHead(stream, frame) && IsWhole(stream, frame));
 }
 
 FrameResult HandleFrame(FrameStream& stream) {
@@ -194,19 +211,21 @@ FrameResult HandleFrame(FrameStream& stream) {
     return result;
 }
 
-void AnswerWithPacket(FrameStream& stream) {
-    if (!stream.fRequestHeld || !link.fPacketPending) return;
+bool AnswerWithPacket(FrameStream& stream) {
+    if (!stream.fRequestHeld || !link.fPacketPending) return false;
+    if (stream.Out.size() > kSentTogether) return false;
     const auto nPayload = static_cast<std::size_t>(link.SendBuffer.Header.nLength);
     AppendHead(stream, kTransactionRequest, sizeof(PacketHeader) + nPayload);
     Append(stream, &link.SendBuffer.Header, sizeof(PacketHeader));
     Append(stream, link.SendBuffer.Payload, nPayload);
-    stream.fRequestHeld = false;
+    stream.fRequestHeld = stream.fAllAsked;
     PacketFetched();
+    return true;
 }
 
 void AnswerIdle(FrameStream& stream) {
     if (!stream.fRequestHeld) return;
-    stream.fRequestHeld = false;
+    stream.fRequestHeld = stream.fAllAsked = false;
     AppendWord(stream, kTransactionRequest, kIdle);
 }
 

@@ -6,7 +6,8 @@
 
 /// The packet socket: the transactions of a conversation as frames on a byte stream. A frame is two
 /// little-endian 32-bit words, transaction code and byte count, and the bytes. Every frame of the
-/// client gets one back with the same code.
+/// client gets one back with the same code, but for a request for all packets of a session, which
+/// gets one for each of them and one for its end.
 
 namespace qsolve {
 
@@ -22,6 +23,7 @@ struct FrameStream {
     std::vector<unsigned char> Out;
     std::size_t nOutSent = 0;   ///< bytes of Out that have been sent
     bool fRequestHeld = false;  ///< a request waits for a packet or for the session's end
+    bool fAllAsked = false;     ///< it is one for all packets: it waits on until the session's end
 };
 
 /// What came of looking at the stream.
@@ -52,18 +54,20 @@ void Forget(FrameStream& stream);
 void TakeIn(FrameStream& stream, const unsigned char* pBytes, std::size_t nBytes);
 
 /// Handles at most one frame of stream.In by feeding the conversation; the answer is appended to
-/// stream.Out. While a request is held, further requests stay where they are.
+/// stream.Out. While a request is held, further requests stay where they are; while it is one for
+/// all packets, so does whatever belongs to the next session.
 FrameResult HandleFrame(FrameStream& stream);
 
 /// Whether bytes have come that HandleFrame would not take before a held request is answered.
 bool IsBlocked(const FrameStream& stream);
 
-/// Whether another frame has come whole, and the answers that wait to be sent leave room for one
-/// more.
+/// Whether another answer may follow soon, as another frame has come whole or all packets of the
+/// session have been asked for, and the answers that wait to be sent leave room for one more.
 bool HasMoreCome(const FrameStream& stream);
 
-/// Answers a held request with the pending packet, if there are both.
-void AnswerWithPacket(FrameStream& stream);
+/// Answers a held request with the pending packet, if there are both and room for the answer.
+/// Returns whether it has.
+bool AnswerWithPacket(FrameStream& stream);
 
 /// Answers a held request with "no session".
 void AnswerIdle(FrameStream& stream);

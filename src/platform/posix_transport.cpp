@@ -168,6 +168,13 @@ bool HandleOneFrame() {
     return true;
 }
 
+/// Hands over a packet for which the answers before it had left no room. False where there is none,
+/// or still no room.
+bool AnswerOnceThereIsRoom() {
+    FlushOrClose();
+    return AnswerWithPacket(transport.Stream);
+}
+
 /// Whether the client has had its time to ask for the conversation. Another may then come instead.
 bool IsSilentForLong() {
     return !link.fConversation && Now() - transport.nClientCame >= kLongestSilence;
@@ -309,7 +316,7 @@ bool HandleOneMessage() {
 
 void WaitForMessage() {
     while (!link.fQuit) {
-        if (DispatchPosted() || HandleOneFrame()) return;
+        if (DispatchPosted() || HandleOneFrame() || AnswerOnceThereIsRoom()) return;
         PollSockets(RestOfListener());
     }
 }

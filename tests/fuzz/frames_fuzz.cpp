@@ -19,7 +19,7 @@
 namespace qsolve {
 namespace {
 
-enum Step { kFeed, kFeedFrame, kFeedPoke, kSession, kOffer, kAwait, kEnd, kHandle, kSteps };
+enum Step { kFeed, kFeedFrame, kFeedPoke, kSession, kOffer, kAwait, kEnd, kHandle, kAsk, kSteps };
 
 constexpr std::uint32_t kCodes[] = {kTransactionConnect, kTransactionRequest,    kTransactionPoke,
                                     kTransactionExecute, kTransactionDisconnect, 0};
@@ -53,6 +53,7 @@ struct Player {
     std::unique_ptr<unsigned char[]> pBuffer;  ///< exactly as long as the packet that is awaited
     int nFrames = 0;
     int nAnswers = 0;
+    int nOfSession = 0;  ///< packets that answer a request for all of them
     bool fOpen = true;
 
     void Feed(const void* pBytes, std::size_t nBytes) {
@@ -99,13 +100,20 @@ struct Player {
         }
         Require(nAt == stream.Out.size());
         stream.Out.clear();
-        Require(nAnswers + stream.fRequestHeld <= nFrames);
+        Require(nAnswers - nOfSession + stream.fRequestHeld <= nFrames);
         Require(stream.nInUsed <= stream.In.size());
+    }
+
+    void Answer() {
+        const bool fAll = stream.fAllAsked;
+        nOfSession += AnswerWithPacket(stream) && fAll;
     }
 
     void HandleAll() {
         while (fOpen) {
+            const bool fPending = link.fPacketPending;
             const FrameResult result = HandleFrame(stream);
+            nOfSession += fPending && !link.fPacketPending && stream.fAllAsked;
             nFrames += result == FrameResult::kHandled;
             CheckAnswers();
             if (link.ReceivedHeader.nLength != 0)
@@ -135,15 +143,19 @@ struct Player {
             case kOffer:
                 link.SendBuffer.Header.nLength = input.Byte() * 64;
                 link.fPacketPending = true;
-                return AnswerWithPacket(stream);
+                return Answer();
             case kAwait:
                 return Await(input.Byte());
             case kEnd:
                 link.fInSession = link.fAwaitingPoke = false;
                 return AnswerIdle(stream);
             case kHandle:
-            case kSteps:
                 return HandleAll();
+            case kAsk:
+            case kSteps: {
+                const char* sItem = input.Byte() % 2 == 0 ? kItemName : kItemNameSession;
+                return FeedFrame(kTransactionRequest, {sItem, sItem + std::strlen(sItem) + 1});
+            }
         }
     }
 };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "link/conversation.h"
@@ -36,6 +37,11 @@ class Frames : public FreshState {
         Feed(kTransactionConnect, std::string("qsolve\0CalcBackend\0", 19));
         ASSERT_EQ(HandleFrame(stream), FrameResult::kHandled);
         stream.Out.clear();
+    }
+    /// A packet of so many bytes waits to be fetched.
+    static void Offer(int nLength) {
+        link.SendBuffer.Header = {nLength, kPacketData, 1, 0, 0};
+        link.fPacketPending = true;
     }
     /// Word i of what has been answered.
     std::uint32_t Word(std::size_t i) const {
@@ -160,6 +166,80 @@ TEST_F(Frames, AFloodOfRequestsWaitsBehindTheHeldOne) {
     EXPECT_EQ(HandleFrame(stream), FrameResult::kNothing);
 }
 
+TEST_F(Frames, ARequestForTheSessionBringsAllPacketsAndTheEnd) {
+    Connect();
+    link.fInSession = true;
+    Feed(kTransactionRequest, std::string("session\0", 8));
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
+    for (int i = 1; i <= 3; ++i) {
+        Offer(i);
+        EXPECT_TRUE(AnswerWithPacket(stream));
+        EXPECT_FALSE(link.fPacketPending);
+        EXPECT_EQ(Word(1), sizeof(PacketHeader) + static_cast<std::uint32_t>(i));
+        EXPECT_TRUE(HasMoreCome(stream)) << "the next packet may join it";
+        stream.Out.clear();
+    }
+    EXPECT_FALSE(AnswerWithPacket(stream)) << "none is pending";
+    AnswerIdle(stream);
+    EXPECT_EQ(stream.Out.size(), kFrameHead + 4);
+    EXPECT_EQ(Word(2), 0u);
+    EXPECT_FALSE(HasMoreCome(stream));
+    Offer(1);
+    EXPECT_FALSE(AnswerWithPacket(stream)) << "it ends with its session";
+}
+
+TEST_F(Frames, WhatBelongsToTheNextSessionWaitsForTheEndOfThisOne) {
+    const std::string sPacket(sizeof(PacketHeader), '\0');
+    const std::pair<std::uint32_t, std::string> frames[] = {
+        {kTransactionPoke, std::string("Packets\0", 8) + sPacket},
+        {kTransactionExecute, std::string("[reset]\0", 8)},
+        {kTransactionRequest, std::string("Session\0", 8)},
+        {kTransactionRequest, std::string("Packet\0", 7)},
+    };
+    for (const auto& [nCode, sBody] : frames) {
+        stream = FrameStream{};
+        link.fConversation = false;
+        Connect();
+        link.fInSession = true;
+        Feed(kTransactionRequest, std::string("Session\0", 8));
+        Feed(nCode, sBody);
+        EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
+        EXPECT_TRUE(IsBlocked(stream)) << nCode;
+        EXPECT_EQ(HandleFrame(stream), FrameResult::kNothing) << nCode;
+        AnswerIdle(stream);
+        link.fInSession = false;
+        EXPECT_FALSE(IsBlocked(stream)) << nCode;
+        EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled) << nCode;
+    }
+}
+
+TEST_F(Frames, ADemandedPokeAndAFarewellDoNotWaitBehindARequestForTheSession) {
+    Connect();
+    link.fInSession = link.fAwaitingPoke = true;
+    Feed(kTransactionRequest, std::string("Session\0", 8));
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
+    Feed(kTransactionPoke, std::string("Packet\0", 7).append(20, '\0'));
+    Feed(kTransactionDisconnect, "");
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kHandled);
+    EXPECT_EQ(Word(2), static_cast<std::uint32_t>(kAcknowledged));
+    EXPECT_EQ(HandleFrame(stream), FrameResult::kClosed);
+}
+
+TEST_F(Frames, PacketsOfASessionWaitForRoomAndTakeNoMemory) {
+    ASSERT_TRUE(MakeRoom(stream, 0));
+    const auto* pOut = stream.Out.data();
+    stream.fRequestHeld = stream.fAllAsked = true;
+    int nAnswered = 0;
+    for (Offer(kMaxPayload); AnswerWithPacket(stream); Offer(kMaxPayload)) ++nAnswered;
+    EXPECT_EQ(nAnswered, 1);
+    EXPECT_TRUE(link.fPacketPending) << "it is kept";
+    AnswerIdle(stream);
+    EXPECT_EQ(stream.Out.data(), pOut);
+    stream.fRequestHeld = stream.fAllAsked = true;
+    stream.Out.clear();
+    EXPECT_TRUE(AnswerWithPacket(stream));
+}
+
 TEST_F(Frames, PokeAndDisconnectPassAHeldRequest) {
     Connect();
     link.fInSession = link.fAwaitingPoke = true;
@@ -217,14 +297,14 @@ TEST_F(Frames, ForgettingLeavesTheRoom) {
     const std::size_t nRoom = Room(stream);
     Connect();
     Feed(kStrange, "abc");
-    stream.fRequestHeld = true;
+    stream.fRequestHeld = stream.fAllAsked = true;
     stream.nOutSent = 3;
     Forget(stream);
     EXPECT_EQ(Room(stream), nRoom);
     EXPECT_EQ(HandleFrame(stream), FrameResult::kNothing);
     EXPECT_TRUE(stream.Out.empty());
     EXPECT_EQ(stream.nOutSent, 0u);
-    EXPECT_FALSE(stream.fRequestHeld);
+    EXPECT_FALSE(stream.fRequestHeld || stream.fAllAsked);
 }
 
 TEST_F(Frames, PacketsAheadAreKeptForTheNextSession) {
