@@ -126,24 +126,10 @@ class Backend:
         lead = job.settings.leader()
         if lead is not None:
             return lead(self, job, on_event, time_limit, task)
-        began = time.monotonic()
-        builder = ResultBuilder(job, task)
-        stream = self._stream(job, time_limit, on_event is None)
-        try:
-            for event in stream:
-                builder.add(event)
-                if on_event is not None:
-                    on_event(event)
-        except (OrbitraxError, KeyboardInterrupt) as error:
-            error.partial = builder.whole  # type: ignore[union-attr]
-            raise
-        finally:
-            stream.close()
-            builder.result.wall_seconds = builder.whole.wall_seconds = time.monotonic() - began
-        if not builder.has_values:
-            raise builder.refusal()
-        self._last = (job, builder.result)
-        return builder.result
+        result = gathered(ResultBuilder(job, task),
+                          self._stream(job, time_limit, on_event is None), on_event)
+        self._last = (job, result)
+        return result
 
     def stream(self, job: Job, time_limit: float | None = None
                ) -> Generator[Event, None, None]:
@@ -157,17 +143,13 @@ class Backend:
                 ) -> Generator[Event, None, None]:
         """The same; quiet: the backend need not tell each cycle of an SCF."""
         began = time.monotonic()
-        with self._reserved() as pokes:
+        with self.reserved() as pokes:
             self._last = None
             job.check(self.parameters(job.method))
             pokes += job_packets(job, quiet)
 
-            def reader(first: bool) -> SessionReader:
-                settings = job.settings
-                return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first,
-                                     settings.calc_kind, settings.ci == SINGLES)
-
-            yield from self._session(self._ensure_process(job), pokes, time_limit, reader, began)
+            yield from self._session(self._ensure_process(job), pokes, time_limit,
+                                     lambda first: _reader(job, first), began)
 
     def modes(self, masses: Sequence[float], time_limit: float | None = None) -> Modes:
         """The normal modes of the molecule that `run` ran last, with other masses for its atoms,
@@ -185,7 +167,7 @@ class Backend:
         job = self._last[0].replace(self._last[0].molecule.replace(masses=masses))
         words: list[str] = []
         found = None
-        with self._reserved() as pokes:
+        with self.reserved() as pokes:
             pokes += mode_packets(job)
             for event in self._session(self._holder(), pokes, time_limit,
                                        lambda first: ModeReader(len(job.molecule), first)):
@@ -211,7 +193,7 @@ class Backend:
             raise UsageError("there is nothing to plot: run a job on this backend first")
         job, result = self._last
         builder = GridBuilder(plot, frame, job, result)
-        with self._reserved() as pokes:
+        with self.reserved() as pokes:
             pokes += plot_packets(job, builder.plot, builder.frame)
             for event in self._session(self._holder(), pokes, time_limit, builder.reader):
                 builder.add(event)
@@ -261,7 +243,8 @@ class Backend:
 
     # ---- sessions -------------------------------------------------------------------------------
 
-    def _reserved(self) -> _Reserved:
+    def reserved(self) -> _Reserved:
+        """Keeps other threads out while it is entered; left by an error, the process is ended."""
         return _Reserved(self)
 
     def _session(self, running: Process, pokes: list[bytes], time_limit: float | None,
@@ -269,12 +252,9 @@ class Backend:
                  ) -> Iterator[Event]:
         """One session with a process. `make_reader` is told whether it is the first of its
         process. began: the moment of `time.monotonic()` from which its time counts."""
-        limit = self.time_limit if time_limit is None else time_limit
-        began = time.monotonic() if began is None else began
-        deadline = None if limit is None else began + limit
         link, first = running.link, running.first_session
         assert link is not None
-        link.deadline = deadline
+        link.deadline = self._deadline(time_limit, began)
         if first:
             assert self._method is not None
             pokes[:0] = table_packets(self.parameters(self._method))
@@ -286,6 +266,46 @@ class Backend:
                 pokes.clear()
             running.first_session = False
             yield from exchange(link, pokes, reader)
+        except LinkClosed:
+            raise self._post_mortem(running) from None
+
+    def _deadline(self, time_limit: float | None, began: float | None = None) -> float | None:
+        limit = self.time_limit if time_limit is None else time_limit
+        began = time.monotonic() if began is None else began
+        return None if limit is None else began + limit
+
+    # ---- sessions in a row ----------------------------------------------------------------------
+
+    def ahead(self, job: Job) -> bytes:
+        """What tells the process of a job while it computes another one; empty where it cannot be
+        told so. Raises InputError for a job that is refused."""
+        running = self._running
+        if (running is None or running.foreign or running.link is None or running.ended()
+                or not running.link.in_a_row or self._method != job.method
+                or job.settings.leader() is not None):
+            return b""
+        job.check(self.parameters(job.method))
+        return running.link.session(job_packets(job, True))
+
+    def tell(self, frames: bytes) -> None:
+        """Tells the process of jobs, which it computes in a row behind those that it knows; each is
+        then to be read by `told`."""
+        assert self._running is not None and self._running.link is not None
+        link, self._last = self._running.link, None
+        link.deadline = self._deadline(None)
+        try:
+            link.send_sessions(frames)
+        except LinkClosed:
+            pass  # whoever reads meets it again
+
+    def told(self, job: Job) -> Generator[Event, None, None]:
+        """The events of the first job that was told and has not been read."""
+        running = self._running
+        assert running is not None and running.link is not None
+        running.link.deadline = self._deadline(None)
+        try:
+            running.link.begin()
+            yield from exchange(running.link, [], _reader(job, False))
         except LinkClosed:
             raise self._post_mortem(running) from None
 
@@ -318,6 +338,33 @@ class Backend:
             return Cancelled("the calculation was cancelled")
         self._running = self._last = None
         return running.post_mortem()
+
+
+def gathered(builder: ResultBuilder, stream: Generator[Event, None, None],
+             on_event: Listener | None = None, began: float | None = None) -> Result:
+    """The result of a session from its events; began: when it did. Raises what `Backend.run`
+    raises."""
+    began = time.monotonic() if began is None else began
+    try:
+        for event in stream:
+            builder.add(event)
+            if on_event is not None:
+                on_event(event)
+    except (OrbitraxError, KeyboardInterrupt) as error:
+        error.partial = builder.whole  # type: ignore[union-attr]
+        raise
+    finally:
+        stream.close()
+        builder.result.wall_seconds = builder.whole.wall_seconds = time.monotonic() - began
+    if not builder.has_values:
+        raise builder.refusal()
+    return builder.result
+
+
+def _reader(job: Job, first: bool) -> SessionReader:
+    settings = job.settings
+    return SessionReader(len(job.molecule), job.uhf, job.eigenvectors, first, settings.calc_kind,
+                         settings.ci == SINGLES)
 
 
 class _Reserved:

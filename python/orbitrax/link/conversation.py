@@ -1,7 +1,8 @@
 """The packet link from the client's side: frames over a stream socket.
 
 A frame is two little-endian 32-bit words, transaction code and byte count, then the bytes. Every
-frame of ours is answered by one with the same code.
+frame of ours is answered by one with the same code, a request for a whole session by one for each
+of its packets and one for its end.
 """
 
 from __future__ import annotations
@@ -24,6 +25,7 @@ SERVICE = "qsolve"
 TOPIC = "CalcBackend"
 ITEM = b"Packet\0"
 ITEM_AHEAD = b"Packets\0"  # whole packets for the demands of the next session
+ITEM_SESSION = b"Session\0"  # all that the session has to send
 RESET = "[reset]"
 
 _SHUT_BOTH = 2  # socket.SHUT_RDWR
@@ -66,6 +68,8 @@ class Conversation:
         self._came, self._at = b"", 0  # what has come, and how much of it has been taken
         self._asked = 0  # requests that have not been answered
         self._takes_ahead: bool | None = None  # whether the backend takes packets before it demands
+        self._in_a_row: bool | None = None  # whether it sends a session's packets for one request
+        self._all_asked = False  # such a request has not had its last answer
 
     # ---- transactions ---------------------------------------------------------------------------
 
@@ -94,20 +98,24 @@ class Conversation:
         asked for at a time; more than one only where no poke will follow, which would have to wait
         behind them."""
         while True:
-            if 2 * self._asked < ahead:
+            if 2 * self._asked < ahead and not self._all_asked:
                 self._send(_REQUEST * (ahead - self._asked))
                 self._asked = ahead
             packet = self._whole_packet()
             if packet is not None:
                 return packet
             answer = self._answer(REQUEST)
-            self._asked -= 1
+            self._asked -= not self._all_asked
             if len(answer) == 4:
                 state = int.from_bytes(answer, "little")
                 if state == 0:
+                    if self._all_asked:
+                        self._all_asked, self._in_a_row = False, True
                     self._drop_answers()
                     return None
                 if state == 1:
+                    if self._all_asked:  # an old backend, which knows of no such request
+                        self._all_asked = self._in_a_row = False
                     continue
                 raise ProtocolError(f"the backend answered a request with state {state}")
             if len(answer) < HEADER_BYTES:
@@ -130,7 +138,7 @@ class Conversation:
         if (answered != REQUEST or count != HEADER_BYTES + length or length < 0
                 or count > _MAX_ANSWER or len(came) < end):
             return None
-        self._at, self._asked = end, self._asked - 1
+        self._at, self._asked = end, self._asked - (not self._all_asked)
         return Packet(kind, came[at + _PACKET.size:end])
 
     def _drop_answers(self) -> None:
@@ -177,14 +185,55 @@ class Conversation:
             self._send(frame)
             self._takes_ahead = self._word(POKE) == ACKNOWLEDGED
             self.execute()
+            self._ask_for_session(self._takes_ahead)
             return self._takes_ahead
+        if self._in_a_row:
+            self._send(frame + _RESET + _REQUEST_SESSION)
+            self.begin()
+            return True
         self._send(frame + _RESET + _REQUEST * AT_A_TIME)
         self._asked = AT_A_TIME
+        self._take_words()
+        return True
+
+    def _ask_for_session(self, wanted: bool) -> None:
+        """Tries whether the backend sends a whole session for one request; the first answer tells.
+        """
+        if wanted and self._in_a_row is None:
+            self._send(_REQUEST_SESSION)
+            self._all_asked = True
+
+    # ---- sessions in a row ----------------------------------------------------------------------
+
+    @property
+    def in_a_row(self) -> bool:
+        """Whether sessions may be sent one behind the other, before the first has ended."""
+        return bool(self._in_a_row)
+
+    @staticmethod
+    def session(packets: list[bytes]) -> bytes:
+        """The frames of a session in a row, from all its packets: what `send_sessions` takes. Empty
+        where they are too long to be sent so."""
+        data = ITEM_AHEAD + b"".join(packets)
+        return b"" if len(data) > _MOST_AHEAD else _frame(POKE, data) + _RESET + _REQUEST_SESSION
+
+    def send_sessions(self, frames: bytes) -> None:
+        """Sends sessions that are to run one behind the other, and behind those that have been sent
+        before. `begin` and `request` then read the first, up to its None, and so on."""
+        self._send(frames)
+
+    def begin(self) -> None:
+        """Reads how the next of the sessions that have been sent begins."""
+        self._all_asked = True
+        self._take_words()
+
+    def _take_words(self) -> None:
         if self._word(POKE) != ACKNOWLEDGED:
             raise OutOfMemory("the backend has no memory for the molecule")
         if self._word(EXECUTE) != ACKNOWLEDGED:
             raise ProtocolError(f"the backend did not acknowledge '{RESET}'")
-        return True
+
+    # ---- the end --------------------------------------------------------------------------------
 
     def disconnect(self) -> None:
         """Says goodbye, if the link still takes it, and closes the socket. Never raises."""
@@ -278,4 +327,5 @@ def _frame(code: int, body: bytes) -> bytes:
 
 
 _REQUEST, _RESET = _frame(REQUEST, ITEM), _frame(EXECUTE, RESET.encode() + b"\0")
+_REQUEST_SESSION = _frame(REQUEST, ITEM_SESSION)
 _END = _frame(REQUEST, bytes(4))  # the answer to a request behind the end of a session
