@@ -33,6 +33,7 @@ if TYPE_CHECKING:
     from orbitrax.backend import Backend
     from orbitrax.bridges.cclib import to_cclib
     from orbitrax.bulk.api import Record, batch, compute
+    from orbitrax.bulk.each import each
     from orbitrax.bulk.recipe import Recipe
     from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, Cancelled,
                                  ConnectRefused, InputError, Interrupted, LinkClosed, LinkError,
@@ -70,6 +71,7 @@ _HOMES = {
     "backend": "Backend",
     "bridges.cclib": "to_cclib",
     "bulk.api": "Record batch compute",
+    "bulk.each": "each",
     "bulk.recipe": "Recipe",
     "errors": "BackendDied BackendNotFound CalculationFailed Cancelled ConnectRefused InputError "
               "Interrupted LinkClosed LinkError MoleculeError NotConverged OrbitraxError "
@@ -108,7 +110,7 @@ __all__ = [
     "Molecule", "MoleculeError", "MonteCarlo", "NotConverged", "Optimize", "OrbitraxError",
     "OutOfMemory", "ParameterError", "Plot", "ProtocolError", "Recipe", "Record", "Restraint",
     "Result", "SettingError", "Stopped", "TimeLimitExceeded", "UsageError", "Vibrations",
-    "as_molecule", "batch", "box_around", "charges", "compute", "energy", "find_method",
+    "as_molecule", "batch", "box_around", "charges", "compute", "each", "energy", "find_method",
     "from_ase", "from_smiles", "optimize", "plane_through", "read_molecule", "run",
     "save_picture", "schema", "show", "slater_basis", "to_cclib", "write_cube", "write_molden",
 ]

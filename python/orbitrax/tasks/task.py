@@ -39,8 +39,22 @@ class Run:
         """Runs the task and returns its result, with the blocks that the task adds. Raises
         NotConverged for a result that is not to be believed; `partial` of an error is what there
         is."""
+        return self.completed(backend, lambda: backend.run(
+            self.job, self._listener(on_event), task=self.task.name), on_event)
+
+    @property
+    def is_one_job(self) -> bool:
+        """Whether it is its job and nothing else: it listens to no event and asks for no further
+        session."""
+        own = type(self)
+        return (own.execute is Run.execute and own.collect is Run.collect
+                and own.follow is Run.follow)
+
+    def completed(self, backend: Backend, calculate: Callable[[], Result],
+                  on_event: Listener | None = None) -> Result:
+        """The same with the result of the job from `calculate`."""
         try:
-            result = backend.run(self.job, self._listener(on_event), task=self.task.name)
+            result = calculate()
         except OrbitraxError as error:
             if error.partial is not None:
                 error.partial.blocks.update(self.block(error.partial))
