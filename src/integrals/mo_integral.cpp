@@ -81,10 +81,10 @@ void AddListPotential(const OneCentreList& list, const double* W, const double* 
     }
 }
 
-/// CNDO and INDO: what the integrals of an atom have beside its Coulomb integral.
-void AddCndoOneCentre(const ListedAtom& atom, const double* x, double* y) {
+/// CNDO and INDO: what the integrals of an atom have beside its Coulomb integral. dG1 and dF2,
+/// hartree, stand for the constants of CNDO.
+void AddCndoOneCentre(const ListedAtom& atom, double dG1, double dF2, const double* x, double* y) {
     if (atom.nElement < kLithium || !atom.HasP()) return;
-    double dG1 = kNoExchange, dF2 = kNoExchange;
     if (system.MethodId == kIndo) {
         const CindoRow& row = parameters.pCindoParams[atom.Row()];
         dG1 = kHartreePerEv * row.dSlaterG1;
@@ -192,7 +192,7 @@ void AddAtomProducts(const double* x, double* y) {
 void AddOneCentre(const ListedAtom& atom, const double* x, double* y) {
     switch (FamilyOf(system.MethodId)) {
         case Family::kCndo:
-            return AddCndoOneCentre(atom, x, y);
+            return AddCndoOneCentre(atom, kNoExchange, kNoExchange, x, y);
         case Family::kZindo:
             return AddZindoOneCentre(atom, x, y);
         case Family::kNddo:
@@ -213,6 +213,61 @@ void AddOtherAtoms(const double* vProduct, double* vPotential) {
             return AddAtomCharges(vProduct + nProducts, vPotential + nProducts);
         case Monopole::kNone:
             return AddAtomProducts(vProduct, vPotential);
+    }
+}
+
+/// The entry of the repulsion at two places and its mirror image.
+void SetBoth(int nSize, int i, int j, double d, double* m) {
+    Row(m, nSize, i)[j] = Row(m, nSize, j)[i] = d;
+}
+
+/// What the products of an atom repel each other by, from nFirst on: its potential of each.
+void FillOwnRepulsion(const ListedAtom& atom, int nSize, int nFirst, double* m) {
+    const int nProducts = ProductsOf(atom.nOrbitals);
+    double vUnit[kMostProducts] = {};
+    for (int t = 0; t < nProducts; ++t) {
+        vUnit[t] = 1.0;
+        double* y = Row(m, nSize, nFirst + t) + nFirst;
+        if (FamilyOf(system.MethodId) == Family::kCndo)
+            AddCndoOneCentre(atom, 0.0, 0.0, vUnit, y);
+        else
+            AddOneCentre(atom, vUnit, y);
+        vUnit[t] = 0.0;
+    }
+}
+
+/// The repulsion of the charges of the orbitals, or of the atoms in MINDO/3.
+void FillChargeRepulsion(int nSize, int nFirst, double* m) {
+    const int nAtoms = system.nSelected, n = setup.nOrbitals;
+    const bool fOwnBlock = FamilyOf(system.MethodId) == Family::kCndo;
+    for (int iA = 0; iA < nAtoms; ++iA)
+        for (int iB = 0; iB <= iA; ++iB) {
+            if (MonopolesOf(system.MethodId) == Monopole::kAtom) {
+                const int nBlock = BlockOf(integrals.pPairIndex.Data(), nAtoms, iA, iB);
+                if (nBlock != kNoBlock)
+                    SetBoth(nSize, nFirst + iA, nFirst + iB, integrals.pIntegrals[nBlock], m);
+                continue;
+            }
+            if (iA == iB && !fOwnBlock) continue;
+            const ListedAtom a = AtomAt(iA), b = AtomAt(iB);
+            for (int i = a.nFirst; i < a.nFirst + a.nOrbitals; ++i)
+                for (int k = b.nFirst; k < b.nFirst + b.nOrbitals; ++k)
+                    SetBoth(nSize, nFirst + i, nFirst + k,
+                            Row(integrals.pIntegrals.Data(), n, i)[k], m);
+        }
+}
+
+/// The repulsion of the products of one atom, from nFirst on, with those of all before it.
+void FillProductRepulsion(int iA, int nSize, int nFirst, double* m) {
+    const int nAtoms = system.nSelected, nA = ProductsOf(AtomAt(iA).nOrbitals);
+    for (int iB = 0, nPlaceB = 0; iB < iA; ++iB) {
+        const int nB = ProductsOf(AtomAt(iB).nOrbitals);
+        const int nBlock = BlockOf(integrals.pPairIndex.Data(), nAtoms, iA, iB);
+        for (int s = 0; s < nA && nB > 0 && nBlock != kNoBlock; ++s) {
+            const double* w = Row(integrals.pIntegrals.Data() + nBlock, nB, s);
+            for (int t = 0; t < nB; ++t) SetBoth(nSize, nFirst + s, nPlaceB + t, w[t], m);
+        }
+        nPlaceB += nB;
     }
 }
 
@@ -237,6 +292,45 @@ void FillMoProduct(const double* vA, const double* vB, double* vProduct) {
             if (monopole == Monopole::kAtom) vMonopole[nAtom] += a[i] * b[i];
         }
     }
+}
+
+void FillMoProducts(const double* vA, int nOthers, const double* mOthers, int nStepOthers,
+                    double* mProducts, int nStep) {
+    const Monopole monopole = MonopolesOf(system.MethodId);
+    double* x = mProducts;
+    double* mMonopole = Row(mProducts, nStep, Products());
+    for (int k = 0; k < Monopoles(); ++k) std::fill_n(Row(mMonopole, nStep, k), nOthers, 0.0);
+    for (int nAtom = 0; nAtom < system.nSelected; ++nAtom) {
+        const ListedAtom atom = AtomAt(nAtom);
+        const double* a = vA + atom.nFirst;
+        for (int i = 0; i < atom.nOrbitals; ++i) {
+            const double* bi = Row(mOthers, nStepOthers, atom.nFirst + i);
+            for (int j = 0; j < i; ++j, x += nStep) {
+                const double* bj = Row(mOthers, nStepOthers, atom.nFirst + j);
+                for (int k = 0; k < nOthers; ++k) x[k] = a[i] * bj[k] + a[j] * bi[k];
+            }
+            for (int k = 0; k < nOthers; ++k) x[k] = a[i] * bi[k];
+            if (monopole != Monopole::kNone) {
+                const bool fAtom = monopole == Monopole::kAtom;
+                double* y = Row(mMonopole, nStep, fAtom ? nAtom : atom.nFirst + i);
+                for (int k = 0; k < nOthers; ++k) y[k] += x[k];
+            }
+            x += nStep;
+        }
+    }
+}
+
+void FillMoRepulsion(double* mRepulsion) {
+    const int nSize = MoProductSize();
+    std::fill_n(mRepulsion, Row(mRepulsion, nSize, nSize) - mRepulsion, 0.0);
+    int nFirst = 0;
+    for (int i = 0; i < system.nSelected; ++i) {
+        const ListedAtom atom = AtomAt(i);
+        if (!atom.IsDummy()) FillOwnRepulsion(atom, nSize, nFirst, mRepulsion);
+        if (Monopoles() == 0) FillProductRepulsion(i, nSize, nFirst, mRepulsion);
+        nFirst += ProductsOf(atom.nOrbitals);
+    }
+    if (Monopoles() > 0) FillChargeRepulsion(nSize, nFirst, mRepulsion);
 }
 
 void FillMoPotential(const double* vProduct, double* vPotential) {

@@ -27,6 +27,16 @@ void FillMoProduct(const double* vA, const double* vB, double* vProduct);
 /// The potential of a product: what each entry of another one is to be multiplied with. Yields.
 void FillMoPotential(const double* vProduct, double* vPotential);
 
+/// The products of one orbital with nOthers ones, each a column of mProducts, MoProductSize() x
+/// nStep. Orbital k of the others is column k of mOthers, N x nStepOthers.
+void FillMoProducts(const double* vA, int nOthers, const double* mOthers, int nStepOthers,
+                    double* mProducts, int nStep);
+
+/// The repulsion of all entries, MoProductSize() x MoProductSize(): times a product it is the
+/// potential, but for what keeps states apart in CNDO, since it is what the SCF's electrons repel
+/// by.
+void FillMoRepulsion(double* mRepulsion);
+
 /// (ab|cd) by itself. vWork has 2 MoProductSize() entries. Yields.
 double MoIntegral(const double* vA, const double* vB, const double* vC, const double* vD,
                   double* vWork);

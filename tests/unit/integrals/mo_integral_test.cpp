@@ -70,6 +70,43 @@ TEST_P(MoIntegrals, AreTheSumsOverAllFourOrbitals) {
             << a << b << c << d;
 }
 
+/// Products of an orbital with several ones, each in a column, are those with each by itself.
+TEST_P(MoIntegrals, ProductsInColumnsAreThoseOfEachPair) {
+    const int n = MoProductSize(), nOrbitals = setup.nOrbitals;
+    const TestMatrix others = NaiveTransposed(mOrbitals);  // one a column
+    TestMatrix products(n, 5, 7.0);
+    FillMoProducts(Orbital(3), 3, others.Data() + 1, 4, products.Data() + 1, 5);
+    ASSERT_EQ(others.nRows, nOrbitals);
+    std::vector<double> product(static_cast<std::size_t>(n));
+    for (int k = 0; k < 3; ++k) {
+        FillMoProduct(Orbital(3), Orbital(1 + k), product.data());
+        for (int i = 0; i < n; ++i)
+            EXPECT_NEAR(products(i, 1 + k), product[static_cast<std::size_t>(i)], 1e-14);
+    }
+    for (int i = 0; i < n; ++i) EXPECT_TRUE(products(i, 0) == 7.0 && products(i, 4) == 7.0);
+}
+
+/// The repulsion of all entries, against the sums over all integrals between orbitals of atoms.
+TEST_P(MoIntegrals, RepulsionOfAllEntriesGivesThemToo) {
+    const AllIntegrals all;
+    const int n = MoProductSize();
+    TestMatrix repulsion(n, n, 7.0);
+    FillMoRepulsion(repulsion.Data());
+    // CNDO's own repulsion is without what keeps states apart: 1e-5 hartree times some products.
+    const double dError = GetParam() == kCndo ? 1e-4 : kRounding;
+    std::vector<double> x(static_cast<std::size_t>(n)), y(x);
+    for (const auto& [a, b, c, d] : {std::array{0, 1, 2, 3}, {0, 0, 1, 1}, {3, 1, 1, 1}}) {
+        FillMoProduct(Orbital(a), Orbital(b), x.data());
+        FillMoProduct(Orbital(c), Orbital(d), y.data());
+        double dSum = 0.0;
+        for (int i = 0; i < n; ++i)
+            dSum += x[static_cast<std::size_t>(i)] * Dot(n, Row(repulsion.Data(), n, i), y.data());
+        EXPECT_NEAR(dSum, all.Sum(Orbital(a), Orbital(b), Orbital(c), Orbital(d)), dError);
+    }
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j) EXPECT_EQ(repulsion(i, j), repulsion(j, i));
+}
+
 TEST_P(MoIntegrals, AreTheSameInAllTheirForms) {
     const double d = Integral(0, 1, 2, 3);
     EXPECT_GT(std::abs(d), 1e-3);
