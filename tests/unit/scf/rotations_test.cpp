@@ -128,9 +128,9 @@ TEST_F(Rotations, LowestCurvatureOfASmallMoleculeIsExact) {
                 EvaluateFock(job.electrons);
                 TakeOrbitals(job.electrons);
                 std::vector<double> direction(CountRotations(job.electrons));
-                const Curvature found = LowestCurvature(job.electrons, turn, 100, direction.data());
-                EXPECT_TRUE(found.fKnown);
-                EXPECT_NEAR(found.dLowest, dWhole, 1e-6)
+                const Curvature found = StateTest(job.electrons).Lowest(turn, direction.data());
+                EXPECT_TRUE(found.fLowest);
+                EXPECT_NEAR(found.dLowest, dWhole, kLowestError)
                     << nMethod << ' ' << places.size() << ' ' << (turn == Turn::kSame);
             }
 }

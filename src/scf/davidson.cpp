@@ -1,0 +1,103 @@
+#include "scf/davidson.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "algebra/diagonalise.h"
+#include "numeric/kernels.h"
+#include "numeric/row.h"
+#include "numeric/trace.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
+
+/// v -= the parts of v along all vectors of the space.
+void TakeOut(Space& space, double* v) {
+    double vParts[kMostVectors];
+    const double* b = space.mVectors.Data();
+    kernels->DotRows(space.nSize, space.nVectors, b, space.nSize, v, vParts);
+    for (int k = 0; k < space.nVectors; ++k) vParts[k] = -vParts[k];
+    kernels->AddRows(space.nSize, space.nVectors, b, space.nSize, vParts, v);
+}
+
+void Combine(const Space& space, const Array<double>& m, const double* vCoefficients, double* v) {
+    std::fill_n(v, space.nSize, 0.0);
+    kernels->AddRows(space.nSize, space.nVectors, m.Data(), space.nSize, vCoefficients, v);
+}
+
+}  // namespace
+
+Space::Space(int n) : nSize(n) {
+    for (Array<double>* m : {&mVectors, &mProducts})
+        m->Take(kMostVectors, static_cast<std::size_t>(n), kWork);
+    vDiagonal.Take(static_cast<std::size_t>(n), kWork);
+}
+
+double* Space::Vector(int i) {
+    return Row(mVectors.Data(), nSize, i);
+}
+
+double* Space::Product(int i) {
+    return Row(mProducts.Data(), nSize, i);
+}
+
+bool MakeNew(Space& space, double* v) {
+    const int n = space.nSize;
+    const double dBefore = std::sqrt(Dot(n, v, v));
+    if (!(dBefore > 0.0)) return false;
+    for (int nPass = 0; nPass < 2; ++nPass) TakeOut(space, v);
+    const double dLength = std::sqrt(Dot(n, v, v));
+    if (!(dLength > kDependent * dBefore)) return false;
+    for (int i = 0; i < n; ++i) v[i] /= dLength;
+    return true;
+}
+
+void CountVector(Space& space) {
+    const int i = space.nVectors++, n = space.nSize;
+    double vOfVector[kMostVectors], vOfProduct[kMostVectors];
+    kernels->DotRows(n, i + 1, space.mProducts.Data(), n, space.Vector(i), vOfVector);
+    kernels->DotRows(n, i + 1, space.mVectors.Data(), n, space.Product(i), vOfProduct);
+    for (int j = 0; j <= i; ++j) space.mInside[i][j] = 0.5 * (vOfVector[j] + vOfProduct[j]);
+}
+
+void SolveInside(const Space& space, Inside& inside) {
+    double mSmall[kMostVectors * kMostVectors];
+    const int m = space.nVectors;
+    for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
+    DiagonaliseQuickly(m, 0, std::min(m, 2), mSmall, inside.mTurn, inside.vValues);
+}
+
+RitzValue FindRoot(const Space& space, const Inside& inside, int nRoot, double* vVector,
+                   double* vResidual) {
+    const double* c = Row(inside.mTurn, space.nVectors, nRoot);
+    const double dValue = inside.vValues[nRoot];
+    Combine(space, space.mVectors, c, vVector);
+    Combine(space, space.mProducts, c, vResidual);
+    for (int i = 0; i < space.nSize; ++i) vResidual[i] -= dValue * vVector[i];
+    return {dValue, std::sqrt(Dot(space.nSize, vResidual, vResidual))};
+}
+
+void StartAnew(Space& space, double* vWork) {
+    Inside inside;
+    SolveInside(space, inside);
+    const int nKept = std::min(space.nVectors, 2), n = space.nSize;
+    for (Array<double>* m : {&space.mVectors, &space.mProducts}) {
+        for (int k = 0; k < nKept; ++k)
+            Combine(space, *m, Row(inside.mTurn, space.nVectors, k), Row(vWork, n, k));
+        std::copy_n(vWork, nKept * n, m->Data());
+    }
+    space.nVectors = 0;
+    for (int k = 0; k < nKept; ++k) CountVector(space);
+}
+
+void Precondition(const Space& space, double dValue, double dSmallest, double* vResidual) {
+    for (int i = 0; i < space.nSize; ++i) {
+        const double d = space.vDiagonal[i] - dValue;
+        vResidual[i] /= std::abs(d) < dSmallest ? std::copysign(dSmallest, d) : d;
+    }
+}
+
+}  // namespace qsolve

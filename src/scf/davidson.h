@@ -1,0 +1,64 @@
+#pragma once
+
+#include "link/memory.h"
+
+/// The steps of Davidson's method for the lowest eigenvalues of a symmetric matrix, here called the
+/// Hessian, of which products with vectors are known: E. R. Davidson, J. Comput. Phys. 17, 87
+/// (1975).
+
+namespace qsolve {
+
+/// Vectors of the subspace, at most; then it starts anew from its two lowest.
+constexpr int kMostVectors = 24;
+
+struct Space {
+    int nSize;                     ///< of the Hessian
+    int nVectors = 0;              ///< of the subspace
+    Array<double> mVectors = {};   ///< kMostVectors x nSize, orthonormal
+    Array<double> mProducts = {};  ///< the Hessian times each
+    Array<double> vDiagonal = {};  ///< of the Hessian, or something near it
+    /// The Hessian within the space; entry j of row i for j <= i.
+    double mInside[kMostVectors][kMostVectors] = {};
+
+    /// For a Hessian n x n. Fatal without memory.
+    explicit Space(int n);
+    /// Vector number i, and its product.
+    double* Vector(int i);
+    double* Product(int i);
+};
+
+/// Makes a vector orthogonal to those of the space and of unit length. False where little is left,
+/// and of what is no number.
+bool MakeNew(Space& space, double* v);
+
+/// Takes the vector behind the last one and its product into the Hessian within the space, and
+/// counts it.
+void CountVector(Space& space);
+
+/// The two lowest eigenvalues of the Hessian within the space, or the one that there is. Row k of
+/// mTurn, nVectors long, is the vector of number k.
+struct Inside {
+    double mTurn[kMostVectors * kMostVectors];
+    double vValues[kMostVectors];
+};
+
+/// Fills it for a space that has vectors.
+void SolveInside(const Space& space, Inside& inside);
+
+/// An eigenvalue of the Hessian within the space, and the length of what the Hessian itself leaves.
+struct RitzValue {
+    double dValue, dResidual;
+};
+
+/// Number nRoot, 0 or 1, from the lowest: its vector and residual, H v - value v.
+RitzValue FindRoot(const Space& space, const Inside& inside, int nRoot, double* vVector,
+                   double* vResidual);
+
+/// The two lowest vectors, and their products, in place of all. vWork, 2 nSize, is scratch.
+void StartAnew(Space& space, double* vWork);
+
+/// The residual over the difference of the diagonal and the eigenvalue, which is taken as no
+/// smaller than dSmallest.
+void Precondition(const Space& space, double dValue, double dSmallest, double* vResidual);
+
+}  // namespace qsolve
