@@ -156,8 +156,8 @@ GuardEnd RunCycles(Electrons& electrons, Stages& stages) {
 void TestState(Electrons& electrons) {
     Array<double> vDirection;
     vDirection.Take(CountRotations(electrons), kWork);
-    for (const Turn turn : {Turn::kSame, Turn::kSpinsApart})
-        LowestCurvature(electrons, turn, kMostProducts, vDirection.Data());
+    StateTest test(electrons);
+    for (const Turn turn : {Turn::kSame, Turn::kSpinsApart}) test.Lowest(turn, vDirection.Data());
     FillDensities(electrons);
 }
 

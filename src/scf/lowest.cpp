@@ -33,7 +33,6 @@ constexpr int kStallAfter = 40;  ///< cycles, then a descent takes over
 constexpr double kLower = 1e-4;  ///< kcal/mol by which a state has to be lower
 constexpr double kClearlyNegative =
     -0.01;                                 ///< curvature, eV; rotations of an atom as a whole are 0
-constexpr int kMostProducts = 150;         ///< of a test
 constexpr int kMostFollowed = 6;           ///< instabilities, one after the other
 constexpr double kRoughCommutator = 0.05;  ///< eV, where the cycles take over from a descent
 constexpr double kRoughPart = 0.05;        ///< and of the curvature that it leaves, at most
@@ -216,8 +215,8 @@ StateFound Judge(const Curvature& found, StateFound unstable) {
 void TestState(Search& search, Array<double>& vDirection) {
     Electrons& electrons = search.electrons;
     ScfEnd& word = search.Word;
-    const Curvature same =
-        LowestCurvature(electrons, Turn::kSame, kMostProducts, vDirection.Data());
+    StateTest test(electrons);
+    const Curvature same = test.Lowest(Turn::kSame, vDirection.Data());
     word.dInternal = same.dLowest;
     word.nFound = Judge(same, kUnstable);
     word.nAllCycles += same.nProducts;
@@ -225,8 +224,7 @@ void TestState(Search& search, Array<double>& vDirection) {
     if (fClosed && word.nFound != kUnstable) {
         Array<double> vApart;
         vApart.Take(vDirection.Size(), kWork);
-        const Curvature apart =
-            LowestCurvature(electrons, Turn::kSpinsApart, kMostProducts, vApart.Data());
+        const Curvature apart = test.Lowest(Turn::kSpinsApart, vApart.Data());
         word.dSpins = apart.dLowest;
         word.nAllCycles += apart.nProducts;
         if (word.nFound == kStable) word.nFound = Judge(apart, kUnstableToSpins);

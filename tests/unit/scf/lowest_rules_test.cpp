@@ -18,6 +18,14 @@ namespace {
 
 constexpr double kNeverMet = 1e-30;  ///< eV, a limit of the commutator
 
+/// Five molecules of water in a row: 200 rotations.
+std::vector<Place> RowOfWater() {
+    std::vector<Place> places;
+    for (int i = 0; i < 5; ++i)
+        for (const Place& p : kWaterPlaces) places.push_back({p.nElement, p.x, p.y, p.z + 3.0 * i});
+    return places;
+}
+
 /// When the cycles of FindLowestState end, and what they say of it.
 class LowestRules : public FreshState {
   protected:
@@ -145,30 +153,32 @@ TEST_F(LowestRules, SpinsApartAreAStartOfTheirOwn) {
               1);
 }
 
-/// Within the kind first, then, for closed shells that are stable there, towards unequal spins. The
-/// Fock matrices of both tests are counted.
+/// Within the kind first, then, for closed shells that are stable there, towards unequal spins.
+/// Few rotations take no Fock matrix; those of the tests of many are counted.
 TEST_F(LowestRules, StatesAreTestedWithinTheirKindAndClosedShellsForSpins) {
-    for (const JobScript& script : Kinds(5)) {
+    std::vector<JobScript> scripts = Kinds(5);
+    scripts.push_back(Molecule(5, RowOfWater()));
+    for (const JobScript& script : scripts) {
         const bool fClosed = script.Options.nMultiplicity == 1;
+        const bool fMany = &script == &scripts.back();
         int nProducts = 0;
-        {
+        if (fMany) {
             GuardedJob job(script);
             job.Converge();
             std::vector<double> direction(CountRotations(job.electrons));
             for (const Turn turn : {Turn::kSame, Turn::kSpinsApart}) {
-                if (turn == Turn::kSpinsApart && !fClosed) continue;
                 nProducts += LowestCurvature(job.electrons, turn, 150, direction.data()).nProducts;
                 FillDensities(job.electrons);
                 EvaluateFock(job.electrons);
             }
+            EXPECT_GT(nProducts, 5);
         }
         const ScfEnd& end = Run(script, {.fGuarded = 1, .nStability = kTestStability}, 100);
         EXPECT_EQ(end.nFound, kStable);
         EXPECT_GT(end.dInternal, 0.0);
         EXPECT_EQ(end.dSpins > 0.0, fClosed);
         // Davidson's method may take one more or less from a state that is converged less sharply.
-        EXPECT_NEAR(end.nAllCycles - end.nCycles, nProducts, 2);
-        EXPECT_GT(nProducts, 5);
+        EXPECT_NEAR(end.nAllCycles - end.nCycles, nProducts, fMany ? 2 : 0);
     }
     const JobScript twoWays = Spins(Molecule(1, {{7, 0, 0, 0}, {7, 1.7, 0.1, 0.2}}), 0, 1, false);
     EXPECT_EQ(Run(twoWays, {.fGuarded = 1, .nStability = kTestStability}, 100).nFound, kUnstable);
