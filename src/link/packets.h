@@ -282,23 +282,30 @@ enum StateFound : int {
     kNotDecided = 4,       ///< the test did not come to an end
 };
 
+/// What is known of the two curvatures of a state.
+enum CurvatureBits : int {
+    kInternalShown = 1,  ///< the one within the kind is shown to be the lowest
+    kSpinsTested = 2,    ///< there is one towards unequal spins
+    kSpinsShown = 4,     ///< and it is shown to be the lowest
+};
+
 /// The last word about an SCF of guarded cycles. Curvatures are second derivatives of the energy by
 /// the length of a rotation of orbitals, eV.
 struct ScfEnd {
-    int fGuarded = 0;    ///< guarded cycles have run; else the rest is 0
-    int fConverged = 0;  ///< energy and commutator have come below their limits
-    int nCycles = 0;     ///< Fock matrices built for the state that is reported
-    int nAllCycles = 0;  ///< and for all starts, descents and tests together
-    int fAufbau = 0;     ///< the lowest levels are the occupied ones
-    int fDescended = 0;  ///< the cycles stalled, and a descent ended them
-    int nStarts = 0;     ///< starts that have been tried
-    int nLowered = 0;    ///< times that a start or a descent found a lower state
-    int nFound = 0;      ///< StateFound
-    int nUnused36 = 0;
+    int fGuarded = 0;        ///< guarded cycles have run; else the rest is 0
+    int fConverged = 0;      ///< energy and commutator have come below their limits
+    int nCycles = 0;         ///< Fock matrices built for the state that is reported
+    int nAllCycles = 0;      ///< and for all starts, descents and tests together
+    int fAufbau = 0;         ///< the lowest levels are the occupied ones
+    int fDescended = 0;      ///< the cycles stalled, and a descent ended them
+    int nStarts = 0;         ///< starts that have been tried
+    int nLowered = 0;        ///< times that a start or a descent found a lower state
+    int nFound = 0;          ///< StateFound
+    int nCurvatures = 0;     ///< CurvatureBits
     double dDifference = 0;  ///< last change of the energy, kcal/mol
     double dCommutator = 0;  ///< largest element of F P - P F, eV
-    double dInternal = 0;    ///< lowest curvature within the kind of state
-    double dSpins = 0;       ///< lowest one towards unequal spins; restricted closed shells only
+    double dInternal = 0;    ///< lowest curvature within the kind of state, or one above it
+    double dSpins = 0;       ///< the same towards unequal spins; restricted closed shells only
 };
 static_assert(sizeof(ScfEnd) == 72);
 static_assert(offsetof(ScfEnd, dDifference) == 40);

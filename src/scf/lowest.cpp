@@ -218,6 +218,8 @@ void TestState(Search& search, Array<double>& vDirection) {
     StateTest test(electrons);
     const Curvature same = test.Lowest(Turn::kSame, vDirection.Data());
     word.dInternal = same.dLowest;
+    word.dSpins = 0.0;
+    word.nCurvatures = same.fLowest ? kInternalShown : 0;
     word.nFound = Judge(same, kUnstable);
     word.nAllCycles += same.nProducts;
     const bool fClosed = electrons.nSets == 1 && setup.nOccupied == setup.nDoublyOcc;
@@ -226,6 +228,7 @@ void TestState(Search& search, Array<double>& vDirection) {
         vApart.Take(vDirection.Size(), kWork);
         const Curvature apart = test.Lowest(Turn::kSpinsApart, vApart.Data());
         word.dSpins = apart.dLowest;
+        word.nCurvatures |= kSpinsTested | (apart.fLowest ? kSpinsShown : 0);
         word.nAllCycles += apart.nProducts;
         if (word.nFound == kStable) word.nFound = Judge(apart, kUnstableToSpins);
     }

@@ -11,6 +11,7 @@ from test_cli import orbitrax
 
 import orbitrax as package
 from orbitrax import METHODS, Backend, Job, Molecule, NotConverged, from_ase, read_molecule
+from orbitrax.results.text import summary
 from orbitrax.session.scf_section import scf_section
 
 
@@ -44,6 +45,27 @@ def test_a_state_that_is_no_minimum_is_not_done(backend):
     assert caught.value.partial.blocks["scf"]["state"] == "unstable"
     allowed = package.run(job.molecule, "am1", multiplicity=3, rhf=True, allow_unconverged=True)
     assert allowed.blocks["scf"]["lowest_curvature_ev"] < 0
+
+
+def test_a_curvature_is_the_lowest_or_said_to_be_a_bound():
+    small = package.energy(of_g2("CH3CH2OH"), "am1")  # 10 occupied and 8 empty levels
+    scf = small.blocks["scf"]
+    assert scf["lowest_curvature_exact"] is scf["spin_curvature_exact"] is True
+    told = f"curvature {scf['lowest_curvature_ev']:.3f} eV, to unequal spins "
+    assert told in " ".join(summary(small))
+    large = package.energy(of_g2("C6H6"), "pm3")  # 15 and 15
+    scf = large.blocks["scf"]
+    assert scf["lowest_curvature_exact"] is scf["spin_curvature_exact"] is False
+    told = " ".join(summary(large)).split("curvature at most ")[1].split(" eV")[0]
+    assert 0 <= float(told) - scf["lowest_curvature_ev"] <= 0.001
+
+
+def test_a_curvature_towards_unequal_spins_is_that_of_a_closed_shell_alone():
+    radical = package.energy(of_g2("CH3"), "am1").blocks["scf"]
+    mean = package.energy(of_g2("CH2_s1A1d"), "am1", next_lowest=True).blocks["scf"]
+    for scf in (radical, mean):
+        assert scf["lowest_curvature_exact"] is True
+        assert scf["spin_curvature_ev"] is scf["spin_curvature_exact"] is None
 
 
 def test_a_search_that_follows_an_excited_state_is_not_done():

@@ -72,7 +72,7 @@ RESULTS = (
     Section("modes", 9, 9, read=read_mode_rows),
     Section("state", 6, 6, (
         *_numbers("guarded", "converged", "cycles", "all_cycles", "aufbau", "descended", "starts",
-                  "lowered", "found", "unused", code="i"),
+                  "lowered", "found", "curvatures", code="i"),
         *_numbers("difference", "commutator", "internal", "spins"))),
 )
 _BY_KIND = {row.kind: row for row in RESULTS}

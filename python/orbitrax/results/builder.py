@@ -11,6 +11,7 @@ from orbitrax.job import SEARCHES
 from orbitrax.link import events
 from orbitrax.results.result import Result
 from orbitrax.results.states import from_rows
+from orbitrax.results.text import curvature
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -43,6 +44,7 @@ _LARGE_CI = "A large CI matrix must be calculated"
 # What the test of the state has found, by number.
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
 _STABLE, _OF_THE_MEAN = STATES[1], "minimum of the mean"
+_INTERNAL_SHOWN, _SPINS_TESTED, _SPINS_SHOWN = 1, 2, 4  # of the word of the curvatures
 
 _USUAL = frozenset((2.0, 0.0, 1.0))  # occupancies
 _NO_LABELS = frozenset(("", "?"))
@@ -191,7 +193,7 @@ class ResultBuilder:
     def _take_state(self, state: dict[str, Any]) -> None:
         """The last word about the SCF; what would not be believed without it is a warning."""
         found = STATES[state["found"]] if 0 <= state["found"] < len(STATES) else "not decided"
-        tested = found != STATES[0]
+        tested, known = found != STATES[0], state["curvatures"]
         if found == _STABLE and self._half_filled:
             found = _OF_THE_MEAN
         self.result.blocks["scf"] = {
@@ -201,7 +203,9 @@ class ResultBuilder:
             "descended": bool(state["descended"]), "starts": state["starts"],
             "lowered": state["lowered"], "state": found,
             "lowest_curvature_ev": state["internal"] if tested else None,
-            "spin_curvature_ev": state["spins"] if tested and self._closed else None}
+            "lowest_curvature_exact": bool(known & _INTERNAL_SHOWN) if tested else None,
+            "spin_curvature_ev": state["spins"] if known & _SPINS_TESTED else None,
+            "spin_curvature_exact": bool(known & _SPINS_SHOWN) if known & _SPINS_TESTED else None}
         self.result.state_remarks = state_remarks(self.result.blocks["scf"])
 
     @property
@@ -280,10 +284,10 @@ def state_remarks(scf: dict[str, Any]) -> list[str]:
     remarks = []
     if scf["state"] == "unstable":
         remarks.append("the electrons are in a state beside which a lower one lies (lowest "
-                       f"curvature {scf['lowest_curvature_ev']:.3f} eV): an excited state")
+                       f"curvature {curvature(scf, 'lowest')}): an excited state")
     if scf["state"] == "unstable to unequal spins":
         remarks.append("the closed shell is unstable: a state with unequal spins lies lower "
-                       f"(lowest curvature {scf['spin_curvature_ev']:.3f} eV); see --uhf")
+                       f"(lowest curvature {curvature(scf, 'spin')}); see --uhf")
     if not scf["aufbau"]:
         remarks.append("the occupied levels are not the lowest ones, which may be an excited state")
     return remarks

@@ -2,11 +2,15 @@
 
 from __future__ import annotations
 
+import math
+
 from orbitrax.methods import find_method
 from orbitrax.units import REPORT_HARTREE_PER_KCAL
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from typing import Any
+
     from orbitrax.results.result import Result
 
 _DIGITS = 7  # of a number of single precision
@@ -113,6 +117,15 @@ def _scf(result: Result) -> list[str]:
                         f"{counted(result.scf_iterations, 'iteration')}"), *_state(result)]
 
 
+def curvature(scf: dict[str, Any], which: str) -> str:
+    """A curvature of a state in words, "lowest" or "spin": what was not shown to be the lowest is
+    as good as a bound, and is rounded up."""
+    value = scf[f"{which}_curvature_ev"]
+    if scf.get(f"{which}_curvature_exact"):
+        return f"{round(value, 3) + 0.0:.3f} eV"
+    return f"at most {math.ceil(value * 1000) / 1000 + 0.0:.3f} eV"
+
+
 def _state(result: Result) -> list[str]:
     """What is known of the state, and how."""
     scf = result.blocks.get("scf")
@@ -122,9 +135,9 @@ def _state(result: Result) -> list[str]:
     if scf["starts"] > 1:
         known.append(f"lowest of {scf['starts']} starts")
     if scf["state"] != "not tested":
-        known.append(f"curvature {scf['lowest_curvature_ev']:.3f} eV")
+        known.append(f"curvature {curvature(scf, 'lowest')}")
     if scf["spin_curvature_ev"] is not None:
-        known.append(f"to unequal spins {scf['spin_curvature_ev']:.3f} eV")
+        known.append(f"to unequal spins {curvature(scf, 'spin')}")
     state = "not tested" if scf["state"] == "not tested" else scf["state"]
     return [line("State", ", ".join([f"{state:>18}", *known]))] if known else []
 

@@ -10,7 +10,7 @@ from __future__ import annotations
 from orbitrax.errors import CalculationFailed, NotConverged, OrbitraxError
 from orbitrax.job import Job, JobSettings
 from orbitrax.results.states_text import states_lines, states_table
-from orbitrax.results.text import summary, unconverged_scfs
+from orbitrax.results.text import curvature, summary, unconverged_scfs
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -199,7 +199,7 @@ def judge_state(result: Result) -> None:
     if scf is not None and scf["state"] == "unstable":
         raise NotConverged(
             f"the SCF converged to a state that is no minimum (lowest curvature "
-            f"{scf['lowest_curvature_ev']:.3f} eV), and a lower one was not reached; try --uhf, "
+            f"{curvature(scf, 'lowest')}), and a lower one was not reached; try --uhf, "
             "another --multiplicity, or --stability follow")
 
 

@@ -177,12 +177,15 @@ TEST_F(LowestRules, StatesAreTestedWithinTheirKindAndClosedShellsForSpins) {
         EXPECT_EQ(end.nFound, kStable);
         EXPECT_GT(end.dInternal, 0.0);
         EXPECT_EQ(end.dSpins > 0.0, fClosed);
+        EXPECT_EQ(end.nCurvatures, (fMany ? 0 : kInternalShown) | (fClosed ? kSpinsTested : 0) |
+                                       (fClosed && !fMany ? kSpinsShown : 0));
         // Davidson's method may take one more or less from a state that is converged less sharply.
         EXPECT_NEAR(end.nAllCycles - end.nCycles, nProducts, fMany ? 2 : 0);
     }
     const JobScript twoWays = Spins(Molecule(1, {{7, 0, 0, 0}, {7, 1.7, 0.1, 0.2}}), 0, 1, false);
     EXPECT_EQ(Run(twoWays, {.fGuarded = 1, .nStability = kTestStability}, 100).nFound, kUnstable);
     EXPECT_EQ(scf.End.dSpins, 0.0);
+    EXPECT_EQ(scf.End.nCurvatures, kInternalShown) << "nothing is said of the spins";
 }
 
 }  // namespace
