@@ -1,8 +1,9 @@
 """The search for a minimum: quasi-Newton steps in internal coordinates.
 
-The Hessian is the model's, in internal coordinates, improved by the BFGS formula with what the last
-steps have shown. It is carried over to the positions, where the step is found, and the step is bent
-until the internal coordinates change by what it says: a group turns instead of flying off.
+The Hessian is the model's, in internal coordinates, or one that is known, improved by the BFGS
+formula with what the last steps have shown. It is carried over to the positions, where the step is
+found, and the step is bent until the internal coordinates change by what it says: a group turns
+instead of flying off.
 
 C. Peng, P. Y. Ayala, H. B. Schlegel, M. J. Frisch, J. Comput. Chem. 17, 49 (1996).
 """
@@ -18,6 +19,7 @@ from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.constraints import Constraint, Held
 from orbitrax.minimise.factored import Factored
 from orbitrax.minimise.internals import Internals
+from orbitrax.minimise.known import beyond_model
 from orbitrax.minimise.model import force_constants
 
 EnergyAndGradient = Callable[[Array], "tuple[float, Array]"]
@@ -129,6 +131,7 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
              frozen: tuple[int, ...] = (), constraints: tuple[Constraint, ...] = (),
              links: list[tuple[int, int]] | None = None,
              springs: dict[tuple[int, ...], float] | None = None,
+             hessian: Array | None = None,
              on_step: Callable[[Stage], None] | None = None) -> Minimum:
     """The nearest minimum downhill.
 
@@ -138,18 +141,21 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
     what the link carries. frozen: atoms that stay where they are, indices from 0. constraints: what
     is held exactly; ValueError where that cannot be. links: pairs whose distance matters though
     they are not bonded. springs: what the energy has of its own that is stiff, by the two, three or
-    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. on_step: called where the
-    search begins and after each step.
+    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. hessian: about what it is
+    where the search begins, springs left out, 3n x 3n in kcal/(mol square Angstrom). on_step:
+    called where the search begins and after each step.
     """
     springs = springs or {}
     internals = Internals(positions, bonds, [*(links or []), *springs])
     stiffness = force_constants(internals, np.asarray(numbers), positions)
+    known = (None if hessian is None else
+             beyond_model(hessian, internals.slopes(positions), stiffness, _FLOOR))
     for atoms, constant in springs.items():
         place = internals.place(atoms)
         if place is not None:
             stiffness[place] += constant
     search = _Search(energy_and_gradient, positions, internals, stiffness,
-                     Held(len(positions), frozen, constraints))
+                     Held(len(positions), frozen, constraints), known)
     number = 0
     while True:
         step = search.newton_step()
@@ -178,9 +184,11 @@ class _Search:
     """The search from one step to the next."""
 
     def __init__(self, function: EnergyAndGradient, positions: Array, internals: Internals,
-                 stiffness: Array, held: Held):
+                 stiffness: Array, held: Held, known: tuple[Array, Array] | None = None):
         self._function, self._held = function, held
         self._internals, self._stiffness = internals, stiffness
+        nothing = np.zeros((len(stiffness), 0))
+        self._known = known or (nothing, nothing)  # added to the model, and taken away
         self._pairs: list[tuple[Array, Array]] = []  # steps, and changes of the forces
         self._trust = _FIRST_TRUST
         self.energies = 0
@@ -298,13 +306,15 @@ class _Search:
         del self._pairs[:-_MEMORY]
 
     def _corrections(self) -> list[tuple[int, Array]]:
-        """What BFGS adds to the model: vectors, coordinates x steps, whose outer products are added
-        (+1) or taken away (-1). A change of the forces that would make the Hessian indefinite is
-        mixed with the expected one (M. J. D. Powell, 1978)."""
-        size = (len(self._stiffness), len(self._pairs))
-        added, taken = np.zeros(size), np.zeros(size)
+        """What is added to the model: vectors, coordinates x any number, whose outer products are
+        added (+1) or taken away (-1): those of a known Hessian first, then what BFGS adds. A change
+        of the forces that would make the Hessian indefinite is mixed with the expected one (M. J.
+        D. Powell, 1978)."""
+        start = [known.shape[1] for known in self._known]
+        added, taken = (np.hstack([known, np.zeros((len(known), len(self._pairs)))])
+                        for known in self._known)
         for k, (step, change) in enumerate(self._pairs):
-            a, t = added[:, :k], taken[:, :k]
+            a, t = added[:, :start[0] + k], taken[:, :start[1] + k]
             expected = self._stiffness * step + a @ (step @ a) - t @ (step @ t)
             curvature, model = float(step @ change), float(step @ expected)
             if not model > _NO_CURVATURE:
@@ -313,8 +323,8 @@ class _Search:
                 share = 0.8 * model / (model - curvature)
                 change = share * change + (1 - share) * expected
                 curvature = 0.2 * model
-            added[:, k] = change / np.sqrt(curvature)
-            taken[:, k] = expected / np.sqrt(model)
+            added[:, start[0] + k] = change / np.sqrt(curvature)
+            taken[:, start[1] + k] = expected / np.sqrt(model)
         return [(1, added), (-1, taken)]
 
 
