@@ -29,6 +29,7 @@ from orbitrax.atomic_charges import conformers  # noqa: E402
 from orbitrax.atomic_charges.batch import Failure, assign_all  # noqa: E402
 from orbitrax.atomic_charges.settings import ChargeSettings  # noqa: E402
 from orbitrax.atomic_charges.structure import kekule_form  # noqa: E402
+from orbitrax.molecules import force_field  # noqa: E402
 
 SHOWN, OTHERS = 0.01, 12
 PAGE = ROOT / "docs" / "charges-reference.md"
@@ -57,7 +58,7 @@ def other_conformers(reference):
     form = kekule_form(reference.mol)
     Chem.SanitizeMol(form)
     found = conformers.embedded(form, OTHERS)
-    return found, [conformers.relaxed(form, positions)[0] for positions in found]
+    return found, [force_field.relaxed(form, positions)[0] for positions in found]
 
 
 def nearest_conformer(references):

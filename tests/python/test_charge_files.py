@@ -13,11 +13,12 @@ from rdkit import Chem, RDLogger
 
 from orbitrax.atomic_charges import writers
 from orbitrax.atomic_charges.assign import Charges
-from orbitrax.atomic_charges.conformers import embedded, relaxed
+from orbitrax.atomic_charges.conformers import embedded
 from orbitrax.atomic_charges.mol2 import sybyl_type
 from orbitrax.atomic_charges.reading import from_smiles, read_molecules
 from orbitrax.atomic_charges.rounding import rounded
 from orbitrax.errors import MoleculeError, UsageError
+from orbitrax.molecules.force_field import relaxed
 
 RDLogger.DisableLog("rdApp.*")
 DRUGLIKE = support.ROOT / "tests" / "reference" / "druglike.smi"

@@ -5,11 +5,12 @@ import pytest
 import support  # noqa: F401  (the package from the checkout)
 
 from rdkit import Chem
-from rdkit.Chem import rdMolTransforms
+from rdkit.Chem import AllChem, rdMolTransforms
 
 from orbitrax.atomic_charges import conformers
 from orbitrax.atomic_charges.connectivity import changes
 from orbitrax.atomic_charges.restraints import held_distances, held_torsions
+from orbitrax.molecules import force_field
 from orbitrax.molecules.restraints import parse_restraint
 
 
@@ -25,8 +26,51 @@ def test_the_same_molecule_has_the_same_conformers():
 
 def test_the_lowest_of_several_conformers_is_not_above_the_first():
     mol = molecule("OCCCO")
-    first = conformers.relaxed(mol, conformers.embedded(mol, 1)[0])[1]
-    assert conformers.relaxed(mol, conformers.lowest(mol, 8))[1] <= first + 1e-4
+    first = force_field.relaxed(mol, conformers.embedded(mol, 1)[0])[1]
+    assert force_field.relaxed(mol, conformers.lowest(mol, 8))[1] <= first + 1e-4
+
+
+def test_the_hessian_of_the_force_field_is_the_second_difference_of_its_energy():
+    mol = molecule("CO")
+    positions = force_field.relaxed(mol, conformers.embedded(mol, 1)[0])[0] * 1.01
+    found, step = force_field.hessian(mol, positions), 1e-3
+    assert found == pytest.approx(found.T, abs=1e-12)
+    assert np.abs(found.reshape(18, 6, 3).sum(axis=1)).max() < 1e-2 * np.abs(found).max()
+
+    def energy(*moves):
+        places = positions.ravel().copy()
+        for place, move in moves:
+            places[place] += move
+        return field.CalcEnergy(places.tolist())
+
+    field = AllChem.MMFFGetMoleculeForceField(
+        mol, AllChem.MMFFGetMoleculeProperties(mol), confId=mol.AddConformer(Chem.Conformer(6)))
+    for i, j in ((0, 0), (0, 3), (5, 16), (1, 14), (9, 9), (2, 17)):
+        second = sum(a * b * energy((i, a * step), (j, b * step))
+                     for a in (1, -1) for b in (1, -1)) / (4 * step**2)
+        assert found[i, j] == pytest.approx(second, abs=0.5)  # of up to 1600
+
+
+def test_a_molecule_that_no_force_field_knows_has_no_hessian(monkeypatch):
+    mol = molecule("CO")
+    positions = conformers.embedded(mol, 1)[0]
+    monkeypatch.setattr(force_field, "_field", lambda work: None)
+    assert force_field.hessian(mol, positions) is None
+    assert force_field.relaxed(mol, positions)[0] is positions
+
+
+@pytest.mark.parametrize("smiles", ["CC(=O)O", "C#C", "N#CC#N", "O", "C"])
+def test_a_start_is_shaken_alike_however_the_molecule_lies(smiles):
+    mol = molecule(smiles)
+    positions = conformers.embedded(mol, 1)[0]
+    if "#" in smiles:
+        positions = np.outer([0.0, 1.2, -1.1, 2.3], [0.6, 0.0, 0.8])
+    turn, _ = np.linalg.qr(np.random.default_rng(5).normal(size=(3, 3)))
+    first, second = (conformers.shaken(mol, places) for places in
+                     (positions, positions @ turn * np.linalg.det(turn) + 3.0))
+    apart = [np.linalg.norm(p[:, None] - p[None, :], axis=2) for p in (first, second, positions)]
+    assert apart[1] == pytest.approx(apart[0], abs=1e-10)
+    assert 0.002 < np.abs(apart[0] - apart[2]).max() < 0.2
 
 
 def test_elf_keeps_polar_groups_apart():
@@ -43,7 +87,7 @@ def test_elf_turns_the_hydrogen_of_an_acid_to_its_carbonyl():
     mol = molecule("CCC(=O)O")
     acid = mol.GetSubstructMatch(Chem.MolFromSmarts("O=CO[H]"))
     for positions in conformers.elf(mol, 60):
-        conformers._set_positions(mol, positions)
+        force_field.set_positions(mol, positions)
         assert abs(rdMolTransforms.GetDihedralDeg(mol.GetConformer(), *acid)) < 1e-3
 
 
@@ -70,7 +114,7 @@ def test_a_shape_laid_upon_its_turned_self_has_no_distance():
     "[O-]C(=O)CC[NH3+]", "C[Si](C)(C)C", "C1C2CC1C2", "OC(=O)c1ccccc1O", "FC(F)(F)C#C"])
 def test_a_sound_geometry_shows_no_change(smiles):
     mol = molecule(smiles)
-    positions = conformers.relaxed(mol, conformers.embedded(mol, 1)[0])[0]
+    positions = force_field.relaxed(mol, conformers.embedded(mol, 1)[0])[0]
     assert changes(mol, positions) == []
 
 

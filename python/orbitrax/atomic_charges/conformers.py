@@ -12,16 +12,17 @@ from __future__ import annotations
 import numpy as np
 from rdkit import Chem
 from rdkit.Chem import AllChem, rdMolTransforms
-from rdkit.Geometry import Point3D
 
 from orbitrax.errors import MoleculeError
 from orbitrax.minimise.arrays import Array
+from orbitrax.molecules.force_field import relaxed, set_positions
 
 SEED = 61453
 ELF_CONFORMERS = 500  # from which the selection is made
 _SHARE, _MOST = 0.02, 10  # of the conformers, and how many of these at most
 _SAME = 0.05  # Angstrom: conformers that differ by less are one
 _SHAKE = 0.03  # Angstrom: enough to leave a saddle, not enough to leave a basin
+_OFF_LINE = 0.3  # Angstrom: an atom so far from a line is not in it
 _ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
 
 
@@ -38,21 +39,6 @@ def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[Array]:
     return [np.array(work.GetConformer(index).GetPositions()) for index in found]
 
 
-def relaxed(mol: Chem.Mol, positions: Array) -> tuple[Array, float]:
-    """The nearest minimum of the MMFF94 force field, or of UFF where that lacks parameters: n x 3
-    in Angstrom, and its energy in kcal/mol."""
-    work = Chem.Mol(mol)
-    _set_positions(work, positions)
-    properties = AllChem.MMFFGetMoleculeProperties(work)
-    field = (AllChem.MMFFGetMoleculeForceField(work, properties) if properties
-             else AllChem.UFFGetMoleculeForceField(work))
-    if field is None:
-        return positions, 0.0
-    field.Initialize()
-    field.Minimize(maxIts=2000)
-    return np.array(work.GetConformer().GetPositions()), float(field.CalcEnergy())
-
-
 def lowest(mol: Chem.Mol, count: int) -> Array:
     """Of `count` conformers, relaxed by the force field, the one of lowest energy, n x 3."""
     minima = [relaxed(mol, positions) for positions in embedded(mol, count)]
@@ -60,12 +46,28 @@ def lowest(mol: Chem.Mol, count: int) -> Array:
 
 
 def shaken(mol: Chem.Mol, positions: Array) -> Array:
-    """Positions, n x 3, moved by a little, always the same: a search that begins on a saddle by
-    symmetry, as at an amino group square to its ring, would never leave it."""
-    ranks = list(Chem.CanonicalRankAtoms(mol, breakTies=True))
+    """Positions, n x 3, moved by a little, always the same seen from the molecule: a search that
+    begins on a saddle by symmetry, as at an amino group square to its ring, would never leave it.
+    """
+    ranks = np.array(Chem.CanonicalRankAtoms(mol, breakTies=True))
     moves = np.random.default_rng(SEED).normal(0.0, _SHAKE, positions.shape)
-    moved: Array = positions + moves[ranks]
+    moved: Array = positions + moves[ranks] @ _own_axes(positions[np.argsort(ranks)])
     return moved
+
+
+def _own_axes(places: Array) -> Array:
+    """Three unit vectors, rows, that turn with places, n x 3: along the line of the first two, and
+    square to it, the plane being that of the first three that are in none."""
+    if len(places) < 2:
+        return np.eye(3)
+    along = (places[1] - places[0]) / np.linalg.norm(places[1] - places[0])
+    across = places - places[0]
+    across = across - np.outer(across @ along, along)
+    far = np.flatnonzero(np.linalg.norm(across, axis=1) > _OFF_LINE)
+    aside = (across[far[0]] if len(far) else  # of a line: any direction square to it
+             np.cross(along, np.eye(3)[np.argmin(np.abs(along))]))
+    side = aside / np.linalg.norm(aside)
+    return np.array([along, side, np.cross(along, side)])
 
 
 def elf(mol: Chem.Mol, count: int = ELF_CONFORMERS) -> list[Array]:
@@ -118,7 +120,7 @@ def _with_cis_acids(work: Chem.Mol, positions: Array) -> Array:
     matches = work.GetSubstructMatches(_ACID)
     if not matches:
         return positions
-    _set_positions(work, positions)
+    set_positions(work, positions)
     conformer = work.GetConformer()
     for oxo, carbon, oxygen, hydrogen in matches:
         rdMolTransforms.SetDihedralDeg(conformer, oxo, carbon, oxygen, hydrogen, 0.0)
@@ -151,12 +153,3 @@ def _distance(a: Array, b: Array) -> float:
         s[-1] = -s[-1]
     square = (np.sum(a * a) + np.sum(b * b) - 2 * np.sum(s)) / len(a)
     return float(np.sqrt(max(square, 0.0)))
-
-
-def _set_positions(mol: Chem.Mol, positions: Array) -> None:
-    """Gives the molecule one conformer, with these positions."""
-    mol.RemoveAllConformers()
-    conformer = Chem.Conformer(mol.GetNumAtoms())
-    for index, (x, y, z) in enumerate(positions.tolist()):
-        conformer.SetAtomPosition(index, Point3D(x, y, z))
-    mol.AddConformer(conformer)
