@@ -21,6 +21,7 @@ from orbitrax.atomic_charges.structure import check_structure, kekule_form
 from orbitrax.errors import CalculationFailed, InputError
 from orbitrax.minimise import Limits, Minimum, minimise
 from orbitrax.minimise.arrays import Array
+from orbitrax.molecules import force_field
 
 # Charges of a molecule come out alike to 1e-4 from wherever in a basin a search begins.
 _LIMITS = Limits(rms_gradient=0.02, max_gradient=0.1, energy=2e-5, steps=400)
@@ -77,8 +78,10 @@ def assign(mol: Chem.Mol, backend: Backend, settings: ChargeSettings = ChargeSet
     found = corrections.corrections_of(form)
     notes = _check_corrections(found, mol, settings, title)
     classes = equal_atoms(form)
+    form = Chem.Mol(form)
+    Chem.SanitizeMol(form)
     geometries, own = _geometries(mol, form, settings, notes, title)
-    worker = _Worker(mol, backend, settings, notes, on_progress)
+    worker = _Worker(mol, form, backend, settings, notes, on_progress)
     points = [worker.populate(positions) for positions in geometries]
     populations = np.mean([point.charges for _, point in points], axis=0)
     values = populations
@@ -115,8 +118,6 @@ def _geometries(mol: Chem.Mol, form: Chem.Mol, settings: ChargeSettings, notes: 
                 title: str) -> tuple[list[Array], bool]:
     """Where to begin, and whether that is the molecule's own geometry. New ones are made for the
     settled form, so that they do not depend on the spelling."""
-    form = Chem.Mol(form)
-    Chem.SanitizeMol(form)
     if settings.model == "am1bcc-elf10":
         count = settings.conformers or conformers.ELF_CONFORMERS
         return conformers.elf(form, count), False
@@ -155,9 +156,9 @@ def _with_positions(mol: Chem.Mol, positions: Array) -> Chem.Mol:
 class _Worker:
     """Finds the point at which the populations of one molecule are taken."""
 
-    def __init__(self, mol: Chem.Mol, backend: Backend, settings: ChargeSettings, notes: list[str],
-                 on_progress: Callable[[str], None] | None):
-        self._mol, self._backend, self._settings = mol, backend, settings
+    def __init__(self, mol: Chem.Mol, form: Chem.Mol, backend: Backend, settings: ChargeSettings,
+                 notes: list[str], on_progress: Callable[[str], None] | None):
+        self._mol, self._form, self._backend, self._settings = mol, form, backend, settings
         self._notes, self._on_progress = notes, on_progress
         self._numbers = np.array([atom.GetAtomicNum() for atom in mol.GetAtoms()])
         self._bonds = [(b.GetBeginAtomIdx(), b.GetEndAtomIdx()) for b in mol.GetBonds()]
@@ -173,13 +174,14 @@ class _Worker:
             self._count(energy)
             return start, point
         held: tuple[str, ...] = ()
+        known = force_field.hessian(self._form, start)
         if self._settings.hold == "torsions":
             held = held_torsions(self._mol, start)
         else:
             start = conformers.shaken(self._mol, start)
         texts: list[str] = []
         for attempt in range(_MOST_HOLDS):
-            positions, point = self._minimum(start, held)
+            positions, point = self._minimum(start, held, known)
             wrong = changes(self._mol, positions)
             if not wrong:
                 if texts:
@@ -201,7 +203,8 @@ class _Worker:
         self.energies += energy.energies
         self.retries += energy.retries
 
-    def _minimum(self, start: Array, held: tuple[str, ...]) -> tuple[Array, Point]:
+    def _minimum(self, start: Array, held: tuple[str, ...],
+                 known: Array | None) -> tuple[Array, Point]:
         energy = self._energy(held)
 
         def watched(positions: Array) -> tuple[float, Array]:
@@ -209,7 +212,7 @@ class _Worker:
                 self._on_progress(f"energy {energy.energies + 1}")
             return energy(positions)
 
-        found = minimise(watched, self._numbers, start, self._bonds, _LIMITS)
+        found = minimise(watched, self._numbers, start, self._bonds, _LIMITS, hessian=known)
         if not found.converged:  # from where it stuck, with a Hessian that knows nothing wrong
             found = minimise(watched, self._numbers, found.positions, self._bonds, _LIMITS)
         self._count(energy)
