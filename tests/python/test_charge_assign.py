@@ -53,6 +53,12 @@ def test_methane_is_am1_and_one_correction(backend):
     assert found.heat_of_formation == pytest.approx(-8.8, abs=0.1)
 
 
+@pytest.mark.parametrize("smiles,charge", [("[Cl-]", -1), ("[H+]", 1)])
+def test_an_atom_alone_has_its_whole_charge(backend, smiles, charge):
+    found = assign(molecule(smiles), backend)
+    assert found.charges.tolist() == [charge] and found.energies == 1
+
+
 @pytest.mark.parametrize("smiles,total", [
     ("CC(=O)Nc1ccc(O)cc1", 0), ("C[N+](C)(C)CC([O-])=O", 0), ("NC(N)=[NH2+]", 1),
     ("COP(=O)([O-])[O-]", -2), ("[NH3+]CC[NH3+]", 2)])

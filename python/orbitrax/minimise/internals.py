@@ -115,7 +115,9 @@ class Internals:
                              * weights[lines, None, None]).ravel())
             row += len(columns)
         size = slopes.shape[1]
-        return np.bincount(self._cells, np.concatenate(products), size * size).reshape(size, size)
+        square = np.bincount(self._cells, np.concatenate(products), size * size)
+        # Of no coordinate at all, as of an atom, they are whole numbers.
+        return square.reshape(size, size).astype(float, copy=False)
 
     def difference(self, after: Array, before: Array) -> Array:
         """after - before, torsions the short way round."""
