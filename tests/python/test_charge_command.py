@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 
 import pytest
@@ -57,6 +58,24 @@ def test_a_record_that_cannot_be_read_does_not_stop_the_others(tmp_path):
     assert [entry["title"] for entry in written] == ["methanol", "ammonia"]
 
 
+def test_an_interrupted_list_leaves_what_has_charges(tmp_path):
+    """As a terminal sends it: to the workers as well."""
+    (tmp_path / "many.smi").write_text("".join(f"{'C' * (1 + k % 30)}O m{k}\n"
+                                               for k in range(2000)))
+    with subprocess.Popen([str(support.ROOT / "orbitrax"), "charges", "many.smi", "-o", "out.json"],
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, cwd=tmp_path,
+                          start_new_session=True) as running:
+        first = running.stdout.readline()
+        os.killpg(running.pid, signal.SIGINT)
+        _, errors = running.communicate(timeout=60)
+    assert first.startswith("m0: CH4O") and running.returncode == 130
+    written = json.loads((tmp_path / "out.json").read_text())
+    done = [entry["title"] for entry in (written if isinstance(written, list) else [written])]
+    assert done == [f"m{k}" for k in range(len(done))] and 1 <= len(done) < 2000
+    assert errors.splitlines() == [f"orbitrax: error: interrupted; {len(done)} of 2000 molecules "
+                                   "have charges, which are in out.json"]
+
+
 def test_the_charge_of_a_file_that_tells_one_must_be_right(tmp_path):
     done = run("--smiles", "C[NH3+]", "-c", "0")
     assert done.returncode == 2 and "add up to 1, not to the 0 of --charge" in done.stderr
@@ -65,7 +84,8 @@ def test_the_charge_of_a_file_that_tells_one_must_be_right(tmp_path):
 @pytest.mark.parametrize("words,text", [
     (["--smiles", "C", "-o", "a.doc"], "no format for charges goes by this name"),
     (["--smiles", "C", "--model", "resp"], "invalid choice: 'resp'"),
-    ([], "give a molecule file"), (["nowhere.sdf"], "cannot be read")])
+    (["--smiles", "C", "--workers", "0"], "at least one"), ([], "give a molecule file"),
+    (["nowhere.sdf"], "cannot be read")])
 def test_a_request_that_cannot_be_meant_is_refused(words, text):
     done = run(*words)
     assert done.returncode == 2 and text in done.stderr and done.stdout == ""

@@ -4,6 +4,8 @@ from __future__ import annotations
 
 import multiprocessing
 import os
+import signal
+from contextlib import contextmanager
 from dataclasses import dataclass
 from typing import Any, Iterable, Iterator
 
@@ -54,8 +56,24 @@ def assign_all(molecules: Iterable[tuple[str, Chem.Mol | OrbitraxError]],
                 yield _one(_Worker(running, settings), title, mol)
         return
     context = multiprocessing.get_context("spawn")
-    with context.Pool(count, _start, (backend, settings)) as pool:
+    with _deaf_to_interrupts():
+        pool = context.Pool(count, _start, (backend, settings))
+    with pool:
         yield from pool.imap(_work, map(_packed, molecules), chunksize=_AT_ONCE)
+
+
+@contextmanager
+def _deaf_to_interrupts() -> Iterator[None]:
+    """Processes that are started here leave Ctrl-C, which a terminal sends to all, to this one."""
+    try:
+        before = signal.signal(signal.SIGINT, signal.SIG_IGN)
+    except ValueError:  # outside the main thread, which alone hears of it
+        yield
+        return
+    try:
+        yield
+    finally:
+        signal.signal(signal.SIGINT, before)
 
 
 _KEPT = int(Chem.PropertyPickleOptions.MolProps) | int(Chem.PropertyPickleOptions.AtomProps)

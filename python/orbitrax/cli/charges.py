@@ -72,19 +72,36 @@ def _run(arguments: Any, terminal: Any) -> int:
                          "python3-rdkit") from None
     from orbitrax.files import check_target
 
+    if arguments.workers is not None and arguments.workers < 1:
+        raise UsageError(f"--workers {arguments.workers}: at least one is needed")
     if arguments.output is not None:
         check_target(arguments.output)
         writers.writer_of(arguments.output)
     molecules = list(_molecules(arguments))
-    found, status = [], 0
-    for entry in _assigned(arguments, settings, molecules, terminal):
+    found: list[Any] = []
+    status = 0
+    try:
+        for entry in _assigned(arguments, settings, molecules, terminal):
+            terminal.end_progress()
+            if hasattr(entry, "charges"):
+                found.append(entry)
+            status = max(status, _tell(entry, arguments, terminal))
+    except KeyboardInterrupt:
         terminal.end_progress()
-        status = max(status, _tell(entry, arguments, terminal))
-        if hasattr(entry, "charges"):
-            found.append(entry)
-    if arguments.output is not None and found:
-        writers.write(arguments.output, found)
+        _write(arguments.output, found)
+        terminal.error(f"interrupted; {len(found)} of {len(molecules)} molecules have charges"
+                       + (f", which are in {arguments.output}" if arguments.output and found
+                          else ""))
+        raise
+    _write(arguments.output, found)
     return status
+
+
+def _write(path: str | None, found: list[Any]) -> None:
+    from orbitrax.atomic_charges import writers
+
+    if path is not None and found:
+        writers.write(path, found)
 
 
 def _molecules(arguments: Any) -> Iterator[tuple[str, Any]]:
