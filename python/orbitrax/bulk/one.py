@@ -2,25 +2,32 @@
 
 from __future__ import annotations
 
+import itertools
 import json
 import socket
 import time
-from collections.abc import Callable
-from typing import Any, NamedTuple
+from collections import deque
+from collections.abc import Callable, Iterable, Iterator
+from typing import Any, NamedTuple, TypeVar
 
 from orbitrax.backend import Backend
 from orbitrax.bulk.items import Item
 from orbitrax.bulk.recipe import Recipe
+from orbitrax.bulk.row import Row
 from orbitrax.bulk.watch import Watch, resident
 from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, InputError,
                              LinkClosed, LinkError, OrbitraxError, OutOfMemory, ProtocolError,
                              TimeLimitExceeded, UsageError)
+from orbitrax.results.result import Result
 from orbitrax.tasks.outcome import outcome
+from orbitrax.tasks.task import Run
+
+T = TypeVar("T")
 
 MOST_TRIES = 2  # of one whose backend dies
 _MOST_JOBS = 5000  # of one backend process
 _MOST_MEMORY = 512 << 20  # bytes of a backend process between two molecules
-_LOOK_EVERY = 64  # molecules, at its memory
+_LOOK_EVERY = 256  # molecules, at its memory
 
 # What comes of the machine and not of the molecule: `--resume` tries it again.
 _ACCIDENTS = (LinkError, OutOfMemory)
@@ -52,7 +59,8 @@ class Computer:
         self._watch = Watch(self.backend, recipe.time_limit, recipe.memory_limit,
                             self._overran if overrun is not None else None)
         self._item: Item | None = None
-        self._began, self._tries, self._jobs = 0.0, 1, 0
+        self._began, self._tries = 0.0, 1
+        self._jobs, self._looked = 0, 0
 
     def close(self) -> None:
         """Ends the backend."""
@@ -69,29 +77,69 @@ class Computer:
             if not again:
                 break
             self._tries += 1
-        self._recycle()
+        self._recycle(1)
         return self._answer(item, document, failure, time.monotonic() - clock)
+
+    def compute_all(self, molecules: Iterable[tuple[Item, int]],
+                    at_work: Callable[[Item], None] = lambda item: None) -> Iterator[Answer]:
+        """The answers for molecules with their tries, mostly in their order. The backend is told of
+        some ahead, unless each has limits. at_work: called with the one that is read or waited for.
+        """
+        waiting, again = iter(molecules), deque[tuple[Item, int]]()
+        if self._watch.watches:
+            for item, tries in waiting:
+                at_work(item)
+                yield self.compute(item, tries)
+            return
+        while portion := [*again, *itertools.islice(waiting, 1)]:
+            again.clear()
+            rest = itertools.islice(waiting, _LOOK_EVERY)
+            for item, answer in self._in_a_row(itertools.chain(portion, rest), at_work):
+                if answer is None:
+                    again.append((item, self._tries + 1))
+                else:
+                    yield answer
+
+    def _in_a_row(self, molecules: Iterable[tuple[Item, int]], at_work: Callable[[Item], None]
+                  ) -> Iterator[tuple[Item, Answer | None]]:
+        """Molecules with their answers; None for one that is worth another try."""
+        taken: deque[tuple[Item, int, Run | None, float, float]] = deque()
+
+        def runs() -> Iterator[Run | OrbitraxError]:
+            for item, tries in molecules:
+                at_work(item)
+                began, clock = time.time(), time.monotonic()
+                run, failure = self._started(item)
+                taken.append((item, tries, run, began, time.monotonic() - clock))
+                yield run or failure or CalculationFailed("")
+
+        done = 0
+        for execute in Row(self.backend, runs()):
+            item, self._tries, run, self._began, read = taken.popleft()
+            at_work(item)
+            clock, done = time.monotonic(), done + 1
+            result, failure = _caught(execute)
+            if _died(failure) and self._tries < MOST_TRIES:
+                yield item, None
+                continue
+            document = outcome(self.recipe.task.name, run, result, failure)
+            yield item, self._answer(item, document, failure, read + time.monotonic() - clock)
+        self._recycle(done)
+
+    def _started(self, item: Item) -> tuple[Run | None, OrbitraxError | None]:
+        item.prepare()
+        return _caught(lambda: self.recipe.start(item))
 
     def _tried(self, item: Item) -> tuple[dict[str, Any], OrbitraxError | None]:
         item.prepare()
-        run = result = None
-        failure: OrbitraxError | None = None
         self._watch.begin()
-        try:
-            run = self.recipe.start(item)
-            result = run.execute(self.backend)
-        except OrbitraxError as error:
-            failure = error
-        except MemoryError:
-            failure = OutOfMemory("this side has no memory left")
-        except Exception as error:  # of a library; the list goes on
-            failure = CalculationFailed(f"{type(error).__name__}: {error}")
-        finally:
-            self._watch.end()
-        if failure is not None:
-            result = failure.partial
-            if self._watch.reason is not None:
-                failure = TimeLimitExceeded(self._watch.reason)
+        run, failure = _caught(lambda: self.recipe.start(item))
+        result: Result | None = None
+        if run is not None:
+            result, failure = _caught(lambda: run.execute(self.backend))
+        self._watch.end()
+        if failure is not None and self._watch.reason is not None:
+            failure = TimeLimitExceeded(self._watch.reason)
         return outcome(self.recipe.task.name, run, result, failure), failure
 
     def _answer(self, item: Item, document: dict[str, Any], failure: OrbitraxError | None,
@@ -111,13 +159,28 @@ class Computer:
         document = outcome(self.recipe.task.name, None, None, failure)
         self._overrun(self._answer(item, document, failure, time.time() - self._began))
 
-    def _recycle(self) -> None:
+    def _recycle(self, jobs: int) -> None:
         """A process that has worked long, or has grown, makes room for another."""
-        self._jobs += 1
-        if self._jobs >= _MOST_JOBS or (
-                self._jobs % _LOOK_EVERY == 0 and resident(self.backend.pid) > _MOST_MEMORY):
+        self._jobs += jobs
+        self._looked += jobs
+        grown = False
+        if self._looked >= _LOOK_EVERY:
+            grown, self._looked = resident(self.backend.pid) > _MOST_MEMORY, 0
+        if grown or self._jobs >= _MOST_JOBS:
             self.backend.close()
             self._jobs = 0
+
+
+def _caught(act: Callable[[], T]) -> tuple[T | Any, OrbitraxError | None]:
+    """What comes of an act, or what there is of it and why it is not all: the list goes on."""
+    try:
+        return act(), None
+    except OrbitraxError as error:
+        return error.partial, error
+    except MemoryError:
+        return None, OutOfMemory("this side has no memory left")
+    except Exception as error:  # of a library
+        return None, CalculationFailed(f"{type(error).__name__}: {error}")
 
 
 def _died(failure: OrbitraxError | None) -> bool:

@@ -27,6 +27,7 @@ if TYPE_CHECKING:
     Execute = Callable[[], Result]
 
 _MOST = 16  # runs of which a process knows
+_PATIENCE = 0.01  # seconds for which it waits for further ones, whose molecules take time to read
 _BYTES = 65536  # that tell of them: far less than a socket holds, so that telling never waits
 
 
@@ -65,8 +66,9 @@ class Row:
         """Tells of further runs once most have been read."""
         if 2 * len(self._told) > _MOST or self._alone is not None:
             return
+        began = time.monotonic()
         if not self._told:
-            self._free = time.monotonic()
+            self._free = began
         frames: list[bytes] = []
         told = sum(size for _, size in self._told)
         while len(self._told) < _MOST and told < _BYTES and self._alone is None:
@@ -76,6 +78,8 @@ class Row:
                 break
             frames.append(self._put(run))
             told += len(frames[-1])
+            if time.monotonic() - began > _PATIENCE:
+                break
         if any(frames):
             self._backend.tell(b"".join(frames))
 

@@ -36,7 +36,8 @@ class Watch:
         self._time_limit, self._memory_limit = time_limit, memory_limit
         self._began: float | None = None
         self.reason: str | None = None
-        if time_limit is not None or memory_limit is not None:
+        self.watches = time_limit is not None or memory_limit is not None
+        if self.watches:
             threading.Thread(target=self._look, daemon=True).start()
 
     def begin(self) -> None:

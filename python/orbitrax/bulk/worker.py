@@ -12,9 +12,11 @@ import queue
 import struct
 import threading
 import time
+from collections.abc import Iterator
 from multiprocessing.connection import Connection
 from typing import Any
 
+from orbitrax.bulk.items import Item
 from orbitrax.bulk.one import Answer, Computer
 
 MARK = struct.Struct("<qd")  # number of the molecule at work, 0 for none, and when it began
@@ -40,13 +42,21 @@ class _Worker:
         self._computer = computer
         threading.Thread(target=self._listen, daemon=True).start()
         while True:
-            for item, tries in self._next():
-                MARK.pack_into(self._board, 0, item.number, time.monotonic())
-                answer = computer.compute(item, tries)
+            for answer in computer.compute_all(self._molecules(), self._mark):
                 MARK.pack_into(self._board, 0, 0, 0.0)
                 self._answers.append(answer)
                 if time.monotonic() - self._flushed > _FLUSH:
                     self._flush()
+
+    def _mark(self, item: Item) -> None:
+        MARK.pack_into(self._board, 0, item.number, time.monotonic())
+
+    def _molecules(self) -> Iterator[tuple[Item, int]]:
+        """What there is to do; waits for it only at the beginning."""
+        portion = self._next()
+        while portion:
+            yield from portion
+            portion = [] if self._waiting.empty() else self._waiting.get()
 
     def _next(self) -> Any:
         try:
