@@ -217,6 +217,13 @@ enum DensityUse : int {
     kFollowDensity,  ///< it starts from what the last one has left, and leaves its own
 };
 
+/// How little of a calculation's progress a client wants to be told.
+enum Quiet : int {
+    kTellAll,    ///< each cycle of an SCF has a status line
+    kTellFirst,  ///< the first cycle alone
+    kTellStart,  ///< no cycle and no end; nothing but that the calculation has started
+};
+
 /// How a client wants the SCF to be steered beside the options. All zero: by the options alone.
 struct ScfWishes {
     int fGuarded = 0;             ///< guarded cycles, which judge the density too
@@ -225,7 +232,7 @@ struct ScfWishes {
     int fFarRepulsion = 0;        ///< Slater integrals: 1/R beyond their range, not 0
     double dCommutatorLimit = 0;  ///< largest element of F P - P F at convergence, eV; 0: the usual
     int nKeepDensity = 0;         ///< DensityUse; guarded cycles only
-    int fQuiet = 0;               ///< of the cycles of an SCF the first alone has a status line
+    int nQuiet = 0;               ///< Quiet; larger numbers are as the last
     int fResponse = 0;            ///< displaced points by linear response; guarded cycles only
     int fImages = 0;              ///< of these the rows of images follow from those of others
 };

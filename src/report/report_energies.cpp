@@ -83,7 +83,7 @@ void ReportNextStateEnergies(double dExcitation) {
 }
 
 void ReportSummary(double dEnergy) {
-    if (ThisKind().fSummary)
+    if (ThisKind().fSummary && further.Scf.nQuiet < kTellStart)
         StatusFormat(kMsgSinglePointEnd, dEnergy, gradient.dRmsGradient,
                      results.Orbitals.sPointGroup);
 }

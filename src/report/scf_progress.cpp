@@ -19,7 +19,8 @@ const char* YesOrNo(int f) {
 }
 
 void CycleLine(int nIteration, double dDifference) {
-    if (further.Scf.fQuiet != 0 && nIteration > 1) return;
+    const int nQuiet = further.Scf.nQuiet;
+    if (nQuiet >= kTellStart || (nQuiet != kTellAll && nIteration > 1)) return;
     StatusFormat(kMsgScfProgress, nIteration, dDifference);
 }
 

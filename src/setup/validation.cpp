@@ -47,9 +47,10 @@ void ReportSuperposedAtoms() {
 /// Says on the status line, and by a gap in the log, that the calculation starts.
 void AnnounceStart() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
-    LogLine("");
+    const bool fGap = link.fLogReports || further.Scf.nQuiet < kTellStart;
+    if (fGap) LogLine("");
     StatusFormat(MessageId{kMsgStartCndo + system.MethodId - kCndo}, setup.nOrbitals);
-    LogLine("");
+    if (fGap) LogLine("");
 }
 
 void ClearResults() {

@@ -171,7 +171,7 @@ def test_cycles_are_told_to_those_who_listen(water, monkeypatch):
         met.clear()
         quiet = backend.run(Job(water, "am1"))
     assert len(heard) == told.scf_iterations > 3
-    assert [text for text in met if text.startswith("Iteration")] == heard[:1]
+    assert len(met) == 1 and met[0].startswith("Starting")
     assert quiet.total_energy == told.total_energy
     assert np.array_equal(quiet.gradient, told.gradient)
 

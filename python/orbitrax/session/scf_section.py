@@ -18,6 +18,7 @@ if TYPE_CHECKING:
 
 KIND = 1  # of the section
 STABILITIES = ("none", "test", "follow")  # by number
+_ALL, _START = 0, 2  # what is told of progress, by number
 DENSITIES = ("new", "leave", "follow")  # what becomes of them between sessions, by number
 
 _FEW, _SOME, _MANY = 24, 60, 200  # orbitals
@@ -47,7 +48,8 @@ def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
     if response:
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     kept = DENSITIES.index(job.settings.scf_start)
-    return [(KIND, struct.pack("<4id4i", *values, kept, quiet, response, images))]
+    return [(KIND, struct.pack("<4id4i", *values, kept, _START if quiet else _ALL, response,
+                               images))]
 
 
 def _orbitals(job: Job) -> int:

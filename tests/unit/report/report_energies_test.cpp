@@ -74,6 +74,14 @@ TEST_F(EnergyReport, HasEveryLineInItsOrder) {
     EXPECT_EQ(Status(), Lines{"E=-11.2200 Grad=0.000 Symmetry=  ?"});
 }
 
+TEST_F(EnergyReport, HasNoStatusLineWhereTheStartAloneIsTold) {
+    BuildHydrogen(kPm3);
+    further.Scf.nQuiet = kTellStart;
+    Finish(kElectronic, kCoreEnergy);
+    EXPECT_EQ(EnergyLines().size(), 8u);
+    EXPECT_EQ(Status(), Lines{});
+}
+
 TEST_F(EnergyReport, GoesOnWithLevelsPopulationsAndAtoms) {
     BuildHydrogen(kPm3);
     symmetry.fPointGroupKnown = true;

@@ -44,12 +44,20 @@ TEST_F(ScfProgress, SinglePointTellsTheCycle) {
 }
 
 TEST_F(ScfProgress, AQuietSinglePointTellsTheFirstCycleAlone) {
-    further.Scf.fQuiet = 1;
+    further.Scf.nQuiet = kTellFirst;
     EXPECT_EQ(Line(kSinglePoint), Lines{});
     ReportScfProgress(1, 0.5);
     EXPECT_EQ(Status(), Lines{"Iteration = 1 Difference = 0.50000"});
-    further.Scf.fQuiet = 0;
+    further.Scf.nQuiet = kTellAll;
     EXPECT_EQ(Line(kSinglePoint), kCycle);
+}
+
+TEST_F(ScfProgress, WhereTheStartAloneIsToldNoCycleIs) {
+    for (const int nQuiet : {int{kTellStart}, 3, 1 << 30}) {
+        further.Scf.nQuiet = nQuiet;
+        ReportScfProgress(1, 0.5);
+        EXPECT_EQ(Line(kSinglePoint), Lines{}) << nQuiet;
+    }
 }
 
 TEST_F(ScfProgress, SearchesTellTheirOwnProgress) {

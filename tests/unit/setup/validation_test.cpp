@@ -38,6 +38,18 @@ TEST_F(Validation, StatusLineStandsBetweenTwoEmptyLogLines) {
     EXPECT_EQ(client.Sent[n - 1].Text(), "");
 }
 
+TEST_F(Validation, WhereNobodyListensTheStatusLineStandsAlone) {
+    UseMethod(kAm1);
+    UseWater();
+    further.Scf.nQuiet = kTellStart;
+    link.fLogReports = false;
+    options.nLogLevel = 10;
+    ASSERT_EQ(TrySetUp(), 0);
+    EXPECT_EQ(client.Log(), Lines{});
+    EXPECT_EQ(client.Sent.size(), 1u);
+    EXPECT_EQ(client.Sent.back().nType, kPacketStatusLine);
+}
+
 TEST_F(Validation, EveryMethodAnnouncesItself) {
     const std::string sStart[] = {
         "Starting a CNDO calculation with 6 orbitals.",
