@@ -20,6 +20,7 @@ if TYPE_CHECKING:
 
 _MOST_ATOMS = 1 << 24
 _MOST_DIGITS = 40  # with leading zeros
+_WORDS = 4  # of a usual line
 
 # Hydrogen by its other names: number of the element and mass, atomic mass units.
 _ISOTOPES = {"D": (1, 2.01410177812), "T": (1, 3.0160492779)}
@@ -82,6 +83,10 @@ class _Frame:
         """What the frame holds."""
         if self._count == 0:
             raise MoleculeError(f"{self._title} has no atoms")
+        usual = self._usual()
+        if usual is not None:
+            return Molecule(*usual, self._told.charge, self._told.multiplicity, title=self._title,
+                            remarks=[*remarks, *self._told.remarks])
         layout = self._layout()
         numbers, xyz = [], []
         extra: dict[str, list[float]] = {}
@@ -96,6 +101,21 @@ class _Frame:
                         self._numbers(i, words, layout[name]))
         return _assemble(numbers, xyz, self._told, extra, self._masses, self._title,
                          [*remarks, *self._remarks])
+
+    def _usual(self) -> tuple[list[int], list[float]] | None:
+        """Numbers and places where each line is a symbol and three coordinates, as most are; None
+        for whoever looks closer."""
+        text = self._lines[self._first:self._first + self._count]
+        lines = [line.split() for line in text]
+        if (self._told.properties is not None or any("_" in line for line in text)
+                or [len(words) for words in lines] != [_WORDS] * self._count):
+            return None
+        try:
+            xyz = [float(word) for words in lines for word in words[1:]]
+            numbers = [NUMBERS[words[0]] for words in lines]
+        except (KeyError, ValueError):
+            return None
+        return numbers, xyz
 
     # ---- columns --------------------------------------------------------------------------------
 
