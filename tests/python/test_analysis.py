@@ -1,5 +1,7 @@
 """Spins, bond orders, gaps and what is odd: against another program, and against sums that hold."""
 
+from array import array
+
 import numpy as np
 import pytest
 from support import ROOT
@@ -134,3 +136,15 @@ def test_a_mixed_spin_is_said():
     found = Result("energy", "am1", 0, 1, "UHF", ["H", "H"], [[0, 0, 0], [0, 0, 3.0]])
     found.spin_squared = 0.98
     assert "higher spin" in oddities(found)[0]
+
+
+@pytest.mark.parametrize("occupancies", [
+    [2, 2, 0], [2, 2, 2], [0, 0, 0], [2, 0, 2], [2, 1, 0], [1.9, 0.1, 0], [0, 2, 0], [2, 0, 0]])
+def test_the_frontier_is_the_same_however_the_levels_are_kept(occupancies):
+    """Of plain arrays pairs below empty levels are counted; numpy's are looked at one by one."""
+    found = []
+    for kept in (lambda values: array("d", values), np.array):
+        result = Result("energy", "am1", 0, 1, "RHF", ["H"], [0.0, 0.0, 0.0])
+        result.orbital_energies, result.occupancies = kept([-9.0, -5.0, 1.0]), kept(occupancies)
+        found.append((result.frontier(), result.gap_ev))
+    assert found[0] == found[1]

@@ -123,6 +123,11 @@ class Result:
         n = len(levels) // len(spins)
         found: list[tuple[str, float]] = []
         for i, spin in enumerate(spins):
+            paired = 0 if spin else _pairs(occupancies)
+            if paired:
+                found.append(("HOMO", levels[paired - 1]))
+                found += [("LUMO", level) for level in levels[paired:paired + 1]]
+                continue
             pairs = list(zip(levels[i * n:(i + 1) * n], occupancies[i * n:(i + 1) * n]))
             single = [] if spin else [level for level, occupancy in pairs
                                       if _EMPTY < occupancy < _FULL]
@@ -201,6 +206,17 @@ class Result:
         rows = "".join(f"<tr><td>{escape(text[:26].strip())}</td><td style='text-align:right'>"
                        f"{escape(text[26:].strip())}</td></tr>" for text in lines[2:end])
         return f"<b>{escape(self.heading)}</b><table>{rows}</table>"
+
+
+def _pairs(occupancies: Any) -> int:
+    """How many levels hold a pair, where these are the first and the others hold nothing, as they
+    mostly are; 0 for whoever looks closer."""
+    if type(occupancies) is not array:
+        return 0
+    count = occupancies.count(2)
+    usual = (occupancies[:count].count(2) == count
+             and occupancies.count(0) == len(occupancies) - count)
+    return count if usual else 0
 
 
 def result_of(document: dict[str, Any]) -> Result:
