@@ -1,13 +1,14 @@
 #!/usr/bin/python3
-"""Small molecules a second: one after the other through the Python API, and in a batch.
+"""Small molecules a second: through the Python API, one by one and in a row, and in a batch.
 
     benchmarks/batch.py [--seconds S]
 
 AM1 single points with gradients of water, ethanol and caffeine, and of ten molecules of 5 to 10
 atoms in turn, each with its atoms moved a little, and so each a molecule of its own. Through the
-API in one process that keeps one backend, with the processor time that client and backend take for
-one; then as lists of xyz structures by `orbitrax batch` with one worker and with two. Run it on an
-idle machine: processor time depends less on what else runs, rates on all of it.
+API in one process that keeps one backend, by a call for each and by `orbitrax.each`, with the
+processor time that client and backend take for one; then as lists of xyz structures by
+`orbitrax batch` with one worker and with two. Run it on an idle machine: processor time depends
+less on what else runs, rates on all of it.
 """
 
 import argparse
@@ -49,14 +50,25 @@ def processor_seconds(pid):
     return int(Path(f"/proc/{pid}/schedstat").read_text().split()[0]) * 1e-9
 
 
-def through_api(molecules):
+def one_by_one(molecules, backend):
+    """A call for each."""
+    return (orbitrax.energy(molecule, "am1", backend=backend) for molecule in molecules)
+
+
+def in_a_row(molecules, backend):
+    """The backend is told of some ahead."""
+    return orbitrax.each(molecules, "am1", backend=backend)
+
+
+def through_api(molecules, way=one_by_one):
     """Molecules a second, and the processor milliseconds of client and backend for each."""
     with Backend() as backend:
-        orbitrax.energy(molecules[0], "am1", backend=backend)
+        for _ in way(molecules[:3], backend):
+            pass
         theirs, ours, began = (processor_seconds(backend.pid), time.process_time(),
                                time.perf_counter())
-        for molecule in molecules:
-            orbitrax.energy(molecule, "am1", backend=backend)
+        count = sum(result.total_energy < 0 for result in way(molecules, backend))
+        assert count == len(molecules)
         took = time.perf_counter() - began
         spent = (time.process_time() - ours, processor_seconds(backend.pid) - theirs)
     return len(molecules) / took, *(1e3 * part / len(molecules) for part in spent)
@@ -83,8 +95,8 @@ def main():
     parser.add_argument("--seconds", type=float, default=8.0, help="of each figure (default 8)")
     seconds = parser.parse_args().seconds
     print("load of the machine", " ".join(f"{one:.1f}" for one in os.getloadavg()))
-    print("| Molecule | API, a second | Client, ms | Backend, ms | Batch, one worker | Two |\n"
-          "|---|---|---|---|---|---|")
+    print("| Molecule | One by one, a second | Client, ms | Backend, ms | In a row, a second | "
+          "Client, ms | Batch, one worker | Two |\n|---|---|---|---|---|---|---|---|")
     water = read_molecule(ROOT / "examples" / "water.xyz")
     caffeine = read_molecule(ROOT / "benchmarks" / "molecules" / "caffeine.xyz")
     ten = [from_smiles(smiles) for smiles in TEN]
@@ -93,8 +105,10 @@ def main():
         rate = through_api(shaken(kinds, 50))[0]
         molecules = shaken(kinds, max(50, int(rate * seconds)))
         rate, client, backend = through_api(molecules)
+        row_rate, row_client, _ = through_api(molecules, in_a_row)
         batches = [in_batch(molecules, workers) for workers in (1, 2)]
-        print(f"| {name} | {rate:.0f} | {client:.2f} | {backend:.2f} | "
+        print(f"| {name} | {rate:.0f} | {client:.2f} | {backend:.2f} | {row_rate:.0f} | "
+              f"{row_client:.2f} | "
               + " | ".join(f"{one:.0f}" for one in batches) + " |", flush=True)
 
 
