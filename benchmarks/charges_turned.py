@@ -2,11 +2,14 @@
 
 All torsions of a geometry are held, round rings and about flat nitrogens too, while lengths and
 angles relax, and its bonds are turned one after the other, in steps, to where the charges come
-nearest. Two or three angles that bring a dozen charges together say that these belong to such a
-shape: types and corrections are the same in all of them.
+nearest. Where that is not enough, the hydrogens of amino groups are leant out of the plane of their
+nitrogen, too. Two or three angles that bring a dozen charges together say that these belong to such
+a shape: types and corrections are the same in all of them.
 """
 
 from __future__ import annotations
+
+from typing import Callable, Iterator
 
 import numpy as np
 from freesolv import Reference
@@ -22,50 +25,89 @@ from orbitrax.errors import OrbitraxError
 from orbitrax.minimise import Limits, minimise
 
 _STEP = 30  # degrees
+_LEANS = (-60, -40, -20, 20, 40, 60)  # degrees
 _ROUNDS = 2
 _STIFFNESS = 50  # kcal/mol per square radian
+_Moves = Callable[[Chem.Mol, "tuple[int, ...]"], "Iterator[tuple[float, Chem.Mol]]"]
 _LIMITS = Limits(rms_gradient=0.02, max_gradient=0.1, energy=2e-5, steps=200)
 
 
 def nearest_shape(reference: Reference, enough: float) -> tuple[float, str]:
-    """The least root mean square deviation that turned bonds lead to, e, and which bonds were
-    turned to which angles, in words; ends where it is `enough`."""
+    """The least root mean square deviation that turned bonds lead to, and leaning hydrogens where
+    these do not do, e; and which bonds were turned to which angles and what leans how far, in
+    words; ends where it is `enough`."""
+    mol = reference.mol
     with Backend() as backend:
-        shape = _Shape(reference, backend)
-        best = shape.deviation(reference.mol)
-        work, turned = Chem.Mol(reference.mol), {}
+        search = _Search(_Shape(reference, backend), mol, enough)
+        search.go(_turnable(mol), _turned)
+        if search.best > enough:
+            search.go(_leaning(mol), _leant)
+            search.go(_turnable(mol), _turned)
+    return search.best, ", ".join(_words(mol, *entry) for entry in search.done.items())
+
+
+class _Search:
+    """Changes one angle after the other to where the charges come nearest."""
+
+    def __init__(self, shape: _Shape, mol: Chem.Mol, enough: float):
+        self._shape, self._enough, self._mol = shape, enough, Chem.Mol(mol)
+        self.best = shape.deviation(mol)
+        self.done: dict[tuple[int, ...], float] = {}  # angles by their atoms
+
+    def go(self, chains: list[tuple[int, ...]], moves: _Moves) -> None:
+        """Rounds over all chains, until one changes nothing or the charges are near enough."""
         for _ in range(_ROUNDS):
-            before = best
-            for chain in _turnable(reference.mol):
-                if best <= enough:
-                    break
-                best, angle = _best_turn(shape, work, chain, best)
-                if angle is not None:
-                    rdMolTransforms.SetDihedralDeg(work.GetConformer(), *chain, angle)
-                    turned[chain] = angle
-            if best == before or best <= enough:
-                break
-    return best, ", ".join(_words(reference.mol, *entry) for entry in turned.items())
+            before = self.best
+            for chain in chains:
+                if self.best > self._enough:
+                    self._change(chain, moves)
+            if self.best == before:
+                return
+
+    def _change(self, chain: tuple[int, ...], moves: _Moves) -> None:
+        nearest = self._mol
+        for angle, other in moves(self._mol, chain):
+            value = self._shape.deviation(other)
+            if value < self.best - 1e-5:
+                self.best, nearest, self.done[chain] = value, other, angle
+        self._mol = nearest
+
+
+def _turned(mol: Chem.Mol, chain: tuple[int, ...]) -> Iterator[tuple[float, Chem.Mol]]:
+    """A molecule with one bond turned, in steps, and its torsion, degrees."""
+    here = rdMolTransforms.GetDihedralDeg(mol.GetConformer(), *chain)
+    for turn in range(_STEP, 360, _STEP):
+        other = Chem.Mol(mol)
+        rdMolTransforms.SetDihedralDeg(other.GetConformer(), *chain, here + turn)
+        yield here + turn, other
+
+
+def _leant(mol: Chem.Mol, chain: tuple[int, ...]) -> Iterator[tuple[float, Chem.Mol]]:
+    """A molecule with a hydrogen that leans out of a plane, and how far, degrees."""
+    for angle in _LEANS:
+        yield angle, leaning(mol, chain, angle)
+
+
+def leaning(mol: Chem.Mol, chain: tuple[int, ...], angle: float) -> Chem.Mol:
+    """A molecule in which the bond of the first atom to the second stands so far out of the plane
+    of the second with the other two, degrees."""
+    mol = Chem.Mol(mol)
+    top, centre, *others = (np.array(mol.GetConformer().GetAtomPosition(i)) for i in chain)
+    normal = np.cross(others[0] - centre, others[1] - centre)
+    normal /= np.linalg.norm(normal)
+    arm = top - centre
+    flat = arm - (arm @ normal) * normal
+    turn = np.radians(angle)
+    place = centre + np.linalg.norm(arm) * (
+        np.cos(turn) * flat / np.linalg.norm(flat) + np.sin(turn) * normal)
+    mol.GetConformer().SetAtomPosition(chain[0], place.tolist())
+    return mol
 
 
 def deviation_in_shape(reference: Reference) -> float:
     """Root mean square deviation, e, with all torsions of the reference's geometry held."""
     with Backend() as backend:
         return _Shape(reference, backend).deviation(reference.mol)
-
-
-def _best_turn(shape: _Shape, mol: Chem.Mol, chain: tuple[int, ...], best: float
-               ) -> tuple[float, float | None]:
-    """The least deviation with one bond turned, and its torsion, degrees; None where none of the
-    others is better than what there is."""
-    here, found = rdMolTransforms.GetDihedralDeg(mol.GetConformer(), *chain), None
-    for turn in range(_STEP, 360, _STEP):
-        other = Chem.Mol(mol)
-        rdMolTransforms.SetDihedralDeg(other.GetConformer(), *chain, here + turn)
-        value = shape.deviation(other)
-        if value < best - 1e-5:
-            best, found = value, here + turn
-    return best, found
 
 
 class _Shape:
@@ -124,6 +166,18 @@ def _turnable(mol: Chem.Mol) -> list[tuple[int, ...]]:
     return found
 
 
+def _leaning(mol: Chem.Mol) -> list[tuple[int, ...]]:
+    """Hydrogen, nitrogen and its other two neighbours, of each nitrogen with three."""
+    found = []
+    for atom in mol.GetAtoms():
+        near = sorted((n.GetAtomicNum(), n.GetIdx()) for n in atom.GetNeighbors())
+        if atom.GetAtomicNum() == 7 and len(near) == 3 and near[0][0] == 1:
+            found.append((near[0][1], atom.GetIdx(), near[1][1], near[2][1]))
+    return found
+
+
 def _words(mol: Chem.Mol, chain: tuple[int, ...], angle: float) -> str:
-    names = "-".join(f"{mol.GetAtomWithIdx(i).GetSymbol()}{i + 1}" for i in chain)
-    return f"{names} {(angle + 180) % 360 - 180:.0f}"
+    names = [f"{mol.GetAtomWithIdx(i).GetSymbol()}{i + 1}" for i in chain]
+    if mol.GetBondBetweenAtoms(chain[1], chain[3]):  # leaning
+        return f"{names[0]} {angle:.0f} out of the plane of {' '.join(names[1:])}"
+    return f"{'-'.join(names)} {round(angle + 180) % 360 - 180}"
