@@ -280,9 +280,9 @@ class Backend:
         """What tells the process of a job while it computes another one; empty where it cannot be
         told so. Raises InputError for a job that is refused."""
         running = self._running
-        if (running is None or running.foreign or running.link is None or running.ended()
-                or not running.link.in_a_row or self._method != job.method
-                or job.settings.leader() is not None):
+        if (running is None or running.foreign or running.link is None
+                or not running.link.in_a_row or running.ended() is not None
+                or self._method != job.method or job.settings.leader() is not None):
             return b""
         job.check(self.parameters(job.method))
         return running.link.session(job_packets(job, True))

@@ -126,6 +126,15 @@ def test_a_process_that_ends_amid_a_row_takes_one_run_with_it(monkeypatch, failu
     assert found == [*usual[:lost], None, *usual[lost + 1:]]
 
 
+def test_a_process_that_has_ended_well_makes_room_for_another():
+    with Backend() as backend:
+        list(orbitrax.each(moved(3), backend=backend))
+        os.kill(backend.pid, signal.SIGTERM)
+        assert backend._running.ended(10.0) == 0
+        found = list(orbitrax.each(moved(3), backend=backend))
+    assert not any(isinstance(one, Exception) for one in found)
+
+
 def test_leaving_early_ends_the_process_and_frees_the_backend():
     with Backend() as backend:
         for number, _ in enumerate(orbitrax.each(moved(50), backend=backend)):
