@@ -4,16 +4,13 @@
 #include <cmath>
 
 #include "algebra/diagonalise.h"
-#include "report/report.h"
 #include "scf/next_orbitals.h"
 #include "scf/rotations.h"
-#include "scf/stages.h"
 #include "scf/state.h"
 
 namespace qsolve {
 namespace {
 
-constexpr double kNoise = 1e-14;       ///< of an energy, as a part of it: what rounding leaves
 constexpr double kSameDensity = 1e-2;  ///< elements of two densities of one state
 
 void NewDensities(Electrons& electrons, Turns& turns) {
@@ -29,24 +26,18 @@ void NewDensities(Electrons& electrons, Turns& turns) {
 GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory& history) {
     StartHistory(electrons, history);
     GuardEnd end;
-    double dPrevious = 0.0;
     Turns turns;
     while (true) {
-        ++end.nCycles;
-        end.dEnergy = EvaluateFock(electrons);
-        for (int i = 0; i < electrons.nSets; ++i) ReportFock(electrons.Run, *electrons.pSets[i]);
-        end.dDifference = std::abs(end.dEnergy - dPrevious) * electrons.Run.Family.dKcalPerUnit;
-        dPrevious = end.dEnergy;
+        NextFock(electrons, end);
         if (end.nCycles == 1 && !HoldsItsElectrons(electrons)) {
             NewDensities(electrons, turns);
             continue;
         }
         end.dCommutator =
             Remember(electrons, end.dEnergy, end.nCycles > 1, scf.mSquareWork.Data(), history);
-        if (end.nCycles >= 2) ReportScfProgress(end.nCycles - 1, end.dDifference);
-        const double dNoise = kNoise * std::abs(end.dEnergy) * electrons.Run.Family.dKcalPerUnit;
-        end.fConverged = end.nCycles >= 2 && end.dDifference < std::max(limits.dEnergy, dNoise) &&
-                         end.dCommutator < limits.dCommutator;
+        TellCycle(end);
+        end.fConverged =
+            IsEnergySettled(electrons, limits, end) && end.dCommutator < limits.dCommutator;
         if (end.fConverged || end.nCycles >= limits.nCycles) return end;
         MixPoints(electrons, end.dEnergy, end.dCommutator, history);
         turns.Judge(electrons, end.dCommutator);

@@ -1,27 +1,11 @@
 #pragma once
 
-#include "scf/electrons.h"
+#include "scf/guard.h"
 #include "scf/mixing.h"
 
 /// Cycles that are guarded against a rising energy and that judge the density too.
 
 namespace qsolve {
-
-/// When the cycles are at an end.
-struct GuardLimits {
-    double dEnergy;      ///< change of the energy, kcal/mol; what is rounding counts as none
-    double dCommutator;  ///< largest element of F P - P F of a spin, unit of the family
-    int nCycles;         ///< Fock matrices at most
-};
-
-/// What the cycles end with.
-struct GuardEnd {
-    bool fConverged = false;
-    int nCycles = 0;
-    double dEnergy = 0.0;      ///< unit of the family
-    double dDifference = 0.0;  ///< kcal/mol
-    double dCommutator = 0.0;  ///< unit of the family
-};
 
 /// Cycles from the present densities of the sets until both limits are met: the Fock matrix of the
 /// densities, a mixture of it with those before, new orbitals, new densities with the lowest levels

@@ -8,14 +8,13 @@
 #include "numeric/row.h"
 #include "numeric/strips.h"
 #include "numeric/trace.h"
+#include "scf/pulay.h"
 
 namespace qsolve {
 namespace {
 
-constexpr int kOrder = kMixPoints + 1;     ///< with the multiplier of the sum
-constexpr double kRise = 1e-7;             ///< of the energy that is no noise, unit of the family
-constexpr double kFarFromEnd = 1.0;        ///< largest element of the error, eV
-constexpr double kSmallestErrors = 1e-10;  ///< an older error may be so much below the newest
+constexpr double kRise = 1e-7;       ///< of the energy that is no noise, unit of the family
+constexpr double kFarFromEnd = 1.0;  ///< largest element of the error, eV
 
 /// The matrix of one set in one slot.
 double* In(Array<double>& m, const Electrons& electrons, int nSlot, int nSet) {
@@ -35,27 +34,6 @@ int NextSlot(MixHistory& history) {
     }
     std::rotate(history.vOrder, history.vOrder + 1, history.vOrder + kMixPoints);
     return history.vOrder[kMixPoints - 1];
-}
-
-/// Pulay's equations for the newest nPoints, solved. False when they are singular.
-bool SolvePulay(const MixHistory& history, int nPoints, double* vMixture) {
-    const int* pSlots = history.vOrder + (history.nCount - nPoints);
-    double mA[kOrder * kOrder] = {}, vB[kOrder] = {};
-    const double dNewest =
-        Row(history.mErrorDots, kMixPoints, pSlots[nPoints - 1])[pSlots[nPoints - 1]];
-    if (!(dNewest > 0.0)) return false;
-    for (int i = 0; i < nPoints; ++i) {
-        for (int j = 0; j < nPoints; ++j)
-            Row(mA, kOrder, i)[j] =
-                Row(history.mErrorDots, kMixPoints, pSlots[i])[pSlots[j]] / dNewest;
-        if (!(Row(mA, kOrder, i)[i] > kSmallestErrors)) return false;
-        Row(mA, kOrder, i)[nPoints] = Row(mA, kOrder, nPoints)[i] = 1.0;
-    }
-    vB[nPoints] = 1.0;
-    if (!SolveLinear(nPoints + 1, kOrder, mA, vB)) return false;
-    std::fill_n(vMixture, history.nCount, 0.0);
-    std::copy_n(vB, nPoints, vMixture + (history.nCount - nPoints));
-    return std::all_of(vB, vB + nPoints, [](double c) { return std::isfinite(c); });
 }
 
 bool Rises(const MixHistory& history, double dEnergy) {
@@ -101,12 +79,8 @@ double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, do
     return dLargest;
 }
 
-int MixByError(MixHistory& history, double* vMixture) {
-    for (int nPoints = history.nCount; nPoints > 1; --nPoints)
-        if (SolvePulay(history, nPoints, vMixture)) return nPoints;
-    std::fill_n(vMixture, history.nCount, 0.0);
-    vMixture[history.nCount - 1] = 1.0;
-    return 1;
+int MixByError(const MixHistory& history, double* vMixture) {
+    return MixByPulay({history.nCount, kMixPoints, history.mErrorDots, history.vOrder}, vMixture);
 }
 
 void MixByEnergy(const Electrons& electrons, const MixHistory& history, double* vMixture) {

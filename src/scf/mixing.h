@@ -33,7 +33,7 @@ double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, do
 /// Coefficients, oldest first, that make the mixed error smallest: direct inversion in the
 /// iterative subspace. P. Pulay, J. Comput. Chem. 3, 556 (1982). Old points are left out where the
 /// system is singular. Returns the number of them that count, which are the newest.
-int MixByError(MixHistory& history, double* vMixture);
+int MixByError(const MixHistory& history, double* vMixture);
 
 /// Coefficients that make the energy of the mixed density lowest, none of them negative.
 /// K. N. Kudin, G. E. Scuseria, E. Cances, J. Chem. Phys. 116, 8255 (2002).
