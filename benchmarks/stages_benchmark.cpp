@@ -17,6 +17,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "algebra/diagonalise.h"
 #include "benchmarks/molecule_files.h"
 #include "job/state.h"
 #include "numeric/kernels.h"
@@ -26,9 +27,9 @@
 #include "scf/electronic_energy.h"
 #include "scf/finish.h"
 #include "scf/fock.h"
+#include "scf/framed.h"
 #include "scf/guarded.h"
 #include "scf/guess.h"
-#include "scf/next_orbitals.h"
 #include "scf/rotations.h"
 #include "scf/scf.h"
 #include "scf/stability.h"
@@ -113,43 +114,68 @@ End RunWhole(double& dMs) {
     return {scf.End.nCycles, scf.dTotalEnergy};
 }
 
-/// The cycles of RunGuarded; orbitals that are solved for and turned ones are told apart.
+/// New densities from the Fock matrix of a closed shell, by a solution.
+void SolveForDensity(Electrons& electrons, Stages& stages) {
+    SpinRun& s = *electrons.pSets[0];
+    const Shells& shells = electrons.vShells[0];
+    const LevelRange levels = SummedLevels(shells);
+    stages.Time("orbitals solved", [&] {
+        DiagonaliseQuickly(electrons.n, levels.nFirst, levels.nEnd, s.mFock.Data(),
+                           s.mVectors.Data(), s.vEnergy.Data());
+    });
+    stages.Time("density", [&] { FillDensities(electrons); });
+}
+
+/// The cycles of RunInFrame, which need not give up here.
+GuardEnd RunSearch(Electrons& electrons, const GuardLimits& limits, GuardEnd end, Stages& stages) {
+    FramedSearch search;
+    stages.Time("frame", [&] { StartSearch(electrons, search); });
+    ErrorOfNorm error(electrons.n);
+    while (true) {
+        stages.Time("density", [&] { FillDensities(electrons); });
+        stages.Time("Fock and energy", [&] { NextFock(electrons, end); });
+        const double dNorm =
+            stages.Time("couplings", [&] { return RememberPoint(electrons, search); });
+        end.dCommutator = error.Expected(dNorm);
+        const bool fSettled = IsEnergySettled(electrons, limits, end);
+        if (fSettled && end.dCommutator < limits.dCommutator) {
+            end.dCommutator =
+                stages.Time("commutator", [&] { return error.Measured(electrons, dNorm); });
+            end.fConverged = end.dCommutator < limits.dCommutator;
+        }
+        if (end.fConverged || end.nCycles >= limits.nCycles) return end;
+        if (!stages.Time("orbitals turned", [&] { return MovePoint(electrons, search); }))
+            return end;
+    }
+}
+
+/// The cycles of RunGuarded.
 GuardEnd RunCycles(Electrons& electrons, Stages& stages) {
+    const GuardLimits limits{electrons.Run.dLimit, kCommutatorLimit / electrons.dEv, kMostCycles};
     MixHistory history;
     stages.Time("history", [&] { StartHistory(electrons, history); });
     GuardEnd end;
-    Turns turns;
-    SpinRun& s = *electrons.pSets[0];
-    const Shells& shells = electrons.vShells[0];
-    const auto NewDensity = [&] {
-        const bool fTurned = turns.fNear && turns.fAll[0];
-        stages.Time(fTurned ? "orbitals turned" : "orbitals solved",
-                    [&] { NewOrbitals(electrons, 0, turns); });
-        stages.Time("density", [&] {
-            FillDensity(shells, s.mVectors.Data(), s.vWeights.Data(), s.mDensity.Data());
-        });
-    };
-    double dPrevious = 0.0;
+    double dFormer = HUGE_VAL;
     while (true) {
-        ++end.nCycles;
-        end.dEnergy = stages.Time("Fock and energy", [&] { return EvaluateFock(electrons); });
-        end.dDifference = std::abs(end.dEnergy - dPrevious) * electrons.Run.Family.dKcalPerUnit;
-        dPrevious = end.dEnergy;
+        stages.Time("Fock and energy", [&] { NextFock(electrons, end); });
         if (end.nCycles == 1 && !HoldsItsElectrons(electrons)) {
-            NewDensity();
+            SolveForDensity(electrons, stages);
             continue;
         }
         end.dCommutator = stages.Time("commutator", [&] {
             return Remember(electrons, end.dEnergy, end.nCycles > 1, scf.mSquareWork.Data(),
                             history);
         });
-        end.fConverged = end.nCycles >= 2 && end.dDifference < electrons.Run.dLimit &&
-                         end.dCommutator < kCommutatorLimit / electrons.dEv;
-        if (end.fConverged || end.nCycles >= kMostCycles) return end;
+        end.fConverged =
+            IsEnergySettled(electrons, limits, end) && end.dCommutator < limits.dCommutator;
+        if (end.fConverged || end.nCycles >= limits.nCycles) return end;
         stages.Time("mixture",
                     [&] { MixPoints(electrons, end.dEnergy, end.dCommutator, history); });
-        turns.Judge(electrons, end.dCommutator);
-        NewDensity();
+        const bool fFalls = end.nCycles >= 2 && end.dCommutator < dFormer;
+        if (end.nCycles >= 2) dFormer = end.dCommutator;
+        if (fFalls && MayUseFrame(electrons, end.dCommutator))
+            return RunSearch(electrons, limits, end, stages);
+        SolveForDensity(electrons, stages);
     }
 }
 

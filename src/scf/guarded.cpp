@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "algebra/diagonalise.h"
-#include "scf/next_orbitals.h"
+#include "scf/framed.h"
 #include "scf/rotations.h"
 #include "scf/state.h"
 
@@ -13,24 +13,34 @@ namespace {
 
 constexpr double kSameDensity = 1e-2;  ///< elements of two densities of one state
 
-void NewDensities(Electrons& electrons, Turns& turns) {
+void NewDensities(Electrons& electrons) {
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
-        NewOrbitals(electrons, i, turns);
-        FillDensity(electrons.vShells[i], s.mVectors.Data(), s.vWeights.Data(), s.mDensity.Data());
+        const Shells& shells = electrons.vShells[i];
+        const LevelRange levels = SummedLevels(shells);
+        DiagonaliseQuickly(electrons.n, levels.nFirst, levels.nEnd, s.mFock.Data(),
+                           s.mVectors.Data(), s.vEnergy.Data());
+        FillDensity(shells, s.mVectors.Data(), s.vWeights.Data(), s.mDensity.Data());
     }
 }
 
 }  // namespace
 
-GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory& history) {
+GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory& history,
+                    const GuardStart& start) {
+    GuardEnd end{.nCycles = start.nCycles};
+    double dFormer = HUGE_VAL;  // the error before, once orbitals have made the densities
+    if (start.fNear && MayUseFrame(electrons, 0.0) && end.nCycles + 2 <= limits.nCycles) {
+        NextFock(electrons, end);
+        if (RunInFrame(electrons, limits, end)) return end;
+        FillDensities(electrons);
+        dFormer = 0.0;
+    }
     StartHistory(electrons, history);
-    GuardEnd end;
-    Turns turns;
     while (true) {
         NextFock(electrons, end);
         if (end.nCycles == 1 && !HoldsItsElectrons(electrons)) {
-            NewDensities(electrons, turns);
+            NewDensities(electrons);
             continue;
         }
         end.dCommutator =
@@ -40,8 +50,16 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
             IsEnergySettled(electrons, limits, end) && end.dCommutator < limits.dCommutator;
         if (end.fConverged || end.nCycles >= limits.nCycles) return end;
         MixPoints(electrons, end.dEnergy, end.dCommutator, history);
-        turns.Judge(electrons, end.dCommutator);
-        NewDensities(electrons, turns);
+        const bool fFalls = end.nCycles >= 2 && end.dCommutator < dFormer;
+        if (end.nCycles >= 2) dFormer = end.dCommutator;
+        if (fFalls && MayUseFrame(electrons, end.dCommutator)) {
+            if (RunInFrame(electrons, limits, end)) return end;
+            FillDensities(electrons);
+            history.nCount = 0;
+            dFormer = 0.0;
+            continue;
+        }
+        NewDensities(electrons);
     }
 }
 

@@ -68,11 +68,11 @@ GuardLimits LimitsOf(const Electrons& electrons) {
 }
 
 /// Cycles and, where they stall, the descent, from the densities at hand. Orbitals in the end.
-void Converge(Search& search) {
+void Converge(Search& search, const GuardStart& start = {}) {
     Electrons& electrons = search.electrons;
     GuardLimits limits = search.limits;
     limits.nCycles = std::min(limits.nCycles, kStallAfter);
-    search.end = RunGuarded(electrons, limits, search.history);
+    search.end = RunGuarded(electrons, limits, search.history, start);
     search.fDescended = false;
     if (!search.end.fConverged && search.limits.nCycles > search.end.nCycles) {
         limits.nCycles = search.limits.nCycles - search.end.nCycles;
@@ -303,7 +303,7 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     const bool fFollows = further.Scf.nStability == kFollowStability;
     if (fNew) GuessPopulations(electrons, !fFollows && HasEqualSpins(electrons));
     search.Word.nStarts = 1;
-    Converge(search);
+    Converge(search, {.fNear = !fNew});
     Take(search);
     const auto Test = [&] {  // in the first SCF of a job; the others follow its state
         if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)

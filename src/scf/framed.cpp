@@ -1,0 +1,165 @@
+#include "scf/framed.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "algebra/diagonalise.h"
+#include "numeric/kernels.h"
+#include "numeric/row.h"
+#include "numeric/strips.h"
+#include "numeric/trace.h"
+#include "scf/pulay.h"
+#include "scf/rotations.h"
+#include "scf/state.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kNearEnd = 0.7;     ///< largest element of F P - P F, eV
+constexpr int kFewestOrbitals = 64;  ///< below which nothing is gained
+constexpr double kRise = 1e-7;       ///< of the energy that is no noise, unit of the family
+constexpr double kUneven = 2.0;      ///< the largest element over the mean is some root of N times
+constexpr double kLikeBefore = 0.9;  ///< ... or that of the last time, with something to spare
+static_assert(kFramePoints <= kMostPulay);
+
+/// The slot for a new point, which becomes the last in the order.
+int NextSlot(FramedSearch& search) {
+    if (search.nCount < kFramePoints) {
+        search.vOrder[search.nCount] = search.nCount;
+        return search.nCount++;
+    }
+    std::rotate(search.vOrder, search.vOrder + 1, search.vOrder + kFramePoints);
+    return search.vOrder[kFramePoints - 1];
+}
+
+double* Slot(Array<double>& m, const FramedSearch& search, int nSlot) {
+    return m.Data() + static_cast<std::size_t>(nSlot) * search.nTurns;
+}
+
+/// Calls f(set, frame, number of its first turn) for all sets.
+template <class F>
+void ForFrames(Electrons& electrons, FramedSearch& search, F f) {
+    std::size_t nFirst = 0;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        f(*electrons.pSets[k], search.Frames[k], nFirst);
+        nFirst += search.Frames[k].CountTurns();
+    }
+}
+
+/// The largest element of F P - P F of all sets, from their orbitals.
+double LargestError(const Electrons& electrons) {
+    double d = 0.0;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        const SpinRun& s = *electrons.pSets[k];
+        d = std::max(
+            d, FockError(electrons.n, s.mFock.Data(), DensityOfOrbitals(electrons.vShells[k], s),
+                         scf.mSquareWork.Data(), scf.pWork.Data()));
+    }
+    return d;
+}
+
+/// The turns of the mixture, and what they gain to first order.
+void MixTurns(const double* vOfSlot, const OrbitalFrame& frame, std::size_t nFirst,
+              FramedSearch& search) {
+    const int l = frame.nLarge;
+    const auto nStep = static_cast<std::ptrdiff_t>(search.nTurns);
+    ForEachStrip(frame.nSmall, [&](int, int nFrom, int nEnd) {
+        for (int p = nFrom; p < nEnd; ++p) {
+            double* v = Row(search.vTurns.Data() + nFirst, l, p);
+            std::fill_n(v, l, 0.0);
+            kernels->AddRows(l, search.nCount, Row(search.mErrors.Data() + nFirst, l, p), nStep,
+                             vOfSlot, v);
+            const double e = frame.vLevel[frame.nFirstSmall + p];
+            for (int q = 0; q < l; ++q) v[q] /= e - frame.vLevel[frame.nFirstLarge + q];
+            kernels->AddRows(l, search.nCount, Row(search.mTurns.Data() + nFirst, l, p), nStep,
+                             vOfSlot, v);
+        }
+    });
+}
+
+}  // namespace
+
+ErrorOfNorm::ErrorOfNorm(int n) : dRatio_(kUneven / std::sqrt(std::max(n, 1))) {}
+
+double ErrorOfNorm::Measured(const Electrons& electrons, double dNorm) {
+    const double d = LargestError(electrons);
+    if (dNorm > 0.0) dRatio_ = kLikeBefore * d / dNorm;
+    return d;
+}
+
+bool MayUseFrame(const Electrons& electrons, double dError) {
+    for (int k = 0; k < electrons.nSets; ++k)
+        if (electrons.vShells[k].nOpen != 0) return false;
+    return electrons.n >= kFewestOrbitals && dError * electrons.dEv < kNearEnd;
+}
+
+void StartSearch(Electrons& electrons, FramedSearch& search) {
+    const int n = electrons.n;
+    search.nTurns = 0;
+    search.nCount = 0;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        SpinRun& s = *electrons.pSets[k];
+        DiagonaliseQuickly(n, 0, n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        TakeFrame(electrons.vShells[k], s.mVectors.Data(), s.vEnergy.Data(), search.Frames[k]);
+        search.nTurns += search.Frames[k].CountTurns();
+    }
+    search.vTurns.Take(search.nTurns, kWork);  // zeroed
+    for (Array<double>* m : {&search.mTurns, &search.mErrors})
+        m->Take(static_cast<std::size_t>(kFramePoints), search.nTurns, kWork);
+}
+
+double RememberPoint(Electrons& electrons, FramedSearch& search) {
+    const int nSlot = NextSlot(search);
+    double *pTurns = Slot(search.mTurns, search, nSlot),
+           *pErrors = Slot(search.mErrors, search, nSlot);
+    std::copy(search.vTurns.begin(), search.vTurns.end(), pTurns);
+    ForFrames(electrons, search, [&](SpinRun& s, const OrbitalFrame& frame, std::size_t nFirst) {
+        ElementsInFrame(frame, pTurns + nFirst, s.mFock.Data(), s.mVectors.Data(), scf.pWork.Data(),
+                        scf.mSquareWork.Data(), pErrors + nFirst);
+    });
+    for (int i = 0; i < search.nCount; ++i) {
+        const int nOther = search.vOrder[i];
+        Row(search.mDots, kFramePoints, nSlot)[nOther] =
+            Row(search.mDots, kFramePoints, nOther)[nSlot] =
+                Dot(static_cast<int>(search.nTurns), pErrors, Slot(search.mErrors, search, nOther));
+    }
+    return std::sqrt(2.0 * Row(search.mDots, kFramePoints, nSlot)[nSlot]);
+}
+
+bool MovePoint(Electrons& electrons, FramedSearch& search) {
+    double vMixture[kFramePoints], vOfSlot[kFramePoints] = {};
+    MixByPulay({search.nCount, kFramePoints, search.mDots, search.vOrder}, vMixture);
+    for (int i = 0; i < search.nCount; ++i) vOfSlot[search.vOrder[i]] = vMixture[i];
+    bool fNear = true;
+    ForFrames(electrons, search, [&](SpinRun& s, const OrbitalFrame& frame, std::size_t nFirst) {
+        MixTurns(vOfSlot, frame, nFirst, search);
+        fNear = fNear && PlaceOrbitals(frame, search.vTurns.Data() + nFirst, scf.pWork.Data(),
+                                       scf.mSquareWork.Data(), s.mVectors.Data());
+    });
+    return fNear;
+}
+
+bool RunInFrame(Electrons& electrons, const GuardLimits& limits, GuardEnd& end) {
+    FramedSearch search;
+    StartSearch(electrons, search);
+    ErrorOfNorm error(electrons.n);
+    double dLowest = HUGE_VAL;
+    while (true) {
+        FillDensities(electrons);
+        NextFock(electrons, end);
+        const double dNorm = RememberPoint(electrons, search);
+        TellCycle(end);
+        end.dCommutator = error.Expected(dNorm);
+        const bool fLast = end.nCycles >= limits.nCycles;
+        const bool fSettled = IsEnergySettled(electrons, limits, end);
+        if (fLast || (fSettled && end.dCommutator < limits.dCommutator)) {
+            end.dCommutator = error.Measured(electrons, dNorm);
+            end.fConverged = fSettled && end.dCommutator < limits.dCommutator;
+            if (fLast || end.fConverged) return true;
+        }
+        if (!(end.dEnergy <= dLowest + kRise) || !MovePoint(electrons, search)) return false;
+        dLowest = std::min(dLowest, end.dEnergy);
+    }
+}
+
+}  // namespace qsolve
