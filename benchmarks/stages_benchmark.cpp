@@ -30,6 +30,7 @@
 #include "scf/framed.h"
 #include "scf/guarded.h"
 #include "scf/guess.h"
+#include "scf/patches.h"
 #include "scf/rotations.h"
 #include "scf/scf.h"
 #include "scf/stability.h"
@@ -149,12 +150,18 @@ GuardEnd RunSearch(Electrons& electrons, const GuardLimits& limits, GuardEnd end
     }
 }
 
-/// The cycles of RunGuarded.
+/// The cycles of RunGuarded from a start, which need not give up here.
 GuardEnd RunCycles(Electrons& electrons, Stages& stages) {
     const GuardLimits limits{electrons.Run.dLimit, kCommutatorLimit / electrons.dEv, kMostCycles};
+    GuardEnd end;
+    end.nCycles =
+        stages.Time("patches", [&] { return PatchDensities(electrons, kMostCycles - 2); });
+    if (end.nCycles > 0) {
+        stages.Time("Fock and energy", [&] { NextFock(electrons, end); });
+        return RunSearch(electrons, limits, end, stages);
+    }
     MixHistory history;
     stages.Time("history", [&] { StartHistory(electrons, history); });
-    GuardEnd end;
     double dFormer = HUGE_VAL;
     while (true) {
         stages.Time("Fock and energy", [&] { NextFock(electrons, end); });

@@ -12,6 +12,7 @@
 #include "scf/guarded.h"
 #include "scf/half_electron.h"
 #include "scf/kept.h"
+#include "scf/patches.h"
 #include "scf/rotations.h"
 #include "scf/stability.h"
 #include "scf/starts.h"
@@ -301,9 +302,11 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     const bool fNew = fFirst && !TakeKeptDensity();
     // A test that follows what it finds sets the spins apart where that is lower, and only there.
     const bool fFollows = further.Scf.nStability == kFollowStability;
-    if (fNew) GuessPopulations(electrons, !fFollows && HasEqualSpins(electrons));
+    const bool fAlike = fFollows || !HasEqualSpins(electrons);
+    if (fNew) GuessPopulations(electrons, !fAlike);
+    const int nPatched = fNew && fAlike ? PatchDensities(electrons, search.limits.nCycles - 2) : 0;
     search.Word.nStarts = 1;
-    Converge(search, {.fNear = !fNew});
+    Converge(search, {.fNear = !fNew || nPatched > 0, .nCycles = nPatched});
     Take(search);
     const auto Test = [&] {  // in the first SCF of a job; the others follow its state
         if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)

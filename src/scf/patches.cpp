@@ -1,0 +1,172 @@
+#include "scf/patches.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "algebra/diagonalise.h"
+#include "numeric/product.h"
+#include "numeric/row.h"
+#include "scf/framed.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kReach = 1.0;   ///< of a resonance integral that couples two atoms, eV
+constexpr double kSmear = 0.5;   ///< of the filling of levels about the Fermi level, eV
+constexpr double kShare = 0.25;  ///< of the flow of charge between parts: all of it overshoots
+constexpr int kRounds = 3;       ///< of Fock matrices and densities
+constexpr int kHalvings = 48;    ///< of the range of a Fermi level
+constexpr double kFarAway = 40.0;
+constexpr double kWorth = 0.1;  ///< operations for all parts beside those for the whole
+
+/// The levels of all parts, what of each is the part's own, and their orbitals, one a row.
+struct Levels {
+    Array<double> vEnergy, vOwn, mVectors;
+};
+
+double Filling(double dEnergy, double dFermi, double dSmear) {
+    return 1.0 / (1.0 + std::exp(std::clamp((dEnergy - dFermi) / dSmear, -kFarAway, kFarAway)));
+}
+
+/// Electrons of own orbitals in n levels.
+double Held(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
+            double dSmear) {
+    double d = 0.0;
+    for (std::size_t k = 0; k < n; ++k) d += vOwn[k] * Filling(vEnergy[k], dFermi, dSmear);
+    return d;
+}
+
+double FermiLevel(std::size_t n, const double* vEnergy, const double* vOwn, double dElectrons,
+                  double dSmear) {
+    double dLow = *std::min_element(vEnergy, vEnergy + n) - kFarAway * dSmear;
+    double dHigh = *std::max_element(vEnergy, vEnergy + n) + kFarAway * dSmear;
+    for (int k = 0; k < kHalvings; ++k) {
+        const double dMiddle = 0.5 * (dLow + dHigh);
+        (Held(n, vEnergy, vOwn, dMiddle, dSmear) < dElectrons ? dLow : dHigh) = dMiddle;
+    }
+    return 0.5 * (dLow + dHigh);
+}
+
+/// Calls f(number, size, place of its levels, place of its orbitals) for each part.
+template <class F>
+void ForParts(const Parts& parts, F f) {
+    std::size_t nLevel = 0, nElement = 0;
+    for (int i = 0; i < parts.nParts; ++i) {
+        const int m = parts.Size(i);
+        f(i, m, nLevel, nElement);
+        nLevel += static_cast<std::size_t>(m);
+        nElement += static_cast<std::size_t>(m) * static_cast<std::size_t>(m);
+    }
+}
+
+int LargestOf(const Parts& parts) {
+    int m = 0;
+    for (int i = 0; i < parts.nParts; ++i) m = std::max(m, parts.Size(i));
+    return m;
+}
+
+Levels SolveParts(int n, const Parts& parts, const double* mFock, double* mPart) {
+    std::size_t nLevels = 0, nElements = 0;
+    ForParts(parts, [&](int, int m, std::size_t nLevel, std::size_t nElement) {
+        nLevels = nLevel + static_cast<std::size_t>(m);
+        nElements = nElement + static_cast<std::size_t>(m) * static_cast<std::size_t>(m);
+    });
+    Levels levels;
+    levels.vEnergy.Take(nLevels, kWork);
+    levels.vOwn.Take(nLevels, kWork);
+    levels.mVectors.Take(nElements, kWork);
+    ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
+        const int* v = parts.Orbitals(nPart);
+        for (int i = 0; i < m; ++i)
+            for (int j = 0; j <= i; ++j) Row(mPart, m, i)[j] = Row(mFock, n, v[i])[v[j]];
+        double* mVectors = levels.mVectors.Data() + nElement;
+        DiagonaliseQuickly(m, 0, m, mPart, mVectors, levels.vEnergy.Data() + nLevel);
+        for (int k = 0; k < m; ++k) {
+            double d = 0.0;
+            for (int i = 0; i < parts.vOwn[nPart]; ++i)
+                d += Row(mVectors, m, k)[i] * Row(mVectors, m, k)[i];
+            levels.vOwn[nLevel + static_cast<std::size_t>(k)] = d;
+        }
+    });
+    return levels;
+}
+
+/// Adds a part's rows of its own orbitals to the density and its mirror image.
+void AddPart(int n, const int* v, int nOwn, int m, const double* mPart, double* mDensity) {
+    for (int i = 0; i < nOwn; ++i)
+        for (int j = 0; j < m; ++j) {
+            const double d = Row(mPart, m, i)[j];
+            if (j < nOwn) {
+                Row(mDensity, n, v[i])[v[j]] = d;
+                continue;
+            }
+            Row(mDensity, n, v[i])[v[j]] += 0.5 * d;
+            Row(mDensity, n, v[j])[v[i]] += 0.5 * d;
+        }
+}
+
+bool IsWorthWhile(int n, const Parts& parts) {
+    double d = 0.0;
+    for (int i = 0; i < parts.nParts; ++i) d += std::pow(parts.Size(i), 3);
+    return d < kWorth * std::pow(n, 3);
+}
+
+}  // namespace
+
+void CountOwnElectrons(int n, const Parts& parts, const double* mDensity, double* vElectrons) {
+    for (int i = 0; i < parts.nParts; ++i) {
+        const int* v = parts.Orbitals(i);
+        vElectrons[i] = 0.0;
+        for (int k = 0; k < parts.vOwn[i]; ++k) vElectrons[i] += Row(mDensity, n, v[k])[v[k]];
+    }
+}
+
+void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectrons, double dShare,
+                  double dSmear, double* vElectrons, double* mDensity) {
+    const auto nLargest = static_cast<std::size_t>(LargestOf(parts));
+    Array<double> mPart, vFilling;
+    mPart.Take(nLargest, nLargest, kWork);
+    vFilling.Take(nLargest, kWork);
+    const Levels levels = SolveParts(n, parts, mFock, mPart.Data());
+    const double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
+    const double dCommon = FermiLevel(levels.vEnergy.Size(), vEnergy, vOwn, nElectrons, dSmear);
+    std::fill(mDensity, Row(mDensity, n, n), 0.0);
+    ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
+        const auto nLevels = static_cast<std::size_t>(m);
+        const double *e = vEnergy + nLevel, *w = vOwn + nLevel;
+        const double* mVectors = levels.mVectors.Data() + nElement;
+        double& dOwn = vElectrons[nPart];
+        dOwn += dShare * (Held(nLevels, e, w, dCommon, dSmear) - dOwn);
+        const double dFermi = FermiLevel(nLevels, e, w, dOwn, dSmear);
+        for (int k = 0; k < m; ++k) vFilling[k] = Filling(e[k], dFermi, dSmear);
+        const int nOwn = parts.vOwn[nPart];
+        std::fill(mPart.Data(), Row(mPart.Data(), m, nOwn), 0.0);
+        AddProduct({nOwn, m, m, Transposed(mVectors, m), Plain(mVectors, m), mPart.Data(), m, 1.0,
+                    vFilling.Data()});
+        AddPart(n, parts.Orbitals(nPart), nOwn, m, mPart.Data(), mDensity);
+    });
+}
+
+int PatchDensities(Electrons& electrons, int nMost) {
+    const int n = electrons.n;
+    if (kRounds > nMost || !MayUseFrame(electrons, 0.0)) return 0;
+    const Parts parts = MakeParts(kReach / electrons.dEv);
+    if (!IsWorthWhile(n, parts)) return 0;
+    const auto nParts = static_cast<std::size_t>(parts.nParts);
+    Array<double> mElectrons;
+    mElectrons.Take(2, nParts, kWork);
+    for (int k = 0; k < electrons.nSets; ++k)
+        CountOwnElectrons(n, parts, electrons.pSets[k]->mDensity.Data(),
+                          Row(mElectrons.Data(), parts.nParts, k));
+    for (int nRound = 0; nRound < kRounds; ++nRound) {
+        EvaluateFock(electrons);
+        for (int k = 0; k < electrons.nSets; ++k)
+            PatchDensity(n, parts, electrons.pSets[k]->mFock.Data(), electrons.vShells[k].nFull,
+                         kShare, kSmear / electrons.dEv, Row(mElectrons.Data(), parts.nParts, k),
+                         electrons.pSets[k]->mDensity.Data());
+    }
+    return kRounds;
+}
+
+}  // namespace qsolve

@@ -1,0 +1,174 @@
+#include "scf/patches.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <vector>
+
+#include "algebra/diagonalise.h"
+#include "scf/guarded.h"
+#include "scf/starts.h"
+#include "setup/state.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/guarded_job.h"
+#include "tests/support/matrices.h"
+
+namespace qsolve {
+namespace {
+
+/// Water molecules in a row, Angstrom apart, each turned otherwise.
+std::vector<Place> WatersInARow(int nMolecules, double dApart) {
+    std::vector<Place> places;
+    for (int k = 0; k < nMolecules; ++k) {
+        const double x = dApart * k, c = std::cos(0.7 * k), s = std::sin(0.7 * k);
+        places.push_back({8, x, 0, 0});
+        for (const double d : {0.75, -0.75})
+            places.push_back({1, x + 0.1, 0.6 * c - d * s, 0.6 * s + d * c});
+    }
+    return places;
+}
+
+const std::vector<Place> kEthane = {
+    {6, 0, 0, 0},           {6, 1.53, 0, 0},     {1, -0.38, 1.03, 0}, {1, -0.38, -0.5, 0.9},
+    {1, -0.38, -0.5, -0.9}, {1, 1.91, -1.03, 0}, {1, 1.91, 0.5, 0.9}, {1, 1.91, 0.5, -0.9}};
+
+class Patches : public FreshState {
+  protected:
+    /// The density of the lowest levels of the present Fock matrix as a whole.
+    static TestMatrix DensityOfWhole(GuardedJob& job) {
+        const int n = job.electrons.n;
+        SpinRun& s = *job.electrons.pSets[0];
+        TestMatrix fock(n, n), density(n, n), weights(1, n);
+        std::copy_n(s.mFock.Data(), n * n, fock.Data());
+        Diagonalise(n, fock.Data(), s.mVectors.Data(), s.vEnergy.Data());
+        FillDensity(job.electrons.vShells[0], s.mVectors.Data(), weights.Data(), density.Data());
+        return density;
+    }
+    static TestMatrix Patched(GuardedJob& job, const Parts& parts, double dShare, double dSmear) {
+        const int n = job.electrons.n;
+        const SpinRun& s = *job.electrons.pSets[0];
+        TestMatrix density(n, n), electrons(1, parts.nParts);
+        CountOwnElectrons(n, parts, s.mDensity.Data(), electrons.Data());
+        PatchDensity(n, parts, s.mFock.Data(), job.electrons.vShells[0].nFull, dShare, dSmear,
+                     electrons.Data(), density.Data());
+        return density;
+    }
+};
+
+/// Each orbital is one part's own, and parts that hold one another do so both ways.
+TEST_F(Patches, PartsShareTheOrbitals) {
+    for (const double dApart : {2.8, 30.0}) {
+        const GuardedJob job(Molecule(kAm1, WatersInARow(5, dApart)));
+        const Parts parts = MakeParts(1.0);
+        ASSERT_EQ(parts.nParts, 5);
+        std::vector<std::set<int>> own, all;
+        std::set<int> seen;
+        for (int i = 0; i < parts.nParts; ++i) {
+            const int* v = parts.Orbitals(i);
+            EXPECT_EQ(parts.vOwn[i], 6);
+            own.emplace_back(v, v + parts.vOwn[i]);
+            all.emplace_back(v, v + parts.Size(i));
+            EXPECT_EQ(all.back().size(), static_cast<std::size_t>(parts.Size(i)));
+            seen.insert(own.back().begin(), own.back().end());
+            if (dApart > 3.0) EXPECT_EQ(parts.Size(i), 6);
+        }
+        EXPECT_EQ(seen.size(), 30u);
+        for (std::size_t i = 0; i < 5; ++i)
+            for (std::size_t j = 0; j < 5; ++j)
+                EXPECT_EQ(all[i].count(*own[j].begin()), all[j].count(*own[i].begin()));
+    }
+}
+
+TEST_F(Patches, PartsReachAsFarAsTheResonance) {
+    const GuardedJob job(Molecule(kAm1, kEthane));
+    const Parts coupled = MakeParts(1.0), apart = MakeParts(1e3);
+    ASSERT_EQ(coupled.nParts, 2);
+    ASSERT_EQ(apart.nParts, 2);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(coupled.Size(i), 14);
+        EXPECT_EQ(apart.Size(i), 7);
+        EXPECT_EQ(apart.vOwn[i], 7);
+    }
+}
+
+TEST_F(Patches, AtomsWithoutPOrbitalsStandAloneWhereNoOtherIs) {
+    const GuardedJob job(
+        Molecule(kAm1, {{1, 0, 0, 0}, {1, 0.75, 0, 0}, {1, 40, 0, 0}, {1, 40.75, 0, 0}}));
+    const Parts parts = MakeParts(1.0);
+    ASSERT_EQ(parts.nParts, 4);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(parts.vOwn[i], 1);
+        EXPECT_EQ(parts.Size(i), 2);
+    }
+}
+
+/// Where every part is the whole, so is the density, if nothing is smeared.
+TEST_F(Patches, AreTheDensityOfTheWholeWherePartsAreTheWhole) {
+    GuardedJob job(Molecule(kAm1, kEthane));
+    EvaluateFock(job.electrons);
+    const Parts parts = MakeParts(1.0);
+    const TestMatrix patched = Patched(job, parts, 1.0, 1e-3);
+    EXPECT_LT(LargestDifference(patched, DensityOfWhole(job)), 1e-9);
+}
+
+/// And where parts do not see one another, with as many electrons as they had.
+TEST_F(Patches, AreTheDensityOfTheWholeWherePartsAreApart) {
+    GuardedJob job(Molecule(kAm1, WatersInARow(3, 300.0)));
+    EvaluateFock(job.electrons);
+    const Parts parts = MakeParts(1.0);
+    const TestMatrix patched = Patched(job, parts, 0.0, 1e-3);
+    EXPECT_LT(LargestDifference(patched, DensityOfWhole(job)), 1e-6);
+}
+
+/// All electrons are there, however they flow; the density is symmetric.
+TEST_F(Patches, HoldTheElectrons) {
+    for (const double dShare : {0.0, 0.25, 1.0}) {
+        GuardedJob job(Molecule(kAm1, WatersInARow(6, 2.7)));
+        EvaluateFock(job.electrons);
+        const TestMatrix patched = Patched(job, MakeParts(1.0), dShare, 0.5);
+        const int n = job.electrons.n;
+        double dTrace = 0.0;
+        for (int i = 0; i < n; ++i) {
+            dTrace += patched(i, i);
+            for (int j = 0; j < i; ++j) ASSERT_NEAR(patched(i, j), patched(j, i), 1e-14);
+        }
+        EXPECT_NEAR(dTrace, 24.0, 1e-9) << dShare;
+    }
+}
+
+/// Cycles from patches start nearer and end where those from populations end; of spins too.
+TEST_F(Patches, LeadToTheSameEnd) {
+    const GuardLimits limits{1e-7, 1e-6, 100};
+    for (const int nMethod : {int{kAm1}, int{kCndo}})
+        for (const bool fSpins : {false, true}) {
+            const JobScript script = Spins(Molecule(nMethod, WatersInARow(20, 2.9)), fSpins ? 1 : 0,
+                                           fSpins ? 2 : 1, fSpins);
+            MixHistory history;
+            GuardedJob plain(script);
+            const GuardEnd wanted = RunGuarded(plain.electrons, limits, history);
+            GuardedJob patched(script);
+            const int nMatrices = PatchDensities(patched.electrons, 100);
+            ASSERT_GT(nMatrices, 0);
+            const GuardEnd end = RunGuarded(patched.electrons, limits, history,
+                                            {.fNear = true, .nCycles = nMatrices});
+            ASSERT_TRUE(wanted.fConverged && end.fConverged);
+            EXPECT_NEAR(end.dEnergy, wanted.dEnergy, 1e-7);
+            EXPECT_GT(end.nCycles, nMatrices + 2);
+        }
+}
+
+TEST_F(Patches, AreForMoleculesThatAreLargeBesideTheirParts) {
+    GuardedJob small(Molecule(kAm1, kEthane));
+    EXPECT_EQ(PatchDensities(small.electrons, 100), 0);
+    GuardedJob large(Molecule(kAm1, WatersInARow(20, 2.9)));
+    EXPECT_EQ(PatchDensities(large.electrons, 2), 0);
+    large.electrons.vShells[0].nOpen = 1;
+    EXPECT_EQ(PatchDensities(large.electrons, 100), 0);
+    large.electrons.vShells[0].nOpen = 0;
+    EXPECT_EQ(PatchDensities(large.electrons, 3), 3);
+}
+
+}  // namespace
+}  // namespace qsolve
