@@ -11,6 +11,7 @@ from test_cli import orbitrax
 
 import orbitrax as package
 from orbitrax import METHODS, Backend, Job, Molecule, NotConverged, from_ase, read_molecule
+from orbitrax.results.builder import ResultBuilder
 from orbitrax.results.text import summary
 from orbitrax.session.scf_section import scf_section
 
@@ -66,6 +67,16 @@ def test_a_curvature_towards_unequal_spins_is_that_of_a_closed_shell_alone():
     for scf in (radical, mean):
         assert scf["lowest_curvature_exact"] is True
         assert scf["spin_curvature_ev"] is scf["spin_curvature_exact"] is None
+
+
+def test_an_older_backend_that_says_less_of_curvatures_is_understood(monkeypatch):
+    whole = ResultBuilder._take_state
+    monkeypatch.setattr(ResultBuilder, "_take_state", lambda self, state: whole(
+        self, {**state, "curvatures": 0}))
+    ozone = package.energy(of_g2("O3"), "indo")
+    assert ozone.blocks["scf"]["state"] == "unstable to unequal spins"
+    assert "lowest curvature at most -" in " ".join(ozone.state_remarks)
+    assert ozone.blocks["scf"]["spin_curvature_ev"] < 0
 
 
 def test_a_search_that_follows_an_excited_state_is_not_done():

@@ -43,7 +43,7 @@ _LARGE_CI = "A large CI matrix must be calculated"
 
 # What the test of the state has found, by number.
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
-_STABLE, _OF_THE_MEAN = STATES[1], "minimum of the mean"
+_STABLE, _SPINS_UNLIKE, _OF_THE_MEAN = STATES[1], STATES[3], "minimum of the mean"
 _INTERNAL_SHOWN, _SPINS_TESTED, _SPINS_SHOWN = 1, 2, 4  # of the word of the curvatures
 
 _USUAL = frozenset((2.0, 0.0, 1.0))  # occupancies
@@ -194,6 +194,8 @@ class ResultBuilder:
         """The last word about the SCF; what would not be believed without it is a warning."""
         found = STATES[state["found"]] if 0 <= state["found"] < len(STATES) else "not decided"
         tested, known = found != STATES[0], state["curvatures"]
+        # Older backends say nothing of what they have tested, but that they have found this.
+        spins = bool(known & _SPINS_TESTED) or found == _SPINS_UNLIKE
         if found == _STABLE and self._half_filled:
             found = _OF_THE_MEAN
         self.result.blocks["scf"] = {
@@ -204,8 +206,8 @@ class ResultBuilder:
             "lowered": state["lowered"], "state": found,
             "lowest_curvature_ev": state["internal"] if tested else None,
             "lowest_curvature_exact": bool(known & _INTERNAL_SHOWN) if tested else None,
-            "spin_curvature_ev": state["spins"] if known & _SPINS_TESTED else None,
-            "spin_curvature_exact": bool(known & _SPINS_SHOWN) if known & _SPINS_TESTED else None}
+            "spin_curvature_ev": state["spins"] if spins else None,
+            "spin_curvature_exact": bool(known & _SPINS_SHOWN) if spins else None}
         self.result.state_remarks = state_remarks(self.result.blocks["scf"])
 
     @property
