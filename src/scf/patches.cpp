@@ -150,21 +150,17 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
 
 int PatchDensities(Electrons& electrons, int nMost) {
     const int n = electrons.n;
-    if (kRounds > nMost || !MayUseFrame(electrons, 0.0)) return 0;
+    if (kRounds > nMost || electrons.nSets != 1 || !MayUseFrame(electrons, 0.0)) return 0;
     const Parts parts = MakeParts(kReach / electrons.dEv);
     if (!IsWorthWhile(n, parts)) return 0;
-    const auto nParts = static_cast<std::size_t>(parts.nParts);
-    Array<double> mElectrons;
-    mElectrons.Take(2, nParts, kWork);
-    for (int k = 0; k < electrons.nSets; ++k)
-        CountOwnElectrons(n, parts, electrons.pSets[k]->mDensity.Data(),
-                          Row(mElectrons.Data(), parts.nParts, k));
+    Array<double> vElectrons;
+    vElectrons.Take(static_cast<std::size_t>(parts.nParts), kWork);
+    SpinRun& s = *electrons.pSets[0];
+    CountOwnElectrons(n, parts, s.mDensity.Data(), vElectrons.Data());
     for (int nRound = 0; nRound < kRounds; ++nRound) {
         EvaluateFock(electrons);
-        for (int k = 0; k < electrons.nSets; ++k)
-            PatchDensity(n, parts, electrons.pSets[k]->mFock.Data(), electrons.vShells[k].nFull,
-                         kShare, kSmear / electrons.dEv, Row(mElectrons.Data(), parts.nParts, k),
-                         electrons.pSets[k]->mDensity.Data());
+        PatchDensity(n, parts, s.mFock.Data(), electrons.vShells[0].nFull, kShare,
+                     kSmear / electrons.dEv, vElectrons.Data(), s.mDensity.Data());
     }
     return kRounds;
 }

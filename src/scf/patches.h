@@ -21,9 +21,10 @@ void CountOwnElectrons(int n, const Parts& parts, const double* mDensity, double
 void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectrons, double dShare,
                   double dSmear, double* vElectrons, double* mDensity);
 
-/// Fock matrices of the densities at hand and patches in turn, all sets. Returns the number of
-/// Fock matrices: 0, with nothing done, where the parts are too large to be worth while, levels are
-/// partly filled, or more matrices than nMost were made. Yields; Fatal without memory.
+/// Fock matrices of the density at hand and patches in turn, of a closed shell: where an unpaired
+/// electron is, parts cannot know. Returns the number of Fock matrices: 0, with nothing done, of
+/// other shells, where the parts are too large to be worth while, or where more matrices than nMost
+/// were made. Yields; Fatal without memory.
 int PatchDensities(Electrons& electrons, int nMost);
 
 }  // namespace qsolve

@@ -138,25 +138,23 @@ TEST_F(Patches, HoldTheElectrons) {
     }
 }
 
-/// Cycles from patches start nearer and end where those from populations end; of spins too.
+/// Cycles from patches end where those from populations end.
 TEST_F(Patches, LeadToTheSameEnd) {
     const GuardLimits limits{1e-7, 1e-6, 100};
-    for (const int nMethod : {int{kAm1}, int{kCndo}})
-        for (const bool fSpins : {false, true}) {
-            const JobScript script = Spins(Molecule(nMethod, WatersInARow(20, 2.9)), fSpins ? 1 : 0,
-                                           fSpins ? 2 : 1, fSpins);
-            MixHistory history;
-            GuardedJob plain(script);
-            const GuardEnd wanted = RunGuarded(plain.electrons, limits, history);
-            GuardedJob patched(script);
-            const int nMatrices = PatchDensities(patched.electrons, 100);
-            ASSERT_GT(nMatrices, 0);
-            const GuardEnd end = RunGuarded(patched.electrons, limits, history,
-                                            {.fNear = true, .nCycles = nMatrices});
-            ASSERT_TRUE(wanted.fConverged && end.fConverged);
-            EXPECT_NEAR(end.dEnergy, wanted.dEnergy, 1e-7);
-            EXPECT_GT(end.nCycles, nMatrices + 2);
-        }
+    for (const int nMethod : {int{kAm1}, int{kCndo}, int{kZindo1}}) {
+        const JobScript script = Molecule(nMethod, WatersInARow(20, 2.9));
+        MixHistory history;
+        GuardedJob plain(script);
+        const GuardEnd wanted = RunGuarded(plain.electrons, limits, history);
+        GuardedJob patched(script);
+        const int nMatrices = PatchDensities(patched.electrons, 100);
+        ASSERT_GT(nMatrices, 0);
+        const GuardEnd end =
+            RunGuarded(patched.electrons, limits, history, {.fNear = true, .nCycles = nMatrices});
+        ASSERT_TRUE(wanted.fConverged && end.fConverged);
+        EXPECT_NEAR(end.dEnergy, wanted.dEnergy, 1e-7);
+        EXPECT_GT(end.nCycles, nMatrices + 2);
+    }
 }
 
 TEST_F(Patches, AreForMoleculesThatAreLargeBesideTheirParts) {
@@ -167,6 +165,8 @@ TEST_F(Patches, AreForMoleculesThatAreLargeBesideTheirParts) {
     large.electrons.vShells[0].nOpen = 1;
     EXPECT_EQ(PatchDensities(large.electrons, 100), 0);
     large.electrons.vShells[0].nOpen = 0;
+    GuardedJob spins(Spins(Molecule(kAm1, WatersInARow(20, 2.9)), 1, 2, true));
+    EXPECT_EQ(PatchDensities(spins.electrons, 100), 0);
     EXPECT_EQ(PatchDensities(large.electrons, 3), 3);
 }
 
