@@ -193,7 +193,7 @@ std::vector<std::string> ScriptOfMolecule(const std::vector<Place>& places, bool
     script.Options.nExtensions =
         static_cast<int>(kSectionsMark | kFurtherOptionsBit | 0x7FU);  // energies to state
     script.AddSection(kGivenCoordinates, PositionsOf(places));
-    const ScfWishes wishes{.fGuarded = 1, .nStability = kFollowStability, .fQuiet = 1};
+    const ScfWishes wishes{.fGuarded = 1, .nStability = kFollowStability, .nQuiet = kTellStart};
     std::vector<double> words(sizeof wishes / sizeof(double));
     std::memcpy(words.data(), &wishes, sizeof wishes);
     script.AddSection(kGivenScf, words);

@@ -189,9 +189,10 @@ TEST_F(Frames, ARequestForTheSessionBringsAllPacketsAndTheEnd) {
 }
 
 TEST_F(Frames, WhatBelongsToTheNextSessionWaitsForTheEndOfThisOne) {
-    const std::string sPacket(sizeof(PacketHeader), '\0');
+    std::string sPackets("Packets\0", 8);
+    sPackets.append(sizeof(PacketHeader), '\0');
     const std::pair<std::uint32_t, std::string> frames[] = {
-        {kTransactionPoke, std::string("Packets\0", 8) + sPacket},
+        {kTransactionPoke, sPackets},
         {kTransactionExecute, std::string("[reset]\0", 8)},
         {kTransactionRequest, std::string("Session\0", 8)},
         {kTransactionRequest, std::string("Packet\0", 7)},
