@@ -154,9 +154,9 @@ GuardEnd RunSearch(Electrons& electrons, const GuardLimits& limits, GuardEnd end
 GuardEnd RunCycles(Electrons& electrons, Stages& stages) {
     const GuardLimits limits{electrons.Run.dLimit, kCommutatorLimit / electrons.dEv, kMostCycles};
     GuardEnd end;
-    end.nCycles =
-        stages.Time("patches", [&] { return PatchDensities(electrons, kMostCycles - 2); });
-    if (end.nCycles > 0) {
+    const bool fPatched =
+        stages.Time("patches", [&] { return PatchDensities(electrons, kMostCycles - 2, end); });
+    if (fPatched) {
         stages.Time("Fock and energy", [&] { NextFock(electrons, end); });
         return RunSearch(electrons, limits, end, stages);
     }

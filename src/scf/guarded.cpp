@@ -28,10 +28,11 @@ void NewDensities(Electrons& electrons) {
 
 GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory& history,
                     const GuardStart& start) {
-    GuardEnd end{.nCycles = start.nCycles};
+    GuardEnd end = start.before;
     double dFormer = HUGE_VAL;  // the error before, once orbitals have made the densities
     if (start.fNear && MayUseFrame(electrons, 0.0) && end.nCycles + 2 <= limits.nCycles) {
         NextFock(electrons, end);
+        TellCycle(end);
         if (RunInFrame(electrons, limits, end)) return end;
         FillDensities(electrons);
         dFormer = 0.0;

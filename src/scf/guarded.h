@@ -9,8 +9,8 @@ namespace qsolve {
 
 /// What is known of the densities that the cycles start from.
 struct GuardStart {
-    bool fNear = false;  ///< they are nearly those of the end
-    int nCycles = 0;     ///< Fock matrices that have been made for them
+    bool fNear = false;    ///< they are nearly those of the end
+    GuardEnd before = {};  ///< of the cycles that have made them
 };
 
 /// Cycles from the present densities of the sets until both limits are met: the Fock matrix of the

@@ -304,9 +304,11 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     const bool fFollows = further.Scf.nStability == kFollowStability;
     const bool fAlike = fFollows || !HasEqualSpins(electrons);
     if (fNew) GuessPopulations(electrons, !fAlike);
-    const int nPatched = fNew && fAlike ? PatchDensities(electrons, search.limits.nCycles - 2) : 0;
+    GuardEnd before;
+    const bool fPatched =
+        fNew && fAlike && PatchDensities(electrons, search.limits.nCycles - 2, before);
     search.Word.nStarts = 1;
-    Converge(search, {.fNear = !fNew || nPatched > 0, .nCycles = nPatched});
+    Converge(search, {.fNear = !fNew || fPatched, .before = before});
     Take(search);
     const auto Test = [&] {  // in the first SCF of a job; the others follow its state
         if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)

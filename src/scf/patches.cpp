@@ -148,21 +148,22 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
     });
 }
 
-int PatchDensities(Electrons& electrons, int nMost) {
+bool PatchDensities(Electrons& electrons, int nMost, GuardEnd& end) {
     const int n = electrons.n;
-    if (kRounds > nMost || electrons.nSets != 1 || !MayUseFrame(electrons, 0.0)) return 0;
+    if (kRounds > nMost || electrons.nSets != 1 || !MayUseFrame(electrons, 0.0)) return false;
     const Parts parts = MakeParts(kReach / electrons.dEv);
-    if (!IsWorthWhile(n, parts)) return 0;
+    if (!IsWorthWhile(n, parts)) return false;
     Array<double> vElectrons;
     vElectrons.Take(static_cast<std::size_t>(parts.nParts), kWork);
     SpinRun& s = *electrons.pSets[0];
     CountOwnElectrons(n, parts, s.mDensity.Data(), vElectrons.Data());
     for (int nRound = 0; nRound < kRounds; ++nRound) {
-        EvaluateFock(electrons);
+        NextFock(electrons, end);
+        TellCycle(end);
         PatchDensity(n, parts, s.mFock.Data(), electrons.vShells[0].nFull, kShare,
                      kSmear / electrons.dEv, vElectrons.Data(), s.mDensity.Data());
     }
-    return kRounds;
+    return true;
 }
 
 }  // namespace qsolve

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scf/electrons.h"
+#include "scf/guard.h"
 #include "scf/parts.h"
 
 /// Densities of a large molecule that are patched together from those of its parts: a start as good
@@ -22,9 +22,9 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
                   double dSmear, double* vElectrons, double* mDensity);
 
 /// Fock matrices of the density at hand and patches in turn, of a closed shell: where an unpaired
-/// electron is, parts cannot know. Returns the number of Fock matrices: 0, with nothing done, of
-/// other shells, where the parts are too large to be worth while, or where more matrices than nMost
-/// were made. Yields; Fatal without memory.
-int PatchDensities(Electrons& electrons, int nMost);
+/// electron is, parts cannot know. end goes on with each. False, with nothing done, of other
+/// shells, where the parts are too large to be worth while, or where more matrices than nMost were
+/// made. Yields; Fatal without memory.
+bool PatchDensities(Electrons& electrons, int nMost, GuardEnd& end);
 
 }  // namespace qsolve

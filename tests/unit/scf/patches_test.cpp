@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "algebra/diagonalise.h"
+#include "job/state.h"
 #include "scf/guarded.h"
-#include "scf/starts.h"
+#include "scf/scf.h"
+#include "scf/state.h"
 #include "setup/state.h"
 #include "tests/support/fresh_state.h"
 #include "tests/support/guarded_job.h"
@@ -147,27 +150,44 @@ TEST_F(Patches, LeadToTheSameEnd) {
         GuardedJob plain(script);
         const GuardEnd wanted = RunGuarded(plain.electrons, limits, history);
         GuardedJob patched(script);
-        const int nMatrices = PatchDensities(patched.electrons, 100);
-        ASSERT_GT(nMatrices, 0);
+        GuardEnd before;
+        ASSERT_TRUE(PatchDensities(patched.electrons, 100, before));
+        EXPECT_EQ(before.nCycles, 3);
         const GuardEnd end =
-            RunGuarded(patched.electrons, limits, history, {.fNear = true, .nCycles = nMatrices});
+            RunGuarded(patched.electrons, limits, history, {.fNear = true, .before = before});
         ASSERT_TRUE(wanted.fConverged && end.fConverged);
         EXPECT_NEAR(end.dEnergy, wanted.dEnergy, 1e-7);
-        EXPECT_GT(end.nCycles, nMatrices + 2);
+        EXPECT_GT(end.nCycles, before.nCycles + 2);
     }
 }
 
 TEST_F(Patches, AreForMoleculesThatAreLargeBesideTheirParts) {
+    GuardEnd end;
     GuardedJob small(Molecule(kAm1, kEthane));
-    EXPECT_EQ(PatchDensities(small.electrons, 100), 0);
+    EXPECT_FALSE(PatchDensities(small.electrons, 100, end));
     GuardedJob large(Molecule(kAm1, WatersInARow(20, 2.9)));
-    EXPECT_EQ(PatchDensities(large.electrons, 2), 0);
+    EXPECT_FALSE(PatchDensities(large.electrons, 2, end));
     large.electrons.vShells[0].nOpen = 1;
-    EXPECT_EQ(PatchDensities(large.electrons, 100), 0);
+    EXPECT_FALSE(PatchDensities(large.electrons, 100, end));
     large.electrons.vShells[0].nOpen = 0;
     GuardedJob spins(Spins(Molecule(kAm1, WatersInARow(20, 2.9)), 1, 2, true));
-    EXPECT_EQ(PatchDensities(spins.electrons, 100), 0);
-    EXPECT_EQ(PatchDensities(large.electrons, 3), 3);
+    EXPECT_FALSE(PatchDensities(spins.electrons, 100, end));
+    EXPECT_EQ(end.nCycles, 0);
+    EXPECT_TRUE(PatchDensities(large.electrons, 3, end));
+}
+
+/// From the first on, those of the patches among them.
+TEST_F(Patches, AreToldAsCycles) {
+    SetUpJob(Molecule(kAm1, WatersInARow(20, 2.9)));
+    further.Scf.fGuarded = 1;
+    RunScf();
+    int nTold = 0;
+    for (const std::string& line : client.Texts(kPacketStatusLine)) {
+        if (line.find("Iteration = ") != 0) continue;
+        const std::string sStart = "Iteration = " + std::to_string(++nTold) + " ";
+        EXPECT_EQ(line.substr(0, sStart.size()), sStart);
+    }
+    EXPECT_EQ(nTold, scf.End.nCycles - 1);
 }
 
 }  // namespace
