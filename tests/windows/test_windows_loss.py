@@ -18,9 +18,10 @@ WAITS = [packet_not_fetched, poke_awaited, poke_awaited_with_request_held, text_
 
 
 def in_a_calculation(peer) -> None:
-    """Returns in the middle of an SCF cycle of 300 atoms, which takes some tenths of a second."""
+    """Returns in the middle of the SCF cycle of 300 atoms that solves for all orbitals, which takes
+    some tenths of a second."""
     connect(peer)
-    big_job(peer, 1)
+    big_job(peer, 3)
     at_work(peer)
 
 
