@@ -91,6 +91,20 @@ TEST_F(FramedCycles, EndWhereNothingCouples) {
         }
 }
 
+/// By themselves, with nothing to take over: each cycle leaves a part of the error.
+TEST_F(FramedCycles, GetToTheEndAlone) {
+    for (const bool fSpins : {false, true}) {
+        GuardedJob job(Spins(Molecule(kAm1, Waters(11)), fSpins ? 1 : 0, fSpins ? 2 : 1, fSpins));
+        MixHistory history;
+        RunGuarded(job.electrons, {1e-7, 0.02, 100}, history);
+        GuardEnd end;
+        NextFock(job.electrons, end);
+        ASSERT_TRUE(RunInFrame(job.electrons, kSharp, end));
+        EXPECT_TRUE(end.fConverged);
+        EXPECT_LT(end.nCycles, 16);
+    }
+}
+
 /// A descent from orbitals beside the end knows nothing of frames.
 TEST_F(FramedCycles, EndWhereADescentEnds) {
     GuardedJob job(Molecule(kAm1, Waters(11)));

@@ -109,11 +109,17 @@ TEST_F(Patches, AtomsWithoutPOrbitalsStandAloneWhereNoOtherIs) {
 
 /// Where every part is the whole, so is the density, if nothing is smeared.
 TEST_F(Patches, AreTheDensityOfTheWholeWherePartsAreTheWhole) {
-    GuardedJob job(Molecule(kAm1, kEthane));
-    EvaluateFock(job.electrons);
-    const Parts parts = MakeParts(1.0);
-    const TestMatrix patched = Patched(job, parts, 1.0, 1e-3);
-    EXPECT_LT(LargestDifference(patched, DensityOfWhole(job)), 1e-9);
+    const std::vector<Place> methanol = {{6, 0, 0, 0},           {8, 1.42, 0, 0},
+                                         {1, -0.38, 1.03, 0},    {1, -0.38, -0.5, 0.9},
+                                         {1, -0.38, -0.5, -0.9}, {1, 1.7, 0.9, 0}};
+    for (const std::vector<Place>& places : {kEthane, methanol}) {  // charge flows in the latter
+        GuardedJob job(Molecule(kAm1, places));
+        EvaluateFock(job.electrons);
+        const Parts parts = MakeParts(1.0);
+        EXPECT_EQ(parts.nParts, 2);
+        const TestMatrix patched = Patched(job, parts, 1.0, 1e-3);
+        EXPECT_LT(LargestDifference(patched, DensityOfWhole(job)), 1e-9);
+    }
 }
 
 /// And where parts do not see one another, with as many electrons as they had.
