@@ -47,6 +47,8 @@ void StartVector(const Space& space, int nNumber, double* v) {
 
 /// The error of an eigenvalue is at most the residual, and mostly its square by a gap.
 bool IsKnown(const RitzValue& lowest, double dEv) {
+    const bool fClear = lowest.dValue * dEv > kClearCurvature;
+    if (fClear && lowest.dResidual < kClearPart * lowest.dValue) return true;
     return lowest.dResidual * lowest.dResidual * dEv * dEv <
            0.1 * std::max(kCurvatureError, kCurvaturePart * std::abs(lowest.dValue) * dEv);
 }

@@ -21,6 +21,11 @@ struct Curvature {
 /// lowest may be above that by more.
 constexpr double kCurvatureError = 1e-3, kCurvaturePart = 1e-3;
 
+/// Above this, eV, as in most closed shells, no digit more changes what a curvature says of the
+/// state: its residual need only be this part of it. Where as many levels are as near to one
+/// another as there are molecules, to tell their curvatures apart takes most of a test.
+constexpr double kClearCurvature = 5.0, kClearPart = 0.03;
+
 /// Error of one that is shown to be the lowest, eV.
 constexpr double kLowestError = 1e-5;
 
