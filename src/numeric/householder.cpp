@@ -14,7 +14,7 @@ namespace qsolve {
 namespace {
 
 /// Rows of a part of a product with a vector, and the order from which threads share the parts.
-constexpr int kRowsOfPart = 128, kWorthThreads = 512;
+constexpr int kRowsOfPart = 128, kWorthThreads = 256;
 
 /// The panel at work: q of reflector r stands in row r of the scratch, t in row 2 nReflectors - 1 -
 /// r, so that the pairs (t, q), (q, t) of the update are the rows read upwards and downwards. Both
@@ -51,10 +51,12 @@ void MultiplySymmetric(const Panel& panel, const double* mMatrix, int c, const d
                                   FirstRowOfPart(nFrom, nTo, nParts, i + 1), mMatrix, panel.nStep,
                                   t, pSum);
     };
-    if (nLength >= kWorthThreads)
-        ForEachTask(nParts, AddPart);
-    else
-        for (int i = 0; i < nParts; ++i) AddPart(i);
+    // Neighbours to one thread, and mostly the same as for the row before: what it has read then
+    // may still be in its processor's cache.
+    const int nTasks = nLength >= kWorthThreads ? std::min(Threads(), nParts) : 1;
+    ForEachTask(nTasks, [&](int nTask) {
+        for (int i = nTask * nParts / nTasks; i < (nTask + 1) * nParts / nTasks; ++i) AddPart(i);
+    });
     const double ones[kMostParts] = {1, 1, 1, 1, 1, 1, 1, 1};
     if (nParts > 1)
         kernels->AddRows(nLength, nParts - 1, panel.Part(1) + nFrom, panel.nStep, ones, p + nFrom);
