@@ -115,11 +115,22 @@ void PackA(const Product& product, int i0, int nRows, int k0, int nInner, double
     }
 }
 
-/// A tile of B whose columns lie along the memory, nStep apart.
+/// A tile of B whose columns lie along the memory, nStep apart; zero beyond the last one.
 void PackColumns(const double* pFrom, std::ptrdiff_t nRowStep, std::ptrdiff_t nStep, int nInner,
                  int nHere, double* pTo) {
+    const int nSquares = nRowStep == 1 ? nHere / kWide * kWide : 0;
+    const int nInSquares = nInner / kWide * kWide;
+    for (int c = 0; c < nSquares; c += kWide)
+        for (int k = 0; k < nInSquares; k += kWide) {
+            Wide x[kWide];
+#pragma GCC unroll 8
+            for (int r = 0; r < kWide; ++r) Load(pFrom + (c + r) * nStep + k, x[r]);
+            Transpose(x);
+#pragma GCC unroll 8
+            for (int r = 0; r < kWide; ++r) Store(pTo + (k + r) * kTileColumns + c, x[r]);
+        }
     for (int c = 0; c < nHere; ++c)
-        for (int k = 0; k < nInner; ++k)
+        for (int k = c < nSquares ? nInSquares : 0; k < nInner; ++k)
             pTo[k * kTileColumns + c] = pFrom[k * nRowStep + c * nStep];
     for (int k = 0; k < nInner && nHere < kTileColumns; ++k)
         for (int c = nHere; c < kTileColumns; ++c) pTo[k * kTileColumns + c] = 0.0;
