@@ -1,6 +1,7 @@
 #include "numeric/product.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "numeric/kernels.h"
 #include "numeric/pool.h"
@@ -13,7 +14,8 @@ namespace {
 /// Operations below which a product is no work for several threads.
 constexpr double kWorthThreads = 5e6;
 constexpr int kTasksOfThread = 3;  ///< so that a thread that is held up holds up little
-constexpr int kFewestRows = 48, kFewestColumns = 96;
+constexpr int kFewestRows = 48, kFewestColumns = 120;
+constexpr int kWholeTiles = 24;  ///< rows or columns, a multiple of a tile's in each form
 
 double Operations(const Product& product) {
     const double d = 2.0 * product.nRows * product.nInner * product.nColumns;
@@ -44,19 +46,28 @@ void AddRowsOf(const Product& product, int nRow, int nRowEnd) {
     kernels->AddProduct(rest);
 }
 
+/// The part of the rows of a square that hold a part of its triangle.
+double PartBefore(Triangle triangle, double dArea) {
+    if (triangle == Triangle::kLower) return std::sqrt(dArea);
+    return triangle == Triangle::kUpper ? 1.0 - std::sqrt(1.0 - dArea) : dArea;
+}
+
 }  // namespace
 
+// By columns where there are enough of them: each thread then packs its own part of B, and of A,
+// which is packed again for every few columns anyway, hardly more than one thread does.
 void AddProduct(const Product& product) {
     const int nThreads = Operations(product) < kWorthThreads ? 1 : Threads();
-    const bool fByColumns = product.triangle == Triangle::kWhole &&
-                            product.nRows < kFewestRows * nThreads &&
-                            product.nRows < product.nColumns;
+    const bool fByColumns =
+        product.triangle == Triangle::kWhole &&
+        (product.nColumns >= kFewestColumns * nThreads || product.nColumns > product.nRows);
     const int nLength = fByColumns ? product.nColumns : product.nRows;
     const int nMost = nLength / (fByColumns ? kFewestColumns : kFewestRows);
     const int nTasks = std::min(nThreads > 1 ? kTasksOfThread * nThreads : 1, nMost);
     if (nTasks < 2) return kernels->AddProduct(product);
-    const auto From = [nLength, nTasks](int i) {
-        return static_cast<int>(static_cast<long long>(nLength) * i / nTasks);
+    const auto From = [&](int i) {
+        const double d = PartBefore(product.triangle, static_cast<double>(i) / nTasks);
+        return i < nTasks ? static_cast<int>(d * nLength) / kWholeTiles * kWholeTiles : nLength;
     };
     ForEachTask(nTasks, [&](int i) {
         if (fByColumns)
