@@ -2,66 +2,43 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "link/link.h"
+#include "numeric/orthonormal.h"
 #include "numeric/product.h"
-#include "numeric/rank_update.h"
 #include "numeric/row.h"
 
 namespace qsolve {
 namespace {
 
 constexpr double kLargestSquare = 0.05;  ///< Y Y^T, a norm
-constexpr double kSmallestTerm = 1e-17;  ///< of the series below
 
-/// C = A B^T where that is symmetric. mA and mB are nRows x nInner.
-void SymmetricByTransposed(int nRows, int nInner, const double* mA, const double* mB, double* mC) {
+/// The upper triangle of A A^T. mA is nRows x nInner.
+void Square(int nRows, int nInner, const double* mA, double* mC) {
     std::fill(mC, Row(mC, nRows, nRows), 0.0);
-    Product product{nRows, nInner, nRows, Plain(mA, nInner), Transposed(mB, nInner), mC, nRows};
-    product.triangle = Triangle::kLower;
+    Product product{nRows, nInner, nRows, Plain(mA, nInner), Transposed(mA, nInner), mC, nRows};
+    product.triangle = Triangle::kUpper;
     AddProduct(product);
-    MirrorLower(nRows, mC);
 }
 
-/// The largest sum of a row's magnitudes, which no eigenvalue exceeds; no number where one is none.
-double NormOf(int n, const double* m) {
+/// The largest sum of a row's magnitudes, which no eigenvalue exceeds, of a symmetric matrix of
+/// which the upper triangle is read; no number where one is none. vSums, n, is scratch.
+double NormOf(int n, const double* m, double* vSums) {
+    std::fill_n(vSums, n, 0.0);
+    for (int i = 0; i < n; ++i) {
+        vSums[i] += std::abs(Row(m, n, i)[i]);
+        for (int j = i + 1; j < n; ++j) {
+            const double d = std::abs(Row(m, n, i)[j]);
+            vSums[i] += d;
+            vSums[j] += d;
+        }
+    }
     double dLargest = 0.0;
     for (int i = 0; i < n; ++i) {
-        double d = 0.0;
-        for (int j = 0; j < n; ++j) d += std::abs(Row(m, n, i)[j]);
-        if (std::isnan(d)) return d;
-        dLargest = std::max(dLargest, d);
+        if (std::isnan(vSums[i])) return vSums[i];
+        dLargest = std::max(dLargest, vSums[i]);
     }
     return dLargest;
-}
-
-/// (1 + E)^(-1/2) by its series, n x n, for E of the norm d: by Horner's rule in E^2, with
-/// coefficients that are linear in E. The result is in the first of three squares of scratch.
-void InverseRoot(int n, const double* mE, double d, double* mScratch) {
-    double vTerms[64] = {1.0};
-    int nTerms = 1;
-    for (double dTerm = 1.0; dTerm > kSmallestTerm && nTerms < 64; ++nTerms) {
-        vTerms[nTerms] = vTerms[nTerms - 1] * (0.5 - nTerms) / nTerms;
-        dTerm *= d;
-    }
-    const std::size_t nSquare = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
-    double *mRoot = mScratch, *mE2 = mRoot + nSquare, *mWork = mE2 + nSquare;
-    const auto AddTerms = [&](int k) {  // numbers k and k + 1, the latter zero beyond the last
-        for (std::size_t i = 0; i < nSquare; ++i) mRoot[i] += vTerms[k + 1] * mE[i];
-        for (int i = 0; i < n; ++i) Row(mRoot, n, i)[i] += vTerms[k];
-    };
-    SymmetricByTransposed(n, n, mE, mE, mE2);
-    std::fill_n(mRoot, nSquare, 0.0);
-    for (int k = (nTerms - 1) / 2 * 2; k >= 0; k -= 2) {
-        if (k + 2 < nTerms) {
-            std::swap(mRoot, mWork);
-            SymmetricByTransposed(n, n, mE2, mWork, mRoot);
-        }
-        AddTerms(k);
-        Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
-    }
-    if (mRoot != mScratch) std::copy_n(mRoot, nSquare, mScratch);
 }
 
 }  // namespace
@@ -92,16 +69,14 @@ void TakeFrame(const Shells& shells, const double* mVectors, const double* vLeve
 bool PlaceOrbitals(const OrbitalFrame& frame, const double* mTurns, double* mFirst, double* mSecond,
                    double* mVectors) {
     const int n = frame.n, s = frame.nSmall, l = frame.nLarge;
-    double *mTurned = mFirst, *mSquare = Row(mFirst, n, s), *mRoot = mSecond;
-    SymmetricByTransposed(s, l, mTurns, mTurns, mSquare);
-    const double dNorm = NormOf(s, mSquare);
-    if (!(dNorm < kLargestSquare)) return false;
+    double *mSquare = mFirst, *vWork = mSecond, *mTurned = Row(mVectors, n, frame.nFirstSmall);
+    Square(s, l, mTurns, mSquare);
+    if (!(NormOf(s, mSquare, vWork) < kLargestSquare)) return false;
     std::copy_n(frame.Small(), Row(mTurned, n, s) - mTurned, mTurned);
     AddProduct({s, l, n, Plain(mTurns, l), Plain(frame.Large(), n), mTurned, n});
     Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(s));
-    InverseRoot(s, mSquare, dNorm, mRoot);
-    Multiply(s, s, n, mRoot, mTurned, Row(mVectors, n, frame.nFirstSmall));
-    return true;
+    for (int i = 0; i < s; ++i) Row(mSquare, s, i)[i] += 1.0;
+    return OrthonormaliseRows(s, n, mSquare, vWork, mTurned);
 }
 
 void ElementsInFrame(const OrbitalFrame& frame, const double* mTurns, const double* mFock,

@@ -11,9 +11,9 @@ namespace qsolve {
 
 /// Orthonormal orbitals and their levels, N of either, and the two sides of the Fermi level: the
 /// smaller one, which a density is summed from, and the larger one. With turns Y, nSmall x nLarge,
-/// the orbitals of the smaller side are (1 + Y Y^T)^(-1/2) (S + Y L), which are orthonormal, and
-/// those of the larger side span L - Y^T S, at right angles to them: any density of as many
-/// orbitals that is not too far is one of such turns, and of one only.
+/// the orbitals of the smaller side span S + Y L, whose products are 1 + Y Y^T, and are made
+/// orthonormal one after the other; those of the larger side span L - Y^T S, at right angles to
+/// them: any density of as many orbitals that is not too far is one of such turns, and of one only.
 struct OrbitalFrame {
     int n = 0, nSmall = 0, nLarge = 0, nFirstSmall = 0, nFirstLarge = 0;
     Array<double> mOrbitals;  ///< N x N, one a row
