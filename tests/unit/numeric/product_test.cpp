@@ -4,6 +4,7 @@
 
 #include <tuple>
 
+#include "numeric/pool.h"
 #include "tests/support/matrices.h"
 
 namespace qsolve {
@@ -88,6 +89,43 @@ TEST(Product, GivesTheSameBitsAtAnyAddress) {
     Multiply(n, n, n, shifted.Data() + 1, b.Data(), d.Data() + 1);
     for (std::size_t i = 0; i < c.v.size(); ++i) ASSERT_EQ(c.v[i], d.v[i + 1]);
 }
+
+class SharedProduct : public testing::TestWithParam<std::tuple<int, int, int>> {
+  protected:
+    ~SharedProduct() override { SetThreads(0); }
+};
+
+/// Of an order that several threads share, by rows or by columns: all of it, and the same bits.
+TEST_P(SharedProduct, DoesNotDependOnTheNumberOfThreads) {
+    const auto [nRows, nInner, nColumns] = GetParam();
+    const TestMatrix a = RandomMatrix(nRows, nInner, 1), b = RandomMatrix(nInner, nColumns, 2),
+                     wanted = NaiveProduct(a, b);
+    for (const Triangle triangle : {Triangle::kWhole, Triangle::kLower, Triangle::kUpper}) {
+        TestMatrix alone(0, 0);
+        for (const int nThreads : {1, 2, 3, 8}) {
+            SetThreads(nThreads);
+            TestMatrix sum(nRows, nColumns);
+            Product product{
+                nRows,      nInner,  nColumns, Plain(a.Data(), nInner), Plain(b.Data(), nColumns),
+                sum.Data(), nColumns};
+            product.triangle = triangle;
+            AddProduct(product);
+            if (nThreads == 1) alone = sum;
+            ASSERT_EQ(sum.v, alone.v) << nThreads;
+        }
+        for (int i = 0; i < nRows; ++i)
+            for (int j = 0; j < nColumns; ++j) {
+                const bool fOutside = (triangle == Triangle::kLower && j > i) ||
+                                      (triangle == Triangle::kUpper && j < i);
+                ASSERT_NEAR(alone(i, j), fOutside ? 0.0 : wanted(i, j), Rounding(nInner));
+            }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, SharedProduct,
+                         testing::Values(std::tuple{170, 130, 500}, std::tuple{900, 130, 60},
+                                         std::tuple{301, 120, 301}, std::tuple{301, 120, 250},
+                                         std::tuple{30, 250, 700}, std::tuple{250, 120, 301}));
 
 TEST(Product, WorksOnAPartOfAMatrix) {
     TestMatrix a = RandomMatrix(9, 20, 6), b = RandomMatrix(20, 30, 7), c(40, 40);
