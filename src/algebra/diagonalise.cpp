@@ -47,6 +47,7 @@ struct Vectors {
     LaneFactors factors;
     double* vX;        ///< n x kLanes
     double* mVectors;  ///< n x n
+    bool fYields;
     double dSeed = 0.0;
     double dShift = 0.0;  ///< of the vector before
     int nCluster = 0;     ///< first vector of the cluster
@@ -181,15 +182,25 @@ void FindVectors(Vectors& v, int nFirst, int nEnd) {
         IterateLanes(v, k, nLanes);
         for (int t = 0; t < nLanes; ++t) {
             Orthogonalise(v, k + t, t);
-            Yield(static_cast<std::size_t>(v.n));
+            if (v.fYields) Yield(static_cast<std::size_t>(v.n));
         }
     }
 }
 
+/// Where a solution works, and whether it may yield meanwhile.
+struct Place {
+    EigenScratch scratch;
+    bool fYields;
+    void Breathe(int n, int m) const {
+        if (fYields) Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(m));
+    }
+};
+
 /// T and what solving it works on.
 struct Problem {
     int n, nFirst, nEnd;  ///< order, and the vectors that are wanted
-    double* mMatrix;      ///< n x n, free once it is loaded into the reduction
+    const Place& place;
+    double* mMatrix;  ///< n x n, free once it is loaded into the reduction
     double* mVectors;
     double* vValues;
     double *vDiagonal, *vOff;  ///< T
@@ -232,8 +243,8 @@ void SolveByIteration(Problem& problem, double dNorm) {
     WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
     const std::ptrdiff_t nLanes = static_cast<std::ptrdiff_t>(n) * kLanes;
     const LaneFactors factors{n, vLanes, vLanes + nLanes, vLanes + 2 * nLanes, vLanes + 3 * nLanes};
-    Vectors vectors{n,     problem.vDiagonal, problem.vOff,        problem.vValues,
-                    dNorm, factors,           vLanes + 4 * nLanes, problem.mVectors};
+    Vectors vectors{n,       problem.vDiagonal,   problem.vOff,     problem.vValues,      dNorm,
+                    factors, vLanes + 4 * nLanes, problem.mVectors, problem.place.fYields};
     FindVectors(vectors, problem.nFirst, problem.nEnd);
 }
 
@@ -260,8 +271,6 @@ void SolveByDivision(Problem& problem, double dNorm) {
         problem.vValues[i] = dScale * problem.vDiagonal[i];
         vOff[i] = dScale * problem.vOff[i];
     }
-    if (algebra.vEigenIndex.Size() < static_cast<std::size_t>(DivideIndices(n)))
-        algebra.vEigenIndex.Take(static_cast<std::size_t>(DivideIndices(n)), kWork);
     const Divide divide{n,
                         problem.nFirst,
                         problem.nEnd,
@@ -271,10 +280,10 @@ void SolveByDivision(Problem& problem, double dNorm) {
                         vOff + n,
                         problem.mMatrix,
                         vOff + n + nSquare,
-                        algebra.vEigenIndex.Data()};
+                        problem.place.scratch.vIndex};
     SolveLeaves(divide);
     for (int nLevel = LevelsOfParts(n) - 1; nLevel >= 0; --nLevel) {
-        Yield(static_cast<std::size_t>(n) * kPanel);
+        problem.place.Breathe(n, kPanel);
         MergeParts(divide, nLevel);
     }
     WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
@@ -283,7 +292,7 @@ void SolveByDivision(Problem& problem, double dNorm) {
 }
 
 /// T of the matrix; leaves the reflectors.
-void Reduce(const Reduction& reduction, Way way, const double* mMatrix) {
+void Reduce(const Reduction& reduction, Way way, const double* mMatrix, const Place& place) {
     const int n = reduction.n;
     if (n == 2) {
         reduction.vDiagonal[0] = mMatrix[0];
@@ -294,35 +303,35 @@ void Reduce(const Reduction& reduction, Way way, const double* mMatrix) {
     }
     if (way == Way::kAtOnce) {
         ReduceAtOnce(reduction, mMatrix);
-        Yield(static_cast<std::size_t>(n) * kPanel);
+        place.Breathe(n, kPanel);
         return;
     }
     LoadMatrix(reduction, mMatrix);
     for (int c = 0; c < n - 2;) {
         c = ReducePanel(reduction, c);
-        Yield(static_cast<std::size_t>(n) * kPanel);
+        place.Breathe(n, kPanel);
     }
     FinishReduction(reduction);
 }
 
 /// Vectors of T to vectors of the matrix.
 void TransformVectors(const Reduction& reduction, Way way, int nVectors, double* mVectors,
-                      double* vWork) {
+                      double* vWork, const Place& place) {
     const int n = reduction.n, nBlock = BlockOf(n);
     if (n == 2 || nVectors <= 0) return;
     if (way == Way::kAtOnce) {
         TransformAtOnce(reduction, nVectors, mVectors);
-        Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nVectors));
+        place.Breathe(n, nVectors);
         return;
     }
     for (int c = (n - 3) / nBlock * nBlock; c >= 0; c -= nBlock) {
         TransformBack(reduction, c, std::min(c + nBlock, n - 2), nVectors, mVectors, vWork);
-        Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nBlock));
+        place.Breathe(n, nBlock);
     }
 }
 
-void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVectors,
-           double* vValues) {
+void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVectors, double* vValues,
+           const Place& place) {
     if (n <= 1) {
         if (n == 1) {
             vValues[0] = mMatrix[0];
@@ -330,40 +339,65 @@ void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVecto
         }
         return;
     }
-    const std::size_t nWork = WorkSize(n, way);
-    if (algebra.vEigenWork.Size() < nWork) algebra.vEigenWork.Take(nWork, kWork);
     // What is padded begins where the memory does, at the border of a line of the cache.
-    double* mReduced = algebra.vEigenWork.Data();
+    double* mReduced = place.scratch.vWork;
     double* mPanel = Row(mReduced, ReductionStep(n), Padded(n));
     double* vDiagonal = Row(mPanel, ReductionStep(n), PanelRows(way));
     double *vOff = vDiagonal + n, *vScale = vOff + n, *vRest = vScale + n;
     const Reduction reduction{n, mReduced, mPanel, vDiagonal, vOff, vScale};
-    Reduce(reduction, way, mMatrix);
+    Reduce(reduction, way, mMatrix, place);
 
-    Problem problem{n, nFirst, nEnd, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
+    Problem problem{n, nFirst, nEnd, place, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
     const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
     if (IsLarge(n) && dNorm >= kSmallestNorm && std::isfinite(dNorm))
         SolveByDivision(problem, dNorm);
     else
         SolveByIteration(problem, dNorm);
     TransformVectors(reduction, way, problem.nEnd - problem.nFirst,
-                     Row(mVectors, n, problem.nFirst), vRest);
+                     Row(mVectors, n, problem.nFirst), vRest, place);
+}
+
+/// The scratch that the calculation has, taken anew where it is too short.
+Place OwnPlace(int n, Way way) {
+    const std::size_t nWork = n > 1 ? WorkSize(n, way) : 0, nIndices = EigenIndices(n);
+    if (algebra.vEigenWork.Size() < nWork) algebra.vEigenWork.Take(nWork, kWork);
+    if (algebra.vEigenIndex.Size() < nIndices) algebra.vEigenIndex.Take(nIndices, kWork);
+    return {{algebra.vEigenWork.Data(), algebra.vEigenIndex.Data()}, true};
+}
+
+Way QuickWay(int n) {
+    return IsLarge(n) ? Way::kInPanels : Way::kAtOnce;
 }
 
 }  // namespace
 
 void Diagonalise(int n, double* mMatrix, double* mVectors, double* vValues) {
-    Solve(n, 0, n, Way::kInPanels, mMatrix, mVectors, vValues);
+    DiagonaliseRange(n, 0, n, mMatrix, mVectors, vValues);
 }
 
 void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
                       double* vValues) {
-    Solve(n, nFirst, nEnd, Way::kInPanels, mMatrix, mVectors, vValues);
+    const Way way = Way::kInPanels;
+    Solve(n, nFirst, nEnd, way, mMatrix, mVectors, vValues, OwnPlace(n, way));
 }
 
 void DiagonaliseQuickly(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
                         double* vValues) {
-    Solve(n, nFirst, nEnd, IsLarge(n) ? Way::kInPanels : Way::kAtOnce, mMatrix, mVectors, vValues);
+    const Way way = QuickWay(n);
+    Solve(n, nFirst, nEnd, way, mMatrix, mVectors, vValues, OwnPlace(n, way));
+}
+
+std::size_t EigenWork(int n) {
+    return n > 1 ? WorkSize(n, QuickWay(n)) : 0;
+}
+
+std::size_t EigenIndices(int n) {
+    return IsLarge(n) ? static_cast<std::size_t>(DivideIndices(n)) : 0;
+}
+
+void DiagonaliseInTask(int n, double* mMatrix, double* mVectors, double* vValues,
+                       const EigenScratch& scratch) {
+    Solve(n, 0, n, QuickWay(n), mMatrix, mVectors, vValues, {scratch, false});
 }
 
 void SortVectors(int n, double* mVectors, double* vEnergy, int nStep) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace qsolve {
 
 /// Eigenvalues and eigenvectors of a real symmetric matrix of any order: Householder reduction to a
@@ -25,6 +27,23 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
 /// theirs.
 void DiagonaliseQuickly(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
                         double* vValues);
+
+/// Scratch of one solution at a time.
+struct EigenScratch {
+    double* vWork;  ///< EigenWork(n), from a line of the cache on
+    int* vIndex;    ///< EigenIndices(n)
+};
+
+/// Doubles of scratch for an order.
+std::size_t EigenWork(int n);
+
+/// Ints of scratch for an order.
+std::size_t EigenIndices(int n);
+
+/// DiagonaliseQuickly for all vectors, for tasks of the pool: works in scratch of the caller's, and
+/// does not yield.
+void DiagonaliseInTask(int n, double* mMatrix, double* mVectors, double* vValues,
+                       const EigenScratch& scratch);
 
 /// Orders n energies upwards by exchanging pairs, and with them the rows of mVectors, n x nStep.
 void SortVectors(int n, double* mVectors, double* vEnergy, int nStep);

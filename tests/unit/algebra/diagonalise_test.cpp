@@ -261,6 +261,33 @@ TEST_F(Diagonaliser, GivesTheSameBitsOnAnyNumberOfThreads) {
     EXPECT_LE(dResidual, 1e-15 * n);
 }
 
+/// In tasks, and in scratch that is no longer than it is said to be.
+TEST_F(Diagonaliser, SolvesInTasks) {
+    constexpr int kOrders = 80;
+    std::vector<TestMatrix> wholes;
+    std::vector<Solution> solutions;
+    for (int n = 0; n < kOrders; ++n) {
+        wholes.push_back(RandomSymmetric(n, static_cast<std::uint64_t>(n)));
+        solutions.push_back({TestMatrix(n, n), TestMatrix(1, n)});
+    }
+    SetThreads(3);
+    ForEachTask(kOrders, [&](int n) {
+        TestMatrix a = wholes[static_cast<std::size_t>(n)];
+        Solution& s = solutions[static_cast<std::size_t>(n)];
+        std::vector<double> work(EigenWork(n));
+        std::vector<int> indices(EigenIndices(n));
+        DiagonaliseInTask(n, a.Data(), s.vectors.Data(), s.values.Data(),
+                          {work.data(), indices.data()});
+    });
+    SetThreads(0);
+    for (int n = 1; n < kOrders; ++n) {
+        const auto [dOverlap, dResidual] =
+            Errors(wholes[static_cast<std::size_t>(n)], solutions[static_cast<std::size_t>(n)]);
+        EXPECT_LE(dOverlap, 1e-14 * n) << n;
+        EXPECT_LE(dResidual, 1e-14 * n) << n;
+    }
+}
+
 TEST_F(Diagonaliser, OfOneByOneIsTheElement) {
     const Solution s = Solve(TestMatrix(1, 1, -3.5));
     EXPECT_EQ(s.values(0, 0), -3.5);
