@@ -5,8 +5,11 @@
 #include <cstddef>
 
 #include "algebra/diagonalise.h"
+#include "link/link.h"
+#include "numeric/pool.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/trace.h"
 #include "scf/framed.h"
 
 namespace qsolve {
@@ -16,7 +19,8 @@ constexpr double kReach = 1.0;   ///< of a resonance integral that couples two a
 constexpr double kSmear = 0.5;   ///< of the filling of levels about the Fermi level, eV
 constexpr double kShare = 0.25;  ///< of the flow of charge between parts: all of it overshoots
 constexpr int kRounds = 3;       ///< of Fock matrices and densities
-constexpr int kHalvings = 48;    ///< of the range of a Fermi level
+constexpr int kMostSteps = 48;   ///< towards a Fermi level
+constexpr double kSharp = 1e-9;  ///< of a step, beside the smear
 constexpr double kFarAway = 40.0;
 constexpr double kWorth = 0.1;  ///< operations for all parts beside those for the whole
 
@@ -29,23 +33,37 @@ double Filling(double dEnergy, double dFermi, double dSmear) {
     return 1.0 / (1.0 + std::exp(std::clamp((dEnergy - dFermi) / dSmear, -kFarAway, kFarAway)));
 }
 
-/// Electrons of own orbitals in n levels.
-double Held(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
-            double dSmear) {
-    double d = 0.0;
-    for (std::size_t k = 0; k < n; ++k) d += vOwn[k] * Filling(vEnergy[k], dFermi, dSmear);
-    return d;
+/// Electrons of own orbitals in levels, and how fast they grow with the Fermi level.
+struct Holding {
+    double dElectrons = 0.0, dSlope = 0.0;
+};
+
+Holding Held(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
+             double dSmear) {
+    Holding held;
+    for (std::size_t k = 0; k < n; ++k) {
+        const double f = Filling(vEnergy[k], dFermi, dSmear);
+        held.dElectrons += vOwn[k] * f;
+        held.dSlope += vOwn[k] * f * (1.0 - f) / dSmear;
+    }
+    return held;
 }
 
+/// Newton's steps between bounds, and the middle of these where a step would leave them.
 double FermiLevel(std::size_t n, const double* vEnergy, const double* vOwn, double dElectrons,
                   double dSmear) {
     double dLow = *std::min_element(vEnergy, vEnergy + n) - kFarAway * dSmear;
     double dHigh = *std::max_element(vEnergy, vEnergy + n) + kFarAway * dSmear;
-    for (int k = 0; k < kHalvings; ++k) {
-        const double dMiddle = 0.5 * (dLow + dHigh);
-        (Held(n, vEnergy, vOwn, dMiddle, dSmear) < dElectrons ? dLow : dHigh) = dMiddle;
+    double dFermi = 0.5 * (dLow + dHigh);
+    for (int k = 0; k < kMostSteps; ++k) {
+        const Holding held = Held(n, vEnergy, vOwn, dFermi, dSmear);
+        (held.dElectrons < dElectrons ? dLow : dHigh) = dFermi;
+        const double dStep = (dElectrons - held.dElectrons) / held.dSlope;
+        const double dNext = dFermi + dStep;
+        if (std::abs(dStep) < kSharp * dSmear) return dNext;
+        dFermi = dNext > dLow && dNext < dHigh ? dNext : 0.5 * (dLow + dHigh);
     }
-    return 0.5 * (dLow + dHigh);
+    return dFermi;
 }
 
 /// Calls f(number, size, place of its levels, place of its orbitals) for each part.
@@ -66,7 +84,44 @@ int LargestOf(const Parts& parts) {
     return m;
 }
 
-Levels SolveParts(int n, const Parts& parts, const double* mFock, double* mPart) {
+/// What a task solves one part after the other in: the scratch of the solver, and the matrix.
+struct Benches {
+    explicit Benches(const Parts& parts) {
+        ForParts(parts, [&](int, int m, std::size_t, std::size_t) {
+            nWork = std::max(nWork, (EigenWork(m) + kPad - 1) / kPad * kPad);
+            nIndices = std::max(nIndices, EigenIndices(m));
+        });
+        const auto nLargest = static_cast<std::size_t>(LargestOf(parts));
+        nCount = std::min(Threads(), parts.nParts);
+        nStep = nWork + (nLargest * nLargest + kPad - 1) / kPad * kPad;
+        vDoubles.Take(static_cast<std::size_t>(nCount), nStep, kWork);
+        vInts.Take(static_cast<std::size_t>(nCount), nIndices, kWork);
+    }
+    EigenScratch Scratch(int i) {
+        const auto n = static_cast<std::size_t>(i);
+        return {vDoubles.Data() + n * nStep, vInts.Data() + n * nIndices};
+    }
+    double* Matrix(int i) { return Scratch(i).vWork + nWork; }
+
+    int nCount = 0;
+    std::size_t nWork = 0, nIndices = 0, nStep = 0;
+    Array<double> vDoubles;
+    Array<int> vInts;
+};
+
+/// A part's levels, what of each is its own, and its orbitals.
+void SolvePart(int n, const Parts& parts, int nPart, const double* mFock, Benches& benches,
+               int nBench, double* vEnergy, double* vOwn, double* mVectors) {
+    const int m = parts.Size(nPart), *v = parts.Orbitals(nPart);
+    double* mPart = benches.Matrix(nBench);
+    for (int i = 0; i < m; ++i)
+        for (int j = 0; j <= i; ++j) Row(mPart, m, i)[j] = Row(mFock, n, v[i])[v[j]];
+    DiagonaliseInTask(m, mPart, mVectors, vEnergy, benches.Scratch(nBench));
+    for (int k = 0; k < m; ++k)
+        vOwn[k] = Dot(parts.vOwn[nPart], Row(mVectors, m, k), Row(mVectors, m, k));
+}
+
+Levels SolveParts(int n, const Parts& parts, const double* mFock) {
     std::size_t nLevels = 0, nElements = 0;
     ForParts(parts, [&](int, int m, std::size_t nLevel, std::size_t nElement) {
         nLevels = nLevel + static_cast<std::size_t>(m);
@@ -76,19 +131,15 @@ Levels SolveParts(int n, const Parts& parts, const double* mFock, double* mPart)
     levels.vEnergy.Take(nLevels, kWork);
     levels.vOwn.Take(nLevels, kWork);
     levels.mVectors.Take(nElements, kWork);
-    ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
-        const int* v = parts.Orbitals(nPart);
-        for (int i = 0; i < m; ++i)
-            for (int j = 0; j <= i; ++j) Row(mPart, m, i)[j] = Row(mFock, n, v[i])[v[j]];
-        double* mVectors = levels.mVectors.Data() + nElement;
-        DiagonaliseQuickly(m, 0, m, mPart, mVectors, levels.vEnergy.Data() + nLevel);
-        for (int k = 0; k < m; ++k) {
-            double d = 0.0;
-            for (int i = 0; i < parts.vOwn[nPart]; ++i)
-                d += Row(mVectors, m, k)[i] * Row(mVectors, m, k)[i];
-            levels.vOwn[nLevel + static_cast<std::size_t>(k)] = d;
-        }
+    Benches benches(parts);
+    ForEachTask(benches.nCount, [&](int nBench) {
+        ForParts(parts, [&](int nPart, int, std::size_t nLevel, std::size_t nElement) {
+            if (nPart % benches.nCount != nBench) return;
+            SolvePart(n, parts, nPart, mFock, benches, nBench, levels.vEnergy.Data() + nLevel,
+                      levels.vOwn.Data() + nLevel, levels.mVectors.Data() + nElement);
+        });
     });
+    Yield(nElements);
     return levels;
 }
 
@@ -128,7 +179,7 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
     Array<double> mPart, vFilling;
     mPart.Take(nLargest, nLargest, kWork);
     vFilling.Take(nLargest, kWork);
-    const Levels levels = SolveParts(n, parts, mFock, mPart.Data());
+    const Levels levels = SolveParts(n, parts, mFock);
     const double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
     const double dCommon = FermiLevel(levels.vEnergy.Size(), vEnergy, vOwn, nElectrons, dSmear);
     std::fill(mDensity, Row(mDensity, n, n), 0.0);
@@ -137,7 +188,7 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
         const double *e = vEnergy + nLevel, *w = vOwn + nLevel;
         const double* mVectors = levels.mVectors.Data() + nElement;
         double& dOwn = vElectrons[nPart];
-        dOwn += dShare * (Held(nLevels, e, w, dCommon, dSmear) - dOwn);
+        dOwn += dShare * (Held(nLevels, e, w, dCommon, dSmear).dElectrons - dOwn);
         const double dFermi = FermiLevel(nLevels, e, w, dOwn, dSmear);
         for (int k = 0; k < m; ++k) vFilling[k] = Filling(e[k], dFermi, dSmear);
         const int nOwn = parts.vOwn[nPart];

@@ -10,6 +10,7 @@
 
 #include "algebra/diagonalise.h"
 #include "job/state.h"
+#include "numeric/pool.h"
 #include "scf/guarded.h"
 #include "scf/scf.h"
 #include "scf/state.h"
@@ -145,6 +146,19 @@ TEST_F(Patches, HoldTheElectrons) {
         }
         EXPECT_NEAR(dTrace, 24.0, 1e-9) << dShare;
     }
+}
+
+TEST_F(Patches, DoNotDependOnTheNumberOfThreads) {
+    TestMatrix alone(0, 0);
+    for (const int nThreads : {1, 2, 5, 9}) {
+        SetThreads(nThreads);
+        GuardedJob job(Molecule(kAm1, WatersInARow(7, 2.7)));
+        EvaluateFock(job.electrons);
+        const TestMatrix patched = Patched(job, MakeParts(1.0), 0.25, 0.5);
+        if (nThreads == 1) alone = patched;
+        EXPECT_EQ(patched.v, alone.v) << nThreads;
+    }
+    SetThreads(0);
 }
 
 /// Cycles from patches end where those from populations end.
