@@ -13,14 +13,34 @@ if TYPE_CHECKING:
 
 
 def check_target(path: str) -> None:
-    """Refuses a file that cannot be written, before anything is computed."""
-    folder = os.path.dirname(path) or "."
+    """Refuses a file that cannot be written, before anything is computed. Rights do not tell: the
+    superuser has all of them, and /proc takes no file even so. An empty file is made and removed.
+    """
+    place = os.path.realpath(path)
+    folder = os.path.dirname(place)
     if os.path.isdir(path):
         raise UsageError(f"{path}: no file can be written there: it is a folder")
     if not os.path.isdir(folder):
-        raise UsageError(f"{path}: no file can be written there: there is no folder {folder}")
-    if not os.access(folder, os.W_OK):
-        raise UsageError(f"{path}: no file can be written there: no permission")
+        raise UsageError(f"{path}: no file can be written there: there is no folder "
+                         f"{os.path.dirname(path) or folder}")
+    if os.path.exists(place) and not os.path.isfile(place):
+        if not os.access(place, os.W_OK):
+            raise UsageError(f"{path}: no file can be written there: no permission")
+        return
+    try:
+        os.unlink(_empty_file(folder, os.path.basename(place)))
+    except OSError as error:
+        raise UsageError(f"{path}: no file can be written there: {error.strerror}") from None
+
+
+def _empty_file(folder: str, name: str) -> str:
+    """A new file that nobody else knows, with the ending of this name."""
+    import tempfile
+
+    handle, path = tempfile.mkstemp(dir=folder, prefix=".orbitrax-",
+                                    suffix=os.path.splitext(name)[1])
+    os.close(handle)
+    return path
 
 
 def is_molden(path: str | None) -> bool:
@@ -47,11 +67,7 @@ def replaced(path: str) -> Iterator[str]:
 
 @contextlib.contextmanager
 def _beside(path: str) -> Iterator[str]:
-    import tempfile
-
-    handle, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".orbitrax-",
-                                         suffix=os.path.splitext(path)[1])
-    os.close(handle)
+    temporary = _empty_file(os.path.dirname(path), path)
     try:
         yield temporary
         mask = os.umask(0)

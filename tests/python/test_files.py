@@ -60,3 +60,21 @@ def test_targets_that_cannot_be_are_refused_before(tmp_path):
     for path in (tmp_path, tmp_path / "none" / "a.txt"):
         with pytest.raises(UsageError, match="no file can be written there"):
             check_target(str(path))
+
+
+def test_what_takes_no_file_is_refused_before_whatever_the_rights(tmp_path):
+    """/proc lets the superuser do all and makes no file."""
+    for path in ("/proc/a.txt", "/proc/self/a.txt"):
+        with pytest.raises(UsageError, match=f"{path}: no file can be written there: "):
+            check_target(path)
+    (tmp_path / "link.txt").symlink_to("/proc/a.txt")
+    with pytest.raises(UsageError, match="no file can be written there"):
+        check_target(str(tmp_path / "link.txt"))
+
+
+def test_a_look_at_a_target_leaves_nothing_and_harms_nothing(tmp_path):
+    (tmp_path / "old.txt").write_text("old")
+    for name in ("old.txt", "new.txt"):
+        check_target(str(tmp_path / name))
+    check_target("/dev/null")
+    assert os.listdir(tmp_path) == ["old.txt"] and (tmp_path / "old.txt").read_text() == "old"
