@@ -13,6 +13,7 @@ import numpy as np
 from rdkit import Chem
 from rdkit.Chem import AllChem, rdMolTransforms
 
+from orbitrax.atomic_charges.equal_atoms import ranks_in_space, spelt_alike
 from orbitrax.errors import MoleculeError
 from orbitrax.minimise.arrays import Array
 from orbitrax.molecules.force_field import relaxed, set_positions
@@ -28,15 +29,16 @@ _ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
 
 def embedded(mol: Chem.Mol, count: int, apart: float = -1.0) -> list[Array]:
     """At most `count` geometries, each n x 3 in Angstrom, by RDKit's distance geometry; always the
-    same ones. Those nearer to one another than `apart`, Angstrom, are left out."""
-    work = Chem.Mol(mol)
+    same ones, however the molecule is spelt. Those nearer to one another than `apart`, Angstrom,
+    are left out."""
+    work, places = spelt_alike(mol)
     found = list(AllChem.EmbedMultipleConfs(work, count, randomSeed=SEED, pruneRmsThresh=apart))
     if not found:
         found = list(AllChem.EmbedMultipleConfs(work, count, randomSeed=SEED, useRandomCoords=True,
                                                 pruneRmsThresh=apart))
     if not found:
         raise MoleculeError(f"RDKit finds no geometry for {Chem.MolToSmiles(Chem.RemoveHs(mol))}")
-    return [np.array(work.GetConformer(index).GetPositions()) for index in found]
+    return [np.array(work.GetConformer(index).GetPositions())[places] for index in found]
 
 
 def lowest(mol: Chem.Mol, count: int) -> Array:
@@ -46,10 +48,10 @@ def lowest(mol: Chem.Mol, count: int) -> Array:
 
 
 def shaken(mol: Chem.Mol, positions: Array) -> Array:
-    """Positions, n x 3, moved by a little, always the same seen from the molecule: a search that
-    begins on a saddle by symmetry, as at an amino group square to its ring, would never leave it.
-    """
-    ranks = np.array(Chem.CanonicalRankAtoms(mol, breakTies=True))
+    """Positions, n x 3, moved by a little, always the same seen from the molecule, in whatever
+    order its atoms come: a search that begins on a saddle by symmetry, as at an amino group square
+    to its ring, would never leave it."""
+    ranks = ranks_in_space(mol, positions)
     moves = np.random.default_rng(SEED).normal(0.0, _SHAKE, positions.shape)
     moved: Array = positions + moves[ranks] @ _own_axes(positions[np.argsort(ranks)])
     return moved
