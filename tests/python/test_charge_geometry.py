@@ -66,11 +66,31 @@ def test_a_start_is_shaken_alike_however_the_molecule_lies(smiles):
     if "#" in smiles:
         positions = np.outer([0.0, 1.2, -1.1, 2.3], [0.6, 0.0, 0.8])
     turn, _ = np.linalg.qr(np.random.default_rng(5).normal(size=(3, 3)))
-    first, second = (conformers.shaken(mol, places) for places in
+    first, second = (conformers.shaken(mol, places, None) for places in
                      (positions, positions @ turn * np.linalg.det(turn) + 3.0))
     apart = [np.linalg.norm(p[:, None] - p[None, :], axis=2) for p in (first, second, positions)]
     assert apart[1] == pytest.approx(apart[0], abs=1e-10)
     assert 0.002 < np.abs(apart[0] - apart[2]).max() < 0.2
+
+
+def test_what_is_stiff_is_shaken_little():
+    """Lengths of bonds by a tenth of what they are where nothing is known, turns by a fifth."""
+    mol = molecule("OCC#N")
+    positions = force_field.relaxed(mol, conformers.embedded(mol, 1)[0])[0]
+    bonds = [(bond.GetBeginAtomIdx(), bond.GetEndAtomIdx()) for bond in mol.GetBonds()]
+
+    def moved(hessian):
+        places = conformers.shaken(mol, positions, hessian)
+        lengths = [[np.linalg.norm(p[i] - p[j]) for i, j in bonds] for p in (positions, places)]
+        shapes = []
+        for p in (positions, places):
+            force_field.set_positions(mol, p)
+            shapes.append(rdMolTransforms.GetDihedralDeg(mol.GetConformer(), 4, 0, 1, 2))
+        return np.abs(np.diff(lengths, axis=0)).max(), abs(shapes[1] - shapes[0])
+
+    loose, known = moved(None), moved(force_field.hessian(mol, positions))
+    assert loose[0] > 0.02 and known[0] < 0.1 * loose[0]
+    assert known[1] > 0.2 * loose[1] > 0.2
 
 
 def test_elf_keeps_polar_groups_apart():

@@ -23,6 +23,7 @@ ELF_CONFORMERS = 500  # from which the selection is made
 _SHARE, _MOST = 0.02, 10  # of the conformers, and how many of these at most
 _SAME = 0.05  # Angstrom: conformers that differ by less are one
 _SHAKE = 0.03  # Angstrom: enough to leave a saddle, not enough to leave a basin
+_SOFT = 20.0  # kcal/(mol square Angstrom): what is stiffer is shaken by so much less
 _OFF_LINE = 0.3  # Angstrom: an atom so far from a line is not in it
 _ACID = Chem.MolFromSmarts("[O;X1]=[C;X3]-[O;X2]-[H]")
 
@@ -47,13 +48,19 @@ def lowest(mol: Chem.Mol, count: int) -> Array:
     return min(minima, key=lambda pair: pair[1])[0]
 
 
-def shaken(mol: Chem.Mol, positions: Array) -> Array:
+def shaken(mol: Chem.Mol, positions: Array, hessian: Array | None) -> Array:
     """Positions, n x 3, moved by a little, always the same seen from the molecule, in whatever
     order its atoms come: a search that begins on a saddle by symmetry, as at an amino group square
-    to its ring, would never leave it."""
+    to its ring, would never leave it. hessian: of a force field there, 3n x 3n, kcal/(mol square
+    Angstrom), or None: what is stiff moves less, as no saddle is left that way."""
     ranks = ranks_in_space(mol, positions)
     moves = np.random.default_rng(SEED).normal(0.0, _SHAKE, positions.shape)
-    moved: Array = positions + moves[ranks] @ _own_axes(positions[np.argsort(ranks)])
+    moves = moves[ranks] @ _own_axes(positions[np.argsort(ranks)])
+    if hessian is not None:
+        stiffness, ways = np.linalg.eigh(hessian)
+        shares = _SOFT / np.maximum(stiffness, _SOFT)
+        moves = (ways @ (shares * (ways.T @ moves.ravel()))).reshape(-1, 3)
+    moved: Array = positions + moves
     return moved
 
 
