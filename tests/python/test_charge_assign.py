@@ -71,20 +71,24 @@ def test_the_printed_charges_sum_to_the_formal_charge(backend, smiles, total):
 
 def test_the_order_of_the_atoms_makes_no_difference(backend):
     mol = placed(molecule("CC(=O)Nc1ccc(O)cc1"), embedded(molecule("CC(=O)Nc1ccc(O)cc1"), 1)[0])
-    straight = assign(mol, backend).charges
+    straight = assign(mol, backend, Settings(digits=8)).charges
     order = np.random.default_rng(3).permutation(mol.GetNumAtoms()).tolist()
-    assert by_spelling(backend, mol, order) == pytest.approx(straight, abs=1.01e-4)
+    found = by_spelling(backend, mol, order, Settings(digits=8))
+    assert found == pytest.approx(straight, abs=1e-5)
 
 
-def test_where_in_its_basin_a_search_begins_makes_no_difference(backend):
-    mol = molecule("CC(C)C(=O)OC")
+@pytest.mark.parametrize("smiles", [
+    "CC(C)C(=O)OC", "COc1cc(CCCO)ccc1O", "CC(F)[NH+]1COC(NC(=O)NBr)C1", "COS(=O)(=O)c1ccccc1"])
+def test_where_in_its_basin_a_search_begins_makes_no_difference(backend, smiles):
+    """Before they are rounded; groups of the last three turn almost freely."""
+    mol = molecule(smiles)
     start = embedded(mol, 1)[0]
-    first = assign(placed(mol, start), backend)
+    first = assign(placed(mol, start), backend, Settings(digits=8))
     for seed in (1, 2):
         shake = np.random.default_rng(seed).normal(0, 0.03, start.shape)
-        again = assign(placed(mol, first.positions + shake), backend)
-        assert again.heat_of_formation == pytest.approx(first.heat_of_formation, abs=2e-3)
-        assert again.charges == pytest.approx(first.charges, abs=1.01e-4)
+        again = assign(placed(mol, first.positions + shake), backend, Settings(digits=8))
+        assert again.heat_of_formation == pytest.approx(first.heat_of_formation, abs=2e-4)
+        assert again.charges == pytest.approx(first.charges, abs=1e-4)
 
 
 def test_a_turned_and_shifted_molecule_has_the_same_charges(backend):
@@ -97,9 +101,9 @@ def test_a_turned_and_shifted_molecule_has_the_same_charges(backend):
 
 
 def test_the_spelling_of_an_ion_makes_no_difference(backend):
-    first = assign(molecule("Nc1cccc[nH+]1"), backend)
-    second = assign(molecule("[NH2+]=C1C=CC=CN1"), backend)
-    assert sorted(first.charges) == pytest.approx(sorted(second.charges), abs=2.01e-4)
+    first, second = (assign(molecule(smiles), backend, Settings(digits=8))
+                     for smiles in ("Nc1cccc[nH+]1", "[NH2+]=C1C=CC=CN1"))
+    assert sorted(first.charges) == pytest.approx(sorted(second.charges), abs=1e-5)
 
 
 def test_a_search_leaves_the_saddle_that_a_symmetric_start_is(backend):

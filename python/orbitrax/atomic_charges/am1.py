@@ -25,11 +25,11 @@ _ATTEMPTS: tuple[dict[str, Any], ...] = (
     {"scf_iterations": 2000, "diis": False},
     {"scf_iterations": 2000, "level_shift_start": 20},
 )
-_SCF_LIMIT = 1e-6  # kcal/mol: gradients are then good to 0.003 kcal/(mol Angstrom), charges to 1e-5
-# Far from a minimum less will do. The error of a gradient grows as the root of the limit, and may
-# be so large a part of the gradient.
+# The error of a gradient grows as the root of the limit: at 1e-6 kcal/mol it is 0.003 kcal/(mol
+# Angstrom). Far from a minimum it may be so large a part of the gradient.
 _PART = 0.05
-_LOOSEST = 1e-3  # kcal/mol
+_LIMIT_AT_ONE = 1e-6 / 0.003**2  # kcal/mol, for an error of 1 kcal/(mol Angstrom)
+_SHARPEST, _LOOSEST = 1e-8, 1e-3  # kcal/mol
 _MUCH_LOOSER = 10.0  # an SCF that ended with a limit so many times what its point needs goes on
 
 
@@ -59,7 +59,7 @@ class Am1:
         self._backend, self._numbers, self._charge = backend, numbers, charge
         self._restraints, self._method = restraints, method
         self._points: dict[bytes, Point] = {}
-        self._limit = _SCF_LIMIT  # of the next SCF
+        self._limit = _SHARPEST  # of the next SCF
         self.energies = self.retries = 0
 
     def __call__(self, positions: Array) -> tuple[float, Array]:
@@ -102,7 +102,7 @@ class Am1:
 def _limit_for(gradient: Array) -> float:
     """How sharp an SCF has to be near a point with this gradient, kcal/mol."""
     rms = float(np.sqrt(np.mean(gradient ** 2)))
-    return min(max(_SCF_LIMIT * (_PART * rms / 0.003) ** 2, _SCF_LIMIT), _LOOSEST)
+    return min(max(_LIMIT_AT_ONE * (_PART * rms) ** 2, _SHARPEST), _LOOSEST)
 
 
 def _single_point(backend: Backend, job: Job) -> Point | None:

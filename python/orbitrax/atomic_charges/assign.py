@@ -26,7 +26,7 @@ from orbitrax.molecules import force_field
 # Charges of a molecule come out alike to 1e-4 from wherever in a basin a search begins. Where a
 # group turns with 0.3 kcal/(mol square radian), which is soft, the fall of energy leaves 0.002
 # radian, at which charges change by up to 0.05 e a radian.
-_LIMITS = Limits(rms_gradient=0.02, max_gradient=0.1, energy=2e-5, steps=400)
+_LIMITS = Limits(rms_gradient=0.02, max_gradient=0.1, energy=5e-7, steps=400)
 _FLAT = Limits(rms_gradient=0.1, max_gradient=0.5, energy=1e-3)  # good enough where it sticks
 _MOST_HOLDS = 4  # attempts at a minimum that still is the molecule
 
