@@ -7,7 +7,6 @@ import io
 import json
 import os
 from typing import Any, Callable, Sequence
-from xml.sax.saxutils import quoteattr
 
 from rdkit import Chem
 
@@ -114,7 +113,7 @@ def _openmm(found: Sequence[Charges]) -> str:
     types, residues = [], []
     for number, entry in enumerate(found, 1):
         residue = f"LIG{number}" if len(found) > 1 else "LIG"
-        lines = [f"  <Residue name={quoteattr(residue)}>"]
+        lines = [f"  <Residue name={_quoted(residue)}>"]
         for atom, name, charge in zip(entry.mol.GetAtoms(), atom_names(entry.mol), printed(entry)):
             kind = f"{residue}-{name}"
             types.append(f'  <Type name="{kind}" class="{kind}" element="{atom.GetSymbol()}" '
@@ -143,7 +142,7 @@ def _smirnoff(found: Sequence[Charges]) -> str:
             atom.SetAtomMapNum(atom.GetIdx() + 1)
         values = " ".join(f'charge{i}="{text} * elementary_charge"'
                           for i, text in enumerate(printed(entry), 1))
-        lines.append(f"    <LibraryCharge smirks={quoteattr(Chem.MolToSmiles(mol))} "
+        lines.append(f"    <LibraryCharge smirks={_quoted(Chem.MolToSmiles(mol))} "
                      f"{values}/>")
     return "\n".join([*lines, "  </LibraryCharges>", "</SMIRNOFF>", ""])
 
@@ -156,3 +155,11 @@ def _remark(found: Sequence[Charges]) -> str:
 
 WRITERS = {".mol2": _mol2, ".sdf": _sdf, ".json": _json, ".csv": _csv, ".xml": _openmm,
            ".offxml": _smirnoff}
+
+
+def _quoted(text: str) -> str:
+    """A text as the value of an attribute. The module brings all of urllib with it, which others
+    than these formats need not wait for."""
+    from xml.sax.saxutils import quoteattr
+
+    return quoteattr(text)
