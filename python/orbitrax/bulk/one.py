@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import itertools
-import json
 import socket
 import time
 from collections import deque
@@ -19,6 +18,7 @@ from orbitrax.errors import (BackendDied, BackendNotFound, CalculationFailed, In
                              LinkClosed, LinkError, OrbitraxError, OutOfMemory, ProtocolError,
                              TimeLimitExceeded, UsageError)
 from orbitrax.results.result import Result
+from orbitrax.results.written import document_text, quoted
 from orbitrax.tasks.outcome import outcome
 from orbitrax.tasks.task import Run
 
@@ -122,7 +122,7 @@ class Computer:
             if _died(failure) and self._tries < MOST_TRIES:
                 yield item, None
                 continue
-            document = outcome(self.recipe.task.name, run, result, failure)
+            document = outcome(self.recipe.task.name, run, result, failure, raw=True)
             yield item, self._answer(item, document, failure, read + time.monotonic() - clock)
         self._recycle(done)
 
@@ -140,7 +140,7 @@ class Computer:
         self._watch.end()
         if failure is not None and self._watch.reason is not None:
             failure = TimeLimitExceeded(self._watch.reason)
-        return outcome(self.recipe.task.name, run, result, failure), failure
+        return outcome(self.recipe.task.name, run, result, failure, raw=True), failure
 
     def _answer(self, item: Item, document: dict[str, Any], failure: OrbitraxError | None,
                 seconds: float) -> Answer:
@@ -199,8 +199,9 @@ def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
 
 def _recorded(item: Item, document: dict[str, Any], run: dict[str, Any], reason: str) -> Answer:
     """The answer with its line."""
-    record = {"id": item.id, "key": item.key.hex(), **document, "input": item.told(),
-              "run": {**run, "host": socket.gethostname()}}
-    line = json.dumps(record, allow_nan=False).encode() + b"\n"
+    document["input"] = item.told()
+    document["run"] = {**run, "host": socket.gethostname()}
+    line = (f'{{"id": {quoted(item.id)}, "key": "{item.key.hex()}", {document_text(document)}}}\n'
+            ).encode()
     return Answer(item.number, item.id, item.key, line, document["status"], run["accident"],
                   reason, run["seconds"] or 0.0)

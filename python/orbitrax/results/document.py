@@ -82,12 +82,19 @@ ROWS = tuple(Row(*row) for row in (
 ))
 
 
+_EMPTY: dict[str, Any] = {row.key: None for row in ROWS}
+_EMPTY["schema"] = SCHEMA
+_LISTS = tuple(row.key for row in ROWS if row.shape == _TEXTS)
+
+
 def empty_document(task: str | None) -> dict[str, Any]:
     """A document with every key and nothing known."""
     from orbitrax import __version__
 
-    document: dict[str, Any] = {row.key: [] if row.shape == _TEXTS else None for row in ROWS}
-    document.update(schema=SCHEMA, version=__version__, task=task)
+    document: dict[str, Any] = _EMPTY.copy()
+    for key in _LISTS:
+        document[key] = []
+    document["version"], document["task"] = __version__, task
     return document
 
 

@@ -164,21 +164,26 @@ class Result:
     def to_dict(self) -> dict[str, Any]:
         """The JSON document of this result: every key of the schema, None where unknown, and the
         blocks of the task."""
-        from orbitrax.results.document import ROWS, empty_document
+        document = self.raw_dict()
+        for key, field in _document_fields()[1]:
+            values = field.plain(self)
+            document[key] = rows(values, field.columns) if (
+                values is not None and field.columns) else values
+        return document
+
+    def raw_dict(self) -> dict[str, Any]:
+        """The same with arrays flat, as they came or were given."""
+        from orbitrax.results.document import empty_document
 
         document = empty_document(self.task)
-        for row in ROWS:
-            if row.attribute is None or row.attribute == "log":
-                continue
-            field = type(self).__dict__.get(row.attribute)
-            if isinstance(field, ArrayField):
-                values = field.plain(self)
-                document[row.key] = rows(values, field.columns) if (
-                    values is not None and field.columns) else values
-            else:
-                document[row.key] = getattr(self, row.attribute)
+        values, arrays = _document_fields()
+        for key, attribute in values:
+            document[key] = getattr(self, attribute)
+        for key, field in arrays:
+            document[key] = field.raw(self)
         document["log"] = "\n".join(self.log) if self.log else None
-        return {**document, **self.blocks}
+        document.update(self.blocks)
+        return document
 
     def __repr__(self) -> str:
         known = {True: "converged", False: "NOT CONVERGED", None: "convergence not known"}
@@ -206,6 +211,23 @@ class Result:
         rows = "".join(f"<tr><td>{escape(text[:26].strip())}</td><td style='text-align:right'>"
                        f"{escape(text[26:].strip())}</td></tr>" for text in lines[2:end])
         return f"<b>{escape(self.heading)}</b><table>{rows}</table>"
+
+
+_fields: list[Any] = []  # of a document, once somebody has asked for one
+
+
+def _document_fields() -> Any:
+    """What a document shows of a result: pairs of key and attribute, and of key and array."""
+    if not _fields:
+        from orbitrax.results.document import ROWS
+
+        named = [(row.key, row.attribute, vars(Result).get(row.attribute)) for row in ROWS
+                 if row.attribute is not None and row.attribute != "log"]
+        _fields[:] = (tuple((key, name) for key, name, field in named
+                            if not isinstance(field, ArrayField)),
+                      tuple((key, field) for key, _, field in named
+                            if isinstance(field, ArrayField)))
+    return _fields
 
 
 def _pairs(occupancies: Any) -> int:
