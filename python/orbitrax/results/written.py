@@ -6,7 +6,9 @@ from __future__ import annotations
 
 import json
 from array import array
+from json import encoder
 
+from orbitrax.arrays import finite
 from orbitrax.results.document import ROWS
 
 TYPE_CHECKING = False
@@ -25,7 +27,8 @@ _COLUMNS = {row.key: row.shape[1] for row in ROWS
             if len(row.shape) == 2 and isinstance(row.shape[1], int)}
 _TEXTS = frozenset((str,))
 
-quoted = json.JSONEncoder(allow_nan=False).encode  # a text above all, or what else JSON knows
+quoted: Callable[[str], str] = encoder.encode_basestring_ascii  # type: ignore[attr-defined]
+_json = json.JSONEncoder(allow_nan=False).encode
 
 _formats: dict[tuple[str, int, int], str] = {}  # of arrays, by type, columns and length
 _MOST_FORMATS = 256
@@ -37,29 +40,29 @@ def document_text(document: dict[str, Any]) -> str:
     that is not finite."""
     parts = []
     for key, value in document.items():
-        write = _WRITERS.get(type(value))
         head = _HEADS.get(key) or f"{quoted(key)}: "
-        if write is not None:
-            parts.append(head + write(value))
-        elif isinstance(value, array):
-            parts.append(head + array_text(value, _COLUMNS.get(key, 0)))
-        elif hasattr(value, "tolist"):  # numpy's, flat
-            parts.append(head + array_text(array("d", value.tolist()), _COLUMNS.get(key, 0)))
-        else:
-            parts.append(head + quoted(value))
+        write = _WRITERS.get(type(value))
+        parts.append(head + (_other(key, value) if write is None else write(value)))
     return ", ".join(parts)
+
+
+def _other(key: str, value: Any) -> str:
+    if isinstance(value, array):
+        return array_text(value, _COLUMNS.get(key, 0))
+    if hasattr(value, "tolist"):  # numpy's, flat
+        return array_text(array("d", value.tolist()), _COLUMNS.get(key, 0))
+    return _json(value)
 
 
 def array_text(values: array[Any], columns: int = 0) -> str:
     """Flat numbers as JSON, in rows where there are columns. Raises ValueError for a number that is
     not finite."""
-    total = sum(values)
-    if total - total != 0:
+    if not finite(values):
         raise ValueError("a number that is not finite cannot be written")
     kind, count = values.typecode, len(values)
     if not columns and count >= _FEW_VALUES * len(known := set(values)):
         texts = {value: _number(_OF_ARRAYS[kind], value) for value in known}
-        return f"[{', '.join([texts[value] for value in values])}]"
+        return f"[{', '.join(map(texts.__getitem__, values))}]"
     form = _formats.get((kind, columns, count)) or _form(kind, columns, count)
     text = form % tuple(values)
     if text.count(".") == count:
@@ -88,19 +91,26 @@ def _number(form: str, value: float) -> str:
 
 
 def _float(value: float) -> str:
+    text = _OF_ENERGIES % value
+    if "." in text:
+        return text
     if value - value != 0:
         raise ValueError("a number that is not finite cannot be written")
-    return _number(_OF_ENERGIES, value)
+    return text if "e" in text else text + ".0"
 
 
 def _list(values: list[Any]) -> str:
-    return quoted(values) if values else "[]"
+    """Most are of texts."""
+    try:
+        return f"[{', '.join(map(quoted, values))}]"
+    except TypeError:
+        return _json(values)
 
 
 def _dict(values: dict[Any, Any]) -> str:
     if _TEXTS.issuperset(map(type, values)):
         return f"{{{document_text(values)}}}"
-    return quoted(values)
+    return _json(values)
 
 
 _WRITERS: dict[type, Callable[[Any], str]] = {
