@@ -2,12 +2,16 @@
 
 from __future__ import annotations
 
+from itertools import combinations, starmap
+from math import dist
+
 from orbitrax.units import RULE_ANGSTROM_PER_BOHR
 
 TOO_CLOSE = 0.1 * RULE_ANGSTROM_PER_BOHR  # Angstrom
 BOND_TOLERANCE = 0.4  # Angstrom beyond the sum of the covalent radii
 
 _MANY = 300  # atoms, above which numpy is worth loading
+_FEW = 12  # atoms, up to which all distances are taken at once
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -29,6 +33,12 @@ def pairs_nearer(xyz: Sequence[float], cutoff: float) -> list[tuple[int, int, fl
         i, j, distance = close_pairs(numpy.array(xyz).reshape(-1, 3), cutoff)
         return list(zip(i.tolist(), j.tolist(), distance.tolist()))
     sides = [xyz[k::3] for k in range(3)]
+    if n <= _FEW:
+        distances = list(starmap(dist, combinations(zip(*sides), 2)))
+        if not distances or min(distances) >= cutoff:
+            return []
+        return [(i, j, distance) for (i, j), distance in zip(combinations(range(n), 2), distances)
+                if distance < cutoff]
     along, across, up = sorted(sides, key=lambda side: min(side) - max(side)) if n else sides
     points = sorted(zip(along, across, up, range(n)))
     most, found = cutoff * cutoff, []

@@ -46,6 +46,8 @@ def looks_like_xyz(text: str) -> bool:
 
 
 def _is_bare_list(lines: Sequence[str]) -> bool:
+    if lines and lines[0].strip().isdecimal():
+        return False
     words = [line.split() for line in lines if line.strip()]
     return bool(words) and all(
         len(row) == 4 and not is_number(row[0]) and all(map(is_number, row[1:])) for row in words)
