@@ -145,6 +145,13 @@ class Result:
     def gap_ev(self) -> float | None:
         """From the highest occupied to the lowest empty level, of either spin, eV; None where a
         level is singly occupied without a spin of its own, or either is missing."""
+        energies = self.raw("orbital_energies")
+        paired = 0 if self.spin == "UHF" else _pairs(self.raw("occupancies"))
+        if type(energies) is array and 0 < paired < len(energies):
+            occupied, empty_one = energies[paired - 1:paired + 1]
+            if energies.typecode == "f":
+                return shortest(empty_one) - shortest(occupied)
+            return float(empty_one - occupied)
         levels = self.frontier()
         filled = [level for name, level in levels if name.startswith("HOMO")]
         empty = [level for name, level in levels if name.startswith("LUMO")]
