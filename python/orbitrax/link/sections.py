@@ -94,7 +94,7 @@ class SectionReader:
 
     def __init__(self, n_atoms: int):
         self._n_atoms = n_atoms
-        self._data = bytearray()
+        self._data: bytes | bytearray = b""  # of a block that is not complete
 
     def __bool__(self) -> bool:
         """Whether a block has begun and is not complete."""
@@ -103,40 +103,44 @@ class SectionReader:
     def feed(self, payload: bytes) -> dict[str, Any] | None:
         """The sections of the block that a packet completes, by name; None while it is not
         complete. Raises ProtocolError for bytes that are no such block."""
-        self._data += payload
-        places = self._places()
+        data: bytes | bytearray = payload
+        if self._data:
+            data = self._data
+            data += payload
+        places = _places(data)
         if places is None:
+            self._data = bytearray(data) if data is payload else data
             return None
-        found = {row.name: row.decode(bytes(self._data[at:at + size]), self._n_atoms)
+        found = {row.name: row.decode(bytes(data[at:at + size]), self._n_atoms)
                  for row, at, size in places if row is not None}
-        self._data = bytearray()
+        self._data = b""
         for name in _ALWAYS:
             if name not in found:
                 raise ProtocolError(f"the backend left out the section '{name}'")
         return found
 
-    def _places(self) -> list[tuple[Section | None, int, int]] | None:
-        """Section, offset and bytes of the data of all sections, None before all of them have
-        come."""
-        data = self._data
-        if len(data) < _PAIR.size:
+
+def _places(data: bytes | bytearray) -> list[tuple[Section | None, int, int]] | None:
+    """Section, offset and bytes of the data of all sections, None before all of them have
+    come."""
+    if len(data) < _PAIR.size:
+        return None
+    version, count = _PAIR.unpack_from(data)
+    if version != _VERSION or count < 0:
+        raise ProtocolError(f"results in {count} sections of version {version} are not known")
+    places: list[tuple[Section | None, int, int]] = []
+    at = _PAIR.size
+    for _ in range(count):
+        if at + _PAIR.size > len(data):
             return None
-        version, count = _PAIR.unpack_from(data)
-        if version != _VERSION or count < 0:
-            raise ProtocolError(f"results in {count} sections of version {version} are not known")
-        places: list[tuple[Section | None, int, int]] = []
-        at = _PAIR.size
-        for _ in range(count):
-            if at + _PAIR.size > len(data):
-                return None
-            kind, size = _PAIR.unpack_from(data, at)
-            if size < 0:
-                raise ProtocolError(f"the backend sent a section of {size} bytes")
-            places.append((_BY_KIND.get(kind), at + _PAIR.size, size))
-            at += _PAIR.size + _padded(size)
-        if len(data) > at:
-            raise ProtocolError("the backend sent more sections than it announced")
-        return places if len(data) == at else None
+        kind, size = _PAIR.unpack_from(data, at)
+        if size < 0:
+            raise ProtocolError(f"the backend sent a section of {size} bytes")
+        places.append((_BY_KIND.get(kind), at + _PAIR.size, size))
+        at += _PAIR.size + _padded(size)
+    if len(data) > at:
+        raise ProtocolError("the backend sent more sections than it announced")
+    return places if len(data) == at else None
 
 
 def further_packets(sections: Iterable[tuple[int, bytes]]) -> list[bytes]:

@@ -31,6 +31,7 @@ _BLOCK_ENERGIES = (
     ("flHeatOfFormation", "heat_of_formation"), ("flTotalEnergy", "total_energy"),
     ("flRmsGradient", "rms_gradient"))
 _BLOCK_DIPOLE = ("flDipoleX", "flDipoleY", "flDipoleZ", "flDipoleTotal")
+_BLOCK_FIELDS = (*(name for name, _ in _BLOCK_ENERGIES), *_BLOCK_DIPOLE)
 
 # Results in double precision, by their names in the sections.
 _ENERGIES = ("total_energy", "electronic_energy", "core_energy", "isolated_atomic_energy",
@@ -126,12 +127,15 @@ class ResultBuilder:
     def _block(self, event: events.ResultBlock) -> None:
         values, result = event.values, self.result
         # Where sections follow, they take the place of these.
-        number = _finite if self._job.settings.precise else _shortest
+        precise = self._job.settings.precise
+        number = _finite if precise else _shortest
+        _check_finite(values, _BLOCK_FIELDS)
         for field_name, name in _BLOCK_ENERGIES:
-            setattr(result, name, number(values[field_name], field_name))
+            value = values[field_name]
+            setattr(result, name, value if precise else shortest(value))
         if not self._job.method.has_heats:
             result.heat_of_formation = None
-        result.dipole = array("f", [_finite(values[name], name) for name in _BLOCK_DIPOLE])
+        result.dipole = array("f", [values[name] for name in _BLOCK_DIPOLE])
         result.cycles = values["nCycles"]
         result.energy_points = values["nEnergyPoints"]
         if self._job.settings.restrain:
@@ -150,8 +154,9 @@ class ResultBuilder:
     def _precise(self, event: events.Precise) -> None:
         """The sections take the place of what came in single precision."""
         result, sections = self.result, event.sections
+        _check_finite(sections["energies"], _ENERGIES)
         for name in _ENERGIES:
-            setattr(result, name, _finite(sections["energies"][name], name))
+            setattr(result, name, sections["energies"][name])
         result.exact = True
         if not self._job.method.has_heats:
             result.heat_of_formation = None
@@ -164,8 +169,8 @@ class ResultBuilder:
         if "gradient" not in sections:
             result.rms_gradient = None  # its word is 0 when no gradient was made
         if "dipole" in sections:
-            result.dipole = [_finite(sections["dipole"][name], "the dipole")
-                             for name in _DIPOLE]
+            result.dipole = array("d", [_finite(sections["dipole"][name], "the dipole")
+                                        for name in _DIPOLE])
         if "ci_states" in sections:
             self._states(sections["ci_states"], sections["energies"]["state_correction"])
         if "modes" in sections and result.modes is not None:
@@ -304,6 +309,12 @@ def _finite(value: float, what: str) -> float:
     if not math.isfinite(value):
         raise CalculationFailed(f"the backend sent a number that is not finite, in {what}")
     return value
+
+
+def _check_finite(values: dict[str, float], names: Sequence[str]) -> None:
+    if not finite([values[name] for name in names]):
+        for name in names:
+            _finite(values[name], name)
 
 
 def _shortest(value: float, what: str) -> float:

@@ -35,6 +35,7 @@ _FASTEST = 1e6  # Angstrom/ps
 _VELOCITIES = 12 * 1365  # bytes of one packet
 
 _NO_CHARGES = repeat(0.0)
+_NO_DEBUG, _DEBUG = (wire.packet(wire.word(flag), wire.DEBUG_FLAG) for flag in (0, 1))
 
 # What is said of a search by a job that makes none.
 _NO_SEARCH = {"nOptimiser": 2, "nMaxCycles": 1000, "flRmsGradient": 0.1, "nReportPeriod": 1}
@@ -88,7 +89,7 @@ def mode_packets(job: Job) -> list[bytes]:
 
 
 def _debug_packet(job: Job) -> bytes:
-    return wire.packet(wire.word(int(job.settings.debug)), wire.DEBUG_FLAG)
+    return _DEBUG if job.settings.debug else _NO_DEBUG
 
 
 # ---- options ------------------------------------------------------------------------------------
