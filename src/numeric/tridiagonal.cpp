@@ -12,6 +12,7 @@ namespace qsolve {
 namespace {
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon() / 2.0;
+constexpr double kSmallestNormal = std::numeric_limits<double>::min();
 
 /// The eigenvalue of the block of rows m - 1 and m that is nearer to the last element. vSquares are
 /// those of the elements beside the diagonal.
@@ -24,6 +25,7 @@ double Shift(const double* d, const double* vSquares, int m) {
 
 /// One step T := R Q + shift with T - shift = Q R, on the rows l .. m, on the squares of the
 /// elements beside the diagonal and without a root: its chain of operations is the shorter by it.
+/// 1/c is taken as r/p, which is divided beside c and s and not behind them.
 void QrStep(double* d, double* vSquares, int l, int m) {
     const double dShift = Shift(d, vSquares, m);
     double c = 1.0, s = 0.0;  // squares of the rotation's cosine and sine
@@ -36,7 +38,7 @@ void QrStep(double* d, double* vSquares, int l, int m) {
         s = r == 0.0 ? 0.0 : b / r;
         g = c * (a - dShift) - s * dOld;
         d[k] = dOld + (a - g);
-        p = c == 0.0 ? dOldCosine * b : g * g / c;
+        p = c >= kSmallestNormal ? g * g * (r / p) : c == 0.0 ? dOldCosine * b : g * g / c;
     }
     vSquares[m - 1] = s * p;
     d[m] = g + dShift;
