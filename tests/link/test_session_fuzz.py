@@ -1,7 +1,8 @@
 """Conversations of the catalogue with some of their packets bent, lost, doubled or put elsewhere,
 several to a process, each followed by a sound one: that must say, to the bit, what it says in a
-fresh process. The same ones in each `./test`, new ones for a minute in `./test --long`; a fault
-tells its seed, and ORBITRAX_FUZZ_SEED=N repeats a run."""
+fresh process. So do rows in which bent and sound sessions are mixed. The same ones in each
+`./test`, new ones for a minute in `./test --long`; a fault tells its seed, and
+ORBITRAX_FUZZ_SEED=N repeats a run."""
 
 from __future__ import annotations
 
@@ -17,7 +18,8 @@ from typing import NamedTuple
 import pytest
 from catalogue import Conversation, catalogue, content, hold, tell
 from peers import PATIENCE, SocketPeer
-from sessions import IDLE, Step, connect, fetch, poke, reset, tables
+from rows import TAKEN, Stuck, in_a_row, rest
+from sessions import IDLE, Step, connect, fetch, poke, ready, reset, tables
 
 from orbitrax.link import wire
 
@@ -27,6 +29,7 @@ FLOATS = [struct.pack("<f", number) for number in (
     float("nan"), float("inf"), -1e38, 1e38, 1e-42, -0.5, 1e6)]
 MOST_PACKETS = 3000  # of a bent session; one that still goes on is left, and its process with it
 LIFE = 12  # bent sessions of one process
+SPARE = 40  # empty packets for what a bent session of a row may demand beyond its own
 
 
 class Bent(NamedTuple):
@@ -132,6 +135,48 @@ def play_process(rng: random.Random, conversations: list[Conversation],
     peer.finish()
 
 
+def play_rows(rng: random.Random, conversations: list[Conversation],
+              known: dict[str, list], counts: Counter[str]) -> None:
+    """A process of rows in which sessions of one method are bent or sound, as the dice fall."""
+    method = rng.choice(conversations).method
+    fitting = [one for one in conversations if one.method == method]
+    peer, changes = SocketPeer(), [["none"]]
+    peer.link.settimeout(6 * PATIENCE)
+    try:
+        ready(peer, method)
+        for _ in range(LIFE // 3):
+            row = [rng.choice(fitting) for _ in range(rng.randint(2, 8))]
+            bents = [bend(rng, one) if rng.random() < 0.5 else None for one in row]
+            changes = [[one.name, *bent.changes] for one, bent in zip(row, bents) if bent]
+            peer.write(b"".join(in_a_row(bent.steps if bent else one.sessions[0], SPARE)
+                                for one, bent in zip(row, bents)))
+            for one, bent in zip(row, bents):
+                hear(peer, one, bent, known, counts)
+    except Stuck:
+        counts["left at work"] += 1
+    except (AssertionError, OSError) as error:
+        peer.process.kill()
+        raise AssertionError(
+            f"seed {SEED}, in a row with {changes}: {error}\n{peer.complained()}") from None
+    peer.finish()
+
+
+def hear(peer: SocketPeer, one: Conversation, bent: Bent | None, known: dict[str, list],
+         counts: Counter[str]) -> None:
+    """What a session of a row says. Raises Stuck where it is bent and does not come to its end."""
+    taken = peer.receive()
+    assert peer.receive() == (wire.EXECUTE, TAKEN)
+    if bent:
+        counts["bent"] += 1
+        rest(peer, most=MOST_PACKETS)
+        return
+    assert taken == (wire.POKE, TAKEN)
+    counts["sound"] += 1
+    said = [(packet.kind, packet.payload) for packet in rest(peer)]
+    usual = [packet for packet in expected(one, known)[0] if packet[0] != wire.REQUEST_NEXT]
+    assert said == usual, f"{one.name} says something else"
+
+
 def expected(conversation: Conversation, known: dict[str, list]) -> list:
     """What a fresh process says in the conversation's first session, told again."""
     if conversation.name not in known:
@@ -153,10 +198,11 @@ def rounds(name: str, processes: int) -> Iterator[int]:
 
 @pytest.mark.timeout(600)
 @pytest.mark.parametrize("name", ["short", pytest.param("long", marks=pytest.mark.long)])
-def test_no_bent_session_changes_what_a_sound_one_says(name):
+@pytest.mark.parametrize("play", [play_process, play_rows], ids=["by turns", "in rows"])
+def test_no_bent_session_changes_what_a_sound_one_says(play, name):
     conversations, known, counts = catalogue(), {}, Counter()
     for number in rounds(name, 25):
-        play_process(random.Random(f"{SEED} {number}"), conversations, known, counts)
-    print(f"R4: sessions of the catalogue, seed {SEED}: {dict(counts)}, each sound one as in a "
-          "fresh process")
+        play(random.Random(f"{SEED} {number}"), conversations, known, counts)
+    print(f"R4: sessions of the catalogue, {play.__name__}, seed {SEED}: {dict(counts)}, each "
+          "sound one as in a fresh process")
     assert counts["sound"] > 100
