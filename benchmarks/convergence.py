@@ -2,13 +2,15 @@
 """Sweeps single points through ways of convergence, and compares their cycles and their energies:
 the figures of docs/convergence.md.
 
-    benchmarks/convergence.py atoms|g2|hard|distorted [--ways auto plain ...] [--out rows.jsonl]
+    benchmarks/convergence.py atoms|g2|hard|distorted|radicals [--ways auto plain ...]
+        [--out rows.jsonl]
 
 atoms: every element of every table, neutral and singly charged, five multiplicities; g2: the
 molecules of ASE's collection; hard: the list of hard_molecules.py; distorted: the 300 of
 distorted_molecules.py, each in one method. Each runs restricted and unrestricted, the first two in
-all methods, the third as its list says. An energy counts where it has converged
-without a warning of the electron count. Those of the first way that lie above another's are listed.
+all methods, the third as its list says. radicals: those of large_radicals.py, unrestricted. An
+energy counts where it has converged without a warning of the electron count. Those of the first way
+that lie above another's are listed.
 """
 
 from __future__ import annotations
@@ -60,6 +62,12 @@ def cases(which):
 
         for name, _, method, charge, multiplicity, unrestricted in CASES:
             yield name, read(name), charge, method, multiplicity, unrestricted
+        return
+    if which == "radicals":
+        from large_radicals import large_radicals
+
+        for name, molecule, method in large_radicals():
+            yield name, molecule, molecule.charge, method, None, True
         return
     if which == "distorted":
         from distorted_molecules import distorted
@@ -116,7 +124,7 @@ def report(rows, ways):
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
-    parser.add_argument("which", choices=("atoms", "g2", "hard", "distorted"))
+    parser.add_argument("which", choices=("atoms", "g2", "hard", "distorted", "radicals"))
     parser.add_argument("--ways", nargs="+", choices=tuple(WAYS), default=["auto", "plain"])
     parser.add_argument("--out", type=Path, help="a file for the rows, one JSON object a line")
     arguments = parser.parse_args()

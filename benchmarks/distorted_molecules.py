@@ -41,7 +41,7 @@ def _drawn(positions, bonds, factor):
     return moved
 
 
-def _shapes(molecule):
+def shapes(molecule):
     """Names and molecules, five of one."""
     from orbitrax.molecules.geometry import find_bonds
 
@@ -74,6 +74,6 @@ def distorted():
         able = [method for method in METHODS
                 if {*molecule.z} <= (tables := load_parameters(method)).elements
                 and tables.missing_pair(molecule.z) is None]
-        for name, shape in _shapes(molecule):
+        for name, shape in shapes(molecule):
             yield f"{text} {name}", shape, able[number % len(able)].key
             number += 1
