@@ -197,6 +197,15 @@ bool TryStart(int nStart, Search& search) {
     });
 }
 
+/// The orbitals of the core alone, which lead elsewhere: where cycles from populations stalled, a
+/// descent goes to the minimum at hand, and radicals have several.
+bool TryCore(Search& search) {
+    return Try(search, [](Electrons& electrons) {
+        GuessFromCore(electrons);
+        return true;
+    });
+}
+
 /// Spins that are apart from the start: far from where they are alike there may be a lower state
 /// than the one to which the instability leads.
 bool TrySpinsApart(Search& search) {
@@ -310,12 +319,15 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
     search.Word.nStarts = 1;
     Converge(search, {.fNear = !fNew || fPatched, .before = before});
     Take(search);
+    const bool fStalled = search.fDescended;
     const auto Test = [&] {  // in the first SCF of a job; the others follow its state
         if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)
             TestAndFollow(search);
     };
     Test();
     bool fLowered = fNew && fFollows && HasEqualSpins(electrons) && TrySpinsApart(search);
+    if (fNew && fFollows && fStalled && electrons.nSets == 2 && further.Scf.nStarts == 0)
+        fLowered = TryCore(search) || fLowered;
     for (int k = 0; k < further.Scf.nStarts && fFirst; ++k)
         fLowered = TryStart(k, search) || fLowered;
     if (fLowered) Test();

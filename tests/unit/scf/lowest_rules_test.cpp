@@ -153,6 +153,26 @@ TEST_F(LowestRules, SpinsApartAreAStartOfTheirOwn) {
               1);
 }
 
+/// Where the cycles of two sets stalled, the core's orbitals are one start more, unless starts are
+/// asked for.
+TEST_F(LowestRules, SpinsThatStallStartFromTheCoreToo) {
+    const auto Starts = [](const JobScript& script, int nStability, int nBudget, int nAsked) {
+        const ScfWishes asked = {.fGuarded = 1,
+                                 .nStability = nStability,
+                                 .nStarts = nAsked,
+                                 .dCommutatorLimit = kNeverMet};
+        return Run(script, asked, nBudget).nStarts;
+    };
+    const JobScript radical = Spins(Water(5), 1, 2, true), other = Spins(Water(5), 1, 2, false);
+    EXPECT_EQ(Starts(radical, kFollowStability, 39, 0), 1);
+    EXPECT_EQ(Starts(radical, kFollowStability, 40, 0), 2);
+    EXPECT_EQ(Starts(radical, kFollowStability, 60, 0), 2);
+    EXPECT_EQ(Starts(radical, kTestStability, 60, 0), 1);
+    EXPECT_EQ(Starts(radical, kNoStability, 60, 0), 1);
+    EXPECT_EQ(Starts(radical, kFollowStability, 60, 1), 2);  // an excited one
+    EXPECT_EQ(Starts(other, kFollowStability, 60, 0), 1);
+}
+
 /// Within the kind first, then, for closed shells that are stable there, towards unequal spins.
 /// Few rotations take no Fock matrix; those of the tests of many are counted.
 TEST_F(LowestRules, StatesAreTestedWithinTheirKindAndClosedShellsForSpins) {
