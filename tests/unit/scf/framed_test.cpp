@@ -153,6 +153,13 @@ TEST_F(FramedCycles, GiveUpFarFromTheEnd) {
     EXPECT_TRUE(RunGuarded(job.electrons, kSharp, history, {.fNear = true}).fConverged);
 }
 
+/// Elements that are all alike have a norm of n times one; the largest is taken for twice that.
+TEST_F(FramedCycles, ExpectAnErrorFromItsNormAlone) {
+    for (const int n : {1, 64, 100, 900})
+        EXPECT_NEAR(ErrorOfNorm(n).Expected(3.0), 6.0 / std::sqrt(n), 1e-14);
+    EXPECT_EQ(ErrorOfNorm(0).Expected(3.0), 6.0);
+}
+
 TEST_F(FramedCycles, HaveAnErrorThatFollowsTheNorm) {
     GuardedJob job(Molecule(kAm1, Waters(11)));
     EvaluateFock(job.electrons);

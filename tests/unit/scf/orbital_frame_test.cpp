@@ -135,6 +135,22 @@ TEST_F(OrbitalFrames, GiveTheElementsBetweenTheirSides) {
     }
 }
 
+/// Where the series of their root is longest, since all turns are alike and their sum is at its
+/// limit, too. The orbitals' sum has all of the error.
+TEST_F(OrbitalFrames, AreOrthonormalAtTheLargestTurns) {
+    constexpr int nFull = 15;
+    Framed framed(nFull, 5.0, 0.0);
+    for (double& x : framed.turns.v) x = 0.0148;
+    ASSERT_TRUE(framed.Place());
+    double dLength = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double d = 0.0;
+        for (int p = 0; p < nFull; ++p) d += framed.Small(p, i);
+        dLength += d * d;
+    }
+    EXPECT_NEAR(dLength / nFull, 1.0, 8e-15);
+}
+
 /// Of first order: what is left falls with the square of the disturbance, and is far below it.
 TEST_F(OrbitalFrames, LeaveAnErrorOfTheSecondOrder) {
     for (const int nFull : {1, 8, 15, 22, 29}) {
@@ -163,7 +179,7 @@ TEST_F(OrbitalFrames, LeadToTheSolution) {
 /// Many turns that are small each may be large together.
 TEST_F(OrbitalFrames, RefuseTurnsThatAreLargeTogether) {
     constexpr int nFull = 15;
-    for (const double dTurn : {0.01, 0.03}) {
+    for (const double dTurn : {0.01, 0.0145, 0.0155, 0.03}) {
         Framed framed(nFull, 5.0, 0.0);
         for (double& x : framed.turns.v) x = dTurn;
         const TestMatrix before = framed.vectors;

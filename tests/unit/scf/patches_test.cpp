@@ -196,6 +196,29 @@ TEST_F(Patches, AreForMoleculesThatAreLargeBesideTheirParts) {
     EXPECT_TRUE(PatchDensities(large.electrons, 3, end));
 }
 
+/// The cubes of the parts' sizes are the operations for them: below a tenth of those for the whole.
+TEST_F(Patches, AreMadeWhereTheyTakeATenthOfTheWhole) {
+    int nWorth = 0, nNot = 0;
+    for (const double dApart : {1.9, 2.2, 2.6, 3.5})
+        for (const int nMolecules : {11, 12, 13, 14, 15, 16, 18, 20, 24}) {
+            GuardedJob job(Molecule(kAm1, WatersInARow(nMolecules, dApart)));
+            const Parts parts = MakeParts(1.0);
+            double dParts = 0.0;
+            for (int i = 0; i < parts.nParts; ++i) {
+                const double d = parts.Size(i);
+                dParts += d * d * d;
+            }
+            const double n = job.electrons.n;
+            const bool fWorth = 10.0 * dParts < n * n * n;
+            GuardEnd end;
+            EXPECT_EQ(PatchDensities(job.electrons, 100, end), fWorth)
+                << nMolecules << ' ' << dApart << ' ' << dParts;
+            ++(fWorth ? nWorth : nNot);
+        }
+    EXPECT_GT(nWorth, 3);
+    EXPECT_GT(nNot, 3);
+}
+
 /// From the first on, those of the patches among them.
 TEST_F(Patches, AreToldAsCycles) {
     SetUpJob(Molecule(kAm1, WatersInARow(20, 2.9)));
