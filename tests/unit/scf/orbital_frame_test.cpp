@@ -135,8 +135,8 @@ TEST_F(OrbitalFrames, GiveTheElementsBetweenTheirSides) {
     }
 }
 
-/// Where the series of their root is longest, since all turns are alike and their sum is at its
-/// limit, too. The orbitals' sum has all of the error.
+/// Where all turns are alike and their sum is at its limit, most is to be made orthonormal. The
+/// orbitals' sum has all of the error.
 TEST_F(OrbitalFrames, AreOrthonormalAtTheLargestTurns) {
     constexpr int nFull = 15;
     Framed framed(nFull, 5.0, 0.0);
