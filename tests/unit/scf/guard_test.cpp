@@ -55,8 +55,10 @@ TEST_F(Guard, CyclesAreToldFromTheSecondOn) {
         TellCycle({.nCycles = nCycles, .dDifference = 0.25});
         const auto lines = client.Texts(kPacketStatusLine);
         ASSERT_EQ(lines.size(), nBefore + (nCycles >= 2 ? 1 : 0));
-        if (nCycles >= 2)
-            EXPECT_EQ(lines.back().find("Iteration = " + std::to_string(nCycles - 1) + " "), 0u);
+        if (nCycles >= 2) {
+            const std::string szHead = "Iteration = " + std::to_string(nCycles - 1) + " ";
+            EXPECT_EQ(lines.back().find(szHead), 0u);
+        }
     }
 }
 
