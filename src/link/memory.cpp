@@ -34,53 +34,65 @@ bool HookSaysNo() {
     Fatal(kMsgOutOfMemory);
 }
 
-/// Zeroed memory from the system, without the spare blocks where it has no other.
-void* TakeFromSystem(std::size_t nBytes) {
-    void* pBlock = std::calloc(nBytes, 1);
+/// Memory from the system, without the spare blocks where it has no other. Large blocks come
+/// zeroed, page by page as they are touched: hence calloc.
+void* TakeFromSystem(std::size_t nBytes, Content content) {
+    const bool fAny = content == Content::kAny && nBytes < kLarge;
+    const auto Ask = [&] { return fAny ? std::malloc(nBytes) : std::calloc(nBytes, 1); };
+    void* pBlock = Ask();
     if (!pBlock) {
         DropSpareBlocks();
-        pBlock = std::calloc(nBytes, 1);
+        pBlock = Ask();
     }
     if (pBlock && pFreshBlock && nBytes >= kLarge) pFreshBlock(pBlock, nBytes);
     return pBlock;
 }
 
-/// A zeroed block of nBytes or somewhat more, and its size.
-Block TakeBlock(std::size_t nBytes) {
+/// A block of nBytes or somewhat more, and its size.
+Block TakeBlock(std::size_t nBytes, Content content) {
     const Block spare = nBytes >= kLarge ? TakeSpareBlock(nBytes) : Block{};
-    if (!spare.pStart) return {TakeFromSystem(nBytes), nBytes};
-    std::memset(spare.pStart, 0, nBytes);
+    if (!spare.pStart) return {TakeFromSystem(nBytes, content), nBytes};
+    if (content == Content::kZeros) std::memset(spare.pStart, 0, nBytes);
     return spare;
 }
 
-/// Large blocks come from the system already zeroed, page by page as they are touched: hence
-/// calloc, and the alignment by hand.
-void* Allocate(std::size_t nCount, std::size_t nElementSize) {
+/// Makes whoever reads what was not written notice, in builds that look for such things.
+void Spoil([[maybe_unused]] void* pMemory, [[maybe_unused]] std::size_t nBytes,
+           [[maybe_unused]] Content content) {
+#ifndef NDEBUG
+    if (content == Content::kAny) std::memset(pMemory, 0xFF, nBytes);
+#endif
+}
+
+/// Aligned by hand, since calloc knows of no alignment.
+void* Allocate(std::size_t nCount, std::size_t nElementSize, Content content) {
     std::size_t nBytes = 0, nTotal = 0;
     if (HookSaysNo()) return nullptr;
     if (__builtin_mul_overflow(nCount, nElementSize, &nBytes)) return nullptr;
     if (__builtin_add_overflow(nBytes, sizeof(Block) + kAlignment, &nTotal)) return nullptr;
     if (nTotal > PTRDIFF_MAX) return nullptr;
-    const Block block = TakeBlock(nTotal);
+    const Block block = TakeBlock(nTotal, content);
     if (!block.pStart) return nullptr;
     const auto nStart = reinterpret_cast<std::uintptr_t>(block.pStart) + sizeof(Block);
     const std::uintptr_t nAligned = (nStart + kAlignment - 1) / kAlignment * kAlignment;
     std::memcpy(reinterpret_cast<void*>(nAligned - sizeof block), &block, sizeof block);
     memory.nBytesHeld += block.nBytes;
     memory.nBytesHighest = std::max(memory.nBytesHighest, memory.nBytesHeld);
-    return reinterpret_cast<void*>(nAligned);
+    void* pMemory = reinterpret_cast<void*>(nAligned);
+    Spoil(pMemory, nBytes, content);
+    return pMemory;
 }
 
 }  // namespace
 
-void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase) {
-    void* pMemory = TryTakeMemory(nCount, nElementSize);
+void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase, Content content) {
+    void* pMemory = TryTakeMemory(nCount, nElementSize, content);
     if (!pMemory && nCount != 0) ReportNoMemory(phase);
     return pMemory;
 }
 
-void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize) {
-    return nCount == 0 ? nullptr : Allocate(nCount, nElementSize);
+void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize, Content content) {
+    return nCount == 0 ? nullptr : Allocate(nCount, nElementSize, content);
 }
 
 void ReturnMemory(void* pMemory) noexcept {

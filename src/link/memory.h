@@ -15,13 +15,19 @@ enum Phase : int {
     kWork,        ///< 24577
 };
 
-/// The one allocator of job arrays. Zeroed memory for nCount elements of nElementSize bytes,
-/// aligned to 64 bytes; null for a count of 0. Does not return without it: Fatal with the phase's
-/// message, also where the product overflows.
-void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase);
+/// What memory holds when it is taken: zeros; or anything, not-a-numbers where assertions are on,
+/// which spares what is written before it is read a second pass through the caches.
+enum class Content { kZeros, kAny };
+
+/// The one allocator of job arrays. Memory for nCount elements of nElementSize bytes, aligned to 64
+/// bytes; null for a count of 0. Does not return without it: Fatal with the phase's message, also
+/// where the product overflows.
+void* TakeMemory(std::size_t nCount, std::size_t nElementSize, Phase phase,
+                 Content content = Content::kZeros);
 
 /// The same, but null where there is no memory, and no message.
-void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize);
+void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize,
+                    Content content = Content::kZeros);
 
 /// Gives back what TakeMemory gave; null is allowed.
 void ReturnMemory(void* pMemory) noexcept;
@@ -46,7 +52,8 @@ struct MemoryState {
 };
 inline MemoryState memory;
 
-/// An owning array of plain elements: a size and a pointer, zeroed when taken, freed by itself.
+/// An owning array of plain elements: a size and a pointer, zeroed when taken unless it is taken
+/// unset, freed by itself.
 template <class T>
 class Array {
     static_assert(std::is_trivially_destructible_v<T>);
@@ -65,11 +72,9 @@ class Array {
     ~Array() { ReturnMemory(pData_); }
 
     /// Frees what is held and takes nCount zeroed elements. Without memory: Fatal by the phase.
-    void Take(std::size_t nCount, Phase phase) {
-        Reset();
-        pData_ = static_cast<T*>(TakeMemory(nCount, sizeof(T), phase));
-        nSize_ = nCount;
-    }
+    void Take(std::size_t nCount, Phase phase) { TakeAs(Content::kZeros, nCount, phase); }
+    /// The same with elements that hold anything.
+    void TakeUnset(std::size_t nCount, Phase phase) { TakeAs(Content::kAny, nCount, phase); }
     /// The same; false where there is no memory, and the array is then empty.
     [[nodiscard]] bool TryTake(std::size_t nCount) {
         Reset();
@@ -79,9 +84,10 @@ class Array {
     }
     /// Takes nRows * nColumns elements; a product that overflows is a failed allocation.
     void Take(std::size_t nRows, std::size_t nColumns, Phase phase) {
-        std::size_t nCount = 0;
-        if (__builtin_mul_overflow(nRows, nColumns, &nCount)) nCount = static_cast<std::size_t>(-1);
-        Take(nCount, phase);
+        Take(Product(nRows, nColumns), phase);
+    }
+    void TakeUnset(std::size_t nRows, std::size_t nColumns, Phase phase) {
+        TakeUnset(Product(nRows, nColumns), phase);
     }
     void Reset() noexcept {
         ReturnMemory(std::exchange(pData_, nullptr));
@@ -100,6 +106,17 @@ class Array {
     explicit operator bool() const { return pData_ != nullptr; }
 
   private:
+    static std::size_t Product(std::size_t nRows, std::size_t nColumns) {
+        std::size_t nCount = 0;
+        const bool fTooMany = __builtin_mul_overflow(nRows, nColumns, &nCount);
+        return fTooMany ? static_cast<std::size_t>(-1) : nCount;
+    }
+    void TakeAs(Content content, std::size_t nCount, Phase phase) {
+        Reset();
+        pData_ = static_cast<T*>(TakeMemory(nCount, sizeof(T), phase, content));
+        nSize_ = nCount;
+    }
+
     T* pData_ = nullptr;
     std::size_t nSize_ = 0;
 };

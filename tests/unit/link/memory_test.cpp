@@ -29,6 +29,24 @@ TEST_F(Memory, ArraysAreZeroedAlignedAndFreed) {
     EXPECT_EQ(memory.nBytesHeld, nBefore);
 }
 
+TEST_F(Memory, UnsetArraysAreAlignedFreedAndRefusedAsOthers) {
+    const std::size_t nBefore = memory.nBytesHeld;
+    {
+        Array<double> v;
+        v.TakeUnset(7, 143, kWork);
+        EXPECT_EQ(v.Size(), 1001u);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(v.Data()) % 64, 0u);
+        EXPECT_GE(memory.nBytesHeld, nBefore + 1001 * sizeof(double));
+#ifndef NDEBUG
+        for (const double d : v) EXPECT_NE(d, d);
+#endif
+        EXPECT_THROW(v.TakeUnset(static_cast<std::size_t>(-1), 2, kWork), Unwinding);
+        EXPECT_FALSE(v);
+    }
+    EXPECT_EQ(memory.nBytesHeld, nBefore);
+    EXPECT_EQ(client.Errors().back(), MessageText(kMsgOutOfMemory));
+}
+
 TEST_F(Memory, NoElementsAreNoMemory) {
     Array<int> v;
     v.Take(0, kWork);
