@@ -106,7 +106,8 @@ void AddTerms(const NddoAtom& a, const NddoAtom& b, const PairTerms& terms, Nddo
 void AddPairs(const NddoAtom* pAtoms, const int* pPairIndex, NddoCore& core) {
     const int nAtoms = system.nSelected;
     Array<PairTerms> pTerms;
-    pTerms.Take(kAtomsOfStrip, static_cast<std::size_t>(nAtoms), kWork);
+    pTerms.TakeUnset(static_cast<std::size_t>(std::min(kAtomsOfStrip, nAtoms)),
+                     static_cast<std::size_t>(nAtoms), kWork);
     const auto TermsOf = [&](int iFirst, int iA) {
         return pTerms.Data() + static_cast<std::ptrdiff_t>(iA - iFirst) * nAtoms;
     };
@@ -138,7 +139,7 @@ void BuildNddoCore(double* mCore, double* vTwoCentre, int* pPairIndex, double* p
                    int nLeading, int nOrbitals) {
     const int nAtoms = system.nSelected;
     Array<NddoAtom> pAtoms;
-    pAtoms.Take(static_cast<std::size_t>(nAtoms), kWork);
+    pAtoms.TakeUnset(static_cast<std::size_t>(nAtoms), kWork);
     for (int i = 0; i < nAtoms; ++i) pAtoms[i] = NddoAtomAt(i);
     NumberBlocks(nAtoms, pAtoms.Data(), pPairIndex);
 

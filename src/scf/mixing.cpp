@@ -50,7 +50,7 @@ void StartHistory(const Electrons& electrons, MixHistory& history) {
     history.nCount = 0;
     if (history.mFock.Size() == nMatrices * n * n) return;
     for (Array<double>* m : {&history.mFock, &history.mDensity, &history.mError})
-        m->Take(nMatrices, n * n, kWork);
+        m->TakeUnset(nMatrices, n * n, kWork);
 }
 
 double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, double* mWork,

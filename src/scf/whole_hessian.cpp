@@ -37,7 +37,7 @@ PairsOfSet PairsOf(const Electrons& electrons, int nSet) {
     const int n = shells.n, nFrom = shells.EndOfShell(0);
     PairsOfSet set{shells, electrons.pSets[nSet]->mVectors.Data(), shells.Occupied(), nFrom,
                    n - nFrom};
-    set.mTransposed.Take(Size(n), Size(n), kWork);
+    set.mTransposed.TakeUnset(Size(n), Size(n), kWork);
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < n; ++j)
             Row(set.mTransposed.Data(), n, j)[i] = Row(set.mVectors, n, i)[j];
@@ -55,7 +55,7 @@ void FillPairProducts(const PairsOfSet& set, int nStep, double* mProducts) {
 /// Products of nCount orbitals from nFirst on, each with those up to itself.
 void FillTriangleProducts(const PairsOfSet& set, int nFirst, int nCount, Array<double>& mProducts) {
     const int n = set.shells.n, nStep = InTriangle(nCount);
-    mProducts.Take(Size(MoProductSize()), Size(nStep), kWork);
+    mProducts.TakeUnset(Size(MoProductSize()), Size(nStep), kWork);
     for (int k = 0; k < nCount; ++k)
         FillMoProducts(Row(set.mVectors, n, nFirst + k), k + 1, set.mTransposed.Data() + nFirst, n,
                        mProducts.Data() + InTriangle(k), nStep);
@@ -66,7 +66,7 @@ void FillIntegrals(const Array<double>& mRepulsion, int nA, const Array<double>&
                    const Array<double>& mB, Triangle triangle, Array<double>& mIntegrals) {
     const int nProducts = MoProductSize();
     Array<double> mPotentials;
-    mPotentials.Take(Size(nProducts), Size(nB), kWork);
+    mPotentials.TakeUnset(Size(nProducts), Size(nB), kWork);
     mIntegrals.Take(Size(nA), Size(nB), kWork);
     Multiply(nProducts, nProducts, nB, mRepulsion.Data(), mB.Data(), mPotentials.Data());
     Product product{nA,
@@ -94,7 +94,7 @@ void FillExchange(const PairsOfSet& set, const Array<double>& mTriangles, int nS
                   const double* pPairs, double* pExchange) {
     const int n = set.nVirtual;
     Array<double> mSquare;
-    mSquare.Take(Size(n), Size(n), kWork);
+    mSquare.TakeUnset(Size(n), Size(n), kWork);
     for (int p = 0; p < set.nOcc; ++p)
         for (int s = 0; s <= p; ++s) {
             Unfold(n, Row(mTriangles.Data(), InTriangle(n), InTriangle(p) + s), mSquare.Data());
@@ -133,8 +133,8 @@ void FillWholeHessian(const Electrons& electrons, WholeHessian& whole) {
     whole.nSize = static_cast<int>(nSize);
     whole.dWeight = electrons.dWeight;
     whole.dEv = electrons.dEv;
-    whole.vBend.Take(nSize, kWork);
-    whole.vFillings.Take(nSize, kWork);
+    whole.vBend.TakeUnset(nSize, kWork);
+    whole.vFillings.TakeUnset(nSize, kWork);
     FillBend(electrons, whole.vBend.Data());
 
     PairsOfSet sets[2] = {PairsOf(electrons, 0), PairsOf(electrons, nSets - 1)};
@@ -142,7 +142,7 @@ void FillWholeHessian(const Electrons& electrons, WholeHessian& whole) {
     Array<double> mRepulsion, mProducts;
     mRepulsion.Take(Size(nProducts), Size(nProducts), kWork);
     FillMoRepulsion(mRepulsion.Data());
-    mProducts.Take(Size(nProducts), Size(nPairs), kWork);
+    mProducts.TakeUnset(Size(nProducts), Size(nPairs), kWork);
     for (int k = 0; k < nSets; ++k)
         FillPairProducts(sets[k], nPairs, mProducts.Data() + k * nFirst);
     FillIntegrals(mRepulsion, nPairs, mProducts, nPairs, mProducts, Triangle::kLower,
@@ -151,7 +151,7 @@ void FillWholeHessian(const Electrons& electrons, WholeHessian& whole) {
 
     whole.mExchange.Take(Size(nPairs), Size(nPairs), kWork);
     Array<int> vPlaces;
-    vPlaces.Take(nSize, kWork);
+    vPlaces.TakeUnset(nSize, kWork);
     int* pPlace = vPlaces.Data();
     double* pFilling = whole.vFillings.Data();
     for (int k = 0; k < nSets; ++k) {

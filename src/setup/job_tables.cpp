@@ -12,7 +12,7 @@ template <class T>
 void CopyTable(const Array<T>& source, Array<T>* pCopy) {
     pCopy->Reset();
     if (!source) return;
-    pCopy->Take(source.Size(), kSetUp);
+    pCopy->TakeUnset(source.Size(), kSetUp);
     std::copy(source.begin(), source.end(), pCopy->begin());
 }
 

@@ -219,7 +219,7 @@ bool IsKept() {
 
 template <class T>
 void Copy(const Array<T>& source, Array<T>* pCopy) {
-    if (!*pCopy) pCopy->Take(source.Size(), kSetUp);
+    if (!*pCopy) pCopy->TakeUnset(source.Size(), kSetUp);
     std::copy(source.begin(), source.end(), pCopy->begin());
 }
 
@@ -236,15 +236,16 @@ void Keep(bool fComplete) {
 }  // namespace
 
 bool DeriveNddoDParameters() {
+    if (parameters.pNddoParams && IsKept()) {
+        setup.pExtended.Reset();
+        Copy(parameters.Derived.pNddo, &setup.pNddo);
+        Copy(parameters.Derived.pExtended, &setup.pExtended);
+        return parameters.Derived.fComplete;
+    }
     setup.pExtended.Take(kRows, kSetUp);
     if (!parameters.pNddoParams) return false;
     if (!setup.pNddo) setup.pNddo.Take(kRows, kSetUp);
-    if (!IsKept()) {
-        Keep(DeriveRows());
-    } else {
-        Copy(parameters.Derived.pNddo, &setup.pNddo);
-        Copy(parameters.Derived.pExtended, &setup.pExtended);
-    }
+    Keep(DeriveRows());
     return parameters.Derived.fComplete;
 }
 
