@@ -20,9 +20,9 @@ struct OwnBlock {
 };
 
 OwnBlock BlockOn(const ListedAtom& atom, const double* m, int nLeading) {
-    OwnBlock block = {};
-    for (int i = 0; i < atom.nOrbitals; ++i)
-        for (int j = 0; j < atom.nOrbitals; ++j)
+    OwnBlock block;
+    for (int i = 0; i < kOrbitals; ++i)
+        for (int j = 0; j < kOrbitals; ++j)
             block.m[i][j] = Row(m, nLeading, atom.nFirst + i)[atom.nFirst + j];
     return block;
 }
@@ -31,7 +31,7 @@ OwnBlock BlockOn(const ListedAtom& atom, const double* m, int nLeading) {
 OwnBlock RepulsionSp(const NddoRow& g, const OwnBlock& P, const OwnBlock& Q, const OwnBlock& O) {
     const double n = P.m[1][1] + P.m[2][2] + P.m[3][3];
     const double m = Q.m[1][1] + Q.m[2][2] + Q.m[3][3];
-    OwnBlock f = {};
+    OwnBlock f;
     f.m[0][0] = (P.m[0][0] - Q.m[0][0]) * g.dGss + n * g.dGsp - m * g.dHsp;
     for (int i = 1; i < kOrbitals; ++i) {
         f.m[i][0] = 2.0 * P.m[i][0] * g.dHsp - (g.dGsp + g.dHsp) * Q.m[i][0];
@@ -43,6 +43,15 @@ OwnBlock RepulsionSp(const NddoRow& g, const OwnBlock& P, const OwnBlock& Q, con
     return f;
 }
 
+/// Adds the lower triangle of a block to both of the matrix.
+void AddBlock(const ListedAtom& atom, const OwnBlock& f, double* mFock, int nLeading) {
+    for (int i = 0; i < kOrbitals; ++i)
+        for (int j = 0; j <= i; ++j) {
+            Row(mFock, nLeading, atom.nFirst + i)[atom.nFirst + j] += f.m[i][j];
+            if (j != i) Row(mFock, nLeading, atom.nFirst + j)[atom.nFirst + i] += f.m[i][j];
+        }
+}
+
 }  // namespace
 
 void BuildFockOneCentreSp(double* mFock, const double* mDensityT, const double* mDensitySpin,
@@ -50,15 +59,19 @@ void BuildFockOneCentreSp(double* mFock, const double* mDensityT, const double* 
     for (int nPosition = 0; nPosition < system.nSelected; ++nPosition) {
         const ListedAtom atom = AtomAt(nPosition);
         if (atom.IsDummy() || atom.HasD()) continue;
-        // Hydrogen's block is padded with zeros: its p populations are none.
-        const OwnBlock f = RepulsionSp(setup.pNddo[atom.Row()], BlockOn(atom, mDensityT, nLeading),
-                                       BlockOn(atom, mDensitySpin, nLeading),
-                                       BlockOn(atom, mDensityOtherSpin, nLeading));
-        for (int i = 0; i < atom.nOrbitals; ++i)
-            for (int j = 0; j <= i; ++j) {
-                Row(mFock, nLeading, atom.nFirst + i)[atom.nFirst + j] += f.m[i][j];
-                if (j != i) Row(mFock, nLeading, atom.nFirst + j)[atom.nFirst + i] += f.m[i][j];
-            }
+        const NddoRow& g = setup.pNddo[atom.Row()];
+        const int k = atom.nFirst;
+        if (atom.HasP()) {
+            AddBlock(atom,
+                     RepulsionSp(g, BlockOn(atom, mDensityT, nLeading),
+                                 BlockOn(atom, mDensitySpin, nLeading),
+                                 BlockOn(atom, mDensityOtherSpin, nLeading)),
+                     mFock, nLeading);
+        } else {
+            const double dOther =
+                Row(mDensityT, nLeading, k)[k] - Row(mDensitySpin, nLeading, k)[k];
+            Row(mFock, nLeading, k)[k] += dOther * g.dGss;
+        }
         Yield(kChargePerAtom);
     }
 }
