@@ -1,6 +1,7 @@
 #include "algebra/diagonalise.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -53,14 +54,29 @@ struct Vectors {
     int nCluster = 0;     ///< first vector of the cluster
 };
 
-/// Start vectors 0 < x_i < 1e-8 of nLanes lanes, one sequence for all vectors; the other lanes are
-/// those of the last one.
-void FillStart(Vectors& v, int nLanes) {
+constexpr double NextStart(double dSeed) {
+    dSeed += 6.180339887485e-09;  // a golden section of the range
+    return dSeed >= 1e-8 ? dSeed - 1e-8 : dSeed;
+}
+
+/// The sequence from its beginning, as far as small matrices take it: each number waits for the one
+/// before, so that to make them took as long as the passes.
+constexpr int kStartsKnown = kAtOnce * kAtOnce;
+constexpr auto kStarts = [] {
+    std::array<double, kStartsKnown> v = {};
+    double dSeed = 0.0;
+    for (double& x : v) x = dSeed = NextStart(dSeed);
+    return v;
+}();
+
+/// Start vectors 0 < x_i < 1e-8 of the vectors k .. k + nLanes - 1, one sequence for all vectors;
+/// the other lanes are those of the last one.
+void FillStart(Vectors& v, int k, int nLanes) {
+    const bool fKnown = v.n <= kAtOnce;
     for (int t = 0; t < nLanes; ++t) {
         for (int i = 0; i < v.n; ++i) {
-            v.dSeed += 6.180339887485e-09;  // a golden section of the range
-            if (v.dSeed >= 1e-8) v.dSeed -= 1e-8;
-            Row(v.vX, kLanes, i)[t] = v.dSeed;
+            if (!fKnown) v.dSeed = NextStart(v.dSeed);
+            Row(v.vX, kLanes, i)[t] = fKnown ? Row(kStarts.data(), v.n, k + t)[i] : v.dSeed;
         }
     }
     for (int i = 0; i < v.n; ++i) {
@@ -69,13 +85,16 @@ void FillStart(Vectors& v, int nLanes) {
     }
 }
 
-/// The eigenvalues k .. k + nLanes - 1 as shifts, apart by at least the separation.
+/// Eigenvalue k as a shift, apart from the one before by at least the separation.
+void StepShift(Vectors& v, int k) {
+    const double x = v.vValues[k], dApart = kSeparation * std::abs(x);
+    v.dShift = k > 0 && x < v.dShift + dApart ? v.dShift + dApart : x;
+}
+
+/// The eigenvalues k .. k + nLanes - 1 as shifts.
 void FillShifts(Vectors& v, int k, int nLanes, double* vShifts) {
     for (int t = 0; t < kLanes; ++t) {
-        if (t < nLanes) {
-            const double x = v.vValues[k + t], dApart = kSeparation * std::abs(x);
-            v.dShift = k + t > 0 && x < v.dShift + dApart ? v.dShift + dApart : x;
-        }
+        if (t < nLanes) StepShift(v, k + t);
         vShifts[t] = v.dShift;
     }
 }
@@ -88,7 +107,7 @@ void TakeLane(const Vectors& v, int t, double* x) {
 void IterateLanes(Vectors& v, int k, int nLanes) {
     double shifts[kLanes], largest[kLanes];
     bool done[kLanes] = {};
-    FillStart(v, nLanes);
+    FillStart(v, k, nLanes);
     FillShifts(v, k, nLanes, shifts);
     const double dPivot = std::max(kRounding * v.dNorm, kSmallestPivot);
     FactorLanes(v.factors, v.vDiagonal, v.vOff, shifts, dPivot);
@@ -162,11 +181,8 @@ void Orthogonalise(Vectors& v, int k, int t) {
 
 /// Takes what runs through all vectors past the first nFirst of them.
 void SkipVectors(Vectors& v, int nFirst) {
-    double shifts[kLanes];
-    for (int k = 0; k < nFirst; ++k) {
-        FillStart(v, 1);
-        FillShifts(v, k, 1, shifts);
-    }
+    for (int k = 0; k < nFirst; ++k) StepShift(v, k);
+    for (int i = 0; v.n > kAtOnce && i < nFirst * v.n; ++i) v.dSeed = NextStart(v.dSeed);
     v.nCluster = nFirst;
 }
 
