@@ -30,10 +30,10 @@ void Combine(const Space& space, const Array<double>& m, const double* vCoeffici
 
 }  // namespace
 
-Space::Space(int n) : nSize(n) {
+Space::Space(int n, int nMost) : nSize(n) {
     for (Array<double>* m : {&mVectors, &mProducts})
-        m->Take(kMostVectors, static_cast<std::size_t>(n), kWork);
-    vDiagonal.Take(static_cast<std::size_t>(n), kWork);
+        m->TakeUnset(static_cast<std::size_t>(nMost), static_cast<std::size_t>(n), kWork);
+    vDiagonal.TakeUnset(static_cast<std::size_t>(n), kWork);
 }
 
 double* Space::Vector(int i) {
@@ -80,9 +80,7 @@ RitzValue FindRoot(const Space& space, const Inside& inside, int nRoot, double* 
     return {dValue, std::sqrt(Dot(space.nSize, vResidual, vResidual))};
 }
 
-void StartAnew(Space& space, double* vWork) {
-    Inside inside;
-    SolveInside(space, inside);
+void StartAnew(Space& space, Inside& inside, double* vWork) {
     const int nKept = std::min(space.nVectors, 2), n = space.nSize;
     for (Array<double>* m : {&space.mVectors, &space.mProducts}) {
         for (int k = 0; k < nKept; ++k)
@@ -91,6 +89,11 @@ void StartAnew(Space& space, double* vWork) {
     }
     space.nVectors = 0;
     for (int k = 0; k < nKept; ++k) CountVector(space);
+    for (int k = 0; k < nKept; ++k) {
+        std::fill_n(Row(inside.mTurn, nKept, k), nKept, 0.0);
+        Row(inside.mTurn, nKept, k)[k] = 1.0;
+        inside.vValues[k] = space.mInside[k][k];
+    }
 }
 
 void Precondition(const Space& space, double dValue, double dSmallest, double* vResidual) {

@@ -8,20 +8,20 @@
 
 namespace qsolve {
 
-/// Vectors of the subspace, at most; then it starts anew from its two lowest.
+/// Vectors of the subspace, at most; then it starts anew from two.
 constexpr int kMostVectors = 24;
 
 struct Space {
     int nSize;                     ///< of the Hessian
     int nVectors = 0;              ///< of the subspace
-    Array<double> mVectors = {};   ///< kMostVectors x nSize, orthonormal
+    Array<double> mVectors = {};   ///< nMost x nSize, orthonormal
     Array<double> mProducts = {};  ///< the Hessian times each
     Array<double> vDiagonal = {};  ///< of the Hessian, or something near it
     /// The Hessian within the space; entry j of row i for j <= i.
     double mInside[kMostVectors][kMostVectors] = {};
 
-    /// For a Hessian n x n. Fatal without memory.
-    explicit Space(int n);
+    /// For a Hessian n x n, and nMost vectors of it. Fatal without memory.
+    explicit Space(int n, int nMost = kMostVectors);
     /// Vector number i, and its product.
     double* Vector(int i);
     double* Product(int i);
@@ -54,8 +54,9 @@ struct RitzValue {
 RitzValue FindRoot(const Space& space, const Inside& inside, int nRoot, double* vVector,
                    double* vResidual);
 
-/// The two lowest vectors, and their products, in place of all. vWork, 2 nSize, is scratch.
-void StartAnew(Space& space, double* vWork);
+/// Vectors 0 and 1 of `inside`, and their products, in place of all that it was made for; it then
+/// is that of the two. vWork, 2 nSize, is scratch.
+void StartAnew(Space& space, Inside& inside, double* vWork);
 
 /// The residual over the difference of the diagonal and the eigenvalue, which is taken as no
 /// smaller than dSmallest.

@@ -96,7 +96,7 @@ Curvature LowestCurvature(Electrons& electrons, Turn turn, int nMost, double* vD
             if (IsRoughlyKnown(root, electrons.dEv)) return found;
         }
         Precondition(space, root.dValue, kSmallestBend / electrons.dEv, vNext.Data());
-        if (space.nVectors == kMostVectors) StartAnew(space, vSecond.Data());
+        if (space.nVectors == kMostVectors) StartAnew(space, inside, vSecond.Data());
         if (!MakeNew(space, vNext.Data())) {
             found.fKnown = true;  // nothing is left to be added
             return found;

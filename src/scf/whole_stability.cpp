@@ -26,6 +26,7 @@ struct Search {
     double dEv;
     Array<double> mHessian = {}, mShifted = {}, vNext = {};
     Space space;
+    Inside inside = {};
 };
 
 /// The lowest eigenvalue of a small matrix. vDirection gets its vector.
@@ -77,8 +78,8 @@ bool IsLowest(Search& search, double dValue) {
 Curvature LowestCurvature(const WholeHessian& whole, Turn turn, double* vDirection) {
     const auto n = static_cast<std::size_t>(whole.nSize);
     if (n == 0) return {.fKnown = true, .fLowest = true};
-    Search search{.n = whole.nSize, .dEv = whole.dEv, .space = Space(whole.nSize)};
-    for (Array<double>* m : {&search.mHessian, &search.mShifted}) m->Take(n, n, kWork);
+    Search search{.n = whole.nSize, .dEv = whole.dEv, .space = Space(whole.nSize, kFewVectors)};
+    for (Array<double>* m : {&search.mHessian, &search.mShifted}) m->TakeUnset(n, n, kWork);
     FillHessian(whole, turn, search.mHessian.Data());
     if (whole.nSize <= kAtOnce) {
         const double dLowest = LowestAtOnce(search, vDirection) * whole.dEv;
@@ -87,17 +88,16 @@ Curvature LowestCurvature(const WholeHessian& whole, Turn turn, double* vDirecti
                 .dLowest = dLowest};
     }
 
-    search.vNext.Take(n, kWork);
+    search.vNext.TakeUnset(n, kWork);
     Array<double> vWork;
-    vWork.Take(2, n, kWork);
+    vWork.TakeUnset(2, n, kWork);
     Space& space = search.space;
     for (std::size_t i = 0; i < n; ++i) space.vDiagonal[i] = search.mHessian[i * n + i];
     AddStarts(search);
     Curvature found;
-    Inside inside;
     while (space.nVectors > 0) {
-        SolveInside(space, inside);
-        const RitzValue root = FindRoot(space, inside, 0, vDirection, search.vNext.Data());
+        SolveInside(space, search.inside);
+        const RitzValue root = FindRoot(space, search.inside, 0, vDirection, search.vNext.Data());
         found.dLowest = root.dValue * whole.dEv;
         if (root.dResidual * whole.dEv < kTried) {
             found.fKnown = true;
@@ -106,7 +106,7 @@ Curvature LowestCurvature(const WholeHessian& whole, Turn turn, double* vDirecti
         } else {
             Precondition(space, root.dValue, kSmallestBend / whole.dEv, search.vNext.Data());
         }
-        if (space.nVectors == kFewVectors) StartAnew(space, vWork.Data());
+        if (space.nVectors == kFewVectors) StartAnew(space, search.inside, vWork.Data());
         if (!Add(search)) return found;
     }
     return found;  // of numbers that are none

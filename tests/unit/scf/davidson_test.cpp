@@ -117,7 +117,7 @@ TEST_F(Davidson, StartingAnewKeepsTheTwoLowestAndTheirProducts) {
     SolveInside(space, inside);
     const double dLowest = inside.vValues[0], dSecond = inside.vValues[1];
     std::vector<double> work(2 * kSize);
-    StartAnew(space, work.data());
+    StartAnew(space, inside, work.data());
     ASSERT_EQ(space.nVectors, 2);
     EXPECT_NEAR(Dot(kSize, space.Vector(0), space.Vector(0)), 1.0, 1e-13);
     EXPECT_NEAR(Dot(kSize, space.Vector(0), space.Vector(1)), 0.0, 1e-13);
@@ -127,16 +127,21 @@ TEST_F(Davidson, StartingAnewKeepsTheTwoLowestAndTheirProducts) {
         for (int i = 0; i < kSize; ++i)
             EXPECT_NEAR(space.Product(k)[i],
                         Dot(kSize, Row(mHessian.Data(), kSize, i), space.Vector(k)), 1e-11);
-    SolveInside(space, inside);
-    EXPECT_NEAR(inside.vValues[0], dLowest, 1e-11);
-    EXPECT_NEAR(inside.vValues[1], dSecond, 1e-11);
+    for (int nTime = 0; nTime < 2; ++nTime) {  // as it is left, and as it is found
+        EXPECT_NEAR(inside.vValues[0], dLowest, 1e-11);
+        EXPECT_NEAR(inside.vValues[1], dSecond, 1e-11);
+        EXPECT_NEAR(std::abs(inside.mTurn[0]), 1.0, 1e-12);
+        EXPECT_NEAR(std::abs(inside.mTurn[3]), 1.0, 1e-12);
+        SolveInside(space, inside);
+    }
 }
 
 TEST_F(Davidson, AnewOfOneVectorIsThatVector) {
     AddRandom(1);
     const double dValue = Quotient(space.Vector(0));
+    SolveInside(space, inside);
     std::vector<double> work(2 * kSize);
-    StartAnew(space, work.data());
+    StartAnew(space, inside, work.data());
     ASSERT_EQ(space.nVectors, 1);
     EXPECT_NEAR(Quotient(space.Vector(0)), dValue, 1e-12);
 }
