@@ -13,6 +13,8 @@ namespace qsolve {
 namespace {
 
 constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
+constexpr int kMostSteps = 12;       ///< of a root, each of which doubles its digits
+constexpr double kSameRoot = 1e-13;  ///< change of a root, as a part of it, that ends them
 
 /// v -= the parts of v along all vectors of the space.
 void TakeOut(Space& space, double* v) {
@@ -26,6 +28,50 @@ void TakeOut(Space& space, double* v) {
 void Combine(const Space& space, const Array<double>& m, const double* vCoefficients, double* v) {
     std::fill_n(v, space.nSize, 0.0);
     kernels->AddRows(space.nSize, space.nVectors, m.Data(), space.nSize, vCoefficients, v);
+}
+
+/// Solves (M - value) x = b for the first m vectors of the space, by elimination without exchanges.
+/// False where the value is not below all eigenvalues of M.
+bool SolveBelow(const Space& space, int m, double dValue, const double* b, double* x) {
+    double mLower[kMostVectors][kMostVectors], vPivot[kMostVectors];
+    for (int i = 0; i < m; ++i) {
+        double dPivot = space.mInside[i][i] - dValue;
+        x[i] = b[i];
+        for (int j = 0; j < i; ++j) {
+            double d = space.mInside[i][j];
+            for (int k = 0; k < j; ++k) d -= mLower[i][k] * mLower[j][k] * vPivot[k];
+            mLower[i][j] = d / vPivot[j];
+            dPivot -= mLower[i][j] * d;
+            x[i] -= mLower[i][j] * x[j];
+        }
+        if (!(dPivot > 0.0)) return false;
+        vPivot[i] = dPivot;
+    }
+    for (int i = m - 1; i >= 0; --i) {
+        x[i] /= vPivot[i];
+        for (int j = i + 1; j < m; ++j) x[i] -= mLower[j][i] * x[j];
+    }
+    return true;
+}
+
+/// The lower eigenvalue of a 2 x 2 matrix of these values and this coupling.
+double LowerOfTwo(double dValue, double dNew, double dCoupling) {
+    const double dHalf = 0.5 * (dNew - dValue);
+    const double dRoot = std::sqrt(dHalf * dHalf + dCoupling * dCoupling);
+    if (!(dHalf > 0.0)) return dValue + dHalf - dRoot;
+    return dValue - dCoupling * dCoupling / (dHalf + dRoot);
+}
+
+/// v := what of it is at right angles to the unit vector u, of unit length. False for too little.
+bool MakeUpright(int m, const double* u, double* v) {
+    for (int nPass = 0; nPass < 2; ++nPass) {
+        const double dAlong = Dot(m, u, v);
+        for (int i = 0; i < m; ++i) v[i] -= dAlong * u[i];
+        const double dLength = std::sqrt(Dot(m, v, v));
+        if (!(dLength > kDependent)) return false;
+        for (int i = 0; i < m; ++i) v[i] /= dLength;
+    }
+    return true;
 }
 
 }  // namespace
@@ -68,6 +114,35 @@ void SolveInside(const Space& space, Inside& inside) {
     const int m = space.nVectors;
     for (int i = 0; i < m; ++i) std::copy_n(space.mInside[i], i + 1, Row(mSmall, m, i));
     DiagonaliseQuickly(m, 0, std::min(m, 2), mSmall, inside.mTurn, inside.vValues);
+}
+
+void FollowLowest(const Space& space, Inside& inside) {
+    const int m = space.nVectors, nOld = m - 1;
+    const double* b = space.mInside[nOld];
+    if (m == 1) {
+        inside.mTurn[0] = 1.0;
+        inside.vValues[0] = b[0];
+        return;
+    }
+    double vOld[kMostVectors], x[kMostVectors];
+    std::copy_n(inside.mTurn, nOld, vOld);
+    vOld[nOld] = 0.0;
+    double dValue = LowerOfTwo(inside.vValues[0], b[nOld], Dot(nOld, vOld, b));
+    double dLength = 1.0;
+    for (int nStep = 0; nStep < kMostSteps; ++nStep) {
+        if (!SolveBelow(space, nOld, dValue, b, x)) return SolveInside(space, inside);
+        dLength = 1.0 + Dot(nOld, x, x);
+        const double dStep = (b[nOld] - dValue - Dot(nOld, b, x)) / dLength;
+        dValue += dStep;
+        if (!(std::abs(dStep) > kSameRoot * std::abs(dValue))) break;
+    }
+    double* c = inside.mTurn;
+    for (int i = 0; i < nOld; ++i) c[i] = -x[i] / std::sqrt(dLength);
+    c[nOld] = 1.0 / std::sqrt(dLength);
+    inside.vValues[0] = dValue;
+    inside.vValues[1] = HUGE_VAL;  // row 1 is no eigenvector
+    if (!MakeUpright(m, c, vOld)) return SolveInside(space, inside);
+    std::copy_n(vOld, m, Row(inside.mTurn, m, 1));
 }
 
 RitzValue FindRoot(const Space& space, const Inside& inside, int nRoot, double* vVector,

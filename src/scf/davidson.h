@@ -45,6 +45,17 @@ struct Inside {
 /// Fills it for a space that has vectors.
 void SolveInside(const Space& space, Inside& inside);
 
+/// In place of it for the lowest eigenvalue alone, each time that the space has a vector more, from
+/// the first on: that of before, as far as the new vector lowers it, is where Newton's method on
+///
+///     a - x - b (M - x)^-1 b = 0
+///
+/// begins, with M, b, a the old part of the matrix, the new row and its last element. Right of its
+/// first root this falls ever faster, so that no step goes past that. Vector 1 is no eigenvector
+/// then, but the part of the old vector 0 at right angles to the new one, which to go on from is
+/// worth more: A. Stathopoulos, Y. Saad, Electron. Trans. Numer. Anal. 7, 163 (1998).
+void FollowLowest(const Space& space, Inside& inside);
+
 /// An eigenvalue of the Hessian within the space, and the length of what the Hessian itself leaves.
 struct RitzValue {
     double dValue, dResidual;

@@ -45,6 +45,7 @@ bool Add(Search& search) {
     kernels->DotRows(search.n, search.n, search.mHessian.Data(), search.n, search.vNext.Data(),
                      space.Product(space.nVectors));
     CountVector(space);
+    FollowLowest(space, search.inside);
     return true;
 }
 
@@ -96,7 +97,6 @@ Curvature LowestCurvature(const WholeHessian& whole, Turn turn, double* vDirecti
     AddStarts(search);
     Curvature found;
     while (space.nVectors > 0) {
-        SolveInside(space, search.inside);
         const RitzValue root = FindRoot(space, search.inside, 0, vDirection, search.vNext.Data());
         found.dLowest = root.dValue * whole.dEv;
         if (root.dResidual * whole.dEv < kTried) {

@@ -136,6 +136,45 @@ TEST_F(Davidson, StartingAnewKeepsTheTwoLowestAndTheirProducts) {
     }
 }
 
+/// However the space grows, the value followed is the lowest in it, with its vector; the second one
+/// spans with that what the vector was before.
+TEST_F(Davidson, TheLowestIsFollowedWhileTheSpaceGrows) {
+    std::vector<double> before;
+    for (int m = 1; m <= 12; ++m) {
+        AddRandom(m);
+        FollowLowest(space, inside);
+        Inside whole;
+        SolveInside(space, whole);
+        const double* c = inside.mTurn;
+        EXPECT_NEAR(inside.vValues[0], whole.vValues[0], 1e-11) << m;
+        EXPECT_NEAR(std::abs(Dot(m, c, whole.mTurn)), 1.0, 1e-9) << m;
+        if (m > 1) {
+            const double* d = Row(inside.mTurn, m, 1);
+            const double dOfC = Dot(m - 1, c, before.data()), dOfD = Dot(m - 1, d, before.data());
+            EXPECT_NEAR(Dot(m, c, d), 0.0, 1e-12) << m;
+            EXPECT_NEAR(Dot(m, d, d), 1.0, 1e-12) << m;
+            EXPECT_NEAR(dOfC * dOfC + dOfD * dOfD, 1.0, 1e-9) << m;
+        }
+        before.assign(c, c + m);
+    }
+}
+
+/// Of a vector that is not coupled to the others either it or the old one is the lowest.
+TEST_F(Davidson, WhatIsNotCoupledIsFollowedToo) {
+    for (const double dNew : {-2.0, 1.0, 3.0}) {
+        Space pair(kSize);
+        pair.mInside[0][0] = 1.0;
+        pair.mInside[1][0] = 0.0;
+        pair.mInside[1][1] = dNew;
+        pair.nVectors = 1;
+        FollowLowest(pair, inside);
+        pair.nVectors = 2;
+        FollowLowest(pair, inside);
+        EXPECT_NEAR(inside.vValues[0], std::min(1.0, dNew), 1e-12) << dNew;
+        EXPECT_NEAR(Dot(2, inside.mTurn, inside.mTurn), 1.0, 1e-12) << dNew;
+    }
+}
+
 TEST_F(Davidson, AnewOfOneVectorIsThatVector) {
     AddRandom(1);
     const double dValue = Quotient(space.Vector(0));
