@@ -7,6 +7,7 @@ import socket
 import time
 from collections import deque
 from collections.abc import Callable, Iterable, Iterator
+from functools import cache
 from typing import Any, NamedTuple, TypeVar
 
 from orbitrax.backend import Backend
@@ -197,10 +198,15 @@ def lost(item: Item, recipe: Recipe, tries: int, words: str) -> Answer:
     return _recorded(item, document, run, failure.typed)
 
 
+@cache
+def _host() -> str:
+    return socket.gethostname()
+
+
 def _recorded(item: Item, document: dict[str, Any], run: dict[str, Any], reason: str) -> Answer:
     """The answer with its line."""
     document["input"] = item.told()
-    document["run"] = {**run, "host": socket.gethostname()}
+    document["run"] = {**run, "host": _host()}
     line = (f'{{"id": {quoted(item.id)}, "key": "{item.key.hex()}", {document_text(document)}}}\n'
             ).encode()
     return Answer(item.number, item.id, item.key, line, document["status"], run["accident"],
