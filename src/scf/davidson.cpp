@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
 constexpr int kMostSteps = 12;       ///< of a root, each of which doubles its digits
-constexpr double kSameRoot = 1e-13;  ///< change of a root, as a part of it, that ends them
+constexpr double kSameRoot = 1e-13;  ///< change of a root that ends them, as a part of its terms
 
 /// v -= the parts of v along all vectors of the space.
 void TakeOut(Space& space, double* v) {
@@ -129,12 +129,13 @@ void FollowLowest(const Space& space, Inside& inside) {
     vOld[nOld] = 0.0;
     double dValue = LowerOfTwo(inside.vValues[0], b[nOld], Dot(nOld, vOld, b));
     double dLength = 1.0;
-    for (int nStep = 0; nStep < kMostSteps; ++nStep) {
-        if (!SolveBelow(space, nOld, dValue, b, x)) return SolveInside(space, inside);
+    for (int nStep = 0;; ++nStep) {  // many where what lowers it is hardly coupled to it
+        if (nStep == kMostSteps || !SolveBelow(space, nOld, dValue, b, x))
+            return SolveInside(space, inside);
         dLength = 1.0 + Dot(nOld, x, x);
         const double dStep = (b[nOld] - dValue - Dot(nOld, b, x)) / dLength;
         dValue += dStep;
-        if (!(std::abs(dStep) > kSameRoot * std::abs(dValue))) break;
+        if (!(std::abs(dStep) > kSameRoot * (std::abs(dValue) + std::abs(b[nOld])))) break;
     }
     double* c = inside.mTurn;
     for (int i = 0; i < nOld; ++i) c[i] = -x[i] / std::sqrt(dLength);

@@ -175,6 +175,21 @@ TEST_F(Davidson, WhatIsNotCoupledIsFollowedToo) {
     }
 }
 
+/// Where the new vector is hardly coupled to the lowest one, and well to the next.
+TEST_F(Davidson, WhatIsHardlyCoupledIsFollowed) {
+    for (const double dCoupling : {1e-9, 1e-6, 1e-3}) {
+        Space three(kSize);
+        three.mInside[0][0] = 1.0;
+        three.mInside[1][1] = 1.001;
+        three.mInside[2][0] = dCoupling;
+        three.mInside[2][1] = 0.5;
+        three.mInside[2][2] = 1.2;
+        for (three.nVectors = 1; three.nVectors <= 3; ++three.nVectors) FollowLowest(three, inside);
+        const double dExpected = 1.1005 - std::sqrt(0.0995 * 0.0995 + 0.25);  // of the last two
+        EXPECT_NEAR(inside.vValues[0], dExpected, 2 * dCoupling * dCoupling + 1e-12) << dCoupling;
+    }
+}
+
 TEST_F(Davidson, AnewOfOneVectorIsThatVector) {
     AddRandom(1);
     const double dValue = Quotient(space.Vector(0));
