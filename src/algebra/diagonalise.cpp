@@ -346,12 +346,13 @@ void TransformVectors(const Reduction& reduction, Way way, int nVectors, double*
     }
 }
 
+/// Without mVectors the values alone.
 void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVectors, double* vValues,
            const Place& place) {
     if (n <= 1) {
         if (n == 1) {
             vValues[0] = mMatrix[0];
-            mVectors[0] = 1.0;
+            if (mVectors) mVectors[0] = 1.0;
         }
         return;
     }
@@ -365,12 +366,13 @@ void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVecto
 
     Problem problem{n, nFirst, nEnd, place, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
     const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
-    if (IsLarge(n) && dNorm >= kSmallestNorm && std::isfinite(dNorm))
+    if (IsLarge(n) && mVectors && dNorm >= kSmallestNorm && std::isfinite(dNorm))
         SolveByDivision(problem, dNorm);
     else
         SolveByIteration(problem, dNorm);
-    TransformVectors(reduction, way, problem.nEnd - problem.nFirst,
-                     Row(mVectors, n, problem.nFirst), vRest, place);
+    if (mVectors)
+        TransformVectors(reduction, way, problem.nEnd - problem.nFirst,
+                         Row(mVectors, n, problem.nFirst), vRest, place);
 }
 
 /// The scratch that the calculation has, taken anew where it is too short.
@@ -401,6 +403,11 @@ void DiagonaliseQuickly(int n, int nFirst, int nEnd, double* mMatrix, double* mV
                         double* vValues) {
     const Way way = QuickWay(n);
     Solve(n, nFirst, nEnd, way, mMatrix, mVectors, vValues, OwnPlace(n, way));
+}
+
+void Eigenvalues(int n, double* mMatrix, double* vValues) {
+    const Way way = QuickWay(n);
+    Solve(n, 0, 0, way, mMatrix, nullptr, vValues, OwnPlace(n, way));
 }
 
 std::size_t EigenWork(int n) {

@@ -28,6 +28,10 @@ void DiagonaliseRange(int n, int nFirst, int nEnd, double* mMatrix, double* mVec
 void DiagonaliseQuickly(int n, int nFirst, int nEnd, double* mMatrix, double* mVectors,
                         double* vValues);
 
+/// The eigenvalues alone, n, ascending, by QR iteration of T: a third to a half of the work.
+/// mMatrix as above; destroyed. Yields.
+void Eigenvalues(int n, double* mMatrix, double* vValues);
+
 /// Scratch of one solution at a time.
 struct EigenScratch {
     double* vWork;  ///< EigenWork(n), from a line of the cache on

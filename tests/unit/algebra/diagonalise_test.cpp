@@ -150,6 +150,17 @@ TEST_P(EigenSolver, QuicklyGivesTheSameToRounding) {
     EXPECT_LE(LargestDifference(s.values, slow.values), 2e-15 * (n + 2) * RowNorm(a));
 }
 
+TEST_P(EigenSolver, GivesTheValuesAlone) {
+    const auto& [kind, n] = GetParam();
+    const TestMatrix a = kind.make(n);
+    TestMatrix copy = a, values(1, n);
+    for (int i = 0; i < n; ++i)
+        for (int j = i + 1; j < n; ++j) copy(i, j) = kNaN;
+    Eigenvalues(n, copy.Data(), values.Data());
+    EXPECT_TRUE(std::is_sorted(values.v.begin(), values.v.end()));
+    EXPECT_LE(LargestDifference(values, Solve(a).values), 2e-15 * (n + 2) * RowNorm(a));
+}
+
 /// Whether rows nFirst .. nEnd - 1 of two sets of vectors are the same to rounding: the products of
 /// a vector with those of its own value and of its near neighbours add up to its square.
 double Outside(const Solution& whole, const Solution& part, int nFirst, int nEnd, double dNear) {
@@ -215,8 +226,12 @@ TEST_F(Diagonaliser, FindsTheEigenvaluesThatTheMatrixWasMadeOf) {
     for (int i = 0; i < 80; ++i) values.push_back(std::pow(1.1, i - 40) * (i % 2 ? -1.0 : 1.0));
     const Solution s = Solve(WithEigenvalues(values, 11));
     std::sort(values.begin(), values.end());
-    for (int i = 0; i < 80; ++i)
+    TestMatrix a = WithEigenvalues(values, 11), alone(1, 80);
+    Eigenvalues(80, a.Data(), alone.Data());
+    for (int i = 0; i < 80; ++i) {
         EXPECT_NEAR(s.values(0, i), values[static_cast<std::size_t>(i)], 5e-13);
+        EXPECT_NEAR(alone(0, i), values[static_cast<std::size_t>(i)], 5e-13);
+    }
 }
 
 TEST_F(Diagonaliser, GivesTheSameBitsFromCallToCall) {
@@ -316,7 +331,10 @@ TEST_F(Diagonaliser, ReturnsWhateverTheBitsAre) {
         const int n = 1 + nTry % 6;
         double a[36], v[36], e[6];
         for (int i = 0; i < n * n; ++i) a[i] = std::bit_cast<double>(randoms.Bits());
+        double b[36];
+        std::copy_n(a, 36, b);
         Diagonalise(n, a, v, e);
+        Eigenvalues(n, b, e);
     }
     const double kSpecial[] = {0.0,    -0.0,  kNaN,   std::numeric_limits<double>::infinity(),
                                5e-324, 1e308, -1e308, 1.0};
