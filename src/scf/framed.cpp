@@ -159,6 +159,10 @@ bool RunInFrame(Electrons& electrons, const GuardLimits& limits, GuardEnd& end) 
         if (fLast || (fSettled && end.dCommutator < limits.dCommutator)) {
             end.dCommutator = error.Measured(electrons, dNorm);
             end.fConverged = fSettled && end.dCommutator < limits.dCommutator;
+            if (end.fConverged && MovePoint(electrons, search)) {
+                FillDensities(electrons);
+                end.fAhead = true;
+            }
             if (fLast || end.fConverged) return true;
         }
         if (!(end.dEnergy <= dLowest + kRise) || !MovePoint(electrons, search)) return false;

@@ -57,9 +57,11 @@ class ErrorOfNorm {
 };
 
 /// Cycles from the present Fock matrices until both limits are met; end is that of the cycles
-/// before, with the energy of these matrices. Densities, energy and Fock matrices in the end belong
-/// together. False where the energy rises or the orbitals go far: the orbitals at hand are then
-/// those of no matrix, and the search is over. Yields; Fatal without memory.
+/// before, with the energy of these matrices. Energy and Fock matrices in the end belong together,
+/// and where the limits are met the densities are those that a next cycle would begin with: the
+/// gradient, whose error is of first order in theirs, is the sharper by it. False where the energy
+/// rises or the orbitals go far: the orbitals at hand are then those of no matrix, and the search
+/// is over. Yields; Fatal without memory.
 bool RunInFrame(Electrons& electrons, const GuardLimits& limits, GuardEnd& end);
 
 }  // namespace qsolve

@@ -20,6 +20,7 @@ struct GuardEnd {
     double dEnergy = 0.0;      ///< unit of the family
     double dDifference = 0.0;  ///< kcal/mol
     double dCommutator = 0.0;  ///< unit of the family
+    bool fAhead = false;       ///< the densities are a step ahead of matrices and energy
 };
 
 /// The next cycle's Fock matrices of the densities at hand, and their energy beside the one before.

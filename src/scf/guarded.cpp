@@ -64,7 +64,7 @@ GuardEnd RunGuarded(Electrons& electrons, const GuardLimits& limits, MixHistory&
     }
 }
 
-bool TakeOrbitals(Electrons& electrons) {
+bool TakeOrbitals(Electrons& electrons, bool fAhead) {
     const int n = electrons.n;
     bool fLowest = true;
     double* mNew = scf.mSquareWork.Data();
@@ -80,7 +80,7 @@ bool TakeOrbitals(Electrons& electrons) {
         for (std::size_t k = 0; k < s.mDensity.Size(); ++k)
             dChange = std::max(dChange, std::abs(mNew[k] - s.mDensity[k]));
         if (dChange < kSameDensity) {
-            std::copy_n(mNew, s.mDensity.Size(), s.mDensity.Data());
+            if (!fAhead) std::copy_n(mNew, s.mDensity.Size(), s.mDensity.Data());
             continue;
         }
         fLowest = false;

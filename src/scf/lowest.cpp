@@ -118,7 +118,7 @@ void KeepOrbitals(Search& search, bool fBack) {
 
 /// Orbitals of the state at hand, and its energy as it will be reported.
 void Take(Search& search) {
-    search.Word.fAufbau = TakeOrbitals(search.electrons);
+    search.Word.fAufbau = TakeOrbitals(search.electrons, search.end.fAhead);
     const SpinRun& a = *search.electrons.pSets[0];
     search.dCorrected = search.end.dEnergy;
     if (setup.nOccupied == setup.nDoublyOcc) return;
