@@ -24,6 +24,7 @@
 #include "numeric/pool.h"
 #include "scf/account.h"
 #include "scf/density.h"
+#include "scf/due_orbitals.h"
 #include "scf/electronic_energy.h"
 #include "scf/finish.h"
 #include "scf/fock.h"
@@ -144,9 +145,14 @@ GuardEnd RunSearch(Electrons& electrons, const GuardLimits& limits, GuardEnd end
                 stages.Time("commutator", [&] { return error.Measured(electrons, dNorm); });
             end.fConverged = end.dCommutator < limits.dCommutator;
         }
-        if (end.fConverged || end.nCycles >= limits.nCycles) return end;
+        if (!end.fConverged && end.nCycles >= limits.nCycles) return end;
         if (!stages.Time("orbitals turned", [&] { return MovePoint(electrons, search); }))
             return end;
+        if (end.fConverged) {
+            stages.Time("density", [&] { FillDensities(electrons); });
+            end.fAhead = true;
+            return end;
+        }
     }
 }
 
@@ -206,7 +212,9 @@ End RunInStages(Stages& stages) {
         GuessPopulations(electrons, false);
     });
     const GuardEnd end = RunCycles(electrons, stages);
-    stages.Time("all orbitals", [&] { TakeOrbitals(electrons); });
+    const bool fLevels = end.fAhead && further.Scf.nStability == kNoStability &&
+                         stages.Time("levels alone", [&] { return TakeLevels(electrons); });
+    if (!fLevels) stages.Time("all orbitals", [&] { TakeOrbitals(electrons, end.fAhead); });
     if (further.Scf.nStability != kNoStability)
         stages.Time("test of the state", [&] { TestState(electrons); });
     stages.Time("gradient and charges", [&] {

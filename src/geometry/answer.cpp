@@ -7,6 +7,7 @@
 #include "integrals/state.h"
 #include "job/state.h"
 #include "properties/properties.h"
+#include "scf/due_orbitals.h"
 #include "scf/electronic_energy.h"
 #include "scf/energies.h"
 #include "scf/fock.h"
@@ -106,6 +107,7 @@ bool CanAnswer() {
 bool PrepareAnswers(Answer& answer) {
     RunScf();
     if (!scf.Account.fConverged) return false;
+    SolveDueOrbitals();
     const std::size_t nRotations = CountRotations(answer.Sets);
     for (Array<double>* v : {&answer.vBend, &answer.vSlope, &answer.vRotations})
         v->Take(nRotations, kWork);

@@ -11,6 +11,7 @@
 #include "link/link.h"
 #include "properties/properties.h"
 #include "report/report.h"
+#include "scf/due_orbitals.h"
 #include "scf/electronic_energy.h"
 #include "scf/energies.h"
 #include "scf/half_electron.h"
@@ -27,11 +28,14 @@ namespace {
 /// Levels have no species until a report has classified them.
 void ClassifyLevels(const SpinRun& a) {
     OrbitalResults& orbitals = results.Orbitals;
-    if (setup.fFinalReport)
-        ReportSymmetry(true, true, false, a.mVectors.Data());
-    else if (!symmetry.fOrbitalLabelsKnown)
+    if (setup.fFinalReport) {
+        FindSymmetry();
+        if (NeedsOrbitals()) SolveDueOrbitals();
+        LabelOrbitals(a.mVectors.Data());
+    } else if (!symmetry.fOrbitalLabelsKnown) {
         SetDefaultLabels(setup.nOrbitals, orbitals.sSymmetryLabel.Data(),
                          orbitals.vSymmetryIndex.Data());
+    }
 }
 
 void CheckResults(const ScfRun& run) {

@@ -8,6 +8,7 @@
 #include "link/memory.h"
 #include "scf/density.h"
 #include "scf/descent.h"
+#include "scf/due_orbitals.h"
 #include "scf/electronic_energy.h"
 #include "scf/guarded.h"
 #include "scf/half_electron.h"
@@ -116,11 +117,22 @@ void KeepOrbitals(Search& search, bool fBack) {
     }
 }
 
-/// Orbitals of the state at hand, and its energy as it will be reported.
-void Take(Search& search) {
+/// Whether nothing in this SCF reads more of its orbitals than their levels.
+bool LevelsSuffice(const ScfRun& run, bool fFirst) {
+    const bool fTried = fFirst && (further.Scf.nStability != kNoStability || further.Scf.nStarts);
+    return !fTried && !run.fVerbose && options.nCiKind == 0 && !options.fSendOrbitals;
+}
+
+/// Orbitals of the state at hand, or its levels where they suffice, and its energy as it will be
+/// reported.
+void Take(Search& search, bool fLevels = false) {
+    search.dCorrected = search.end.dEnergy;
+    if (fLevels && search.end.fAhead && TakeLevels(search.electrons)) {
+        search.Word.fAufbau = true;
+        return;
+    }
     search.Word.fAufbau = TakeOrbitals(search.electrons, search.end.fAhead);
     const SpinRun& a = *search.electrons.pSets[0];
-    search.dCorrected = search.end.dEnergy;
     if (setup.nOccupied == setup.nDoublyOcc) return;
     for (int k = 0; k < search.electrons.n; ++k) results.Orbitals.vOrbitalOrder[k] = k;
     search.dCorrected += HalfElectronCorrection(a.vEnergy.Data(), a.mVectors.Data());
@@ -318,7 +330,7 @@ void FindLowestState(ScfRun& run, SpinRun& a, SpinRun& b) {
         fNew && fAlike && PatchDensities(electrons, search.limits.nCycles - 2, before);
     search.Word.nStarts = 1;
     Converge(search, {.fNear = !fNew || fPatched, .before = before});
-    Take(search);
+    Take(search, LevelsSuffice(run, fFirst));
     const bool fStalled = search.fDescended;
     const auto Test = [&] {  // in the first SCF of a job; the others follow its state
         if (fFirst && further.Scf.nStability != kNoStability && search.end.fConverged)

@@ -244,7 +244,7 @@ void RunScf() {
     if (FamilyOf(system.MethodId) == Family::kNone) return;
 
     // The run, and what depends on the geometry alone.
-    scf.fResultsValid = gradient.fComputed = false;
+    scf.fResultsValid = scf.fOrbitalsDue = gradient.fComputed = false;
     ComputeChargeOrigin();
     ++scf.nScfRuns;
     if (ThisKind().fCountsPoints) results.Block.nEnergyPoints = scf.nScfRuns;

@@ -53,6 +53,7 @@ struct ScfState {
     int nCiKind = 0;
     bool fDiis = false;
     bool fResultsValid = false;  ///< an SCF has finished on these arrays
+    bool fOrbitalsDue = false;   ///< mVectorsA and mVectorsB are not solved for yet
 
     int nScfRuns = -1;  ///< -1 after validation, one more with every RunScf
 

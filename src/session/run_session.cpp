@@ -3,6 +3,7 @@
 #include "job/state.h"
 #include "link/link.h"
 #include "properties/plot.h"
+#include "scf/due_orbitals.h"
 #include "session/session.h"
 #include "session/state.h"
 #include "setup/parameter_intake.h"
@@ -47,6 +48,7 @@ void RunSteps() {
     ReadJobOptions();
     ReadFurtherOptions();
     if (options.fCalculate) Calculate();
+    if (options.fPlot || options.fSendOrbitals) SolveDueOrbitals();
     if (options.fPlot) RunPlot();
     if (options.fSendOrbitals) SendEigenvectors();
 }

@@ -137,14 +137,17 @@ void Assign(int n, const double* mCharacters, char (*sLabels)[4], int* vNumbers)
         symmetry.nSymmetryFailure = kLabelsMissing;
 }
 
-void LabelOrbitals(const double* mVectors) {
+void FillOrbitalLabels(const double* mVectors) {
     OrbitalResults& orbitals = results.Orbitals;
     const int n = setup.nOrbitals;
     SetDefaultLabels(n, orbitals.sSymmetryLabel.Data(), orbitals.vSymmetryIndex.Data());
     if (!symmetry.fCharacterTable) return;
     Array<double> mCharacters;
     mCharacters.Take(Size(n), Size(symmetry.Table.nClasses), kWork);
-    FillOrbitalCharacters(mVectors, mCharacters.Data());
+    if (NeedsOrbitals())
+        FillOrbitalCharacters(mVectors, mCharacters.Data());
+    else
+        std::fill(mCharacters.begin(), mCharacters.end(), 1.0);  // their squares add up to it
     Assign(n, mCharacters.Data(), orbitals.sSymmetryLabel.Data(), orbitals.vSymmetryIndex.Data());
 }
 
@@ -182,13 +185,28 @@ AtomRange OrbitalRangeOf(int nPosition) {
     return {nFirst, setup.Map.pLastOrbital[nPosition] - nFirst};
 }
 
-void ReportSymmetry(bool fDoPointGroup, bool fDoOrbitals, bool fDoModes, const double* mVectors) {
+void FindSymmetry() {
     ListAtoms();
     Classify();
+    symmetry.fPointGroupKnown = true;
+    symmetry.fOrbitalLabelsKnown = symmetry.fModeLabelsKnown = false;
+}
+
+bool NeedsOrbitals() {
+    const bool fWhole = symmetry.nSymmetryAtoms == system.nSelected;
+    return symmetry.fCharacterTable && !(fWhole && symmetry.Table.nClasses == 1);
+}
+
+void LabelOrbitals(const double* mVectors) {
+    FillOrbitalLabels(mVectors);
+    symmetry.fOrbitalLabelsKnown = true;
+}
+
+void ReportSymmetry(bool fDoPointGroup, bool fDoOrbitals, bool fDoModes, const double* mVectors) {
+    FindSymmetry();
     if (fDoOrbitals) LabelOrbitals(mVectors);
     if (fDoModes) LabelModes(mVectors);
     symmetry.fPointGroupKnown = fDoPointGroup;
-    symmetry.fOrbitalLabelsKnown = fDoOrbitals;
     symmetry.fModeLabelsKnown = fDoModes;
 }
 

@@ -7,6 +7,18 @@ namespace qsolve {
 /// Where the orbitals of an atom stand among those of the calculation, by position.
 AtomRange OrbitalRangeOf(int nPosition);
 
+/// The point group of the atoms of the calculation at system.pCoords, with `symmetry` anew but for
+/// species. A single atom has no group. Yields. Fatal with kMsgOutOfMemory.
+void FindSymmetry();
+
+/// Whether the species in that group are to be told from the orbitals: where all operations leave
+/// everything in its place they are all the same.
+bool NeedsOrbitals();
+
+/// The species of the orbitals in that group, as ReportSymmetry fills them; mVectors is read only
+/// where NeedsOrbitals.
+void LabelOrbitals(const double* mVectors);
+
 /// The point group of the atoms of the calculation at system.pCoords and, with fDoOrbitals or
 /// fDoModes, the species of orbitals or modes, which are the rows of mVectors.
 ///

@@ -95,6 +95,25 @@ def test_every_orbital_is_its_sum_of_slater_functions(runs, name):
         assert squared.values == pytest.approx(exact ** 2, abs=3e-5)
 
 
+def test_orbitals_that_a_job_did_not_ask_for_are_those_of_one_that_did():
+    """Of a large molecule without symmetry the backend solves for them when they are plotted."""
+    caffeine = read_molecule(str(ROOT / "examples/caffeine.xyz"))
+    bent = caffeine.positions + 0.02 * np.sin(np.arange(72)).reshape(24, 3)
+    job = Job(Molecule(caffeine.numbers, bent), "am1")
+    asked = Run(job, "am1_1.abp")
+    frame = box_around(asked.positions, 0.5, 9)
+    with Backend() as backend:
+        result = backend.run(job)
+        assert len(asked.basis) == 66
+        assert result.orbital_energies == pytest.approx(asked.result.orbital_energies, abs=1e-9)
+        for what in ("homo", "lumo", "1"):
+            grid = backend.plot(what, frame)
+            exact = asked.orbital(grid.orbital[0], points_of(frame))
+            assert np.abs(exact).max() > 0.05
+            assert grid.values == pytest.approx(exact, abs=1e-4)
+    asked.backend.close()
+
+
 @pytest.mark.parametrize("method,table", [
     ("cndo", "cindo.abp"), ("indo", "cindo.abp"), ("mindo3", "mindo3_1.abp"),
     ("mndo", "mndo_1.abp"), ("pm3", "pm3_1.abp"), ("zindo1", "zindo1_1.abp"),

@@ -1,0 +1,53 @@
+#include "scf/due_orbitals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "algebra/diagonalise.h"
+#include "numeric/trace.h"
+#include "scf/electrons.h"
+#include "scf/state.h"
+
+namespace qsolve {
+namespace {
+
+constexpr double kSameSum = 1e-6;  ///< eV, of the levels that hold electrons
+
+/// A copy of a Fock matrix for a solver to destroy.
+double* CopyOf(int n, const Array<double>& mFock) {
+    const std::size_t nSize = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
+    std::copy_n(mFock.Data(), nSize, scf.mSquareWork.Data());
+    return scf.mSquareWork.Data();
+}
+
+void Solve(int n, const Array<double>& mFock, Array<double>& mVectors) {
+    // The levels keep the digits that they were published with.
+    DiagonaliseQuickly(n, 0, n, CopyOf(n, mFock), mVectors.Data(), scf.vOrbitalScratch.Data());
+}
+
+}  // namespace
+
+bool TakeLevels(Electrons& electrons) {
+    const int n = electrons.n;
+    for (int k = 0; k < electrons.nSets; ++k) {
+        SpinRun& s = *electrons.pSets[k];
+        const Shells& shells = electrons.vShells[k];
+        if (shells.nOpen != 0) return false;
+        Eigenvalues(n, CopyOf(n, s.mFock), s.vEnergy.Data());
+        double dAbove = TraceProduct(n, s.mDensity.Data(), s.mFock.Data());
+        for (int i = 0; i < shells.nFull; ++i) dAbove -= s.vEnergy[i];
+        if (!(std::abs(dAbove) * electrons.dEv < kSameSum)) return false;
+    }
+    scf.fOrbitalsDue = true;
+    return true;
+}
+
+void SolveDueOrbitals() {
+    if (!scf.fOrbitalsDue) return;
+    Solve(scf.nOrbitals, scf.mFockA, scf.mVectorsA);
+    if (scf.nSpinTreatment == 1) Solve(scf.nOrbitals, scf.mFockB, scf.mVectorsB);
+    scf.fOrbitalsDue = false;
+}
+
+}  // namespace qsolve
