@@ -53,14 +53,14 @@ class OrbitraxError(Exception):
 
 def in_python(text: str) -> str:
     """A text whose settings are spelled as in Python: diis=False for --no-diis, scf_limit for
-    --scf-limit."""
+    --scf-limit. An option of ./setup stays."""
     import re
 
     def spelled(found: re.Match[str]) -> str:
         name = found.group(2).replace("-", "_")
         return f"{name}=False" if found.group(1) else name
 
-    return re.sub(r"(?<![\w-])--(no-)?([a-z][a-z-]*[a-z])", spelled, text)
+    return re.sub(r"(?<![\w-])(?<!\./setup )--(no-)?([a-z][a-z-]*[a-z])", spelled, text)
 
 
 class UsageError(OrbitraxError, ValueError):

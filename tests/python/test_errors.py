@@ -27,7 +27,8 @@ def test_the_tree_at_the_head_of_the_module_is_the_tree():
     ("try a higher --scf-iterations, --no-diis or --uhf",
      "try a higher scf_iterations, diis=False or uhf"),
     ("a--b.xyz -- no such --- thing", "a--b.xyz -- no such --- thing"),
-    ("choose fewer --points", "choose fewer points")])
+    ("choose fewer --points", "choose fewer points"),
+    ("not built here; run ./setup --page", "not built here; run ./setup --page")])
 def test_settings_are_spelled_for_whoever_reads(typed, python):
     error = errors.UsageError(typed)
     assert (error.typed, str(error)) == (typed, python)
