@@ -33,11 +33,21 @@ Product PartOf(const Product& product, int nRow, int nRowEnd, int nColumn, int n
     return part;
 }
 
+/// What is added to: a matrix as it is, or cleared before, by the thread that then adds to it.
+enum class To { kPresent, kCleared };
+
+void AddPart(const Product& part, To to) {
+    if (to == To::kCleared)
+        for (int i = 0; i < part.nRows; ++i)
+            std::fill_n(Row(part.pC, part.nStepC, i), part.nColumns, 0.0);
+    kernels->AddProduct(part);
+}
+
 /// A strip of rows: of a triangle, the square on the diagonal and the rectangle beside it.
-void AddRowsOf(const Product& product, int nRow, int nRowEnd) {
+void AddRowsOf(const Product& product, int nRow, int nRowEnd, To to) {
     const int nColumns = product.nColumns;
     if (product.triangle == Triangle::kWhole)
-        return kernels->AddProduct(PartOf(product, nRow, nRowEnd, 0, nColumns));
+        return AddPart(PartOf(product, nRow, nRowEnd, 0, nColumns), to);
     const int nFrom = std::min(nRow, nColumns), nTo = std::min(nRowEnd, nColumns);
     kernels->AddProduct(PartOf(product, nRow, nRowEnd, nFrom, nTo));
     const bool fLower = product.triangle == Triangle::kLower;
@@ -52,11 +62,9 @@ double PartBefore(Triangle triangle, double dArea) {
     return triangle == Triangle::kUpper ? 1.0 - std::sqrt(1.0 - dArea) : dArea;
 }
 
-}  // namespace
-
 // By columns where there are enough of them: each thread then packs its own part of B, and of A,
 // which is packed again for every few columns anyway, hardly more than one thread does.
-void AddProduct(const Product& product) {
+void AddTo(To to, const Product& product) {
     const int nThreads = Operations(product) < kWorthThreads ? 1 : Threads();
     const bool fByColumns =
         product.triangle == Triangle::kWhole &&
@@ -64,34 +72,40 @@ void AddProduct(const Product& product) {
     const int nLength = fByColumns ? product.nColumns : product.nRows;
     const int nMost = nLength / (fByColumns ? kFewestColumns : kFewestRows);
     const int nTasks = std::min(nThreads > 1 ? kTasksOfThread * nThreads : 1, nMost);
-    if (nTasks < 2) return kernels->AddProduct(product);
+    if (nTasks < 2) return AddPart(product, to);
     const auto From = [&](int i) {
         const double d = PartBefore(product.triangle, static_cast<double>(i) / nTasks);
         return i < nTasks ? static_cast<int>(d * nLength) / kWholeTiles * kWholeTiles : nLength;
     };
     ForEachTask(nTasks, [&](int i) {
         if (fByColumns)
-            kernels->AddProduct(PartOf(product, 0, product.nRows, From(i), From(i + 1)));
+            AddPart(PartOf(product, 0, product.nRows, From(i), From(i + 1)), to);
         else
-            AddRowsOf(product, From(i), From(i + 1));
+            AddRowsOf(product, From(i), From(i + 1), to);
     });
 }
 
+}  // namespace
+
+void AddProduct(const Product& product) {
+    AddTo(To::kPresent, product);
+}
+
 void Multiply(int nRows, int nInner, int nColumns, const double* mA, const double* mB, double* mC) {
-    std::fill(mC, Row(mC, nColumns, nRows), 0.0);
-    AddProduct({nRows, nInner, nColumns, Plain(mA, nInner), Plain(mB, nColumns), mC, nColumns});
+    AddTo(To::kCleared,
+          {nRows, nInner, nColumns, Plain(mA, nInner), Plain(mB, nColumns), mC, nColumns});
 }
 
 void MultiplyByTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
                           double* mC) {
-    std::fill(mC, Row(mC, nColumns, nRows), 0.0);
-    AddProduct({nRows, nInner, nColumns, Plain(mA, nInner), Transposed(mB, nInner), mC, nColumns});
+    AddTo(To::kCleared,
+          {nRows, nInner, nColumns, Plain(mA, nInner), Transposed(mB, nInner), mC, nColumns});
 }
 
 void MultiplyTransposed(int nRows, int nInner, int nColumns, const double* mA, const double* mB,
                         double* mC) {
-    std::fill(mC, Row(mC, nColumns, nRows), 0.0);
-    AddProduct({nRows, nInner, nColumns, Transposed(mA, nRows), Plain(mB, nColumns), mC, nColumns});
+    AddTo(To::kCleared,
+          {nRows, nInner, nColumns, Transposed(mA, nRows), Plain(mB, nColumns), mC, nColumns});
 }
 
 void SubtractTransposed(int n, const double* mX, double* mC) {
