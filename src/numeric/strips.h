@@ -42,4 +42,10 @@ inline void CopyMatrix(int n, const double* mFrom, double* mTo) {
     });
 }
 
+/// Clears a matrix, n x n.
+inline void ClearMatrix(int n, double* m) {
+    ForEachStrip(
+        n, [&](int, int nFirst, int nEnd) { std::fill(Row(m, n, nFirst), Row(m, n, nEnd), 0.0); });
+}
+
 }  // namespace qsolve

@@ -6,6 +6,7 @@
 #include "link/link.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 
 namespace qsolve {
 namespace {
@@ -46,7 +47,7 @@ void OfSum(int n, const double* mFock, const SpinDensity& density, double* mWork
            double* mCommutator) {
     const int nSum = density.nEnd - density.nFirst, nMost = InnerStrip(n);
     const double* mVectors = Row(density.mVectors, n, density.nFirst);
-    std::fill(mCommutator, Row(mCommutator, n, n), 0.0);
+    ClearMatrix(n, mCommutator);
     for (int k = 0; k < nSum; k += nMost) {
         const int nStrip = std::min(nMost, nSum - k);
         const double* mStrip = Row(mVectors, n, k);

@@ -61,7 +61,7 @@ void FillDensity(const Shells& shells, const double* mVectors, double* vWeights,
     const LevelRange levels = SummedLevels(shells);
     const double dUnit = levels.nFirst > 0 ? 1.0 : 0.0;  // the sum is that of the holes
     for (int k = 0; k < n; ++k) vWeights[k] = shells.Filling(k) - dUnit;
-    std::fill(mDensity, Row(mDensity, n, n), 0.0);
+    ClearMatrix(n, mDensity);
     for (int k = levels.nFirst; k < levels.nEnd; k += nMost) {
         const int nStrip = std::min(nMost, levels.nEnd - k);
         AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights + k, mDensity);
