@@ -5,8 +5,8 @@
 
 #include "algebra/diagonalise.h"
 #include "numeric/kernels.h"
+#include "numeric/pool.h"
 #include "numeric/row.h"
-#include "numeric/strips.h"
 #include "numeric/trace.h"
 #include "scf/pulay.h"
 #include "scf/rotations.h"
@@ -24,6 +24,9 @@ constexpr double kRise = 1e-7;       ///< of the energy that is no noise, unit o
 constexpr double kUneven = 2.0;      ///< the largest element over the mean is some root of N times
 constexpr double kLikeBefore = 0.9;  ///< ... or that of the last time, with something to spare
 static_assert(kFramePoints <= kMostPulay);
+
+constexpr int kRowsOfTask = 32;        ///< of turns that one task mixes
+constexpr double kWorthThreads = 5e5;  ///< turns of all points
 
 /// The slot for a new point, which becomes the last in the order.
 int NextSlot(FramedSearch& search) {
@@ -61,13 +64,29 @@ double LargestError(const Electrons& electrons) {
     return d;
 }
 
+bool IsWorthThreads(const FramedSearch& search) {
+    return static_cast<double>(search.nTurns) * search.nCount > kWorthThreads;
+}
+
+/// The products of the errors of a point with those of all.
+void FillDots(int nSlot, FramedSearch& search) {
+    const double* pErrors = Slot(search.mErrors, search, nSlot);
+    ForEachTaskIf(IsWorthThreads(search), search.nCount, [&](int i) {
+        const int nOther = search.vOrder[i];
+        Row(search.mDots, kFramePoints, nSlot)[nOther] =
+            Row(search.mDots, kFramePoints, nOther)[nSlot] =
+                Dot(static_cast<int>(search.nTurns), pErrors, Slot(search.mErrors, search, nOther));
+    });
+}
+
 /// The turns of the mixture, and what they gain to first order.
 void MixTurns(const double* vOfSlot, const OrbitalFrame& frame, std::size_t nFirst,
               FramedSearch& search) {
-    const int l = frame.nLarge;
+    const int l = frame.nLarge, nTasks = (frame.nSmall + kRowsOfTask - 1) / kRowsOfTask;
     const auto nStep = static_cast<std::ptrdiff_t>(search.nTurns);
-    ForEachStrip(frame.nSmall, [&](int, int nFrom, int nEnd) {
-        for (int p = nFrom; p < nEnd; ++p) {
+    ForEachTaskIf(IsWorthThreads(search), nTasks, [&](int i) {
+        const int nEnd = std::min(frame.nSmall, (i + 1) * kRowsOfTask);
+        for (int p = i * kRowsOfTask; p < nEnd; ++p) {
             double* v = Row(search.vTurns.Data() + nFirst, l, p);
             std::fill_n(v, l, 0.0);
             kernels->AddRows(l, search.nCount, Row(search.mErrors.Data() + nFirst, l, p), nStep,
@@ -121,12 +140,7 @@ double RememberPoint(Electrons& electrons, FramedSearch& search) {
         ElementsInFrame(frame, pTurns + nFirst, s.mFock.Data(), s.mVectors.Data(), scf.pWork.Data(),
                         scf.mSquareWork.Data(), pErrors + nFirst);
     });
-    for (int i = 0; i < search.nCount; ++i) {
-        const int nOther = search.vOrder[i];
-        Row(search.mDots, kFramePoints, nSlot)[nOther] =
-            Row(search.mDots, kFramePoints, nOther)[nSlot] =
-                Dot(static_cast<int>(search.nTurns), pErrors, Slot(search.mErrors, search, nOther));
-    }
+    FillDots(nSlot, search);
     return std::sqrt(2.0 * Row(search.mDots, kFramePoints, nSlot)[nSlot]);
 }
 
