@@ -1,6 +1,7 @@
 """The commands batch, table, status and merge, and batches from Python."""
 
 import functools
+import csv
 import json
 from concurrent.futures import ProcessPoolExecutor
 
@@ -30,7 +31,8 @@ def batch(tmp_path_factory):
     (folder / "list.csv").write_text(LIST)
     (folder / "C.xyz").write_text(CARBON)
     done = orbitrax("batch", folder / "list.csv", "-m", "am1", "--task", "optimize", "--limit",
-                    "0.5", "-o", folder / "r.jsonl", "--structures", folder / "s.sdf", "--json")
+                    "0.5", "-o", folder / "r.jsonl", "--structures", folder / "s.sdf",
+                    "--table", folder / "all.csv", "--json")
     return folder, done
 
 
@@ -73,6 +75,10 @@ def test_a_table_has_heats_dipoles_and_levels(batch):
     lines = dict(line.split(",", 1) for line in (folder / "t.csv").read_text().splitlines())
     heat, homo, tries = map(float, lines["water"].split(","))
     assert done.returncode == 0 and tries == 1 and lines["bad"] == ",,1"
+    [names, *rows] = csv.reader((folder / "all.csv").read_text().splitlines())
+    own = {row[0]: dict(zip(names, row)) for row in rows}
+    assert float(own["water"]["homo"]) == homo and float(own["water"]["heat_of_formation"]) == heat
+    assert len(own) == 6 and "uranium" in own and own["bad"]["dipole"] == ""
     assert (heat, homo) == pytest.approx((-59.25, -12.46), abs=0.05)  # Dewar 1985: -59.2, 12.46
     wrong = orbitrax("table", folder / "r.jsonl", "--columns", "id,heat")
     assert wrong.returncode == 2 and "there is no column 'heat'" in wrong.stderr
@@ -129,6 +135,7 @@ def test_limits_end_one_molecule_and_not_the_others(tmp_path):
     (["list.csv", "--memory-limit", "much"], "as 800M"), (["empty.csv"], "smiles or file"),
     (["list.csv", "--time-limit", "0"], "above 0"), (["list.csv", "--task", "plot"], "plot"),
     (["list.csv", "--structures", "s.pdb"], ".sdf or .xyz"),
+    (["list.csv", "--table", "t.pdb"], ".csv, .tsv or .parquet"),
     (["list.csv", "--backend", "/nope"], "not a program"), (["list.csv", "--limit", "1"], "limit")])
 def test_what_makes_no_sense_is_refused_before_anything_is_computed(tmp_path, words, text):
     (tmp_path / "list.csv").write_text("smiles\nC\n")

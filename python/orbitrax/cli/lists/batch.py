@@ -25,7 +25,7 @@ from orbitrax.tasks.registry import TASKS, find_task
 DESCRIPTION = ("Computes a list of molecules, a record each, and can be ended at any moment and "
                "resumed. Options of the task may be given here, or as columns of the list.")
 EXAMPLES = (
-    "orbitrax batch molecules.csv -m am1 --task optimize -o results.jsonl",
+    "orbitrax batch molecules.csv -m am1 --task optimize -o results.jsonl --table table.csv",
     "orbitrax batch molecules.csv -m am1 --task optimize -o results.jsonl --resume",
     "orbitrax batch library.sdf -m pm3 -o part-3.jsonl --shard 3/64",
     "orbitrax batch molecules.smi -m am1 -o results.jsonl --dask tcp://10.0.0.1:8786")
@@ -49,6 +49,8 @@ def add_arguments(parser: Any, argv: Sequence[str] = ()) -> None:
                          "what is missing, or failed by accident, is computed"}),
         (("--structures",), {"metavar": "FILE", "help": "write the last structures there at the "
                              "end, .sdf or .xyz"}),
+        (("--table",), {"metavar": "FILE", "help": "write a table of the results there at the end, "
+                        ".csv, .tsv or .parquet; 'orbitrax table' makes others"}),
         (("-j", "--workers"), {"type": int, "metavar": "N", "help": "worker processes (default: "
                                "one a core)"}),
         (("--shard",), {"metavar": "K/N", "help": "only the K-th of N slices of the list, as for "
@@ -110,6 +112,10 @@ class _Command:
             from orbitrax.files import check_target
 
             check_target(arguments.structures)
+        if arguments.table is not None:
+            from orbitrax.cli.lists.table import check_table
+
+            check_table(arguments.table)
         self._shard = parse_shard(arguments.shard)
         self._recipe = self._chosen()
         self._recipe.check()
@@ -166,6 +172,10 @@ class _Command:
 
             path = arguments.structures
             self._terminal.tell(structures_said(*write_structures(arguments.output, path), path))
+        if arguments.table is not None:
+            from orbitrax.cli.lists.table import write_table
+
+            write_table(arguments.output, arguments.table)
         if arguments.json:
             import json
 

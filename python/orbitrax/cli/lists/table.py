@@ -39,14 +39,25 @@ def run(arguments: Any, terminal: Any) -> int:
             found = write_structures(arguments.results, arguments.structures)
             terminal.tell(structures_said(*found, arguments.structures))
             return 0
-        _write(arguments.results, arguments.output, arguments.columns)
+        write_table(arguments.results, arguments.output, arguments.columns)
     except OrbitraxError as error:
         terminal.error(error.typed)
         return error.exit_status
     return 0
 
 
-def _write(results: str, output: str | None, columns: str | None) -> None:
+def check_table(output: str) -> None:
+    """Raises UsageError where no table can be written to."""
+    if not output.lower().endswith((".csv", ".tsv", ".parquet")):
+        raise UsageError(f"{output}: tables are written as .csv, .tsv or .parquet")
+    check_target(output)
+
+
+def write_table(results: str, output: str | None, columns: str | None = None) -> None:
+    """The columns of all records of a results file, to standard output without a name.
+
+    Raises UsageError for a name that is none of a table's, for a column that there is not, and
+    where there are no records."""
     names = columns.split(",") if columns else list(COLUMNS)
     found = records(results)
     first = next(found, None)
@@ -57,12 +68,10 @@ def _write(results: str, output: str | None, columns: str | None) -> None:
     if output is None:
         csv.writer(sys.stdout).writerows(itertools.chain([names], rows))
         return
-    check_target(output)
+    check_table(output)
     if output.lower().endswith(".parquet"):
         _write_parquet(output, names, rows)
         return
-    if not output.lower().endswith((".csv", ".tsv")):
-        raise UsageError(f"{output}: tables are written as .csv, .tsv or .parquet")
     with replaced(output) as name, open(name, "w", encoding="utf-8", newline="") as file:
         mark = "\t" if output.lower().endswith(".tsv") else ","
         csv.writer(file, delimiter=mark).writerows(itertools.chain([names], rows))
