@@ -222,7 +222,6 @@ class DdePeer(SocketPeer):
     otherwise the usual topic stands for one of its own.
     """
 
-    waters = "w100"  # there is no build for modern processors, so it takes as long
     farewell = PATIENCE  # Wine's server may be busy; the tests of losing a client ask for less
     _count = itertools.count()
 

@@ -93,7 +93,7 @@ def settle(peer) -> None:
 def at_work(peer) -> None:
     """Returns when the process has calculated for a moment, which no wait and no frame costs."""
     start, limit = peer.processor_time(), time.monotonic() + 5
-    while peer.processor_time() - start < 20_000_000:  # nanoseconds
+    while peer.processor_time() - start < 10_000_000:  # nanoseconds
         assert time.monotonic() < limit, "the process does not calculate"
         time.sleep(0.005)
 
