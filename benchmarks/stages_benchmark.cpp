@@ -103,6 +103,7 @@ void SetUp(int nMethod, const std::vector<Place>& places) {
     JobScript script = Molecule(nMethod, places);
     script.Options.flConvergenceLimit = static_cast<float>(kLimit);
     script.Options.nIterationLimit = kMostCycles - 1;
+    script.Options.nLogLevel = 10;  // no log, as our client asks for
     SetUpJob(script);
     further.Scf.fGuarded = 1;
     further.Scf.dCommutatorLimit = kCommutatorLimit;
