@@ -2,12 +2,13 @@
 """How far gradients at default settings are from differences of energies, and from those of an SCF
 to its last digits: the figures of docs/convergence.md.
 
-    benchmarks/gradients.py [METHOD ...]
+    benchmarks/gradients.py [--large] [METHOD ...]
 
-Over the molecules of ASE's collection g2, restricted and unrestricted: the largest component that
-differs from that of a sharp SCF, and the slope along one direction at random beside the difference
-of two sharp energies on either side (to fourth order), not for half electrons, whose correction is
-in the energy alone. Cases whose neighbours are in another state are counted apart.
+Over the molecules of ASE's collection g2, restricted and unrestricted, or with --large over those
+of benchmarks/molecules and forty drug-like ones, closed shells of 25 to 300 orbitals: the largest
+component that differs from that of a sharp SCF, and the slope along one direction at random beside
+the difference of two sharp energies on either side (to fourth order), not for half electrons, whose
+correction is in the energy alone. Cases whose neighbours are in another state are counted apart.
 """
 
 from __future__ import annotations
@@ -41,12 +42,12 @@ def slope_by_energies(backend, job, energy, direction):
     return (4 * near - far) / 3, max(abs(near - far), abs(4 * bends[0] - bends[1]) / 2)
 
 
-def check(backend, molecule, charge, method, unrestricted, randoms):
+def check(backend, molecule, method, unrestricted, randoms):
     """Error of the largest component, of the slope, and how the slope depends on the step; None
     where the two SCFs have found different states."""
     from orbitrax import Job
 
-    common = {"charge": charge, "uhf": unrestricted, "rhf": not unrestricted}
+    common = {"charge": molecule.charge or 0, "uhf": unrestricted, "rhf": not unrestricted}
     usual = backend.run(Job(molecule, method, **common))
     sharp = Job(molecule, method, scf_limit=SHARP, **common)
     exact = backend.run(sharp)
@@ -63,31 +64,54 @@ def check(backend, molecule, charge, method, unrestricted, randoms):
     return largest, abs((usual.gradient * direction).sum() - slope), spread
 
 
-def main() -> None:
+def small_cases():
+    """Name, molecule, and whether it is unrestricted."""
     from ase.build import molecule
     from ase.collections import g2
-    from orbitrax import METHODS, Backend, from_ase
+    from orbitrax import from_ase
+
+    for name in g2.names:
+        found = from_ase(molecule(name))
+        case = found[0] if isinstance(found, tuple) else found
+        for unrestricted in (False, True):
+            yield name, case, unrestricted
+
+
+def large_cases():
+    """The same of closed shells, with orbitals that the SCF ends in a frame of."""
+    from orbitrax import read_molecule
+    from orbitrax.molecules.reading import from_smiles
+
+    for name in ("caffeine", "c16h34", "haloperidol", "w10", "c60", "taxol"):
+        yield name, read_molecule(ROOT / "benchmarks" / "molecules" / f"{name}.xyz"), False
+    lines = (ROOT / "tests" / "reference" / "druglike.smi").read_text(encoding="utf-8").splitlines()
+    for line in [one for one in lines if not one.startswith("#")][::50]:
+        yield line.split()[0], from_smiles(line.split()[0]), False
+
+
+def main() -> None:
+    from orbitrax import METHODS, Backend
     from orbitrax.errors import OrbitraxError
 
-    chosen = sys.argv[1:] or [method.key for method in METHODS]
+    large = "--large" in sys.argv
+    chosen = [word for word in sys.argv[1:] if word != "--large"] or [
+        method.key for method in METHODS]
+    cases = list(large_cases() if large else small_cases())
     randoms = np.random.default_rng(5)
     with Backend(time_limit=120) as backend:
         for key in chosen:
             components, slopes, other, refused = [], [], 0, 0
-            for name in g2.names:
-                found = from_ase(molecule(name))
-                case = found[0] if isinstance(found, tuple) else found
-                for unrestricted in (False, True):
-                    try:
-                        errors = check(backend, case, 0, key, unrestricted, randoms)
-                    except OrbitraxError:
-                        refused += 1
-                        continue
-                    if errors is None or errors[2] > OTHER:
-                        other += 1
-                        continue
-                    components.append((errors[0], name, unrestricted))
-                    slopes.append((errors[1], name, unrestricted))
+            for name, case, unrestricted in cases:
+                try:
+                    errors = check(backend, case, key, unrestricted, randoms)
+                except OrbitraxError:
+                    refused += 1
+                    continue
+                if errors is None or errors[2] > OTHER:
+                    other += 1
+                    continue
+                components.append((errors[0], name, unrestricted))
+                slopes.append((errors[1], name, unrestricted))
             print(f"{key:9} {len(components):4} cases, worst component {max(components)}, slope "
                   f"{max(slopes)}; beyond {BOUND:g}: {sum(c[0] > BOUND for c in components)} and "
                   f"{sum(s[0] > BOUND for s in slopes)}; other states {other}, refused {refused}",
