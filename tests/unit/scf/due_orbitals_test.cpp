@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "geometry/answer.h"
 #include "job/state.h"
 #include "scf/rotations.h"
 #include "scf/scf.h"
@@ -92,6 +93,15 @@ TEST_F(DueOrbitals, AreSolvedForWhereLevelsHaveSpecies) {
         for (int k = 0; k < setup.nOrbitals; ++k)
             EXPECT_NE(results.Orbitals.sSymmetryLabel[k][2], '?') << dTurn;
     }
+}
+
+/// What answers to the movement of atoms begins with them.
+TEST_F(DueOrbitals, AreSolvedForWhereAtomsWillMove) {
+    Run(0.7, 0);
+    Answer answer;
+    ASSERT_TRUE(PrepareAnswers(answer));
+    EXPECT_FALSE(scf.fOrbitalsDue);
+    EXPECT_LT(Residual(scf.mFockA, answer.mVectors[0], answer.vEnergy[0]), 1e-10);
 }
 
 TEST_F(DueOrbitals, WaitForNothingWhereLowerLevelsAreEmpty) {
