@@ -11,6 +11,7 @@ from orbitrax.molecules.writing import WRITERS, write_molecule, xyz_text
 from orbitrax.molecules.zmatrix import places
 
 Chem = pytest.importorskip("rdkit.Chem")
+read_molecules = pytest.importorskip("orbitrax.atomic_charges.reading").read_molecules
 
 # Molecules, ions, zwitterions, radicals and carbenes: SMILES, charge, unpaired electrons.
 KINDS = [
@@ -187,6 +188,10 @@ def test_what_cannot_be_read_is_named(tmp_path, name, text, words):
 HUGE = "9" * 5000  # digits, more than Python reads
 MOL2 = ("@<TRIPOS>MOLECULE\nw\n {}\nSMALL\nUSER_CHARGES\n\n@<TRIPOS>ATOM\n1 O 0 0 0 O.3 1 W {}\n"
         "2 H 1 0 0 H 1 W 0\n@<TRIPOS>BOND\n1 1 {} 1\n")
+V3000 = ("\n  x 3D\n\n  0  0  0     0  0            999 V3000\nM  V30 BEGIN CTAB\n"
+         "M  V30 COUNTS 2 1 0 0 0\nM  V30 BEGIN ATOM\nM  V30 1 {} 0 0 0 0 CHG=-1\n"
+         "M  V30 2 H 0 0 0.96 0\nM  V30 END ATOM\nM  V30 BEGIN BOND\nM  V30 1 1 1 2\n"
+         "M  V30 END BOND\nM  V30 END CTAB\nM  END\n")
 
 
 @pytest.mark.parametrize("name,text,words", [
@@ -210,11 +215,46 @@ MOL2 = ("@<TRIPOS>MOLECULE\nw\n {}\nSMALL\nUSER_CHARGES\n\n@<TRIPOS>ATOM\n1 O 0 
     ("m.mol2", MOL2.format("2 1 1", "O.8", 2), "charge of an atom is not a number"),
     ("m.mol2", MOL2.format("-1 2 1", "0", 2), "counts less than nothing"),
     ("m.mol2", MOL2.format("2 1 1", "0", 0), "of an atom that is not there"),
+    ("m.mol", V3000.format("[]"), "'1 .. 0 0 0 0 CHG=-1' has a list of elements"),
+    ("m.mol", V3000.format('"NOT [,]"'), "has a list of elements"),
+    ("m.mol", V3000.format("-\nM  V30 []"), "has a list of elements"),
 ])
 def test_what_fuzzers_found_is_refused_in_words(tmp_path, name, text, words):
     (tmp_path / name).write_text(text)
     with pytest.raises(MoleculeError, match=words):
         read_molecule(str(tmp_path / name))
+
+
+V2000 = ("\n  x 3D\n\n  2  1  0     0  0            999 V2000\n    0.0000    0.0000    0.0000 {}\n"
+         "    0.0000    0.0000    0.9600 H   0  0\n  1  2  1  0\nM  CHG  1   1  -1\n{}M  END\n")
+
+
+@pytest.mark.parametrize("listed", ["M  ALS   1  2 F O   S   \n", "M  ALS   1  1 T C   \n"])
+def test_an_atom_of_several_elements_is_none_of_them(tmp_path, listed):
+    """RDKit takes the first of a list, even of what the atom must not be."""
+    path = tmp_path / "m.mol"
+    path.write_text(V2000.format("L   0  0", listed))
+    with pytest.raises(MoleculeError, match="its atom 1 may be any of several elements"):
+        read_molecule(path)
+    with pytest.raises(MoleculeError, match="its atom 1 may be any of several elements"):
+        list(read_molecules(str(path)))
+
+
+@pytest.mark.parametrize("atom,query", [("O   0  0  0  2", ""), ("O   0  0", "M  SUB  1   1   1\n")])
+def test_what_a_search_asks_of_an_atom_beside_its_element_does_no_harm(tmp_path, atom, query):
+    (tmp_path / "m.mol").write_text(V2000.format(atom, query))
+    molecule = read_molecule(tmp_path / "m.mol")
+    assert molecule.formula == "HO" and molecule.charge == -1
+
+
+@pytest.mark.parametrize("name,text,words", [
+    ("m.mol2", MOL2.format("-1 2 1", "0", 2), "counts less than nothing"),
+    ("m.mol", V3000.format("[]"), "has a list of elements"),
+])
+def test_charges_are_kept_from_what_rdkit_does_not_come_back_from(tmp_path, name, text, words):
+    (tmp_path / name).write_text(text)
+    with pytest.raises(MoleculeError, match=words):
+        list(read_molecules(str(tmp_path / name)))
 
 
 def test_what_nobody_foresaw_is_refused_in_words_and_tells_its_cause(tmp_path, monkeypatch):

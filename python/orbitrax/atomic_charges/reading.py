@@ -9,11 +9,12 @@ from __future__ import annotations
 
 import os
 import sys
-from typing import Iterator
+from typing import Callable, Iterator
 
 from rdkit import Chem, RDLogger
 
 from orbitrax.errors import MoleculeError, UsageError
+from orbitrax.molecules.blocks import mol_of_block, mol_of_mol2
 from orbitrax.molecules.perceive import with_bonds
 
 FORMATS = ("sdf", "mol", "mol2", "smi", "pdb", "xyz")
@@ -75,9 +76,8 @@ def _text(source: str, name: str) -> str:
 _Entry = tuple[str, "Chem.Mol | MoleculeError"]
 
 
-def _titled(mol: Chem.Mol | None, name: str, number: int, several: bool) -> _Entry:
-    """A molecule under its own title, or that of the file and its number there."""
-    place = f"{name}, molecule {number}" if several else name
+def _titled(mol: Chem.Mol | None, place: str) -> _Entry:
+    """A molecule under its own title, or that of its place: its file, and its number there."""
     if mol is None:
         return place, MoleculeError(f"{place}: RDKit cannot read it as a molecule; are its bonds, "
                                     "charges and hydrogens right?")
@@ -85,19 +85,26 @@ def _titled(mol: Chem.Mol | None, name: str, number: int, several: bool) -> _Ent
     return title or place, mol
 
 
+def _records(records: list[str], name: str,
+             read: Callable[[str, str, bool], Chem.Mol | None]) -> Iterator[_Entry]:
+    for number, record in enumerate(records, 1):
+        place = f"{name}, molecule {number}" if len(records) > 1 else name
+        try:
+            mol = read(record, place, True)
+        except MoleculeError as error:
+            yield place, error
+        else:
+            yield _titled(mol, place)
+
+
 def _sdf(text: str, name: str, charge: int) -> Iterator[_Entry]:
     records = [part for part in text.split("$$$$\n") if part.strip()]
-    for number, record in enumerate(records, 1):
-        mol = Chem.MolFromMolBlock(record, removeHs=False)
-        yield _titled(mol, name, number, len(records) > 1)
+    return _records(records, name, mol_of_block)
 
 
 def _mol2(text: str, name: str, charge: int) -> Iterator[_Entry]:
     head = "@<TRIPOS>MOLECULE"
-    records = [head + part for part in text.split(head)[1:]]
-    for number, record in enumerate(records, 1):
-        mol = Chem.MolFromMol2Block(record, removeHs=False)
-        yield _titled(mol, name, number, len(records) > 1)
+    return _records([head + part for part in text.split(head)[1:]], name, mol_of_mol2)
 
 
 def _smiles(text: str, name: str, charge: int) -> Iterator[_Entry]:
@@ -116,12 +123,12 @@ def _smiles(text: str, name: str, charge: int) -> Iterator[_Entry]:
 
 def _pdb(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromPDBBlock(text, removeHs=False, sanitize=False)
-    yield _titled(with_bonds(mol, name, charge), name, 1, False)
+    yield _titled(with_bonds(mol, name, charge), name)
 
 
 def _xyz(text: str, name: str, charge: int) -> Iterator[_Entry]:
     mol = Chem.MolFromXYZBlock(text)
-    yield _titled(with_bonds(mol, name, charge), name, 1, False)
+    yield _titled(with_bonds(mol, name, charge), name)
 
 
 _READERS = {"sdf": _sdf, "mol": _sdf, "mol2": _mol2, "smi": _smiles, "pdb": _pdb, "xyz": _xyz}

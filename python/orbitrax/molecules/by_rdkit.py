@@ -9,7 +9,8 @@ from __future__ import annotations
 import re
 
 from orbitrax.errors import MoleculeError
-from orbitrax.molecules.comment import as_number, is_number, whole
+from orbitrax.molecules.blocks import mol_of_block, mol_of_mol2
+from orbitrax.molecules.comment import as_number, is_number
 from orbitrax.molecules.frames import pick
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
 
@@ -43,7 +44,8 @@ def read_mol(text: str, title: str, frame: int | None = None, complete: bool = F
     text = text.replace("\r\n", "\n")
     records = [part for part in re.split(r"^\$\$\$\$.*\n?", text, flags=re.M) if part.strip()]
     record, remarks = pick(records, frame, title)
-    mol = chem().MolFromMolBlock(record, sanitize=False, removeHs=False, strictParsing=False)
+    chem()
+    mol = mol_of_block(record, title, sanitize=False)
     if mol is None:
         raise MoleculeError(f"{title}: cannot be read as a mol file; is its fourth line the one "
                             "with V2000 or V3000?")
@@ -56,8 +58,8 @@ def read_mol2(text: str, title: str, frame: int | None = None,
     """A molecule of a mol2 text; its charge is the sum of those of the atoms."""
     records = [_MOL2_HEAD + part for part in text.split(_MOL2_HEAD)[1:]]
     record, remarks = pick(records, frame, title)
-    _check_mol2(record, title)
-    mol = chem().MolFromMol2Block(record, sanitize=False, removeHs=False)
+    chem()
+    mol = mol_of_mol2(record, title, sanitize=False)
     if mol is None:
         raise MoleculeError(f"{title}: cannot be read as a mol2 file")
     chosen = tuple(remarks)
@@ -77,20 +79,6 @@ def read_mol2(text: str, title: str, frame: int | None = None,
                        "tell it otherwise")
     return found.replace(charge=charge, notes=notes, point_charges=carried,
                          remarks=[*found.remarks, *remarks[len(chosen):]])
-
-
-def _check_mol2(record: str, title: str) -> None:
-    """Refuses what RDKit does not come back from: counts below zero, which are huge ones to it, and
-    bonds to atoms below the first, which it looks up in front of its atoms."""
-    for line in record.split("@<TRIPOS>", 2)[1].splitlines()[1:4]:
-        counts = [whole(word) for word in line.split()]
-        if None not in counts and any(count is not None and count < 0 for count in counts):
-            raise MoleculeError(f"{title}: '{line.strip()[:40]}' counts less than nothing")
-    for line in record.partition("@<TRIPOS>BOND")[2].partition("@<TRIPOS>")[0].splitlines():
-        ends = [whole(word) for word in line.split()[1:3]]
-        if any(end is not None and end < 1 for end in ends):
-            raise MoleculeError(f"{title}: the bond '{line.strip()[:40]}' is one of an atom that "
-                                "is not there; atoms are counted from 1")
 
 
 def read_pdb(text: str, title: str, frame: int | None = None, complete: bool = False) -> Molecule:
