@@ -11,7 +11,7 @@ import random
 import re
 import shutil
 import time
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
@@ -107,16 +107,17 @@ def test_the_files_that_are_spoilt_are_good(files):
         assert len(read_molecule(str(path))) >= 1, path.name
 
 
-@pytest.mark.parametrize("length", LENGTHS)
-def test_a_spoilt_molecule_file_is_read_or_refused(files, tmp_path, length):
+def read_spoilt(files: list[Path], folder: Path, numbers: Iterator[int],
+                read: Callable[[str], object]) -> tuple[dict[str, int], float]:
+    """How many spoilt files were read and refused, and the seconds of the slowest."""
     rng, counts, worst = random.Random(SEED), {"read": 0, "refused": 0}, 0.0
-    for _ in rounds(length, 2000):
+    for _ in numbers:
         good = rng.choice(files)
-        path = tmp_path / f"spoilt{good.suffix}"
+        path = folder / f"spoilt{good.suffix}"
         path.write_bytes(spoil(rng, good.read_text()).encode("utf-8", "replace"))
         began = time.process_time()
         try:
-            read_molecule(str(path))
+            read(str(path))
             counts["read"] += 1
         except OrbitraxError as error:
             unforeseen = error.__cause__ is not None
@@ -125,8 +126,24 @@ def test_a_spoilt_molecule_file_is_read_or_refused(files, tmp_path, length):
         except Exception as error:
             raise AssertionError(f"seed {SEED}: {path.read_bytes()!r}") from error
         worst = max(worst, time.process_time() - began)
+    return counts, worst
+
+
+@pytest.mark.parametrize("length", LENGTHS)
+def test_a_spoilt_molecule_file_is_read_or_refused(files, tmp_path, length):
+    counts, worst = read_spoilt(files, tmp_path, rounds(length, 2000), read_molecule)
     print(f"R4: molecule files, seed {SEED}: {counts}, slowest {worst:.2f} s")
     assert min(counts.values()) > 0 and worst < 10
+
+
+@pytest.mark.parametrize("length", LENGTHS)
+def test_a_spoilt_file_for_charges_is_read_or_refused(files, tmp_path, length):
+    reading = pytest.importorskip("orbitrax.atomic_charges.reading")
+    bonded = [path for path in files if path.suffix[1:] in reading.FORMATS]
+    counts, worst = read_spoilt(bonded, tmp_path, rounds(length, 1000),
+                                lambda path: list(reading.read_molecules(path)))
+    print(f"R4: files for charges, seed {SEED}: {counts}, slowest {worst:.2f} s")
+    assert min(counts.values()) > 0 and worst < 20
 
 
 # ---- parameter tables ---------------------------------------------------------------------------
