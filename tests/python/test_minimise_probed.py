@@ -3,7 +3,101 @@
 import numpy as np
 import pytest
 import support  # the package from the checkout
+from orbitrax.minimise import Limits, minimise
 from orbitrax.minimise.curvature import softest
+from orbitrax.minimise.internals import Internals
+
+SHARP = Limits(1e-3, 1e-2, 1e-6)
+BONDS = [(0, 1), (0, 2), (1, 3)]
+FLAT = np.array([[0.0, 0.7, 0.0], [0.0, -0.7, 0.0], [0.93, 0.9, 0.0], [-0.93, -0.9, 0.0]])
+LENGTHS = {(i, j): np.linalg.norm(FLAT[i] - FLAT[j]) for i, j in [*BONDS, (1, 2), (0, 3)]}
+
+
+def chain(angle_energy):
+    """A chain of four atoms on springs, with an energy of its torsion: a function of the angle that
+    returns it and its slope."""
+    def both(positions):
+        energy, gradient = 0.0, np.zeros_like(positions)
+        for (i, j), length in LENGTHS.items():
+            arm = positions[i] - positions[j]
+            distance = np.linalg.norm(arm)
+            energy += 300 * (distance - length) ** 2
+            gradient[[i, j]] += 600 * (distance - length) * np.outer([1, -1], arm / distance)
+        internals = Internals(FLAT, BONDS)
+        own, slope = angle_energy(internals.values(positions)[-1])
+        return energy + own, gradient + slope * internals.slopes(positions)[-1].reshape(-1, 3)
+    return both
+
+
+def angle_of(found):
+    return float(Internals(FLAT, BONDS).values(found.positions)[-1])
+
+
+def search(angle_energy, probed, limits=SHARP):
+    return minimise(chain(angle_energy), np.array([8, 8, 1, 1]), FLAT, BONDS, limits, probed=probed)
+
+
+@pytest.mark.parametrize("height", [0.1, 1.0, 5.0])
+def test_a_search_that_begins_on_a_saddle_leaves_it(height):
+    """By symmetry nothing pulls an atom out of the plane; the torsion's energy is highest there,
+    and lowest a quarter of a turn on either side."""
+    def twofold(angle):
+        return 0.5 * height * (1 + np.cos(2 * angle)), -height * np.sin(2 * angle)
+
+    stays = search(twofold, probed=False)
+    assert stays.converged and stays.energy == pytest.approx(height, abs=1e-4)
+    found = search(twofold, probed=True)
+    assert found.converged and found.energy == pytest.approx(0.0, abs=1e-5)
+    assert np.cos(angle_of(found)) == pytest.approx(0.0, abs=1e-2)
+
+
+@pytest.mark.parametrize("depth", [0.01, 0.02, 0.05])
+def test_a_motion_softer_than_the_model_says_is_followed_to_its_end(depth):
+    """A torsion hundreds of times softer than the model's, which by the model is at its end."""
+    lowest = np.pi - 0.3
+
+    def soft(angle):
+        return depth * (1 - np.cos(angle - lowest)), depth * np.sin(angle - lowest)
+
+    limits = Limits(1e-2, 5e-2, 1e-5)
+    plain, found = search(soft, False, limits), search(soft, True, limits)
+    left = [depth * (1 - np.cos(angle_of(one) - lowest)) for one in (plain, found)]
+    assert plain.converged and left[0] > 30 * limits.energy
+    assert found.converged and left[1] < 3 * limits.energy
+
+
+def test_a_minimum_stays_where_it_is_and_costs_three_energies():
+    def stiff(angle):
+        return 3.0 * (1 + np.cos(angle)), -3.0 * np.sin(angle)
+
+    plain, probed = search(stiff, probed=False), search(stiff, probed=True)
+    assert probed.converged and np.array_equal(plain.positions, probed.positions)
+    assert plain.energies + 3 <= probed.energies <= plain.energies + 8
+
+
+def test_a_molecule_of_one_stiff_motion_or_none_is_at_its_minimum():
+    def bond(positions):
+        arm = positions[0] - positions[1]
+        distance = np.linalg.norm(arm)
+        pull = 2000 * (distance - 0.74) * arm / distance
+        return 1000 * (distance - 0.74) ** 2, np.array([pull, -pull])
+
+    found = minimise(bond, np.array([1, 1]), np.array([[0.0, 0.1, 0.2], [0.3, 0.6, -0.4]]),
+                     [(0, 1)], SHARP, probed=True)
+    assert found.converged and found.energy == pytest.approx(0.0, abs=1e-6)
+    assert found.energies < 15
+    atom = minimise(lambda positions: (1.0, np.zeros((1, 3))), np.array([11]), np.zeros((1, 3)), [],
+                    SHARP, probed=True)
+    assert atom.converged and atom.energies == 1
+
+
+def test_nothing_is_measured_where_something_is_held():
+    def twofold(angle):
+        return 0.5 * (1 + np.cos(2 * angle)), -np.sin(2 * angle)
+
+    found = minimise(chain(twofold), np.array([8, 8, 1, 1]), FLAT, BONDS, SHARP, frozen=(0, 1),
+                     probed=True)
+    assert found.converged and found.energy == pytest.approx(1.0, abs=1e-4)
 
 
 @pytest.mark.parametrize("factor", [-0.3, 0.02, 0.2])

@@ -17,6 +17,7 @@ import numpy as np
 
 from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.constraints import Constraint, Held
+from orbitrax.minimise.curvature import softest
 from orbitrax.minimise.factored import Factored
 from orbitrax.minimise.internals import Internals
 from orbitrax.minimise.known import beyond_model
@@ -34,6 +35,11 @@ _RIGID = 500.0  # kcal/(mol square Angstrom): stiffness of motions of the whole,
 _NO_PULL = 1e-4  # of the gradient: less of it along them is none
 _NO_TURN = 1e-3  # Angstrom: of all atoms together, in a turn about a line
 _NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
+_OUT_OF_REACH = 1e6  # kcal/(mol square Angstrom): they are never among the softest then
+_FLAT = 0.1  # of what the Hessian says of the softest motion: where it is flatter than that, the
+#              energy may fall beyond
+_TIMES = 2  # that this is learned once more: at a time the Hessian believes a fifth of what it says
+_FAR = 2.0  # times the step along it that is measured: so far the search looks for a fall
 _NEAREST = 0.7  # of its value is left of a distance after a step: far from a minimum, where the
 #                 model knows nothing, two atoms might run into each other, each from its own side
 
@@ -131,7 +137,7 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
              frozen: tuple[int, ...] = (), constraints: tuple[Constraint, ...] = (),
              links: list[tuple[int, int]] | None = None,
              springs: dict[tuple[int, ...], float] | None = None,
-             hessian: Array | None = None,
+             hessian: Array | None = None, probed: bool = False,
              on_step: Callable[[Stage], None] | None = None) -> Minimum:
     """The nearest minimum downhill.
 
@@ -142,8 +148,10 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
     is held exactly; ValueError where that cannot be. links: pairs whose distance matters though
     they are not bonded. springs: what the energy has of its own that is stiff, by the two, three or
     four atoms of a coordinate, in kcal/mol per square Angstrom or radian. hessian: about what it is
-    where the search begins, springs left out, 3n x 3n in kcal/(mol square Angstrom). on_step:
-    called where the search begins and after each step.
+    where the search begins, springs left out, 3n x 3n in kcal/(mol square Angstrom). probed: the
+    softest motion is measured before the search ends, by three gradients or a few more, and on a
+    saddle, or where the energy is flatter than the Hessian has learned, the search goes on; not
+    where something is held. on_step: called where the search begins and after each step.
     """
     springs = springs or {}
     internals = Internals(positions, bonds, [*(links or []), *springs])
@@ -156,10 +164,15 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
             stiffness[place] += constant
     search = _Search(energy_and_gradient, positions, internals, stiffness,
                      Held(len(positions), frozen, constraints), known)
+    probing = probed and not frozen and not constraints
     number = 0
     while True:
         step = search.newton_step()
         stage = search.stage(step, number)
+        if probing and stage.within(limits):
+            probing = search.probe()
+            step = search.newton_step()
+            stage = search.stage(step, number)
         if on_step is not None:
             on_step(stage)
         if stage.within(limits):
@@ -220,6 +233,32 @@ class _Search:
             if np.linalg.norm(whole @ here.gradient) < _NO_PULL * np.linalg.norm(here.gradient):
                 hessian += _RIGID * whole.T @ whole
         return self._held.step(hessian, here.gradient, here.positions)
+
+    def probe(self) -> bool:
+        """Measures how stiff the softest motion of the molecule is, which the Hessian then knows,
+        and goes along it where the energy falls. Returns whether it does."""
+        here = self._here
+        whole = _rigid_motions(here.positions)
+        if len(whole) == here.gradient.size:
+            return False
+        found = softest(self._hessian(here.slopes) + _OUT_OF_REACH * whole.T @ whole,
+                        lambda step: self._look(step).gradient - here.gradient)
+        if found.times > _FLAT:
+            return False
+        downhill = -_FAR if here.gradient @ found.step > 0 else _FAR
+        there = self._look(downhill * found.step)
+        for _ in range(_TIMES):
+            self._learn(there)
+        if there.energy > here.energy - _NOISE:
+            return False
+        self._here = there
+        return True
+
+    def _look(self, step: Array) -> _Point:
+        """The point behind a step, of which the Hessian learns."""
+        there = self._visit(self._bent(step))
+        self._learn(there)
+        return there
 
     def _hessian(self, slopes: Array) -> Array:
         hessian = self._internals.square(slopes, self._stiffness)
