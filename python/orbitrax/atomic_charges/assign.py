@@ -214,9 +214,11 @@ class _Worker:
                 self._on_progress(f"energy {energy.energies + 1}")
             return energy(positions)
 
-        found = minimise(watched, self._numbers, start, self._bonds, _LIMITS, hessian=known)
+        found = minimise(watched, self._numbers, start, self._bonds, _LIMITS, hessian=known,
+                         probed=True)
         if not found.converged:  # from where it stuck, with a Hessian that knows nothing wrong
-            found = minimise(watched, self._numbers, found.positions, self._bonds, _LIMITS)
+            found = minimise(watched, self._numbers, found.positions, self._bonds, _LIMITS,
+                             probed=True)
         self._count(energy)
         if not found.converged and not _is_flat(found):
             raise CalculationFailed(f"the search for a minimum of AM1 failed: {found.why} (RMS "
