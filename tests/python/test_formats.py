@@ -240,7 +240,8 @@ def test_an_atom_of_several_elements_is_none_of_them(tmp_path, listed):
         list(read_molecules(str(path)))
 
 
-@pytest.mark.parametrize("atom,query", [("O   0  0  0  2", ""), ("O   0  0", "M  SUB  1   1   1\n")])
+@pytest.mark.parametrize("atom,query", [
+    ("O   0  0  0  2", ""), ("O   0  0", "M  SUB  1   1   1\n")])
 def test_what_a_search_asks_of_an_atom_beside_its_element_does_no_harm(tmp_path, atom, query):
     (tmp_path / "m.mol").write_text(V2000.format(atom, query))
     molecule = read_molecule(tmp_path / "m.mol")
