@@ -19,10 +19,10 @@ settings.register_profile("new", deadline=None)
 settings.load_profile("new" if os.environ.get("ORBITRAX_FUZZ_SEED") else "repeatable")
 
 
-@pytest.fixture(scope="session", autouse=True)
-def programs_of_tests_are_not_measured():
+def pytest_collection():
     """Where pytest looks at coverage, it wants to in each Python that a test starts, which then
-    complains on standard error now and again of what it could not import."""
+    complains on standard error now and again of what it could not import, and takes more memory
+    and time. Modules of tests copy the environment when they are imported, which is after this."""
     for name in [name for name in os.environ if name.startswith("COV_CORE_")]:
         del os.environ[name]
 
