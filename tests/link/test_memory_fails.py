@@ -96,7 +96,7 @@ def test_a_failing_allocation_is_told_and_does_no_harm():
 def test_a_failing_allocation_is_told_and_does_no_harm_in_all_the_catalogue(part):
     found = sweep(catalogue()[part::PARTS], step=1)
     print(f"R1: catalogue, {part + 1} of {PARTS}: {found}")
-    assert found["told"] > 50_000 / PARTS
+    assert found["told"] > 0.4 * found["points"] > 4000  # one alone mostly does no harm
 
 
 def test_too_small_an_address_space_is_told():
