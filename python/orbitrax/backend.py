@@ -58,6 +58,7 @@ class Backend:
         self._last: tuple[Job, Result] | None = None  # what the process still holds
         self._busy = allocate_lock()
         self._cancelled = False
+        self._interrupted = False  # the link, perhaps when its session had just ended
 
     def __getstate__(self) -> dict[str, Any]:
         return {"program": self.program, "tables": self.tables, "time_limit": self.time_limit}
@@ -101,11 +102,14 @@ class Backend:
         return status
 
     def cancel(self) -> None:
-        """Ends a session that runs in another thread; there `run` raises Cancelled."""
+        """Ends a session that runs in another thread; there `run` raises Cancelled. Where none
+        runs, nothing ends."""
         running = self._running
+        link = None if running is None else running.link
         self._cancelled = True
-        if running is not None and running.link is not None:
-            running.link.interrupt()
+        if link is not None and self._busy.locked():
+            self._interrupted = True
+            link.interrupt()
 
     @property
     def cancelled(self) -> bool:
@@ -254,6 +258,8 @@ class Backend:
         process. began: the moment of `time.monotonic()` from which its time counts."""
         link, first = running.link, running.first_session
         assert link is not None
+        if self._cancelled:  # before there was a link to interrupt
+            raise self._post_mortem(running)
         link.deadline = self._deadline(time_limit, began)
         if first:
             assert self._method is not None
@@ -378,6 +384,9 @@ class _Reserved:
     def __enter__(self) -> list[bytes]:
         if not self._backend._busy.acquire(blocking=False):
             raise UsageError("this backend is running a job already; use one for each thread")
+        if self._backend._interrupted:
+            self._backend._interrupted = False
+            self._backend.close(SHORT_PATIENCE)
         self._backend._cancelled = False
         return self._pokes
 
