@@ -4,7 +4,8 @@ import threading
 import time
 
 import pytest
-from orbitrax import Backend, Job, read_molecule
+from orbitrax import Backend, Energy, Job, read_molecule
+from orbitrax.bulk.row import Row
 from orbitrax.errors import Cancelled
 from orbitrax.link.process import Process
 from support import ROOT
@@ -58,4 +59,21 @@ def test_before_there_is_a_link_it_is_cancelled_all_the_same(monkeypatch):
         with pytest.raises(Cancelled):
             backend.run(WATER)
         monkeypatch.undo()
+        assert backend.run(WATER).converged
+
+
+def test_a_row_of_runs_that_are_asked_for_one_by_one_ends():
+    """What is too large to be told ahead, cancelled between two."""
+    restraints = [f"stretch 1 2 {0.9 + 1e-5 * i:.5f}" for i in range(3000)]
+    run = Energy(restrain=restraints).start(WATER.molecule, "am1")
+    with Backend() as backend:
+        found = []
+        for execute in Row(backend, [run] * 9):
+            try:
+                found.append(execute().total_energy)
+                if len(found) == 2:
+                    backend.cancel()
+            except Cancelled:
+                found.append("cancelled")
+        assert found == [found[0]] * 2 + ["cancelled"]
         assert backend.run(WATER).converged

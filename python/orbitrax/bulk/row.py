@@ -9,6 +9,7 @@ from __future__ import annotations
 import time
 from collections import deque
 from functools import partial
+from itertools import chain, islice
 
 from orbitrax.backend import gathered
 from orbitrax.errors import Cancelled, OrbitraxError
@@ -47,6 +48,7 @@ class Row:
         self._alone: Run | None = None  # behind those that are told
         self._free = 0.0  # since when the process could have been at what is read next
         self._ended = True
+        self._over = False  # cancelled, and that has been told
 
     def __iter__(self) -> Iterator[Execute]:
         while True:
@@ -58,7 +60,23 @@ class Row:
             if self._alone is None:
                 return
             run, self._alone = self._alone, None
-            yield partial(run.execute, self._backend)
+            yield partial(self._by_itself, run)
+            if self._backend.cancelled:  # the next one, if there is one, says so
+                left = chain(self._again, self._runs)
+                yield from (partial(self._by_itself, one) for one in islice(left, not self._over))
+                return
+
+    def _by_itself(self, run: Run | OrbitraxError) -> Result:
+        """The result of a run that is not told of; Cancelled where that came between two."""
+        try:
+            if self._backend.cancelled:
+                raise Cancelled("the calculation was cancelled")
+            if isinstance(run, OrbitraxError):
+                raise run
+            return run.execute(self._backend)
+        except Cancelled:
+            self._over = True
+            raise
 
     # ---- telling --------------------------------------------------------------------------------
 
