@@ -114,3 +114,12 @@ def test_the_softest_motion_of_a_known_matrix_is_found(factor):
     way = found.step / np.linalg.norm(found.step)
     assert abs(way @ ways[:, 2]) == pytest.approx(1.0, abs=0.02)
     assert 0.5 * found.step @ ((ways * believed) @ ways.T) @ found.step == pytest.approx(0.005)
+
+
+def test_a_search_for_the_softest_ends_where_nothing_new_is_left():
+    """Begun with the one soft motion, which couples to no other."""
+    hessian = np.diag([0.5, 400.0, 900.0])
+    steps = []
+    found = softest(hessian, lambda step: (steps.append(step), 0.2 * hessian @ step)[1])
+    assert len(steps) == 1 and found.times == pytest.approx(0.2)
+    assert found.step == pytest.approx(steps[0])

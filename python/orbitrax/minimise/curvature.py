@@ -23,6 +23,7 @@ _STIFF = 20.0  # kcal/(mol square Angstrom): motions as stiff as that are no par
 _FEWEST, _MOST = 3, 8  # gradients
 _FIRM = 0.3  # of what M says: nothing softer is left when the softest that was found is as stiff
 _SLOWLY = 0.8  # a value that one more gradient leaves at more than this part of itself has settled
+_NOTHING = 1e-6  # of a motion of length one: couplings to any other as weak as that are rounding
 
 
 @dataclass(frozen=True)
@@ -58,4 +59,7 @@ def softest(hessian: Array, look: Callable[[Array], Array]) -> Softest:
         rest = images[-1].copy()
         for _ in range(2):
             rest -= (np.array(basis) @ rest) @ np.array(basis)
-        basis.append(rest / np.linalg.norm(rest))
+        length = float(np.linalg.norm(rest))
+        if length < _NOTHING:
+            return Softest(times, _LENGTH * (ways @ found))
+        basis.append(rest / length)
