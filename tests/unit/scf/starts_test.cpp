@@ -128,13 +128,25 @@ TEST_F(Starts, CurvaturesOfAClosedShellAreThoseOfBothSpins) {
     for (const int nMethod : {1, 5, 8})
         for (const double dApart : {0.7, 1.1, 1.6}) {
             const std::vector<Place> places = {{7, 0, 0, 0}, {7, 0, dApart + 0.4, 0}};
-            double vLowest[2] = {};
+            double vLowest[2] = {}, vShown[2] = {};  // by a search, and shown to be the lowest
             for (const bool fUnrestricted : {false, true}) {
                 GuardedJob job(Spins(Molecule(nMethod, places), 0, 1, fUnrestricted));
                 if (fUnrestricted)
                     std::copy(job.a.mDensity.begin(), job.a.mDensity.end(), job.b.mDensity.begin());
                 ASSERT_TRUE(job.Converge().fConverged);
                 std::vector<double> direction(CountRotations(job.electrons));
+                StateTest test(job.electrons);
+                const Curvature shown = test.Lowest(Turn::kSame, direction.data());
+                ASSERT_TRUE(shown.fLowest);
+                vShown[fUnrestricted] = shown.dLowest;
+                if (!fUnrestricted) {
+                    const Curvature apart = test.Lowest(Turn::kSpinsApart, direction.data());
+                    ASSERT_TRUE(apart.fLowest);
+                    vShown[0] = std::min(shown.dLowest, apart.dLowest);
+                }
+                FillDensities(job.electrons);
+                EvaluateFock(job.electrons);
+                TakeOrbitals(job.electrons);
                 const Curvature same =
                     LowestCurvature(job.electrons, Turn::kSame, 200, direction.data());
                 vLowest[fUnrestricted] = same.dLowest;
@@ -147,6 +159,8 @@ TEST_F(Starts, CurvaturesOfAClosedShellAreThoseOfBothSpins) {
                     LowestCurvature(job.electrons, Turn::kSpinsApart, 200, direction.data())
                         .dLowest);
             }
+            EXPECT_NEAR(vShown[0], 2 * vShown[1], 1e-3) << nMethod << ' ' << dApart;
+            for (const int i : {0, 1}) EXPECT_GT(vLowest[i], vShown[i] - kCurvatureError);
             if (vLowest[0] > kClearCurvature) {  // where a search may end above the lowest
                 EXPECT_GT(2 * vLowest[1], kClearCurvature) << nMethod << ' ' << dApart;
                 continue;
