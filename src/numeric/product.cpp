@@ -12,9 +12,9 @@ namespace qsolve {
 namespace {
 
 /// Operations below which a product is no work for several threads.
-constexpr double kWorthThreads = 5e6;
+constexpr double kWorthThreads = 2e6;
 constexpr int kTasksOfThread = 3;  ///< so that a thread that is held up holds up little
-constexpr int kFewestRows = 48, kFewestColumns = 120;
+constexpr int kFewestRows = 48, kFewestRowsOfTriangle = 72, kFewestColumns = 72;
 constexpr int kWholeTiles = 24;  ///< rows or columns, a multiple of a tile's in each form
 
 double Operations(const Product& product) {
@@ -56,6 +56,13 @@ void AddRowsOf(const Product& product, int nRow, int nRowEnd, To to) {
     kernels->AddProduct(rest);
 }
 
+/// In how many tasks nMost pieces are best shared out: as many to each thread, where there are
+/// enough of them.
+int ShareOut(int nMost, int nThreads) {
+    const int nEach = std::min(kTasksOfThread, nMost / nThreads);
+    return nEach > 0 ? nEach * nThreads : nMost;
+}
+
 /// The part of the rows of a square that hold a part of its triangle.
 double PartBefore(Triangle triangle, double dArea) {
     if (triangle == Triangle::kLower) return std::sqrt(dArea);
@@ -70,8 +77,11 @@ void AddTo(To to, const Product& product) {
         product.triangle == Triangle::kWhole &&
         (product.nColumns >= kFewestColumns * nThreads || product.nColumns > product.nRows);
     const int nLength = fByColumns ? product.nColumns : product.nRows;
-    const int nMost = nLength / (fByColumns ? kFewestColumns : kFewestRows);
-    const int nTasks = std::min(nThreads > 1 ? kTasksOfThread * nThreads : 1, nMost);
+    const int nFewest = fByColumns                             ? kFewestColumns
+                        : product.triangle == Triangle::kWhole ? kFewestRows
+                                                               : kFewestRowsOfTriangle;
+    const int nMost = nLength / nFewest;
+    const int nTasks = nThreads > 1 ? ShareOut(nMost, nThreads) : 1;
     if (nTasks < 2) return AddPart(product, to);
     const auto From = [&](int i) {
         const double d = PartBefore(product.triangle, static_cast<double>(i) / nTasks);
