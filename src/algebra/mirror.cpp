@@ -5,16 +5,14 @@
 
 #include "link/link.h"
 #include "numeric/rank_update.h"
+#include "numeric/strips.h"
 
 namespace qsolve {
 
 void CopyLowerToUpper(double* m, int nLeading, int nOrder) {
-    constexpr int kRows = 64;  // between two yields
-    for (int i = 0; i < nOrder; i += kRows) {
-        const int nEnd = std::min(nOrder, i + kRows);
-        MirrorRows(nLeading, i, nEnd, m);
-        Yield(static_cast<std::size_t>(nOrder) * static_cast<std::size_t>(nEnd - i));
-    }
+    ForEachStrip(nOrder,
+                 [&](int, int nFirst, int nEnd) { MirrorRows(nLeading, nFirst, nEnd, m); });
+    for (int i = 0; i < nOrder; ++i) Yield(static_cast<std::size_t>(nOrder));
 }
 
 }  // namespace qsolve
