@@ -8,6 +8,7 @@
 #include "numeric/pool.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "numeric/trace.h"
 
 namespace qsolve {
@@ -39,11 +40,19 @@ int FirstRowOfPart(int nFrom, int nTo, int nParts, int i) {
     return std::max(nFrom, PadBefore(nTo - static_cast<int>(dLeft * (nTo - nFrom))));
 }
 
-/// p = B t for the matrix from column c on; t is zero before it. p is meaningless before it.
-void MultiplySymmetric(const Panel& panel, const double* mMatrix, int c, const double* t,
-                       double* p) {
+/// A power of two, so that two and four threads have as much to do each.
+int PartsOf(int nLength) {
+    int nParts = 1;
+    while (nParts < kMostParts && 2 * nParts * kRowsOfPart <= nLength) nParts *= 2;
+    return nParts;
+}
+
+/// p = B t for the matrix from column c on; t is zero before it. p is meaningless before it. vT and
+/// vQ are the products of t with the first nDone vectors of the panel.
+void MultiplyByMatrices(const Panel& panel, int nDone, const double* mMatrix, int c,
+                        const double* t, double* p, double* vT, double* vQ) {
     const int nFrom = PadBefore(c), nTo = Padded(panel.n), nLength = nTo - nFrom;
-    const int nParts = std::clamp(nLength / kRowsOfPart, 1, kMostParts);
+    const int nParts = PartsOf(nLength);
     const auto AddPart = [&](int i) {
         double* pSum = i == 0 ? p : panel.Part(i);
         std::fill(pSum + nFrom, pSum + nTo, 0.0);
@@ -51,11 +60,20 @@ void MultiplySymmetric(const Panel& panel, const double* mMatrix, int c, const d
                                   FirstRowOfPart(nFrom, nTo, nParts, i + 1), mMatrix, panel.nStep,
                                   t, pSum);
     };
+    const auto DotRows = [&](const double* pFirst, std::ptrdiff_t nStep, double* v) {
+        kernels->DotRows(nLength, nDone, pFirst + nFrom, nStep, t + nFrom, v);
+    };
     // Neighbours to one thread, and mostly the same as for the row before: what it has read then
-    // may still be in its processor's cache.
-    const int nTasks = nLength >= kWorthThreads ? std::min(Threads(), nParts) : 1;
-    ForEachTask(nTasks, [&](int nTask) {
-        for (int i = nTask * nParts / nTasks; i < (nTask + 1) * nParts / nTasks; ++i) AddPart(i);
+    // may still be in its processor's cache. The vectors of the panel come when those are done, in
+    // the middle, since tasks are taken from both ends.
+    const int nShares = nLength >= kWorthThreads ? std::min(Threads(), nParts) : 1;
+    const int nMiddle = (nShares + 1) / 2;
+    ForEachTask(nShares + 2, [&](int nTask) {
+        if (nTask == nMiddle) return DotRows(panel.T(0), -panel.nStep, vT);
+        if (nTask == nMiddle + 1) return DotRows(panel.Q(0), panel.nStep, vQ);
+        const int nShare = nTask < nMiddle ? nTask : nTask - 2;
+        for (int i = nShare * nParts / nShares; i < (nShare + 1) * nParts / nShares; ++i)
+            AddPart(i);
     });
     const double ones[kMostParts] = {1, 1, 1, 1, 1, 1, 1, 1};
     if (nParts > 1)
@@ -80,12 +98,10 @@ void MakeUpdateVector(const Panel& panel, int nDone, int c, const double* mMatri
                       const double* t, double* q) {
     const int nFrom = PadBefore(c), nLength = Padded(panel.n) - nFrom;
     double vT[kPanel], vQ[kPanel];
-    MultiplySymmetric(panel, mMatrix, c, t, q);
+    MultiplyByMatrices(panel, nDone, mMatrix, c, t, q, vT, vQ);
     std::fill(q + nFrom, q + c, 0.0);
     t += nFrom;
     q += nFrom;
-    kernels->DotRows(nLength, nDone, panel.T(0) + nFrom, -panel.nStep, t, vT);
-    kernels->DotRows(nLength, nDone, panel.Q(0) + nFrom, panel.nStep, t, vQ);
     kernels->AddRows(nLength, nDone, panel.Q(0) + nFrom, panel.nStep, vT, q);
     kernels->AddRows(nLength, nDone, panel.T(0) + nFrom, -panel.nStep, vQ, q);
     const double dInverse = 1.0 / h;
@@ -145,14 +161,18 @@ void MakeTriangle(int nReflectors, const double* vScale, const double* mG, doubl
 void LoadMatrix(const Reduction& reduction, const double* mLower) {
     constexpr int kBlock = 16;  // two blocks of this side stay in the first cache
     const int n = reduction.n, nStep = ReductionStep(n);
-    std::fill(reduction.mMatrix, Row(reduction.mMatrix, nStep, Padded(n)), 0.0);
-    for (int i0 = 0; i0 < n; i0 += kBlock)
-        for (int j0 = 0; j0 <= i0; j0 += kBlock)
-            for (int i = i0; i < std::min(n, i0 + kBlock); ++i) {
-                const double* a = Row(mLower, n, i);
-                for (int j = j0; j < std::min(i + 1, j0 + kBlock); ++j)
-                    Row(reduction.mMatrix, nStep, j)[i] = a[j];
-            }
+    ForEachStrip(Padded(n), [&](int, int nFirst, int nEnd) {
+        std::fill(Row(reduction.mMatrix, nStep, nFirst), Row(reduction.mMatrix, nStep, nEnd), 0.0);
+    });
+    ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+        for (int i0 = nFirst; i0 < nEnd; i0 += kBlock)
+            for (int j0 = 0; j0 <= i0; j0 += kBlock)
+                for (int i = i0; i < std::min(nEnd, i0 + kBlock); ++i) {
+                    const double* a = Row(mLower, n, i);
+                    for (int j = j0; j < std::min(i + 1, j0 + kBlock); ++j)
+                        Row(reduction.mMatrix, nStep, j)[i] = a[j];
+                }
+    });
     MirrorSquares(reduction, 0);
 }
 
