@@ -13,7 +13,7 @@ namespace qsolve {
 namespace {
 
 constexpr int kBlock = 32;     ///< rows that get the share of all rows before them at once
-constexpr int kColumns = 288;  ///< that one task takes through all rows
+constexpr int kColumns = 144;  ///< and no more that one task takes through all rows
 constexpr double kWorthThreads = 1e6;
 
 /// L^T from D U, in place: row k over the root of its pivot. vInverse gets 1 / L_kk.
@@ -48,7 +48,7 @@ void SolveColumns(int nRows, int n, int nFirst, int nEnd, const double* mUpper,
 bool OrthonormaliseRows(int nRows, int n, double* mGram, double* vWork, double* mRows) {
     if (!IsPositiveDefinite(nRows, mGram, vWork)) return false;
     TakeRoots(nRows, mGram, vWork);
-    const int nTasks = (n + kColumns - 1) / kColumns;
+    const int nTasks = 2 * ((n + 2 * kColumns - 1) / (2 * kColumns));  // two threads share evenly
     ForEachTaskIf(1.0 * nRows * nRows * n > kWorthThreads, nTasks, [&](int i) {
         SolveColumns(nRows, n, n * i / nTasks, n * (i + 1) / nTasks, mGram, vWork, mRows);
     });
