@@ -11,7 +11,7 @@ namespace qsolve {
 /// more than kMostStrips of them.
 constexpr int kMostStrips = 512;
 inline int RowsOfStrip(int n) {
-    constexpr int kFewestRows = 64, kFewestToShare = 256;
+    constexpr int kFewestRows = 64, kFewestToShare = 192;
     if (n < kFewestToShare) return std::max(n, 1);
     const int nRows = (n + kMostStrips - 1) / kMostStrips;
     return std::max(kFewestRows, (nRows + 7) / 8 * 8);
@@ -35,17 +35,18 @@ double SumOverStrips(int n, const F& f) {
     return dSum;
 }
 
-/// Copies a matrix, n x n.
-inline void CopyMatrix(int n, const double* mFrom, double* mTo) {
-    ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+/// Copies nRows rows of n numbers.
+inline void CopyRows(int nRows, int n, const double* mFrom, double* mTo) {
+    ForEachStrip(nRows, [&](int, int nFirst, int nEnd) {
         std::copy(Row(mFrom, n, nFirst), Row(mFrom, n, nEnd), Row(mTo, n, nFirst));
     });
 }
 
-/// Clears a matrix, n x n.
-inline void ClearMatrix(int n, double* m) {
-    ForEachStrip(
-        n, [&](int, int nFirst, int nEnd) { std::fill(Row(m, n, nFirst), Row(m, n, nEnd), 0.0); });
+/// Sets nRows rows of n numbers to zero.
+inline void ClearRows(int nRows, int n, double* m) {
+    ForEachStrip(nRows, [&](int, int nFirst, int nEnd) {
+        std::fill(Row(m, n, nFirst), Row(m, n, nEnd), 0.0);
+    });
 }
 
 }  // namespace qsolve

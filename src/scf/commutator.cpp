@@ -47,7 +47,7 @@ void OfSum(int n, const double* mFock, const SpinDensity& density, double* mWork
            double* mCommutator) {
     const int nSum = density.nEnd - density.nFirst, nMost = InnerStrip(n);
     const double* mVectors = Row(density.mVectors, n, density.nFirst);
-    ClearMatrix(n, mCommutator);
+    ClearRows(n, n, mCommutator);
     for (int k = 0; k < nSum; k += nMost) {
         const int nStrip = std::min(nMost, nSum - k);
         const double* mStrip = Row(mVectors, n, k);

@@ -7,6 +7,7 @@
 #include "link/link.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "setup/parameters.h"
 #include "setup/state.h"
 
@@ -88,7 +89,7 @@ void BuildDensity(const LevelCounts& counts, const double* vEnergy, double* vLev
     const Form form = ChooseForm(counts);
     FillWeights(form, vEnergy, vWeights);
 
-    std::fill(mDensity, Row(mDensity, n, n), 0.0);
+    ClearRows(n, n, mDensity);
     for (int k = 0; k < n;) {
         if (vWeights[k] == 0.0) {
             ++k;

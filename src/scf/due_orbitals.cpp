@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "algebra/diagonalise.h"
+#include "numeric/strips.h"
 #include "numeric/trace.h"
 #include "scf/electrons.h"
 #include "scf/state.h"
@@ -16,8 +17,7 @@ constexpr double kSameSum = 1e-6;  ///< eV, of the levels that hold electrons
 
 /// A copy of a Fock matrix for a solver to destroy.
 double* CopyOf(int n, const Array<double>& mFock) {
-    const std::size_t nSize = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
-    std::copy_n(mFock.Data(), nSize, scf.mSquareWork.Data());
+    CopyRows(n, n, mFock.Data(), scf.mSquareWork.Data());
     return scf.mSquareWork.Data();
 }
 

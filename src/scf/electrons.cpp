@@ -61,7 +61,7 @@ void FillDensity(const Shells& shells, const double* mVectors, double* vWeights,
     const LevelRange levels = SummedLevels(shells);
     const double dUnit = levels.nFirst > 0 ? 1.0 : 0.0;  // the sum is that of the holes
     for (int k = 0; k < n; ++k) vWeights[k] = shells.Filling(k) - dUnit;
-    ClearMatrix(n, mDensity);
+    ClearRows(n, n, mDensity);
     for (int k = levels.nFirst; k < levels.nEnd; k += nMost) {
         const int nStrip = std::min(nMost, levels.nEnd - k);
         AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights + k, mDensity);
@@ -82,7 +82,7 @@ double EvaluateFock(Electrons& electrons) {
     for (int i = 0; i < electrons.nSets; ++i) {
         SpinRun& s = *electrons.pSets[i];
         const SpinRun& other = *electrons.pSets[electrons.nSets - 1 - i];
-        CopyMatrix(electrons.n, scf.mCore.Data(), s.mFock.Data());
+        CopyRows(electrons.n, electrons.n, scf.mCore.Data(), s.mFock.Data());
         AddRepulsion(scf.mDensityT.Data(), s.mDensity.Data(), other.mDensity.Data(),
                      s.mFock.Data());
         dEnergy += ComputeElectronicEnergy(electrons.n, scf.mCore.Data(), s.mFock.Data(),

@@ -25,8 +25,8 @@ constexpr double kUneven = 2.0;      ///< the largest element over the mean is s
 constexpr double kLikeBefore = 0.9;  ///< ... or that of the last time, with something to spare
 static_assert(kFramePoints <= kMostPulay);
 
-constexpr int kRowsOfTask = 32;        ///< of turns that one task mixes
-constexpr double kWorthThreads = 5e5;  ///< turns of all points
+constexpr int kRowsOfTask = 16;        ///< of turns that one task mixes
+constexpr double kWorthThreads = 1e5;  ///< turns of all points
 
 /// The slot for a new point, which becomes the last in the order.
 int NextSlot(FramedSearch& search) {

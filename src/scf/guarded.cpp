@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "algebra/diagonalise.h"
+#include "numeric/strips.h"
 #include "scf/framed.h"
 #include "scf/rotations.h"
 #include "scf/state.h"
@@ -73,7 +74,7 @@ bool TakeOrbitals(Electrons& electrons, bool fAhead) {
         const Shells& shells = electrons.vShells[i];
         Array<double> mFock;  // the solver destroys it, and the orbitals within the shells want it
         mFock.Take(static_cast<std::size_t>(n), static_cast<std::size_t>(n), kWork);
-        std::copy_n(s.mFock.Data(), mFock.Size(), mFock.Data());
+        CopyRows(n, n, s.mFock.Data(), mFock.Data());
         DiagonaliseQuickly(n, 0, n, s.mFock.Data(), s.mVectors.Data(), s.vEnergy.Data());
         FillDensity(shells, s.mVectors.Data(), s.vWeights.Data(), mNew);
         double dChange = 0.0;

@@ -4,6 +4,7 @@
 
 #include "job/state.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "scf/electronic_energy.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -37,12 +38,12 @@ double FockDisturbance() {
 }
 
 void SetToUnitMatrix(int n, Array<double>& m) {
-    std::fill(m.begin(), m.end(), 0.0);
+    ClearRows(n, n, m.Data());
     for (int i = 0; i < n; ++i) Row(m.Data(), n, i)[i] = 1.0;
 }
 
 void SetDiagonal(int n, double d, Array<double>& m) {
-    std::fill(m.begin(), m.end(), 0.0);
+    ClearRows(n, n, m.Data());
     for (int i = 0; i < n; ++i) Row(m.Data(), n, i)[i] = d;
 }
 
@@ -85,9 +86,9 @@ void GuessDensity(int n) {
     }
 }
 
-void RememberDensity(const Array<double>& mDensity, Array<double>& mPrevious,
+void RememberDensity(int n, const Array<double>& mDensity, Array<double>& mPrevious,
                      Array<double>& vDiagOlder) {
-    std::copy(mDensity.begin(), mDensity.end(), mPrevious.begin());
+    CopyRows(n, n, mDensity.Data(), mPrevious.Data());
     std::fill(vDiagOlder.begin(), vDiagOlder.end(), 0.0);
 }
 
@@ -106,13 +107,13 @@ void InitScfGuess() {
         if (IsUnrestricted()) SetToUnitMatrix(n, scf.mVectorsB);
     }
     // A restricted density is halved by now, so that the first damping compares it with a full one.
-    RememberDensity(scf.mDensityA, scf.mDensityPrevA, scf.vDiagOlderA);
-    if (IsUnrestricted()) RememberDensity(scf.mDensityB, scf.mDensityPrevB, scf.vDiagOlderB);
+    RememberDensity(n, scf.mDensityA, scf.mDensityPrevA, scf.vDiagOlderA);
+    if (IsUnrestricted()) RememberDensity(n, scf.mDensityB, scf.mDensityPrevB, scf.vDiagOlderB);
 }
 
 void CopyCoreToFock(int nCycle, double* mFock) {
     const int n = setup.nOrbitals;
-    std::copy(scf.mCore.begin(), scf.mCore.end(), mFock);
+    CopyRows(n, n, scf.mCore.Data(), mFock);
     const double dEps = FockDisturbance();
     if (!IsFirstScf() || nCycle > 2 || dEps == 0.0) return;
     for (int i = 0; i < n; ++i) {

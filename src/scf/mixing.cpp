@@ -60,8 +60,8 @@ double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, do
     double dLargest = 0.0;
     for (int k = 0; k < electrons.nSets; ++k) {
         const SpinRun& s = *electrons.pSets[k];
-        CopyMatrix(n, s.mFock.Data(), In(history.mFock, electrons, nSlot, k));
-        CopyMatrix(n, s.mDensity.Data(), In(history.mDensity, electrons, nSlot, k));
+        CopyRows(n, n, s.mFock.Data(), In(history.mFock, electrons, nSlot, k));
+        CopyRows(n, n, s.mDensity.Data(), In(history.mDensity, electrons, nSlot, k));
         const SpinDensity density = fOfOrbitals ? DensityOfOrbitals(electrons.vShells[k], s)
                                                 : SpinDensity{s.mDensity.Data()};
         dLargest = std::max(dLargest, FockError(n, s.mFock.Data(), density, mWork,

@@ -7,6 +7,7 @@
 #include "numeric/orthonormal.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 
 namespace qsolve {
 namespace {
@@ -62,7 +63,7 @@ void TakeFrame(const Shells& shells, const double* mVectors, const double* vLeve
     const auto nRows = static_cast<std::size_t>(n);
     if (frame.mOrbitals.Size() != nRows * nRows) frame.mOrbitals.Take(nRows, nRows, kWork);
     if (frame.vLevel.Size() != nRows) frame.vLevel.Take(nRows, kWork);
-    std::copy_n(mVectors, frame.mOrbitals.Size(), frame.mOrbitals.Data());
+    CopyRows(n, n, mVectors, frame.mOrbitals.Data());
     std::copy_n(vLevel, nRows, frame.vLevel.Data());
 }
 
@@ -72,7 +73,7 @@ bool PlaceOrbitals(const OrbitalFrame& frame, const double* mTurns, double* mFir
     double *mSquare = mFirst, *vWork = mSecond, *mTurned = Row(mVectors, n, frame.nFirstSmall);
     Square(s, l, mTurns, mSquare);
     if (!(NormOf(s, mSquare, vWork) < kLargestSquare)) return false;
-    std::copy_n(frame.Small(), Row(mTurned, n, s) - mTurned, mTurned);
+    CopyRows(s, n, frame.Small(), mTurned);
     AddProduct({s, l, n, Plain(mTurns, l), Plain(frame.Large(), n), mTurned, n});
     Yield(2 * static_cast<std::size_t>(n) * static_cast<std::size_t>(s));
     for (int i = 0; i < s; ++i) Row(mSquare, s, i)[i] += 1.0;

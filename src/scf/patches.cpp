@@ -9,6 +9,7 @@
 #include "numeric/pool.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "numeric/trace.h"
 #include "scf/framed.h"
 
@@ -182,7 +183,7 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
     const Levels levels = SolveParts(n, parts, mFock);
     const double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
     const double dCommon = FermiLevel(levels.vEnergy.Size(), vEnergy, vOwn, nElectrons, dSmear);
-    std::fill(mDensity, Row(mDensity, n, n), 0.0);
+    ClearRows(n, n, mDensity);
     ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
         const auto nLevels = static_cast<std::size_t>(m);
         const double *e = vEnergy + nLevel, *w = vOwn + nLevel;

@@ -51,7 +51,7 @@ TEST_F(Strips, CopyAMatrix) {
     for (const int n : {0, 1, 17, 300}) {
         const TestMatrix from = RandomMatrix(n, n, 2);
         TestMatrix to(n, n);
-        CopyMatrix(n, from.Data(), to.Data());
+        CopyRows(n, n, from.Data(), to.Data());
         EXPECT_EQ(to.v, from.v);
     }
 }
