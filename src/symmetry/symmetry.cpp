@@ -8,6 +8,7 @@
 #include "job/atoms.h"
 #include "link/link.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "setup/state.h"
 #include "symmetry/characters.h"
 #include "symmetry/groups.h"
@@ -108,13 +109,14 @@ void FillOrbitalCharacters(const double* mVectors, double* mCharacters) {
         nMost = std::max(nMost, symmetry.vOrbitals[i].nCount);
     ForEachClass(
         HighestDegree(nMost), [&](int nClass, int nOperation, const ShellRotation& rotation) {
-            for (int k = 0; k < n; ++k) {
-                const double* vOrbital = Row(mVectors, n, results.Orbitals.vOrbitalOrder[k]);
-                Row(mCharacters, symmetry.Table.nClasses, k)[nClass] =
-                    OrbitalCharacter(symmetry.nSymmetryAtoms, symmetry.pSymmetryAtoms.Data(),
-                                     symmetry.vOrbitals.Data(), nOperation, rotation, vOrbital);
-                Yield(Size(n));
-            }
+            ForEachStrip(n, [&](int, int nFirst, int nEnd) {
+                for (int k = nFirst; k < nEnd; ++k)
+                    Row(mCharacters, symmetry.Table.nClasses, k)[nClass] =
+                        OrbitalCharacter(symmetry.nSymmetryAtoms, symmetry.pSymmetryAtoms.Data(),
+                                         symmetry.vOrbitals.Data(), nOperation, rotation,
+                                         Row(mVectors, n, results.Orbitals.vOrbitalOrder[k]));
+            });
+            for (int k = 0; k < n; ++k) Yield(Size(n));
         });
 }
 
