@@ -81,26 +81,29 @@ void TakeIntegralArrays() {
     }
 }
 
+// What is written before it is read is taken as it comes: to clear it would be a pass through the
+// memory that one thread makes alone.
+
 /// Scratch of the Fock builders and the pseudo-diagonaliser: 16 bytes for each of half the orbitals
 /// times the orbitals, and for NDDO one more of them for each atom.
 void TakeWork() {
     const std::size_t nHalf = Size((std::max(setup.nOrbitals, kSmallestWork) + 1) / 2);
     std::size_t nPairs = Sum(Product(nHalf, Size(setup.nOrbitals)), 1);
     if (FamilyOf(system.MethodId) == Family::kNddo) nPairs = Sum(nPairs, Size(system.nSelected));
-    scf.pWork.Take(nPairs, 2, kSetUp);
+    scf.pWork.TakeUnset(nPairs, 2, kSetUp);
 }
 
 /// Arrays that exist whatever N is.
 void TakeVectorsAndFock() {
     const std::size_t n = Size(setup.nOrbitals), nEven = Size(setup.nEvenColumns);
-    scf.mFockA.Take(nEven, n, kSetUp);
+    scf.mFockA.TakeUnset(nEven, n, kSetUp);
     scf.mVectorsA.Take(nEven, n, kSetUp);
-    scf.mSquareWork.Take(nEven, n, kSetUp);
+    scf.mSquareWork.TakeUnset(nEven, n, kSetUp);
     for (Array<double>* v : {&scf.vEnergyA, &scf.vLevelA, &scf.vWeightsA, &scf.vOrbitalScratch})
         v->Take(n, kSetUp);
     algebra.vEigenWork.Take(kEigenWorkVectors, n, kSetUp);
     if (!IsUnrestricted()) return;
-    scf.mFockB.Take(nEven, n, kSetUp);
+    scf.mFockB.TakeUnset(nEven, n, kSetUp);
     scf.mVectorsB.Take(nEven, n, kSetUp);
     scf.vEnergyB.Take(n, kSetUp);
     scf.vLevelB.Take(n, kSetUp);
@@ -110,13 +113,13 @@ void TakeVectorsAndFock() {
 /// Densities. The beta density also serves as the spin density of a configuration interaction.
 void TakeDensities() {
     const std::size_t n = Size(setup.nOrbitals);
-    for (Array<double>* m : {&scf.mCore, &scf.mDensityA, &scf.mDensityT, &scf.mDensityPrevA})
-        m->Take(n, n, kSetUp);
+    for (Array<double>* m : {&scf.mDensityA, &scf.mDensityT}) m->Take(n, n, kSetUp);
+    for (Array<double>* m : {&scf.mCore, &scf.mDensityPrevA}) m->TakeUnset(n, n, kSetUp);
     scf.vDiagOlderA.Take(n, kSetUp);
     scf.vDiagWork.Take(n, kSetUp);
     if (IsUnrestricted() || options.nCiKind != 0) scf.mDensityB.Take(n, n, kSetUp);
     if (!IsUnrestricted()) return;
-    scf.mDensityPrevB.Take(n, n, kSetUp);
+    scf.mDensityPrevB.TakeUnset(n, n, kSetUp);
     scf.vDiagOlderB.Take(n, kSetUp);
 }
 

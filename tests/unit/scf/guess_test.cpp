@@ -105,6 +105,7 @@ TEST_F(Guess, CoreIsDisturbedInTheFirstTwoCyclesOfTheFirstRun) {
         SetUpWater(nMethod, 0);
         for (const auto& [nRuns, nCycle] : {std::pair{0, 1}, {0, 2}, {0, 3}, {1, 1}}) {
             scf.nScfRuns = nRuns;
+            Fill(scf.mCore, 0.0);
             Fill(scf.mFockA, 9.0);
             CopyCoreToFock(nCycle, scf.mFockA.Data());
             const double d = nRuns == 0 && nCycle <= 2 ? dEps : 0.0;
