@@ -15,7 +15,7 @@ namespace {
 constexpr double kWorthThreads = 2e6;
 constexpr int kTasksOfThread = 3;  ///< so that a thread that is held up holds up little
 constexpr int kFewestRows = 48, kFewestRowsOfTriangle = 72, kFewestColumns = 72;
-constexpr int kWholeTiles = 24;  ///< rows or columns, a multiple of a tile's in each form
+constexpr int kWholeRows = 8, kWholeColumns = 24;  ///< multiples of a tile's in most forms
 
 double Operations(const Product& product) {
     const double d = 2.0 * product.nRows * product.nInner * product.nColumns;
@@ -83,9 +83,10 @@ void AddTo(To to, const Product& product) {
     const int nMost = nLength / nFewest;
     const int nTasks = nThreads > 1 ? ShareOut(nMost, nThreads) : 1;
     if (nTasks < 2) return AddPart(product, to);
+    const int nWhole = fByColumns ? kWholeColumns : kWholeRows;
     const auto From = [&](int i) {
         const double d = PartBefore(product.triangle, static_cast<double>(i) / nTasks);
-        return i < nTasks ? static_cast<int>(d * nLength) / kWholeTiles * kWholeTiles : nLength;
+        return i < nTasks ? static_cast<int>(d * nLength) / nWhole * nWhole : nLength;
     };
     ForEachTask(nTasks, [&](int i) {
         if (fByColumns)
