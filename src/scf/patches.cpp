@@ -39,13 +39,32 @@ struct Holding {
     double dElectrons = 0.0, dSlope = 0.0;
 };
 
-Holding Held(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
-             double dSmear) {
+Holding HeldByFew(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
+                  double dSmear) {
     Holding held;
     for (std::size_t k = 0; k < n; ++k) {
         const double f = Filling(vEnergy[k], dFermi, dSmear);
         held.dElectrons += vOwn[k] * f;
         held.dSlope += vOwn[k] * f * (1.0 - f) / dSmear;
+    }
+    return held;
+}
+
+/// The same of levels that threads share where there are many: pieces depend on their number alone.
+Holding Held(std::size_t n, const double* vEnergy, const double* vOwn, double dFermi,
+             double dSmear) {
+    constexpr std::size_t kFewest = 512, kMostPieces = 16;
+    const std::size_t nPieces = std::clamp<std::size_t>(n / kFewest, 1, kMostPieces);
+    Holding ofPiece[kMostPieces];
+    ForEachTask(static_cast<int>(nPieces), [&](int i) {
+        const auto nPiece = static_cast<std::size_t>(i);
+        const std::size_t nFirst = nPiece * n / nPieces, nEnd = (nPiece + 1) * n / nPieces;
+        ofPiece[i] = HeldByFew(nEnd - nFirst, vEnergy + nFirst, vOwn + nFirst, dFermi, dSmear);
+    });
+    Holding held;
+    for (std::size_t i = 0; i < nPieces; ++i) {
+        held.dElectrons += ofPiece[i].dElectrons;
+        held.dSlope += ofPiece[i].dSlope;
     }
     return held;
 }
@@ -122,6 +141,16 @@ void SolvePart(int n, const Parts& parts, int nPart, const double* mFock, Benche
         vOwn[k] = Dot(parts.vOwn[nPart], Row(mVectors, m, k), Row(mVectors, m, k));
 }
 
+/// Calls f as ForParts does, the parts shared out to nTasks tasks.
+template <class F>
+void ForPartsInTasks(const Parts& parts, int nTasks, F f) {
+    ForEachTask(nTasks, [&](int nTask) {
+        ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
+            if (nPart % nTasks == nTask) f(nTask, nPart, m, nLevel, nElement);
+        });
+    });
+}
+
 Levels SolveParts(int n, const Parts& parts, const double* mFock) {
     std::size_t nLevels = 0, nElements = 0;
     ForParts(parts, [&](int, int m, std::size_t nLevel, std::size_t nElement) {
@@ -133,13 +162,12 @@ Levels SolveParts(int n, const Parts& parts, const double* mFock) {
     levels.vOwn.Take(nLevels, kWork);
     levels.mVectors.Take(nElements, kWork);
     Benches benches(parts);
-    ForEachTask(benches.nCount, [&](int nBench) {
-        ForParts(parts, [&](int nPart, int, std::size_t nLevel, std::size_t nElement) {
-            if (nPart % benches.nCount != nBench) return;
-            SolvePart(n, parts, nPart, mFock, benches, nBench, levels.vEnergy.Data() + nLevel,
-                      levels.vOwn.Data() + nLevel, levels.mVectors.Data() + nElement);
-        });
-    });
+    ForPartsInTasks(parts, benches.nCount,
+                    [&](int nBench, int nPart, int, std::size_t nLevel, std::size_t nElement) {
+                        SolvePart(n, parts, nPart, mFock, benches, nBench,
+                                  levels.vEnergy.Data() + nLevel, levels.vOwn.Data() + nLevel,
+                                  levels.mVectors.Data() + nElement);
+                    });
     Yield(nElements);
     return levels;
 }
@@ -177,25 +205,26 @@ void CountOwnElectrons(int n, const Parts& parts, const double* mDensity, double
 void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectrons, double dShare,
                   double dSmear, double* vElectrons, double* mDensity) {
     const auto nLargest = static_cast<std::size_t>(LargestOf(parts));
-    Array<double> mPart, vFilling;
+    Array<double> mPart;
     mPart.Take(nLargest, nLargest, kWork);
-    vFilling.Take(nLargest, kWork);
-    const Levels levels = SolveParts(n, parts, mFock);
-    const double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
+    Levels levels = SolveParts(n, parts, mFock);
+    double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
     const double dCommon = FermiLevel(levels.vEnergy.Size(), vEnergy, vOwn, nElectrons, dSmear);
-    ClearRows(n, n, mDensity);
-    ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
+    ForPartsInTasks(parts, Threads(), [&](int, int nPart, int m, std::size_t nLevel, std::size_t) {
         const auto nLevels = static_cast<std::size_t>(m);
-        const double *e = vEnergy + nLevel, *w = vOwn + nLevel;
-        const double* mVectors = levels.mVectors.Data() + nElement;
-        double& dOwn = vElectrons[nPart];
+        double *e = vEnergy + nLevel, *w = vOwn + nLevel, &dOwn = vElectrons[nPart];
         dOwn += dShare * (Held(nLevels, e, w, dCommon, dSmear).dElectrons - dOwn);
         const double dFermi = FermiLevel(nLevels, e, w, dOwn, dSmear);
-        for (int k = 0; k < m; ++k) vFilling[k] = Filling(e[k], dFermi, dSmear);
+        for (int k = 0; k < m; ++k) e[k] = Filling(e[k], dFermi, dSmear);
+    });
+    const double* vFilling = vEnergy;  // the levels are not asked for any more
+    ClearRows(n, n, mDensity);
+    ForParts(parts, [&](int nPart, int m, std::size_t nLevel, std::size_t nElement) {
+        const double* mVectors = levels.mVectors.Data() + nElement;
         const int nOwn = parts.vOwn[nPart];
         std::fill(mPart.Data(), Row(mPart.Data(), m, nOwn), 0.0);
         AddProduct({nOwn, m, m, Transposed(mVectors, m), Plain(mVectors, m), mPart.Data(), m, 1.0,
-                    vFilling.Data()});
+                    vFilling + nLevel});
         AddPart(n, parts.Orbitals(nPart), nOwn, m, mPart.Data(), mDensity);
     });
 }
