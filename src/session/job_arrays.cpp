@@ -72,7 +72,7 @@ void TakeIntegralArrays() {
             integrals.vAtomScratch1.Take(nAtoms, kSetUp);
             integrals.vAtomScratch2.Take(nAtoms, kSetUp);
             integrals.pPairIndex.Take(nAtoms, nAtoms, kSetUp);
-            integrals.pIntegrals.Take(
+            integrals.pIntegrals.TakeUnset(
                 TwoCentreSize(system.nSelected, setup.Map.nAtomsWithP, setup.Map.nAtomsWithD),
                 kSetUp);
             return;

@@ -124,6 +124,7 @@ TEST_F(NddoCoreTest, LeavesOutDummiesAndAtomsInOnePlace) {
     for (const int nMethod : {kMindo3, kMndo, kAm1, kPm3}) {
         SetUpJob(Molecule(nMethod, {{8, 0, 0, 0}, {0, 5, 0, 0}, {8, 0, 2, 0}, {6, 1, 1, 1}}));
         SetPositions({0, 0, 0, 5, 0, 0, 0, 9e-4, 0, 1, 1, 1});
+        std::fill(integrals.pIntegrals.begin(), integrals.pIntegrals.end(), 0.0);
         const double dEnergy = Build();
         EXPECT_TRUE(std::isfinite(dEnergy));
         EXPECT_TRUE(IsFinite(scf.mCore) && IsFinite(integrals.pIntegrals));
