@@ -56,11 +56,32 @@ void AddRowsOf(const Product& product, int nRow, int nRowEnd, To to) {
     kernels->AddProduct(rest);
 }
 
-/// In how many tasks nMost pieces are best shared out: as many to each thread, where there are
-/// enough of them.
-int ShareOut(int nMost, int nThreads) {
+/// How work is shared out to tasks, as many of them to each thread where there is enough of it.
+/// Two threads begin with its ends, and the next task of each is half of the one before: so who is
+/// held up leaves the other little to wait for.
+struct Shares {
+    int nTasks;
+    bool fHalved;
+
+    /// The part of the work before task i.
+    double Before(int i) const {
+        if (!fHalved) return static_cast<double>(i) / nTasks;
+        const int nEach = nTasks / 2;
+        if (i > nEach) return 1.0 - Before(nTasks - i);
+        return ((1 << nEach) - (1 << (nEach - i))) / (2.0 * ((1 << nEach) - 1));
+    }
+};
+
+/// For work that can be cut into nMost pieces, each worth a task.
+Shares ShareOut(int nMost, int nThreads) {
+    if (nThreads < 2 || nMost < 2) return {1, false};
+    if (nThreads == 2) {
+        int nEach = kTasksOfThread;
+        while (nEach > 1 && nMost < 2 * ((1 << nEach) - 1)) --nEach;
+        return {2 * nEach, true};
+    }
     const int nEach = std::min(kTasksOfThread, nMost / nThreads);
-    return nEach > 0 ? nEach * nThreads : nMost;
+    return {nEach > 0 ? nEach * nThreads : nMost, false};
 }
 
 /// The part of the rows of a square that hold a part of its triangle.
@@ -80,12 +101,12 @@ void AddTo(To to, const Product& product) {
     const int nFewest = fByColumns                             ? kFewestColumns
                         : product.triangle == Triangle::kWhole ? kFewestRows
                                                                : kFewestRowsOfTriangle;
-    const int nMost = nLength / nFewest;
-    const int nTasks = nThreads > 1 ? ShareOut(nMost, nThreads) : 1;
+    const Shares shares = ShareOut(nLength / nFewest, nThreads);
+    const int nTasks = shares.nTasks;
     if (nTasks < 2) return AddPart(product, to);
     const int nWhole = fByColumns ? kWholeColumns : kWholeRows;
     const auto From = [&](int i) {
-        const double d = PartBefore(product.triangle, static_cast<double>(i) / nTasks);
+        const double d = PartBefore(product.triangle, shares.Before(i));
         return i < nTasks ? static_cast<int>(d * nLength) / nWhole * nWhole : nLength;
     };
     ForEachTask(nTasks, [&](int i) {
