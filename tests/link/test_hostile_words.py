@@ -4,6 +4,7 @@ next session as one that has just started."""
 
 from __future__ import annotations
 
+import os
 import struct
 from typing import NamedTuple
 
@@ -14,6 +15,8 @@ from jobs import (SILENCE, Died, Outcome, Process, Script, capped, is_sanitized,
 from orbitrax.link import wire
 
 pytestmark = pytest.mark.timeout(20 * SILENCE)
+
+SEED = int(os.environ.get("ORBITRAX_FUZZ_SEED") or 1)
 
 
 def bits(value: float) -> int:
@@ -337,7 +340,7 @@ def test_no_number_of_a_parameter_table_does_harm(method):
 @pytest.mark.parametrize("part", range(8))
 @pytest.mark.parametrize("method", METHODS)
 def test_no_number_anywhere_in_the_parameter_tables_does_harm(method, part):
-    everywhere = range(0, len(capped(method).head[2]), 8)
+    everywhere = range(8 * (SEED % 3), len(capped(method).head[2]), 3 * 8)  # another third a run
     play_doubles(method, [*rows_in_use(method), *everywhere][part::8])
 
 
