@@ -1,8 +1,6 @@
 """`python3 -m orbitrax`."""
 
-import sys
-
-from orbitrax.cli import main
+from orbitrax.cli import entry
 
 if __name__ == "__main__":
-    sys.exit(main())
+    entry()

@@ -13,11 +13,14 @@ def main(argv: list[str] | None = None) -> int:
 def entry() -> None:
     """What the installed command calls: runs the program and ends the process at once, as nothing
     is left to tidy up."""
+    import _signal as signal  # the module without the lists of names
     import atexit
     import os
     import sys
 
     status = main()
+    for number in (signal.SIGINT, signal.SIGTERM):  # a late one would take the place of the status
+        signal.signal(number, signal.SIG_IGN)
     atexit._run_exitfuncs()
     for stream in (sys.stdout, sys.stderr):
         try:
