@@ -14,7 +14,7 @@ import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, Optimize, read_molecule
-from orbitrax.cli.outputs.structure import write_frame
+from orbitrax.cli.outputs.structure import last_structure, write_frame
 from orbitrax.link import events
 from orbitrax.tasks.optimize import OPTIMISERS
 
@@ -198,6 +198,27 @@ def test_a_signal_loses_no_work(tmp_path, optimizer, number, status):
     kept = read_molecule(str(final))
     assert kept.positions == pytest.approx(np.array(found["coordinates_angstrom"]), abs=1e-6)
     assert read_molecule(f"{path}@-1").formula == "C8H10N4O2"
+
+
+def test_the_structure_kept_is_that_of_the_result_where_a_signal_comes_between_the_two():
+    """The result has a point before the report points have heard of it."""
+    run = Optimize(optimizer="polak-ribiere").start(read_molecule(str(ROOT / ETHANOL)), "am1")
+    hear = run.points.collect
+
+    def deaf(event):
+        if len(run.points.values) == 2 and isinstance(event, events.Precise):
+            raise KeyboardInterrupt
+        hear(event)
+
+    run.points.collect = deaf
+    with Backend() as backend, pytest.raises(KeyboardInterrupt) as told:
+        run.execute(backend)
+    left = told.value.partial
+    kept, about = last_structure(run, left)
+    assert kept.positions == pytest.approx(left.coordinates, abs=1e-12)
+    assert kept.positions != pytest.approx(np.reshape(run.points.last.xyz, (-1, 3)), abs=1e-6)
+    assert about["energy"] == left.total_energy
+    assert about["heat_of_formation"] == left.heat_of_formation
 
 
 @pytest.mark.parametrize("part", [events.ResultBlock, events.Coordinates, events.Charges])

@@ -87,13 +87,17 @@ class StructureOutput(Output):
 
 
 def last_structure(run: Any, result: Result | None) -> tuple[Molecule, dict[str, Any]]:
-    """The last structure of a run, and what is known of it, by name; energies kcal/mol."""
+    """The last structure of a run, and what is known of it, by name; energies kcal/mol. That of the
+    result where it has one: a signal may come before the report points have heard of it."""
     job, point = run.job, run.points.last
+    xyz: Any = point.xyz
     about: dict[str, Any] = {"energy": point.values.get("total_energy")}
-    if result is not None and result.heat_of_formation is not None:
-        about["heat_of_formation"] = result.heat_of_formation
+    if result is not None and result.total_energy is not None:
+        xyz, about["energy"] = result.coordinates, result.total_energy
+        if result.heat_of_formation is not None:
+            about["heat_of_formation"] = result.heat_of_formation
     about.update(unit="kcal/mol", method=job.method.key)
-    return job.molecule.replace(positions=point.xyz, charge=job.charge,
+    return job.molecule.replace(positions=xyz, charge=job.charge,
                                 multiplicity=job.multiplicity), about
 
 
