@@ -1,6 +1,5 @@
 #include "algebra/mirror.h"
 
-#include <algorithm>
 #include <cstddef>
 
 #include "link/link.h"

@@ -1,6 +1,5 @@
 #include "scf/due_orbitals.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
