@@ -130,7 +130,7 @@ class Backend:
         lead = job.settings.leader()
         if lead is not None:
             return lead(self, job, on_event, time_limit, task)
-        result = gathered(ResultBuilder(job, task),
+        result = gathered(job, task, self,
                           self._stream(job, time_limit, on_event is None), on_event)
         self._last = (job, result)
         return result
@@ -346,11 +346,12 @@ class Backend:
         return running.post_mortem()
 
 
-def gathered(builder: ResultBuilder, stream: Generator[Event, None, None],
+def gathered(job: Job, task: str, backend: Backend, stream: Generator[Event, None, None],
              on_event: Listener | None = None, began: float | None = None) -> Result:
-    """The result of a session from its events; began: when it did. Raises what `Backend.run`
-    raises."""
+    """The result of a job from the events of its session, with what follows from the orbitals that
+    came; began: when it did. Raises what `Backend.run` raises."""
     began = time.monotonic() if began is None else began
+    builder = ResultBuilder(job, task)
     try:
         for event in stream:
             builder.add(event)
@@ -364,6 +365,10 @@ def gathered(builder: ResultBuilder, stream: Generator[Event, None, None],
         builder.result.wall_seconds = builder.whole.wall_seconds = time.monotonic() - began
     if not builder.has_values:
         raise builder.refusal()
+    if builder.result.eigenvectors is not None:
+        from orbitrax.orbitals.analysis import analyse_orbitals
+
+        analyse_orbitals(job, builder.result, backend.parameters(job.method))
     return builder.result
 
 

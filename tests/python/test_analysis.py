@@ -31,6 +31,16 @@ def example(backend, name, **settings):
     return orbitrax.run(ROOT / "examples" / f"{name}.xyz", "am1", backend=backend, **settings)
 
 
+def test_a_job_brings_what_it_asks_for_from_every_door(backend):
+    """A plain job, one of many, and a search; the sums over atoms are those of the molecule."""
+    radical = Job(read_molecule(ROOT / "examples/nitrogen_dioxide.xyz"), "am1", bond_orders=True)
+    search = Job(radical.molecule, "am1", orbitrax.Optimize(bond_orders=True))
+    for found in (backend.run(radical), *backend.map([radical], workers=1), backend.run(search)):
+        assert 0.75 < found.spin_squared < 0.8 and sum(found.spin_populations) == pytest.approx(1)
+        assert [(i, j) for i, j, _ in found.bond_orders] == [(1, 2), (1, 3), (2, 3)]
+        assert found.valences[0] == pytest.approx(sum(row[2] for row in found.bond_orders[:2]))
+
+
 def test_bond_orders_and_valences_are_those_of_another_program(backend):
     found = example(backend, "formaldehyde", bond_orders=True)
     orders = {(i, j): order for i, j, order in found.bond_orders}

@@ -14,7 +14,7 @@ from orbitrax.errors import (BackendDied, InputError, LinkError, MoleculeError, 
                              UsageError)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.inputs import from_qcschema
-from orbitrax.tasks.task import analyse, judge_scf
+from orbitrax.tasks.task import judge_scf, remark
 from orbitrax.tasks.vibrations import Vibrations
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, REPORT_HARTREE_PER_KCAL
 
@@ -118,7 +118,7 @@ def _one(backend: Backend, job: Job) -> Result:
     result = backend.run(job)
     if not job.settings.allow_unconverged:
         judge_scf(job, result)
-    analyse(job, result, backend)
+    remark(job, result)
     return result
 
 

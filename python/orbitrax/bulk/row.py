@@ -14,7 +14,6 @@ from itertools import chain, islice
 from orbitrax.backend import gathered
 from orbitrax.errors import Cancelled, OrbitraxError
 from orbitrax.link.process import SHORT_PATIENCE
-from orbitrax.results.builder import ResultBuilder
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -127,7 +126,7 @@ class Row:
     def _calculated(self, run: Run) -> Result:
         self._ended = False
         try:
-            return gathered(ResultBuilder(run.job, run.task.name), self._events(run),
+            return gathered(run.job, run.task.name, self._backend, self._events(run),
                             began=self._free)
         except Cancelled:  # and so is all that was to follow
             self._runs = iter(())

@@ -59,7 +59,7 @@ class Run:
             if error.partial is not None:
                 error.partial.blocks.update(self.block(error.partial))
             raise
-        analyse(self.job, result, backend)
+        remark(self.job, result)
         try:
             self.judge(result)
             self.follow(backend, result, on_event)
@@ -150,12 +150,8 @@ class Task(JobSettings):
         return self.run_type(self, Job(molecule, method, self))
 
 
-def analyse(job: Job, result: Result, backend: Backend) -> None:
-    """Adds what follows from the orbitals, where they were brought, and what is odd."""
-    if result.eigenvectors is not None:
-        from orbitrax.orbitals.analysis import analyse_orbitals
-
-        analyse_orbitals(job, result, backend.parameters(job.method))
+def remark(job: Job, result: Result) -> None:
+    """Adds what is odd about a result."""
     from orbitrax.results.odd import oddities
 
     result.remarks += oddities(result, job.molecule)
