@@ -4,8 +4,12 @@ import numpy as np
 import pytest
 from rdkit import Chem
 
+import orbitrax
+from orbitrax import Backend
 from orbitrax.molecules.reading import from_smiles
+from orbitrax.reactions.barrier import Barrier, _name
 from orbitrax.reactions.configuration import classes, first_difference
+from orbitrax.reactions.surface import EnergySurface
 
 
 def drawn(smiles):
@@ -66,3 +70,27 @@ def test_atoms_alike_have_one_class():
     kinds = classes(numbers, bonds)
     assert kinds[0] == kinds[2] and len(set(kinds)) == 6
     assert len({kinds[k] for k in range(len(numbers)) if numbers[k] == 1}) == 3
+
+
+def test_an_end_with_a_double_bond_turned_is_not_the_product():
+    with Backend() as backend:
+        ring, cis, trans = (orbitrax.optimize(from_smiles(smiles), "am1", backend=backend)
+                            for smiles in ("C1CCC1", r"C/C=C\C", "C/C=C/C"))
+        surface = EnergySurface(backend, from_smiles("C/C=C/C"), "am1", {})
+        gap = trans.total_energy - cis.total_energy
+        assert _name(trans, Barrier(ring, cis), surface) == (
+            f"another configuration of the product (C2=C3 has turned; {gap:+.2f} kcal/mol)")
+        # Between the two of them either is told from the other, and from its own conformations.
+        assert _name(cis, Barrier(trans, cis), surface) == "the product"
+        turned = orbitrax.energy(drawn_out(cis), "am1", backend=backend)
+        assert _name(turned, Barrier(trans, cis), surface).startswith(
+            "the product, in another conformation (+")
+
+
+def drawn_out(result):
+    """The structure with the hydrogens of a methyl group turned by 60 degrees."""
+    places = np.asarray(result.coordinates).reshape(-1, 3)
+    axis = (places[1] - places[0]) / np.linalg.norm(places[1] - places[0])
+    return result.symbols, [
+        turned(place, places[0], axis, np.pi / 3) if k in (4, 5, 6) else place
+        for k, place in enumerate(places)]

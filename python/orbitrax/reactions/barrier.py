@@ -78,7 +78,7 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
                 raise
             found.attempts.append(f"{way}: {error.typed}")
             continue
-        ends, connects, turned = _ends(path, found)
+        ends, connects, turned = _ends(path, found, surface)
         if found.path is None or connects:
             found.path = path.turned() if turned else path
             found.way, found.ends, found.connects = way, ends, connects
@@ -129,44 +129,65 @@ def _ways(surface: EnergySurface, first: Molecule, last: Molecule, guess: Molecu
             ("quadratic transit", lambda: transit(True)), ("band of structures", band)]
 
 
-def _ends(path: Path, found: Barrier) -> tuple[tuple[str, str], bool, bool]:
+def _ends(path: Path, found: Barrier, surface: EnergySurface) -> tuple[tuple[str, str], bool, bool]:
     """What the two ends of a path are, whether they are the two sides, and whether the path runs
     from the product to the reactant."""
     names = []
     for end, why in zip(path.ends, path.reasons):
         names.append("no minimum" if end is None else
-                     _name(end, found) + (", not quite at its minimum" if why else ""))
+                     _name(end, found, surface) + (", not quite at its minimum" if why else ""))
     kinds = [name.split(",")[0] for name in names]
     if kinds == ["the product", "the reactant"]:
         return (names[1], names[0]), True, True
     return (names[0], names[1]), kinds == ["the reactant", "the product"], False
 
 
-def _name(end: Result, found: Barrier) -> str:
+def _name(end: Result, found: Barrier, surface: EnergySurface) -> str:
     """What a minimum is, beside the two sides."""
     sides = (("the reactant", found.reactant), ("the product", found.product))
     apart = [distance(_places(end), _places(side)) for _, side in sides]
     nearest = int(np.argmin(apart))
     if apart[nearest] < SAME:
         return sides[nearest][0]
-    bonds = [_bonds(end) == _bonds(side) for _, side in sides]
-    if bonds.count(True) == 1:
-        name, side = sides[bonds.index(True)]
-        gap = (end.total_energy or 0.0) - (side.total_energy or 0.0)
-        return f"{name}, in another conformation ({gap:+.2f} kcal/mol)"
-    return "another minimum"
+    bonded = [(name, side, _turned(surface, side, end)) for name, side in sides
+              if _bonds(end) == _bonds(side)]
+    alike = [one for one in bonded if not one[2]] or bonded
+    if len(alike) != 1:
+        return "another minimum"
+    name, side, turned = alike[0]
+    gap = (end.total_energy or 0.0) - (side.total_energy or 0.0)
+    if turned:
+        return f"another configuration of {name} ({turned}; {gap:+.2f} kcal/mol)"
+    return f"{name}, in another conformation ({gap:+.2f} kcal/mol)"
+
+
+def _turned(surface: EnergySurface, side: Result, end: Result) -> str:
+    """Where an end of the path has another configuration than a side, in words."""
+    from orbitrax.reactions.configuration import first_difference
+
+    where = first_difference(_numbers(side), _bonds(side), surface.bond_orders(_places(side)),
+                             _places(side), _places(end))
+    if where is None:
+        return ""
+    atoms = "=".join(f"{side.symbols[i]}{i + 1}" for i in where)
+    return f"{atoms} has turned" if len(where) > 1 else f"{atoms} is inverted"
 
 
 def _places(result: Result) -> Any:
     return np.asarray(result.coordinates, dtype=float).reshape(-1, 3)
 
 
-def _bonds(result: Result) -> list[list[int]]:
+def _numbers(result: Result) -> Any:
     from orbitrax.molecules.elements import NUMBERS
+
+    return np.array([NUMBERS[symbol] for symbol in result.symbols])
+
+
+def _bonds(result: Result) -> list[list[int]]:
     from orbitrax.molecules.geometry import find_bonds
 
-    numbers = np.array([NUMBERS[symbol] for symbol in result.symbols])
-    return [sorted(int(j) for j in others) for others in find_bonds(numbers, _places(result))]
+    return [sorted(int(j) for j in others)
+            for others in find_bonds(_numbers(result), _places(result))]
 
 
 def _add_modes(surface: EnergySurface, end: Result, molecule: Molecule) -> None:

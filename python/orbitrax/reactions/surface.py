@@ -74,3 +74,13 @@ class EnergySurface:
         if result.scf_converged is False and not self._settings.allow_unconverged:
             raise NotConverged("an SCF on the way did not converge; try --uhf, or a better guess")
         return result.total_energy, np.asarray(result.gradient, dtype=float).reshape(-1, 3)
+
+    def bond_orders(self, positions: Array) -> Array:
+        """Wiberg's bond orders, n x n."""
+        molecule = self.molecule.replace(positions=positions)
+        job = Job(molecule, self.method, self._settings.replace(bond_orders=True))
+        n = len(self.molecule)
+        orders = np.zeros((n, n))
+        for a, b, order in self.backend.run(job).bond_orders or ():
+            orders[int(a) - 1, int(b) - 1] = orders[int(b) - 1, int(a) - 1] = order
+        return orders
