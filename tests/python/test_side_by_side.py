@@ -3,7 +3,11 @@
 import numpy as np
 import pytest
 
+import orbitrax
+from orbitrax import read_molecule
+from orbitrax.molecules.geometry import find_bonds
 from orbitrax.molecules.looks import RADII
+from orbitrax.molecules.reading import from_smiles
 from orbitrax.molecules.side_by_side import GAP, side_by_side
 
 
@@ -35,3 +39,40 @@ def test_an_ion_comes_to_the_charge_that_attracts_it():
         formal = [1, 0, 0, 0, 0, -1, charge]
         found = side_by_side([6] * 7, places, [list(range(6)), [6]], formal)
         assert np.argmin(distances(found)[6, :6]) == nearest
+
+
+@pytest.mark.parametrize("smiles, parts", [("O.O", 2), ("[Cl-].O", 2), ("[Li+].[F-]", 2),
+                                           ("C=CC=C.C=C", 2), ("CC[NH3+].[Cl-].O", 3)])
+def test_the_molecules_of_a_smiles_stay_molecules(smiles, parts):
+    found = from_smiles(smiles)
+    bonds = find_bonds(found.numbers, found.positions)
+    groups = {i: {i} for i in range(len(found))}
+    for i, near in enumerate(bonds):
+        for j in near:
+            groups[i] |= groups[j]
+            groups.update(dict.fromkeys(groups[i], groups[i]))
+    assert len({frozenset(group) for group in groups.values()}) == parts
+    assert f"{parts} parts were put side by side" in found.remarks[0]
+    assert not from_smiles("CCO").remarks
+
+
+def test_two_waters_bind_each_other():
+    """By a few kcal/mol: a hydrogen bond, and not a new molecule."""
+    one, pair = (orbitrax.optimize(text, "pm3").heat_of_formation for text in ("O", "O.O"))
+    assert -5.0 < pair - 2 * one < -1.0
+
+
+def test_a_flat_drawing_of_two_molecules_is_put_side_by_side(tmp_path):
+    path = tmp_path / "salt.mol"
+    path.write_text("""
+     RDKit          2D
+
+  2  0  0  0  0  0  0  0  0  0999 V2000
+    0.0000    0.0000    0.0000 N   0  0  0  0  0  4  0  0  0  0  0  0
+    1.5000    0.0000    0.0000 Cl  0  0  0  0  0 15  0  0  0  0  0  0
+M  CHG  2   1   1   2  -1
+M  END
+""")
+    found = read_molecule(path, complete=True)
+    assert found.formula == "ClH4N" and "2 parts" in found.remarks[0]
+    assert distances(found.positions)[np.triu_indices(6, 1)].min() > 0.9

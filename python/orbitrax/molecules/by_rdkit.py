@@ -117,7 +117,8 @@ def from_smiles(smiles: str, seed: int = SEED) -> Molecule:
     if any(atom.GetAtomicNum() == 0 for atom in mol.GetAtoms()):
         raise MoleculeError(f"'{smiles}' has an atom * that stands for no element; nothing can be "
                             "calculated of it")
-    return _molecule(_embedded(Chem.AddHs(mol), smiles, seed), smiles, [], 0, False, False)
+    mol = _embedded(Chem.AddHs(mol), smiles, seed)
+    return _molecule(mol, smiles, _of_parts(mol), 0, False, False)
 
 
 def from_rdkit(mol: Any) -> Molecule:
@@ -145,7 +146,9 @@ def _molecule(mol: Any, title: str, remarks: list[str], paired: int, drawn: bool
         Chem.SanitizeMol(mol)
         mol.GetConformer().Set3D(True)
         mol = Chem.AddHs(mol, addCoords=not flat)
-        mol = _embedded(mol, title, SEED) if flat else mol
+        if flat:
+            mol = _embedded(mol, title, SEED)
+            remarks = [*remarks, *_of_parts(mol)]
     elif flat:
         remarks = [*remarks, "it is a flat drawing, no geometry; --add-hydrogens builds one"]
     elif missing:
@@ -193,6 +196,13 @@ def _paired(record: str) -> int:
     return 2 * singlets
 
 
+def _of_parts(mol: Any) -> list[str]:
+    """What is to be said of the places of several molecules that were drawn as one."""
+    parts = len(chem().GetMolFrags(mol))
+    return [] if parts < 2 else [f"its {parts} parts were put side by side so that they touch; in "
+                                 "other places they have another energy"]
+
+
 def _embedded(mol: Any, title: str, seed: int) -> Any:
     """The molecule with a force-field geometry."""
     from rdkit.Chem import AllChem
@@ -204,4 +214,12 @@ def _embedded(mol: Any, title: str, seed: int) -> Any:
         AllChem.MMFFOptimizeMolecule(mol, maxIters=2000)
     elif AllChem.UFFHasAllMoleculeParams(mol):
         AllChem.UFFOptimizeMolecule(mol, maxIters=2000)
+    parts = chem().GetMolFrags(mol)
+    if len(parts) > 1:  # RDKit knows nothing of one part where it places another
+        from orbitrax.molecules.force_field import set_positions
+        from orbitrax.molecules.side_by_side import side_by_side
+
+        set_positions(mol, side_by_side(
+            [atom.GetAtomicNum() for atom in mol.GetAtoms()], mol.GetConformer().GetPositions(),
+            parts, [atom.GetFormalCharge() for atom in mol.GetAtoms()]))
     return mol
