@@ -37,6 +37,9 @@ constexpr double kLeast = 0.1;
 /// Orders from this on are solved by divide and conquer.
 constexpr int kSmallestDivided = kAtOnce + 1;
 
+/// The same for levels alone, which QR iteration finds as fast on one thread.
+constexpr int kSmallestDividedAlone = 256;
+
 constexpr int kMostPasses = 5;
 constexpr double kGrown = 1.0;  ///< growth from a length of 1e-5 that tells a vector has converged
 
@@ -240,7 +243,7 @@ int PanelRows(Way way) {
 std::size_t WorkSize(int n, Way way) {
     const auto nOrder = static_cast<std::size_t>(n);
     const std::size_t nSolve =
-        IsLarge(n) ? nOrder * nOrder + nOrder + static_cast<std::size_t>(DivideWork(n))
+        IsLarge(n) ? nOrder * nOrder + 3 * nOrder + static_cast<std::size_t>(DivideWork(n))
                    : (1 + 5 * kLanes) * nOrder;
     const std::size_t nTransform =
         way == Way::kInPanels ? static_cast<std::size_t>(TransformWork(n, n)) : 0;
@@ -282,7 +285,8 @@ void SolveByDivision(Problem& problem, double dNorm) {
     const int n = problem.n;
     const std::ptrdiff_t nSquare = static_cast<std::ptrdiff_t>(n) * n;
     const double dScale = std::ldexp(1.0, -std::ilogb(dNorm));
-    double* vOff = problem.vRest;
+    double *vOff = problem.vRest, *mWork = vOff + n, *vWork = mWork + nSquare;
+    double* vEnds = vWork + DivideWork(n);
     for (int i = 0; i < n; ++i) {
         problem.vValues[i] = dScale * problem.vDiagonal[i];
         vOff[i] = dScale * problem.vOff[i];
@@ -292,10 +296,11 @@ void SolveByDivision(Problem& problem, double dNorm) {
                         problem.nEnd,
                         problem.vValues,
                         vOff,
-                        problem.mVectors,
-                        vOff + n,
+                        problem.mVectors ? Kept::kVectors : Kept::kEnds,
+                        problem.mVectors ? problem.mVectors : vEnds,
+                        mWork,
                         problem.mMatrix,
-                        vOff + n + nSquare,
+                        vWork,
                         problem.place.scratch.vIndex};
     SolveLeaves(divide);
     for (int nLevel = LevelsOfParts(n) - 1; nLevel >= 0; --nLevel) {
@@ -304,7 +309,7 @@ void SolveByDivision(Problem& problem, double dNorm) {
     }
     WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
     for (int i = 0; i < n; ++i) problem.vValues[i] /= dScale;
-    FixSigns(n, problem.nFirst, problem.nEnd, problem.mVectors, divide.vWork);
+    if (problem.mVectors) FixSigns(n, problem.nFirst, problem.nEnd, problem.mVectors, divide.vWork);
 }
 
 /// T of the matrix; leaves the reflectors.
@@ -366,7 +371,8 @@ void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVecto
 
     Problem problem{n, nFirst, nEnd, place, mMatrix, mVectors, vValues, vDiagonal, vOff, vRest};
     const double dNorm = TridiagonalNorm(n, vDiagonal, vOff);
-    if (IsLarge(n) && mVectors && dNorm >= kSmallestNorm && std::isfinite(dNorm))
+    const bool fDivide = n >= (mVectors ? kSmallestDivided : kSmallestDividedAlone);
+    if (fDivide && dNorm >= kSmallestNorm && std::isfinite(dNorm))
         SolveByDivision(problem, dNorm);
     else
         SolveByIteration(problem, dNorm);

@@ -41,11 +41,17 @@ void SolveLeaf(const Divide& divide, int nFrom, int nTo) {
     double* e = divide.vWork + nFrom;
     std::copy_n(divide.vOff + nFrom, nOrder, e);
     e[nOrder - 1] = 0.0;
-    for (int i = nFrom; i < nTo; ++i) {
-        std::fill_n(Row(divide.mVectors, n, i), n, 0.0);
-        Row(divide.mVectors, n, i)[i] = 1.0;
+    const bool fEnds = divide.kept == Kept::kEnds;
+    std::fill(Row(divide.mVectors, divide.Step(), nFrom), Row(divide.mVectors, divide.Step(), nTo),
+              0.0);
+    if (fEnds) {
+        divide.VectorOf(nFrom, nFrom)[0] = 1.0;
+        divide.VectorOf(nFrom, nTo - 1)[1] = 1.0;
+    } else {
+        for (int i = nFrom; i < nTo; ++i) Row(divide.mVectors, n, i)[i] = 1.0;
     }
-    TridiagonalVectors(nOrder, d, e, Row(divide.mVectors, n, nFrom) + nFrom, n);
+    TridiagonalVectors(nOrder, fEnds ? 2 : nOrder, d, e, divide.VectorOf(nFrom, nFrom),
+                       divide.Step());
 }
 
 }  // namespace

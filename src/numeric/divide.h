@@ -1,6 +1,12 @@
 #pragma once
 
+#include "numeric/row.h"
+
 namespace qsolve {
+
+/// What is kept of the vectors of a part: all of them, or, where the eigenvalues alone are wanted,
+/// their first and last elements, which the next merging needs.
+enum class Kept { kVectors, kEnds };
 
 /// All eigenvalues of a symmetric tridiagonal matrix T, and eigenvectors, by divide and conquer: T
 /// is torn into leaves, whose eigenvectors are found by QL iteration, and pairs of parts are merged
@@ -13,11 +19,20 @@ struct Divide {
     int nFirst, nEnd;    ///< vectors nFirst .. nEnd - 1 are wanted, as by WidenRange
     double* vValues;     ///< diagonal of T in, of a norm near 1; eigenvalues out, ascending
     const double* vOff;  ///< vOff[i] joins i and i + 1
-    double* mVectors;    ///< n x n; eigenvector k is row k. Rows that are not wanted are scratch
+    Kept kept;           ///< with kEnds no vectors are wanted
+    double* mVectors;    ///< n x n; eigenvector k is row k. Rows that are not wanted are scratch.
+                         ///< With kEnds n x 2, all scratch
     double* mWork;       ///< scratch, n x n
     double* mSecular;    ///< scratch, n x n
     double* vWork;       ///< scratch, DivideWork(n)
     int* vIndex;         ///< scratch, DivideIndices(n)
+
+    /// From one vector to the next.
+    int Step() const { return kept == Kept::kEnds ? 2 : n; }
+    /// What is kept of vector i, which belongs to a part that begins with row nFrom.
+    double* VectorOf(int nFrom, int i) const {
+        return Row(mVectors, Step(), i) + (kept == Kept::kEnds ? 0 : nFrom);
+    }
 };
 
 /// Doubles and ints of scratch.

@@ -11,6 +11,7 @@
 #include "numeric/product.h"
 #include "numeric/row.h"
 #include "numeric/secular.h"
+#include "numeric/trace.h"
 #include "numeric/tridiagonal.h"
 
 namespace qsolve {
@@ -25,15 +26,20 @@ enum Columns : int { kOfFirst, kOfBoth, kOfSecond };
 
 /// Two parts on their way to one. Rows, columns and values are numbered from the first of the
 /// whole; the remaining vectors are those that take part in the merging, the others are deflated.
+/// Where the ends of vectors alone are kept, they have two columns, one of either part.
 struct Merge {
     const Divide& divide;
     int nFrom, nSize;
-    int nOfFirst;  ///< rows and columns of the first part
+    int nOfFirst;  ///< rows of the first part
     double dRho = 0.0;
     int nLeft = 0;        ///< remaining vectors
     int nCounts[3] = {};  ///< of them, by their columns
 
-    double* Vector(int i) const { return Row(divide.mVectors, divide.n, nFrom + i) + nFrom; }
+    bool AreEnds() const { return divide.kept == Kept::kEnds; }
+    int Columns() const { return AreEnds() ? 2 : nSize; }
+    int ColumnsOfFirst() const { return AreEnds() ? 1 : nOfFirst; }
+    int ColumnsOfSecond() const { return Columns() - ColumnsOfFirst(); }
+    double* Vector(int i) const { return divide.VectorOf(nFrom, nFrom + i); }
     double& Value(int i) const { return divide.vValues[nFrom + i]; }
     double* Scratch(int i) const { return Row(divide.vWork, divide.n, i) + nFrom; }
     int* Indices(int i) const { return divide.vIndex + i * divide.n + nFrom; }
@@ -53,9 +59,11 @@ struct Merge {
 
     // What the products work on, in the rows of the scratch matrices that are these parts' own.
     double* Upper() const { return Row(divide.mWork, divide.n, nFrom); }
-    double* Lower() const { return Upper() + Area(nCounts[kOfFirst] + nCounts[kOfBoth], nOfFirst); }
+    double* Lower() const {
+        return Upper() + Area(nCounts[kOfFirst] + nCounts[kOfBoth], ColumnsOfFirst());
+    }
     double* Deflated() const {
-        return Lower() + Area(nCounts[kOfBoth] + nCounts[kOfSecond], nSize - nOfFirst);
+        return Lower() + Area(nCounts[kOfBoth] + nCounts[kOfSecond], ColumnsOfSecond());
     }
     double* Secular() const { return Row(divide.mSecular, divide.n, nFrom); }
     static std::size_t Area(int nRows, int nColumns) {
@@ -63,15 +71,19 @@ struct Merge {
     }
 };
 
-/// z of rho z z^T, of unit length: the last column of the first part, the first of the second.
+/// z of rho z z^T, of unit length: the last column of the first part, the first of the second. Ends
+/// of vectors become those that they have in the whole.
 void FillZ(Merge& merge) {
     const double dOff = merge.divide.vOff[merge.nFrom + merge.nOfFirst - 1];
     merge.dRho = 2.0 * std::abs(dOff);
     const double dScale = std::sqrt(0.5), dSecond = std::copysign(dScale, dOff);
     for (int i = 0; i < merge.nSize; ++i) {
         const bool fFirst = i < merge.nOfFirst;
-        merge.Z()[i] = fFirst ? dScale * merge.Vector(i)[merge.nOfFirst - 1]
-                              : dSecond * merge.Vector(i)[merge.nOfFirst];
+        double* x = merge.Vector(i);
+        double& dInner =
+            merge.AreEnds() ? x[fFirst ? 1 : 0] : x[fFirst ? merge.nOfFirst - 1 : merge.nOfFirst];
+        merge.Z()[i] = (fFirst ? dScale : dSecond) * dInner;
+        if (merge.AreEnds()) dInner = 0.0;
         merge.Kinds()[i] = fFirst ? kOfFirst : kOfSecond;
     }
 }
@@ -92,7 +104,7 @@ bool TurnOut(const Merge& merge, int i, int j, double dTolerance) {
     double &zi = merge.Z()[i], &zj = merge.Z()[j], &di = merge.Value(i), &dj = merge.Value(j);
     const double r = std::sqrt(zi * zi + zj * zj), c = zj / r, s = -zi / r;
     if (!(std::abs((dj - di) * c * s) <= dTolerance)) return false;
-    kernels->Rotate(merge.nSize, c, s, merge.Vector(i), merge.Vector(j));
+    kernels->Rotate(merge.Columns(), c, s, merge.Vector(i), merge.Vector(j));
     zi = 0.0;
     zj = r;
     const double dOut = di * c * c + dj * s * s;
@@ -144,29 +156,27 @@ void Deflate(Merge& merge) {
 /// Packs the remaining vectors by columns, so that the products skip what is zero, and puts the
 /// deflated ones aside. Kinds() becomes the place of each remaining vector by columns.
 void Pack(Merge& merge) {
-    const int n1 = merge.nOfFirst, n2 = merge.nSize - n1;
+    const int n1 = merge.ColumnsOfFirst(), n2 = merge.ColumnsOfSecond(), nColumns = n1 + n2;
     for (int m = 0; m < merge.nLeft; ++m) ++merge.nCounts[merge.Kinds()[merge.Rows()[m]]];
     int next[3] = {0, merge.nCounts[kOfFirst], merge.nCounts[kOfFirst] + merge.nCounts[kOfBoth]};
     int* vPlaces = merge.Origins();
     for (int m = 0; m < merge.nLeft; ++m) vPlaces[m] = next[merge.Kinds()[merge.Rows()[m]]]++;
-    ForEachTaskIf(merge.nSize >= kWorthThreads, (merge.nSize + kChunk - 1) / kChunk,
-                  [&](int nTask) {
-                      const int nEnd = std::min(merge.nSize, (nTask + 1) * kChunk);
-                      for (int m = nTask * kChunk; m < nEnd; ++m) {
-                          const double* x = merge.Vector(merge.Rows()[m]);
-                          if (m >= merge.nLeft) {
-                              std::copy_n(x, merge.nSize,
-                                          Row(merge.Deflated(), merge.nSize, m - merge.nLeft));
-                              continue;
-                          }
-                          const int nKind = merge.Kinds()[merge.Rows()[m]], nPlace = vPlaces[m];
-                          if (nKind != kOfSecond)
-                              std::copy_n(x, n1, Row(merge.Upper(), n1, nPlace));
-                          if (nKind != kOfFirst)
-                              std::copy_n(x + n1, n2,
-                                          Row(merge.Lower(), n2, nPlace - merge.nCounts[kOfFirst]));
-                      }
-                  });
+    ForEachTaskIf(
+        merge.nSize >= kWorthThreads, (merge.nSize + kChunk - 1) / kChunk, [&](int nTask) {
+            const int nEnd = std::min(merge.nSize, (nTask + 1) * kChunk);
+            for (int m = nTask * kChunk; m < nEnd; ++m) {
+                const double* x = merge.Vector(merge.Rows()[m]);
+                if (m >= merge.nLeft) {
+                    std::copy_n(x, nColumns, Row(merge.Deflated(), nColumns, m - merge.nLeft));
+                    continue;
+                }
+                const int nKind = merge.Kinds()[merge.Rows()[m]], nPlace = vPlaces[m];
+                if (nKind != kOfSecond) std::copy_n(x, n1, Row(merge.Upper(), n1, nPlace));
+                if (nKind != kOfFirst)
+                    std::copy_n(x + n1, n2,
+                                Row(merge.Lower(), n2, nPlace - merge.nCounts[kOfFirst]));
+            }
+        });
     for (int m = 0; m < merge.nSize; ++m) {
         const int i = merge.Rows()[m];
         if (m >= merge.nLeft) {
@@ -219,6 +229,14 @@ void FillWeights(const Merge& merge) {
     });
 }
 
+/// Of vector j of the whole its ends, from what it is made of.
+void MakeEnds(const Merge& merge, const double* s, int j) {
+    const int nSkipped = merge.nCounts[kOfFirst];
+    double* x = merge.Vector(j);
+    x[0] = Dot(nSkipped + merge.nCounts[kOfBoth], s, merge.Upper());
+    x[1] = Dot(merge.nLeft - nSkipped, s + nSkipped, merge.Lower());
+}
+
 /// Remaining vectors nBegin .. nEnd - 1 of the whole, in rows of the same numbers.
 void MakeVectors(const Merge& merge, int nBegin, int nEnd) {
     const int nLeft = merge.nLeft, n = merge.divide.n, n1 = merge.nOfFirst, n2 = merge.nSize - n1;
@@ -232,9 +250,13 @@ void MakeVectors(const Merge& merge, int nBegin, int nEnd) {
                                        merge.Poles()[merge.Origins()[j]], merge.Shifts()[j], s);
                 const double dFactor = 1.0 / std::sqrt(dSquare);
                 for (int i = 0; i < nLeft; ++i) s[i] *= dFactor;
-                std::fill_n(merge.Vector(j), merge.nSize, 0.0);
+                if (merge.AreEnds())
+                    MakeEnds(merge, s, j);
+                else
+                    std::fill_n(merge.Vector(j), merge.nSize, 0.0);
             }
         });
+    if (merge.AreEnds()) return;
     const int nUpper = merge.nCounts[kOfFirst] + merge.nCounts[kOfBoth];
     const int nSkipped = merge.nCounts[kOfFirst], nRows = nEnd - nBegin;
     const double* mS = Row(merge.Secular(), nLeft, nBegin);
@@ -268,8 +290,8 @@ void PlaceVectors(const Merge& merge, int nFirst, int nLast) {
     if (nBegin < nEnd) MakeVectors(merge, nBegin, nEnd);
     for (int i = nLast - 1; i >= nFirst; --i) {  // from the last on: nobody is trodden on
         const int j = merge.Sorted()[i];
-        const double* x = j >= 0 ? merge.Vector(j) : Row(merge.Deflated(), merge.nSize, -1 - j);
-        if (j != i) std::copy_n(x, merge.nSize, merge.Vector(i));
+        const double* x = j >= 0 ? merge.Vector(j) : Row(merge.Deflated(), merge.Columns(), -1 - j);
+        if (j != i) std::copy_n(x, merge.Columns(), merge.Vector(i));
     }
 }
 
@@ -281,7 +303,6 @@ void MergePair(const Divide& divide, int nFrom, int nMiddle, int nTo) {
     Deflate(merge);
     Pack(merge);
     FindRoots(merge);
-    FillWeights(merge);
     OrderValues(merge);
     int nFirst = 0, nEnd = merge.nSize;
     if (merge.nSize == divide.n) {
@@ -289,6 +310,8 @@ void MergePair(const Divide& divide, int nFrom, int nMiddle, int nTo) {
         nEnd = divide.nEnd;
         WidenRange(divide.n, divide.vValues, nFirst, nEnd);
     }
+    if (nFirst >= nEnd) return;
+    FillWeights(merge);
     PlaceVectors(merge, nFirst, nEnd);
 }
 

@@ -45,7 +45,7 @@ void QrStep(double* d, double* vSquares, int l, int m) {
 }
 
 /// One step on the rows l .. m, with the eigenvalue of the first 2 x 2 block as shift.
-void QlStep(int n, int l, int m, double* d, double* e, double* mVectors, int nStep) {
+void QlStep(int nColumns, int l, int m, double* d, double* e, double* mVectors, int nStep) {
     const double p = (d[l + 1] - d[l]) / (2.0 * e[l]), dRoot = std::sqrt(p * p + 1.0);
     double g = d[m] - d[l] + e[l] / (p + std::copysign(dRoot, p));
     double s = 1.0, c = 1.0, dMoved = 0.0;
@@ -61,7 +61,7 @@ void QlStep(int n, int l, int m, double* d, double* e, double* mVectors, int nSt
         dMoved = s * t;
         d[i + 1] = g + dMoved;
         g = c * t - b;
-        kernels->Rotate(n, c, s, Row(mVectors, nStep, i + 1), Row(mVectors, nStep, i));
+        kernels->Rotate(nColumns, c, s, Row(mVectors, nStep, i + 1), Row(mVectors, nStep, i));
     }
     if (i >= l) {
         d[i + 1] -= dMoved;
@@ -73,13 +73,13 @@ void QlStep(int n, int l, int m, double* d, double* e, double* mVectors, int nSt
 }
 
 /// Brings the vectors into the order of their values.
-void SortVectors(int n, double* d, double* mVectors, int nStep) {
+void SortVectors(int n, int nColumns, double* d, double* mVectors, int nStep) {
     for (int i = 0; i + 1 < n; ++i) {
         const int k = static_cast<int>(std::min_element(d + i, d + n) - d);
         if (k == i) continue;
         std::swap(d[i], d[k]);
         double* x = Row(mVectors, nStep, i);
-        std::swap_ranges(x, x + n, Row(mVectors, nStep, k));
+        std::swap_ranges(x, x + nColumns, Row(mVectors, nStep, k));
     }
 }
 
@@ -112,17 +112,18 @@ int TridiagonalEigenvalues(int n, double dNegligible, double* vValues, double* v
     return nSteps;
 }
 
-void TridiagonalVectors(int n, double* vValues, double* vOff, double* mVectors, int nStep) {
+void TridiagonalVectors(int n, int nColumns, double* vValues, double* vOff, double* mVectors,
+                        int nStep) {
     const double dNegligible = kEpsilon * TridiagonalNorm(n, vValues, vOff);
     for (int l = 0; l < n; ++l) {
         for (int nSteps = 0; nSteps < kMostSteps; ++nSteps) {
             int m = l;
             while (m + 1 < n && std::abs(vOff[m]) > dNegligible) ++m;
             if (m == l) break;
-            QlStep(n, l, m, vValues, vOff, mVectors, nStep);
+            QlStep(nColumns, l, m, vValues, vOff, mVectors, nStep);
         }
     }
-    SortVectors(n, vValues, mVectors, nStep);
+    SortVectors(n, nColumns, vValues, mVectors, nStep);
 }
 
 void WidenRange(int n, const double* vValues, int& nFirst, int& nEnd) {

@@ -21,9 +21,11 @@ constexpr int kMostSteps = 60;
 /// Eigenvalues and eigenvectors of a symmetric tridiagonal matrix of order n >= 1, ascending, by QL
 /// iteration with implicit shifts. A. Dubrulle, R. S. Martin, J. H. Wilkinson, Numer. Math. 12, 377
 /// (1968). vValues is the diagonal in and the eigenvalues out; vOff, as above, is destroyed. The
-/// rows of mVectors, n of n elements, nStep apart, are those of a unit matrix in and the
-/// eigenvectors out. At most kMostSteps steps are spent on one eigenvalue.
-void TridiagonalVectors(int n, double* vValues, double* vOff, double* mVectors, int nStep);
+/// rows of mVectors, n of nColumns elements, nStep apart, are those of a unit matrix in and the
+/// eigenvectors out, or some columns of either. At most kMostSteps steps are spent on one
+/// eigenvalue.
+void TridiagonalVectors(int n, int nColumns, double* vValues, double* vOff, double* mVectors,
+                        int nStep);
 
 /// Widens a range of n ascending values, unless it is empty, by those that equal its first or last
 /// one to the last digit.

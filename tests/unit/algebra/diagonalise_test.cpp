@@ -7,6 +7,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <numbers>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -221,6 +222,28 @@ TEST_F(Diagonaliser, IsAsGoodForSixHundredOrbitals) {
     }
 }
 
+TEST_F(Diagonaliser, FindsTheLevelsAloneOfEveryKind) {
+    for (const MatrixKind& kind : kKinds) {
+        for (const int n : {256, 301}) {
+            const TestMatrix a = kind.make(n);
+            TestMatrix copy = a, values(1, n);
+            Eigenvalues(n, copy.Data(), values.Data());
+            EXPECT_TRUE(std::is_sorted(values.v.begin(), values.v.end())) << kind.sName;
+            EXPECT_LE(LargestDifference(values, Solve(a).values), 2e-15 * n * RowNorm(a))
+                << kind.sName;
+            double dTrace = 0.0, dSum = 0.0, dSquare = 0.0, dSquares = 0.0;
+            for (int i = 0; i < n; ++i) {
+                dTrace += a(i, i);
+                dSum += values(0, i);
+                dSquare += values(0, i) * values(0, i);
+                for (int j = 0; j < n; ++j) dSquares += a(i, j) * a(i, j);
+            }
+            EXPECT_NEAR(dSum, dTrace, 1e-14 * n * RowNorm(a)) << kind.sName;
+            EXPECT_NEAR(dSquare, dSquares, 1e-14 * n * dSquares) << kind.sName;
+        }
+    }
+}
+
 TEST_F(Diagonaliser, FindsTheEigenvaluesThatTheMatrixWasMadeOf) {
     std::vector<double> values;
     for (int i = 0; i < 80; ++i) values.push_back(std::pow(1.1, i - 40) * (i % 2 ? -1.0 : 1.0));
@@ -231,6 +254,16 @@ TEST_F(Diagonaliser, FindsTheEigenvaluesThatTheMatrixWasMadeOf) {
     for (int i = 0; i < 80; ++i) {
         EXPECT_NEAR(s.values(0, i), values[static_cast<std::size_t>(i)], 5e-13);
         EXPECT_NEAR(alone(0, i), values[static_cast<std::size_t>(i)], 5e-13);
+    }
+}
+
+TEST_F(Diagonaliser, FindsTheLevelsOfAChainAlone) {
+    for (const int n : {33, 64, 256, 257, 600}) {
+        TestMatrix a(n, n), values(1, n);
+        for (int i = 1; i < n; ++i) a(i, i - 1) = i % 3 ? -1.0 : 1.0;  // signs change no level
+        Eigenvalues(n, a.Data(), values.Data());
+        for (int k = 0; k < n; ++k)  // 2 cos(pi j / (n + 1)), ascending
+            EXPECT_NEAR(values(0, k), 2.0 * std::cos(std::numbers::pi * (n - k) / (n + 1)), 1e-13);
     }
 }
 
@@ -262,13 +295,20 @@ TEST_F(Diagonaliser, GivesTheSameBitsOnAnyNumberOfThreads) {
     const int n = 700;  // the reduction shares its products from some 500 on
     TestMatrix a = RandomSymmetric(n, 21);
     for (int i = 0; i < n; ++i) a(i, i) += i % 40;
+    const auto LevelsAlone = [&] {
+        TestMatrix copy = a, values(1, n);
+        Eigenvalues(n, copy.Data(), values.Data());
+        return values.v;
+    };
     SetThreads(1);
     const Solution one = Solve(a);
+    const std::vector<double> levels = LevelsAlone();
     for (const int nThreads : {2, 5}) {
         SetThreads(nThreads);
         const Solution several = Solve(a);
         EXPECT_EQ(one.values.v, several.values.v) << nThreads;
         EXPECT_EQ(one.vectors.v, several.vectors.v) << nThreads;
+        EXPECT_EQ(levels, LevelsAlone()) << nThreads;
     }
     SetThreads(0);
     const auto [dOverlap, dResidual] = Errors(a, one);
@@ -343,6 +383,16 @@ TEST_F(Diagonaliser, ReturnsWhateverTheBitsAre) {
         double a[49], v[49], e[7];
         for (int i = 0; i < n * n; ++i) a[i] = kSpecial[randoms.Bits() % 8];
         Diagonalise(n, a, v, e);
+    }
+    for (int nTry = 0; nTry < 400; ++nTry) {  // large enough to be divided
+        const int n = nTry < 360 ? 33 + nTry % 9 : 256 + nTry % 9;
+        TestMatrix m(n, n), vectors(n, n), values(1, n);
+        for (int i = 0; i < n * n; ++i)
+            if (nTry % 4 == 0 || randoms.Bits() % 400 == 0)
+                m.v[static_cast<std::size_t>(i)] = kSpecial[randoms.Bits() % 8];
+        TestMatrix copy = m;
+        Diagonalise(n, m.Data(), vectors.Data(), values.Data());
+        Eigenvalues(n, copy.Data(), values.Data());
     }
     SUCCEED();
 }
