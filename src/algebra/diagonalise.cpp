@@ -384,7 +384,7 @@ void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVecto
 /// The scratch that the calculation has, taken anew where it is too short.
 Place OwnPlace(int n, Way way) {
     const std::size_t nWork = n > 1 ? WorkSize(n, way) : 0, nIndices = EigenIndices(n);
-    if (algebra.vEigenWork.Size() < nWork) algebra.vEigenWork.Take(nWork, kWork);
+    if (algebra.vEigenWork.Size() < nWork) algebra.vEigenWork.TakeUnset(nWork, kWork);
     if (algebra.vEigenIndex.Size() < nIndices) algebra.vEigenIndex.Take(nIndices, kWork);
     return {{algebra.vEigenWork.Data(), algebra.vEigenIndex.Data()}, true};
 }

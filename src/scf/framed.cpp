@@ -128,7 +128,7 @@ void StartSearch(Electrons& electrons, FramedSearch& search) {
     }
     search.vTurns.Take(search.nTurns, kWork);  // zeroed
     for (Array<double>* m : {&search.mTurns, &search.mErrors})
-        m->Take(static_cast<std::size_t>(kFramePoints), search.nTurns, kWork);
+        m->TakeUnset(static_cast<std::size_t>(kFramePoints), search.nTurns, kWork);
 }
 
 double RememberPoint(Electrons& electrons, FramedSearch& search) {

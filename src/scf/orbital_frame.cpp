@@ -61,7 +61,7 @@ void TakeFrame(const Shells& shells, const double* mVectors, const double* vLeve
     frame.nFirstSmall = nFull > frame.nSmall ? nFull : 0;
     frame.nFirstLarge = nFull > frame.nSmall ? 0 : nFull;
     const auto nRows = static_cast<std::size_t>(n);
-    if (frame.mOrbitals.Size() != nRows * nRows) frame.mOrbitals.Take(nRows, nRows, kWork);
+    if (frame.mOrbitals.Size() != nRows * nRows) frame.mOrbitals.TakeUnset(nRows, nRows, kWork);
     if (frame.vLevel.Size() != nRows) frame.vLevel.Take(nRows, kWork);
     CopyRows(n, n, mVectors, frame.mOrbitals.Data());
     std::copy_n(vLevel, nRows, frame.vLevel.Data());

@@ -114,7 +114,7 @@ struct Benches {
         const auto nLargest = static_cast<std::size_t>(LargestOf(parts));
         nCount = std::min(Threads(), parts.nParts);
         nStep = nWork + (nLargest * nLargest + kPad - 1) / kPad * kPad;
-        vDoubles.Take(static_cast<std::size_t>(nCount), nStep, kWork);
+        vDoubles.TakeUnset(static_cast<std::size_t>(nCount), nStep, kWork);
         vInts.Take(static_cast<std::size_t>(nCount), nIndices, kWork);
     }
     EigenScratch Scratch(int i) {
@@ -160,7 +160,7 @@ Levels SolveParts(int n, const Parts& parts, const double* mFock) {
     Levels levels;
     levels.vEnergy.Take(nLevels, kWork);
     levels.vOwn.Take(nLevels, kWork);
-    levels.mVectors.Take(nElements, kWork);
+    levels.mVectors.TakeUnset(nElements, kWork);
     Benches benches(parts);
     ForPartsInTasks(parts, benches.nCount,
                     [&](int nBench, int nPart, int, std::size_t nLevel, std::size_t nElement) {
@@ -206,7 +206,7 @@ void PatchDensity(int n, const Parts& parts, const double* mFock, double nElectr
                   double dSmear, double* vElectrons, double* mDensity) {
     const auto nLargest = static_cast<std::size_t>(LargestOf(parts));
     Array<double> mPart;
-    mPart.Take(nLargest, nLargest, kWork);
+    mPart.TakeUnset(nLargest, nLargest, kWork);
     Levels levels = SolveParts(n, parts, mFock);
     double *vEnergy = levels.vEnergy.Data(), *vOwn = levels.vOwn.Data();
     const double dCommon = FermiLevel(levels.vEnergy.Size(), vEnergy, vOwn, nElectrons, dSmear);
