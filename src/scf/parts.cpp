@@ -7,6 +7,7 @@
 #include "integrals/atom_list.h"
 #include "job/state.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "scf/state.h"
 #include "setup/state.h"
 
@@ -25,12 +26,14 @@ double Coupling(const ListedAtom& a, const ListedAtom& b) {
 
 /// Couplings of all pairs of atoms, by position; none of dummies and of an atom with itself.
 void FillCouplings(int nAtoms, Array<double>& mCoupling) {
-    for (int i = 0; i < nAtoms; ++i) {
-        const ListedAtom a = AtomAt(i);
-        for (int j = 0; j < i; ++j)
-            Row(mCoupling.Data(), nAtoms, i)[j] = Row(mCoupling.Data(), nAtoms, j)[i] =
-                a.IsDummy() || AtomAt(j).IsDummy() ? 0.0 : Coupling(a, AtomAt(j));
-    }
+    ForEachStrip(nAtoms, [&](int, int nFirst, int nEnd) {
+        for (int i = nFirst; i < nEnd; ++i) {
+            const ListedAtom a = AtomAt(i);
+            for (int j = 0; j < i; ++j)
+                Row(mCoupling.Data(), nAtoms, i)[j] = Row(mCoupling.Data(), nAtoms, j)[i] =
+                    a.IsDummy() || AtomAt(j).IsDummy() ? 0.0 : Coupling(a, AtomAt(j));
+        }
+    });
 }
 
 /// The atom whose group an atom belongs to.

@@ -8,6 +8,7 @@
 #include "gradient/state.h"
 #include "integrals/state.h"
 #include "job/state.h"
+#include "numeric/strips.h"
 #include "properties/state.h"
 #include "scf/state.h"
 #include "session/state.h"
@@ -93,18 +94,24 @@ void TakeWork() {
     scf.pWork.TakeUnset(nPairs, 2, kSetUp);
 }
 
+/// A matrix of zeros, which all threads write.
+void TakeCleared(std::size_t nRows, std::size_t nColumns, Array<double>& m) {
+    m.TakeUnset(nRows, nColumns, kSetUp);
+    ClearRows(static_cast<int>(nRows), static_cast<int>(nColumns), m.Data());
+}
+
 /// Arrays that exist whatever N is.
 void TakeVectorsAndFock() {
     const std::size_t n = Size(setup.nOrbitals), nEven = Size(setup.nEvenColumns);
     scf.mFockA.TakeUnset(nEven, n, kSetUp);
-    scf.mVectorsA.Take(nEven, n, kSetUp);
+    TakeCleared(nEven, n, scf.mVectorsA);
     scf.mSquareWork.TakeUnset(nEven, n, kSetUp);
     for (Array<double>* v : {&scf.vEnergyA, &scf.vLevelA, &scf.vWeightsA, &scf.vOrbitalScratch})
         v->Take(n, kSetUp);
     algebra.vEigenWork.Take(kEigenWorkVectors, n, kSetUp);
     if (!IsUnrestricted()) return;
     scf.mFockB.TakeUnset(nEven, n, kSetUp);
-    scf.mVectorsB.Take(nEven, n, kSetUp);
+    TakeCleared(nEven, n, scf.mVectorsB);
     scf.vEnergyB.Take(n, kSetUp);
     scf.vLevelB.Take(n, kSetUp);
     scf.vWeightsB.Take(n, kSetUp);
@@ -113,11 +120,11 @@ void TakeVectorsAndFock() {
 /// Densities. The beta density also serves as the spin density of a configuration interaction.
 void TakeDensities() {
     const std::size_t n = Size(setup.nOrbitals);
-    for (Array<double>* m : {&scf.mDensityA, &scf.mDensityT}) m->Take(n, n, kSetUp);
+    for (Array<double>* m : {&scf.mDensityA, &scf.mDensityT}) TakeCleared(n, n, *m);
     for (Array<double>* m : {&scf.mCore, &scf.mDensityPrevA}) m->TakeUnset(n, n, kSetUp);
     scf.vDiagOlderA.Take(n, kSetUp);
     scf.vDiagWork.Take(n, kSetUp);
-    if (IsUnrestricted() || options.nCiKind != 0) scf.mDensityB.Take(n, n, kSetUp);
+    if (IsUnrestricted() || options.nCiKind != 0) TakeCleared(n, n, scf.mDensityB);
     if (!IsUnrestricted()) return;
     scf.mDensityPrevB.TakeUnset(n, n, kSetUp);
     scf.vDiagOlderB.Take(n, kSetUp);
