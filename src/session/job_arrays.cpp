@@ -133,11 +133,11 @@ void TakeDensities() {
 void TakeDiis() {
     if (!options.fDiis) return;
     const std::size_t n = Size(setup.nOrbitals), nSquare = Product(n, n);
-    scf.mDiisErrorA.Take(kDiisSlots, nSquare, kSetUp);
-    scf.mDiisFockA.Take(kDiisSlots, nSquare, kSetUp);
+    scf.mDiisErrorA.TakeUnset(kDiisSlots, nSquare, kSetUp);
+    scf.mDiisFockA.TakeUnset(kDiisSlots, nSquare, kSetUp);
     if (!IsUnrestricted()) return;
-    scf.mDiisErrorB.Take(kDiisSlots, nSquare, kSetUp);
-    scf.mDiisFockB.Take(kDiisSlots, nSquare, kSetUp);
+    scf.mDiisErrorB.TakeUnset(kDiisSlots, nSquare, kSetUp);
+    scf.mDiisFockB.TakeUnset(kDiisSlots, nSquare, kSetUp);
 }
 
 /// Three components for each atom of the selection; extended Hueckel has no gradient.
