@@ -218,16 +218,16 @@ void TransformBack(const Reduction& reduction, int c, int nEnd, int nVectors, do
 
     const double* pY = Row(reduction.mMatrix, nStep, c) + c + 1;
     const Factor y = Plain(pY, nStep), yt = Transposed(pY, nStep);
-    std::fill(vWork, Row(mZys, nReflectors, nVectors), 0.0);
+    std::fill(mS, mZy, 0.0);
     Product gram{nReflectors, nLength, nReflectors, y, yt, mG, nReflectors};
     gram.triangle = Triangle::kUpper;
-    AddProduct(gram);
+    MakeProduct(gram);
     MakeTriangle(nReflectors, reduction.vScale + c, mG, mS);
 
     double* pZ = mVectors + c + 1;
-    AddProduct({nVectors, nLength, nReflectors, Plain(pZ, n), yt, mZy, nReflectors});
-    AddProduct({nVectors, nReflectors, nReflectors, Plain(mZy, nReflectors),
-                Transposed(mS, nReflectors), mZys, nReflectors});
+    MakeProduct({nVectors, nLength, nReflectors, Plain(pZ, n), yt, mZy, nReflectors});
+    MakeProduct({nVectors, nReflectors, nReflectors, Plain(mZy, nReflectors),
+                 Transposed(mS, nReflectors), mZys, nReflectors});
     AddProduct({nVectors, nReflectors, nLength, Plain(mZys, nReflectors), y, pZ, n, -1.0});
 }
 

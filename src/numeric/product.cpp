@@ -37,9 +37,13 @@ Product PartOf(const Product& product, int nRow, int nRowEnd, int nColumn, int n
 enum class To { kPresent, kCleared };
 
 void AddPart(const Product& part, To to) {
-    if (to == To::kCleared)
-        for (int i = 0; i < part.nRows; ++i)
-            std::fill_n(Row(part.pC, part.nStepC, i), part.nColumns, 0.0);
+    for (int i = 0; to == To::kCleared && i < part.nRows; ++i) {
+        const int nFrom = part.triangle == Triangle::kUpper ? std::min(i, part.nColumns) : 0;
+        const int nTo =
+            part.triangle == Triangle::kLower ? std::min(i + 1, part.nColumns) : part.nColumns;
+        double* row = Row(part.pC, part.nStepC, i);
+        std::fill(row + nFrom, row + nTo, 0.0);
+    }
     kernels->AddProduct(part);
 }
 
@@ -49,11 +53,11 @@ void AddRowsOf(const Product& product, int nRow, int nRowEnd, To to) {
     if (product.triangle == Triangle::kWhole)
         return AddPart(PartOf(product, nRow, nRowEnd, 0, nColumns), to);
     const int nFrom = std::min(nRow, nColumns), nTo = std::min(nRowEnd, nColumns);
-    kernels->AddProduct(PartOf(product, nRow, nRowEnd, nFrom, nTo));
+    AddPart(PartOf(product, nRow, nRowEnd, nFrom, nTo), to);
     const bool fLower = product.triangle == Triangle::kLower;
     Product rest = PartOf(product, nRow, nRowEnd, fLower ? 0 : nTo, fLower ? nFrom : nColumns);
     rest.triangle = Triangle::kWhole;
-    kernels->AddProduct(rest);
+    AddPart(rest, to);
 }
 
 /// How work is shared out to tasks, as many of them to each thread where there is enough of it.
@@ -121,6 +125,10 @@ void AddTo(To to, const Product& product) {
 
 void AddProduct(const Product& product) {
     AddTo(To::kPresent, product);
+}
+
+void MakeProduct(const Product& product) {
+    AddTo(To::kCleared, product);
 }
 
 void Multiply(int nRows, int nInner, int nColumns, const double* mA, const double* mB, double* mC) {

@@ -49,6 +49,9 @@ inline int InnerStrip(int n) {
 /// number nor on addresses: equal input, equal bits.
 void AddProduct(const Product& product);
 
+/// The same in place of what C held: of a triangle, the other elements stay as they are.
+void MakeProduct(const Product& product);
+
 /// C = A B. mA is nRows x nInner, mB nInner x nColumns, mC nRows x nColumns and neither of the two.
 void Multiply(int nRows, int nInner, int nColumns, const double* mA, const double* mB, double* mC);
 

@@ -16,10 +16,9 @@ constexpr double kLargestSquare = 0.05;  ///< Y Y^T, a norm
 
 /// The upper triangle of A A^T. mA is nRows x nInner.
 void Square(int nRows, int nInner, const double* mA, double* mC) {
-    std::fill(mC, Row(mC, nRows, nRows), 0.0);
     Product product{nRows, nInner, nRows, Plain(mA, nInner), Transposed(mA, nInner), mC, nRows};
     product.triangle = Triangle::kUpper;
-    AddProduct(product);
+    MakeProduct(product);
 }
 
 /// In four chains of sums, none of which waits for another.

@@ -8,6 +8,7 @@
 #include "job/state.h"
 #include "link/memory.h"
 #include "numeric/row.h"
+#include "numeric/strips.h"
 #include "scf/rotations.h"
 #include "scf/state.h"
 #include "setup/state.h"
@@ -51,7 +52,7 @@ void GuessPopulations(Electrons& electrons, bool fApart) {
         const Shells& shells = electrons.vShells[k];
         const double dHeld = shells.nFull + shells.nOpen * shells.dOpen;
         Array<double>& m = electrons.pSets[k]->mDensity;
-        std::fill(m.begin(), m.end(), 0.0);
+        ClearRows(n, n, m.Data());
         double dSum = 0.0;
         for (int i = 0; i < n; ++i) {
             const bool fMore = (i + k) % 2 == 0;

@@ -15,6 +15,10 @@ double Rounding(int n) {
     return 4e-16 * (n + 1);
 }
 
+bool IsInside(Triangle triangle, int i, int j) {
+    return triangle == Triangle::kWhole || (triangle == Triangle::kLower ? j <= i : j >= i);
+}
+
 class Products : public testing::TestWithParam<std::tuple<int, int, int>> {
   protected:
     int nRows = std::get<0>(GetParam());
@@ -52,9 +56,27 @@ TEST_P(Products, AddToATriangleAndLeaveTheRest) {
         const TestMatrix wanted = NaiveProduct(a, b);
         for (int i = 0; i < nRows; ++i)
             for (int j = 0; j < nColumns; ++j) {
-                const bool fInside = triangle == Triangle::kLower ? j <= i : j >= i;
+                const bool fInside = IsInside(triangle, i, j);
                 const double x = fInside ? 7.0 - 2.0 * wanted(i, j) : 7.0;
                 ASSERT_NEAR(sum(i, j), x, fInside ? 4 * Rounding(nInner) : 0.0) << i << " " << j;
+            }
+    }
+}
+
+TEST_P(Products, AreMadeInPlaceOfWhatATriangleHeld) {
+    for (const Triangle triangle : {Triangle::kWhole, Triangle::kLower, Triangle::kUpper}) {
+        Product product{
+            nRows,    nInner,  nColumns, Plain(a.Data(), nInner), Plain(b.Data(), nColumns),
+            c.Data(), nColumns};
+        product.triangle = triangle;
+        std::fill(c.v.begin(), c.v.end(), 7.0);
+        MakeProduct(product);
+        const TestMatrix wanted = NaiveProduct(a, b);
+        for (int i = 0; i < nRows; ++i)
+            for (int j = 0; j < nColumns; ++j) {
+                const bool fInside = IsInside(triangle, i, j);
+                ASSERT_NEAR(c(i, j), fInside ? wanted(i, j) : 7.0,
+                            fInside ? Rounding(nInner) : 0.0);
             }
     }
 }
@@ -112,13 +134,17 @@ TEST_P(SharedProduct, DoesNotDependOnTheNumberOfThreads) {
             AddProduct(product);
             if (nThreads == 1) alone = sum;
             ASSERT_EQ(sum.v, alone.v) << nThreads;
+            TestMatrix made(nRows, nColumns, 7.0);
+            product.pC = made.Data();
+            MakeProduct(product);
+            for (int i = 0; i < nRows; ++i)
+                for (int j = 0; j < nColumns; ++j)
+                    ASSERT_EQ(made(i, j), IsInside(triangle, i, j) ? alone(i, j) : 7.0);
         }
         for (int i = 0; i < nRows; ++i)
-            for (int j = 0; j < nColumns; ++j) {
-                const bool fOutside = (triangle == Triangle::kLower && j > i) ||
-                                      (triangle == Triangle::kUpper && j < i);
-                ASSERT_NEAR(alone(i, j), fOutside ? 0.0 : wanted(i, j), Rounding(nInner));
-            }
+            for (int j = 0; j < nColumns; ++j)
+                ASSERT_NEAR(alone(i, j), IsInside(triangle, i, j) ? wanted(i, j) : 0.0,
+                            Rounding(nInner));
     }
 }
 
