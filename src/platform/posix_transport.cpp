@@ -249,9 +249,9 @@ int PollDescriptors(pollfd* pDescriptors, std::size_t nCount, int nMilliseconds)
     return n;
 }
 
-/// The same for the sockets of the link; true when one is ready.
+/// The same for the sockets of the link; true when one is ready. Sends nothing first: where that
+/// made room for a packet that is held back, nobody would hand it over before the next frame comes.
 bool PollSockets(int nMilliseconds) {
-    FlushOrClose();
     std::array<pollfd, 2> sockets = Sockets();
     if (PollDescriptors(sockets.data(), sockets.size(), nMilliseconds) <= 0) return link.fQuit;
     ServeSockets(sockets.data());
@@ -309,6 +309,7 @@ void SessionEnded() {
 bool HandleOneMessage() {
     if (DispatchPosted() || HandleOneFrame()) return true;
     if (HasOutput() && Now() - transport.nFlushed < kFlushPeriod) return false;
+    FlushOrClose();
     if (!PollSockets(0)) return false;
     HandleOneFrame();
     return true;
