@@ -8,10 +8,12 @@ from scipy.integrate import solve_ivp
 from scipy.optimize import brentq
 from scipy.spatial.transform import Rotation
 
+import orbitrax
+from orbitrax.cli.reactions.barrier import _free
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.molecule import Molecule
-from orbitrax.reactions.barrier import eyring
+from orbitrax.reactions.barrier import Barrier, eyring, free_energy
 from orbitrax.reactions.downhill import Point, bofill, descend, page_mciver
 from orbitrax.reactions.guess import between, images_between
 from orbitrax.reactions.pairs import (check_pair, distance, matrix_difference, reordered,
@@ -142,3 +144,30 @@ def test_a_rate_without_a_barrier_is_that_of_the_equation():
     assert abs(eyring(0.0, 298.15) / 6.2124e12 - 1) < 1e-4
     ratio = eyring(10.0, 300.0) / eyring(11.0, 300.0)
     assert abs(ratio / np.exp(1 / (1.987204e-3 * 300)) - 1) < 1e-6
+
+
+def ammonia(height):
+    """The stationary point next to ammonia whose nitrogen is so high above the hydrogens."""
+    turns = 2 * np.pi / 3 * np.arange(3)
+    places = [[0, 0, height], *zip(np.cos(turns), np.sin(turns), 0 * turns)]
+    return orbitrax.run((["N", "H", "H", "H"], places), "am1", "vibrations", optimize=True)
+
+
+def test_a_side_that_is_no_minimum_has_no_free_energy():
+    """Planar ammonia is the saddle point between two pyramids: as a molecule it would lack the
+    entropy of a mode, as a saddle point it has all that it should have."""
+    planar, pyramid = ammonia(0.0), ammonia(0.3)
+    value, reason = free_energy(planar, 298.15, 101325.0)
+    assert value is None and "imaginary frequencies (829." in reason and "no minimum" in reason
+    (top, why), (bottom, none) = (free_energy(one, 298.15, 101325.0, most)
+                                  for one, most in ((planar, 1), (pyramid, 0)))
+    assert why == none == "" and 3.0 < top - bottom < planar.total_energy - pyramid.total_energy
+    planar.modes = None
+    assert free_energy(planar, 298.15, 101325.0) == (None, "no vibrations were computed")
+
+
+def test_the_command_says_of_which_side_there_is_no_free_energy():
+    flat, pyramid = ammonia(0.0), ammonia(0.3)
+    values, reason = _free(Barrier(pyramid, flat), 298.15)
+    assert values[0] is not None and values[1:] == [None, None]
+    assert reason.startswith("product: imaginary frequencies (829.") and ";" not in reason

@@ -198,14 +198,22 @@ def _add_modes(surface: EnergySurface, end: Result, molecule: Molecule) -> None:
     end.modes, end.point_group = found.modes, found.point_group
 
 
-def free_energy(result: Result, temperature: float, pressure: float) -> float | None:
-    """Of the ideal gas, kcal/mol; None where there is none."""
+def free_energy(result: Result, temperature: float, pressure: float,
+                imaginary: int = 0) -> tuple[float | None, str]:
+    """Of the ideal gas, kcal/mol, or None and why there is none. imaginary: how many imaginary
+    frequencies belong to it, 1 of a saddle point; more are of no gas, as each would lack the
+    entropy of its mode."""
     from orbitrax.vibrations.gas import GasOfResult
 
-    if result.modes is None:
-        return None
+    modes = result.modes
+    if modes is None:
+        return None, "no vibrations were computed"
+    if modes.imaginary > imaginary:
+        shown = ", ".join(f"{-nu:.1f}i" for nu in modes.frequencies[:modes.imaginary])
+        return None, (f"imaginary frequencies ({shown} 1/cm): "
+                      f"no {'saddle point of a reaction' if imaginary else 'minimum'}")
     about = GasOfResult(result, temperature, pressure)
-    return about.on_total(about.gas and about.gas.free_energy)
+    return about.on_total(about.gas and about.gas.free_energy), about.reason or ""
 
 
 def eyring(barrier: float, temperature: float) -> float:

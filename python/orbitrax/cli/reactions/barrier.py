@@ -16,6 +16,7 @@ EXAMPLES = (
     "orbitrax barrier examples/hcn.xyz examples/hnc.xyz -m pm3 --temperature 500 --json",
 )
 _ATMOSPHERE = 101325.0  # Pa
+_PLACES = ("reactant", "saddle point", "product")
 
 
 def add_arguments(parser: Any) -> None:
@@ -88,12 +89,19 @@ def _differences(found: Any) -> tuple[float | None, float]:
     return barrier, found.product.total_energy - first
 
 
-def _free(found: Any, temperature: float) -> list[float | None]:
-    """Free energies of reactant, saddle point and product."""
+def _free(found: Any, temperature: float) -> tuple[list[float | None], str]:
+    """Free energies of reactant, saddle point and product, and why one is missing."""
     from orbitrax.reactions.barrier import free_energy
 
-    return [None if one is None else free_energy(one, temperature, _ATMOSPHERE)
-            for one in (found.reactant, found.saddle, found.product)]
+    values: list[float | None] = []
+    reasons = []
+    for name, one in zip(_PLACES, (found.reactant, found.saddle, found.product)):
+        value, reason = (None, "") if one is None else free_energy(
+            one, temperature, _ATMOSPHERE, imaginary=int(one is found.saddle))
+        values.append(value)
+        if reason:
+            reasons.append(f"{name}: {reason}")
+    return values, "; ".join(reasons)
 
 
 def _document(found: Any, arguments: Any) -> dict[str, Any]:
@@ -101,7 +109,7 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
     from orbitrax.reactions.barrier import eyring
 
     barrier, reaction = _differences(found)
-    free = _free(found, arguments.temperature)
+    free, reason = _free(found, arguments.temperature)
     height = None if free[0] is None or free[1] is None else free[1] - free[0]
     return {
         "schema": "orbitrax-barrier-1", "method": arguments.method,
@@ -109,6 +117,7 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
         "connects": found.connects, "ends": list(found.ends), "attempts": found.attempts,
         "barrier": barrier, "reaction_energy": reaction, "temperature_k": arguments.temperature,
         "free_energies": dict(zip(("reactant", "saddle_point", "product"), free)),
+        "free_energies_reason": reason or None,
         "free_energy_barrier": height,
         "rate_per_s": None if height is None else eyring(height, arguments.temperature),
         "heats_of_formation": [None if one is None else one.heat_of_formation
@@ -136,12 +145,16 @@ def _lines(found: Any, arguments: Any) -> list[str]:
               line("Stationary point", f"  {said(found.saddle.modes)}"),
               line("Found by", f"  {found.way}"),
               line("The path joins", f"  {found.ends[0]} and {found.ends[1]}")]
-    free = _free(found, arguments.temperature)
-    if free[0] is not None and free[1] is not None:
-        height = free[1] - free[0]
+    free, reason = _free(found, arguments.temperature)
+    height = None if free[0] is None or free[1] is None else free[1] - free[0]
+    reaction_free = None if free[0] is None or free[2] is None else free[2] - free[0]
+    if height is not None:
         lines.append(line("Free energy barrier", f"{height:18.4f} kcal/mol at "
                                                  f"{arguments.temperature:g} K"))
-        if free[2] is not None:
-            lines.append(line("Free reaction energy", f"{free[2] - free[0]:18.4f} kcal/mol"))
+    if reaction_free is not None:
+        lines.append(line("Free reaction energy", f"{reaction_free:18.4f} kcal/mol"))
+    if height is not None:
         lines.append(line("Rate (Eyring)", f"{eyring(height, arguments.temperature):18.4e} 1/s"))
+    if not arguments.no_free_energies and reason:
+        lines.append(line("No free energy", f"  {reason}"))
     return lines
