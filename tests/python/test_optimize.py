@@ -15,7 +15,9 @@ from support import ROOT
 
 from orbitrax import Backend, Job, Optimize, read_molecule
 from orbitrax.cli.outputs.structure import last_structure, write_frame
+from orbitrax.errors import NotConverged
 from orbitrax.link import events
+from orbitrax.results.result import Result
 from orbitrax.tasks.optimize import OPTIMISERS
 
 pytestmark = pytest.mark.timeout(120)
@@ -83,6 +85,23 @@ def test_an_unfinished_search_keeps_everything_and_exits_with_1(tmp_path):
     assert found["cycles"] == 2 and found["total_energy"] is not None
     assert "did not converge within 2 cycles" in found["errors"][0]
     assert len(ase.io.read(path, ":")) == 3 and len(ase.io.read(final)) == 9
+
+
+@pytest.mark.parametrize("cycles, points, told", [
+    (40, 60, "did not converge within 40 cycles (RMS gradient 2.00000 kcal/(mol Angstrom), limit "
+             "0.1); try a higher --cycles or --limit, or"),
+    (12, 121, "did not converge within 12 cycles"),
+    (5, 9, "found no way on after 5 cycles, and has not converged (RMS gradient 2.00000 "
+           "kcal/(mol Angstrom), limit 0.1); try another start, or another --optimizer"),
+])
+def test_more_cycles_are_advised_only_where_they_were_used_up(cycles, points, told):
+    run = Optimize(cycles=40).start(read_molecule(ROOT / ETHANOL), "am1")
+    found = Result("optimize", "AM1", 0, 1, "RHF", [], [])
+    found.cycles, found.energy_points, found.rms_gradient, found.converged = (
+        cycles, points, 2.0, False)
+    with pytest.raises(NotConverged) as error:
+        run.judge(found)
+    assert f"the search {told}" in error.value.typed
 
 
 def test_the_report_period_thins_the_report_points():

@@ -60,11 +60,16 @@ class Search(Run):
         if result.converged or self.job.settings.allow_unconverged:
             judge_way(self.job, result)
             return
-        text = f"the search did not converge within {result.cycles} cycles"
+        early = ((result.cycles or 0) < self.task.cycles
+                 and (result.energy_points or 0) <= 3 * self.task.cycles)
+        text = (f"the search found no way on after {counted(result.cycles, 'cycle')}, and has not "
+                "converged" if early else
+                f"the search did not converge within {result.cycles} cycles")
         if result.rms_gradient is not None:
             text += (f" (RMS gradient {result.rms_gradient:.5f} kcal/(mol Angstrom), limit "
                      f"{self.task.limit:g})")
-        raise NotConverged(f"{text}; try a higher --cycles or --limit, or another --optimizer")
+        advice = "another start" if early else "a higher --cycles or --limit"
+        raise NotConverged(f"{text}; try {advice}, or another --optimizer")
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
         """Judges the state at the end. Raises NotConverged for an excited one."""
