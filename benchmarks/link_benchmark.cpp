@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmarks/molecule_files.h"
 #include "link/conversation.h"
 #include "link/packets.h"
 #include "setup/state.h"
@@ -250,15 +251,12 @@ int ServeAhead(Answers& answers, const std::string& sAhead, int nRequests) {
     return nPackets;
 }
 
-/// Single points a second, one after the other, each molecule with its own places.
-void MeasureMolecule(const char* sProgram, const char* sName, const std::vector<Place>& places) {
-    Peer peer(sProgram);
-    peer.Connect();
-    const int nPackets = ServeSession(peer, ScriptOfMolecule(places, true));
-    const int nRequests = nPackets + 2, nKinds = 50;
+/// The packets of molecules and what starts their sessions, of nCount jobs that take the molecules
+/// in turn, each with its own places.
+std::vector<std::string> FramesOf(const std::vector<std::vector<Place>>& molecules, int nCount) {
     std::vector<std::string> frames;
-    for (int i = 0; i < nKinds; ++i) {
-        std::vector<Place> moved = places;
+    for (int i = 0; i < nCount; ++i) {
+        std::vector<Place> moved = molecules[static_cast<std::size_t>(i) % molecules.size()];
         for (Place& p : moved) p.x += 1e-3 * std::sin(7.0 * p.y + i);
         std::string sPackets(kItemNameAhead, sizeof kItemNameAhead);
         for (const std::string& sPayload : ScriptOfMolecule(moved, false))
@@ -266,21 +264,69 @@ void MeasureMolecule(const char* sProgram, const char* sName, const std::vector<
         frames.push_back(Peer::Frame(kTransactionPoke, sPackets) +
                          Peer::Frame(kTransactionExecute, std::string("[reset]\0", 8)));
     }
-    Answers answers{peer};
-    double dBest = 0.0, dBackend = 0.0;
-    for (int nRun = 0; nRun < 10; ++nRun) {
-        const int nJobs = 400;
+    return frames;
+}
+
+constexpr int kKinds = 50, kJobsOfRun = 400;
+
+/// Best of ten runs of kJobsOfRun molecules: how many a second, and the processor time of the
+/// backend for one, ms.
+template <class Run>
+void PrintBest(const Peer& peer, const char* sName, const char* sHow, Run run) {
+    double dRate = 0.0, dBackend = HUGE_VAL;
+    for (int i = 0; i < 10; ++i) {
         const double dBefore = peer.ProcessorSeconds();
         const auto start = Clock::now();
-        for (int i = 0; i < nJobs; ++i)
-            ServeAhead(answers, frames[static_cast<std::size_t>(i % nKinds)], nRequests);
-        const double dRate = nJobs / SecondsSince(start);
-        if (dRate < dBest) continue;
-        dBest = dRate;
-        dBackend = 1e3 * (peer.ProcessorSeconds() - dBefore) / nJobs;
+        run();
+        dRate = std::max(dRate, kJobsOfRun / SecondsSince(start));
+        dBackend = std::min(dBackend, 1e3 * (peer.ProcessorSeconds() - dBefore) / kJobsOfRun);
     }
-    std::printf("%-9s %2zu atoms, %2d packets  %10.0f 1/s  (aim 10000; backend %.3f ms)\n", sName,
-                places.size(), nPackets, dBest, dBackend);
+    std::printf("%-9s %-20s %10.0f 1/s  (aim 10000; backend %.3f ms)\n", sName, sHow, dRate,
+                dBackend);
+}
+
+/// One by one: each is asked for when the one before has come.
+void MeasureOneByOne(const Peer& peer, Answers& answers, const char* sName, int nPackets,
+                     const std::vector<std::string>& frames) {
+    PrintBest(peer, sName, "one by one", [&] {
+        for (std::size_t i = 0; i < kJobsOfRun; ++i)
+            ServeAhead(answers, frames[i % frames.size()], nPackets + 2);
+    });
+}
+
+/// In a row, as our client asks for a list of molecules: the backend knows of up to kMostTold, and
+/// of more once half of them have come; all packets of one are asked for together.
+void MeasureInARow(const Peer& peer, Answers& answers, const char* sName,
+                   const std::vector<std::string>& frames) {
+    constexpr std::size_t kMostTold = 16;
+    static const std::string sSession =
+        Peer::Frame(kTransactionRequest, std::string(kItemNameSession, sizeof kItemNameSession));
+    PrintBest(peer, sName, "in a row", [&] {
+        std::size_t nTold = 0;
+        for (std::size_t i = 0; i < kJobsOfRun; ++i) {
+            if (2 * (nTold - i) <= kMostTold) {
+                std::string sFrames;
+                for (; nTold < std::min<std::size_t>(i + kMostTold, kJobsOfRun); ++nTold)
+                    sFrames += frames[nTold % frames.size()] + sSession;
+                peer.Send(sFrames);
+            }
+            if (answers.Take() != 4 || answers.Take() != 4) std::exit(1);
+            while (answers.Take() > 4) continue;
+        }
+    });
+}
+
+/// Single points a second of molecules in turn, by both ways.
+void MeasureBothWays(const char* sProgram, const char* sName,
+                     const std::vector<std::vector<Place>>& molecules) {
+    if (molecules.empty()) std::exit(1);
+    Peer peer(sProgram);
+    peer.Connect();
+    const int nPackets = ServeSession(peer, ScriptOfMolecule(molecules[0], true));
+    const std::vector<std::string> frames = FramesOf(molecules, kKinds);
+    Answers answers{peer};
+    MeasureOneByOne(peer, answers, sName, nPackets, frames);
+    MeasureInARow(peer, answers, sName, frames);
 }
 
 // clang-format off
@@ -299,10 +345,11 @@ const std::vector<Place> kEthanol = {
 
 void MeasureSinglePoints(const char* sProgram) {
     setenv("ORBITRAX_THREADS", "1", 1);
-    MeasureMolecule(sProgram, "water", kWater);
-    MeasureMolecule(sProgram, "methane", kMethane);
-    MeasureMolecule(sProgram, "methanol", kMethanol);
-    MeasureMolecule(sProgram, "ethanol", kEthanol);
+    MeasureBothWays(sProgram, "water", {kWater});
+    MeasureBothWays(sProgram, "methane", {kMethane});
+    MeasureBothWays(sProgram, "methanol", {kMethanol});
+    MeasureBothWays(sProgram, "ethanol", {kEthanol});
+    MeasureBothWays(sProgram, "ten", ReadFrames(ORBITRAX_SOURCE_DIR "/benchmarks/small/ten.xyz"));
 }
 
 // ---- silence ------------------------------------------------------------------------------------

@@ -28,21 +28,30 @@ inline int ElementNamed(const std::string& sSymbol) {
     return 0;
 }
 
-/// Atoms of an xyz file, Angstrom; none where it cannot be read.
-inline std::vector<Place> ReadXyz(const char* sPath) {
+/// The molecules of an xyz file, one behind the other, Angstrom; none where it cannot be read.
+inline std::vector<std::vector<Place>> ReadFrames(const std::string& sPath) {
     std::ifstream file(sPath);
     std::string sLine, sSymbol;
+    std::vector<std::vector<Place>> molecules;
     std::size_t nAtoms = 0;
-    file >> nAtoms;
-    std::getline(file, sLine);
-    std::getline(file, sLine);
-    std::vector<Place> places;
-    double x, y, z;
-    while (places.size() < nAtoms && file >> sSymbol >> x >> y >> z) {
-        places.push_back({ElementNamed(sSymbol), x, y, z});
+    while (file >> nAtoms) {
         std::getline(file, sLine);
+        std::getline(file, sLine);
+        std::vector<Place> places;
+        double x, y, z;
+        while (places.size() < nAtoms && file >> sSymbol >> x >> y >> z) {
+            places.push_back({ElementNamed(sSymbol), x, y, z});
+            std::getline(file, sLine);
+        }
+        molecules.push_back(places);
     }
-    return places;
+    return molecules;
+}
+
+/// Atoms of the first molecule of an xyz file; none where it cannot be read.
+inline std::vector<Place> ReadXyz(const char* sPath) {
+    const std::vector<std::vector<Place>> molecules = ReadFrames(sPath);
+    return molecules.empty() ? std::vector<Place>() : molecules.front();
 }
 
 /// The body of a benchmark whose arguments are pairs of a method and an xyz file: calls
