@@ -1,6 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstring>
+
+#ifdef __AVX2__
+#include <immintrin.h>
+#endif
 
 /// The namespace of the form that is being compiled: the sources of this folder are compiled once
 /// for each kind of processor, with this name set from outside.
@@ -32,6 +37,40 @@ using Wide = double __attribute__((vector_size(8 * kWide)));
 /// p[0 .. kWide - 1] = x, to any address.
 [[gnu::always_inline]] inline void Store(double* p, const Wide& x) {
     std::memcpy(p, &x, sizeof x);
+}
+
+#if defined(__AVX512F__)
+/// A register of which the first n lanes take part, 0 <= n <= kWide.
+[[gnu::always_inline]] inline __mmask8 FirstLanes(int n) {
+    return static_cast<__mmask8>((1U << n) - 1U);
+}
+#elif defined(__AVX2__)
+[[gnu::always_inline]] inline __m256i FirstLanes(int n) {
+    return _mm256_cmpgt_epi64(_mm256_set1_epi64x(n), _mm256_set_epi64x(3, 2, 1, 0));
+}
+#endif
+
+/// x = p[0 .. n - 1] and zeros behind them, 0 <= n <= kWide; no more is read.
+[[gnu::always_inline]] inline void LoadPart(const double* p, int n, Wide& x) {
+#if defined(__AVX512F__)
+    x = _mm512_maskz_loadu_pd(FirstLanes(n), p);
+#elif defined(__AVX2__)
+    x = _mm256_maskload_pd(p, FirstLanes(n));
+#else
+    x = Wide{};
+    for (int i = 0; i < n; ++i) x[i] = p[i];
+#endif
+}
+
+/// p[0 .. n - 1] = the first elements of x, 0 <= n <= kWide; no more is written.
+[[gnu::always_inline]] inline void StorePart(const Wide& x, int n, double* p) {
+#if defined(__AVX512F__)
+    _mm512_mask_storeu_pd(p, FirstLanes(n), x);
+#elif defined(__AVX2__)
+    _mm256_maskstore_pd(p, FirstLanes(n), x);
+#else
+    for (int i = 0; i < n; ++i) p[i] = x[i];
+#endif
 }
 
 /// The sum of the elements, halves added to halves.
