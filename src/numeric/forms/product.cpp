@@ -254,9 +254,8 @@ void AddBlock(const Product& product, int i0, int nRows, int j0, int nColumns, i
     }
 }
 
-}  // namespace
-
-void AddProduct(const Product& product) {
+/// With room on the stack for what is packed, which small products leave alone.
+[[gnu::noinline]] void AddPacked(const Product& product) {
     alignas(64) double packedA[kRows * kInner];
     alignas(64) double packedB[kInner * kColumns];
     for (int k = 0; k < product.nInner; k += kInner) {
@@ -272,6 +271,12 @@ void AddProduct(const Product& product) {
             }
         }
     }
+}
+
+}  // namespace
+
+void AddProduct(const Product& product) {
+    if (!AddSmallProduct(product)) AddPacked(product);
 }
 
 }  // namespace qsolve::QSOLVE_FORM

@@ -65,6 +65,34 @@ TEST_F(KernelForms, AgreeOnProducts) {
     }
 }
 
+TEST_F(KernelForms, GiveASmallProductTheBitsThatItHasWithinALargeOne) {
+    const int nInner = 30, nMost = 500;
+    const TestMatrix a = RandomMatrix(30, nInner, 1), b = RandomMatrix(nInner, nMost, 2);
+    const TestMatrix w = RandomMatrix(1, nInner, 3);
+    for (int i = 0; const Kernels* pForm = KernelsAt(i); ++i)
+        for (const double* vWeights : {static_cast<const double*>(nullptr), w.Data()})
+            for (const int n : kSizes) {
+                if (n > a.nRows) continue;
+                TestMatrix whole(n, nMost, 0.5), part(n, n, 0.5);
+                Product product{n,
+                                nInner,
+                                nMost,
+                                Plain(a.Data(), nInner),
+                                Plain(b.Data(), nMost),
+                                whole.Data(),
+                                nMost,
+                                -2.0,
+                                vWeights};
+                pForm->AddProduct(product);
+                product.nColumns = product.nStepC = n;
+                product.pC = part.Data();
+                pForm->AddProduct(product);
+                for (int r = 0; r < n; ++r)
+                    for (int c = 0; c < n; ++c)
+                        ASSERT_EQ(part(r, c), whole(r, c)) << pForm->sName << " " << n;
+            }
+}
+
 TEST_F(KernelForms, AgreeOnRows) {
     for (const int n : kSizes) {
         const TestMatrix a = RandomSymmetric(n, 1), t = RandomMatrix(1, n, 2);
