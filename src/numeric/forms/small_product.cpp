@@ -11,13 +11,13 @@ namespace {
 #if defined(__AVX512F__)
 constexpr int kTileRows = 8, kTileWides = 3;
 #elif defined(__AVX2__)
-constexpr int kTileRows = 4, kTileWides = 3;
+constexpr int kTileRows = 6, kTileWides = 2;
 #else
 constexpr int kTileRows = 4, kTileWides = 2;
 #endif
 
-/// Bytes of B that stay in the first cache beside what else is read.
-constexpr int kMostOfB = 24576 / sizeof(double);
+/// Elements of B, which comes anew for every few rows: from one of the nearer caches.
+constexpr int kMostOfB = 8192;
 constexpr int kMostInner = 256;  ///< terms that the other way sums at once
 
 /// The part of C that a tile makes.
@@ -27,9 +27,14 @@ struct Tile {
 
 /// C += x in the lanes nFirst .. nEnd - 1, of which there may be none.
 [[gnu::always_inline]] inline void AddLanes(const Wide& x, int nFirst, int nEnd, double* c) {
+    Wide sum;
+    if (nFirst <= 0 && nEnd >= kWide) {
+        Load(c, sum);
+        Store(c, sum + x);
+        return;
+    }
     if (nFirst <= 0) {
         if (nEnd <= 0) return;
-        Wide sum;
         LoadPart(c, Least(nEnd, kWide), sum);
         StorePart(sum + x, Least(nEnd, kWide), c);
         return;
@@ -74,7 +79,7 @@ void AddTile(const Product& product, const Tile& tile) {
     }
 }
 
-/// As many rows as a tile has, or the most that are left of a power of two.
+/// As many rows as a tile has, or as many halves of it as are left. Returns how many.
 template <int kRows>
 int AddRowsFrom(const Product& product, int iRow) {
     if constexpr (kRows > 1)
@@ -84,7 +89,7 @@ int AddRowsFrom(const Product& product, int iRow) {
     int j = product.triangle == Triangle::kUpper ? iRow : 0;
     for (; nEnd - j > (kTileWides - 1) * kWide; j += kTileWides * kWide)
         AddTile<kRows, kTileWides>(product, {iRow, j, Least(nEnd - j, kTileWides * kWide)});
-    if (nEnd - j > kWide)
+    if (kTileWides > 2 && nEnd - j > kWide)
         AddTile<kRows, 2>(product, {iRow, j, nEnd - j});
     else if (nEnd > j)
         AddTile<kRows, 1>(product, {iRow, j, nEnd - j});
