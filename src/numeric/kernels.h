@@ -35,6 +35,13 @@ struct Kernels {
                     double* y);
     /// x := c x + s y, y := c y - s x over n elements.
     void (*Rotate)(int n, double c, double s, double* x, double* y);
+    /// sum_ij A_ij B_ij over the rows nFirst .. nEnd - 1 of two lower triangles with their
+    /// diagonals, both n x n.
+    double (*DotLower)(int n, int nFirst, int nEnd, const double* mA, const double* mB);
+    /// The largest |A_ij| of the rows nFirst .. nEnd - 1 of an n x n matrix, left of the diagonal.
+    double (*LargestBelow)(int n, int nFirst, int nEnd, const double* m);
+    /// As in numeric/rank_update.h.
+    void (*MirrorRows)(int nStep, int nFirst, int nEnd, double* m);
     /// What rows nFirst .. nEnd - 1 add to p = B t, where the symmetric B stands in its upper
     /// triangle and in whole squares of kPad on the diagonal: p_i += sum_j B_ij t_j from the square
     /// of row i on, and p_j += B_ij t_i behind it. All three counts are multiples of kPad.

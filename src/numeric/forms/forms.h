@@ -21,6 +21,9 @@ void DotRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const 
 void AddRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* w,
              double* __restrict y);
 void Rotate(int n, double c, double s, double* __restrict x, double* __restrict y);
+double DotLower(int n, int nFirst, int nEnd, const double* mA, const double* mB);
+double LargestBelow(int n, int nFirst, int nEnd, const double* m);
+void MirrorRows(int nStep, int nFirst, int nEnd, double* m);
 void AddSymmetricRows(int nColumns, int nFirst, int nEnd, const double* mB, int nStep,
                       const double* t, double* p);
 void ReduceAtOnce(const Reduction& reduction, const double* mLower);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "numeric/decay.h"
@@ -111,6 +113,41 @@ TEST_F(KernelForms, AgreeOnRows) {
             form.Rotate(n, 0.8, -0.6, x.Data(), v.Data());
         });
     }
+}
+
+TEST_F(KernelForms, ReadOfLowerTrianglesWhatTheirRowsHold) {
+    const int n = 67;
+    const TestMatrix a = RandomMatrix(n, n, 1), b = RandomMatrix(n, n, 2);
+    for (int i = 0; const Kernels* pForm = KernelsAt(i); ++i)
+        for (const int nFirst : kSizes)
+            for (int nEnd = nFirst; nEnd <= n; nEnd += 5) {
+                double dDot = 0.0, dLargest = 0.0;
+                for (int r = nFirst; r < nEnd; ++r)
+                    for (int c = 0; c <= r; ++c) {
+                        dDot += a(r, c) * b(r, c);
+                        if (c < r) dLargest = std::max(dLargest, std::abs(a(r, c)));
+                    }
+                const double dFound = pForm->DotLower(n, nFirst, nEnd, a.Data(), b.Data());
+                EXPECT_NEAR(dFound, dDot, Rounding(n)) << pForm->sName << " " << nFirst;
+                EXPECT_EQ(pForm->LargestBelow(n, nFirst, nEnd, a.Data()), dLargest);
+            }
+}
+
+TEST_F(KernelForms, MirrorTheRowsThatTheyAreTold) {
+    const int n = 35;
+    for (int i = 0; const Kernels* pForm = KernelsAt(i); ++i)
+        for (const int nFirst : {0, 3, 8, 16, 21})
+            for (int nEnd = nFirst; nEnd <= n; ++nEnd) {
+                const TestMatrix start = RandomMatrix(n, n, 1);
+                TestMatrix m = start;
+                pForm->MirrorRows(n, nFirst, nEnd, m.Data());
+                for (int r = 0; r < n; ++r)
+                    for (int c = 0; c < n; ++c) {
+                        const bool fTold = c > r && c >= nFirst && c < nEnd;
+                        ASSERT_EQ(m(r, c), fTold ? start(c, r) : start(r, c))
+                            << pForm->sName << " " << nFirst << " " << nEnd;
+                    }
+            }
 }
 
 TEST_F(KernelForms, AgreeOnExponentials) {
