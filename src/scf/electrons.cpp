@@ -6,6 +6,7 @@
 
 #include "job/state.h"
 #include "link/link.h"
+#include "numeric/kernels.h"
 #include "numeric/product.h"
 #include "numeric/rank_update.h"
 #include "numeric/row.h"
@@ -94,15 +95,12 @@ double EvaluateFock(Electrons& electrons) {
 double FockError(int n, const double* mFock, const SpinDensity& density, double* mWork,
                  double* mError) {
     Commutator(n, mFock, density, mWork, mError);
-    double vLargest[kMostStrips] = {};
+    double vLargest[kMostStrips], dLargest = 0.0;
     ForEachStrip(n, [&](int nStrip, int nFirst, int nEnd) {
-        double dLargest = 0.0;
-        for (int i = nFirst; i < nEnd; ++i)
-            for (int j = 0; j < i; ++j)
-                dLargest = std::max(dLargest, std::abs(Row(mError, n, i)[j]));
-        vLargest[nStrip] = dLargest;
+        vLargest[nStrip] = kernels->LargestBelow(n, nFirst, nEnd, mError);
     });
-    return *std::max_element(vLargest, vLargest + kMostStrips);
+    for (int i = 0; i * RowsOfStrip(n) < n; ++i) dLargest = std::max(dLargest, vLargest[i]);
+    return dLargest;
 }
 
 bool HoldsItsElectrons(const Electrons& electrons) {

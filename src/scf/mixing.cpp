@@ -13,7 +13,9 @@
 namespace qsolve {
 namespace {
 
-constexpr double kRise = 1e-7;       ///< of the energy that is no noise, unit of the family
+constexpr double kRise = 1e-7;  ///< of the energy that is no noise, unit of the family
+/// Orders up to which the triangle that nobody reads costs less than to leave it out by rows.
+constexpr int kWholeMatrices = 32;
 constexpr double kFarFromEnd = 1.0;  ///< largest element of the error, eV
 
 /// The matrix of one set in one slot.
@@ -71,8 +73,8 @@ double Remember(const Electrons& electrons, double dEnergy, bool fOfOrbitals, do
         const int nOther = history.vOrder[i];
         double dDot = 0.0;
         for (int k = 0; k < electrons.nSets; ++k)
-            dDot += TraceProductHalf(n, In(history.mError, electrons, nSlot, k),
-                                     In(history.mError, electrons, nOther, k));
+            dDot += TraceProductHalfQuickly(n, In(history.mError, electrons, nSlot, k),
+                                            In(history.mError, electrons, nOther, k));
         Row(history.mErrorDots, kMixPoints, nSlot)[nOther] =
             Row(history.mErrorDots, kMixPoints, nOther)[nSlot] = dDot;
     }
@@ -114,6 +116,11 @@ void MixFock(Electrons& electrons, const MixHistory& history, const double* vMix
     for (int k = 0; k < electrons.nSets; ++k) {
         double* f = electrons.pSets[k]->mFock.Data();
         const double* g = In(history.mFock, electrons, 0, k);
+        if (n <= kWholeMatrices) {
+            std::fill_n(f, n * n, 0.0);
+            kernels->AddRows(n * n, history.nCount, g, nStep, vOfSlot, f);
+            continue;
+        }
         ForEachStrip(n, [&](int, int nFirst, int nEnd) {
             for (int i = nFirst; i < nEnd; ++i) {
                 std::fill_n(Row(f, n, i), i + 1, 0.0);
