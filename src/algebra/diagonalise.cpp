@@ -11,6 +11,7 @@
 #include "numeric/divide.h"
 #include "numeric/householder.h"
 #include "numeric/inverse_iteration.h"
+#include "numeric/paired_steps.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
 #include "numeric/tridiagonal.h"
@@ -252,12 +253,15 @@ std::size_t WorkSize(int n, Way way) {
 }
 
 /// QR iteration and inverse iteration.
-void SolveByIteration(Problem& problem, double dNorm) {
+void SolveByIteration(Problem& problem, Way way, double dNorm) {
     const int n = problem.n;
     double *vOffCopy = problem.vRest, *vLanes = vOffCopy + n;
     std::copy_n(problem.vDiagonal, n, problem.vValues);
     std::copy_n(problem.vOff, n, vOffCopy);
-    if (dNorm >= kSmallestNorm)
+    const bool fPaired = way == Way::kAtOnce && n >= kFewestPaired;
+    if (fPaired && dNorm > kSmallestPaired && dNorm < kLargestPaired)
+        PairedEigenvalues(n, kRounding * dNorm, problem.vValues, vOffCopy);
+    else if (dNorm >= kSmallestNorm)
         TridiagonalEigenvalues(n, kRounding * dNorm, problem.vValues, vOffCopy);
     WidenRange(n, problem.vValues, problem.nFirst, problem.nEnd);
     const std::ptrdiff_t nLanes = static_cast<std::ptrdiff_t>(n) * kLanes;
@@ -375,7 +379,7 @@ void Solve(int n, int nFirst, int nEnd, Way way, double* mMatrix, double* mVecto
     if (fDivide && dNorm >= kSmallestNorm && std::isfinite(dNorm))
         SolveByDivision(problem, dNorm);
     else
-        SolveByIteration(problem, dNorm);
+        SolveByIteration(problem, way, dNorm);
     if (mVectors)
         TransformVectors(reduction, way, problem.nEnd - problem.nFirst,
                          Row(mVectors, n, problem.nFirst), vRest, place);
