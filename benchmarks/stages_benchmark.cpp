@@ -213,8 +213,9 @@ End RunInStages(Stages& stages) {
         GuessPopulations(electrons, false);
     });
     const GuardEnd end = RunCycles(electrons, stages);
-    const bool fLevels = end.fAhead && further.Scf.nStability == kNoStability &&
-                         stages.Time("levels alone", [&] { return TakeLevels(electrons); });
+    const bool fLevels =
+        end.fAhead && further.Scf.nStability == kNoStability &&
+        stages.Time("levels", [&] { return TakeLevels(electrons, WantedAtTheEnd(electrons.Run)); });
     if (!fLevels) stages.Time("all orbitals", [&] { TakeOrbitals(electrons, end.fAhead); });
     if (further.Scf.nStability != kNoStability)
         stages.Time("test of the state", [&] { TestState(electrons); });

@@ -26,10 +26,10 @@ namespace qsolve {
 namespace {
 
 /// Levels have no species until a report has classified them.
-void ClassifyLevels(const SpinRun& a) {
+void ClassifyLevels(const ScfRun& run, const SpinRun& a) {
     OrbitalResults& orbitals = results.Orbitals;
     if (setup.fFinalReport) {
-        FindSymmetry();
+        if (!run.fGroupFound) FindSymmetry();
         if (NeedsOrbitals()) SolveDueOrbitals();
         LabelOrbitals(a.mVectors.Data());
     } else if (!symmetry.fOrbitalLabelsKnown) {
@@ -92,7 +92,7 @@ void FinishRun(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
     scf.dNextStateCorrection = energies.dNextStateCorrection;
 
     // The levels, as the log shows them.
-    ClassifyLevels(a);
+    ClassifyLevels(run, a);
     const double* vValues = ci.vNaturalOcc ? ci.vNaturalOcc.Data() : a.vEnergy.Data();
     ReportLevels(run, a, vValues, run.fUnrestricted ? mDensityA : mDensityT, true);
     if (run.fUnrestricted) ReportLevels(run, b, b.vEnergy.Data(), mDensityB, true);

@@ -123,11 +123,12 @@ bool LevelsSuffice(const ScfRun& run, bool fFirst) {
     return !fTried && !run.fVerbose && options.nCiKind == 0 && !options.fSendOrbitals;
 }
 
-/// Orbitals of the state at hand, or its levels where they suffice, and its energy as it will be
-/// reported.
+/// Orbitals of the state at hand, or no more than its levels where they suffice, and its energy as
+/// it will be reported.
 void Take(Search& search, bool fLevels = false) {
     search.dCorrected = search.end.dEnergy;
-    if (fLevels && search.end.fAhead && TakeLevels(search.electrons)) {
+    if (fLevels && search.end.fAhead &&
+        TakeLevels(search.electrons, WantedAtTheEnd(search.electrons.Run))) {
         search.Word.fAufbau = true;
         return;
     }

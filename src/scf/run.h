@@ -62,6 +62,7 @@ struct ScfRun {
     double dDifference = std::numeric_limits<double>::infinity();  ///< of the last, kcal/mol
     LevelShift Shift = {};
     ScfCycle Cycle = {};
+    bool fGroupFound = false;  ///< the point group is that of this run's atoms
     bool fNearStart = false;   ///< as scf.fNearStart allows it
     int nSettled = 0;          ///< energy differences below the limit, one after the other
     double dHeld = 0.0;        ///< electrons of the density that made dEnergy

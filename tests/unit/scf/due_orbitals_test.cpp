@@ -107,12 +107,19 @@ TEST_F(DueOrbitals, AreSolvedForWhereAtomsWillMove) {
 TEST_F(DueOrbitals, WaitForNothingWhereLowerLevelsAreEmpty) {
     GuardedJob job(Molecule(kAm1, Waters(11, 0.7)));
     job.Converge();
-    EXPECT_TRUE(TakeLevels(job.electrons));
-    scf.fOrbitalsDue = false;
+    EXPECT_TRUE(TakeLevels(job.electrons, Wanted::kLevels));
+    EXPECT_TRUE(scf.fOrbitalsDue);
+    const std::vector<double> levels(scf.vEnergyA.begin(), scf.vEnergyA.end());
+    EXPECT_TRUE(TakeLevels(job.electrons, Wanted::kOrbitals));
+    EXPECT_FALSE(scf.fOrbitalsDue);
+    EXPECT_LT(Residual(scf.mFockA, scf.mVectorsA, scf.vEnergyA), 1e-10);
+    for (std::size_t k = 0; k < levels.size(); ++k) EXPECT_NEAR(scf.vEnergyA[k], levels[k], 1e-11);
     ASSERT_TRUE(ExchangeLevels(job.electrons, 0, 43, 44));
     EvaluateFock(job.electrons);
-    EXPECT_FALSE(TakeLevels(job.electrons));
-    EXPECT_FALSE(scf.fOrbitalsDue);
+    for (const Wanted wanted : {Wanted::kLevels, Wanted::kOrbitals}) {
+        EXPECT_FALSE(TakeLevels(job.electrons, wanted));
+        EXPECT_FALSE(scf.fOrbitalsDue);
+    }
 }
 
 }  // namespace
