@@ -8,7 +8,7 @@ from orbitrax import read_molecule
 from orbitrax.molecules.geometry import find_bonds
 from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.reading import from_smiles
-from orbitrax.molecules.side_by_side import GAP, side_by_side
+from orbitrax.molecules.built.side_by_side import GAP, side_by_side
 
 
 def distances(places):

@@ -217,7 +217,7 @@ def _embedded(mol: Any, title: str, seed: int) -> Any:
     parts = chem().GetMolFrags(mol)
     if len(parts) > 1:  # RDKit knows nothing of one part where it places another
         from orbitrax.molecules.force_field import set_positions
-        from orbitrax.molecules.side_by_side import side_by_side
+        from orbitrax.molecules.built.side_by_side import side_by_side
 
         set_positions(mol, side_by_side(
             [atom.GetAtomicNum() for atom in mol.GetAtoms()], mol.GetConformer().GetPositions(),

@@ -1,0 +1,1 @@
+"""Geometries that a force field has made, where it knows too little."""
