@@ -214,6 +214,10 @@ def _embedded(mol: Any, title: str, seed: int) -> Any:
         AllChem.MMFFOptimizeMolecule(mol, maxIters=2000)
     elif AllChem.UFFHasAllMoleculeParams(mol):
         AllChem.UFFOptimizeMolecule(mol, maxIters=2000)
+    if any(atom.GetNumRadicalElectrons() or atom.GetFormalCharge() < 0 for atom in mol.GetAtoms()):
+        from orbitrax.molecules.built.open_centres import bend_open_centres
+
+        bend_open_centres(mol)
     parts = chem().GetMolFrags(mol)
     if len(parts) > 1:  # RDKit knows nothing of one part where it places another
         from orbitrax.molecules.force_field import set_positions
