@@ -271,3 +271,8 @@ def test_cclib_has_the_transitions(examples):
 def test_errors_are_the_package_s_own():
     with pytest.raises(OrbitraxError):
         states_of(molecule([("He", 0, 0, 0)]))
+
+
+def test_a_bare_core_is_refused_in_words_of_its_own():
+    with pytest.raises(UsageError, match=r"charge \+1 there are no valence electrons left"):
+        Uv(charge=1).start(Molecule([3], [[0, 0, 0]]), "zindos").execute(Backend())

@@ -68,6 +68,9 @@ class Spectrum(Run):
             levels, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
             if levels is None or occupancies is None:
                 raise CalculationFailed("the backend sent no orbitals to choose a window from")
+            if not any(one > _HOLDS for one in occupancies):
+                raise UsageError(f"with charge {plain.charge:+d} there are no valence electrons "
+                                 "left, and nothing that light could move")
         except OrbitraxError as error:
             error.partial = result
             raise
