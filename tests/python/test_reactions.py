@@ -9,7 +9,7 @@ from scipy.optimize import brentq
 from scipy.spatial.transform import Rotation
 
 import orbitrax
-from orbitrax.cli.reactions.barrier import _free
+from orbitrax.cli.reactions.barrier import _free, _kcal
 from orbitrax.errors import MoleculeError
 from orbitrax.molecules.looks import RADII
 from orbitrax.molecules.molecule import Molecule
@@ -138,6 +138,11 @@ def test_a_path_follows_the_floor_of_a_bent_valley():
                       / np.linalg.norm(surface(q.reshape(1, 3))[1]), (0, 0.95),
                       branch.points[0].positions.ravel(), rtol=1e-8, method="LSODA").y[:, -1]
     assert np.linalg.norm(branch.points[19].positions.ravel() - slope) < 0.02
+
+
+def test_an_energy_that_rounds_to_nothing_has_no_sign():
+    assert [_kcal(energy).split()[0] for energy in (-4e-5, 0.0, -6e-5, 1.23456)] == [
+        "0.0000", "0.0000", "-0.0001", "1.2346"]
 
 
 def test_a_rate_without_a_barrier_is_that_of_the_equation():

@@ -125,6 +125,11 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
         "path": None if found.path is None else path_document(found.path)}
 
 
+def _kcal(energy: float) -> str:
+    """An energy as it is shown; what is rounded to nothing has no sign."""
+    return f"{round(energy, 4) + 0.0:18.4f} kcal/mol"
+
+
 def _lines(found: Any, arguments: Any) -> list[str]:
     from orbitrax.reactions.barrier import eyring
     from orbitrax.results.text import line
@@ -135,13 +140,13 @@ def _lines(found: Any, arguments: Any) -> list[str]:
     heats = [one and one.heat_of_formation for one in (found.reactant, found.saddle, found.product)]
     for name, heat in zip(("Reactant", "Saddle point", "Product"), heats):
         if heat is not None:
-            lines.append(line(name, f"{heat:18.4f} kcal/mol, heat of formation"))
+            lines.append(line(name, f"{_kcal(heat)}, heat of formation"))
     if barrier is None:
-        return [*lines, line("Reaction energy", f"{reaction:18.4f} kcal/mol"),
+        return [*lines, line("Reaction energy", _kcal(reaction)),
                 line("Barrier", "         NOT FOUND")]
-    lines += [line("Barrier", f"{barrier:18.4f} kcal/mol"),
-              line("Barrier back", f"{barrier - reaction:18.4f} kcal/mol"),
-              line("Reaction energy", f"{reaction:18.4f} kcal/mol"),
+    lines += [line("Barrier", _kcal(barrier)),
+              line("Barrier back", _kcal(barrier - reaction)),
+              line("Reaction energy", _kcal(reaction)),
               line("Stationary point", f"  {said(found.saddle.modes)}"),
               line("Found by", f"  {found.way}"),
               line("The path joins", f"  {found.ends[0]} and {found.ends[1]}")]
@@ -149,10 +154,9 @@ def _lines(found: Any, arguments: Any) -> list[str]:
     height = None if free[0] is None or free[1] is None else free[1] - free[0]
     reaction_free = None if free[0] is None or free[2] is None else free[2] - free[0]
     if height is not None:
-        lines.append(line("Free energy barrier", f"{height:18.4f} kcal/mol at "
-                                                 f"{arguments.temperature:g} K"))
+        lines.append(line("Free energy barrier", f"{_kcal(height)} at {arguments.temperature:g} K"))
     if reaction_free is not None:
-        lines.append(line("Free reaction energy", f"{reaction_free:18.4f} kcal/mol"))
+        lines.append(line("Free reaction energy", _kcal(reaction_free)))
     if height is not None:
         lines.append(line("Rate (Eyring)", f"{eyring(height, arguments.temperature):18.4e} 1/s"))
     if not arguments.no_free_energies and reason:
