@@ -175,7 +175,7 @@ TEST_F(DescentTest, TakesTheStepsOfTheTextbook) {
           Spins(Molecule(5, {{7, 0, 0, 0}, {8, 1.4, 0, 0}}), 0, 2, false),
           Spins(Molecule(2, {{6, 0, 0, 0}, {9, 2, 0, 0}, {9, -0.4, 2, 0.1}}), 0, 3, true),
           Spins(Molecule(7, {{8, 0, 0, 0}, {1, 1.6, 0, 0}, {1, -0.4, 1.6, 0.1}}), 0, 3, true)})
-        for (const double dScatter : {0.1, 0.3, 0.6, 1.5}) {
+        for (const double dScatter : {0.05, 0.1, 0.26, 0.3, 0.6, 1.5}) {
             GuardedJob job(script);
             job.Converge();
             job.Scatter(dScatter);
