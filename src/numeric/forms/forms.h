@@ -13,8 +13,12 @@ namespace qsolve::QSOLVE_FORM {
 /// The functions of one form; `Kernels` says what each does.
 void AddProduct(const Product& product);
 /// The same of matrices so small that to pack them would take as long as to multiply them; false,
-/// and nothing done, for others. Sums have the order that they have there.
+/// and nothing done, for others. Each sum has the bits that it has there.
 bool AddSmallProduct(const Product& product);
+/// What both scale column k of A by.
+inline double WeightOf(const Product& product, int k) {
+    return product.vWeights ? product.dFactor * product.vWeights[k] : product.dFactor;
+}
 double Dot(int n, const double* x, const double* y);
 void DotRows(int n, int nRows, const double* mRows, std::ptrdiff_t nStep, const double* t,
              double* v);

@@ -34,10 +34,6 @@ static_assert(kRows % kTileRows == 0 && kColumns % kTileColumns == 0);
     for (int r = nHere; r < kTileRows; ++r) pTo[r] = 0.0;
 }
 
-double WeightOf(const Product& product, int k) {
-    return product.vWeights ? product.dFactor * product.vWeights[k] : product.dFactor;
-}
-
 /// As many columns of a whole tile of A as squares hold, where they lie along its rows. Returns
 /// their number.
 int PackSquares(const Product& product, const double* pFrom, int k0, int nInner, double* pTo) {

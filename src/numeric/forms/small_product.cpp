@@ -51,6 +51,8 @@ void AddTile(const Product& product, const Tile& tile) {
     const double* pA = a.pData + tile.iRow * a.nRowStep;
     const double* pB = b.pData + tile.jColumn;
     const int nLast = tile.nColumns - (kWides - 1) * kWide;
+    // A is scaled before the sum, as the other way does; a sign alone may come after it.
+    const bool fScaled = product.vWeights || (product.dFactor != 1.0 && product.dFactor != -1.0);
     Wide sum[kRows][kWides] = {};
     for (int k = 0; k < product.nInner; ++k, pA += a.nColumnStep, pB += b.nRowStep) {
         Wide row[kWides];
@@ -60,12 +62,12 @@ void AddTile(const Product& product, const Tile& tile) {
 #pragma GCC unroll 8
         for (int r = 0; r < kRows; ++r) {
             double x = pA[r * a.nRowStep];
-            if (product.vWeights) x *= product.dFactor * product.vWeights[k];
+            if (fScaled) x *= WeightOf(product, k);
 #pragma GCC unroll 4
             for (int w = 0; w < kWides; ++w) sum[r][w] += x * row[w];
         }
     }
-    const double dFactor = product.vWeights ? 1.0 : product.dFactor;
+    const double dFactor = fScaled ? 1.0 : product.dFactor;
 #pragma GCC unroll 8
     for (int r = 0; r < kRows; ++r) {
         const int i = tile.iRow + r;

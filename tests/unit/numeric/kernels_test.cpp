@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "numeric/decay.h"
 #include "numeric/householder.h"
@@ -72,7 +73,10 @@ TEST_F(KernelForms, GiveASmallProductTheBitsThatItHasWithinALargeOne) {
     const TestMatrix a = RandomMatrix(30, nInner, 1), b = RandomMatrix(nInner, nMost, 2);
     const TestMatrix w = RandomMatrix(1, nInner, 3);
     for (int i = 0; const Kernels* pForm = KernelsAt(i); ++i)
-        for (const double* vWeights : {static_cast<const double*>(nullptr), w.Data()})
+        for (const auto& [dFactor, vWeights] : {std::pair<double, const double*>{1.0, nullptr},
+                                                {-1.0, nullptr},
+                                                {-1.7, nullptr},
+                                                {0.3, w.Data()}})
             for (const int n : kSizes) {
                 if (n > a.nRows) continue;
                 TestMatrix whole(n, nMost, 0.5), part(n, n, 0.5);
@@ -83,7 +87,7 @@ TEST_F(KernelForms, GiveASmallProductTheBitsThatItHasWithinALargeOne) {
                                 Plain(b.Data(), nMost),
                                 whole.Data(),
                                 nMost,
-                                -2.0,
+                                dFactor,
                                 vWeights};
                 pForm->AddProduct(product);
                 product.nColumns = product.nStepC = n;
