@@ -18,15 +18,10 @@ import numpy as np
 from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.constraints import Constraint, Held
 from orbitrax.minimise.curvature import softest
-from orbitrax.minimise.factored import Factored
-from orbitrax.minimise.internals import Internals
-from orbitrax.minimise.known import beyond_model
-from orbitrax.minimise.model import force_constants
+from orbitrax.minimise.hessian import Hessian, Known, Place
 
 EnergyAndGradient = Callable[[Array], "tuple[float, Array]"]
 
-_MEMORY = 60  # steps that the Hessian remembers
-_FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordinate describes
 _FIRST_TRUST, _MOST_TRUST, _LEAST_TRUST = 0.3, 0.6, 1e-5  # Angstrom: the atom that moves most
 _NOISE = 2e-5  # kcal/mol: an energy that rises by less has not risen
 _BACK_STEPS = 8
@@ -34,7 +29,6 @@ _RIGID = 500.0  # kcal/(mol square Angstrom): stiffness of motions of the whole,
 #                 bends across a line, and no energy
 _NO_PULL = 1e-4  # of the gradient: less of it along them is none
 _NO_TURN = 1e-3  # Angstrom: of all atoms together, in a turn about a line
-_NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 _OUT_OF_REACH = 1e6  # kcal/(mol square Angstrom): they are never among the softest then
 _FLAT = 0.1  # of what the Hessian says of the softest motion: where it is flatter than that, the
 #              energy may fall beyond
@@ -116,16 +110,12 @@ class Minimum:
 
 
 @dataclass
-class _Point:
+class _Point(Place):
     """A geometry, all that is known of it, and what follows for the internal coordinates."""
 
     positions: Array  # n x 3
     energy: float
     gradient: Array  # 3n
-    values: Array
-    slopes: Array
-    forces: Array  # the gradient by the internal coordinates
-    metric: Factored  # of the internal coordinates, 3n x 3n
 
     @property
     def rms(self) -> float:
@@ -153,17 +143,9 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
     saddle, or where the energy is flatter than the Hessian has learned, the search goes on; not
     where something is held. on_step: called where the search begins and after each step.
     """
-    springs = springs or {}
-    internals = Internals(positions, bonds, [*(links or []), *springs])
-    stiffness = force_constants(internals, np.asarray(numbers), positions)
-    known = (None if hessian is None else
-             beyond_model(hessian, internals.slopes(positions), stiffness, _FLOOR))
-    for atoms, constant in springs.items():
-        place = internals.place(atoms)
-        if place is not None:
-            stiffness[place] += constant
-    search = _Search(energy_and_gradient, positions, internals, stiffness,
-                     Held(len(positions), frozen, constraints), known)
+    known = Known(np.asarray(numbers), bonds, links or [], springs or {}, hessian)
+    search = _Search(energy_and_gradient, positions, Hessian(known, positions),
+                     Held(len(positions), frozen, constraints))
     probing = probed and not frozen and not constraints
     number = 0
     while True:
@@ -196,18 +178,14 @@ def _press(there: Array, here: Array) -> bool:
 class _Search:
     """The search from one step to the next."""
 
-    def __init__(self, function: EnergyAndGradient, positions: Array, internals: Internals,
-                 stiffness: Array, held: Held, known: tuple[Array, Array] | None = None):
-        self._function, self._held = function, held
-        self._internals, self._stiffness = internals, stiffness
-        nothing = np.zeros((len(stiffness), 0))
-        self._known = known or (nothing, nothing)  # added to the model, and taken away
-        self._pairs: list[tuple[Array, Array]] = []  # steps, and changes of the forces
+    def __init__(self, function: EnergyAndGradient, positions: Array, hessian: Hessian,
+                 held: Held):
+        self._function, self._hessian, self._held = function, hessian, held
         self._trust = _FIRST_TRUST
         self.energies = 0
         if held.constraints:
             positions = held.snapped(
-                positions, lambda places: self._hessian(self._internals.slopes(places)))
+                positions, lambda places: hessian.at(hessian.internals.slopes(places)))
         self._here = self._visit(positions)
 
     def result(self, stage: Stage, why: str = "") -> Minimum:
@@ -227,7 +205,7 @@ class _Search:
     def newton_step(self) -> Array:
         """The step to the minimum of the quadratic model, 3n, however far."""
         here = self._here
-        hessian = self._hessian(here.slopes)
+        hessian = self._hessian.at(here.slopes)
         if self._held.all_free:
             whole = _rigid_motions(here.positions)
             if np.linalg.norm(whole @ here.gradient) < _NO_PULL * np.linalg.norm(here.gradient):
@@ -241,14 +219,14 @@ class _Search:
         whole = _rigid_motions(here.positions)
         if len(whole) == here.gradient.size:
             return False
-        found = softest(self._hessian(here.slopes) + _OUT_OF_REACH * whole.T @ whole,
+        found = softest(self._hessian.at(here.slopes) + _OUT_OF_REACH * whole.T @ whole,
                         lambda step: self._look(step).gradient - here.gradient)
         if found.times > _FLAT:
             return False
         downhill = -_FAR if here.gradient @ found.step > 0 else _FAR
         there = self._look(downhill * found.step)
         for _ in range(_TIMES):
-            self._learn(there)
+            self._hessian.learn(self._here, there)
         if there.energy > here.energy - _NOISE:
             return False
         self._here = there
@@ -257,16 +235,8 @@ class _Search:
     def _look(self, step: Array) -> _Point:
         """The point behind a step, of which the Hessian learns."""
         there = self._visit(self._bent(step))
-        self._learn(there)
+        self._hessian.learn(self._here, there)
         return there
-
-    def _hessian(self, slopes: Array) -> Array:
-        hessian = self._internals.square(slopes, self._stiffness)
-        for sign, vectors in self._corrections():
-            carried = slopes.T @ vectors
-            hessian += sign * (carried @ carried.T)  # half the work of others, being symmetric
-        hessian[np.diag_indices_from(hessian)] += _FLOOR
-        return hessian
 
     def go(self, step: Array) -> bool:
         """Takes the step, as far as it is trusted, or shorter ones until the energy falls. Returns
@@ -282,7 +252,7 @@ class _Search:
             promised = part * (1 - 0.5 * part) * float(
                 self._held.allowed(self._here.gradient, self._here.positions) @ step)
             kept = (there.energy - self._here.energy) / promised if promised else 1.0
-            self._learn(there)
+            self._hessian.learn(self._here, there)
             fell = there.energy <= self._here.energy + _NOISE
             self._adapt_trust(kept, part * longest, part < 1.0, fell)
             if fell:
@@ -306,21 +276,13 @@ class _Search:
         energy, gradient = self._function(positions)
         self.energies += 1
         gradient = np.asarray(gradient, dtype=float).reshape(-1)
-        values, slopes = self._internals.values_and_slopes(positions)
-        metric = self._metric(slopes)
-        forces = slopes @ metric.solve(gradient)
-        return _Point(positions, energy, gradient, values, slopes, forces, metric)
-
-    def _metric(self, slopes: Array) -> Factored:
-        """How much the internal coordinates change with the positions, 3n x 3n, made invertible."""
-        metric = self._internals.square(slopes, np.ones(len(slopes)))
-        metric[np.diag_indices_from(metric)] += 1e-6
-        return Factored(metric)
+        place = self._hessian.place(positions, gradient)
+        return _Point(**vars(place), positions=positions, energy=energy, gradient=gradient)
 
     def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
         first order; the straight step where they cannot."""
-        here, internals = self._here, self._internals
+        here, internals = self._here, self._hessian.internals
         wanted = here.slopes @ step
         positions: Array = here.positions + step.reshape(-1, 3)
         best, least = positions, float("inf")
@@ -334,37 +296,6 @@ class _Search:
             back = self._held.free_part(here.metric.solve(here.slopes.T @ missing))
             positions = positions + back.reshape(-1, 3)
         return self._held.snapped(best)
-
-    # ---- what the steps have shown --------------------------------------------------------------
-
-    def _learn(self, there: _Point) -> None:
-        """Remembers how the forces changed on the way to a point."""
-        here = self._here
-        step = self._internals.difference(there.values, here.values)
-        self._pairs.append((step, there.forces - here.forces))
-        del self._pairs[:-_MEMORY]
-
-    def _corrections(self) -> list[tuple[int, Array]]:
-        """What is added to the model: vectors, coordinates x any number, whose outer products are
-        added (+1) or taken away (-1): those of a known Hessian first, then what BFGS adds. A change
-        of the forces that would make the Hessian indefinite is mixed with the expected one (M. J.
-        D. Powell, 1978)."""
-        start = [known.shape[1] for known in self._known]
-        added, taken = (np.hstack([known, np.zeros((len(known), len(self._pairs)))])
-                        for known in self._known)
-        for k, (step, change) in enumerate(self._pairs):
-            a, t = added[:, :start[0] + k], taken[:, :start[1] + k]
-            expected = self._stiffness * step + a @ (step @ a) - t @ (step @ t)
-            curvature, model = float(step @ change), float(step @ expected)
-            if not model > _NO_CURVATURE:
-                continue
-            if curvature < 0.2 * model:
-                share = 0.8 * model / (model - curvature)
-                change = share * change + (1 - share) * expected
-                curvature = 0.2 * model
-            added[:, start[0] + k] = change / np.sqrt(curvature)
-            taken[:, start[1] + k] = expected / np.sqrt(model)
-        return [(1, added), (-1, taken)]
 
 
 def _rigid_motions(positions: Array) -> Array:

@@ -1,0 +1,104 @@
+"""The Hessian of a search: a model's, what is known from elsewhere, and what the steps have shown.
+
+It lives in internal coordinates, and is carried over to the positions where it is asked for.
+"""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+
+import numpy as np
+
+from orbitrax.minimise.arrays import Array
+from orbitrax.minimise.factored import Factored
+from orbitrax.minimise.internals import Internals
+from orbitrax.minimise.known import beyond_model
+from orbitrax.minimise.model import force_constants
+
+_MEMORY = 60  # steps that the Hessian remembers
+_FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordinate describes
+_NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
+
+
+@dataclass
+class Place:
+    """What internal coordinates make of a geometry and its gradient."""
+
+    values: Array
+    slopes: Array  # B, coordinates x 3n
+    forces: Array  # the gradient by the internal coordinates
+    metric: Factored  # how much they change with the positions, 3n x 3n, made invertible
+
+
+@dataclass(frozen=True)
+class Known:
+    """What is known of a molecule before the search. numbers: atomic numbers, n; bonds, links,
+    springs and hessian as `minimise` takes them."""
+
+    numbers: Array
+    bonds: list[tuple[int, int]]
+    links: list[tuple[int, int]]
+    springs: dict[tuple[int, ...], float]
+    hessian: Array | None
+
+
+class Hessian:
+    """The Hessian, and the internal coordinates that it is written in."""
+
+    def __init__(self, known: Known, positions: Array):
+        """positions: n x 3 in Angstrom, where the search begins."""
+        self.internals = Internals(positions, known.bonds, [*known.links, *known.springs])
+        self._stiffness = force_constants(self.internals, known.numbers, positions)
+        nothing = np.zeros((len(self._stiffness), 0))
+        self._known = (nothing, nothing) if known.hessian is None else beyond_model(
+            known.hessian, self.internals.slopes(positions), self._stiffness, _FLOOR)
+        for atoms, constant in known.springs.items():
+            place = self.internals.place(atoms)
+            if place is not None:
+                self._stiffness[place] += constant
+        self._pairs: list[tuple[Array, Array]] = []  # steps, and changes of the forces
+
+    def place(self, positions: Array, gradient: Array) -> Place:
+        """positions: n x 3, gradient: 3n."""
+        values, slopes = self.internals.values_and_slopes(positions)
+        metric = self.internals.square(slopes, np.ones(len(slopes)))
+        metric[np.diag_indices_from(metric)] += 1e-6
+        factored = Factored(metric)
+        return Place(values, slopes, slopes @ factored.solve(gradient), factored)
+
+    def at(self, slopes: Array) -> Array:
+        """That by the positions, 3n x 3n, where the coordinates have these slopes."""
+        hessian = self.internals.square(slopes, self._stiffness)
+        for sign, vectors in self._corrections():
+            carried = slopes.T @ vectors
+            hessian += sign * (carried @ carried.T)  # half the work of others, being symmetric
+        hessian[np.diag_indices_from(hessian)] += _FLOOR
+        return hessian
+
+    def learn(self, before: Place, after: Place) -> None:
+        """Remembers how the forces changed on the way from one place to another."""
+        step = self.internals.difference(after.values, before.values)
+        self._pairs.append((step, after.forces - before.forces))
+        del self._pairs[:-_MEMORY]
+
+    def _corrections(self) -> list[tuple[int, Array]]:
+        """What is added to the model: vectors, coordinates x any number, whose outer products are
+        added (+1) or taken away (-1): those of a known Hessian first, then what BFGS adds. A change
+        of the forces that would make the Hessian indefinite is mixed with the expected one (M. J.
+        D. Powell, 1978)."""
+        start = [known.shape[1] for known in self._known]
+        added, taken = (np.hstack([known, np.zeros((len(known), len(self._pairs)))])
+                        for known in self._known)
+        for k, (step, change) in enumerate(self._pairs):
+            a, t = added[:, :start[0] + k], taken[:, :start[1] + k]
+            expected = self._stiffness * step + a @ (step @ a) - t @ (step @ t)
+            curvature, model = float(step @ change), float(step @ expected)
+            if not model > _NO_CURVATURE:
+                continue
+            if curvature < 0.2 * model:
+                share = 0.8 * model / (model - curvature)
+                change = share * change + (1 - share) * expected
+                curvature = 0.2 * model
+            added[:, start[0] + k] = change / np.sqrt(curvature)
+            taken[:, start[1] + k] = expected / np.sqrt(model)
+        return [(1, added), (-1, taken)]
