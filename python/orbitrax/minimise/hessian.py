@@ -17,6 +17,8 @@ from orbitrax.minimise.model import force_constants
 
 _MEMORY = 60  # steps that the Hessian remembers
 _FLOOR = 0.02  # kcal/(mol square Angstrom): stiffness of motions that no coordinate describes
+_LEAST_CHANGE = 1e-6  # that any motion makes, per square Angstrom, so that forces can be told
+_ROUNDING = 1e-12  # of the largest change; a torsion beside a line has 1e12 per square Angstrom
 _NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 
 
@@ -62,7 +64,8 @@ class Hessian:
         """positions: n x 3, gradient: 3n."""
         values, slopes = self.internals.values_and_slopes(positions)
         metric = self.internals.square(slopes, np.ones(len(slopes)))
-        metric[np.diag_indices_from(metric)] += 1e-6
+        diagonal = np.diag_indices_from(metric)
+        metric[diagonal] += _LEAST_CHANGE + _ROUNDING * np.max(metric[diagonal], initial=0.0)
         factored = Factored(metric)
         return Place(values, slopes, slopes @ factored.solve(gradient), factored)
 
