@@ -21,11 +21,14 @@ _LEAST_CHANGE = 1e-6  # that any motion makes, per square Angstrom, so that forc
 _ROUNDING = 1e-12  # of the largest change; a torsion beside a line has 1e12 per square Angstrom
 _NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 
+Seen = tuple[Array, Array]  # positions, n x 3, and the gradient there, 3n
 
 @dataclass
 class Place:
-    """What internal coordinates make of a geometry and its gradient."""
+    """A geometry and its gradient, and what internal coordinates make of them."""
 
+    positions: Array  # n x 3
+    gradient: Array  # 3n
     values: Array
     slopes: Array  # B, coordinates x 3n
     forces: Array  # the gradient by the internal coordinates
@@ -49,11 +52,18 @@ class Hessian:
 
     def __init__(self, known: Known, positions: Array):
         """positions: n x 3 in Angstrom, where the search begins."""
+        self._told, self._start = known, positions
+        self._ends: list[tuple[Seen, Seen]] = []  # of the steps that it has learned from
+        self._write(positions)
+
+    def _write(self, positions: Array) -> None:
+        """Takes the coordinates that the molecule has at these positions, and their model."""
+        known = self._told
         self.internals = Internals(positions, known.bonds, [*known.links, *known.springs])
         self._stiffness = force_constants(self.internals, known.numbers, positions)
         nothing = np.zeros((len(self._stiffness), 0))
         self._known = (nothing, nothing) if known.hessian is None else beyond_model(
-            known.hessian, self.internals.slopes(positions), self._stiffness, _FLOOR)
+            known.hessian, self.internals.slopes(self._start), self._stiffness, _FLOOR)
         for atoms, constant in known.springs.items():
             place = self.internals.place(atoms)
             if place is not None:
@@ -67,7 +77,8 @@ class Hessian:
         diagonal = np.diag_indices_from(metric)
         metric[diagonal] += _LEAST_CHANGE + _ROUNDING * np.max(metric[diagonal], initial=0.0)
         factored = Factored(metric)
-        return Place(values, slopes, slopes @ factored.solve(gradient), factored)
+        return Place(positions, gradient, values, slopes, slopes @ factored.solve(gradient),
+                     factored)
 
     def at(self, slopes: Array) -> Array:
         """That by the positions, 3n x 3n, where the coordinates have these slopes."""
@@ -80,9 +91,27 @@ class Hessian:
 
     def learn(self, before: Place, after: Place) -> None:
         """Remembers how the forces changed on the way from one place to another."""
-        step = self.internals.difference(after.values, before.values)
-        self._pairs.append((step, after.forces - before.forces))
-        del self._pairs[:-_MEMORY]
+        self._pairs.append(self._pair((before.values, before.forces), (after.values, after.forces)))
+        self._ends.append(((before.positions, before.gradient), (after.positions, after.gradient)))
+        del self._pairs[:-_MEMORY], self._ends[:-_MEMORY]
+
+    def renewed(self, here: Place) -> Place | None:
+        """Where the coordinates no longer fit a place: that place in others, in which all that was
+        learned is written anew. None where they fit."""
+        if self.internals.fit(here.positions):
+            return None
+        self._write(here.positions)
+        written: dict[int, tuple[Array, Array]] = {}
+        for seen in (seen for ends in self._ends for seen in ends if id(seen[0]) not in written):
+            place = self.place(*seen)
+            written[id(seen[0])] = place.values, place.forces
+        self._pairs = [self._pair(*(written[id(seen[0])] for seen in ends)) for ends in self._ends]
+        return self.place(here.positions, here.gradient)
+
+    def _pair(self, before: tuple[Array, Array], after: tuple[Array, Array]
+              ) -> tuple[Array, Array]:
+        """The step, and the change of the forces, from values and forces."""
+        return self.internals.difference(after[0], before[0]), after[1] - before[1]
 
     def _corrections(self) -> list[tuple[int, Array]]:
         """What is added to the model: vectors, coordinates x any number, whose outer products are

@@ -18,6 +18,8 @@ from orbitrax.minimise.arrays import Array
 Chains = list[tuple[int, ...]]  # of bonded atoms
 
 LINEAR = np.radians(165.0)  # three atoms that open a wider angle count as a line
+_STRAIGHTENED, _BROKEN = np.radians([172.0, 157.0])  # a bend and a line that no longer are
+_SQUARE = 0.4  # cosine of the line to an axis that no longer counts as square to it
 _MOST_TORSIONS = 9  # round one bond: those of two sp3 atoms
 
 
@@ -43,6 +45,7 @@ class Internals:
         for near in neighbours:
             near.sort()
         bends, linear = _bends(positions, neighbours)
+        self._own_bends = len(bends)
         torsions = _torsions(positions, bonds, neighbours)
         flaps = _flaps(positions, neighbours, torsions)
         stretches: Chains = [tuple(sorted(bond)) for bond in bonds]
@@ -75,6 +78,16 @@ class Internals:
                         return start + row
             start += len(rows)
         return None
+
+    def fit(self, positions: Array) -> bool:
+        """Whether they describe these positions, too: no bend that follows from the bonds has
+        become a line, or a line a bend, and its axes still stand across it."""
+        bends = bend(positions, self.bends[:self._own_bends])[0]
+        lines = bend(positions, self.linear)[0]
+        along = _units(positions[self.linear[:, 0]] - positions[self.linear[:, 2]])[0]
+        slant = [np.abs(np.sum(along * axes, axis=1)) for axes in self._axis_pair()]
+        return bool(np.all(bends < _STRAIGHTENED) and np.all(lines > _BROKEN)
+                    and np.all(np.array(slant) < _SQUARE))
 
     def values(self, positions: Array) -> Array:
         """All coordinates at these positions."""

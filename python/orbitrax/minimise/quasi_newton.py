@@ -111,11 +111,9 @@ class Minimum:
 
 @dataclass
 class _Point(Place):
-    """A geometry, all that is known of it, and what follows for the internal coordinates."""
+    """A place, and its energy."""
 
-    positions: Array  # n x 3
     energy: float
-    gradient: Array  # 3n
 
     @property
     def rms(self) -> float:
@@ -229,7 +227,7 @@ class _Search:
             self._hessian.learn(self._here, there)
         if there.energy > here.energy - _NOISE:
             return False
-        self._here = there
+        self._settle(there)
         return True
 
     def _look(self, step: Array) -> _Point:
@@ -256,7 +254,7 @@ class _Search:
             fell = there.energy <= self._here.energy + _NOISE
             self._adapt_trust(kept, part * longest, part < 1.0, fell)
             if fell:
-                self._here = there
+                self._settle(there)
                 return True
             step = self.newton_step()
         return False
@@ -277,7 +275,12 @@ class _Search:
         self.energies += 1
         gradient = np.asarray(gradient, dtype=float).reshape(-1)
         place = self._hessian.place(positions, gradient)
-        return _Point(**vars(place), positions=positions, energy=energy, gradient=gradient)
+        return _Point(**vars(place), energy=energy)
+
+    def _settle(self, there: _Point) -> None:
+        """Goes on from there, in coordinates that fit."""
+        place = self._hessian.renewed(there)
+        self._here = there if place is None else _Point(**vars(place), energy=there.energy)
 
     def _bent(self, step: Array) -> Array:
         """The positions at which the internal coordinates have changed by what the step says to
