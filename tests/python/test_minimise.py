@@ -20,7 +20,8 @@ BUTYNE = np.array([[0.0, 0.0, z] for z in (-2.06, -0.6, 0.6, 2.06)] +
 BUTYNE_BONDS = [(0, 1), (1, 2), (2, 3), (0, 4), (0, 5), (0, 6), (3, 7), (3, 8), (3, 9)]
 SHAPES = {"water": (WATER[1], WATER[2]),
           "peroxide": (PEROXIDE, [(0, 1), (0, 2), (1, 3)]),
-          "butyne": (BUTYNE, BUTYNE_BONDS)}
+          "butyne": (BUTYNE, BUTYNE_BONDS),
+          "dioxide": (np.array([[0.0, 0.1, 0.0], [1.2, 0.0, 0.0], [-1.2, 0.0, 0.0]]), WATER[2])}
 
 
 def shaken(positions, seed=5, size=0.05):
@@ -62,7 +63,7 @@ def test_the_square_is_that_of_the_whole_matrix(name):
 
 def test_three_atoms_in_a_line_have_two_bends_across_and_no_torsion():
     internals = Internals(BUTYNE, BUTYNE_BONDS)
-    assert internals.linear.tolist() == [[0, 1, 2], [1, 2, 3]]
+    assert internals.linear.tolist() == 2 * [[0, 1, 2], [1, 2, 3]]
     assert {tuple(chain[1:3]) for chain in internals.torsions.tolist()} == {(0, 3)}
 
 

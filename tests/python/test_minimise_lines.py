@@ -7,6 +7,7 @@ from orbitrax import Backend, Job, Optimize
 from orbitrax.minimise import Limits, minimise
 from orbitrax.minimise.hessian import Hessian, Known
 from orbitrax.minimise.internals import Internals
+from orbitrax.minimise.quasi_newton import _rigid_motions
 from orbitrax.molecules.molecule import Molecule
 
 CHAIN = [(0, 1), (1, 2), (2, 3)]
@@ -62,21 +63,37 @@ def test_a_chain_bends_and_straightens(start, best, most):
 
 def test_coordinates_fit_until_an_angle_has_become_another_kind():
     bent, straight = Internals(chain(160, 110, 90), CHAIN), Internals(chain(170, 110, 90), CHAIN)
-    assert not len(bent.linear) and len(straight.linear) == 1
+    assert not len(bent.linear) and len(straight.linear) == 2
     for angle, fits_bent, fits_straight in ((110, True, False), (150, True, False),
                                             (165, True, True), (178, False, True)):
         assert bent.fit(chain(angle, 110, 90)) == fits_bent
         assert straight.fit(chain(angle, 110, 90)) == fits_straight
 
 
-def test_a_line_that_has_turned_needs_other_axes():
-    places = chain(179, 110, 90)
+def test_a_line_alone_that_has_turned_needs_other_axes():
+    places = np.array([[0.0, 0.01, 1.2], [0.0, 0.0, 0.0], [0.0, 0.01, -1.2]])
+    internals = Internals(places, CHAIN[:2])
+    for axis in np.eye(3)[:2]:
+        assert internals.fit(places @ turned(axis, 0.2))
+        assert not internals.fit(places @ turned(axis, 1.0))
+
+
+@pytest.mark.parametrize("bend", [110, 160])
+def test_bends_across_a_line_turn_with_the_molecule(bend):
+    places = chain(168, bend, 70)
     internals = Internals(places, CHAIN)
-    first, second = internals._axis_pair()
-    assert internals.fit(places @ turned(first[0], 0.2)) and internals.fit(
-        places @ turned(second[0], 0.2))
-    assert not (internals.fit(places @ turned(first[0], 1.0)) and internals.fit(
-        places @ turned(second[0], 1.0)))
+    assert len(internals.linear) == 2
+    there = turned((0.6, 0.0, 0.8), 1.3)
+    change = internals.difference(internals.values(places @ there), internals.values(places))
+    assert change == pytest.approx(np.zeros(len(internals)), abs=1e-12)
+    whole = _rigid_motions(places)
+    assert internals.slopes(places) @ whole.T == pytest.approx(
+        np.zeros((len(internals), 6)), abs=1e-12)
+
+
+def test_an_atom_that_comes_to_stand_in_the_line_no_longer_shows_a_side():
+    internals = Internals(chain(176, 160, 90), CHAIN)
+    assert internals.fit(chain(176, 170, 90)) and not internals.fit(chain(176, 179, 90))
 
 
 def turned(axis, angle):
@@ -94,6 +111,16 @@ def test_an_ion_that_starts_as_a_line_bends_in_a_few_energies(method):
         found = backend.run(Job(Molecule([1, 6, 7, 1], places, charge=-1), method, Optimize()))
     assert found.converged and found.energy_points < 25
     assert cosines(np.reshape(found.coordinates, (-1, 3))).min() > -0.6
+
+
+def test_a_group_beside_a_nearly_straight_line_turns_in_a_few_energies():
+    """HNCS, whose hydrogen turns about a line of 173 degrees: 92 energies with axes that are fixed
+    in space, in which this is neither a turn of the whole nor a change of any coordinate."""
+    places = [[-0.881755, -0.417551, -0.016003], [0.269420, -0.201511, -0.004209],
+              [2.025720, 0.160796, 0.014689], [-1.413385, 0.458265, 0.005523]]
+    with Backend() as backend:
+        found = backend.run(Job(Molecule([7, 6, 16, 1], places), "pm3", Optimize()))
+    assert found.converged and found.energy_points < 25
 
 
 @pytest.mark.parametrize("off", [0.0, 1e-5, 1e-4, 1e-2])

@@ -20,6 +20,8 @@ Chains = list[tuple[int, ...]]  # of bonded atoms
 LINEAR = np.radians(165.0)  # three atoms that open a wider angle count as a line
 _STRAIGHTENED, _BROKEN = np.radians([172.0, 157.0])  # a bend and a line that no longer are
 _SQUARE = 0.4  # cosine of the line to an axis that no longer counts as square to it
+_BESIDE, _UPON = 0.1, 0.05  # sine between a line and an atom that shows where one side of it is,
+#                             and of one that no longer does
 _MOST_TORSIONS = 9  # round one bond: those of two sp3 atoms
 
 
@@ -27,11 +29,11 @@ class Internals:
     """The coordinates that a molecule has by its bonds and by the positions it starts from.
 
     stretches k x 2, bends k x 3, torsions k x 4, linear k x 3: atom indices from 0, the apex of a
-    bend in the middle. A linear bend counts twice, along two axes square to the line that are
-    fixed in space. The last `flaps` torsions stand for an atom with three neighbours that leaves
-    their plane, where no other torsion tells of that. Links are coordinates beside those that
-    follow from the bonds. The order of all coordinates: stretches, bends, torsions, linear bends
-    along the first axis, then along the second.
+    bend in the middle. A linear bend is there twice, along two axes square to the line, which turn
+    with the molecule; where all of it lies in the line they are fixed in space. The last `flaps`
+    torsions stand for an atom with three neighbours that leaves their plane, where no other torsion
+    tells of that. Links are coordinates beside those that follow from the bonds. The order of all
+    coordinates: stretches, bends, torsions, linear bends.
     """
 
     def __init__(self, positions: Array, bonds: list[tuple[int, int]],
@@ -54,19 +56,25 @@ class Internals:
             chains += [link for link in dict.fromkeys(links)
                        if len(link) == width and link not in known]
         self.stretches = _rows(stretches, 2)
-        self.bends, self.linear = _rows(bends, 3), _rows(linear, 3)
+        self.bends = _rows(bends, 3)
         self.torsions, self.flaps = _rows(torsions + flaps, 4), len(flaps)
-        self._axes = [_square_axes(positions[i] - positions[k]) for i, _, k in linear]
+        beside = [_beside(positions, neighbours, line) for line in linear]
+        bare = [line for line, m in zip(linear, beside) if m is None]
+        self._bare = _rows(bare, 3)
+        self._framed = _rows([(*line, m) for line, m in zip(linear, beside) if m is not None], 4)
+        self.linear = np.concatenate([self._bare, self._bare, self._framed[:, :3],
+                                      self._framed[:, :3]])
+        self._axes = [_square_axes(positions[i] - positions[k]) for i, _, k in bare]
         self._columns = [  # where the slopes of each kind are, coordinates x 3 atoms of one
             (3 * atoms[:, :, None] + np.arange(3)).reshape(len(atoms), 3 * atoms.shape[1])
-            for atoms in (self.stretches, self.bends, self.torsions, self.linear, self.linear)]
+            for atoms in (self.stretches, self.bends, self.torsions, self._bare, self._bare,
+                          self._framed, self._framed)]
         self._cells = np.concatenate([  # and, in 3n x 3n, the products of those of one coordinate
             (3 * len(positions) * columns[:, :, None] + columns[:, None, :]).ravel()
             for columns in self._columns])
 
     def __len__(self) -> int:
-        return (len(self.stretches) + len(self.bends) + len(self.torsions)
-                + 2 * len(self.linear))
+        return len(self.stretches) + len(self.bends) + len(self.torsions) + len(self.linear)
 
     def place(self, atoms: tuple[int, ...]) -> int | None:
         """Which coordinate is that of these atoms; None where it is none."""
@@ -84,17 +92,16 @@ class Internals:
         become a line, or a line a bend, and its axes still stand across it."""
         bends = bend(positions, self.bends[:self._own_bends])[0]
         lines = bend(positions, self.linear)[0]
-        along = _units(positions[self.linear[:, 0]] - positions[self.linear[:, 2]])[0]
+        along = _units(positions[self._bare[:, 0]] - positions[self._bare[:, 2]])[0]
         slant = [np.abs(np.sum(along * axes, axis=1)) for axes in self._axis_pair()]
+        i, j, k, m = (positions[self._framed[:, place]] for place in range(4))
+        sines = np.linalg.norm(_cross(_units(i - k)[0], _units(m - j)[0]), axis=1)
         return bool(np.all(bends < _STRAIGHTENED) and np.all(lines > _BROKEN)
-                    and np.all(np.array(slant) < _SQUARE))
+                    and np.all(np.array(slant) < _SQUARE) and np.all(sines > _UPON))
 
     def values(self, positions: Array) -> Array:
         """All coordinates at these positions."""
-        return np.concatenate([
-            stretch(positions, self.stretches)[0], bend(positions, self.bends)[0],
-            torsion(positions, self.torsions)[0],
-            *(_linear(positions, self.linear, axis)[0] for axis in self._axis_pair())])
+        return np.concatenate([values for _, (values, _) in self._kinds(positions)])
 
     def slopes(self, positions: Array) -> Array:
         """How each coordinate changes with each position: the matrix B, coordinates x 3n."""
@@ -102,11 +109,7 @@ class Internals:
 
     def values_and_slopes(self, positions: Array) -> tuple[Array, Array]:
         """Both at once, for half the work."""
-        kinds = [(self.stretches, stretch(positions, self.stretches)),
-                 (self.bends, bend(positions, self.bends)),
-                 (self.torsions, torsion(positions, self.torsions)),
-                 *((self.linear, _linear(positions, self.linear, axis))
-                   for axis in self._axis_pair())]
+        kinds = self._kinds(positions)
         result = np.zeros((len(self), 3 * len(positions)))
         row = 0
         for atoms, (_, slopes) in kinds:  # slopes: coordinates x atoms of one x 3
@@ -116,6 +119,15 @@ class Internals:
                     result[lines, 3 * atoms[:, place] + axis] = slopes[:, place, axis]
             row += len(atoms)
         return np.concatenate([values for _, (values, _) in kinds]), result
+
+    def _kinds(self, positions: Array) -> list[tuple[Array, tuple[Array, Array]]]:
+        """Of each kind of coordinate the atoms, and the values with the slopes by these."""
+        return [(self.stretches, stretch(positions, self.stretches)),
+                (self.bends, bend(positions, self.bends)),
+                (self.torsions, torsion(positions, self.torsions)),
+                *((self._bare, _linear(positions, self._bare, axis))
+                  for axis in self._axis_pair()),
+                *((self._framed, found) for found in _linear_framed(positions, self._framed))]
 
     def square(self, slopes: Array, weights: Array) -> Array:
         """B^T W B, 3n x 3n, of the matrix B and a weight for each coordinate: from the few slopes
@@ -223,6 +235,23 @@ def _lines(positions: Array, neighbours: list[list[int]]) -> list[tuple[int, int
     return found
 
 
+def _beside(positions: Array, neighbours: list[list[int]], line: tuple[int, ...]) -> int | None:
+    """The nearest atom by the bonds from either end of three atoms in a line that does not stand in
+    it; None where all do."""
+    i, j, k = line
+    along = (positions[i] - positions[k]) / np.linalg.norm(positions[i] - positions[k])
+    seen, edge = {i, j, k}, [i, k]
+    while edge:
+        onward = [m for end in edge for m in neighbours[end] if m not in seen]
+        for m in onward:
+            arm = positions[m] - positions[j]
+            if np.linalg.norm(np.cross(along, arm)) > _BESIDE * np.linalg.norm(arm):
+                return m
+        seen.update(onward)
+        edge = onward
+    return None
+
+
 def _square_axes(line: Array) -> Array:
     """Two unit vectors square to a line and to each other, 2 x 3."""
     along = line / np.linalg.norm(line)
@@ -290,3 +319,34 @@ def _linear(positions: Array, atoms: Array, axes: Array) -> tuple[Array, Array]:
     by_i = (axes - off_u * u) / length_u[:, None]
     by_k = (axes - off_v * v) / length_v[:, None]
     return (off_u + off_v)[:, 0], np.stack([by_i, -by_i - by_k, by_k], axis=1)
+
+
+def _linear_framed(positions: Array, atoms: Array
+                   ) -> tuple[tuple[Array, Array], tuple[Array, Array]]:
+    """The same for the first three of four atoms, along axes that go with the molecule: towards the
+    fourth atom, and square to it and the line."""
+    i, j, k, m = (positions[atoms[:, place]] for place in range(4))
+    u, length_u = _units(i - j)
+    v, length_v = _units(k - j)
+    line, arm, off = i - k, m - j, u + v
+    along, length = _units(line)
+    normal, area = _units(_cross(line, arm))
+
+    def moved(axis: Array, by_normal: Array, by_along: Array) -> Array:
+        """The slopes of off times an axis, and of the axis by its two vectors."""
+        turn = (by_normal - _dot(by_normal, normal) * normal) / area[:, None]
+        by_line = _cross(arm, turn) + (by_along - _dot(by_along, along) * along) / length[:, None]
+        by_arm = _cross(turn, line)
+        by_i = (axis - _dot(axis, u) * u) / length_u[:, None]
+        by_k = (axis - _dot(axis, v) * v) / length_v[:, None]
+        return np.stack([by_i + by_line, -by_i - by_k - by_arm, by_k - by_line, by_arm], axis=1)
+
+    inward = _cross(normal, along)
+    return ((_dot(off, inward)[:, 0], moved(inward, _cross(along, off), _cross(off, normal))),
+            (_dot(off, normal)[:, 0], moved(normal, off, np.zeros_like(off))))
+
+
+def _dot(a: Array, b: Array) -> Array:
+    """The products of rows, k x 1."""
+    found: Array = np.sum(a * b, axis=1)[:, None]
+    return found

@@ -46,5 +46,5 @@ def force_constants(internals: Internals, numbers: Array,
     if internals.flaps:
         torsion[-internals.flaps:] = _FLAP
     constants: Array = CODATA_KCAL_PER_HARTREE * np.concatenate(
-        [stretch, bend(bends), torsion, bend(linear), bend(linear)])
+        [stretch, bend(bends), torsion, bend(linear)])
     return constants
