@@ -14,8 +14,12 @@ if TYPE_CHECKING:
 
 def check_target(path: str) -> None:
     """Refuses a file that cannot be written, before anything is computed. Rights do not tell: the
-    superuser has all of them, and /proc takes no file even so. An empty file is made and removed.
+    superuser has all of them, and /proc takes no file even so. A file that is there is opened as it
+    is, which the place of one that is write-protected would not tell; and an empty file is made
+    beside it and removed.
     """
+    if not path:
+        raise UsageError("a file without a name cannot be written; name one")
     place = os.path.realpath(path)
     folder = os.path.dirname(place)
     if os.path.isdir(path):
@@ -28,19 +32,28 @@ def check_target(path: str) -> None:
             raise UsageError(f"{path}: no file can be written there: no permission")
         return
     try:
-        os.unlink(_empty_file(folder, os.path.basename(place)))
+        if os.path.exists(place):
+            os.close(os.open(place, os.O_WRONLY))
+        with _temporary(place):
+            pass
     except OSError as error:
         raise UsageError(f"{path}: no file can be written there: {error.strerror}") from None
 
 
-def _empty_file(folder: str, name: str) -> str:
-    """A new file that nobody else knows, with the ending of this name."""
-    import tempfile
-
-    handle, path = tempfile.mkstemp(dir=folder, prefix=".orbitrax-",
-                                    suffix=os.path.splitext(name)[1])
-    os.close(handle)
-    return path
+@contextlib.contextmanager
+def _temporary(path: str) -> Iterator[str]:
+    """A new and empty file that nobody else knows, beside this one and with its ending; it is gone
+    at the end, whatever happens, unless it has got another name by then. Its own is known before
+    it is made, so that no signal comes between the two."""
+    folder, name = os.path.split(path)
+    suffix = os.path.splitext(name)[1]
+    temporary = os.path.join(folder, f".orbitrax-{os.urandom(8).hex()}{suffix}")
+    try:
+        os.close(os.open(temporary, os.O_RDWR | os.O_CREAT | os.O_EXCL, 0o600))
+        yield temporary
+    finally:
+        with contextlib.suppress(OSError):
+            os.unlink(temporary)
 
 
 def is_molden(path: str | None) -> bool:
@@ -67,14 +80,9 @@ def replaced(path: str) -> Iterator[str]:
 
 @contextlib.contextmanager
 def _beside(path: str) -> Iterator[str]:
-    temporary = _empty_file(os.path.dirname(path), path)
-    try:
+    with _temporary(path) as temporary:
         yield temporary
         mask = os.umask(0)
         os.umask(mask)
         os.chmod(temporary, 0o666 & ~mask)
         os.replace(temporary, path)
-    except BaseException:
-        with contextlib.suppress(OSError):
-            os.unlink(temporary)
-        raise

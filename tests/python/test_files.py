@@ -78,3 +78,42 @@ def test_a_look_at_a_target_leaves_nothing_and_harms_nothing(tmp_path):
         check_target(str(tmp_path / name))
     check_target("/dev/null")
     assert os.listdir(tmp_path) == ["old.txt"] and (tmp_path / "old.txt").read_text() == "old"
+
+
+def test_a_signal_between_making_a_file_and_taking_it_away_leaves_none(tmp_path, monkeypatch):
+    """The moment after the system has made the file, and before we have heard of it."""
+    make = os.open
+
+    def make_and_be_interrupted(*given):
+        os.close(make(*given))
+        raise KeyboardInterrupt
+
+    monkeypatch.setattr(os, "open", make_and_be_interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        check_target(str(tmp_path / "a.xyz"))
+    with pytest.raises(KeyboardInterrupt):
+        write(tmp_path / "a.xyz")
+    assert os.listdir(tmp_path) == []
+
+
+def test_a_file_that_is_protected_is_refused_before(tmp_path, monkeypatch):
+    """Another could take its place, which is not what someone means who protects it. The superuser
+    may write everything, so the system's refusal is played."""
+    path = tmp_path / "a.txt"
+    path.write_text("old")
+    make = os.open
+
+    def refuse(name, flags, *given):
+        if name == str(path) and flags & os.O_WRONLY:
+            raise PermissionError(13, "Permission denied", name)
+        return make(name, flags, *given)
+
+    monkeypatch.setattr(os, "open", refuse)
+    with pytest.raises(UsageError, match="a.txt: no file can be written there: Permission denied"):
+        check_target(str(path))
+    assert path.read_text() == "old" and os.listdir(tmp_path) == ["a.txt"]
+
+
+def test_no_name_is_no_file():
+    with pytest.raises(UsageError, match="without a name"):
+        check_target("")
