@@ -62,20 +62,27 @@ def is_molden(path: str | None) -> bool:
 
 
 @contextlib.contextmanager
+def refusals(path: str) -> Iterator[None]:
+    """Turns the system's refusals to write into an OrbitraxError that names `path`."""
+    try:
+        yield
+    except OSError as error:
+        raise OrbitraxError(f"{path}: cannot be written: {error.strerror}") from None
+
+
+@contextlib.contextmanager
 def replaced(path: str) -> Iterator[str]:
     """Gives the name of a file to write; when the block has ended well, that file takes the place
     of `path`, else it is gone. What is not an ordinary file (a device, a pipe) is written in place.
 
     The system's refusals become an OrbitraxError that names `path`.
     """
-    try:
+    with refusals(path):
         if os.path.exists(path) and not os.path.isfile(path):
             yield path
         else:
             with _beside(os.path.realpath(path)) as temporary:
                 yield temporary
-    except OSError as error:
-        raise OrbitraxError(f"{path}: cannot be written: {error.strerror}") from None
 
 
 @contextlib.contextmanager

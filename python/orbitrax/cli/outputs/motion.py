@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 
 from orbitrax.cli.outputs import Output
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target, refusals, replaced
 from orbitrax.motion.trajectory import Heading, TrajectoryFile
 from orbitrax.units import ASE_EV_PER_KCAL
 
@@ -66,11 +67,14 @@ class MotionOutput(Output):
         run.listeners.append(_watcher(terminal))
 
     def finish(self, run: Any, result: Result | None) -> None:
-        """Closes the trajectories and draws the picture."""
-        for file in self._files:
-            file.close()
-        self._files = []
-        self._tell_how_to_go_on(run)
+        """Draws the picture and closes the trajectories."""
+        try:
+            self._tell_how_to_go_on(run)
+            self._draw(run, result)
+        finally:
+            self._close()
+
+    def _draw(self, run: Any, result: Result | None) -> None:
         if run is None or result is None or run.last is None:
             return
         from orbitrax.pictures.chart import save_chart
@@ -79,6 +83,12 @@ class MotionOutput(Output):
             with replaced(path) as name:
                 save_chart(run.columns, result.heading, path, name)
 
+    def _close(self) -> None:
+        with contextlib.ExitStack() as stack:
+            for path, file in zip(self._paths, self._files):
+                stack.enter_context(refusals(path))
+                stack.callback(file.close)
+            self._files = []
 
     def _tell_how_to_go_on(self, run: Moving | None) -> None:
         """After a run that ended early."""

@@ -5,8 +5,8 @@ from __future__ import annotations
 import sys
 
 from orbitrax.cli.outputs import Output
-from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target
+from orbitrax.errors import UsageError
+from orbitrax.files import check_target, refusals
 from orbitrax.units import ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -72,9 +72,16 @@ class StructureOutput(Output):
         run.points.listeners.append(listen)
 
     def finish(self, run: Any, result: Result | None) -> None:
-        """Closes the trajectory and writes the last structure."""
-        if self._trajectory is not None:
-            self._trajectory.close()
+        """Closes the trajectory and writes the last structure, of which a trajectory that could not
+        be written takes nothing away."""
+        try:
+            self._write_last(run, result)
+        finally:
+            if self._trajectory is not None:
+                with refusals(self._trajectory.name):
+                    self._trajectory.close()
+
+    def _write_last(self, run: Any, result: Result | None) -> None:
         if self.path is None or run is None or run.points.last is None:
             return
         from orbitrax.molecules.writing import write_molecule, xyz_text
@@ -128,8 +135,6 @@ def write_frame(file: TextIO, job: Job, xyz: Any, energy: float, gradient: Any,
     atoms.calc = SinglePointCalculator(atoms, **values)
     text = StringIO()
     ase.io.write(text, atoms, format="extxyz")
-    try:
+    with refusals(file.name):
         file.write(text.getvalue())
         file.flush()
-    except OSError as error:
-        raise OrbitraxError(f"{file.name}: cannot be written: {error.strerror}") from None

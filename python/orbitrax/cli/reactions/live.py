@@ -7,6 +7,7 @@ from typing import Any
 
 from orbitrax.cli.outputs.structure import write_frame
 from orbitrax.errors import UsageError
+from orbitrax.files import refusals
 from orbitrax.reactions.surface import Seen
 
 _HEADER = f"{'stage':<34}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
@@ -30,9 +31,10 @@ class Live:
         return self
 
     def __exit__(self, *_: object) -> None:
-        if self._file is not None:
-            self._file.close()
         self._terminal.end_progress()
+        if self._file is not None:
+            with refusals(self._file.name):
+                self._file.close()
 
     def _take(self, seen: Seen) -> None:
         if not self._rows:
