@@ -10,6 +10,9 @@ import pytest
 from batches import (DRUGLIKE, abused, busy, compared, family, gone, killed, lines_of, orbitrax,
                      records, row_of_waters, small_molecules, started, until)
 
+from orbitrax.bulk.store import Store
+from orbitrax.errors import OrbitraxError
+
 SEED = 20261122
 
 
@@ -158,3 +161,27 @@ def test_a_small_disk_that_fills_up_is_said_and_the_batch_goes_on_elsewhere(tmp_
         assert done.returncode == 0 and len(compared(disk / "r.jsonl")) == 300
     finally:
         subprocess.run(["umount", disk], check=True)
+
+
+@pytest.mark.parametrize("path", ["/dev/null", "/dev/stdout"])
+def test_what_cannot_be_read_again_takes_no_results(tmp_path, path):
+    """/dev/full, read as results that are there, filled the memory with its zeros."""
+    names = tmp_path / "list.smi"
+    names.write_text("C a\n")
+    done = orbitrax("batch", names, "-m", "am1", "-o", path, "--resume")
+    assert done.returncode == 2
+    assert f"{path}: no results can be written there: it is no ordinary file" in done.stderr
+
+
+def test_results_that_cannot_be_opened_are_named(tmp_path, monkeypatch):
+    path = tmp_path / "r.jsonl"
+    make = os.open
+
+    def refuse(name, flags, *given):
+        if name == str(path) and flags & os.O_CREAT:
+            raise PermissionError(1, "Operation not permitted", name)
+        return make(name, flags, *given)
+
+    monkeypatch.setattr(os, "open", refuse)
+    with pytest.raises(OrbitraxError, match="r.jsonl: cannot be written: Operation not permitted"):
+        Store(str(path))

@@ -13,7 +13,7 @@ from orbitrax.bulk.items import Item
 from orbitrax.bulk.one import Answer
 from orbitrax.bulk.recipe import Recipe
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target, refusals, replaced
 
 _GROUP_SECONDS, _GROUP_RECORDS = 1.0, 2000  # what is not yet sure to be on the disk
 _PIECE = 1 << 20
@@ -24,11 +24,14 @@ class Store:
 
     resume: whether records may be there already; those that ended by accident are taken out, to be
     made again. Raises UsageError for a file that is there and may not, or that another batch is
-    writing.
+    writing, and for a device or a pipe, which cannot be read again.
     """
 
     def __init__(self, path: str, resume: bool = False):
         check_target(path)
+        if os.path.exists(path) and not os.path.isfile(path):
+            raise UsageError(f"{path}: no results can be written there: it is no ordinary file, "
+                             "and the records of a batch are read again")
         self.path = path
         self._index = self._locked(index_path(path))
         try:
@@ -38,7 +41,8 @@ class Store:
             rows = read_rows(path) if os.path.exists(path) else Rows()
             if rows.accidents:
                 rows = self._without_accidents(rows)
-            self._open(rows)
+            with refusals(path):
+                self._open(rows)
         except BaseException:
             os.close(self._index)
             raise

@@ -44,7 +44,8 @@ def run_program(argv: list[str] | None = None) -> int:
         return _PIPE_CLOSED
     except OSError as error:  # a full disk; all other files are watched where they are used
         _discard_output()
-        print(f"orbitrax: error: standard output: {error.strerror}", file=sys.stderr)
+        place = "standard output" if error.filename is None else error.filename
+        print(f"orbitrax: error: {place}: {error.strerror}", file=sys.stderr)
         return 3
 
 
