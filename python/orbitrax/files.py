@@ -24,13 +24,13 @@ def check_target(path: str) -> None:
     folder = os.path.dirname(place)
     if os.path.isdir(path):
         raise UsageError(f"{path}: no file can be written there: it is a folder")
+    if os.path.exists(path) and not os.path.isfile(path):  # as /dev/stdout, a pipe without a place
+        if not os.access(path, os.W_OK):
+            raise UsageError(f"{path}: no file can be written there: no permission")
+        return
     if not os.path.isdir(folder):
         raise UsageError(f"{path}: no file can be written there: there is no folder "
                          f"{os.path.dirname(path) or folder}")
-    if os.path.exists(place) and not os.path.isfile(place):
-        if not os.access(place, os.W_OK):
-            raise UsageError(f"{path}: no file can be written there: no permission")
-        return
     try:
         if os.path.exists(place):
             os.close(os.open(place, os.O_WRONLY))

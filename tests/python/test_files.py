@@ -117,3 +117,15 @@ def test_a_file_that_is_protected_is_refused_before(tmp_path, monkeypatch):
 def test_no_name_is_no_file():
     with pytest.raises(UsageError, match="without a name"):
         check_target("")
+
+
+def test_a_pipe_of_the_shell_is_a_target():
+    """As /dev/stdout and >(gzip) are, whose real path is no place."""
+    read, written = os.pipe()
+    try:
+        check_target(f"/dev/fd/{written}")
+        write(f"/dev/fd/{written}", "new")
+        assert os.read(read, 10) == b"new"
+    finally:
+        os.close(read)
+        os.close(written)
