@@ -9,7 +9,8 @@ from orbitrax.errors import OrbitraxError, UsageError
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Iterator
+    from collections.abc import Iterator, Sequence
+    from typing import TypeGuard
 
 
 def check_target(path: str) -> None:
@@ -38,6 +39,33 @@ def check_target(path: str) -> None:
             pass
     except OSError as error:
         raise UsageError(f"{path}: no file can be written there: {error.strerror}") from None
+
+
+def check_apart(written: Sequence[str | None], read: Sequence[str | None] = ()) -> None:
+    """Refuses two outputs of one name, and an output that would take the place of what is read,
+    before anything is lost. read: sources of molecules too, NAME@0 among them. None, - and what is
+    no ordinary file stand in nobody's way."""
+    outputs = [path for path in written if _holds(path)]
+    for k, path in enumerate(outputs):
+        if any(_is_same(path, other) for other in outputs[:k]):
+            raise UsageError(f"{path}: two outputs cannot go into one file; name another one")
+        for source in read:
+            if _holds(source) and _is_same(path, source):
+                raise UsageError(f"{path}: this would be written over {source}, which is read "
+                                 "here; name another file")
+
+
+def _holds(path: str | None) -> TypeGuard[str]:
+    return path is not None and path != "-" and (not os.path.exists(path) or os.path.isfile(path))
+
+
+def _is_same(path: str, source: str) -> bool:
+    place = source
+    if not os.path.exists(source) and "@" in source:
+        place = source.rpartition("@")[0]
+    if os.path.exists(path) and os.path.exists(place):
+        return os.path.samefile(path, place)
+    return os.path.realpath(path) == os.path.realpath(place)
 
 
 @contextlib.contextmanager

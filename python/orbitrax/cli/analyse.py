@@ -55,7 +55,7 @@ def run(arguments: Any, terminal: Any) -> int:
 
 
 def _run(arguments: Any) -> int:
-    from orbitrax.files import check_target
+    from orbitrax.files import check_apart, check_target
     from orbitrax.motion.frames import read_trajectory
     from orbitrax.motion.schedule import parse_time
     from orbitrax.motion.tables import correlated, displaced, geometry, spectral
@@ -63,6 +63,7 @@ def _run(arguments: Any) -> int:
     path = arguments.output
     if path not in (None, "-"):
         check_target(path)
+        check_apart([path], [arguments.trajectory])
     interval = None if arguments.interval is None else parse_time(arguments.interval)
     trajectory = read_trajectory(arguments.trajectory, interval)
     asked = [(name, atoms) for name, _, _ in _GEOMETRY for atoms in getattr(arguments, name)]

@@ -70,6 +70,7 @@ class TaskCommand:
         try:
             self.sink.check()
             self.output.check(self.task)
+            self._check_apart()
             result = self._calculate()
         except OrbitraxError as error:
             result, failure = error.partial, _with_limit(error, self.command.time_limit)
@@ -84,6 +85,16 @@ class TaskCommand:
         finally:
             _hear(before)
         return failure.exit_status if failure else 0
+
+    def _check_apart(self) -> None:
+        if self.command.output is None and self.command.trajectory is None:
+            return
+        from orbitrax.files import check_apart
+
+        command = self.command
+        check_apart([command.output, command.trajectory])
+        check_apart([command.trajectory] if self.output.takes_molecules_place else
+                    [command.output, command.trajectory], [command.molecule])
 
     def _keep(self, result: Result | None, failure: OrbitraxError | None) -> OrbitraxError | None:
         """Writes and says what there is; returns the failure, or that of the writing."""

@@ -9,7 +9,7 @@ from typing import Any
 from orbitrax.backend import Backend
 from orbitrax.cli.options import add_option
 from orbitrax.errors import Interrupted, NotConverged, OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_apart, check_target, replaced
 from orbitrax.job import JobSettings
 from orbitrax.link.events import Event
 from orbitrax.molecules.reading import as_molecule, read_molecule
@@ -59,9 +59,11 @@ def run(arguments: Any, terminal: Any) -> int:
                        for text in getattr(arguments, kind)]
         if not 1 <= len(coordinates) <= 2:
             raise UsageError("scan one or two coordinates: --torsion, --bend or --stretch")
-        for path in (arguments.output, arguments.csv, arguments.picture):
+        outputs = (arguments.output, arguments.csv, arguments.picture)
+        for path in outputs:
             if path is not None and path != "-":
                 check_target(path)
+        check_apart(outputs, [arguments.molecule])
         return _Scan(arguments, terminal, coordinates).run()
     except OrbitraxError as error:
         terminal.end_progress()

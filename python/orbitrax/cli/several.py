@@ -72,9 +72,10 @@ class _Rows:
         """All molecules; returns the exit status."""
         command, status = self._command, 0
         if self._structures not in (None, "-"):
-            from orbitrax.files import check_target
+            from orbitrax.files import check_apart, check_target
 
             check_target(str(self._structures))
+            check_apart([self._structures], sources)
         if self._prints and not command.json:
             print(_HEAD, flush=True)
         try:

@@ -19,6 +19,7 @@ from orbitrax.bulk.store import Store
 from orbitrax.cli.lists.progress import Display
 from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
+from orbitrax.files import check_apart, check_target
 from orbitrax.settings import Option
 from orbitrax.tasks.registry import TASKS, find_task
 
@@ -109,13 +110,12 @@ class _Command:
         if arguments.structures is not None:
             if not arguments.structures.lower().endswith((".sdf", ".sd", ".xyz", ".extxyz")):
                 raise UsageError(f"{arguments.structures}: structures are written as .sdf or .xyz")
-            from orbitrax.files import check_target
-
             check_target(arguments.structures)
         if arguments.table is not None:
             from orbitrax.cli.lists.table import check_table
 
             check_table(arguments.table)
+        check_apart([arguments.output, arguments.structures, arguments.table], arguments.list)
         self._shard = parse_shard(arguments.shard)
         self._recipe = self._chosen()
         self._recipe.check()

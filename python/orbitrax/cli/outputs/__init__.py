@@ -23,12 +23,14 @@ class Output:
 
     path: the file. needs: settings of the job that bring what is to be written. text_path: where
     the text goes that would be printed, None for standard output. takes_standard_output: whether
-    that is where the file goes, so that nothing else may be printed there.
+    that is where the file goes, so that nothing else may be printed there. takes_molecules_place:
+    whether the file may be that of the molecule, whose structure it then holds as it has become.
     """
 
     needs: dict[str, Any] = {}
     text_path: str | None = None
     takes_standard_output = False
+    takes_molecules_place = False
 
     def __init__(self, command: CommandSettings):
         self.command, self.path = command, command.output

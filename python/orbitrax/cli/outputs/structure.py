@@ -28,6 +28,8 @@ _HEADER = (f"{'cycle':>6}{'points':>8}{'energy (kcal/mol)':>20}{'since the start
 class StructureOutput(Output):
     """Writes the last structure, converged or not, and a trajectory on the way."""
 
+    takes_molecules_place = True
+
     def __init__(self, command: CommandSettings):
         super().__init__(command)
         if self.path is None and command.quiet and not (command.json or command.log

@@ -52,7 +52,8 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.pairs import reordered
     from orbitrax.reactions.surface import EnergySurface
 
-    check_files([arguments.output, arguments.csv, arguments.trajectory])
+    check_files([arguments.output, arguments.csv, arguments.trajectory],
+                [arguments.reactant, arguments.product, arguments.guess])
     if not 0 < arguments.temperature <= 10000:
         raise UsageError("--temperature is one above 0 K, 10000 at the most")
     reactant, product = molecule_of(arguments.reactant), molecule_of(arguments.product)

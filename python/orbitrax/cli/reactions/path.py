@@ -50,7 +50,8 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.surface import EnergySurface
     from orbitrax.tasks.ts import said
 
-    check_files([arguments.output, arguments.csv, arguments.picture, arguments.trajectory])
+    check_files([arguments.output, arguments.csv, arguments.picture, arguments.trajectory],
+                [arguments.molecule])
     check_picture(arguments.picture)
     molecule = molecule_of(arguments.molecule)
     with backend_of(arguments) as backend:

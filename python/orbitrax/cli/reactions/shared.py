@@ -8,7 +8,7 @@ from typing import Any
 from orbitrax.backend import Backend
 from orbitrax.cli.options import add_option
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_apart, check_target, replaced
 from orbitrax.job import JobSettings
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.reading import as_molecule, read_molecule
@@ -69,11 +69,12 @@ def guarded(work: Any, arguments: Any, terminal: Any) -> int:
         return error.exit_status
 
 
-def check_files(paths: list[str | None]) -> None:
-    """Raises UsageError or an error of files for what cannot be written."""
+def check_files(paths: list[str | None], read: list[str | None]) -> None:
+    """Raises UsageError for what cannot be written, or not without harm to what is read."""
     for path in paths:
         if path is not None and path != "-":
             check_target(path)
+    check_apart(paths, read)
 
 
 def check_picture(path: str | None) -> None:

@@ -62,7 +62,8 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.surface import EnergySurface
     from orbitrax.tasks.transit import Transit
 
-    check_files([arguments.output, arguments.trajectory])
+    check_files([arguments.output, arguments.trajectory],
+                [arguments.reactant, arguments.product, arguments.guess])
     reactant, product, start = _places(arguments)
     task = Transit(reactant=reactant.positions.ravel().tolist(),
                    product=product.positions.ravel().tolist(), quadratic=arguments.quadratic,

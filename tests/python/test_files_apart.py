@@ -1,0 +1,68 @@
+"""What is read is not written over, and two outputs are two files."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+import pytest
+from support import ROOT
+
+from orbitrax.errors import UsageError
+from orbitrax.files import check_apart
+
+ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python"), "NO_COLOR": "1"}
+SCAN = ["scan", "in.xyz", "-m", "am1", "--stretch", "1,2=0.95:1:0.05"]
+
+
+def orbitrax(folder, *words):
+    return subprocess.run([sys.executable, "-m", "orbitrax", *words], cwd=folder, env=ENVIRONMENT,
+                          capture_output=True, text=True)
+
+
+@pytest.fixture()
+def folder(tmp_path):
+    shutil.copy(ROOT / "examples" / "water.xyz", tmp_path / "in.xyz")
+    (tmp_path / "list.csv").write_text("id,smiles\nwater,O\n")
+    return tmp_path
+
+
+@pytest.mark.parametrize("words", [
+    ["energy", "in.xyz", "-m", "am1", "-o", "in.xyz"],
+    ["energy", "in.xyz@0", "-m", "am1", "-o", "in.xyz"],
+    ["optimize", "in.xyz", "-m", "am1", "--trajectory", "./in.xyz"],
+    ["optimize", "in.xyz", "in.xyz@0", "-m", "am1", "-o", "in.xyz"],
+    ["md", "in.xyz", "-m", "am1", "--time", "1fs", "-o", "in.xyz"],
+    [*SCAN, "-o", "in.xyz"], [*SCAN, "--csv", "in.xyz"],
+    ["path", "in.xyz", "-m", "am1", "--csv", "in.xyz"],
+    ["transit", "in.xyz", "in.xyz", "-m", "am1", "--trajectory", "in.xyz"],
+    ["batch", "list.csv", "-m", "am1", "-o", "r.jsonl", "--table", "list.csv"]])
+def test_what_is_read_stays(folder, words):
+    before = {path.name: path.read_bytes() for path in folder.iterdir()}
+    done = orbitrax(folder, *words)
+    assert done.returncode == 2 and "which is read here; name another file" in done.stderr
+    assert {path.name: path.read_bytes() for path in folder.iterdir()} == before
+
+
+@pytest.mark.parametrize("words", [
+    ["optimize", "in.xyz", "-m", "am1", "-o", "out.xyz", "--trajectory", "./out.xyz"],
+    ["md", "in.xyz", "-m", "am1", "--time", "1fs", "-o", "out.xyz", "--trajectory", "out.xyz"],
+    [*SCAN, "-o", "out.xyz", "--csv", "out.xyz"]])
+def test_two_outputs_are_two_files(folder, words):
+    done = orbitrax(folder, *words)
+    assert done.returncode == 2 and "two outputs cannot go into one file" in done.stderr
+    assert not (folder / "out.xyz").exists()
+
+
+def test_a_structure_may_take_the_place_of_the_one_before(folder):
+    assert orbitrax(folder, "optimize", "in.xyz", "-m", "am1", "-o", "in.xyz").returncode == 0
+    assert "energy=" in (folder / "in.xyz").read_text()
+
+
+def test_links_and_devices(tmp_path):
+    (tmp_path / "a").write_text("a")
+    os.link(tmp_path / "a", tmp_path / "b")
+    with pytest.raises(UsageError):
+        check_apart([str(tmp_path / "b")], [str(tmp_path / "a")])
+    check_apart(["/dev/null", "/dev/null", "-", "-", None, None, str(tmp_path / "c")],
+                ["/dev/null", "-", None, "CCO", str(tmp_path / "a")])
