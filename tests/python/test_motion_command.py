@@ -163,3 +163,20 @@ def test_mistakes_are_told_before_anything_is_computed(arguments, said):
     done = orbitrax("md", *molecule, "-m", "am1", *arguments)
     assert (done.returncode, done.stdout) == (2, "") and said in done.stderr, done.stderr
     assert "Traceback" not in done.stderr
+
+
+@pytest.mark.parametrize("words, name, before, now", [
+    (["-m", "pm3"], "method", "am1", "pm3"), (["-m", "am1", "-c", "1"], "charge", "0", "1"),
+    (["-m", "am1", "-s", "3"], "multiplicity", "1", "3"),
+    (["-m", "am1", "--uhf"], "spin_treatment", "RHF", "UHF")])
+def test_frames_of_another_surface_go_into_another_file(tmp_path, words, name, before, now):
+    path, other = tmp_path / "run.xyz", tmp_path / "other.xyz"
+    assert orbitrax("md", WATER, "-m", "am1", "--time", "5fs", "-o", path).returncode == 0
+    text = path.read_bytes()
+    words = ["md", "--restart", path, *words, "--time", "1fs"]
+    done = orbitrax(*words, "-o", path)
+    assert done.returncode == 2 and path.read_bytes() == text
+    assert f"{path}: its frames have {name} {before}, those of this run would have {now};" in (
+        done.stderr)
+    if name != "charge":  # one electron less is another multiplicity too
+        assert orbitrax(*words, "-o", other).returncode == 0

@@ -8,7 +8,7 @@ import os
 from orbitrax.cli.outputs import Output
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, refusals, replaced
-from orbitrax.motion.trajectory import Heading, TrajectoryFile
+from orbitrax.motion.trajectory import Heading, TrajectoryFile, read_restart
 from orbitrax.units import ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -57,6 +57,8 @@ class MotionOutput(Output):
         heading = Heading(run.job.molecule, run.remarks())
         for path in self._paths:
             append = _is_same(path, run.task.restart)
+            if append:
+                _check_one_surface(path, run.remarks())
             try:
                 file: Any = (_AseFile(path, run) if path.lower().endswith(_ASE) else
                              TrajectoryFile(path, heading, append))
@@ -105,6 +107,17 @@ class MotionOutput(Output):
 
 def _is_same(path: str, other: str | None) -> bool:
     return other is not None and os.path.exists(path) and os.path.samefile(path, other)
+
+
+def _check_one_surface(path: str, remarks: dict[str, Any]) -> None:
+    """Refuses frames whose energies are none of those that stand in the file."""
+    told = read_restart(path).remarks
+    for name, here in (("method", "-m"), ("charge", "-c"), ("multiplicity", "-s"),
+                       ("spin_treatment", "--uhf")):
+        before, now = told.get(name), str(remarks[name])
+        if before is not None and before != now:
+            raise UsageError(f"{path}: its frames have {name} {before}, those of this run would "
+                             f"have {now}; name another file with -o, or change {here}")
 
 
 def _writer(file: Any, path: str, known: int | None) -> Any:
