@@ -164,7 +164,12 @@ class Interrupted(OrbitraxError):
 
 
 class Terminated(KeyboardInterrupt):
-    """The system, or a batch queue, asks the program to end."""
+    """The system, a batch queue or a terminal that closes asks the program to end. signal_name: by
+    what; exit_status: that of a program which ends for it."""
+
+    def __init__(self, number: int = 15, signal_name: str = "SIGTERM"):
+        super().__init__()
+        self.exit_status, self.signal_name = 128 + number, signal_name
 
 
 class Cancelled(LinkError):

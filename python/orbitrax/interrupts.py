@@ -12,6 +12,7 @@ if TYPE_CHECKING:
     from collections.abc import Callable
     from types import FrameType
 
+SIGHUP: int | None = getattr(signal, "SIGHUP", None)  # a terminal that closes; not on Windows
 _IMPORTING = "<frozen importlib._bootstrap>"  # the file of an import's frames
 _AGAIN = 0.005  # seconds until a signal that came too early comes again
 
@@ -28,6 +29,20 @@ def between_imports(end: Callable[[], None]) -> Callable[[int, FrameType | None]
             end()
 
     return hear
+
+
+def heard() -> list[int]:
+    """The signals that ask the program to end: Ctrl-C, SIGTERM, and SIGHUP where it is not ignored,
+    as under nohup."""
+    found = [signal.SIGINT, signal.SIGTERM]
+    if SIGHUP is not None and signal.getsignal(SIGHUP) != signal.SIG_IGN:
+        found.append(SIGHUP)
+    return [int(number) for number in found]
+
+
+def name_of(number: int) -> str:
+    """What people know one of those by."""
+    return {signal.SIGINT: "Ctrl-C", signal.SIGTERM: "SIGTERM"}.get(number, "SIGHUP")
 
 
 def is_importing() -> bool:

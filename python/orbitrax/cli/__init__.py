@@ -18,8 +18,10 @@ def entry() -> None:
     import os
     import sys
 
+    from orbitrax.interrupts import heard
+
     status = main()
-    for number in (signal.SIGINT, signal.SIGTERM):  # a late one would take the place of the status
+    for number in heard():  # a late one would take the place of the status
         signal.signal(number, signal.SIG_IGN)
     atexit._run_exitfuncs()
     for stream in (sys.stdout, sys.stderr):

@@ -36,7 +36,7 @@ exit status:
   1    no result to be believed: not converged, out of time or memory, no usable numbers
   2    the request is wrong: options, molecule, charge, elements without parameters
   3    the program failed: no backend, a full disk, a backend that died
-  130  interrupted by Ctrl-C; 143 by SIGTERM; 141 where the reader of a pipe has gone
+  130  interrupted by Ctrl-C; 143 by SIGTERM, 129 by SIGHUP; 141 where the reader of a pipe has gone
 """
 
 _USUAL_COLUMNS = 80

@@ -2,21 +2,22 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import sys
 
 from orbitrax.errors import Terminated, UsageError
-from orbitrax.interrupts import between_imports
+from orbitrax.interrupts import between_imports, heard, name_of
 from orbitrax.tasks.registry import TASKS, TOOLS
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from collections.abc import Callable
     from typing import Any
 
     from orbitrax.cli.parsed import Parsed
 
 _INTERRUPTED = 130  # 128 + SIGINT
-_TERMINATED = 143  # 128 + SIGTERM
 _PIPE_CLOSED = 141  # 128 + SIGPIPE
 
 # What is not needed to run, by the names of modules: as people call it, and Debian's package.
@@ -45,7 +46,8 @@ def run_program(argv: list[str] | None = None) -> int:
     except OSError as error:  # a full disk; all other files are watched where they are used
         _discard_output()
         place = "standard output" if error.filename is None else error.filename
-        print(f"orbitrax: error: {place}: {error.strerror}", file=sys.stderr)
+        with contextlib.suppress(OSError):  # nor does standard error, as of a closed terminal
+            print(f"orbitrax: error: {place}: {error.strerror}", file=sys.stderr, flush=True)
         return 3
 
 
@@ -56,22 +58,28 @@ def _ended(argv: list[str], error: KeyboardInterrupt) -> int:
 
     if not TextSink.printed and argv[:1] and argv[0] in [row.name for row in TASKS]:
         _failure(argv, argv[0], "interrupted before anything was known", "interrupted")
-    return _TERMINATED if isinstance(error, Terminated) else _INTERRUPTED
+    return error.exit_status if isinstance(error, Terminated) else _INTERRUPTED
 
 
 def _listen_for_the_end() -> None:
-    """SIGTERM, which batch systems send, ends the work as Ctrl-C does: with what there is. A shell
-    that starts us in the background has us ignore Ctrl-C, and that stays."""
+    """SIGTERM, which batch systems send, and SIGHUP, of a terminal that closes, end the work as
+    Ctrl-C does: with what there is. A shell that starts us in the background has us ignore Ctrl-C,
+    and nohup SIGHUP, and that stays."""
     import _signal as signal  # the module without the lists of names
 
-    def terminate() -> None:
-        raise Terminated
+    def terminate(number: int) -> Callable[[], None]:
+        def end() -> None:
+            raise Terminated(number, name_of(number))
+
+        return end
 
     def interrupt() -> None:
         raise KeyboardInterrupt
 
     try:
-        signal.signal(signal.SIGTERM, between_imports(terminate))
+        for number in heard():
+            if number != signal.SIGINT:
+                signal.signal(number, between_imports(terminate(number)))
         if signal.getsignal(signal.SIGINT) is signal.default_int_handler:
             signal.signal(signal.SIGINT, between_imports(interrupt))
     except ValueError:  # outside the main thread

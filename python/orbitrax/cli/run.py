@@ -13,6 +13,7 @@ from orbitrax.cli.outputs.text import TextSink
 from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxError, Stopped,
                              Terminated, TimeLimitExceeded, UsageError)
+from orbitrax.interrupts import heard
 from orbitrax.link import events
 from orbitrax.memory import forecast
 from orbitrax.molecules.reading import from_smiles, read_molecule
@@ -240,23 +241,22 @@ def _with_limit(error: OrbitraxError, limit: float | None) -> OrbitraxError:
 
 
 def _interruption(error: KeyboardInterrupt) -> Interrupted:
-    """What is said of Ctrl-C, and of SIGTERM."""
+    """What is said of Ctrl-C, and of other signals."""
     found = Interrupted("interrupted")
     if isinstance(error, Terminated):
-        found = Interrupted("asked to end (SIGTERM)")
-        found.exit_status = 143  # 128 + SIGTERM
+        found = Interrupted(f"asked to end ({error.signal_name})")
+        found.exit_status = error.exit_status
     return found
 
 
-def _deaf() -> list[Any]:
+def _deaf() -> dict[int, Any]:
     """Further signals wait until what there is has been written. Returns who heard them before."""
     try:
-        return [signal.signal(number, signal.SIG_IGN) for number in
-                (signal.SIGINT, signal.SIGTERM)]
+        return {number: signal.signal(number, signal.SIG_IGN) for number in heard()}
     except ValueError:  # outside the main thread
-        return []
+        return {}
 
 
-def _hear(before: list[Any]) -> None:
-    for number, handler in zip((signal.SIGINT, signal.SIGTERM), before):
+def _hear(before: dict[int, Any]) -> None:
+    for number, handler in before.items():
         signal.signal(number, handler)

@@ -19,7 +19,8 @@ def printable(text: str) -> str:
 
 
 class Terminal:
-    """Messages, warnings and progress on standard error.
+    """Messages, warnings and progress on standard error. Where that takes nothing any more, as a
+    terminal that has been closed, they are lost, and nothing else is.
 
     color: "auto", "always" or "never". shares: whether standard output goes to the same terminal as
     it comes, which leaves no room for a line of progress.
@@ -52,12 +53,12 @@ class Terminal:
     def tell(self, text: str) -> None:
         """A plain word, shown unless quiet."""
         if not self._quiet:
-            print(f"orbitrax: {printable(text)}", file=sys.stderr, flush=True)
+            self._write(f"orbitrax: {printable(text)}\n")
 
     def _say(self, label: str, code: str, text: str) -> None:
         if self._color:
             label = f"\x1b[{code};1m{label}\x1b[0m"
-        print(f"orbitrax: {label}: {printable(text)}", file=sys.stderr, flush=True)
+        self._write(f"orbitrax: {label}: {printable(text)}\n")
 
     def progress(self, text: str) -> None:
         """The line that says what goes on, on a terminal only."""
@@ -79,8 +80,11 @@ class Terminal:
 
     @staticmethod
     def _write(text: str) -> None:
-        sys.stderr.write(text)
-        sys.stderr.flush()
+        try:
+            sys.stderr.write(text)
+            sys.stderr.flush()
+        except OSError:
+            pass
 
     def row(self, text: str) -> None:
         """A line that stays, above the progress line, which moves down, on a terminal only."""

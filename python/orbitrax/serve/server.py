@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import asyncio
 import os
-import signal
 import socket
 import sqlite3
 import webbrowser
@@ -12,6 +11,7 @@ import webbrowser
 from aiohttp import web
 
 from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.interrupts import heard
 from orbitrax.serve.app import Page
 from orbitrax.serve.guard import Guard
 from orbitrax.serve.runs import Limits, Runs
@@ -48,7 +48,7 @@ def sockets(port: int) -> list[socket.socket]:
 
 
 def serve(arguments: Any) -> int:
-    """Serves the page until SIGINT or SIGTERM; returns the exit status."""
+    """Serves the page until SIGINT, SIGTERM or SIGHUP; returns the exit status."""
     path = None if arguments.no_history else arguments.history or usual_place()
     try:
         store = Store(path)
@@ -76,7 +76,7 @@ async def _serve(guard: Guard, store: Store, limits: Limits, listening: list[soc
         await web.SockSite(runner, one, shutdown_timeout=1).start()
     ended = asyncio.Event()
     loop = asyncio.get_running_loop()
-    for number in (signal.SIGINT, signal.SIGTERM):
+    for number in heard():
         loop.add_signal_handler(number, ended.set)
     print(f"The page is open at\n\n    {guard.address}\n\nfor you on this machine alone. Ctrl-C "
           "ends it.", flush=True)

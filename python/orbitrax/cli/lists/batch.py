@@ -20,6 +20,7 @@ from orbitrax.cli.lists.progress import Display
 from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
 from orbitrax.files import check_apart, check_target
+from orbitrax.interrupts import heard, name_of
 from orbitrax.settings import Option
 from orbitrax.tasks.registry import TASKS, find_task
 
@@ -153,10 +154,11 @@ class _Command:
 
     def _stopped(self) -> int:
         """The status of a batch that was asked to end, and how it goes on."""
-        asked = "SIGTERM" if signal.SIGTERM in self._signals else "Ctrl-C"
-        self._terminal.error(f"stopped by {asked}; the results are whole, go on with the same "
-                             "command and --resume")
-        return 143 if asked == "SIGTERM" else 130
+        asked = next((number for number in self._signals if number != signal.SIGINT),
+                     signal.SIGINT)
+        self._terminal.error(f"stopped by {name_of(asked)}; the results are whole, go on with the "
+                             "same command and --resume")
+        return 128 + asked
 
     def _engine(self) -> Engine:
         if self._arguments.dask is None:
@@ -214,13 +216,13 @@ def parse_size(text: str | None) -> int | None:
 
 @contextlib.contextmanager
 def _signals(campaign: Campaign, terminal: Terminal) -> Iterator[list[int]]:
-    """The first Ctrl-C lets what runs finish, the next one and SIGTERM end it at once. Gives the
+    """The first Ctrl-C lets what runs finish, the next one and other signals end it at once. Gives the
     list of those that have come."""
     met: list[int] = []
 
     def ask(number: int, frame: object) -> None:
         met.append(number)
-        if campaign.stopped or number == signal.SIGTERM:
+        if campaign.stopped or number != signal.SIGINT:
             campaign.cancel()
             if campaign.waits_for_input:
                 raise KeyboardInterrupt
@@ -232,7 +234,7 @@ def _signals(campaign: Campaign, terminal: Terminal) -> Iterator[list[int]]:
     if threading.current_thread() is not threading.main_thread():
         yield met
         return
-    before = {number: signal.signal(number, ask) for number in (signal.SIGINT, signal.SIGTERM)}
+    before = {number: signal.signal(number, ask) for number in heard()}
     try:
         yield met
     finally:

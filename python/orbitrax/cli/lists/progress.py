@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import sys
 import time
+from contextlib import suppress
 from typing import Any
 
 from orbitrax.bulk.campaign import Progress
@@ -89,8 +90,15 @@ def _rich_line() -> Any:
         return None
 
     class Line(Live):
+        """A terminal that has been closed takes no line, and the batch goes on or ends without."""
+
         def update(self, text: Any, *, refresh: bool = True) -> None:
-            super().update(Text(str(text), no_wrap=True, overflow="ellipsis"), refresh=refresh)
+            with suppress(OSError):
+                super().update(Text(str(text), no_wrap=True, overflow="ellipsis"), refresh=refresh)
+
+        def stop(self) -> None:
+            with suppress(OSError):
+                super().stop()
 
     return Line(console=Console(stderr=True), transient=True, auto_refresh=False)
 
