@@ -261,6 +261,8 @@ def test_what_is_left_of_an_interrupted_search_is_its_last_whole_point(part):
 def test_a_frame_is_written_at_once(water):
     """So that no signal comes to the middle of it."""
     class Interrupted(io.StringIO):
+        name = "path.xyz"
+
         def write(self, text):
             if self.getvalue():
                 raise KeyboardInterrupt

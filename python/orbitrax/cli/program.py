@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import contextlib
 import os
 import sys
 
@@ -46,8 +45,7 @@ def run_program(argv: list[str] | None = None) -> int:
     except OSError as error:  # a full disk; all other files are watched where they are used
         _discard_output()
         place = "standard output" if error.filename is None else error.filename
-        with contextlib.suppress(OSError):  # nor does standard error, as of a closed terminal
-            print(f"orbitrax: error: {place}: {error.strerror}", file=sys.stderr, flush=True)
+        _complain_of(f"{place}: {error.strerror}")
         return 3
 
 
@@ -162,6 +160,14 @@ def _parsed(argv: list[str]) -> Parsed | None:
     from orbitrax.cli.options import parse
 
     return parse(argv)
+
+
+def _complain_of(text: str) -> None:
+    """Says so where it can be said; a terminal that has been closed takes nothing."""
+    try:
+        print(f"orbitrax: error: {text}", file=sys.stderr, flush=True)
+    except OSError:
+        pass
 
 
 def _complain(error: UsageError) -> None:

@@ -216,8 +216,8 @@ def parse_size(text: str | None) -> int | None:
 
 @contextlib.contextmanager
 def _signals(campaign: Campaign, terminal: Terminal) -> Iterator[list[int]]:
-    """The first Ctrl-C lets what runs finish, the next one and other signals end it at once. Gives the
-    list of those that have come."""
+    """The first Ctrl-C lets what runs finish, the next one and other signals end it at once. Gives
+    the list of those that have come."""
     met: list[int] = []
 
     def ask(number: int, frame: object) -> None:
