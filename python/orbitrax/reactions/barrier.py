@@ -12,6 +12,7 @@ from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.guess import between
 from orbitrax.reactions.pairs import check_pair, distance, superposed
 from orbitrax.reactions.path import Path, follow_path
+from orbitrax.reactions.sides import bonds_of, changed, places_of
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.results.result import Result
 from orbitrax.tasks.optimize import Optimize
@@ -68,7 +69,8 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
         tell(way)
         try:
             saddle = search()
-            if found.saddle is not None and distance(_places(saddle), _places(found.saddle)) < SAME:
+            if found.saddle is not None and distance(
+                    places_of(saddle), places_of(found.saddle)) < SAME:
                 found.attempts.append(f"{way}: the same saddle point again")
                 continue
             path = follow_path(surface, saddle, step=step,
@@ -145,12 +147,12 @@ def _ends(path: Path, found: Barrier, surface: EnergySurface) -> tuple[tuple[str
 def _name(end: Result, found: Barrier, surface: EnergySurface) -> str:
     """What a minimum is, beside the two sides."""
     sides = (("the reactant", found.reactant), ("the product", found.product))
-    apart = [distance(_places(end), _places(side)) for _, side in sides]
+    apart = [distance(places_of(end), places_of(side)) for _, side in sides]
     nearest = int(np.argmin(apart))
     if apart[nearest] < SAME:
         return sides[nearest][0]
-    bonded = [(name, side, _turned(surface, side, end)) for name, side in sides
-              if _bonds(end) == _bonds(side)]
+    bonded = [(name, side, changed(surface, side, end)) for name, side in sides
+              if bonds_of(end) == bonds_of(side)]
     alike = [one for one in bonded if not one[2]] or bonded
     if len(alike) != 1:
         return "another minimum"
@@ -159,35 +161,6 @@ def _name(end: Result, found: Barrier, surface: EnergySurface) -> str:
     if turned:
         return f"another configuration of {name} ({turned}; {gap:+.2f} kcal/mol)"
     return f"{name}, in another conformation ({gap:+.2f} kcal/mol)"
-
-
-def _turned(surface: EnergySurface, side: Result, end: Result) -> str:
-    """Where an end of the path has another configuration than a side, in words."""
-    from orbitrax.reactions.configuration import first_difference
-
-    where = first_difference(_numbers(side), _bonds(side), surface.bond_orders(_places(side)),
-                             _places(side), _places(end))
-    if where is None:
-        return ""
-    atoms = "=".join(f"{side.symbols[i]}{i + 1}" for i in where)
-    return f"{atoms} has turned" if len(where) > 1 else f"{atoms} is inverted"
-
-
-def _places(result: Result) -> Any:
-    return np.asarray(result.coordinates, dtype=float).reshape(-1, 3)
-
-
-def _numbers(result: Result) -> Any:
-    from orbitrax.molecules.elements import NUMBERS
-
-    return np.array([NUMBERS[symbol] for symbol in result.symbols])
-
-
-def _bonds(result: Result) -> list[list[int]]:
-    from orbitrax.molecules.geometry import find_bonds
-
-    return [sorted(int(j) for j in others)
-            for others in find_bonds(_numbers(result), _places(result))]
 
 
 def _add_modes(surface: EnergySurface, end: Result, molecule: Molecule) -> None:
