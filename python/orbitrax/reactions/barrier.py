@@ -12,16 +12,14 @@ from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.guess import between
 from orbitrax.reactions.pairs import check_pair, distance, superposed
 from orbitrax.reactions.path import Path, follow_path
-from orbitrax.reactions.sides import bonds_of, changed, places_of
+from orbitrax.reactions.sides import bonds_of, changed, places_of, side_of
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.results.result import Result
-from orbitrax.tasks.optimize import Optimize
 from orbitrax.tasks.transit import Transit
-from orbitrax.tasks.ts import Ts, modes_at
+from orbitrax.tasks.ts import Ts
 
 SAME = 0.2  # Angstrom, RMS: two structures nearer than this are one
 
-_END_LIMIT = 0.02  # kcal/(mol Angstrom): of the minima
 _CYCLES = 100  # of a transit; a search that needs more has lost its way
 _SPEED = 2.083661912e10  # k/h, 1/(s K)
 _GAS = 1.987204259e-3  # kcal/(mol K)
@@ -42,6 +40,7 @@ class Barrier:
     ends: tuple[str, str] = ("", "")
     connects: bool = False
     attempts: list[str] = field(default_factory=list)
+    remarks: list[str] = field(default_factory=list)
 
     @property
     def saddle(self) -> Result | None:
@@ -54,12 +53,16 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
                  tell: Tell = lambda text: None) -> Barrier:
     """The barrier between two molecules of the same atoms in the same order.
 
-    Tries one way after the other until a saddle point's path ends in both: from the guess, where
-    there is one; by linear and quadratic transit from the middle; by a band. Raises NotConverged
-    where an end has no minimum next to it; what else goes wrong is in `attempts`.
+    free_energies: vibrations of both ends are computed, and an end that is a saddle point is left
+    downhill. Tries one way after the other until a saddle point's path ends in both: from the
+    guess, where there is one; by linear and quadratic transit from the middle; by a band. Raises
+    NotConverged where an end has no minimum next to it; what else goes wrong is in `attempts`.
     """
     check_pair(reactant, product)
-    found = Barrier(_optimised(surface, reactant, tell), _optimised(surface, product, tell))
+    sides = [side_of(surface, molecule, name, free_energies, tell)
+             for molecule, name in ((reactant, "the reactant"), (product, "the product"))]
+    found = Barrier(sides[0].result, sides[1].result,
+                    remarks=[side.remark for side in sides if side.remark])
     first, last = _at(reactant, found.reactant), _at(product, found.product)
     if distance(first.positions, last.positions) < 0.01:
         raise NotConverged("both sides go down to the same minimum: there is no barrier between "
@@ -87,17 +90,7 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
         if connects:
             break
         found.attempts.append(f"{way}: its saddle point joins {ends[0]} and {ends[1]}")
-    if free_energies:
-        tell("vibrations of both ends")
-        for end, molecule in ((found.reactant, first), (found.product, last)):
-            _add_modes(surface, end, molecule)
     return found
-
-
-def _optimised(surface: EnergySurface, molecule: Molecule, tell: Tell) -> Result:
-    surface.stage = f"minimum of {molecule.title}"
-    tell(surface.stage)
-    return surface.search(Optimize(limit=_END_LIMIT, **surface.shared), molecule.positions)
 
 
 def _at(molecule: Molecule, result: Result) -> Molecule:
@@ -161,14 +154,6 @@ def _name(end: Result, found: Barrier, surface: EnergySurface) -> str:
     if turned:
         return f"another configuration of {name} ({turned}; {gap:+.2f} kcal/mol)"
     return f"{name}, in another conformation ({gap:+.2f} kcal/mol)"
-
-
-def _add_modes(surface: EnergySurface, end: Result, molecule: Molecule) -> None:
-    from orbitrax.job import Job, JobSettings
-
-    job = Job(molecule, surface.method, JobSettings(**surface.shared))
-    found = modes_at(surface.backend, job, end)
-    end.modes, end.point_group = found.modes, found.point_group
 
 
 def free_energy(result: Result, temperature: float, pressure: float,

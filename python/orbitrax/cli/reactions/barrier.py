@@ -74,6 +74,8 @@ def _run(arguments: Any, terminal: Any) -> int:
         print(json.dumps(_document(found, arguments), allow_nan=False))
     elif not arguments.quiet:
         print("\n".join(_lines(found, arguments)))
+    for text in found.remarks:
+        terminal.warning(text)
     if found.connects:
         return 0
     for text in found.attempts:
@@ -116,6 +118,7 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
         "schema": "orbitrax-barrier-1", "method": arguments.method,
         "status": "done" if found.connects else "unconverged", "way": found.way,
         "connects": found.connects, "ends": list(found.ends), "attempts": found.attempts,
+        "remarks": found.remarks,
         "barrier": barrier, "reaction_energy": reaction, "temperature_k": arguments.temperature,
         "free_energies": dict(zip(("reactant", "saddle_point", "product"), free)),
         "free_energies_reason": reason or None,
