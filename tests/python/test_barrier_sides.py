@@ -1,11 +1,14 @@
-"""The sides of a barrier are minima."""
+"""The sides of a barrier are minima, and a broken bond between them is told of."""
 
 import numpy as np
 import pytest
 import support  # noqa: F401  the package from the checkout
 
-from orbitrax import Backend, Job
+from orbitrax import Backend, Job, read_molecule
+from orbitrax.cli import main
 from orbitrax.molecules.molecule import Molecule
+from orbitrax.molecules.reading import from_smiles
+from orbitrax.reactions.barrier import find_barrier
 from orbitrax.reactions.sides import side_of
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.tasks.ts import Ts
@@ -49,3 +52,33 @@ def test_a_side_below_which_another_molecule_lies_stays_where_it_is():
     assert found.result.modes.imaginary == 1
     assert found.remark.startswith("the reactant is a first-order saddle point, ")
     assert found.remark.endswith("and no minimum: below it other bonds are made")
+
+
+FLUORIDES = (r"F/C=C\F", "F/C=C/F")
+
+
+def test_a_double_bond_turns_where_its_electrons_may_part():
+    sides = [from_smiles(one) for one in FLUORIDES]
+    found = {}
+    with Backend() as backend:
+        for uhf in (True, None):
+            surface = EnergySurface(backend, sides[0], "am1", {"uhf": uhf})
+            found[uhf] = find_barrier(surface, *sides, free_energies=False)
+    assert found[True].connects and found[True].broken is None
+    assert not found[None].connects and 20 < found[None].broken < 60
+
+
+def test_the_command_says_that_a_bond_is_broken(tmp_path, capsys):
+    files = [str(tmp_path / name) for name in ("cis.xyz", "trans.xyz")]
+    for one, path in zip(FLUORIDES, files):
+        molecule = from_smiles(one)
+        lines = [str(len(molecule)), "", *(
+            f"{symbol} {x} {y} {z}" for symbol, (x, y, z) in zip(
+                molecule.symbols, molecule.positions))]
+        with open(path, "w", encoding="utf-8") as file:
+            file.write("\n".join(lines) + "\n")
+        assert read_molecule(path).symbols == molecule.symbols
+    assert main(["barrier", *files, "-m", "am1", "--no-free-energies"]) == 1
+    said = capsys.readouterr().err
+    assert "kcal/mol below the closed shell: a bond is broken there, try --uhf" in said
+    assert "--guess" not in said

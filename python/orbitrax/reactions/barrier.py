@@ -21,6 +21,7 @@ from orbitrax.tasks.ts import Ts
 SAME = 0.2  # Angstrom, RMS: two structures nearer than this are one
 
 _CYCLES = 100  # of a transit; a search that needs more has lost its way
+_UNPAIRED = 2.0  # kcal/mol below a closed shell, from which on a bond between the sides is broken
 _SPEED = 2.083661912e10  # k/h, 1/(s K)
 _GAS = 1.987204259e-3  # kcal/(mol K)
 
@@ -41,6 +42,7 @@ class Barrier:
     connects: bool = False
     attempts: list[str] = field(default_factory=list)
     remarks: list[str] = field(default_factory=list)
+    broken: float | None = None
 
     @property
     def saddle(self) -> Result | None:
@@ -90,7 +92,23 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
         if connects:
             break
         found.attempts.append(f"{way}: its saddle point joins {ends[0]} and {ends[1]}")
+    if not found.connects:
+        found.broken = _broken(surface, between(first, last))
     return found
+
+
+def _broken(surface: EnergySurface, positions: Any) -> float | None:
+    """By how much a closed shell lies above what an unrestricted calculation finds there, kcal/mol;
+    None where it does not, or none was asked for."""
+    if surface.job.uhf or surface.job.multiplicity != 1:
+        return None
+    free = EnergySurface(surface.backend, surface.molecule, surface.method,
+                         {**surface.shared, "uhf": True, "rhf": False})
+    try:
+        gap = surface(positions)[0] - free(positions)[0]
+    except NotConverged:
+        return None
+    return gap if gap > _UNPAIRED else None
 
 
 def _at(molecule: Molecule, result: Result) -> Molecule:

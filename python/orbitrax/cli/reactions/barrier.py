@@ -82,7 +82,9 @@ def _run(arguments: Any, terminal: Any) -> int:
         terminal.warning(text)
     terminal.error("no saddle point was found whose path joins the two sides"
                    + ("" if found.path is None else "; the one shown belongs to another reaction")
-                   + "; try --guess FILE")
+                   + (f"; half way between them an unrestricted calculation lies {found.broken:.0f}"
+                      " kcal/mol below the closed shell: a bond is broken there, try --uhf"
+                      if found.broken else "; try --guess FILE"))
     return 1
 
 
@@ -118,7 +120,7 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
         "schema": "orbitrax-barrier-1", "method": arguments.method,
         "status": "done" if found.connects else "unconverged", "way": found.way,
         "connects": found.connects, "ends": list(found.ends), "attempts": found.attempts,
-        "remarks": found.remarks,
+        "remarks": found.remarks, "unrestricted_lowering": found.broken,
         "barrier": barrier, "reaction_energy": reaction, "temperature_k": arguments.temperature,
         "free_energies": dict(zip(("reactant", "saddle_point", "product"), free)),
         "free_energies_reason": reason or None,
