@@ -4,9 +4,11 @@ from __future__ import annotations
 
 import json
 import os
+import re
+from array import array
 from collections import Counter
 from collections.abc import Callable, Iterator, Sequence
-from typing import Any
+from typing import Any, BinaryIO
 
 from orbitrax.bulk.index import Row, header, index_path, packed, read_rows
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
@@ -14,27 +16,87 @@ from orbitrax.files import check_target, replaced
 from orbitrax.jsontext import from_json
 
 _MOST_REASON = 160  # characters
+# A quotation mark within a string has a backslash before it, so that this is a key and no text.
+_PLACE = re.compile(rb'"input":\s*\{"number":\s*(\d+),')
+
+
+# ---- reading ------------------------------------------------------------------------------------
+# Records are written as they come, and each says its place in the list. For the order of the list
+# places are read from the lines as they stand; some bytes are kept of each, and no record is held.
 
 
 def records(path: str) -> Iterator[dict[str, Any]]:
     """The records of a results file, one after the other; a last line that was cut off is left
     out. Raises UsageError for another file."""
-    try:
-        file = open(path, "rb")
-    except OSError as error:
-        raise UsageError(f"{path}: {error.strerror}") from None
-    with file:
+    with _opened(path) as file:
         for number, line in enumerate(file, 1):
             if not line.endswith(b"\n"):
                 return
-            try:
-                record = from_json(line)
-                known = isinstance(record["id"], str) and isinstance(record["run"], dict)
-            except (ValueError, KeyError, TypeError):
-                known = False
-            if not known:
-                raise UsageError(f"{path}, line {number}: is no record of a batch")
-            yield record
+            yield _record(line, path, number)
+
+
+def in_order(path: str) -> Iterator[dict[str, Any]]:
+    """The records by their place in the list; as they stand in the file where one has none, two
+    have the same, as after joining results of several lists, or the file cannot be read twice.
+    Raises UsageError for another file."""
+    with _opened(path) as file:
+        found = _lines(file) if file.seekable() else None
+        if found is None:
+            yield from records(path)
+            return
+        starts, order = found
+        for line in order:
+            file.seek(starts[line])
+            yield _record(file.readline(), path, line + 1)
+
+
+def _opened(path: str) -> BinaryIO:
+    try:
+        return open(path, "rb")
+    except OSError as error:
+        raise UsageError(f"{path}: {error.strerror}") from None
+
+
+def _record(line: bytes, path: str, number: int) -> dict[str, Any]:
+    try:
+        record: dict[str, Any] = from_json(line)
+        known = isinstance(record["id"], str) and isinstance(record["run"], dict)
+    except (ValueError, KeyError, TypeError):
+        known = False
+    if not known:
+        raise UsageError(f"{path}, line {number}: is no record of a batch")
+    return record
+
+
+def _lines(file: BinaryIO) -> tuple[array[int], list[int]] | None:
+    """Where each line starts, and the lines, from 0, by place; None for the order of the file."""
+    places, starts = array("q"), array("q")
+    start, rises = 0, True
+    for line in file:
+        if not line.endswith(b"\n"):
+            break
+        place = _place(line)
+        if place is None:
+            return None
+        rises = rises and (not places or place > places[-1])
+        places.append(place)
+        starts.append(start)
+        start += len(line)
+    order = [] if rises else sorted(range(len(places)), key=places.__getitem__)
+    if rises or any(places[one] == places[other] for one, other in zip(order, order[1:])):
+        return None
+    return starts, order
+
+
+def _place(line: bytes) -> int | None:
+    match = _PLACE.search(line)
+    if match:
+        return int(match.group(1))
+    try:
+        found = from_json(line)["input"]["number"]
+    except (ValueError, KeyError, TypeError):
+        return None
+    return found if isinstance(found, int) and abs(found) < 1 << 62 else None
 
 
 def reason_of(record: dict[str, Any]) -> str:
@@ -179,7 +241,7 @@ def write_structures(results: str, path: str) -> tuple[int, list[str]]:
     file, which appears whole; returns how many, and the ids of those for which no bonds fit."""
     count, without = 0, []
     with replaced(path) as name, open(name, "w", encoding="utf-8") as file:
-        for record in records(results):
+        for record in in_order(results):
             if record["status"] == "done" and record.get("coordinates_angstrom"):
                 try:
                     file.write(_structure(record, path.lower().endswith((".sdf", ".sd"))))

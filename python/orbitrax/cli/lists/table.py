@@ -7,7 +7,7 @@ import itertools
 import sys
 from typing import Any
 
-from orbitrax.bulk.records import (COLUMNS, cells, check_columns, records, structures_said,
+from orbitrax.bulk.records import (COLUMNS, cells, check_columns, in_order, structures_said,
                                    write_structures)
 from orbitrax.errors import OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
@@ -59,7 +59,7 @@ def write_table(results: str, output: str | None, columns: str | None = None) ->
     Raises UsageError for a name that is none of a table's, for a column that there is not, and
     where there are no records."""
     names = columns.split(",") if columns else list(COLUMNS)
-    found = records(results)
+    found = in_order(results)
     first = next(found, None)
     if first is None:
         raise UsageError(f"{results}: there are no records in it")
