@@ -93,6 +93,7 @@ def test_each_frame_is_in_the_file_at_once(tmp_path):
     ("1\nProperties=species:S:1:pos:R:3\nH 0 0 x\n", "is not a number"),
     ("1\nProperties=species:S:1:pos:R:3\nH 0 0\n", "three coordinates"),
     ("1\nProperties=species:S:1:pos:R:3:velo:R:3\nH 0 0 1 0 0 x\n", "cannot be read"),
+    ("1\nProperties=species:S:1:pos:R:3:velo:R:2\nH 0 0 1 0 0 0\n", "three numbers each"),
     ("1\nProperties=species:S:1:pos:R:3:velo:R:3\nH 0 0 1 0 0 nan\n", "no numbers"),
 ])
 def test_what_is_no_trajectory_is_refused(tmp_path, text, said):
@@ -127,5 +128,8 @@ def test_masses_and_charges_of_a_molecule_go_with_it(tmp_path):
 
 def test_odd_remarks_count_as_none(tmp_path):
     path = tmp_path / "run.xyz"
-    path.write_text("1\nProperties=species:S:1:pos:R:3 step=x time_ps=NaN\nH 0 0 1\n")
-    assert (read_restart(path).step, read_restart(path).time) == (0, 0)
+    for odd in ("x", "", "NaN", "-1", "1e999999999999999999999"):
+        path.write_text(f"1\nProperties=species:S:1:pos:R:3 step=x time_ps=NaN timestep_ps={odd}\n"
+                        "H 0 0 1\n")
+        found = read_restart(path)
+        assert (found.step, found.time, found.time_step) == (0, 0, 0)

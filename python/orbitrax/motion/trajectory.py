@@ -180,8 +180,16 @@ class Restart:
     @property
     def time(self) -> Decimal:
         """Time of the frame, ps; 0 where it has none."""
+        return self._number("time_ps")
+
+    @property
+    def time_step(self) -> Decimal:
+        """The step of the run that the frame is of, ps; 0 where it has none."""
+        return max(Decimal(0), self._number("timestep_ps"))
+
+    def _number(self, name: str) -> Decimal:
         try:
-            found = Decimal(self.remarks.get("time_ps", "0"))
+            found = Decimal(self.remarks.get(name, "0"))
         except ArithmeticError:
             return Decimal(0)
         return found if found.is_finite() else Decimal(0)
@@ -199,10 +207,13 @@ def read_restart(path: str | os.PathLike[str]) -> Restart:
     columns = _columns(remarks.get("Properties", ""))
     if "pos" not in columns or "species" not in columns:
         raise MoleculeError(f"{name} is no extended xyz trajectory: its frames name no columns")
+    if any(len(columns[column]) != 3 for column in ("velo", "forces") if column in columns):
+        raise MoleculeError(f"{name}: its last frame cannot be read: velocities and forces are "
+                            "three numbers each")
     molecule = read_xyz(f"{len(lines) - 1}\n" + "".join(lines), name)
     rows = [line.split() for line in lines[1:]]
     velocities, forces = (
-        _triples_of(rows, columns[column], name) if column in columns else None
+        _triples_of(rows, columns[column].start, name) if column in columns else None
         for column in ("velo", "forces"))
     gradient = None if forces is None else [-force / ASE_EV_PER_KCAL for force in forces]
     return Restart(molecule, velocities, gradient, remarks)
@@ -218,13 +229,13 @@ def _triples_of(rows: list[list[str]], first: int, name: str) -> list[float]:
     return found
 
 
-def _columns(properties: str) -> dict[str, int]:
-    """Where each property begins, from "species:S:1:pos:R:3"."""
+def _columns(properties: str) -> dict[str, range]:
+    """The columns of each property, from "species:S:1:pos:R:3"."""
     words = properties.split(":")
     found, place = {}, 0
     for name, _, width in zip(words[0::3], words[1::3], words[2::3]):
-        found[name] = place
-        place += int(width) if width.isdecimal() else 1
+        found[name] = range(place, place + (int(width) if width.isdecimal() else 1))
+        place = found[name].stop
     return found
 
 

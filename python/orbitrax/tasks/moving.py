@@ -343,8 +343,7 @@ class Motion(Task):
     @staticmethod
     def _lag_of(origin: Restart) -> Decimal:
         """How long before its places the velocities of a frame stand, ps."""
-        step = origin.remarks.get("timestep_ps", "0")
-        return Decimal(step) / 2 if origin.remarks.get("task") == "md" else Decimal(0)
+        return origin.time_step / 2 if origin.remarks.get("task") == "md" else Decimal(0)
 
     def velocities_of(self, job: Job) -> Sequence[float] | None:
         """Those of the settings."""
