@@ -21,12 +21,10 @@ class LangevinRun(TimedRun):
 
     task: Langevin
 
-    def means(self) -> dict[str, Any]:
-        """With a drift only where the energy should stay."""
-        found = super().means()
-        if self.task.friction > 0:
-            found["drift_kcal_mol_ps"] = found["drift_error"] = None
-        return found
+    @property
+    def keeps_energy(self) -> bool:
+        """Without friction, and the random forces that belong to it."""
+        return self.task.friction == 0
 
     def _lines(self, found: dict[str, Any]) -> list[str]:
         return [*super()._lines(found),

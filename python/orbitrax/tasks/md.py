@@ -25,12 +25,10 @@ class DynamicsRun(TimedRun):
 
     task: MolecularDynamics
 
-    def means(self) -> dict[str, Any]:
-        """With a drift only where the energy should stay."""
-        found = super().means()
-        if self.task.bath is not None:
-            found["drift_kcal_mol_ps"] = found["drift_error"] = None
-        return found
+    @property
+    def keeps_energy(self) -> bool:
+        """Without a bath."""
+        return self.task.bath is None
 
     def _lines(self, found: dict[str, Any]) -> list[str]:
         lines, drift = super()._lines(found), found["drift_kcal_mol_ps"]

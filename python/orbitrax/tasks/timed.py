@@ -4,8 +4,9 @@ from __future__ import annotations
 
 from decimal import Decimal
 
-from orbitrax.errors import UsageError
+from orbitrax.errors import NotConverged, UsageError
 from orbitrax.motion.schedule import LEAST_STEP, MOST_STEPS, format_time, parse_time, plan_run
+from orbitrax.motion.statistics import mean
 from orbitrax.results.text import counted
 from orbitrax.settings import declared, option
 from orbitrax.tasks.moving import MOTION, Motion, Moving
@@ -17,10 +18,17 @@ if TYPE_CHECKING:
 
     from orbitrax.job import Job
     from orbitrax.motion.schedule import Schedule
+    from orbitrax.results.result import Result
     from orbitrax.tasks.task import Run, Task
 
 _WITH_HYDROGEN, _WITHOUT = Decimal("0.0005"), Decimal("0.001")  # ps
 _LONGEST_STEP = Decimal("0.02")  # ps
+
+# How far the total energy may move where it should stay, in mean kinetic energies: 0.1 with steps
+# of 1 fs and hydrogen, 0.7 at 2 fs, above 1 where atoms run away. And what may always be.
+_POOR, _LOST = 0.25, 1.0
+_SMALL = 1.0  # kcal/mol
+_HOT, _ROOM = 10.0, 300.0  # temperatures asked for that no bath lets go by, and the least, K
 
 
 def duration(given: Any) -> Decimal:
@@ -47,6 +55,47 @@ class TimedRun(Moving):
     def __init__(self, task: Task, job: Job):
         super().__init__(task, job)
         self.plan: Schedule = self.task.plan(job)
+
+    @property
+    def keeps_energy(self) -> bool:
+        """Whether nothing gives or takes energy between heating and cooling."""
+        raise NotImplementedError
+
+    def judge(self, result: Result) -> None:
+        """Raises NotConverged, too, for a step that is too long for this motion."""
+        super().judge(result)
+        totals, kinetic = self._of_run("total_energy"), mean(self._of_run("kinetic_energy")) or 0.0
+        if self.keeps_energy and totals:
+            moved = max(totals) - min(totals)
+            text = (f"the total energy should stay and moved by {moved:.1f} kcal/mol, where the "
+                    f"kinetic energy was {kinetic:.1f}: ")
+            if moved > max(_SMALL, _LOST * kinetic):
+                self._lost(text)
+            elif moved > max(_SMALL, _POOR * kinetic):
+                result.warnings.append(f"{text}take a smaller --step than {self._step_text()}")
+        elif totals:
+            latest = self._of_run("temperature")[len(totals) // 2:]
+            hot = mean(latest) or 0.0
+            if hot > _HOT * max(self.task.temperature, _ROOM):
+                self._lost(f"the second half of the run had {hot:.0f} K in place of "
+                           f"{self.task.temperature:g}: ")
+
+    def _lost(self, text: str) -> None:
+        if not self.job.settings.allow_unconverged:
+            raise NotConverged(
+                f"{text}a step of {self._step_text()} does not follow this motion, and the path is "
+                "not to be believed; take a smaller --step, a lower --temperature or a relaxed "
+                "start")
+
+    def _step_text(self) -> str:
+        return format_time(self.plan.step)
+
+    def means(self) -> dict[str, Any]:
+        """With a drift only where the energy should stay."""
+        found = super().means()
+        if not self.keeps_energy:
+            found["drift_kcal_mol_ps"] = found["drift_error"] = None
+        return found
 
     def _first_of_run(self) -> int:
         return self._bounds()[0]
