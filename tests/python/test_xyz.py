@@ -194,3 +194,25 @@ def test_reading_loads_neither_numpy_nor_ase():
                "assert not {'numpy', 'ase', 'scipy'} & set(sys.modules)\n")
     subprocess.run([sys.executable, "-c", program], check=True,
                    env={"PYTHONPATH": str(ROOT / "python")})
+
+
+@pytest.mark.parametrize("pbc, said", [
+    ("", True), (' pbc="T T T"', True), (' pbc="F F T"', True), (' pbc="1 0 0"', True),
+    (' pbc="F F F"', False), (" pbc=[0,0,0]", False)])
+def test_a_periodic_cell_is_left_out_with_a_remark(pbc, said):
+    """Without pbc a lattice means one on all sides."""
+    text = f'1\nLattice="9 0 0 0 9 0 0 0 9" Properties=species:S:1:pos:R:3{pbc}\nHe 0 0 0\n'
+    remarks = read_xyz(text, "file").remarks
+    assert any("periodic cell" in remark for remark in remarks) == said
+
+
+@pytest.mark.parametrize("ending", ["xyz", "cif", "vasp", "traj"])
+def test_a_periodic_cell_is_remarked_whatever_the_format(tmp_path, ending):
+    atoms = Atoms("He", cell=[9, 9, 9], pbc=True)
+    for periodic in (True, False):
+        atoms.pbc = periodic
+        path = str(tmp_path / f"he.{ending}")
+        if periodic or ending in ("xyz", "traj"):  # the others know no molecule in a cell
+            ase.io.write(path, atoms, format="extxyz" if ending == "xyz" else None)
+            told = "periodic cell" in " ".join(read_molecule(path).remarks)
+            assert told == periodic

@@ -17,8 +17,12 @@ _TWO_NUMBERS = r"\s*[-+]?\d{1,2}\s+\d{1,2}\s*"
 _CHARGE = ("charge", "chrg", "q", "total_charge", "totalcharge", "net_charge")
 _MULTIPLICITY = ("multiplicity", "mult", "spin_multiplicity", "spin")  # spin: as 2S + 1
 _UNPAIRED = ("uhf",)
-_SIGNS = ("char", "chrg", "q=", "q:", "mult", "spin", "uhf", "properties")  # of any of these
+_SIGNS = ("char", "chrg", "q=", "q:", "mult", "spin", "uhf", "properties",
+          "lattice")  # of any of these
 _PLAIN_WORDS = ("charge", "multiplicity", "spin")  # which can mean nothing else
+
+CELL_LEFT_OUT = ("the file has a periodic cell, which is left out: its atoms are computed by "
+                 "themselves, as a molecule")
 
 _MOST_DIGITS = 9  # of a whole number
 _LONGEST = 65536  # characters: a second line of more is no second line of ours
@@ -73,6 +77,8 @@ def tell(line: str, title: str) -> Told:
 
     pairs = {key.lower(): value.strip("\"'{}") for key, value in re.findall(_PAIR, line)}
     told.properties = pairs.get("properties")
+    if "lattice" in pairs and re.search(r"(?i)t|1", pairs.get("pbc", "T T T")):
+        told.remarks.append(CELL_LEFT_OUT)
     told.charge = _whole(pairs, _CHARGE, title, "charge")
     told.multiplicity = _whole(pairs, _MULTIPLICITY, title, "multiplicity")
     unpaired = _whole(pairs, _UNPAIRED, title, "number of unpaired electrons")

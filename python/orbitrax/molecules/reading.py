@@ -8,6 +8,7 @@ import os
 import sys
 
 from orbitrax.errors import MoleculeError
+from orbitrax.molecules.comment import CELL_LEFT_OUT
 from orbitrax.molecules.elements import NUMBERS
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
 from orbitrax.molecules.xyz import looks_like_xyz, read_xyz
@@ -101,8 +102,8 @@ def read_molecule(source: str | os.PathLike[str], format: str | None = None,
     found = None if one is None else one.read(text_of(path), source, number, complete)
     if found is not None:
         return found
-    read = from_ase(_read_ase(path if number is None else f"{path}@{number}",
-                              None if one else format, source), title=source)
+    read = _from_cell(_read_ase(path if number is None else f"{path}@{number}",
+                                None if one else format, source), source)
     return read if read.charge is not None else _remarked(read, text_of(path))
 
 
@@ -251,7 +252,15 @@ def _from_text(text: str, format: str | None, complete: bool) -> Molecule:
     if format is None:
         raise MoleculeError("standard input is not an xyz file; name its format with --format, "
                             "such as mol, sdf, pdb, mop, gjf")
-    return from_ase(_read_ase(io.StringIO(text), format, title), title=title)
+    return _from_cell(_read_ase(io.StringIO(text), format, title), title)
+
+
+def _from_cell(atoms: Any, title: str) -> Molecule:
+    """What ASE has read, with a remark where it repeats for ever."""
+    molecule = from_ase(atoms, title=title)
+    if not atoms.pbc.any():
+        return molecule
+    return molecule.replace(remarks=[*molecule.remarks, CELL_LEFT_OUT])
 
 
 def _looks(text: str) -> str | None:
