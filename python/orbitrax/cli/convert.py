@@ -7,7 +7,7 @@ from typing import Any
 
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.molecules.reading import from_smiles, is_smiles, read_molecule
-from orbitrax.molecules.writing import WRITERS, check_name, write_molecule
+from orbitrax.molecules.writing import WRITERS, check_name, what_is_lost, write_molecule
 
 DESCRIPTION = "Writes a structure in another format, with its charge and multiplicity."
 EXAMPLES = ("orbitrax convert ligand.sdf ligand.xyz", "orbitrax convert CCO ethanol.mol",
@@ -50,6 +50,9 @@ def run(arguments: Any, terminal: Any) -> int:
         else:
             check_name(target)
             write_molecule(target, molecule, {"method": arguments.method})
+            lost = what_is_lost(target, molecule)
+            if lost is not None:
+                terminal.warning(lost)
     except OrbitraxError as error:
         terminal.error(error.typed)
         return error.exit_status

@@ -7,9 +7,11 @@ from rdkit import Chem
 from orbitrax.errors import MoleculeError
 
 
-def with_bonds(mol: Chem.Mol | None, name: str, charge: int) -> Chem.Mol:
+def with_bonds(mol: Chem.Mol | None, name: str, charge: int, radical: bool = False) -> Chem.Mol:
     """A copy of a molecule without bonds or bond orders, with those that its geometry shows. An
-    atom with a bond more or less than is usual is charged; the charges must add up."""
+    atom with a bond more or less than is usual is charged; the charges must add up. Where they do
+    not, atoms without bonds are taken for their usual ions. radical: a molecule with unpaired
+    electrons, whose atoms may also have bonds less than usual without a charge."""
     if mol is None or mol.GetNumAtoms() == 0:
         raise MoleculeError(f"{name} has no atoms that RDKit can read")
     found = Chem.RWMol()
@@ -19,9 +21,13 @@ def with_bonds(mol: Chem.Mol | None, name: str, charge: int) -> Chem.Mol:
         found.AddAtom(bare)
     for i, j, order in _perceived(mol, name):
         found.AddBond(i, j, _ORDERS[order])
-    for atom in found.GetAtoms():
-        total = sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds())
-        atom.SetFormalCharge(_CHARGED.get((atom.GetAtomicNum(), round(total)), 0))
+    by_bonds = [_CHARGED.get((atom.GetAtomicNum(), _bonds(atom)), 0) for atom in found.GetAtoms()]
+    with_ions = [_IONS.get(atom.GetAtomicNum(), 0) if _bonds(atom) == 0 else own
+                 for atom, own in zip(found.GetAtoms(), by_bonds)]
+    tries = [by_bonds, with_ions, *([[0] * len(by_bonds)] if radical else [])]
+    charges = next((each for each in tries if sum(each) == charge), by_bonds)
+    for atom, own in zip(found.GetAtoms(), charges):
+        atom.SetFormalCharge(own)
     whole = found.GetMol()
     whole.AddConformer(Chem.Conformer(mol.GetConformer()))
     sum_found = Chem.GetFormalCharge(whole)
@@ -35,6 +41,10 @@ def with_bonds(mol: Chem.Mol | None, name: str, charge: int) -> Chem.Mol:
                             f"{sum_found}, not {charge}; give the right one with --charge, or a "
                             "file with bonds (sdf, mol2)")
     return whole
+
+
+def _bonds(atom: Chem.Atom) -> int:
+    return round(sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds()))
 
 
 def _perceived(mol: Chem.Mol, name: str) -> list[tuple[int, int, int]]:
@@ -63,3 +73,5 @@ _ORDERS = {1: Chem.BondType.SINGLE, 2: Chem.BondType.DOUBLE, 3: Chem.BondType.TR
 # Formal charge by element and number of bonds.
 _CHARGED = {(7, 4): 1, (7, 2): -1, (8, 1): -1, (8, 3): 1, (16, 1): -1, (16, 3): 1, (15, 4): 1,
             (5, 4): -1}
+# And of atoms without any.
+_IONS = {3: 1, 9: -1, 11: 1, 12: 2, 17: -1, 19: 1, 20: 2, 30: 2, 35: -1, 37: 1, 53: -1, 55: 1}

@@ -71,8 +71,14 @@ def _perceived(molecule: Molecule) -> Any:
     if len(molecule) > _MOST_PERCEIVED:
         raise MoleculeError(f"bonds are not sought in {len(molecule)} atoms; start from a mol or "
                             "sdf file, or write .xyz")
-    return with_bonds(Chem.MolFromXYZBlock(xyz_text(molecule)), molecule.title,
-                      molecule.charge or 0)
+    charge = molecule.charge or 0
+    unpaired = (molecule.multiplicity or _lowest(molecule, charge)) > 1
+    return with_bonds(Chem.MolFromXYZBlock(xyz_text(molecule)), molecule.title, charge, unpaired)
+
+
+def _lowest(molecule: Molecule, charge: int) -> int:
+    """The lowest multiplicity of so many electrons."""
+    return 1 + (sum(molecule.z) - charge) % 2
 
 
 def gaussian_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
@@ -138,12 +144,39 @@ def _sdf_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
 
 
 WRITERS.update({".sdf": _sdf_text, ".sd": _sdf_text})
+_WITH_BONDS = (".mol", ".sdf", ".sd")
 
 
 def check_name(path: str) -> None:
     """Refuses a name that stands for no format that can be written."""
     if path != "-" and _ending(path) not in WRITERS:
         _ase_format(path)
+
+
+def check_bonds(path: str, molecule: Molecule) -> None:
+    """Raises MoleculeError where a file of this name takes bonds, and the molecule shows none that
+    fit: better before anything is computed than after."""
+    if _ending(path) in _WITH_BONDS:
+        mol_text(molecule)
+
+
+def what_is_lost(path: str, molecule: Molecule) -> str | None:
+    """What to say of a file that was written and does not tell charge or multiplicity, by reading
+    it; None where it tells them, or they are what everybody assumes."""
+    from orbitrax.molecules.reading import read_molecule
+
+    try:
+        read = read_molecule(path)
+    except OrbitraxError:
+        return None
+    charge = molecule.charge or 0
+    multiplicity = molecule.multiplicity or _lowest(molecule, charge)
+    found = read.charge or 0
+    if (found, read.multiplicity or _lowest(read, found)) == (charge, multiplicity):
+        return None
+    return (f"{path} does not tell of charge {charge} and multiplicity {multiplicity}, and is read "
+            f"as another state without --charge {charge} --multiplicity {multiplicity}; an xyz "
+            "file would tell")
 
 
 def write_molecule(path: str, molecule: Molecule, about: dict[str, Any] | None = None) -> None:

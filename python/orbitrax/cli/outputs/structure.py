@@ -5,7 +5,7 @@ from __future__ import annotations
 import sys
 
 from orbitrax.cli.outputs import Output
-from orbitrax.errors import UsageError
+from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, refusals
 from orbitrax.units import ASE_EV_PER_KCAL
 
@@ -38,6 +38,7 @@ class StructureOutput(Output):
         self.takes_standard_output = self.path == "-"
         self._trajectory: TextIO | None = None
         self._last: ReportPoint | None = None
+        self._terminal: Terminal | None = None
 
     def check(self, task: Any) -> None:
         """Refuses files that cannot be written."""
@@ -53,6 +54,12 @@ class StructureOutput(Output):
 
     def follow(self, run: Any, terminal: Terminal) -> None:
         """Opens the trajectory, and listens to report points."""
+        self._terminal = terminal
+        if self.path is not None:
+            from orbitrax.molecules.writing import check_bonds
+
+            check_bonds(self.path, run.job.molecule.replace(
+                charge=run.job.charge, multiplicity=run.job.multiplicity))
         path = self.command.trajectory
         if path is not None:
             try:
@@ -86,13 +93,22 @@ class StructureOutput(Output):
     def _write_last(self, run: Any, result: Result | None) -> None:
         if self.path is None or run is None or run.points.last is None:
             return
-        from orbitrax.molecules.writing import write_molecule, xyz_text
+        from orbitrax.molecules.writing import what_is_lost, write_molecule, xyz_text
 
         molecule, about = last_structure(run, result)
         if self.path == "-":
             sys.stdout.write(xyz_text(molecule, about))
-        else:
+            return
+        try:
             write_molecule(self.path, molecule, about)
+        except MoleculeError as error:  # it has come to a place where its bonds cannot be seen
+            other = f"{self.path}.xyz"
+            write_molecule(other, molecule, about)
+            raise OrbitraxError(f"{self.path}: not written: {error}; the structure is in {other}"
+                                ) from None
+        lost = what_is_lost(self.path, molecule)
+        if lost is not None and self._terminal is not None:
+            self._terminal.warning(lost)
 
 
 def last_structure(run: Any, result: Result | None) -> tuple[Molecule, dict[str, Any]]:
