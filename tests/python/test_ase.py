@@ -170,3 +170,27 @@ def test_the_process_ends_with_its_calculator():
     energy(calc, molecule("H2O"))
     calc.close()
     assert calc._backend.pid is None
+
+
+def test_the_state_that_the_info_tells_may_change(calc):
+    """As ASE compares atoms, their info is none of it: the energy of the neutral was given once
+    more."""
+    atoms = molecule("H2O")
+    atoms.calc = calc
+    neutral = atoms.get_potential_energy()
+    atoms.info["charge"] = 1
+    cation = atoms.get_potential_energy()
+    assert calc.result.charge == 1 and 8 < cation - neutral < 25
+    atoms.info.clear()
+    assert atoms.get_potential_energy() == pytest.approx(neutral, abs=1e-6)
+    atoms.info["multiplicity"] = 3
+    assert atoms.get_potential_energy() > neutral + 2 and calc.result.multiplicity == 3
+    atoms.info["note"] = "nothing of the state"
+    assert calc.check_state(atoms) == []
+
+
+def test_a_warning_names_settings_as_python_has_them(calc):
+    atoms = Atoms("H2", [[0, 0, 0], [0, 0, 3]])
+    atoms.calc = calc
+    with pytest.warns(UserWarning, match="unstable.* see uhf"):
+        atoms.get_potential_energy()

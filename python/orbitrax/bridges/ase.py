@@ -22,7 +22,7 @@ from ase.calculators import calculator
 
 from orbitrax.backend import Backend
 from orbitrax.errors import (BackendNotFound, InputError, NotConverged, OrbitraxError,
-                             ParameterError, UsageError)
+                             ParameterError, UsageError, in_python)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.reading import from_ase
 from orbitrax.results.odd import pressed
@@ -43,6 +43,9 @@ if TYPE_CHECKING:
 _SETTINGS = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis",
              "sigma", "pi", "level_shift_start", "select", "allow_unconverged", "scf",
              "stability")
+
+
+_TOLD = ("charge", "multiplicity", "spin")  # by info
 
 
 class Orbitrax(calculator.Calculator):  # type: ignore[misc]
@@ -147,6 +150,14 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
 
     # ---- calculation ----------------------------------------------------------------------------
 
+    def check_state(self, atoms: Any, tol: float = 1e-15) -> list[str]:
+        """What of the atoms has changed; what `info` says of their state counts as well."""
+        changes: list[str] = super().check_state(atoms, tol)
+        if self.atoms is not None and any(
+                self.atoms.info.get(name) != atoms.info.get(name) for name in _TOLD):
+            changes.append("info")
+        return changes
+
     def calculate(self, atoms: Any = None, properties: Sequence[str] = ("energy",),
                   system_changes: Sequence[str] = calculator.all_changes) -> None:
         """Runs one single point and fills `results` and `result`."""
@@ -192,7 +203,7 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
             if not job.settings.allow_unconverged:
                 judge_scf(job, result)
         for text in (*result.warnings, *result.state_remarks, *pressed(result)):
-            warnings.warn(text, stacklevel=4)
+            warnings.warn(in_python(text), stacklevel=4)
         return result
 
     def _job(self) -> Job:
