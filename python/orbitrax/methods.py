@@ -4,6 +4,10 @@ from __future__ import annotations
 
 from orbitrax.errors import UsageError
 
+TYPE_CHECKING = False
+if TYPE_CHECKING:
+    from collections.abc import Collection
+
 CNDO, INDO, MINDO3, MNDO, AM1, PM3, ZINDO1, ZINDOS, MNDOD = range(1, 10)
 
 
@@ -69,3 +73,20 @@ def find_method(name: str | int | Method) -> Method:
         known = ", ".join(m.key for m in METHODS)
         raise UsageError(f"there is no method '{name}'; the methods are {known}")
     return method
+
+
+def lacking(method: Method, numbers: Collection[int]) -> str | None:
+    """What to say where the tables lack a part of the method for atoms with these numbers that
+    changes energies by kcal/mol: the additive constants of cores of MNDO/d in Na and Mg, and its
+    core-core exponents of Na, Mg and Al with some of the others. None where nothing is lacking."""
+    if method.number != MNDOD:
+        return None
+    found = [symbol for symbol, number in (("Na", 11), ("Mg", 12)) if number in numbers]
+    aluminium = list(numbers).count(13)
+    if aluminium > 1 or (aluminium and {1, 6} & set(numbers)):
+        found.append("Al")
+    if not found:
+        return None
+    return (f"MNDO/d of {' and '.join(found)} lacks terms of pairs of cores that its authors give: "
+            "energies and geometries are not those of the published method, and heats of formation "
+            "can be off by tens of kcal/mol; take another method")

@@ -9,6 +9,7 @@ from orbitrax.arrays import finite, flat, shortest
 from orbitrax.errors import CalculationFailed, InputError, OrbitraxError, OutOfMemory
 from orbitrax.job import SEARCHES
 from orbitrax.link import events
+from orbitrax.methods import lacking
 from orbitrax.results.result import Result
 from orbitrax.results.states import from_rows
 from orbitrax.results.text import curvature
@@ -78,6 +79,9 @@ class ResultBuilder:
         if job.selection is not None:
             self.result.selected = len(job.selection)
         self.result.warnings += job.molecule.remarks
+        lacks = lacking(job.method, [job.molecule.z[i] for i in job.selected])
+        if lacks is not None:
+            self.result.warnings.append(lacks)
 
     @property
     def whole(self) -> Result:
