@@ -44,7 +44,8 @@ def with_bonds(mol: Chem.Mol | None, name: str, charge: int, radical: bool = Fal
 
 
 def _bonds(atom: Chem.Atom) -> int:
-    return round(sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds()))
+    total: float = sum(bond.GetBondTypeAsDouble() for bond in atom.GetBonds())
+    return round(total)
 
 
 def _perceived(mol: Chem.Mol, name: str) -> list[tuple[int, int, int]]:
