@@ -146,8 +146,10 @@ class Page:
 
     async def forget(self, request: web.Request) -> web.StreamResponse:
         """Removes a run from the history."""
-        await self.runs.cancel(request.match_info["id"])
-        self.runs.store.forget(request.match_info["id"])
+        try:
+            await self.runs.forget(request.match_info["id"])
+        except OrbitraxError as error:
+            return _refused(told(error), 507)  # insufficient storage
         return web.json_response({})
 
     async def cancel(self, request: web.Request) -> web.StreamResponse:

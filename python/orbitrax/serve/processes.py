@@ -54,6 +54,8 @@ class Worker:
         assert process.stdin is not None and process.stdout is not None
         process.stdin.write((json.dumps(self.request) + "\n").encode())
         async for line in process.stdout:
+            if not line.endswith(b"\n"):
+                break  # it was ended in the middle of it
             message: dict[str, Any] = json.loads(line)
             if message["type"] == "end":
                 return message

@@ -4,10 +4,11 @@ from __future__ import annotations
 
 import asyncio
 import secrets
+import sqlite3
 import time
 from collections import deque
 
-from orbitrax.errors import InputError
+from orbitrax.errors import InputError, OrbitraxError
 from orbitrax.results.document import empty_document
 from orbitrax.serve.processes import Worker, failure
 
@@ -19,6 +20,7 @@ if TYPE_CHECKING:
 
 _MOST_LINES = 5000  # of a report that is shown while it grows
 _MOST_POINTS = 20000
+_MOST_UNKEPT = 50  # runs that the history does not take
 
 
 class Limits:
@@ -47,6 +49,7 @@ class Run:
         self.xyz: list[float] | None = None
         self.listeners: set[asyncio.Queue[dict[str, Any]]] = set()
         self.doing: asyncio.Task[None] | None = None
+        self.forgotten = False  # by who removed it while it was at work
 
     def about(self) -> dict[str, Any]:
         """What a list shows of it."""
@@ -82,7 +85,7 @@ class Run:
         for one in self.listeners:
             one.put_nowait(message)
 
-    def end(self, answer: dict[str, Any]) -> None:
+    def take(self, answer: dict[str, Any]) -> None:
         """Takes the answer of its process."""
         if "document" not in answer:
             error = answer["error"]
@@ -92,11 +95,17 @@ class Run:
             answer = {"document": document, "frames": [], "summary": [], "field": error["field"]}
         answer.pop("type", None)
         self.answer, self.state = answer, "ended"
-        self.tell({"type": "ended", "state": "ended", "status": answer["document"]["status"]})
+
+    def warn(self, text: str) -> None:
+        """Adds a warning to its document, once."""
+        warnings = self.answer["document"]["warnings"]
+        if text not in warnings:
+            self.answer["document"]["warnings"] = [*warnings, text]
 
 
 class Runs:
-    """All runs, of which `limits.jobs` work at a time, the others in the order they came."""
+    """All runs, of which `limits.jobs` work at a time, the others in the order they came. One that
+    the history does not take, as on a full disk, stays here."""
 
     def __init__(self, store: Store, limits: Limits):
         self.store, self.limits = store, limits
@@ -106,7 +115,8 @@ class Runs:
 
     def find(self, name: str) -> Run | None:
         """A run that has not ended, by its id."""
-        return self._runs.get(name)
+        one = self._runs.get(name)
+        return one if one is not None and one.state != "ended" else None
 
     def whole(self, name: str) -> dict[str, Any] | None:
         """All of a run, or None."""
@@ -121,9 +131,10 @@ class Runs:
     def start(self, task: str, method: str, settings: dict[str, Any],
               molecule: dict[str, Any]) -> Run:
         """A new run. Raises InputError where too many wait."""
-        if len(self._runs) >= self.limits.jobs + self.limits.waiting:
-            raise InputError(f"{len(self._runs)} runs wait or are running, as many as this page "
-                             "takes; wait, or cancel one")
+        active = sum(one.state != "ended" for one in self._runs.values())
+        if active >= self.limits.jobs + self.limits.waiting:
+            raise InputError(f"{active} runs wait or are running, as many as this page takes; "
+                             "wait, or cancel one")
         one = Run({"kind": "run", "task": task, "method": method, "settings": settings,
                    "molecule": molecule, **self._limits()})
         self._runs[one.id] = one
@@ -141,13 +152,42 @@ class Runs:
         self._end(one, answer)
 
     def _end(self, one: Run, answer: dict[str, Any]) -> None:
-        one.end(answer)
-        self.store.keep(one.about(), one.whole())
-        del self._runs[one.id]
+        one.take(answer)
+        self._keep()
+        one.tell({"type": "ended", "state": "ended", "status": one.answer["document"]["status"]})
+
+    def _keep(self) -> None:
+        """Hands all that have ended to the history. What it does not take is kept here, of such
+        runs the newest; and another try is made when the next one ends."""
+        ended = [one for one in self._runs.values() if one.state == "ended"]
+        for one in ended:
+            try:
+                if not one.forgotten:
+                    self.store.keep(one.about(), one.whole())
+            except sqlite3.Error as error:
+                one.warn(f"the history does not take this run ({error}): it is lost when the page "
+                         "ends; save what you need of it")
+            else:
+                del self._runs[one.id]
+        for one in ended[:-_MOST_UNKEPT]:
+            self._runs.pop(one.id, None)
+
+    async def forget(self, name: str) -> None:
+        """Removes a run, which is cancelled if it is at work. Raises OrbitraxError where the
+        history lets nothing be removed."""
+        one = self._runs.get(name)
+        if one is not None:
+            one.forgotten = True
+            await self.cancel(name)
+            self._runs.pop(name, None)
+        try:
+            self.store.forget(name)
+        except sqlite3.Error as error:
+            raise OrbitraxError(f"the history cannot be changed: {error}") from None
 
     async def cancel(self, name: str) -> bool:
         """Cancels a run; returns whether there was one."""
-        one = self._runs.get(name)
+        one = self.find(name)
         if one is None:
             return False
         if one.state == "waiting" and one.doing is not None:
