@@ -277,6 +277,13 @@ class Job:
         return self.multiplicity > 1 and settings.ci == NO_CI
 
     @property
+    def half_electrons(self) -> bool:
+        """Whether unpaired electrons are spread over both spins and the energy alone is corrected
+        for that: the gradient is then that of the mean."""
+        return (not self.uhf and (self.multiplicity > 1 or self.settings.next_lowest)
+                and self.settings.ci == NO_CI)
+
+    @property
     def eigenvectors(self) -> bool:
         """Whether the orbitals' coefficients are brought: as asked for, and where their spins are
         compared."""

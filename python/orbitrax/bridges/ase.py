@@ -26,7 +26,7 @@ from orbitrax.errors import (BackendNotFound, InputError, NotConverged, Orbitrax
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.reading import from_ase
 from orbitrax.results.odd import pressed
-from orbitrax.tasks.task import judge_scf, remark
+from orbitrax.tasks.task import judge_scf, remark, warn_of_the_mean
 from orbitrax.units import ASE_EANGSTROM_PER_DEBYE, ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -200,6 +200,7 @@ class Orbitrax(calculator.Calculator):  # type: ignore[misc]
             job = self._job().replace(scf_start=density)
             result = self._backend.run(job)
             remark(job, result)
+            warn_of_the_mean(job, result)
             if not job.settings.allow_unconverged:
                 judge_scf(job, result)
         for text in (*result.warnings, *result.state_remarks, *pressed(result)):

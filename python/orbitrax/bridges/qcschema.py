@@ -14,7 +14,7 @@ from orbitrax.errors import (BackendDied, InputError, LinkError, MoleculeError, 
                              UsageError)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.inputs import from_qcschema
-from orbitrax.tasks.task import judge_scf, remark
+from orbitrax.tasks.task import judge_scf, remark, warn_of_the_mean
 from orbitrax.tasks.vibrations import Vibrations
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, REPORT_HARTREE_PER_KCAL
 
@@ -101,6 +101,8 @@ def _part(document: dict[str, Any], name: str) -> dict[str, Any]:
 def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
     driver, job = _asked(document)
     result = _one(backend, job)
+    if driver in ("gradient", "hessian"):
+        warn_of_the_mean(job, result)
     values: dict[str, Any] = {
         "energy": _hartree(result.total_energy), "gradient": _gradient(result),
         "properties": _hartree(result.total_energy)}

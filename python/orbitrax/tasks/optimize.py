@@ -145,6 +145,7 @@ class Optimize(Task):
     )
     calc_kind: ClassVar[int] = OPTIMISATION
     run_type: ClassVar[type[Run]] = Search
+    follows_gradient: ClassVar[bool] = True
     files: ClassVar[tuple[str, ...]] = ("molden", "structure")
     file_help: ClassVar[str] = (
         "write the final structure there, in the format of its name (xyz, mol, sdf, pdb, gjf, mop, "

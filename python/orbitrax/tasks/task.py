@@ -25,6 +25,11 @@ if TYPE_CHECKING:
 
     Listener = Callable[[Event], None]
 
+OF_THE_MEAN = (
+    "half electrons: the gradient leaves out what corrects the energy, so that structures, "
+    "vibrations and motion are those of the mean of several states, and not of the energy that is "
+    "told; take --uhf for them")
+
 
 class Run:
     """One run of a task. job: what is calculated."""
@@ -60,6 +65,8 @@ class Run:
                 error.partial.blocks.update(self.block(error.partial))
             raise
         remark(self.job, result)
+        if self.task.follows_gradient:
+            warn_of_the_mean(self.job, result)
         try:
             self.judge(result)
             self.follow(backend, result, on_event)
@@ -127,6 +134,7 @@ class Task(JobSettings):
     of them. default_method: the method where none is given, None for a task that must be told.
     reports_points: whether its runs have `points`, which make a trajectory. for_orbitals:
     the task that is run in its place where only the orbitals are wanted, None for itself.
+    follows_gradient: whether its result is made of gradients.
     """
 
     name: ClassVar[str]
@@ -140,6 +148,7 @@ class Task(JobSettings):
     default_method: ClassVar[str | None] = None
     reports_points: ClassVar[bool] = False
     for_orbitals: ClassVar[type[Task] | None] = None
+    follows_gradient: ClassVar[bool] = False
 
     def own_molecule(self) -> Molecule | None:
         """The molecule where the settings themselves tell of one."""
@@ -155,6 +164,12 @@ def remark(job: Job, result: Result) -> None:
     from orbitrax.results.odd import oddities
 
     result.remarks += oddities(result, job.molecule)
+
+
+def warn_of_the_mean(job: Job, result: Result) -> None:
+    """Adds a warning where a gradient is not that of the energy."""
+    if job.half_electrons and OF_THE_MEAN not in result.warnings:
+        result.warnings.append(OF_THE_MEAN)
 
 
 def judge_scf(job: Job, result: Result) -> None:

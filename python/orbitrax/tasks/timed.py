@@ -145,6 +145,7 @@ class Timed(Motion):
     """Settings of dynamics in time."""
 
     run_type: ClassVar[type[Run]] = TimedRun
+    follows_gradient: ClassVar[bool] = True
     of_one_leg: ClassVar[tuple[str, ...]] = (*Motion.of_one_leg, "time", "heat_time", "heat_from")
 
     time: Decimal = option(

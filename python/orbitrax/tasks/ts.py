@@ -159,6 +159,7 @@ class SaddleTask(Task):
     """What searches for saddle points have in common."""
 
     run_type: ClassVar[type[Run]] = SaddleRun
+    follows_gradient: ClassVar[bool] = True
     files: ClassVar[tuple[str, ...]] = ("molden", "structure")
     file_help: ClassVar[str] = (
         "write the final structure there, in the format of its name (xyz, mol, sdf, pdb, gjf, mop, "

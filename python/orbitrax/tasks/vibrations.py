@@ -178,6 +178,7 @@ class Vibrations(Task):
     )
     calc_kind: ClassVar[int] = VIBRATIONS
     run_type: ClassVar[type[Run]] = Vibrating
+    follows_gradient: ClassVar[bool] = True
     files: ClassVar[tuple[str, ...]] = ("modes", "bands", "animation", "force matrix", "infrared")
     file_help: ClassVar[str] = (
         "what to write: the spectrum, NAME.png, .svg, .pdf, or .csv; NAME.molden: the modes, for "
