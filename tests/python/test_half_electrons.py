@@ -30,8 +30,9 @@ def test_the_gradient_is_that_of_the_energy_where_nothing_is_said(settings, apar
     along /= np.linalg.norm(along)
     with Backend() as backend:
         job = Job(start, "pm3", scf_limit=1e-9, scf_iterations=1000, **settings)
-        low, high = (backend.run(job.replace(start.replace(
-            positions=start.positions + step * along))).total_energy for step in (-0.002, 0.002))
+        moved = [start.replace(positions=start.positions + step * along)
+                 for step in (-0.002, 0.002)]
+        low, high = (backend.run(job.replace(one)).total_energy for one in moved)
         slope = (np.reshape(backend.run(job).gradient, (3, 3)) * along).sum()
     assert (abs((high - low) / 0.004 - slope) > 1) == apart == job.half_electrons
 
@@ -39,7 +40,8 @@ def test_the_gradient_is_that_of_the_energy_where_nothing_is_said(settings, apar
 @pytest.mark.parametrize("settings, told", STATES)
 def test_a_structure_of_such_a_gradient_has_a_warning(settings, told):
     with Backend() as backend:
-        run = Optimize(cycles=1, allow_unconverged=True, **settings).start(read_molecule(NO2), "pm3")
+        task = Optimize(cycles=1, allow_unconverged=True, **settings)
+        run = task.start(read_molecule(NO2), "pm3")
         result = run.execute(backend)
     assert (OF_THE_MEAN in result.warnings) == told
 
