@@ -81,4 +81,5 @@ def test_the_command_says_that_a_bond_is_broken(tmp_path, capsys):
     assert main(["barrier", *files, "-m", "am1", "--no-free-energies"]) == 1
     said = capsys.readouterr().err
     assert "kcal/mol below the closed shell: a bond is broken there, try --uhf" in said
-    assert "--guess" not in said
+    assert "linear transit: the search did not come to a saddle point" in said
+    assert "--guess" not in said and "--cycles" not in said

@@ -83,7 +83,8 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
         except OrbitraxError as error:
             if not isinstance(error, NotConverged):
                 raise
-            found.attempts.append(f"{way}: {error.typed}")
+            # What to try else is advice to who called that search alone.
+            found.attempts.append(f"{way}: {error.typed.partition('; try ')[0]}")
             continue
         ends, connects, turned = _ends(path, found, surface)
         if found.path is None or connects:
