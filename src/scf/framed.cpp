@@ -19,7 +19,10 @@ constexpr double kNearEnd = 0.7;  ///< largest element of F P - P F, eV, of a cl
 /// And of others, which have states beside one another, and longer to choose among them: of 128
 /// radicals that a frame below 0.7 eV led elsewhere than mixtures do, it led 45 above.
 constexpr double kNearEndOfSpins = 0.05;
-constexpr int kFewestOrbitals = 64;  ///< below which nothing is gained
+constexpr int kFewestOrbitals = 14;  ///< of a closed shell, below which nothing is gained
+/// And of others: of 300 distorted molecules that a frame led on from fewer, two complexes of
+/// metals went to states that were no minima.
+constexpr int kFewestOfSpins = 64;
 constexpr double kRise = 1e-7;       ///< of the energy that is no noise, unit of the family
 constexpr double kUneven = 2.0;      ///< the largest element over the mean is some root of N times
 constexpr double kLikeBefore = 0.9;  ///< ... or that of the last time, with something to spare
@@ -112,8 +115,9 @@ double ErrorOfNorm::Measured(const Electrons& electrons, double dNorm) {
 bool MayUseFrame(const Electrons& electrons, double dError) {
     for (int k = 0; k < electrons.nSets; ++k)
         if (electrons.vShells[k].nOpen != 0) return false;
-    const double dNear = electrons.nSets == 1 ? kNearEnd : kNearEndOfSpins;
-    return electrons.n >= kFewestOrbitals && dError * electrons.dEv < dNear;
+    const bool fClosed = electrons.nSets == 1;
+    return electrons.n >= (fClosed ? kFewestOrbitals : kFewestOfSpins) &&
+           dError * electrons.dEv < (fClosed ? kNearEnd : kNearEndOfSpins);
 }
 
 void StartSearch(Electrons& electrons, FramedSearch& search) {

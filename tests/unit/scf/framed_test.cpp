@@ -55,18 +55,30 @@ Errors ErrorsOf(int n, const SpinRun& s) {
 
 class FramedCycles : public FreshState {};
 
-TEST_F(FramedCycles, AreForTheEndOfLargeMoleculesWithoutOpenLevels) {
+TEST_F(FramedCycles, AreForTheEndWithoutOpenLevels) {
     GuardedJob job(Molecule(kAm1, Waters(11)));
     Electrons electrons = job.electrons;
     EXPECT_EQ(electrons.n, 66);
     EXPECT_TRUE(MayUseFrame(electrons, 0.69));
     EXPECT_FALSE(MayUseFrame(electrons, 0.71));
-    electrons.n = 64;
+    electrons.n = 14;
     EXPECT_TRUE(MayUseFrame(electrons, 0.0));
-    electrons.n = 63;
+    electrons.n = 13;
     EXPECT_FALSE(MayUseFrame(electrons, 0.0));
     electrons.n = 64;
     electrons.vShells[0].nOpen = 1;
+    EXPECT_FALSE(MayUseFrame(electrons, 0.0));
+}
+
+/// Spins of their own choose among more states, for longer.
+TEST_F(FramedCycles, AreForTheEndOfManySpinsAlone) {
+    GuardedJob job(Spins(Molecule(kAm1, Waters(11)), 1, 2, true));
+    Electrons electrons = job.electrons;
+    EXPECT_TRUE(MayUseFrame(electrons, 0.049));
+    EXPECT_FALSE(MayUseFrame(electrons, 0.051));
+    electrons.n = 64;
+    EXPECT_TRUE(MayUseFrame(electrons, 0.0));
+    electrons.n = 63;
     EXPECT_FALSE(MayUseFrame(electrons, 0.0));
 }
 
