@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "link/link.h"
+#include "link/small_blocks.h"
 #include "link/spare_blocks.h"
 
 namespace qsolve {
@@ -41,6 +42,7 @@ void* TakeFromSystem(std::size_t nBytes, Content content) {
     const auto Ask = [&] { return fAny ? std::malloc(nBytes) : std::calloc(nBytes, 1); };
     void* pBlock = Ask();
     if (!pBlock) {
+        DropSmallBlocks();
         DropSpareBlocks();
         pBlock = Ask();
     }
@@ -48,12 +50,25 @@ void* TakeFromSystem(std::size_t nBytes, Content content) {
     return pBlock;
 }
 
+/// A block that was kept for as much, if there is one.
+Block TakeKeptBlock(std::size_t nBytes) {
+    if (nBytes >= kLarge) return TakeSpareBlock(nBytes);
+    return nBytes <= kMostSmallBytes ? TakeSmallBlock(nBytes) : Block{};
+}
+
 /// A block of nBytes or somewhat more, and its size.
 Block TakeBlock(std::size_t nBytes, Content content) {
-    const Block spare = nBytes >= kLarge ? TakeSpareBlock(nBytes) : Block{};
-    if (!spare.pStart) return {TakeFromSystem(nBytes, content), nBytes};
-    if (content == Content::kZeros) std::memset(spare.pStart, 0, nBytes);
-    return spare;
+    const std::size_t nSize = nBytes <= kMostSmallBytes ? SmallBlockSize(nBytes) : nBytes;
+    const Block kept = TakeKeptBlock(nSize);
+    if (!kept.pStart) return {TakeFromSystem(nSize, content), nSize};
+    if (content == Content::kZeros) std::memset(kept.pStart, 0, nBytes);
+    return kept;
+}
+
+/// Whether the block is kept for another array of its size.
+bool Keep(const Block& block) {
+    if (block.nBytes >= kLarge) return KeepSpareBlock(block);
+    return block.nBytes <= kMostSmallBytes && KeepSmallBlock(block);
 }
 
 /// Makes whoever reads what was not written notice, in builds that look for such things.
@@ -100,7 +115,7 @@ void ReturnMemory(void* pMemory) noexcept {
     Block block;  // it stands right before the memory that was handed out
     std::memcpy(&block, static_cast<unsigned char*>(pMemory) - sizeof block, sizeof block);
     memory.nBytesHeld -= block.nBytes;
-    if (block.nBytes < kLarge || !KeepSpareBlock(block)) std::free(block.pStart);
+    if (!Keep(block)) std::free(block.pStart);
 }
 
 }  // namespace qsolve

@@ -33,8 +33,8 @@ void* TryTakeMemory(std::size_t nCount, std::size_t nElementSize,
 void ReturnMemory(void* pMemory) noexcept;
 
 /// Lets what arrays give back be kept for those of the next job: the system clears each page that
-/// it gives anew. Of small ones the C library keeps up to 64 MB, where it can; large ones are kept
-/// by spare_blocks.h. Written by platform/.
+/// it gives anew. The C library keeps up to 64 MB, where it can; large ones are kept by
+/// spare_blocks.h, small ones by small_blocks.h. Written by platform/.
 void KeepFreedMemory() noexcept;
 
 /// Is told of each large block that comes from the system, before it is touched; null in the

@@ -7,6 +7,7 @@
 
 #include "link/memory.h"
 #include "link/messages.h"
+#include "link/small_blocks.h"
 #include "link/spare_blocks.h"
 #include "session/session.h"
 
@@ -16,11 +17,12 @@ namespace {
 /// stack has twice as much.
 constexpr std::size_t kStackBytes = 1 << 20;
 
-/// Of large blocks kept between jobs; none where each use after the end of a block shall be seen.
+/// Of large and of small blocks kept between jobs; none where each use after the end of a block
+/// shall be seen.
 #if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t kSpareBytes = 0;
+constexpr std::size_t kSpareBytes = 0, kSmallBytes = 0;
 #else
-constexpr std::size_t kSpareBytes = std::size_t{512} << 20;
+constexpr std::size_t kSpareBytes = std::size_t{512} << 20, kSmallBytes = std::size_t{4} << 20;
 #endif
 
 /// The arguments, with blanks between them.
@@ -71,6 +73,7 @@ int main(int nArguments, char** pArguments) {
         if (!GrowStack()) throw std::bad_alloc();
         qsolve::KeepFreedMemory();
         qsolve::LimitSpareBlocks(kSpareBytes);
+        qsolve::LimitSmallBlocks(kSmallBytes);
         return qsolve::BackendMain(CommandLine(nArguments, pArguments).c_str());
     } catch (const std::bad_alloc&) {
         SayNoMemory();
