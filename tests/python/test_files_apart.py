@@ -59,6 +59,22 @@ def test_a_structure_may_take_the_place_of_the_one_before(folder):
     assert "energy=" in (folder / "in.xyz").read_text()
 
 
+@pytest.mark.parametrize("option", ["--structures", "-o"])
+def test_a_table_leaves_the_results_that_it_is_made_from(folder, option):
+    assert orbitrax(folder, "batch", "list.csv", "-m", "am1", "-o", "r.csv").returncode == 0
+    before = (folder / "r.csv").read_bytes()
+    done = orbitrax(folder, "table", "r.csv", option, "r.csv")
+    assert done.returncode == 2 and "which is read here; name another file" in done.stderr
+    assert (folder / "r.csv").read_bytes() == before
+
+
+def test_structures_of_a_table_have_a_name_that_tells_of_them(folder):
+    assert orbitrax(folder, "batch", "list.csv", "-m", "am1", "-o", "r.jsonl").returncode == 0
+    done = orbitrax(folder, "table", "r.jsonl", "--structures", "out.mol")
+    assert done.returncode == 2 and "structures are written as .sdf or .xyz" in done.stderr
+    assert not (folder / "out.mol").exists()
+
+
 def test_links_and_devices(tmp_path):
     (tmp_path / "a").write_text("a")
     os.link(tmp_path / "a", tmp_path / "b")

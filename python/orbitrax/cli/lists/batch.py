@@ -19,7 +19,7 @@ from orbitrax.bulk.store import Store
 from orbitrax.cli.lists.progress import Display
 from orbitrax.cli.terminal import Terminal
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
-from orbitrax.files import check_apart, check_target
+from orbitrax.files import check_apart
 from orbitrax.interrupts import heard, name_of
 from orbitrax.settings import Option
 from orbitrax.tasks.registry import TASKS, find_task
@@ -109,9 +109,9 @@ class _Command:
         if arguments.workers is not None and arguments.workers < 1:
             raise UsageError(f"--workers {arguments.workers}: should be 1 or above")
         if arguments.structures is not None:
-            if not arguments.structures.lower().endswith((".sdf", ".sd", ".xyz", ".extxyz")):
-                raise UsageError(f"{arguments.structures}: structures are written as .sdf or .xyz")
-            check_target(arguments.structures)
+            from orbitrax.cli.lists.table import check_structures
+
+            check_structures(arguments.structures)
         if arguments.table is not None:
             from orbitrax.cli.lists.table import check_table
 

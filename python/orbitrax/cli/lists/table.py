@@ -10,7 +10,7 @@ from typing import Any
 from orbitrax.bulk.records import (COLUMNS, cells, check_columns, in_order, structures_said,
                                    write_structures)
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_apart, check_target, replaced
 
 DESCRIPTION = ("Makes a table of the results of a batch. Columns are entries of the records "
                "(energies kcal/mol, levels eV, dipole Debye), also as block.entry.")
@@ -34,8 +34,9 @@ def add_arguments(parser: Any) -> None:
 def run(arguments: Any, terminal: Any) -> int:
     """Writes the table; returns the exit status."""
     try:
+        check_apart([arguments.output, arguments.structures], [arguments.results])
         if arguments.structures is not None:
-            check_target(arguments.structures)
+            check_structures(arguments.structures)
             found = write_structures(arguments.results, arguments.structures)
             terminal.tell(structures_said(*found, arguments.structures))
             return 0
@@ -44,6 +45,13 @@ def run(arguments: Any, terminal: Any) -> int:
         terminal.error(error.typed)
         return error.exit_status
     return 0
+
+
+def check_structures(output: str) -> None:
+    """Raises UsageError where no structures can be written to."""
+    if not output.lower().endswith((".sdf", ".sd", ".xyz", ".extxyz")):
+        raise UsageError(f"{output}: structures are written as .sdf or .xyz")
+    check_target(output)
 
 
 def check_table(output: str) -> None:
