@@ -92,3 +92,18 @@ def test_an_atom_alone_has_the_charge_that_adds_up(number, charge):
     symbol = Chem.GetPeriodicTable().GetElementSymbol(number)
     block = Chem.MolFromXYZBlock(f"1\n\n{symbol} 0 0 0\n")
     assert Chem.GetFormalCharge(with_bonds(block, "ion", charge)) == charge
+
+
+@pytest.mark.skipif(sys.platform == "win32", reason="there are no named pipes")
+def test_a_named_pipe_is_not_read_again(tmp_path):
+    path = tmp_path / "out.xyz"
+    os.mkfifo(path)
+    with subprocess.Popen(["cat", path], stdout=subprocess.PIPE, text=True) as reader:
+        try:
+            done = subprocess.run(
+                [sys.executable, "-m", "orbitrax", "convert", "examples/water.xyz", path], cwd=ROOT,
+                env=ENVIRONMENT, capture_output=True, timeout=60)
+            assert done.returncode == 0
+            assert reader.stdout.read().splitlines()[0] == "3"
+        finally:
+            reader.kill()

@@ -162,9 +162,12 @@ def check_bonds(path: str, molecule: Molecule) -> None:
 
 def what_is_lost(path: str, molecule: Molecule) -> str | None:
     """What to say of a file that was written and does not tell charge or multiplicity, by reading
-    it; None where it tells them, or they are what everybody assumes."""
+    it; None where it tells them, they are what everybody assumes, or it is a pipe, which cannot be
+    read again."""
     from orbitrax.molecules.reading import read_molecule
 
+    if not os.path.isfile(path):
+        return None
     try:
         read = read_molecule(path)
     except OrbitraxError:
