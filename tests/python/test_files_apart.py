@@ -30,6 +30,8 @@ def folder(tmp_path):
 @pytest.mark.parametrize("words", [
     ["energy", "in.xyz", "-m", "am1", "-o", "in.xyz"],
     ["energy", "in.xyz@0", "-m", "am1", "-o", "in.xyz"],
+    ["optimize", "in.xyz@0", "-m", "am1", "-o", "in.xyz"],
+    ["convert", "in.xyz@0", "in.xyz"],
     ["optimize", "in.xyz", "-m", "am1", "--trajectory", "./in.xyz"],
     ["optimize", "in.xyz", "in.xyz@0", "-m", "am1", "-o", "in.xyz"],
     ["md", "in.xyz", "-m", "am1", "--time", "1fs", "-o", "in.xyz"],

@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import os
 import sys
 from typing import Any
 
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
+from orbitrax.files import check_apart
 from orbitrax.molecules.reading import from_smiles, is_smiles, read_molecule
 from orbitrax.molecules.writing import WRITERS, check_name, what_is_lost, write_molecule
 
@@ -49,6 +51,8 @@ def run(arguments: Any, terminal: Any) -> int:
             sys.stdout.write(writer(molecule, {"method": arguments.method}))
         else:
             check_name(target)
+            if not os.path.exists(arguments.source):  # NAME@0 is one of several
+                check_apart([target], [arguments.source])
             write_molecule(target, molecule, {"method": arguments.method})
             lost = what_is_lost(target, molecule)
             if lost is not None:

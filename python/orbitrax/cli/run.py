@@ -4,6 +4,7 @@ it."""
 from __future__ import annotations
 
 import _signal as signal
+import os
 import sys
 import time
 
@@ -94,7 +95,8 @@ class TaskCommand:
 
         command = self.command
         check_apart([command.output, command.trajectory])
-        check_apart([command.trajectory] if self.output.takes_molecules_place else
+        is_whole = command.molecule is not None and os.path.exists(command.molecule)  # not NAME@0
+        check_apart([command.trajectory] if self.output.takes_molecules_place and is_whole else
                     [command.output, command.trajectory], [command.molecule])
 
     def _keep(self, result: Result | None, failure: OrbitraxError | None) -> OrbitraxError | None:

@@ -24,7 +24,8 @@ class Output:
     path: the file. needs: settings of the job that bring what is to be written. text_path: where
     the text goes that would be printed, None for standard output. takes_standard_output: whether
     that is where the file goes, so that nothing else may be printed there. takes_molecules_place:
-    whether the file may be that of the molecule, whose structure it then holds as it has become.
+    whether the file may be that of the molecule, if it is no other's, too: it then holds the
+    structure as it has become.
     """
 
     needs: dict[str, Any] = {}
