@@ -13,9 +13,9 @@ pytestmark = pytest.mark.timeout(120)
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
 
 
-def run(task, *words):
+def run(task, *words, molecule=("examples/ethanol.xyz",)):
     done = subprocess.run(
-        [sys.executable, "-m", "orbitrax", task, "examples/ethanol.xyz", "-m", "am1", "--time",
+        [sys.executable, "-m", "orbitrax", task, *molecule, "-m", "am1", "--time",
          "150fs", "--json", *words], cwd=ROOT, env=ENVIRONMENT, capture_output=True, text=True)
     found = json.loads(done.stdout)
     return done, found, found[task]["frames"]
@@ -49,6 +49,19 @@ def test_a_step_that_is_only_just_followed_is_warned_of():
     done, found, frames = run("md", "--step", "2fs")
     assert 0.25 < moved(frames) < 1 and found["status"] == "done" and done.returncode == 0
     assert any("take a smaller --step than 2 fs" in text for text in found["warnings"])
+
+
+def test_an_energy_that_wavers_and_comes_back_is_only_warned_of():
+    """A stretched hydrogen fluoride swings in 8 fs: the leapfrog follows steps of 1 fs for ever."""
+    done, found, frames = run("md", "--step", "1fs", "--report-period", "1",
+                              molecule=("--smiles", "F"))
+    totals = frames["total_energy"]
+    half = len(totals) // 2
+    early, late = sum(totals[:half]) / half, sum(totals[half:]) / (len(totals) - half)
+    assert moved(frames) > 1
+    assert abs(late - early) < 0.1 * sum(frames["kinetic_energy"]) / len(totals)
+    assert done.returncode == 0 and found["status"] == "done"
+    assert any("take a smaller --step than 1 fs" in text for text in found["warnings"])
 
 
 @pytest.mark.parametrize("words", [
