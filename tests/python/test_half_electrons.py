@@ -57,6 +57,14 @@ def test_commands_tell(words, told):
     assert (OF_THE_MEAN in json.loads(done.stdout)["warnings"]) == told
 
 
+@pytest.mark.parametrize("words", [["scan", "--stretch", "1,2=1.2:1.2:0.1"], ["path"]])
+@pytest.mark.parametrize("spins, told", [("--rhf", True), ("--uhf", False)])
+def test_commands_of_several_searches_tell(words, spins, told):
+    done = subprocess.run([sys.executable, "-m", "orbitrax", words[0], NO2, "-m", "pm3", spins,
+                           *words[1:]], env=ENVIRONMENT, capture_output=True, text=True)
+    assert done.stderr.count("half electrons: the gradient") == told
+
+
 def test_ase_and_qcschema_tell():
     molecule = read_molecule(NO2)
     with Orbitrax(method="pm3", rhf=True) as calc:

@@ -9,6 +9,7 @@ from orbitrax.cli.outputs.structure import write_frame
 from orbitrax.errors import UsageError
 from orbitrax.files import refusals
 from orbitrax.reactions.surface import Seen
+from orbitrax.tasks.task import OF_THE_MEAN
 
 _HEADER = f"{'stage':<34}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
 
@@ -28,6 +29,8 @@ class Live:
         surface.listeners.append(self._take)
 
     def __enter__(self) -> Live:
+        if self._surface.job.half_electrons:
+            self._terminal.warning(OF_THE_MEAN)
         return self
 
     def __exit__(self, *_: object) -> None:
