@@ -26,7 +26,7 @@ struct FramedSearch {
 };
 
 /// Whether the cycles may go on in a frame below an error, unit of the family: near the end of
-/// all but the smallest molecules without open levels.
+/// molecules without open levels, all but the smallest, or of large ones with spins of their own.
 bool MayUseFrame(const Electrons& electrons, double dError);
 
 /// Orbitals and levels of all sets from their Fock matrices, which are destroyed, as frames of a

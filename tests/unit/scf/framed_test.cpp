@@ -82,6 +82,23 @@ TEST_F(FramedCycles, AreForTheEndOfManySpinsAlone) {
     EXPECT_FALSE(MayUseFrame(electrons, 0.0));
 }
 
+/// Nothing turns where no level is empty: any Fock matrix has the one density that there is.
+TEST_F(FramedCycles, EndAtOnceWhereAllLevelsAreFull) {
+    const std::vector<Place> fluorides = {{9, 0, 0, 0}, {9, 3, 0, 0}, {9, 0, 3, 0}, {9, 1, 2, 3}};
+    GuardedJob job(Spins(Molecule(kAm1, fluorides), -4, 1, false));
+    ASSERT_EQ(job.electrons.n, 16);
+    ASSERT_EQ(job.electrons.vShells[0].nFull, 16);
+    ASSERT_TRUE(MayUseFrame(job.electrons, 0.0));
+    for (double& p : job.a.mDensity) p *= 0.9;
+    MixHistory history;
+    const GuardEnd end = RunGuarded(job.electrons, kSharp, history, {.fNear = true, .before = {}});
+    EXPECT_TRUE(end.fConverged);
+    EXPECT_LT(end.nCycles, 5);
+    for (int i = 0; i < 16; ++i) EXPECT_NEAR(job.a.mDensity[i * 17], 1.0, 1e-12);
+    const GuardEnd mixed = RunGuarded(job.electrons, kSharp, history);
+    EXPECT_NEAR(end.dEnergy, mixed.dEnergy, 1e-9) << "of that density, too";
+}
+
 /// In either unit of energy, closed shells and spins of their own.
 TEST_F(FramedCycles, EndWhereNothingCouples) {
     for (const int nMethod : {int{kAm1}, int{kCndo}})
