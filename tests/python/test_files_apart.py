@@ -61,6 +61,17 @@ def test_a_structure_may_take_the_place_of_the_one_before(folder):
     assert "energy=" in (folder / "in.xyz").read_text()
 
 
+@pytest.mark.parametrize("words", [
+    ["optimize", "many.xyz", "-m", "am1", "-o", "many.xyz"], ["convert", "many.xyz", "./many.xyz"],
+    ["ts", "many.xyz", "-m", "am1", "-o", "many.xyz"]])
+def test_one_structure_takes_no_place_of_several(folder, words):
+    text = 3 * (folder / "in.xyz").read_text()
+    (folder / "many.xyz").write_text(text)
+    done = orbitrax(folder, *words)
+    assert done.returncode == 2 and "written over the 3 of this file" in done.stderr
+    assert (folder / "many.xyz").read_text() == text
+
+
 @pytest.mark.parametrize("option", ["--structures", "-o"])
 def test_a_table_leaves_the_results_that_it_is_made_from(folder, option):
     assert orbitrax(folder, "batch", "list.csv", "-m", "am1", "-o", "r.csv").returncode == 0

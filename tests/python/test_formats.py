@@ -6,6 +6,7 @@ import json
 import numpy as np
 import pytest
 from orbitrax import Molecule, MoleculeError, as_molecule, read_molecule
+from orbitrax.molecules.reading import count_structures
 from orbitrax.molecules.restraints import Restraint
 from orbitrax.molecules.writing import WRITERS, write_molecule, xyz_text
 from orbitrax.molecules.zmatrix import places
@@ -305,3 +306,18 @@ def test_what_is_written_is_read_back(tmp_path, ending):
 def test_the_second_line_of_a_structure_tells_the_energy():
     text = xyz_text(Molecule([1], [[0, 0, 0]], charge=1), {"energy": -2.5, "unit": "kcal/mol"})
     assert text.splitlines()[1] == "charge=1 energy=-2.5 unit=kcal/mol"
+
+
+@pytest.mark.parametrize("name,count", [("POSCAR", 1), ("m.traj", 3), ("m.cif", 1), ("m.pdb", 3)])
+def test_structures_that_ase_reads_are_counted(tmp_path, name, count):
+    ase_io = pytest.importorskip("ase.io")
+    from ase import Atoms
+
+    atoms = Atoms("OH", [[1, 1, 1], [1, 1, 1.96]], cell=[5, 5, 5], pbc=True)
+    path = str(tmp_path / name)
+    ase_io.write(path, [atoms] * count if count > 1 else atoms)
+    assert count_structures(path) == count
+    assert len(read_molecule(f"{path}@{-count}")) == 2
+    for number in (count, -count - 1):
+        with pytest.raises(MoleculeError, match=f"no frame {number}; it has {count}"):
+            read_molecule(f"{path}@{number}")

@@ -8,7 +8,8 @@ from typing import Any
 
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_apart
-from orbitrax.molecules.reading import from_smiles, is_smiles, read_molecule
+from orbitrax.molecules.reading import (check_place_of, from_smiles, is_smiles,
+                                        read_molecule)
 from orbitrax.molecules.writing import WRITERS, check_name, what_is_lost, write_molecule
 
 DESCRIPTION = "Writes a structure in another format, with its charge and multiplicity."
@@ -53,6 +54,7 @@ def run(arguments: Any, terminal: Any) -> int:
             check_name(target)
             if not os.path.exists(arguments.source):  # NAME@0 is one of several
                 check_apart([target], [arguments.source])
+            check_place_of(target, arguments.source, arguments.format)
             write_molecule(target, molecule, {"method": arguments.method})
             lost = what_is_lost(target, molecule)
             if lost is not None:

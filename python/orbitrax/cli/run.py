@@ -17,7 +17,7 @@ from orbitrax.errors import (Interrupted, MoleculeError, NotConverged, OrbitraxE
 from orbitrax.interrupts import heard
 from orbitrax.link import events
 from orbitrax.memory import forecast
-from orbitrax.molecules.reading import from_smiles, read_molecule
+from orbitrax.molecules.reading import check_place_of, from_smiles, read_molecule
 
 _SLOW = 2.0  # s
 
@@ -96,8 +96,11 @@ class TaskCommand:
         command = self.command
         check_apart([command.output, command.trajectory])
         is_whole = command.molecule is not None and os.path.exists(command.molecule)  # not NAME@0
-        check_apart([command.trajectory] if self.output.takes_molecules_place and is_whole else
+        takes_place = self.output.takes_molecules_place and is_whole
+        check_apart([command.trajectory] if takes_place else
                     [command.output, command.trajectory], [command.molecule])
+        if takes_place:
+            check_place_of(command.output, command.molecule, command.format)
 
     def _keep(self, result: Result | None, failure: OrbitraxError | None) -> OrbitraxError | None:
         """Writes and says what there is; returns the failure, or that of the writing."""

@@ -7,7 +7,7 @@ import math
 import os
 import sys
 
-from orbitrax.errors import MoleculeError
+from orbitrax.errors import MoleculeError, UsageError
 from orbitrax.molecules.comment import CELL_LEFT_OUT
 from orbitrax.molecules.elements import NUMBERS
 from orbitrax.molecules.molecule import Molecule, state_of_atoms
@@ -102,8 +102,7 @@ def read_molecule(source: str | os.PathLike[str], format: str | None = None,
     found = None if one is None else one.read(text_of(path), source, number, complete)
     if found is not None:
         return found
-    read = _from_cell(_read_ase(path if number is None else f"{path}@{number}",
-                                None if one else format, source), source)
+    read = _from_cell(_read_ase(path, None if one else format, source, number), source)
     return read if read.charge is not None else _remarked(read, text_of(path))
 
 
@@ -129,6 +128,19 @@ def count_structures(path: str, format: str | None = None) -> int:
         middle = (low + high) // 2
         low, high = (middle, high) if _has(path, format, middle) else (low, middle)
     return low + 1
+
+
+def check_place_of(path: str | None, source: str | None, format: str | None = None) -> None:
+    """Refuses to write one structure over the file that it comes from, where that holds several:
+    all others would be lost."""
+    if path is None or source is None or not (os.path.isfile(path) and os.path.isfile(source)):
+        return
+    if not os.path.samefile(path, source):
+        return
+    count = count_structures(source, format)
+    if count > 1:
+        raise UsageError(f"{path}: one structure would be written over the {count} of this file, "
+                         "which it is read from; name another file")
 
 
 def _has(path: str, format: str | None, number: int) -> bool:
@@ -217,13 +229,19 @@ def from_smiles(smiles: str, seed: int = 61453) -> Molecule:
     return made(smiles, seed)
 
 
-def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:
-    """ase.io.read, with whatever it raises turned into one kind of error."""
+def _read_ase(source: str | TextIO, format: str | None, title: str, frame: int | None = None
+              ) -> Any:
+    """ase.io.read of a frame, None for the last one, with whatever it raises turned into one kind
+    of error."""
     import ase.io
     import ase.io.formats
 
     try:
-        atoms = ase.io.read(source, format=format)
+        if frame is not None:
+            _check_frame(source, format, title, frame)
+        atoms = ase.io.read(source, index=-1 if frame is None else frame, format=format)
+    except MoleculeError:
+        raise
     except ase.io.formats.UnknownFileTypeError as error:
         hint = f"the format '{format}'" if format else "its format"
         raise MoleculeError(f"{title}: {hint} is not known ({error}); name one with --format, "
@@ -237,6 +255,25 @@ def _read_ase(source: str | TextIO, format: str | None, title: str) -> Any:
     if not hasattr(atoms, "get_positions"):
         raise MoleculeError(f"{title}: holds several structures; choose one, as in file.xyz@0")
     return atoms
+
+
+def _check_frame(source: str | TextIO, format: str | None, title: str, frame: int) -> None:
+    """Refuses a frame that a file has not; for formats of one structure ASE takes any number."""
+    import ase.io
+    from ase.io.formats import filetype, ioformats
+
+    if ioformats[format or filetype(source)].single:
+        count = 1
+    else:
+        try:
+            if frame >= 0:  # of those from the end some readers take any
+                ase.io.read(source, index=frame, format=format)
+                return
+        except Exception:  # which one it is depends on the reader
+            pass
+        count = len(ase.io.read(source, index=":", format=format))
+    if not -count <= frame < count:
+        raise MoleculeError(f"{title}: there is no frame {frame}; it has {count}, counted from 0")
 
 
 def _from_text(text: str, format: str | None, complete: bool) -> Molecule:
