@@ -8,7 +8,7 @@ import subprocess
 import pytest
 from support import ROOT
 
-from orbitrax import Job, OutOfMemory, Restraint, UsageError
+from orbitrax import Job, OutOfMemory, Restraint, UsageError, read_molecule
 from orbitrax.memory import check_memory, free_memory
 
 WATER = str(ROOT / "examples" / "water.xyz")
@@ -80,6 +80,14 @@ def test_convert_takes_its_file_either_way(tmp_path):
     assert done.returncode == 2 and "one file to write is needed" in done.stderr
     done = orbitrax("convert", WATER, str(path), "-o", "b.xyz")
     assert done.returncode == 2 and "two files" in done.stderr
+
+
+def test_files_stand_on_both_sides_of_an_option(tmp_path):
+    path = str(tmp_path / "w.gjf")
+    done = orbitrax("convert", WATER, "-c", "1", path)
+    assert done.returncode == 0 and read_molecule(path).charge == 1, done.stderr
+    done = orbitrax("convert", WATER, "-c", "1", path, "more")
+    assert done.returncode == 2 and "unrecognized arguments: more" in done.stderr
 
 
 def test_what_is_not_installed_is_named_with_its_package(tmp_path):

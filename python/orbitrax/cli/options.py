@@ -122,9 +122,12 @@ class _Parser(argparse.ArgumentParser):
         return f"{message}; did you mean {near[0]}?" if near else message
 
     def parse_known_args(self, args: Any = None, namespace: Any = None) -> Any:
-        """As argparse does it, but what a task does not know is its own mistake."""
+        """As argparse does it, but what a task does not know is its own mistake, and files may
+        stand on both sides of an option."""
         found, rest = super().parse_known_args(args, namespace)
-        if rest and " " in self.prog:
+        if rest and namespace is None and not any(word.startswith("-") for word in rest):
+            found, rest = self.parse_known_intermixed_args(args, argparse.Namespace())
+        if rest and " " in self.prog and namespace is None:
             self.error(f"unrecognized arguments: {' '.join(rest)}")
         return found, rest
 
