@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import os
+import stat
 
 from orbitrax.errors import OrbitraxError, UsageError
 
@@ -82,6 +83,37 @@ def _temporary(path: str) -> Iterator[str]:
     finally:
         with contextlib.suppress(OSError):
             os.unlink(temporary)
+
+
+def claimed(path: str, flags: int) -> int:
+    """An opener, for `open`, of files that are written for long: nobody else who asks so gets the
+    file until it is closed. Raises UsageError, with the file as it was, where another has it."""
+    handle = os.open(path, flags & ~os.O_TRUNC, 0o666)
+    if not stat.S_ISREG(os.fstat(handle).st_mode):
+        return handle
+    import fcntl
+
+    try:
+        fcntl.flock(handle, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        os.close(handle)
+        raise UsageError(f"{path}: another run is writing it; name another file, or wait for its "
+                         "end") from None
+    except OSError:
+        pass  # a file system without locks
+    if flags & os.O_TRUNC:
+        os.ftruncate(handle, 0)
+    return handle
+
+
+def free_name(path: str) -> str:
+    """The name of a file that is not there yet: this one, or NAME-2.END, NAME-3.END, ..."""
+    stem, ending = os.path.splitext(path)
+    number, found = 1, path
+    while os.path.lexists(found):
+        number += 1
+        found = f"{stem}-{number}{ending}"
+    return found
 
 
 def is_molden(path: str | None) -> bool:

@@ -9,7 +9,7 @@ import pytest
 from support import ROOT
 
 from orbitrax.errors import UsageError
-from orbitrax.files import check_apart
+from orbitrax.files import check_apart, claimed
 
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python"), "NO_COLOR": "1"}
 SCAN = ["scan", "in.xyz", "-m", "am1", "--stretch", "1,2=0.95:1:0.05"]
@@ -95,3 +95,24 @@ def test_links_and_devices(tmp_path):
         check_apart([str(tmp_path / "b")], [str(tmp_path / "a")])
     check_apart(["/dev/null", "/dev/null", "-", "-", None, None, str(tmp_path / "c")],
                 ["/dev/null", "-", None, "CCO", str(tmp_path / "a")])
+
+
+TRAJECTORIES = [("run.xyz", ["md", "in.xyz", "--time", "1fs", "-o"]),
+                ("run.traj", ["md", "in.xyz", "--time", "1fs", "-o"]),
+                ("run.xyz", ["langevin", "in.xyz", "--time", "1fs", "--trajectory"]),
+                ("run.xyz", ["md", "--restart", "run.xyz", "--time", "1fs", "-o"]),
+                ("run.xyz", ["optimize", "in.xyz", "--trajectory"]),
+                ("run.xyz", ["path", "in.xyz", "--trajectory"]),
+                ("run.xyz", ["transit", "in.xyz", "in.xyz", "--trajectory"])]
+
+
+@pytest.mark.parametrize("name, words", TRAJECTORIES)
+def test_one_run_at_a_time_writes_a_trajectory(folder, name, words):
+    first = ["md", "in.xyz", "-m", "am1", "--time", "1fs", "-o", name]
+    assert orbitrax(folder, *first).returncode == 0
+    before = (folder / name).read_bytes()
+    with open(folder / name, "ab", opener=claimed):
+        done = orbitrax(folder, *words, name, "-m", "am1")
+        assert done.returncode == 2 and "another run is writing it" in done.stderr
+    assert (folder / name).read_bytes() == before
+    assert orbitrax(folder, *first).returncode == 0

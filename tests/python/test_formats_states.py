@@ -58,9 +58,11 @@ def test_a_structure_whose_bonds_are_lost_on_the_way_is_kept(tmp_path, monkeypat
     monkeypatch.setattr(structure, "last_structure", lambda run, result: (parted, {}))
     output = structure.StructureOutput(CommandSettings(output=path))
     run = type("Run", (), {"points": type("Points", (), {"last": True})})
-    with pytest.raises(OrbitraxError, match="the structure is in .*out.mol.xyz"):
+    (tmp_path / "out.mol.xyz").write_text("of somebody else")
+    with pytest.raises(OrbitraxError, match="the structure is in .*out.mol-2.xyz"):
         output.finish(run, None)
-    assert read_molecule(path + ".xyz").xyz == pytest.approx(parted.xyz, abs=1e-7)
+    assert (tmp_path / "out.mol.xyz").read_text() == "of somebody else"
+    assert read_molecule(str(tmp_path / "out.mol-2.xyz")).xyz == pytest.approx(parted.xyz, abs=1e-7)
 
 
 @pytest.mark.parametrize("ending, lost", [("pdb", True), ("gen", True), ("xyz", False),

@@ -13,6 +13,7 @@ from decimal import Decimal
 
 from orbitrax.arrays import shortest
 from orbitrax.errors import MoleculeError
+from orbitrax.files import claimed
 from orbitrax.molecules.xyz import read_xyz
 from orbitrax.units import ASE_EV_PER_KCAL
 
@@ -114,11 +115,13 @@ def _quoted(value: Any) -> str:
 class TrajectoryFile:
     """A file that grows by whole frames: each is written at once and handed to the system, so that
     whoever reads the file, even after a crash of this program, finds frames and no fragments but
-    possibly the last. append: goes on behind the last whole frame of a file that is there."""
+    possibly the last. append: goes on behind the last whole frame of a file that is there. Raises
+    UsageError where another run is writing the file."""
 
     def __init__(self, path: str | os.PathLike[str], heading: Heading, append: bool = False):
         self.path, self._heading = os.fspath(path), heading
-        self._file: BinaryIO = open(self.path, "r+b" if append else "wb", buffering=0)
+        self._file: BinaryIO = open(self.path, "r+b" if append else "wb", buffering=0,
+                                    opener=claimed)
         if append:
             self._file.truncate(end_of_frames(self.path))
             self._file.seek(0, os.SEEK_END)

@@ -7,7 +7,7 @@ import os
 
 from orbitrax.cli.outputs import Output
 from orbitrax.errors import OrbitraxError, UsageError
-from orbitrax.files import check_target, refusals, replaced
+from orbitrax.files import check_target, claimed, refusals, replaced
 from orbitrax.motion.trajectory import Heading, TrajectoryFile, read_restart
 from orbitrax.units import ASE_EV_PER_KCAL
 
@@ -154,6 +154,7 @@ class _AseFile:
     def __init__(self, path: str, run: Moving):
         from ase.io.trajectory import Trajectory
 
+        self._claim = open(path, "ab", opener=claimed)
         self._run, self._file = run, Trajectory(path, "w")
 
     def write(self, frame: Frame) -> None:
@@ -179,3 +180,4 @@ class _AseFile:
     def close(self) -> None:
         """Closes the file."""
         self._file.close()
+        self._claim.close()

@@ -6,7 +6,7 @@ import sys
 
 from orbitrax.cli.outputs import Output
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
-from orbitrax.files import check_target, refusals
+from orbitrax.files import check_target, claimed, free_name, refusals
 from orbitrax.units import ASE_EV_PER_KCAL
 
 TYPE_CHECKING = False
@@ -63,7 +63,7 @@ class StructureOutput(Output):
         path = self.command.trajectory
         if path is not None:
             try:
-                self._trajectory = open(path, "w", encoding="utf-8")
+                self._trajectory = open(path, "w", encoding="utf-8", opener=claimed)
             except OSError as error:
                 raise UsageError(f"{path}: {error.strerror}") from None
 
@@ -102,7 +102,7 @@ class StructureOutput(Output):
         try:
             write_molecule(self.path, molecule, about)
         except MoleculeError as error:  # it has come to a place where its bonds cannot be seen
-            other = f"{self.path}.xyz"
+            other = free_name(f"{self.path}.xyz")
             write_molecule(other, molecule, about)
             raise OrbitraxError(f"{self.path}: not written: {error}; the structure is in {other}"
                                 ) from None

@@ -7,7 +7,7 @@ from typing import Any
 
 from orbitrax.cli.outputs.structure import write_frame
 from orbitrax.errors import UsageError
-from orbitrax.files import refusals
+from orbitrax.files import claimed, refusals
 from orbitrax.reactions.surface import Seen
 from orbitrax.tasks.task import OF_THE_MEAN
 
@@ -23,7 +23,7 @@ class Live:
             import ase.io  # noqa: F401  what is missing is told before anything is computed
 
             try:
-                self._file = open(path, "w", encoding="utf-8")
+                self._file = open(path, "w", encoding="utf-8", opener=claimed)
             except OSError as error:
                 raise UsageError(f"{path}: {error.strerror}") from None
         surface.listeners.append(self._take)
