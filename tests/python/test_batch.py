@@ -202,3 +202,23 @@ def test_a_result_does_not_depend_on_what_was_computed_before():
             for name in ("id", "input", "run", "wall_seconds"):
                 document.pop(name)
         assert first == second
+
+
+def test_warnings_of_what_is_done_are_counted_and_shown(tmp_path):
+    """Hydrogen pulled apart, of which a closed shell is 150 kcal/mol too high."""
+    (tmp_path / "list.csv").write_text("id,file,smiles\nwater,,O\nnear,H2.xyz,\nfar,H3.xyz,\n")
+    for name, length in (("H2", 2.2), ("H3", 2.6)):
+        (tmp_path / f"{name}.xyz").write_text(f"2\n\nH 0 0 0\nH 0 0 {length}\n")
+    table = tmp_path / "t.csv"
+    done = orbitrax("batch", tmp_path / "list.csv", "-m", "am1", "-o", tmp_path / "r.jsonl",
+                    "--table", table, "--json")
+    assert done.returncode == 0 and json.loads(done.stdout)["warned"] == 2
+    assert "2 of those done have warnings" in done.stderr
+    rows = {row["id"]: row for row in csv.DictReader(table.read_text().splitlines())}
+    assert "the closed shell is unstable" in rows["far"]["warnings"]
+    assert rows["water"]["warnings"] == "" and rows["far"]["status"] == "done"
+    found = json.loads(orbitrax("status", tmp_path / "r.jsonl", "--json").stdout)
+    assert [(text[:28], n) for text, n in found["warnings"].items()] == [
+        ("the closed shell is unstable", 2)]
+    shown = orbitrax("status", tmp_path / "r.jsonl").stdout
+    assert "2 the closed shell is unstable" in shown.partition("done, with a warning:")[2]

@@ -18,12 +18,13 @@ _RECENT = 20.0  # seconds over which the rate is taken
 
 class Progress:
     """What is known of a batch that runs. known: records that were there before it; done, failed:
-    molecules with and without a result; statuses: their numbers."""
+    molecules with and without a result; statuses: their numbers; warned: how many of those with one
+    have warnings."""
 
     def __init__(self, known: int = 0):
         self.known = known
         self.statuses: Counter[str] = Counter()
-        self.accidents = 0
+        self.accidents = self.warned = 0
         self.began = time.monotonic()
         self._recent: list[tuple[float, int]] = [(self.began, 0)]
 
@@ -31,6 +32,7 @@ class Progress:
         """Takes in an answer."""
         self.statuses[answer.status] += 1
         self.accidents += answer.accident
+        self.warned += answer.warned and answer.status == "done"
         now = time.monotonic()
         if now - self._recent[-1][0] > 0.5:
             self._recent.append((now, self.total))

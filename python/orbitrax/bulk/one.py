@@ -37,7 +37,8 @@ _ACCIDENTS = (LinkError, OutOfMemory)
 class Answer(NamedTuple):
     """What came of a molecule. number, id, key: as the item has them. line: the record as JSON, a
     whole line. status: of the record. accident: whether it is worth another try some other day.
-    reason: why it is not done, else empty. seconds: what it took."""
+    reason: why it is not done, else empty. seconds: what it took. warned: whether its record has
+    warnings."""
 
     number: int
     id: str
@@ -47,6 +48,7 @@ class Answer(NamedTuple):
     accident: bool
     reason: str
     seconds: float
+    warned: bool = False
 
 
 class Computer:
@@ -210,4 +212,4 @@ def _recorded(item: Item, document: dict[str, Any], run: dict[str, Any], reason:
     line = (f'{{"id": {quoted(item.id)}, "key": "{item.key.hex()}", {document_text(document)}}}\n'
             ).encode()
     return Answer(item.number, item.id, item.key, line, document["status"], run["accident"],
-                  reason, run["seconds"] or 0.0)
+                  reason, run["seconds"] or 0.0, bool(document["warnings"]))

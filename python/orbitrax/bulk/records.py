@@ -15,6 +15,7 @@ from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
 from orbitrax.files import check_target, replaced
 from orbitrax.jsontext import from_json
 
+_NUMBER = re.compile(r"-?\d+\.\d+")  # what two warnings of one kind differ in
 _MOST_REASON = 160  # characters
 # A quotation mark within a string has a backslash before it, so that this is a key and no text.
 _PLACE = re.compile(rb'"input":\s*\{"number":\s*(\d+),')
@@ -112,12 +113,13 @@ def reason_of(record: dict[str, Any]) -> str:
 
 class Summary:
     """What came of a batch. count, statuses: of records; accidents: those worth another try;
-    reasons: why not, by number; hosts; busy: seconds of computing; wall: from the first start to
+    reasons: why not, by number; warnings: of those with a result, without their numbers; hosts; busy: seconds of computing; wall: from the first start to
     the last end, seconds; slowest: id and seconds."""
 
     def __init__(self, path: str):
         self.statuses: Counter[str] = Counter()
         self.reasons: Counter[str] = Counter()
+        self.warnings: Counter[str] = Counter()
         self.hosts: Counter[str] = Counter()
         self.accidents, self.busy = 0, 0.0
         self.slowest: tuple[float, str] = (0.0, "")
@@ -133,6 +135,9 @@ class Summary:
         reason = reason_of(record)
         if reason:
             self.reasons[_general(reason, record)] += 1
+        else:
+            self.warnings.update({_NUMBER.sub("...", _general(text, record))
+                                  for text in record.get("warnings") or ()})
         seconds, started = run.get("seconds"), run.get("started")
         if seconds is not None and started is not None:
             self.busy += seconds
@@ -154,6 +159,7 @@ class Summary:
         """All of it, for JSON."""
         return {"records": self.count, "statuses": dict(self.statuses.most_common()),
                 "accidents": self.accidents, "reasons": dict(self.reasons.most_common()),
+                "warnings": dict(self.warnings.most_common()),
                 "hosts": dict(self.hosts.most_common()), "busy_seconds": self.busy,
                 "wall_seconds": self.wall, "slowest": {"id": self.slowest[1],
                                                        "seconds": self.slowest[0]}}
@@ -171,7 +177,7 @@ def _general(reason: str, record: dict[str, Any]) -> str:
 # ---- tables -------------------------------------------------------------------------------------
 
 COLUMNS = ("id", "status", "formula", "charge", "multiplicity", "heat_of_formation", "total_energy",
-           "dipole", "homo", "lumo", "gap", "reason")
+           "dipole", "homo", "lumo", "gap", "reason", "warnings")
 _SHORT = {"gap": "gap_ev"}
 
 
@@ -229,6 +235,7 @@ def _level(record: dict[str, Any], highest_filled: bool) -> float | None:
 _MADE: dict[str, Callable[[dict[str, Any]], Any]] = {
     "formula": _formula, "dipole": _dipole, "reason": lambda record: reason_of(record) or None,
     "homo": lambda record: _level(record, True), "lumo": lambda record: _level(record, False),
+    "warnings": lambda record: "; ".join(record.get("warnings") or ()) or None,
     "smiles": lambda record: (record.get("input") or {}).get("smiles"),
 }
 

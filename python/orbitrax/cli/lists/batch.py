@@ -183,10 +183,14 @@ class _Command:
 
             print(json.dumps({"known": progress.known, "computed": progress.total,
                               "statuses": dict(progress.statuses),
-                              "accidents": progress.accidents, "complete": not campaign.stopped}))
+                              "accidents": progress.accidents,
+                              "warned": progress.warned, "complete": not campaign.stopped}))
         self._terminal.tell(
             f"{progress.total} computed, {progress.statuses['done']} done, {progress.failed} "
             f"without a result; {progress.known} were there before")
+        if progress.warned and not arguments.quiet:
+            self._terminal.warning(f"{progress.warned} of those done have warnings, which 'orbitrax "
+                                   "status' counts and 'orbitrax table' shows")
         if campaign.stopped:
             return self._stopped()
         if progress.accidents and not arguments.quiet:

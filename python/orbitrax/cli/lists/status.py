@@ -46,4 +46,7 @@ def _lines(found: Summary) -> list[str]:
     if found.reasons:
         lines += ["", "without a result, by reason:"]
         lines += [f"{count:>8} {reason}" for reason, count in found.reasons.most_common(_MOST)]
+    if found.warnings:
+        lines += ["", "done, with a warning:"]
+        lines += [f"{count:>8} {text}" for text, count in found.warnings.most_common(_MOST)]
     return lines
