@@ -1,15 +1,18 @@
 """The sides of a barrier are minima, and a broken bond between them is told of."""
 
+import json
+
 import numpy as np
 import pytest
-import support  # noqa: F401  the package from the checkout
+import support
 
-from orbitrax import Backend, Job, read_molecule
+from orbitrax import Backend, Job, NotConverged, read_molecule
 from orbitrax.cli import main
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.reading import from_smiles
-from orbitrax.reactions.barrier import find_barrier
-from orbitrax.reactions.sides import side_of
+from orbitrax.reactions.barrier import Barrier, find_barrier
+from orbitrax.reactions.path import Path
+from orbitrax.reactions.sides import Side, side_of
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.tasks.ts import Ts
 
@@ -83,3 +86,69 @@ def test_the_command_says_that_a_bond_is_broken(tmp_path, capsys):
     assert "kcal/mol below the closed shell: a bond is broken there, try --uhf" in said
     assert "linear transit: the search did not come to a saddle point" in said
     assert "--guess" not in said and "--cycles" not in said
+
+
+def test_a_side_below_which_only_saddle_points_are_found_is_no_minimum(monkeypatch):
+    """Eclipsed ethane, which nobody leaves."""
+    from orbitrax.reactions import sides
+
+    with monkeypatch.context() as patch:
+        patch.setattr(sides, "_ROUNDS", 0)
+        left = side(ethane(0))
+    assert left.remark == "" and left.result.modes.imaginary == 1
+    assert left.unfinished.startswith("the reactant is a first-order saddle point, ")
+    assert left.unfinished.endswith("no minimum: below 0 saddle points stands another one")
+
+    def lost(surface, here, modes):
+        raise NotConverged("it went away")
+
+    monkeypatch.setattr(sides, "_below", lost)
+    found = side(ethane(0))
+    assert found.unfinished.endswith("and no minimum: the search below it: it went away")
+    monkeypatch.setattr(sides, "_below", lambda surface, here, modes: None)
+    flat = side(ethane(0))
+    assert flat.unfinished == "" and flat.remark.endswith("along which its energy does not fall")
+    assert side(ethane(60)).unfinished == side(ethane(60)).remark == ""
+
+
+def test_a_barrier_from_no_minimum_is_not_done(monkeypatch, capsys):
+    from orbitrax.reactions import barrier
+
+    def beside(surface, molecule, name, proved, tell):
+        return Side(side_of(surface, molecule, name, proved, tell).result,
+                    unfinished=f"{name} is a rock")
+
+    monkeypatch.setattr(barrier, "side_of", beside)
+    words = ["barrier", *(str(support.ROOT / "examples" / name) for name in ("hcn.xyz", "hnc.xyz")),
+             "-m", "am1"]
+    assert main(words) == 1
+    assert "error: the reactant is a rock" in capsys.readouterr().err
+    assert main([*words, "--json"]) == 1
+    document = json.loads(capsys.readouterr().out)
+    assert document["connects"] and document["status"] == "unconverged"
+    assert document["errors"] == ["the reactant is a rock", "the product is a rock"]
+
+
+def test_a_path_tells_of_the_states_of_its_structures(tmp_path, capsys):
+    """A bent ozone in MNDO, whose closed shell lies above another state."""
+    guess, saddle = str(tmp_path / "guess.xyz"), str(tmp_path / "saddle.xyz")
+    (tmp_path / "guess.xyz").write_text("3\n\nO 0 0 0\nO 1.32 0 0\nO 0.1 1.32 0\n")
+    assert main(["ts", guess, "-m", "mndo", "-o", saddle]) == 0
+    capsys.readouterr()
+    assert main(["path", saddle, "-m", "mndo", "--json"]) == 0
+    said = capsys.readouterr()
+    told = json.loads(said.out)["warnings"]
+    assert [text.partition(": the closed shell is unstable")[0] for text in told] == [
+        "saddle point", "side 1"]
+    assert said.err.count("the closed shell is unstable") == 2
+    assert main(["path", saddle, "-m", "mndo", "--scf-iterations", "3", "--scf", "plain"]) == 1
+    assert "the SCF iterations did not converge within 3" in capsys.readouterr().err
+
+
+def test_a_barrier_tells_what_its_structures_are_warned_of():
+    with Backend() as backend:
+        results = [backend.run(Job(ethane(60), "am1")) for _ in range(3)]
+    for one, texts in zip(results, (["a", "b"], ["a"], ["a", "b"])):
+        one.warnings = texts
+    found = Barrier(results[0], results[2], Path(results[1], ((), ()), (None, None), ("", "")))
+    assert found.warnings == ["a", "reactant and product: b"]

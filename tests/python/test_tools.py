@@ -53,6 +53,24 @@ def test_compare_shows_every_method_that_can(tmp_path):
     assert heats == [pytest.approx(-59.19169), None]
 
 
+def test_compare_and_scan_tell_what_a_single_point_warns_of(tmp_path):
+    """Hydrogen that is pulled apart as a closed shell."""
+    path = tmp_path / "h2.xyz"
+    path.write_text("2\n\nH 0 0 0\nH 0 0 2.2\n")
+    done = orbitrax("compare", path, "-m", "am1", "-m", "mndo,pm3")
+    assert [line[-1] for line in done.stdout.splitlines()[4:7]] == ["*", "*", "*"]
+    assert "* there are remarks" in done.stdout
+    for method in ("am1", "mndo", "pm3"):
+        assert f"warning: {method}: the closed shell is unstable" in done.stderr
+    scan = ["scan", path, "-m", "am1", "--stretch", "1,2=0.7:2.2:0.5"]
+    assert "2 of 4 points, the first at stretch 1-2 1.7: the closed shell is unstable" in (
+        orbitrax(*scan).stderr)
+    document = json.loads(orbitrax(*scan, "--json").stdout)
+    assert [len(one["warnings"]) for one in document["points"]] == [0, 0, 1, 1]
+    assert len(document["warnings"]) == 1
+    assert json.loads(orbitrax(*scan, "--uhf", "--json").stdout)["warnings"] == []
+
+
 def test_a_scan_reaches_what_was_asked_and_writes_it(tmp_path):
     path, table, picture = tmp_path / "s.xyz", tmp_path / "s.csv", tmp_path / "s.svg"
     done = orbitrax("scan", ETHANOL, "-m", "am1", "--torsion", "1,2,3,4=180:60:-60", "-o", path,

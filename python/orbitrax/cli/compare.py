@@ -23,7 +23,8 @@ _HEAD = (f"{'method':<9}{'heat':>12}{'binding':>14}{'dipole':>9}{'HOMO':>10}{'LU
 def add_arguments(parser: Any) -> None:
     """Declares the options."""
     parser.add_argument("molecule", metavar="MOLECULE", help="a molecule file, SMILES, or -")
-    parser.add_argument("-m", "--methods", metavar="LIST", help="as am1,pm3 (default: all)")
+    parser.add_argument("-m", "--methods", metavar="LIST", action="append",
+                        help="as am1,pm3, or each with its -m (default: all)")
     parser.add_argument("--format", metavar="NAME", help="format of the file")
     parser.add_argument("-c", "--charge", type=int, metavar="N", help="total charge")
     parser.add_argument("-s", "--multiplicity", type=int, metavar="N", help="spin multiplicity")
@@ -37,8 +38,8 @@ def add_arguments(parser: Any) -> None:
 def run(arguments: Any, terminal: Any) -> int:
     """Prints the table; returns the exit status: 0 if one method at least has an answer."""
     try:
-        keys = arguments.methods
-        methods = [find_method(key) for key in keys.split(",")] if keys else list(METHODS)
+        keys = [key for words in arguments.methods or () for key in words.split(",")]
+        methods = [find_method(key) for key in keys] or list(METHODS)
         molecule = (read_molecule("-", arguments.format) if arguments.molecule == "-" else
                     as_molecule(arguments.molecule))
         task = find_task("optimize" if arguments.optimize else "energy")(
@@ -48,7 +49,8 @@ def run(arguments: Any, terminal: Any) -> int:
         return error.exit_status
     for text in molecule.remarks:
         terminal.warning(text)
-    statuses = []
+    statuses: list[int] = []
+    odd = False
     if not arguments.json:
         print(f"{molecule.formula}, {len(molecule)} atoms\n\n{_HEAD}")
     with Backend(arguments.backend, arguments.tables) as backend:
@@ -57,12 +59,18 @@ def run(arguments: Any, terminal: Any) -> int:
                 result = task.start(molecule, method).execute(backend)
                 statuses.append(0)
                 print(json.dumps(result.to_dict()) if arguments.json else _row(result), flush=True)
+                odd = odd or bool(result.remarks)
+                for text in result.warnings:
+                    if text not in molecule.remarks:  # said before
+                        terminal.warning(f"{method.key}: {text}")
             except OrbitraxError as error:
                 statuses.append(error.exit_status)
                 if not arguments.json:
                     print(f"{method.key:<9}{error.typed}", flush=True)
                 elif not arguments.quiet:
                     terminal.error(f"{method.key}: {error.typed}")
+    if odd and not arguments.json:
+        print(f"\n* there are remarks: see orbitrax {task.name} -m METHOD")
     return min(statuses)
 
 

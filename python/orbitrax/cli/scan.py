@@ -111,6 +111,9 @@ class _Scan:
     def _end(self, status: str) -> None:
         self._tell_points()
         self._terminal.end_progress()
+        for text in self._run.warnings():
+            if OF_THE_MEAN not in text:  # said before
+                self._terminal.warning(text)
         self._write(status)
 
     def _hear(self, event: Event) -> None:
@@ -167,7 +170,8 @@ class _Scan:
                  [(point.reached, point.energy) for point in points if point.energy is not None])
         if arguments.json:
             print(json.dumps({"schema": "orbitrax-scan-1", "method": arguments.method,
-                              "status": status, **self._run.block(None)["scan"]}))
+                              "status": status, "warnings": self._run.warnings(),
+                              **self._run.block(None)["scan"]}))
 
     def _text(self, point: Point) -> str:
         """The structure as xyz, with what is known of it in the comment."""

@@ -11,7 +11,7 @@ from orbitrax.errors import NotConverged, OrbitraxError
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.guess import between
 from orbitrax.reactions.pairs import check_pair, distance, superposed
-from orbitrax.reactions.path import Path, follow_path
+from orbitrax.reactions.path import Path, follow_path, warnings_of
 from orbitrax.reactions.sides import bonds_of, changed, places_of, side_of
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.results.result import Result
@@ -32,7 +32,8 @@ Tell = Callable[[str], None]
 class Barrier:
     """What was found. reactant, product: the optimised ends, with modes where they were computed;
     path: the best one; way: how its saddle point was found; ends: what stands at the two ends of
-    the path, in words; attempts: what failed, in words."""
+    the path, in words; attempts: what failed, in words; unfinished: which sides are not known to be
+    minima, and why."""
 
     reactant: Result
     product: Result
@@ -43,6 +44,13 @@ class Barrier:
     attempts: list[str] = field(default_factory=list)
     remarks: list[str] = field(default_factory=list)
     broken: float | None = None
+    unfinished: list[str] = field(default_factory=list)
+
+    @property
+    def warnings(self) -> list[str]:
+        """Those of both sides and of the saddle point."""
+        return warnings_of({"reactant": self.reactant, "saddle point": self.saddle,
+                            "product": self.product})
 
     @property
     def saddle(self) -> Result | None:
@@ -64,7 +72,8 @@ def find_barrier(surface: EnergySurface, reactant: Molecule, product: Molecule, 
     sides = [side_of(surface, molecule, name, free_energies, tell)
              for molecule, name in ((reactant, "the reactant"), (product, "the product"))]
     found = Barrier(sides[0].result, sides[1].result,
-                    remarks=[side.remark for side in sides if side.remark])
+                    remarks=[side.remark for side in sides if side.remark],
+                    unfinished=[side.unfinished for side in sides if side.unfinished])
     first, last = _at(reactant, found.reactant), _at(product, found.product)
     if distance(first.positions, last.positions) < 0.01:
         raise NotConverged("both sides go down to the same minimum: there is no barrier between "

@@ -36,9 +36,25 @@ class Path:
                  for point in self.branches[0].points]
         return [*first[::-1], point_of(self.saddle), *self.branches[1].points]
 
+    @property
+    def warnings(self) -> list[str]:
+        """Those of the saddle point and of both ends."""
+        return warnings_of({"saddle point": self.saddle, "side 1": self.ends[0],
+                            "side 2": self.ends[1]})
+
     def turned(self) -> Path:
         """The same path, from the other side."""
         return Path(self.saddle, self.branches[::-1], self.ends[::-1], self.reasons[::-1])
+
+
+def warnings_of(results: dict[str, Result | None]) -> list[str]:
+    """The warnings of results by their names: whose each is, unless it is of all of them."""
+    there = {name: result for name, result in results.items() if result is not None}
+    told = []
+    for text in dict.fromkeys(text for one in there.values() for text in one.warnings):
+        names = [name for name, one in there.items() if text in one.warnings]
+        told.append(text if len(names) == len(there) else f"{' and '.join(names)}: {text}")
+    return told
 
 
 def point_of(result: Result) -> Point:
@@ -88,14 +104,18 @@ def _minimum(surface: EnergySurface, positions: Any) -> tuple[Result | None, str
 
 
 def verified(surface: EnergySurface, positions: Any) -> Result:
-    """The modes of a structure that should be a saddle point. Raises NotConverged for one that is
-    none."""
+    """The modes of a structure that should be a saddle point, with the warnings of its state.
+    Raises NotConverged for one that is none, or whose electrons are in no state to be believed."""
     from orbitrax.job import Job, JobSettings
+    from orbitrax.tasks.task import judge_scf, warn_of_the_mean
     from orbitrax.vibrations.gas import STATIONARY
 
     job = Job(surface.molecule.replace(positions=positions), surface.method,
               JobSettings(**surface.shared))
     result = surface.backend.run(job)
+    result.warnings += result.state_remarks
+    judge_scf(job, result)
+    warn_of_the_mean(job, result)
     if result.rms_gradient is None or result.rms_gradient > STATIONARY:
         raise NotConverged(f"this structure is no stationary point (RMS gradient "
                            f"{result.rms_gradient or 0.0:.3f} kcal/(mol Angstrom)): take it "
@@ -105,4 +125,5 @@ def verified(surface: EnergySurface, positions: Any) -> Result:
         kind = "unknown" if found.modes is None else said(found.modes)
         raise NotConverged(f"this structure is {kind}, not a first-order saddle point: take it "
                            "through 'orbitrax ts' first")
+    found.warnings = list(dict.fromkeys([*result.warnings, *found.warnings]))
     return found

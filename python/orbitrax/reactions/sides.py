@@ -13,7 +13,7 @@ from orbitrax.molecules.molecule import Molecule
 from orbitrax.reactions.surface import EnergySurface
 from orbitrax.results.result import Result
 from orbitrax.tasks.optimize import Optimize
-from orbitrax.tasks.ts import modes_at, said
+from orbitrax.tasks.ts import imaginary_of, modes_at, said
 from orbitrax.vibrations.modes import Modes
 
 _LIMIT = 0.02  # kcal/(mol Angstrom): of the minima
@@ -26,40 +26,53 @@ Tell = Callable[[str], None]
 
 @dataclass
 class Side:
-    """A side where the search ended. remark: what a reader should know of it, or empty."""
+    """A side where the search ended. remark: what a reader should know of it, or empty. unfinished:
+    why it is not known to be a minimum, or empty."""
 
     result: Result
     remark: str = ""
+    unfinished: str = ""
 
 
 def side_of(surface: EnergySurface, molecule: Molecule, name: str, proved: bool,
             tell: Tell) -> Side:
     """The minimum next to a molecule. proved: its vibrations are computed, and from a saddle point,
     as of a methyl group that stands eclipsed, the search goes on downhill, as long as it remains
-    the same molecule. Raises NotConverged where there is no minimum."""
+    the same molecule and there are no more than a few of them. Raises NotConverged where there is
+    no minimum."""
     surface.stage = f"minimum of {molecule.title}"
     tell(surface.stage)
     first = _optimised(surface, molecule.positions)
     if not proved:
         return Side(first)
     tell(f"vibrations of {molecule.title}")
-    here, other = first, ""
+    here, other, lost = first, "", f"below {_ROUNDS} saddle points stands another one"
     start = modes = _with_modes(surface, molecule, first)
     for _ in range(_ROUNDS):
         if not modes.imaginary:
             break
-        below = _below(surface, here, modes)
+        try:
+            below = _below(surface, here, modes)
+        except NotConverged as error:
+            lost = f"the search below it: {error.typed}"
+            break
         other = "" if below is None else _other(surface, first, below)
         if below is None or other:
+            lost = ""  # another molecule, or a motion that is almost free
             break
         here, modes = below, _with_modes(surface, molecule, below)
     if other:
         return Side(here, f"{name} is {said(modes)}, and no minimum: below it {other}")
-    if here is first:
-        return Side(here)
-    gap = _energy(first) - _energy(here)
-    return Side(here, f"the search for {name} ended on {said(start)}, which was left for the "
-                      f"structure {gap:.4f} kcal/mol below it")
+    remarks, unfinished = [], ""
+    if here is not first:
+        gap = _energy(first) - _energy(here)
+        remarks.append(f"the search for {name} ended on {said(start)}, which was left for the "
+                       f"structure {gap:.4f} kcal/mol below it")
+    if imaginary_of(modes) and lost:
+        unfinished = f"{name} is {said(modes)}, and no minimum: {lost}"
+    elif imaginary_of(modes):
+        remarks.append(f"{name} is {said(modes)}, along which its energy does not fall")
+    return Side(here, "; ".join(remarks), unfinished)
 
 
 def _optimised(surface: EnergySurface, positions: Any) -> Result:
@@ -67,15 +80,13 @@ def _optimised(surface: EnergySurface, positions: Any) -> Result:
 
 
 def _below(surface: EnergySurface, here: Result, modes: Modes) -> Result | None:
-    """The minimum downhill of the most imaginary mode; None where the energy does not fall."""
+    """What stands downhill of the most imaginary mode; None where the energy does not fall. Raises
+    NotConverged where the search has no end."""
     shift = modes.displacements[0].reshape(-1, 3)
     shift = shift * (_AWAY / np.max(np.linalg.norm(shift, axis=1)))
     starts = [places_of(here) + sign * shift for sign in (1.0, -1.0)]
-    try:
-        start = min(starts, key=lambda places: surface(places)[0])
-        found = _optimised(surface, start)
-    except NotConverged:
-        return None
+    start = min(starts, key=lambda places: surface(places)[0])
+    found = _optimised(surface, start)
     return found if _energy(found) < _energy(here) - _FALL else None
 
 

@@ -6,7 +6,7 @@ from typing import Any
 
 from orbitrax.cli.reactions.path import add_path_options
 from orbitrax.cli.reactions.shared import (PICTURES, add_shared, backend_of, check_files, guarded,
-                                           molecule_of, shared_of)
+                                           molecule_of, shared_of, tell_warnings)
 
 DESCRIPTION = ("Optimises two structures of the same atoms, finds the saddle point between them, "
                "shows that it is one, follows the path down to both sides, and tells the barrier. "
@@ -74,10 +74,13 @@ def _run(arguments: Any, terminal: Any) -> int:
         print(json.dumps(_document(found, arguments), allow_nan=False))
     elif not arguments.quiet:
         print("\n".join(_lines(found, arguments)))
+    tell_warnings(terminal, found.warnings)
     for text in found.remarks:
         terminal.warning(text)
+    for text in found.unfinished:
+        terminal.error(text)
     if found.connects:
-        return 0
+        return 1 if found.unfinished else 0
     for text in found.attempts:
         terminal.warning(text)
     terminal.error("no saddle point was found whose path joins the two sides"
@@ -118,9 +121,11 @@ def _document(found: Any, arguments: Any) -> dict[str, Any]:
     height = None if free[0] is None or free[1] is None else free[1] - free[0]
     return {
         "schema": "orbitrax-barrier-1", "method": arguments.method,
-        "status": "done" if found.connects else "unconverged", "way": found.way,
+        "status": "done" if found.connects and not found.unfinished else "unconverged",
+        "errors": found.unfinished, "way": found.way,
         "connects": found.connects, "ends": list(found.ends), "attempts": found.attempts,
-        "remarks": found.remarks, "unrestricted_lowering": found.broken,
+        "remarks": found.remarks, "warnings": found.warnings,
+        "unrestricted_lowering": found.broken,
         "barrier": barrier, "reaction_energy": reaction, "temperature_k": arguments.temperature,
         "free_energies": dict(zip(("reactant", "saddle_point", "product"), free)),
         "free_energies_reason": reason or None,

@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import Any
 
 from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, check_picture,
-                                           guarded, molecule_of, shared_of)
+                                           guarded, molecule_of, shared_of, tell_warnings)
 
 DESCRIPTION = ("Follows the path of steepest descent, in mass-weighted coordinates, from a saddle "
                "point down to both sides, and goes on to the minima.")
@@ -64,6 +64,7 @@ def _run(arguments: Any, terminal: Any) -> int:
     if arguments.json:
         print(json.dumps({"schema": "orbitrax-path-1", "method": arguments.method,
                           "status": "unconverged" if any(path.reasons) else "done",
+                          "warnings": path.warnings,
                           **path_document(path)}, allow_nan=False))
     elif not arguments.quiet:
         assert saddle.modes is not None
@@ -72,6 +73,7 @@ def _run(arguments: Any, terminal: Any) -> int:
         for side in (0, 1):
             print(end_line(path, side))
         print(f"{surface.points} energies on the path")
+    tell_warnings(terminal, path.warnings)
     for side, why in enumerate(path.reasons):
         if why:
             terminal.error(f"side {side + 1}: {why}")

@@ -13,6 +13,7 @@ from orbitrax.job import JobSettings
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.molecules.writing import xyz_text
+from orbitrax.tasks.task import OF_THE_MEAN
 
 SHARED = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis", "scf")
 PICTURES = (".png", ".svg", ".pdf")
@@ -67,6 +68,13 @@ def guarded(work: Any, arguments: Any, terminal: Any) -> int:
         if arguments.json:
             print(json.dumps({"status": error.status, "errors": [error.typed]}))
         return error.exit_status
+
+
+def tell_warnings(terminal: Any, texts: list[str]) -> None:
+    """Says them, but for the one that is said when a reaction is begun."""
+    for text in texts:
+        if OF_THE_MEAN not in text:
+            terminal.warning(text)
 
 
 def check_files(paths: list[str | None], read: list[str | None]) -> None:

@@ -94,7 +94,8 @@ def _row(method: Method, found: Result | OrbitraxError) -> dict[str, Any]:
             "homo_ev": max(filled) if filled else None,
             "lumo_ev": min(empty) if empty else None,
             "gap_ev": result.gap_ev if result else None,
-            "status": found.typed if isinstance(found, OrbitraxError) else "done"}
+            "status": found.typed if isinstance(found, OrbitraxError) else "done",
+            "warnings": list(result.warnings) if result else []}
 
 
 @declared

@@ -2,6 +2,9 @@
 
 from __future__ import annotations
 
+import re
+from collections import Counter
+
 from orbitrax.errors import Cancelled, Interrupted, NotConverged, OrbitraxError, SettingError
 from orbitrax.errors import UsageError
 from orbitrax.job import JobSettings
@@ -26,11 +29,13 @@ if TYPE_CHECKING:
 
 OF_SEARCH = ("limit", "cycles", "freeze", "fix")  # settings that each point shares with `optimize`
 _ALONG = "along"
+_NUMBER = re.compile(r"-?\d+\.\d+")  # what two warnings of one kind differ in
 
 
 class Point:
     """A point of a scan. asked, reached: values of the coordinates; energy, heat: kcal/mol, None
-    where there is none; failure: what went wrong; structure: what the search found."""
+    where there is none; failure: what went wrong; structure: what the search found; warnings: those
+    of its result."""
 
     def __init__(self, asked: tuple[float, ...], failure: OrbitraxError | None = None):
         self.asked, self.failure = asked, failure
@@ -38,6 +43,7 @@ class Point:
         self.energy: float | None = None
         self.heat: float | None = None
         self.structure: Molecule | None = None
+        self.warnings: list[str] = []
 
     @property
     def status(self) -> str:
@@ -48,7 +54,7 @@ class Point:
         """As the document has it."""
         return {"asked": list(self.asked), "reached": list(self.reached) or None,
                 "total_energy": self.energy, "heat_of_formation": self.heat,
-                "status": self.status}
+                "status": self.status, "warnings": self.warnings}
 
 
 class Scanning(Run):
@@ -112,6 +118,7 @@ class Scanning(Run):
         point = Point(asked)
         point.energy, point.heat = result.total_energy, result.heat_of_formation
         point.structure = start.replace(positions=result.coordinates)
+        point.warnings = list(result.warnings)
         point.reached = tuple(one.reached(result.coordinates, value)
                               for one, value in zip(self.task.along, asked))
         self.points.append(point)
@@ -129,8 +136,27 @@ class Scanning(Run):
         """The lowest point, as the result of the scan."""
         if self._best is not None:
             self._best.task = self.task.name
+            self._best.warnings = self.warnings()
             self._best.blocks.update(self.block(self._best))
         return self._best
+
+    def warnings(self) -> list[str]:
+        """Those of all points, each kind once: that of the first point that has it, and how many
+        have one."""
+        first: dict[str, str] = {}
+        count: Counter[str] = Counter()
+        for point in self.points:
+            for text in point.warnings:
+                kind = _NUMBER.sub("", text)
+                count[kind] += 1
+                where = ", ".join(f"{one.name} {value:g}"
+                                  for one, value in zip(self.task.along, point.asked))
+                first.setdefault(kind, f"{where}: {text}")
+        told = []
+        for kind, text in first.items():
+            many = f"{count[kind]} of {len(self.points)} points, the first at "
+            told.append((many if count[kind] > 1 else "") + text)
+        return told
 
     def progress(self, text: str) -> str | None:
         """Where the scan is, before what its search says."""
