@@ -139,11 +139,11 @@ def test_wrong_usage_is_status_2_and_computes_nothing(arguments, words, make_pee
     assert not os.path.exists(f"{peer}.record") and not list(tmp_path.glob("a.*"))
 
 
-def test_an_orbital_that_is_not_there_is_refused_in_the_backends_words(make_peer, tmp_path):
+def test_an_orbital_that_is_not_there_is_refused(make_peer, tmp_path):
     peer = make_peer(plot="warning")
     done = plot("--orbital", 99, "-o", tmp_path / "a.cube", "--backend", peer)
     assert (done.returncode, done.stdout) == (2, "")
-    assert done.stderr == "orbitrax: error: The orbital doesn't exist (44).\n"
+    assert done.stderr.startswith("orbitrax: error: there is no orbital 99: there are the orbitals")
     assert not (tmp_path / "a.cube").exists()
 
 

@@ -161,14 +161,25 @@ def test_homo_and_lumo_are_the_orbitals_that_the_title_says(runs, name, beta):
     assert homo == expected[beta]
 
 
-@pytest.mark.parametrize("number", [0, 7, 1000000])
-def test_an_orbital_out_of_range_is_refused_in_the_backends_words(runs, number):
+@pytest.mark.parametrize("what, name", [("0", "orbital 0"), ("7", "orbital 7"),
+                                        ("1000000", "orbital 1000000"), ("homo-4", "HOMO-4"),
+                                        ("lumo+2", "LUMO\\+2")])
+def test_an_orbital_out_of_range_is_refused_with_those_that_exist(runs, what, name):
     run = runs("water")
-    with pytest.raises(InputError, match=rf"The orbital to be plotted \({number}\) doesn't exist; "
-                                         "please choose one from 1 to 6"):
-        run.backend.plot(str(number), box_around(run.positions, 1.0, 5))
-    with pytest.raises(InputError, match="doesn't exist"):
-        run.backend.plot("homo-4", box_around(run.positions, 1.0, 5))
+    with pytest.raises(InputError, match=f"^there is no {name}: there are the orbitals 1 to 6, of "
+                                         "which 4 is the HOMO$"):
+        run.backend.plot(what, box_around(run.positions, 1.0, 5))
+
+
+@pytest.mark.parametrize("charge, beta, what, words", [
+    (0, False, "lumo", "alpha LUMO: there are the orbitals 1 to 1, all of them filled"),
+    (0, True, "homo", "beta HOMO: there are the orbitals 1 to 1, none of them filled"),
+    (1, False, "homo", "HOMO: there are the orbitals 1 to 1, none of them filled")])
+def test_an_atom_of_one_orbital_has_not_both(charge, beta, what, words):
+    with Backend() as backend:
+        backend.run(Job(Molecule([1], [[0, 0, 0]]), "am1", charge=charge))
+        with pytest.raises(InputError, match=f"^there is no {words}$"):
+            backend.plot(Plot(what, beta=beta))
 
 
 def test_a_second_calculation_is_plotted_from_itself():
@@ -257,7 +268,7 @@ def test_the_ase_calculator_plots_what_it_calculated():
         assert grid.title.startswith("HOMO (orbital 4, -12.")
         norm = (grid.values.astype(float) ** 2).sum() * grid.frame.steps[0, 0] ** 3
         assert norm == pytest.approx(1, abs=0.01)  # a p function of oxygen alone
-        with pytest.raises(Exception, match="doesn't exist"):
+        with pytest.raises(Exception, match="there is no "):
             calc.plot("99")
 
 

@@ -70,6 +70,18 @@ class Plot:
 
     def orbital_of(self, result: Result) -> tuple[int, float] | None:
         """Number from 1 and energy in eV of the orbital in a result; None where it has none."""
+        found = self._levels(result)
+        if found is None:
+            return None
+        energies, highest = found
+        mode, offset = self.level()
+        number = {_ABOVE_LUMO: highest + 1 + offset, _BELOW_HOMO: highest - offset,
+                  _NUMBER: offset}[mode]
+        return (number, energies[number - 1]) if 1 <= number <= len(energies) else None
+
+    def _levels(self, result: Result) -> tuple[list[float], int] | None:
+        """Energies of the orbitals of its spin, eV, and how many are filled; None where there are
+        none."""
         energies, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
         if not self.of_orbital or energies is None or occupancies is None:
             return None
@@ -80,11 +92,19 @@ class Plot:
             energies, occupancies = energies[part], occupancies[part]
         elif self.beta:
             least = _DOUBLY
-        highest = sum(occupancy > least for occupancy in occupancies)
-        mode, offset = self.level()
-        number = {_ABOVE_LUMO: highest + 1 + offset, _BELOW_HOMO: highest - offset,
-                  _NUMBER: offset}[mode]
-        return (number, energies[number - 1]) if 1 <= number <= len(energies) else None
+        return energies, sum(occupancy > least for occupancy in occupancies)
+
+    def missing(self, result: Result) -> str | None:
+        """Why a result has no such orbital, and which it has, in words; None where it has it."""
+        found = self._levels(result)
+        if found is None or self.orbital_of(result) is not None:
+            return None
+        spin = ("beta " if self.beta else "alpha ") if result.spin == "UHF" else ""
+        count, highest = len(found[0]), found[1]
+        name = f"orbital {self.what}" if self.what.isdecimal() else self.what.upper()
+        filled = (f"of which {highest} is the HOMO" if 0 < highest < count else
+                  "none of them filled" if not highest else "all of them filled")
+        return f"there is no {spin}{name}: there are the orbitals 1 to {count}, {filled}"
 
     def title(self, result: Result) -> str:
         """It in words, for people: "HOMO (orbital 6, -10.77 eV)"."""

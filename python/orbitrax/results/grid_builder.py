@@ -54,7 +54,8 @@ class GridBuilder:
             words = "\n".join(dict.fromkeys(self._errors))
             raise OutOfMemory(words) if lacks_memory(words) else CalculationFailed(words)
         if self._warnings and self.plot.of_orbital:
-            raise InputError("\n".join(dict.fromkeys(self._warnings)))
+            raise InputError(self.plot.missing(self._result)
+                             or "\n".join(dict.fromkeys(self._warnings)))
         columns, rows, planes = self.frame.counts
         stack = np.array(self._planes).reshape(planes, -1, rows, columns).transpose(1, 3, 2, 0)
         if not np.all(np.isfinite(stack)):
