@@ -293,3 +293,17 @@ def test_scfs_that_failed_on_the_way_are_no_minimum_unless_believed(optimizer, b
     assert (status, found["status"]) == ((0, "done") if believed else (1, "unconverged"))
     assert "SCFs did not converge, on the way to a structure whose own did" in words
     assert found["coordinates_angstrom"] is not None and found["scf_unconverged"] > 0
+
+
+@pytest.mark.parametrize("words", [["optimize", ETHANOL], ["ts", "examples/hcn_ts_guess.xyz"]])
+def test_a_search_tells_the_state_of_its_last_structure(words, tmp_path):
+    """In the words of a single point there."""
+    path = str(tmp_path / "last.xyz")
+    shown = [orbitrax(*words, "-m", "am1", "-o", path).stdout,
+             orbitrax("energy", path, "-m", "am1").stdout]
+    lines = [[line for line in text.splitlines() if line.startswith(("SCF ", "State "))]
+             for text in shown]
+    assert [len(one) for one in lines] == [2, 2]
+    assert lines[0][0].startswith("SCF                                converged, ")
+    values = [[float(word) for word in one[1].split() if "." in word] for one in lines]
+    assert values[0] == pytest.approx(values[1], abs=0.002) and len(values[0]) == 2

@@ -39,10 +39,9 @@ def counted(number: int | None, word: str) -> str:
 
 def summary(result: Result, end: list[str] | None = None) -> list[str]:
     """The lines of a summary, with units. end: how the calculation ended, where a task has more to
-    say of that than how its SCF did."""
+    say of that than how its SCF did; the last of its SCFs stands behind it."""
     many = unconverged_scfs(result)
-    if end is None:
-        end = _scf(result)
+    end = [*(end or ()), *_scf(result, result.converged if end is None else result.scf_converged)]
     return [result.heading, "", *_energies(result), *_properties(result), *_frontier(result),
             *_point_group(result), *end, *([line("SCF", many)] if many else []), *_charges(result),
             *_bonds(result), *_remarks(result)]
@@ -110,10 +109,10 @@ def unconverged_scfs(result: Result) -> str:
     return f"{bad} of {runs} SCFs did not converge"
 
 
-def _scf(result: Result) -> list[str]:
+def _scf(result: Result, converged: bool | None) -> list[str]:
     if result.scf_iterations is None:
         return []
-    return [line("SCF", f"{CONVERGENCE[result.converged]:>18}, "
+    return [line("SCF", f"{CONVERGENCE[converged]:>18}, "
                         f"{counted(result.scf_iterations, 'iteration')}"), *_state(result)]
 
 
