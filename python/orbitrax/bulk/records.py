@@ -113,8 +113,9 @@ def reason_of(record: dict[str, Any]) -> str:
 
 class Summary:
     """What came of a batch. count, statuses: of records; accidents: those worth another try;
-    reasons: why not, by number; warnings: of those with a result, without their numbers; hosts; busy: seconds of computing; wall: from the first start to
-    the last end, seconds; slowest: id and seconds."""
+    reasons: why not, by number; warnings: of those with a result, without their numbers; hosts;
+    busy: seconds of computing; wall: from the first start to the last end, seconds; slowest: id and
+    seconds."""
 
     def __init__(self, path: str):
         self.statuses: Counter[str] = Counter()

@@ -189,8 +189,8 @@ class _Command:
             f"{progress.total} computed, {progress.statuses['done']} done, {progress.failed} "
             f"without a result; {progress.known} were there before")
         if progress.warned and not arguments.quiet:
-            self._terminal.warning(f"{progress.warned} of those done have warnings, which 'orbitrax "
-                                   "status' counts and 'orbitrax table' shows")
+            self._terminal.warning(f"{progress.warned} of those done have warnings, which "
+                                   "'orbitrax status' counts and 'orbitrax table' shows")
         if campaign.stopped:
             return self._stopped()
         if progress.accidents and not arguments.quiet:
