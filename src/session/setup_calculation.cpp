@@ -1,11 +1,9 @@
-#include "job/state.h"
 #include "link/link.h"
 #include "session/job_arrays.h"
 #include "session/session.h"
 #include "session/state.h"
 #include "setup/hybrid_factors.h"
 #include "setup/job_tables.h"
-#include "setup/nddo_derived.h"
 #include "setup/orbital_basis.h"
 #include "setup/setup.h"
 #include "setup/state.h"
@@ -14,9 +12,7 @@ namespace qsolve {
 
 void SetUpCalculation() {
     FreeCalculation();
-    CopyJobTables();
-    if (FamilyOf(system.MethodId) == Family::kNddo && system.MethodId != kMindo3)
-        if (!DeriveNddoDParameters()) Warn(kMsgNddoParameters);
+    if (!CopyJobTables()) Warn(kMsgNddoParameters);
     PrepareHybridFactors();
 
     TakeOrbitalMap();

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "job/methods.h"
+#include "job/state.h"
+#include "setup/nddo_derived.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -18,12 +21,15 @@ void CopyTable(const Array<T>& source, Array<T>* pCopy) {
 
 }  // namespace
 
-void CopyJobTables() {
-    CopyTable(parameters.pNddoParams, &setup.pNddo);
+bool CopyJobTables() {
     CopyTable(parameters.pMindoPairs, &setup.pMindoPairs);
     CopyTable(parameters.pZindoParams, &setup.pZindo);
     CopyTable(parameters.pZindosGamma, &setup.pGamma);
-    setup.pExtended.Reset();
+    if (FamilyOf(system.MethodId) == Family::kNddo && system.MethodId != kMindo3)
+        return DeriveNddoDParameters();
+    setup.pExtended = nullptr;
+    CopyTable(parameters.pNddoParams, &setup.pNddo);
+    return true;
 }
 
 }  // namespace qsolve

@@ -200,16 +200,6 @@ bool DeriveRow(int nRow, NddoRow* pRow, NddoExtended* pX) {
     return fSolved;
 }
 
-/// All rows of the table.
-bool DeriveRows() {
-    bool fComplete = true;
-    for (int nRow = 0; nRow < kRows; ++nRow) {
-        setup.pNddo[nRow] = parameters.pNddoParams[nRow];
-        if (!DeriveRow(nRow, &setup.pNddo[nRow], &setup.pExtended[nRow])) fComplete = false;
-    }
-    return fComplete;
-}
-
 bool IsKept() {
     const DerivedRows& kept = parameters.Derived;
     return kept.nMethod != 0 && kept.nMethod == system.MethodId &&
@@ -217,36 +207,37 @@ bool IsKept() {
                        kRows * sizeof(NddoRow)) == 0;
 }
 
-template <class T>
-void Copy(const Array<T>& source, Array<T>* pCopy) {
-    if (!*pCopy) pCopy->TakeUnset(source.Size(), kSetUp);
+void Copy(const Array<NddoRow>& source, Array<NddoRow>* pCopy) {
+    if (!*pCopy) pCopy->TakeUnset(kRows, kSetUp);
     std::copy(source.begin(), source.end(), pCopy->begin());
 }
 
-void Keep(bool fComplete) {
-    DerivedRows& kept = parameters.Derived;
-    kept.nMethod = 0;  // until all of it is there
-    Copy(parameters.pNddoParams, &kept.pTable);
-    Copy(setup.pNddo, &kept.pNddo);
-    Copy(setup.pExtended, &kept.pExtended);
-    kept.fComplete = fComplete;
-    kept.nMethod = system.MethodId;
+/// All rows of the table.
+void Derive(DerivedRows* pKept) {
+    pKept->nMethod = 0;  // until all of it is there
+    pKept->fComplete = false;
+    pKept->pExtended.Take(kRows, kSetUp);
+    if (!parameters.pNddoParams) return;
+    Copy(parameters.pNddoParams, &pKept->pTable);
+    Copy(parameters.pNddoParams, &pKept->pNddo);
+    bool fComplete = true;
+    for (int nRow = 0; nRow < kRows; ++nRow)
+        if (!DeriveRow(nRow, &pKept->pNddo[nRow], &pKept->pExtended[nRow])) fComplete = false;
+    pKept->fComplete = fComplete;
+    pKept->nMethod = system.MethodId;
 }
 
 }  // namespace
 
 bool DeriveNddoDParameters() {
-    if (parameters.pNddoParams && IsKept()) {
-        setup.pExtended.Reset();
-        Copy(parameters.Derived.pNddo, &setup.pNddo);
-        Copy(parameters.Derived.pExtended, &setup.pExtended);
-        return parameters.Derived.fComplete;
+    DerivedRows& kept = parameters.Derived;
+    if (!parameters.pNddoParams || !IsKept()) {
+        setup.pExtended = nullptr;
+        Derive(&kept);
     }
-    setup.pExtended.Take(kRows, kSetUp);
-    if (!parameters.pNddoParams) return false;
-    if (!setup.pNddo) setup.pNddo.Take(kRows, kSetUp);
-    Keep(DeriveRows());
-    return parameters.Derived.fComplete;
+    setup.pExtended = kept.pExtended.Data();
+    if (parameters.pNddoParams) Copy(kept.pNddo, &setup.pNddo);
+    return kept.fComplete;
 }
 
 }  // namespace qsolve

@@ -3,9 +3,9 @@
 namespace qsolve {
 
 /// Derives what the NDDO methods 4, 5, 6 and 9 need of every row beyond the client's table: fills
-/// setup.pExtended (kRows) and completes setup.pNddo. Reads the untouched rows of
+/// setup.pNddo with completed rows, and sets setup.pExtended (kRows). Reads the untouched rows of
 /// parameters.pNddoParams, so that any number of calls gives the same. What comes of a table is
-/// kept in parameters.Derived and copied from there while method and table are the same to the
+/// kept in parameters.Derived, and taken from there while method and table are the same to the
 /// byte.
 ///
 /// A row with d parameters gets effective exponents from dGss, dGpp and dGdd, Slater-Condon

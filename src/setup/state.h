@@ -56,13 +56,13 @@ struct OrbitalMap {
 /// What set-up derives from tables, options and molecule. Lives for one calculation.
 struct SetupState {
     // Tables of this job: the client's values, corrected and completed.
-    Array<NddoRow> pNddo;           ///< kRows
-    Array<NddoExtended> pExtended;  ///< kRows
-    Array<MindoPair> pMindoPairs;   ///< kMindoPairs
-    Array<ZindoRow> pZindo;         ///< kRows
-    Array<GammaRow> pGamma;         ///< kRows
-    Array<double> vSpHybrid;        ///< kRows: dipole of an s-p pair, Debye per electron
-    Array<double> vPdHybrid;        ///< kRows
+    Array<NddoRow> pNddo;                     ///< kRows
+    const NddoExtended* pExtended = nullptr;  ///< kRows, of parameters.Derived
+    Array<MindoPair> pMindoPairs;             ///< kMindoPairs
+    Array<ZindoRow> pZindo;                   ///< kRows
+    Array<GammaRow> pGamma;                   ///< kRows
+    Array<double> vSpHybrid;                  ///< kRows: dipole of an s-p pair, Debye per electron
+    Array<double> vPdHybrid;                  ///< kRows
 
     int nElectrons = 0;    ///< valence electrons of the calculated part
     int nOrbitals = 0;     ///< N

@@ -108,7 +108,7 @@ TEST_P(NddoDerivativeD, OfADensitysEnergyIsItsSlope) {
 
 TEST_P(NddoDerivativeD, OfAPairThatCannotBeComputedIsZero) {
     const NddoAtom& heavy = a.HasD() ? a : b;
-    setup.pExtended[heavy.Listed.Row()].dRho0dd = 0.0;
+    parameters.Derived.pExtended[heavy.Listed.Row()].dRho0dd = 0.0;
     vA[2] = 3.0;
     PairDerivative derivative = {{1.0, 1.0, 1.0}, 1.0, 1.0};
     ComputePairDerivativesD(a, b, GeometryOf(a, b), density, derivative);

@@ -128,7 +128,7 @@ void ExpectNothing(const Pair& pair) {
 
 TEST(NddoPairD, MissingAdditiveTermLeavesThePairEmpty) {
     SetUpPair(16, 17, {0.4, -0.8, 1.9});
-    setup.pExtended[16].dRho2sd = 0.0;
+    parameters.Derived.pExtended[16].dRho2sd = 0.0;
     ExpectNothing(PairOf(ComputePairD, NddoAtomAt(0), NddoAtomAt(1)));
     ASSERT_EQ(client.Errors().size(), 1u);
     EXPECT_EQ(client.Errors()[0],

@@ -245,8 +245,10 @@ double RadialNddo(int li, int lj, int lk, int ll, int k) {
 class OneCentreNddo : public OneCentre {
   protected:
     OneCentreNddo() {
-        setup.pExtended.Take(kRows, kSetUp);
-        NddoExtended& x = setup.pExtended[kIron - 1];
+        Array<NddoExtended>& rows = parameters.Derived.pExtended;
+        rows.Take(kRows, kSetUp);
+        setup.pExtended = rows.Data();
+        NddoExtended& x = rows[kIron - 1];
         const auto R = [](int a, int b, int c, int d, int k) { return RadialNddo(a, b, c, d, k); };
         x.dF0ss = R(0, 0, 0, 0, 0), x.dF0sp = R(0, 0, 1, 1, 0), x.dF0sd = R(0, 0, 2, 2, 0);
         x.dF0pp = R(1, 1, 1, 1, 0), x.dF0pd = R(1, 1, 2, 2, 0), x.dF0dd = R(2, 2, 2, 2, 0);
