@@ -6,12 +6,26 @@
 
 namespace qsolve {
 
-void AddOuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
+namespace {
+
+Product OuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
                       double* mResult) {
     Product product{n, nVectors, n, Transposed(mVectors, n), Plain(mVectors, n), mResult, n};
     product.vWeights = vWeights;
     product.triangle = Triangle::kLower;
-    AddProduct(product);
+    return product;
+}
+
+}  // namespace
+
+void AddOuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
+                      double* mResult) {
+    AddProduct(OuterProducts(n, nVectors, mVectors, vWeights, mResult));
+}
+
+void MakeOuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
+                       double* mResult) {
+    MakeProduct(OuterProducts(n, nVectors, mVectors, vWeights, mResult));
 }
 
 void MirrorRows(int nStep, int nFirst, int nEnd, double* mMatrix) {

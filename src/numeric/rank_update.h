@@ -7,6 +7,10 @@ namespace qsolve {
 void AddOuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
                       double* mResult);
 
+/// The same in place of what the triangle held.
+void MakeOuterProducts(int n, int nVectors, const double* mVectors, const double* vWeights,
+                       double* mResult);
+
 /// Copies the rows nFirst .. nEnd - 1 of a lower triangle over the columns above it; rows are nStep
 /// apart.
 void MirrorRows(int nStep, int nFirst, int nEnd, double* mMatrix);

@@ -47,7 +47,7 @@ void OfSum(int n, const double* mFock, const SpinDensity& density, double* mWork
            double* mCommutator) {
     const int nSum = density.nEnd - density.nFirst, nMost = InnerStrip(n);
     const double* mVectors = Row(density.mVectors, n, density.nFirst);
-    ClearRows(n, n, mCommutator);
+    if (nSum <= 0) ClearRows(n, n, mCommutator);
     for (int k = 0; k < nSum; k += nMost) {
         const int nStrip = std::min(nMost, nSum - k);
         const double* mStrip = Row(mVectors, n, k);
@@ -62,7 +62,10 @@ void OfSum(int n, const double* mFock, const SpinDensity& density, double* mWork
                         density.dFactor,
                         density.vWeights + density.nFirst + k,
                         Triangle::kLower};
-        AddProduct(product);
+        if (k == 0)
+            MakeProduct(product);
+        else
+            AddProduct(product);
         product.a = Transposed(mStrip, n);
         product.b = Plain(mWork, n);
         product.dFactor = -density.dFactor;

@@ -62,8 +62,11 @@ void FillDensity(const Shells& shells, const double* mVectors, double* vWeights,
     const LevelRange levels = SummedLevels(shells);
     const double dUnit = levels.nFirst > 0 ? 1.0 : 0.0;  // the sum is that of the holes
     for (int k = 0; k < n; ++k) vWeights[k] = shells.Filling(k) - dUnit;
-    ClearRows(n, n, mDensity);
-    for (int k = levels.nFirst; k < levels.nEnd; k += nMost) {
+    const int nFirst = std::min(nMost, levels.nEnd - levels.nFirst);
+    MakeOuterProducts(n, nFirst, Row(mVectors, n, levels.nFirst), vWeights + levels.nFirst,
+                      mDensity);
+    Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nFirst));
+    for (int k = levels.nFirst + nFirst; k < levels.nEnd; k += nMost) {
         const int nStrip = std::min(nMost, levels.nEnd - k);
         AddOuterProducts(n, nStrip, Row(mVectors, n, k), vWeights + k, mDensity);
         Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(nStrip));

@@ -67,7 +67,7 @@ void FillIntegrals(const Array<double>& mRepulsion, int nA, const Array<double>&
     const int nProducts = MoProductSize();
     Array<double> mPotentials;
     mPotentials.TakeUnset(Size(nProducts), Size(nB), kWork);
-    mIntegrals.Take(Size(nA), Size(nB), kWork);
+    mIntegrals.TakeUnset(Size(nA), Size(nB), kWork);
     Multiply(nProducts, nProducts, nB, mRepulsion.Data(), mB.Data(), mPotentials.Data());
     Product product{nA,
                     nProducts,
@@ -77,7 +77,7 @@ void FillIntegrals(const Array<double>& mRepulsion, int nA, const Array<double>&
                     mIntegrals.Data(),
                     nB};
     product.triangle = triangle;
-    AddProduct(product);
+    MakeProduct(product);
     Yield(Size(nProducts) * Size(nB));
     Yield(Size(nA) * Size(nB));
 }
@@ -117,11 +117,11 @@ void ListRotations(const PairsOfSet& set, int nFirst, int*& pPlace, double*& pFi
         }
 }
 
-/// Takes the rows and columns that are listed, upwards, together.
+/// Takes the rows and columns of a lower triangle that are listed, upwards, together.
 void KeepRotations(int nSize, const Array<int>& vPlaces, int nPairs, Array<double>& m) {
     if (nSize == nPairs) return;
     for (int i = 0; i < nSize; ++i)
-        for (int j = 0; j < nSize; ++j)
+        for (int j = 0; j <= i; ++j)
             Row(m.Data(), nSize, i)[j] = Row(m.Data(), nPairs, vPlaces[i])[vPlaces[j]];
 }
 
@@ -140,7 +140,7 @@ void FillWholeHessian(const Electrons& electrons, WholeHessian& whole) {
     PairsOfSet sets[2] = {PairsOf(electrons, 0), PairsOf(electrons, nSets - 1)};
     const int nFirst = sets[0].Count(), nPairs = nSets == 2 ? nFirst + sets[1].Count() : nFirst;
     Array<double> mRepulsion, mProducts;
-    mRepulsion.Take(Size(nProducts), Size(nProducts), kWork);
+    mRepulsion.TakeUnset(Size(nProducts), Size(nProducts), kWork);
     FillMoRepulsion(mRepulsion.Data());
     mProducts.TakeUnset(Size(nProducts), Size(nPairs), kWork);
     for (int k = 0; k < nSets; ++k)
@@ -149,7 +149,11 @@ void FillWholeHessian(const Electrons& electrons, WholeHessian& whole) {
                   whole.mIntegrals);
     MirrorLower(nPairs, whole.mIntegrals.Data());
 
-    whole.mExchange.Take(Size(nPairs), Size(nPairs), kWork);
+    // Of one set FillExchange makes the triangle that is read; between two sets there is none.
+    if (nSets == 1)
+        whole.mExchange.TakeUnset(Size(nPairs), Size(nPairs), kWork);
+    else
+        whole.mExchange.Take(Size(nPairs), Size(nPairs), kWork);
     Array<int> vPlaces;
     vPlaces.TakeUnset(nSize, kWork);
     int* pPlace = vPlaces.Data();

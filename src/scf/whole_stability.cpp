@@ -67,9 +67,11 @@ void AddStarts(Search& search) {
 /// Whether no eigenvalue is below the given one less the error. Otherwise vNext leads to a lower.
 bool IsLowest(Search& search, double dValue) {
     const int n = search.n;
-    std::copy(search.mHessian.begin(), search.mHessian.end(), search.mShifted.begin());
-    for (int i = 0; i < n; ++i)
-        Row(search.mShifted.Data(), n, i)[i] -= dValue - kLowestError / search.dEv;
+    for (int i = 0; i < n; ++i) {
+        double* row = Row(search.mShifted.Data(), n, i) + i;  // of the upper triangle
+        std::copy_n(Row(search.mHessian.Data(), n, i) + i, n - i, row);
+        *row -= dValue - kLowestError / search.dEv;
+    }
     Yield(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
     return IsPositiveDefinite(n, search.mShifted.Data(), search.vNext.Data());
 }

@@ -11,7 +11,7 @@ namespace {
 
 class OuterProducts : public testing::TestWithParam<int> {};
 
-TEST_P(OuterProducts, AreAddedToTheLowerTriangleOnly) {
+TEST_P(OuterProducts, AreThoseOfTheLowerTriangleOnly) {
     const int n = GetParam();
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     for (const int nVectors : {0, 1, 2, 3, n / 2 + 1, 129}) {
@@ -20,14 +20,18 @@ TEST_P(OuterProducts, AreAddedToTheLowerTriangleOnly) {
         for (int i = 0; i < n; ++i)
             for (int j = 0; j <= i; ++j) p(i, j) = 0.5;
         AddOuterProducts(n, nVectors, c.Data(), w.Data(), p.Data());
+        TestMatrix made(n, n, kNaN);
+        MakeOuterProducts(n, nVectors, c.Data(), w.Data(), made.Data());
         for (int i = 0; i < n; ++i)
             for (int j = 0; j < n; ++j) {
                 double x = 0.5;
                 for (int k = 0; k < nVectors; ++k) x += w(0, k) * c(k, i) * c(k, j);
-                if (j > i)
-                    ASSERT_TRUE(std::isnan(p(i, j)));
-                else
+                if (j > i) {
+                    ASSERT_TRUE(std::isnan(p(i, j)) && std::isnan(made(i, j)));
+                } else {
                     ASSERT_NEAR(p(i, j), x, 4e-16 * (nVectors + 1)) << i << " " << j;
+                    ASSERT_NEAR(made(i, j), x - 0.5, 4e-16 * (nVectors + 1)) << i << " " << j;
+                }
             }
     }
 }
