@@ -2,7 +2,9 @@
 // molecules a second, and processor time while nothing happens. Drives the real program over a
 // socket pair, as a client does.
 //
-//     link_benchmark [program]
+//     link_benchmark [program [molecule]]
+//
+// With the name of a molecule of the table, or "ten", only its single points.
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -16,7 +18,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/molecule_files.h"
@@ -269,16 +274,16 @@ std::vector<std::string> FramesOf(const std::vector<std::vector<Place>>& molecul
 
 constexpr int kKinds = 50, kJobsOfRun = 400;
 
-/// Best of ten runs of kJobsOfRun molecules: how many a second, and the processor time of the
-/// backend for one, ms.
+/// Best of ten runs of kJobsOfRun molecules by each of nBackends: how many a second, and the
+/// processor time of the first backend for one, ms.
 template <class Run>
-void PrintBest(const Peer& peer, const char* sName, const char* sHow, Run run) {
+void PrintBest(const Peer& peer, const char* sName, const char* sHow, Run run, int nBackends = 1) {
     double dRate = 0.0, dBackend = HUGE_VAL;
     for (int i = 0; i < 10; ++i) {
         const double dBefore = peer.ProcessorSeconds();
         const auto start = Clock::now();
         run();
-        dRate = std::max(dRate, kJobsOfRun / SecondsSince(start));
+        dRate = std::max(dRate, nBackends * kJobsOfRun / SecondsSince(start));
         dBackend = std::min(dBackend, 1e3 * (peer.ProcessorSeconds() - dBefore) / kJobsOfRun);
     }
     std::printf("%-9s %-20s %10.0f 1/s  (aim 10000; backend %.3f ms)\n", sName, sHow, dRate,
@@ -296,37 +301,69 @@ void MeasureOneByOne(const Peer& peer, Answers& answers, const char* sName, int 
 
 /// In a row, as our client asks for a list of molecules: the backend knows of up to kMostTold, and
 /// of more once half of them have come; all packets of one are asked for together.
-void MeasureInARow(const Peer& peer, Answers& answers, const char* sName,
-                   const std::vector<std::string>& frames) {
+void ServeInARow(Answers& answers, const std::vector<std::string>& frames) {
     constexpr std::size_t kMostTold = 16;
     static const std::string sSession =
         Peer::Frame(kTransactionRequest, std::string(kItemNameSession, sizeof kItemNameSession));
-    PrintBest(peer, sName, "in a row", [&] {
-        std::size_t nTold = 0;
-        for (std::size_t i = 0; i < kJobsOfRun; ++i) {
-            if (2 * (nTold - i) <= kMostTold) {
-                std::string sFrames;
-                for (; nTold < std::min<std::size_t>(i + kMostTold, kJobsOfRun); ++nTold)
-                    sFrames += frames[nTold % frames.size()] + sSession;
-                peer.Send(sFrames);
-            }
-            if (answers.Take() != 4 || answers.Take() != 4) std::exit(1);
-            while (answers.Take() > 4) continue;
+    std::size_t nTold = 0;
+    for (std::size_t i = 0; i < kJobsOfRun; ++i) {
+        if (2 * (nTold - i) <= kMostTold) {
+            std::string sFrames;
+            for (; nTold < std::min<std::size_t>(i + kMostTold, kJobsOfRun); ++nTold)
+                sFrames += frames[nTold % frames.size()] + sSession;
+            answers.peer.Send(sFrames);
         }
-    });
+        if (answers.Take() != 4 || answers.Take() != 4) std::exit(1);
+        while (answers.Take() > 4) continue;
+    }
 }
 
-/// Single points a second of molecules in turn, by both ways.
-void MeasureBothWays(const char* sProgram, const char* sName,
-                     const std::vector<std::vector<Place>>& molecules) {
+void MeasureInARow(const Peer& peer, Answers& answers, const char* sName,
+                   const std::vector<std::string>& frames) {
+    PrintBest(peer, sName, "in a row", [&] { ServeInARow(answers, frames); });
+}
+
+/// In a row, by a backend for each core at once; the first is the one at hand. The jobs of all,
+/// until the last has ended.
+void MeasureOnAllCores(const char* sProgram, const Peer& peer, Answers& answers, const char* sName,
+                       const std::vector<std::string>& first,
+                       const std::vector<std::string>& frames) {
+    const auto nMore = static_cast<std::size_t>(std::thread::hardware_concurrency()) - 1;
+    if (nMore < 1) return;
+    std::vector<std::unique_ptr<Peer>> peers;
+    std::vector<Answers> others;
+    for (std::size_t i = 0; i < nMore; ++i) {
+        peers.push_back(std::make_unique<Peer>(sProgram));
+        peers.back()->Connect();
+        ServeSession(*peers.back(), first);
+        others.push_back({*peers.back()});
+    }
+    const std::string sHow = "in a row, " + std::to_string(nMore + 1) + " cores";
+    PrintBest(
+        peer, sName, sHow.c_str(),
+        [&] {
+            std::vector<std::thread> threads;
+            threads.reserve(nMore);
+            for (Answers& other : others) threads.emplace_back([&] { ServeInARow(other, frames); });
+            ServeInARow(answers, frames);
+            for (std::thread& thread : threads) thread.join();
+        },
+        static_cast<int>(nMore) + 1);
+}
+
+/// Single points a second of molecules in turn, by each way.
+void MeasureEachWay(const char* sProgram, const char* sName,
+                    const std::vector<std::vector<Place>>& molecules) {
     if (molecules.empty()) std::exit(1);
     Peer peer(sProgram);
     peer.Connect();
-    const int nPackets = ServeSession(peer, ScriptOfMolecule(molecules[0], true));
+    const std::vector<std::string> first = ScriptOfMolecule(molecules[0], true);
+    const int nPackets = ServeSession(peer, first);
     const std::vector<std::string> frames = FramesOf(molecules, kKinds);
     Answers answers{peer};
     MeasureOneByOne(peer, answers, sName, nPackets, frames);
     MeasureInARow(peer, answers, sName, frames);
+    MeasureOnAllCores(sProgram, peer, answers, sName, first, frames);
 }
 
 // clang-format off
@@ -343,13 +380,22 @@ const std::vector<Place> kEthanol = {
     {1, -0.0227, 1.1812, 0.8852}, {1, -0.0227, 1.1812, -0.8852}};
 // clang-format on
 
-void MeasureSinglePoints(const char* sProgram) {
+/// Of all molecules, or of the one with a name; false where none has it.
+bool MeasureSinglePoints(const char* sProgram, const std::string& sOnly) {
     setenv("ORBITRAX_THREADS", "1", 1);
-    MeasureBothWays(sProgram, "water", {kWater});
-    MeasureBothWays(sProgram, "methane", {kMethane});
-    MeasureBothWays(sProgram, "methanol", {kMethanol});
-    MeasureBothWays(sProgram, "ethanol", {kEthanol});
-    MeasureBothWays(sProgram, "ten", ReadFrames(ORBITRAX_SOURCE_DIR "/benchmarks/small/ten.xyz"));
+    const std::pair<const char*, std::vector<std::vector<Place>>> table[] = {
+        {"water", {kWater}},
+        {"methane", {kMethane}},
+        {"methanol", {kMethanol}},
+        {"ethanol", {kEthanol}},
+        {"ten", ReadFrames(ORBITRAX_SOURCE_DIR "/benchmarks/small/ten.xyz")}};
+    bool fFound = false;
+    for (const auto& [sName, molecules] : table) {
+        if (!sOnly.empty() && sOnly != sName) continue;
+        MeasureEachWay(sProgram, sName, molecules);
+        fFound = true;
+    }
+    return fFound;
 }
 
 // ---- silence ------------------------------------------------------------------------------------
@@ -368,7 +414,7 @@ int Run(const char* sProgram) {
     ServeSession(peer, ScriptOfSession(true));
     MeasureRoundTrips(peer);
     MeasureSessions(peer);
-    MeasureSinglePoints(sProgram);
+    MeasureSinglePoints(sProgram, "");
     MeasureSilence(peer, "idle");
     peer.Exchange(kTransactionExecute, std::string("[reset]\0", 8));
     MeasureSilence(peer, "packet waits");
@@ -381,5 +427,7 @@ int Run(const char* sProgram) {
 }  // namespace qsolve
 
 int main(int nArguments, char** pArguments) {
-    return qsolve::Run(nArguments > 1 ? pArguments[1] : ORBITRAX_QSOLVE);
+    const char* sProgram = nArguments > 1 ? pArguments[1] : ORBITRAX_QSOLVE;
+    if (nArguments < 3) return qsolve::Run(sProgram);
+    return qsolve::MeasureSinglePoints(sProgram, pArguments[2]) ? 0 : 1;
 }
