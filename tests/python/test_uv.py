@@ -276,3 +276,55 @@ def test_errors_are_the_package_s_own():
 def test_a_bare_core_is_refused_in_words_of_its_own():
     with pytest.raises(UsageError, match=r"charge \+1 there are no valence electrons left"):
         Uv(charge=1).start(Molecule([3], [[0, 0, 0]]), "zindos").execute(Backend())
+
+
+# ---- states that are doubtful -------------------------------------------------------------------
+
+def warned(*words):
+    done = command(*words)
+    return [line.partition("warning: ")[2] for line in done.stderr.splitlines()]
+
+
+def test_a_state_of_another_spin_below_the_ground_state_is_told(tmp_path):
+    """Hydrogen pulled apart, whose triplet lies below the closed shell."""
+    path = tmp_path / "h2.xyz"
+    path.write_text("2\n\nH 0 0 0\nH 0 0 2.2\n")
+    [told] = warned(path, "-m", "am1")
+    assert told.startswith("a triplet lies 2.26 eV below the singlet to which energies and")
+    done = command(path, "-m", "am1", "--triplets")
+    assert "-0.0000" not in done.stdout and "Remark: the atoms by themselves" in done.stdout
+    assert warned(path, "-m", "am1", "-s", "3") == warned(ROOT / "examples" / "benzene.xyz") == []
+
+
+def test_a_ground_state_that_is_an_excitation_is_told(tmp_path):
+    """Oxygen as a closed shell: the other half of its singlet delta lies below it."""
+    path = tmp_path / "o2.xyz"
+    path.write_text("2\n\nO 0 0 0\nO 0 0 1.2\n")
+    told = warned(path, "-s", "1")
+    assert told[0].startswith("the ground state is HOMO -> LUMO 1.00, 0.41 eV below the closed")
+    assert "triplet" in told[1] and len(told) == 2
+    assert all("the ground state is" not in text for text in warned(
+        path, "-s", "1", "--microstates", "-m", "am1"))
+
+
+@pytest.mark.parametrize("window", [(1, 1), (2, 1), (1, 2), (3, 3), (4, 2), (2, 2)])
+def test_a_window_that_parts_equal_levels_is_told(window):
+    """Benzene."""
+    result = states_of(read_molecule(ROOT / "examples" / "benzene.xyz"), window=window)
+    levels = result.orbital_energies
+    homo = 14
+    low, high = homo + 1 - window[0], homo + 1 + window[1]
+    parted = [levels[low] - levels[low - 1] < 0.01, levels[high] - levels[high - 1] < 0.01]
+    told = [text for text in result.warnings if "equal levels" in text]
+    assert bool(told) == any(parted)
+    for text in told:
+        wanted = [int(word) for word in text.split("--window ")[1].split()[:2]]
+        low, high = homo + 1 - wanted[0], homo + 1 + wanted[1]
+        assert levels[low] - levels[low - 1] > 0.01 and levels[high] - levels[high - 1] > 0.01
+        assert [a - b for a, b in zip(wanted, window)] == [int(one) for one in parted]
+
+
+def test_the_energy_is_said_to_be_that_of_the_state_that_is_asked_for():
+    done = command(ROOT / "examples" / "formaldehyde.xyz", "--next-lowest")
+    assert "kcal/mol, state 2\n" in done.stdout
+    assert "state 2\n" not in command(ROOT / "examples" / "formaldehyde.xyz").stdout

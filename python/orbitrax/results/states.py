@@ -20,6 +20,7 @@ SHOWN = 0.3  # coefficients from here on are named among the main excitations
 _OF_WEIGHT = 0.05  # coefficients from here on decide about the species of a state
 _SAME_SPIN = 0.05  # of S(S+1): a state counts as one of this spin
 _NO_LIGHT = 1e-5  # eV: states nearer than this to the reference are one with it
+ONE_LEVEL = 0.02  # eV: levels this near to each other stay together
 _MULTIPLICITIES = ("singlet", "doublet", "triplet", "quartet", "quintet", "sextet", "septet")
 
 
@@ -209,6 +210,40 @@ class States:
         """Those below the reference of its own spin, or of none."""
         return [state for state in self if state.energy < -_NO_LIGHT
                 and state.multiplicity in (None, self[0].multiplicity)]
+
+    def doubts(self, levels: Sequence[float]) -> list[str]:
+        """What makes the states themselves doubtful, in words: a ground state that is an excited one
+        of the SCF, one of another spin below it, a window that ends within a set of equal levels.
+        levels: eV, ascending."""
+        found = []
+        ground = self[0]
+        closed = self.kind == "singles" and self.alpha == self.beta and any(
+            one.kind == REFERENCE for state in self for one in state.contributions)
+        if closed and sum(one.coefficient ** 2 for one in ground.contributions
+                          if one.kind == REFERENCE) < 0.5:
+            found.append(
+                f"the ground state is {self.main(ground)}, {-ground.energy_above_scf:.2f} eV below "
+                "the closed shell of the SCF, whose orbitals do not suit it; mix microstates")
+        lowest = min(self, key=lambda state: state.energy)
+        if lowest.energy < -_NO_LIGHT and lowest.multiplicity not in (None, self[0].multiplicity):
+            found.append(
+                f"a {lowest.spin_name} lies {-lowest.energy:.2f} eV below the {self[0].spin_name} "
+                "to which energies and strengths refer; --multiplicity "
+                f"{lowest.multiplicity} asks for it")
+        first, last = self.first_level - 1, self.first_level - 1 + self.levels
+        below, above = first, last
+        while 0 < below < len(levels) and levels[below] - levels[below - 1] < ONE_LEVEL:
+            below -= 1
+        while 0 < above < len(levels) and levels[above] - levels[above - 1] < ONE_LEVEL:
+            above += 1
+        if below < first or above > last:
+            split = first if below < first else last
+            found.append(
+                f"the window ends between equal levels ({levels[split - 1]:.4f} and "
+                f"{levels[split]:.4f} eV), so that its states have not the symmetry of the "
+                f"molecule; --window {self.occupied + first - below} "
+                f"{self.levels - self.occupied + above - last} has them whole")
+        return found
 
     def label(self, group: str, orbitals: Sequence[str]) -> None:
         """Finds the species of each state of a closed shell from those of the orbitals, by number

@@ -36,6 +36,6 @@ def states_table(states: States, shown: Sequence[State] | None = None) -> list[s
     for state in shown:
         wavelength = "" if state.wavelength is None else f"{state.wavelength:.1f}"
         lines.append(f"{state.number:>5} {wavelength:>9} {state.energy:8.4f} "
-                     f"{state.wavenumber:9.0f} {state.oscillator_strength:8.4f}  "
+                     f"{state.wavenumber:9.0f} {round(state.oscillator_strength, 4) + 0.0:8.4f}  "
                      f"{state.spin_name:<8} {state.symmetry or '':<4} {states.main(state)}")
     return lines

@@ -44,7 +44,7 @@ def summary(result: Result, end: list[str] | None = None) -> list[str]:
     end = [*(end or ()), *_scf(result, result.converged if end is None else result.scf_converged)]
     return [result.heading, "", *_energies(result), *_properties(result), *_frontier(result),
             *_point_group(result), *end, *([line("SCF", many)] if many else []), *_charges(result),
-            *_bonds(result), *_remarks(result)]
+            *_bonds(result), *remarks_lines(result)]
 
 
 def _energies(result: Result) -> list[str]:
@@ -164,7 +164,8 @@ def _bonds(result: Result) -> list[str]:
         for symbol_i, symbol_j in [(result.symbols[int(i) - 1], result.symbols[int(j) - 1])])]
 
 
-def _remarks(result: Result) -> list[str]:
+def remarks_lines(result: Result) -> list[str]:
+    """What is odd about a result."""
     return ["", *(f"Remark: {text}" for text in result.remarks)] if result.remarks else []
 
 

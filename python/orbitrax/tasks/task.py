@@ -98,6 +98,8 @@ class Run:
         if not self.job.settings.allow_unconverged:
             judge_scf(self.job, result)
             judge_states(result)
+        if result.states is not None:
+            result.warnings += result.states.doubts(result.plain("orbital_energies") or ())
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
         """Called after the job, with the backend that still holds what the job has left."""

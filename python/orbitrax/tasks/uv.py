@@ -5,8 +5,9 @@ from __future__ import annotations
 from orbitrax.errors import CalculationFailed, OrbitraxError, UsageError
 from orbitrax.job import CI, MICROSTATES, NO_CI, SINGLES
 from orbitrax.results.spectra import UV_FORMULA
+from orbitrax.results.states import ONE_LEVEL
 from orbitrax.results.states_text import states_lines, states_table
-from orbitrax.results.text import line, summary
+from orbitrax.results.text import line, remarks_lines, summary
 from orbitrax.settings import declared, option
 from orbitrax.tasks.task import Run, Task, judge_scf
 
@@ -33,7 +34,6 @@ USUAL_WINDOW = 15  # orbitals to either side of the gap
 USUAL_MICROSTATES = 3  # of microstates
 _MOST_PAIRS = 3  # natural transition orbitals that are drawn
 _HOLDS = 0.5  # electrons above which an orbital counts as occupied
-_ONE_LEVEL = 0.02  # eV: levels this near to each other stay together
 
 
 class Spectrum(Run):
@@ -147,12 +147,14 @@ class Spectrum(Run):
         if self.pairs:
             lines += ["", f"State {self.task.plot_state} moves an electron"]
             lines += [f"  {100 * pair.weight:3.0f} %  {pair.text(states)}" for pair in self.pairs]
+        lines += remarks_lines(result)
         return lines if self.file is None else [*lines, "", line("Written to", self.file)]
 
     def _about(self, result: Result, states: States) -> list[str]:
         lines = states_lines(states, self.chosen)
         if result.total_energy is not None:
-            lines.append(line("Total energy", f"{result.total_energy:.6f} kcal/mol"))
+            whose = f", state {states.wanted}" if states.wanted else ""
+            lines.append(line("Total energy", f"{result.total_energy:.6f} kcal/mol{whose}"))
         return lines
 
 
@@ -161,7 +163,7 @@ def usual_window(levels: list[float], occupied: int, most: int) -> tuple[int, in
     levels that does not fit whole. levels: eV, ascending."""
     def count(gaps: list[float]) -> int:
         taken = min(most, len(gaps))
-        while 1 < taken < len(gaps) and gaps[taken - 1] < _ONE_LEVEL:
+        while 1 < taken < len(gaps) and gaps[taken - 1] < ONE_LEVEL:
             taken -= 1
         return taken
 
