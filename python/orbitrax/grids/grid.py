@@ -19,7 +19,7 @@ class Grid:
     """Values on a frame. values: along column, row and planes, so x, y, z of a box; float32, in the
     units of `Plot`. density: that of the electrons on the same points, beside a potential. numbers
     and positions (n x 3, Angstrom) are the molecule's. title says in words what it is, orbital is
-    its number and energy in eV, or None, method the method's name."""
+    its number and energy in eV (None of a natural one), or None, method the method's name."""
 
     values: Array
     frame: Frame
@@ -28,7 +28,7 @@ class Grid:
     positions: Array
     title: str
     method: str
-    orbital: tuple[int, float] | None = None
+    orbital: tuple[int, float | None] | None = None
     density: Array | None = None
 
     @property

@@ -14,7 +14,8 @@ if TYPE_CHECKING:
 POTENTIAL, DENSITY, ORBITAL, ORBITAL_SQUARED, SPIN_DENSITY = range(5)  # kinds, as on the wire
 _ABOVE_LUMO, _BELOW_HOMO, _NUMBER = range(3)  # ways to name an orbital, as on the wire
 
-_OCCUPIED, _DOUBLY = 0.01, 1.5  # electrons above which an orbital counts as occupied, as doubly so
+# Electrons above which an orbital counts as occupied, a natural one too, as doubly so.
+_OCCUPIED, _HALF, _DOUBLY = 0.01, 0.5, 1.5
 _ORBITAL = re.compile(r"(homo|lumo)(?:([+-])(\d{1,6}))?|(\d{1,9})")
 
 
@@ -68,8 +69,9 @@ class Plot:
         shift = int(offset or 0) * (-1 if sign == "-" else 1)
         return (_ABOVE_LUMO, shift) if name == "lumo" else (_BELOW_HOMO, -shift)
 
-    def orbital_of(self, result: Result) -> tuple[int, float] | None:
-        """Number from 1 and energy in eV of the orbital in a result; None where it has none."""
+    def orbital_of(self, result: Result) -> tuple[int, float | None] | None:
+        """Number from 1 and energy in eV of the orbital in a result, where it is no natural one;
+        None where there is none."""
         found = self._levels(result)
         if found is None:
             return None
@@ -77,7 +79,9 @@ class Plot:
         mode, offset = self.level()
         number = {_ABOVE_LUMO: highest + 1 + offset, _BELOW_HOMO: highest - offset,
                   _NUMBER: offset}[mode]
-        return (number, energies[number - 1]) if 1 <= number <= len(energies) else None
+        if not 1 <= number <= len(energies):
+            return None
+        return number, None if result.natural else energies[number - 1]
 
     def _levels(self, result: Result) -> tuple[list[float], int] | None:
         """Energies of the orbitals of its spin, eV, and how many are filled; None where there are
@@ -85,12 +89,12 @@ class Plot:
         energies, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
         if not self.of_orbital or energies is None or occupancies is None:
             return None
-        least = _OCCUPIED
+        least = _HALF if result.natural else _OCCUPIED
         if result.spin == "UHF":
             half = len(energies) // 2
             part = slice(half, None) if self.beta else slice(None, half)
             energies, occupancies = energies[part], occupancies[part]
-        elif self.beta:
+        elif self.beta and not result.natural:
             least = _DOUBLY
         return energies, sum(occupancy > least for occupancy in occupancies)
 
@@ -117,6 +121,7 @@ class Plot:
         found = self.orbital_of(result)
         if found:
             number, energy = found
-            name += (f" ({energy:.2f} eV)" if self.what.isdecimal() else
-                     f" (orbital {number}, {energy:.2f} eV)")
+            about = (f"{energy:.2f} eV" if energy is not None else
+                     f"{(result.plain('occupancies') or ())[number - 1]:.2f} electrons")
+            name += f" ({about})" if self.what.isdecimal() else f" (orbital {number}, {about})"
         return f"square of {name}" if self.squared else name

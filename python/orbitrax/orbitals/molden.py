@@ -136,7 +136,7 @@ def _orbitals(result: Result, orbitals: dict[str, Array]) -> str:
         form = "".join(f"{i:6d} %17.10f\n" for i in range(1, n + 1))
         labels = symmetry_labels(result, done, n)
         for k, row in enumerate(matrix):
-            energy = levels[done + k] / CODATA_EV_PER_HARTREE
+            energy = 0.0 if result.natural else levels[done + k] / CODATA_EV_PER_HARTREE
             parts.append(f" Sym= {labels[k]}\n Ene= {energy:16.10f}\n Spin= {spin.capitalize()}\n"
                          f" Occup= {occupancies[done + k]:10.6f}\n")
             parts.append(form % tuple(row.tolist()))

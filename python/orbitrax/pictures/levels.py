@@ -33,6 +33,8 @@ def ladders(result: Result) -> list[tuple[str, list[Level]]]:
     """The levels of a result, lowest first: one ladder, or one for each spin, with a title. Raises
     OrbitraxError where there are none."""
     energies, occupancies = result.plain("orbital_energies"), result.plain("occupancies")
+    if result.natural:
+        raise OrbitraxError("natural orbitals have no levels to draw; leave out --ci microstates")
     if energies is None or occupancies is None:
         raise OrbitraxError(f"{result.heading}: there are no levels to draw")
     spins = ("alpha", "beta") if result.spin == "UHF" else ("",)

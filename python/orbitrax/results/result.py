@@ -113,9 +113,18 @@ class Result:
         field = type(self).__dict__[name]
         return field.raw(self)
 
+    @property
+    def natural(self) -> bool:
+        """Whether its orbitals are the natural ones of mixed microstates, which have electrons and
+        no energies: the levels are still those of the SCF."""
+        kinds = [self.blocks.get(name, {}).get("kind") for name in ("ci", "uv")]
+        return "microstates" in (kinds if self.states is None else [self.states.kind])
+
     def frontier(self) -> list[tuple[str, float]]:
         """Names and energies (eV) of the highest occupied, singly occupied and lowest empty
-        orbitals, of either spin in an unrestricted calculation."""
+        orbitals, of either spin in an unrestricted calculation; none of natural orbitals."""
+        if self.natural:
+            return []
         levels, occupancies = self.raw("orbital_energies"), self.raw("occupancies")
         if levels is None or occupancies is None:
             return []
@@ -145,6 +154,8 @@ class Result:
     def gap_ev(self) -> float | None:
         """From the highest occupied to the lowest empty level, of either spin, eV; None where a
         level is singly occupied without a spin of its own, or either is missing."""
+        if self.natural:
+            return None
         energies = self.raw("orbital_energies")
         paired = 0 if self.spin == "UHF" else _pairs(self.raw("occupancies"))
         if type(energies) is array and 0 < paired < len(energies):
@@ -261,4 +272,5 @@ def result_of(document: dict[str, Any]) -> Result:
         if value is not None:
             setattr(found, row.attribute, value)
     found.log = (document.get("log") or "").split("\n")
+    found.blocks = {name: document[name] for name in ("ci", "uv") if document.get(name)}
     return found

@@ -82,8 +82,6 @@ def _properties(result: Result) -> list[str]:
 
 def _frontier(result: Result) -> list[str]:
     """Levels at the edge, their gap, and what the spins do."""
-    if result.states is not None and result.states.kind == "microstates":
-        return []  # natural orbitals have taken their place
     lines = [line(name, f"{level:18.6f} eV") for name, level in result.frontier()]
     if result.gap_ev is not None:
         lines.append(line("Gap", f"{result.gap_ev:18.6f} eV"))
