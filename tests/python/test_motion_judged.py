@@ -8,6 +8,8 @@ import sys
 import pytest
 from support import ROOT
 
+from orbitrax import Backend, Job, Molecule, MonteCarlo, read_molecule
+
 pytestmark = pytest.mark.timeout(120)
 
 ENVIRONMENT = {**os.environ, "PYTHONPATH": str(ROOT / "python")}
@@ -71,3 +73,55 @@ def test_an_energy_that_wavers_and_comes_back_is_only_warned_of():
 def test_a_step_that_suits_is_not_complained_of(words):
     done, found, _ = run(*words)
     assert done.returncode == 0 and found["status"] == "done" and found["warnings"] == []
+
+
+@pytest.fixture()
+def parted(tmp_path):
+    """Hydrogen at 2.2 Angstrom, where the two electrons have parted."""
+    (tmp_path / "h2.xyz").write_text("2\n\nH 0 0 0\nH 0 0 2.2\n")
+    return str(tmp_path / "h2.xyz")
+
+
+def told(done, name, words):
+    return [line for line in done.stderr.splitlines()
+            if f"{name} of the run: " in line and words in line]
+
+
+@pytest.mark.parametrize("task, words", [
+    ("md", ["--temperature", "10"]), ("langevin", ["--friction", "0", "--temperature", "10"])])
+def test_a_closed_shell_that_is_no_minimum_is_warned_of(parted, task, words):
+    done, found, frames = run(task, "--time", "2fs", *words, molecule=(parted,))
+    assert found["status"] == "done" and done.returncode == 0
+    for name in ("start", "end"):
+        assert told(done, name, "the closed shell is unstable") != []
+    assert len(found["warnings"]) == 2
+    assert run(task, "--time", "2fs")[1]["warnings"] == []
+
+
+def test_electrons_that_stay_in_an_excited_state_are_warned_of(parted):
+    """As the atoms meet the electrons pair, and stay so as the atoms fly apart again."""
+    done, found, frames = run("md", "--time", "20fs", "--temperature", "10", "--uhf",
+                              molecule=(parted,))
+    with Backend() as backend:
+        last = backend.run(Job(Molecule([1, 1], found["coordinates_angstrom"]), "am1", uhf=True))
+    above = frames["potential_energy"][-1] - last.total_energy
+    assert above > 1 and told(done, "start", "") == []
+    assert told(done, "end", f"in an excited state, {above:.2f} kcal/mol above") != []
+
+
+@pytest.mark.parametrize("displacement, words", [(5.0, "smaller"), (0.0003, "larger"), (0.1, "")])
+def test_trial_moves_that_make_no_sample_are_warned_of(displacement, words):
+    with Backend() as backend:
+        task = MonteCarlo(displacement=displacement, sweeps=40)
+        result = task.start(read_molecule(ROOT / "examples/water.xyz"), "am1").execute(backend)
+    assert [f"take a {words} --displacement" in text for text in result.warnings] == (
+        [True] if words else [])
+
+
+@pytest.mark.parametrize("task", ["md", "langevin", "montecarlo", "vibrations"])
+def test_nothing_moves_by_a_configuration_interaction(task):
+    done = subprocess.run(
+        [sys.executable, "-m", "orbitrax", task, "examples/water.xyz", "-m", "am1", "--ci",
+         "singles", "--window", "1", "1"], cwd=ROOT, env=ENVIRONMENT, capture_output=True,
+        text=True)
+    assert done.returncode == 2 and done.stderr.startswith("orbitrax: error: --ci: ")

@@ -15,7 +15,11 @@ if TYPE_CHECKING:
 
     from orbitrax.job import Job
     from orbitrax.motion.trajectory import Frame, Restart
+    from orbitrax.results.result import Result
     from orbitrax.tasks.task import Run
+
+_FEW = 0.03  # of the moves: so few, or all but so few, make no sample
+_ENOUGH_MOVES = 100  # from which on that is seen
 
 
 class Sampling(Moving):
@@ -34,6 +38,25 @@ class Sampling(Moving):
         if accepted is not None:
             lines.append(line("Accepted", f"{100 * accepted:18.2f} % of the trial moves"))
         return lines
+
+    def judge(self, result: Result) -> None:
+        """Warns where almost all moves, or almost none, were taken: the structures are then those
+        next to the start."""
+        super().judge(result)
+        accepted, moves = self.last.accepted if self.last else None, self.done * self._movable
+        if accepted is None or moves < _ENOUGH_MOVES or not self.task.temperature:
+            return
+        if accepted < _FEW or accepted > 1.0 - _FEW:
+            result.warnings.append(
+                f"{100 * accepted:.1f} % of {moves} trial moves were taken, so that the structures "
+                "are still those next to the start and the mean says little; take a "
+                f"{'smaller' if accepted < _FEW else 'larger'} --displacement than "
+                f"{self.task.displacement:g} Angstrom")
+
+    @property
+    def _movable(self) -> int:
+        """Atoms that are tried in a sweep."""
+        return sum(self.job.molecule.z[i] > 0 for i in self.job.selected)
 
     def rest(self) -> list[str]:
         """The sweeps that are left."""

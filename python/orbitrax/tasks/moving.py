@@ -8,7 +8,7 @@ from array import array
 from decimal import Decimal
 
 from orbitrax.errors import NotConverged, Stopped, UsageError
-from orbitrax.job import Job
+from orbitrax.job import NO_CI, Job
 from orbitrax.link import events
 from orbitrax.molecules.elements import MASSES
 from orbitrax.motion.statistics import drift, fluctuation, mean, standard_error
@@ -22,11 +22,13 @@ if TYPE_CHECKING:
     from collections.abc import Callable, Sequence
     from typing import Any, ClassVar
 
+    from orbitrax.backend import Backend
     from orbitrax.link.events import Event
     from orbitrax.methods import Method
     from orbitrax.molecules.molecule import Molecule
     from orbitrax.motion.trajectory import Restart
     from orbitrax.results.result import Result
+    from orbitrax.tasks.task import Listener
 
 MOTION = "motion"  # heading of the settings
 # What the backend does for clients that ask, by the bits of its section of options.
@@ -34,6 +36,7 @@ MOTION = "motion"  # heading of the settings
  KNOWN_ENERGIES) = (1 << bit for bit in range(8))
 SEEDS = 150888  # the generator tells so many apart
 
+_SAME_STATE = 0.01  # kcal/mol, within which two SCFs at one place end
 _ACCELERATION = 418.4  # Angstrom/ps^2 of kcal/(mol Angstrom) on an atomic mass unit
 _SHOWN_EVERY = 0.1  # s
 _COLUMNS = ("step", "time_ps", "potential_energy", "kinetic_energy", "total_energy", "temperature")
@@ -46,7 +49,7 @@ def _given_numbers(given: Any) -> tuple[float, ...]:
 
 
 class Moving(Run):
-    """A run of frames. listeners are called with each frame as it comes; last: the last one;
+    """A run of frames. listeners are called with each frame as it comes; first, last: of them;
     columns: numbers of all frames, by name. Whoever sets `stopping` ends the run with the frame
     that comes next, by an error, Stopped, whose `partial` is the result so far."""
 
@@ -56,6 +59,7 @@ class Moving(Run):
     def __init__(self, task: Task, job: Job):
         super().__init__(task, job)
         self.listeners: list[Callable[[Frame], None]] = []
+        self.first: Frame | None = None
         self.last: Frame | None = None
         self.columns = {name: array("d") for name in _COLUMNS}
         self.stopping = False
@@ -101,7 +105,7 @@ class Moving(Run):
 
     def _take(self, frame: Frame) -> None:
         if self.last is None:
-            self._began = time.monotonic()
+            self._began, self.first = time.monotonic(), frame
         self.last = frame
         at = 0.0 if frame.time is None else float(frame.time)
         for name, value in zip(_COLUMNS, (frame.step, at, frame.potential, frame.kinetic,
@@ -159,6 +163,28 @@ class Moving(Run):
                 f"{self.job.settings.scf_iterations} iterations, so that forces and path are not "
                 "to be believed from there on (scf_converged=F in the trajectory); try a higher "
                 "--scf-iterations, --uhf for bonds that break, or a smaller step")
+
+    def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
+        """Tells of the state of the electrons at the first and the last frame, from single points
+        there: the SCFs of the run follow the state of its first, and are not tested."""
+        from orbitrax.session.scf_section import tests_state
+        from orbitrax.tasks.client_search import single_point
+
+        one = single_point(self.job)
+        if self.first is None or self.last is None or not tests_state(one):
+            return
+        for name, frame in {"start": self.first, "end": self.last}.items():
+            if frame is self.first and name == "end":
+                continue
+            found = backend.run(one.replace(one.molecule.replace(positions=frame.places)))
+            if not found.converged:
+                continue
+            above = frame.potential - (found.total_energy or frame.potential)
+            told = list(found.state_remarks)
+            if above > _SAME_STATE:
+                told.append(f"the electrons were in an excited state, {above:.2f} kcal/mol above "
+                            "the one that a single point finds")
+            result.warnings += [f"{name} of the run: {text}" for text in told]
 
     def _first_of_run(self) -> int:
         """Index of the first frame after a heating."""
@@ -298,6 +324,12 @@ class Motion(Task):
     first_time: Decimal = option(
         Decimal(0), convert=lambda given: Decimal(str(given)), typed=False,
         help="time of the first step, ps")
+
+    def _check(self) -> None:
+        super()._check()
+        if self.ci != NO_CI:
+            raise UsageError("--ci: nothing moves by a configuration interaction; leave it out, "
+                             "then take 'energy --ci' or 'uv' at frames of the trajectory")
 
     def own_molecule(self) -> Molecule | None:
         """That of the trajectory to go on from."""

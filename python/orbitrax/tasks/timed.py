@@ -173,6 +173,7 @@ class Timed(Motion):
         help="about how much heating and cooling change the temperature at once, K")
 
     def _check(self) -> None:
+        super()._check()
         if self.heat_from is not None and not self.heat_time:
             raise UsageError("--heat-from needs to know how long to heat: --heat-time 0.2ps")
         if bool(self.cool_time) != (self.cool_to is not None):

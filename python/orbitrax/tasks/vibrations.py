@@ -5,7 +5,7 @@ from __future__ import annotations
 from math import dist
 
 from orbitrax.errors import NotConverged, OrbitraxError, UsageError
-from orbitrax.job import VIBRATIONS, Job, JobSettings
+from orbitrax.job import NO_CI, VIBRATIONS, Job, JobSettings
 from orbitrax.settings import declared, option
 from orbitrax.tasks.optimize import Optimize
 from orbitrax.tasks.task import Run, Task, judge_scf, judge_states
@@ -209,6 +209,12 @@ class Vibrations(Task):
     animate: int | None = option(
         None, least=1, group=_FILE, metavar="K",
         help="show the motion of mode K, counted from 1 as in the table")
+
+    def _check(self) -> None:
+        super()._check()
+        if self.ci != NO_CI:
+            raise UsageError("--ci: there are no vibrations with configuration interaction; leave "
+                             "it out, then take 'energy --ci' or 'uv' at the same structure")
 
     def start(self, molecule: Molecule, method: Method | str | int) -> Run:
         """A run for a molecule."""
