@@ -212,9 +212,9 @@ class States:
                 and state.multiplicity in (None, self[0].multiplicity)]
 
     def doubts(self, levels: Sequence[float]) -> list[str]:
-        """What makes the states themselves doubtful, in words: a ground state that is an excited one
-        of the SCF, one of another spin below it, a window that ends within a set of equal levels.
-        levels: eV, ascending."""
+        """What makes the states themselves doubtful, in words: a ground state that is an
+        excitation of the SCF, one of another spin below it, a window that ends within a set of
+        equal levels. levels: eV, ascending."""
         found = []
         ground = self[0]
         closed = self.kind == "singles" and self.alpha == self.beta and any(
