@@ -331,3 +331,35 @@ def test_methods_have_their_own_kept_matrix():
         alone = run(second, "am1", backend)
         again = backend.modes([1.008, 18.998403163])
     assert again.frequencies == pytest.approx(alone.modes.frequencies, abs=1e-3)
+
+
+def test_a_part_that_its_surroundings_hold_is_told_of():
+    """By a force matrix of differences: four of six motions of a water among charges are between 50
+    and 270 1/cm, and in no table."""
+    start = read_molecule(ROOT / "examples" / "water_dimer.xyz")
+    with Backend() as backend:
+        found = Vibrations(select="1-3", optimize=True).start(start, "am1").execute(backend)
+        places = np.array(found.coordinates).reshape(-1, 3)
+
+        def slopes(shift):
+            job = Job(start.replace(positions=places + shift), "am1", select="1-3", scf_limit=1e-9)
+            return np.array(backend.run(job).gradient).reshape(-1, 3)[:3].ravel()
+
+        matrix = []
+        for k in range(9):
+            shift = np.zeros_like(places)
+            shift[k // 3, k % 3] = 0.002
+            matrix.append((slopes(shift) - slopes(-shift)) / 0.004)
+        alone = start.replace(positions=places)
+        free = Vibrations(select="1-3", optimize=True).start(
+            Molecule([8, 1, 1, 8], [*places[:3], [0, 0, 40]], 0, 1), "am1").execute(backend)
+        whole = run(Molecule(alone.z[:3], places[:3]), "am1", backend)
+    roots = found.modes.masses.repeat(3) ** -0.5
+    values = np.linalg.eigvalsh((np.array(matrix) + np.transpose(matrix)) / 2
+                                * np.outer(roots, roots))
+    exact = np.sqrt(np.abs(values) * 418.4) / (2 * np.pi) * 33.35641
+    held = sorted(found.modes.external)[2:]
+    assert held == pytest.approx(exact[2:6], abs=5) and held[0] > 50
+    [told] = [text for text in found.warnings if "hold the selected part" in text]
+    assert f"up to {max(held):.0f} 1/cm" in told and "imaginary" not in told
+    assert not [text for one in (free, whole) for text in one.warnings if "hold the" in text]

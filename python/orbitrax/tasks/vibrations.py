@@ -24,6 +24,7 @@ if TYPE_CHECKING:
 
 _MODES, _GAS, _FILE = "vibrations", "ideal gas", "picture and files"
 _NOT_SHARED = ("eigenvectors", "log_level", "precise", "debug")
+_HELD = 40.0  # 1/cm: a frequency of a motion as a whole that no residue of a slope makes
 
 
 def _isotopes(given: Any) -> tuple[Isotopes, ...]:
@@ -122,7 +123,9 @@ class Vibrating(Run):
             _judge_slope(result)
 
     def follow(self, backend: Backend, result: Result, on_event: Listener | None) -> None:
-        """The same force matrix with other masses."""
+        """The same force matrix with other masses; and a word on what is none of a molecule."""
+        if result.modes is not None and len(self.job.selected) < len(self.job.molecule):
+            result.warnings += _held_by_others(result.modes)
         for isotopes in self.task.isotope:
             masses = isotopes.applied(self.job.molecule.z, self.job.masses)
             self.isotopologues.append((isotopes, backend.modes(masses)))
@@ -147,6 +150,20 @@ class Vibrating(Run):
 
         moved = self.optimisation is not None or self.moved is not None
         return structure(result) if moved else []
+
+
+def _held_by_others(modes: Modes) -> list[str]:
+    """What there is to be warned of where surroundings hold a part as a whole: the motions that a
+    free molecule would have at no frequency."""
+    values = sorted(float(nu) for nu in modes.external)
+    held = [nu for nu in values if abs(nu) > _HELD]
+    if not held:
+        return []
+    count = sum(nu < 0 for nu in held)
+    return [f"the surroundings hold the selected part as a whole: its {len(values)} translations "
+            f"and rotations have frequencies up to {max(held, key=abs):.0f} 1/cm, which are "
+            "neither in the table nor in the zero-point energy"
+            + (f"; {count} of them imaginary, so that this is no minimum" if count else "")]
 
 
 def _judge_slope(result: Result) -> None:
