@@ -307,3 +307,11 @@ def test_a_search_tells_the_state_of_its_last_structure(words, tmp_path):
     assert lines[0][0].startswith("SCF                                converged, ")
     values = [[float(word) for word in one[1].split() if "." in word] for one in lines]
     assert values[0] == pytest.approx(values[1], abs=0.002) and len(values[0]) == 2
+
+
+@pytest.mark.parametrize("words", [["optimize", ETHANOL, "--freeze", "1,99"],
+                                   ["scan", ETHANOL, "--stretch", "1,2=1.5:1.6:0.1",
+                                    "--freeze", "99"]])
+def test_an_atom_that_is_not_there_cannot_be_held(words):
+    done = orbitrax(*words, "-m", "am1")
+    assert done.returncode == 2 and "--freeze: there is no atom 99 among 9" in done.stderr

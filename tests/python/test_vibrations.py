@@ -363,3 +363,14 @@ def test_a_part_that_its_surroundings_hold_is_told_of():
     [told] = [text for text in found.warnings if "hold the selected part" in text]
     assert f"up to {max(held):.0f} 1/cm" in told and "imaginary" not in told
     assert not [text for one in (free, whole) for text in one.warnings if "hold the" in text]
+
+
+def test_a_molecule_that_restraints_hold_has_no_free_energy():
+    with Backend() as backend:
+        task = Vibrations(optimize=True, restrain=("stretch 1 2 1.1 k=500",))
+        start = read_molecule(ROOT / "examples" / "water.xyz")
+        held = task.start(start, "am1").execute(backend)
+        free = Vibrations(optimize=True).start(start, "am1").execute(backend)
+    told = [one.blocks["vibrations"]["thermochemistry"] for one in (held, free)]
+    assert told[0]["free_energy"] is None and "restraints hold" in told[0]["reason"]
+    assert told[1]["free_energy"] is not None and told[1]["reason"] is None

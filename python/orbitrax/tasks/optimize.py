@@ -43,6 +43,9 @@ class Search(Run):
 
     def __init__(self, task: Task, job: Job):
         super().__init__(task, job)
+        for atom in sorted(self.task.frozen_atoms):
+            if not 1 <= atom <= len(job.molecule):
+                raise UsageError(f"--freeze: there is no atom {atom} among {len(job.molecule)}")
         self.points = ReportPoints(_REPORTED)
 
     def collect(self, event: Event) -> None:

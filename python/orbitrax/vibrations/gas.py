@@ -54,6 +54,8 @@ class GasOfResult:
     def _reason(self, result: Any) -> str | None:
         if len(self.modes.numbers) < len(result.symbols):
             return "a selected part is no molecule of a gas"
+        if result.restraint_energy is not None:
+            return "a molecule that restraints hold is none of a gas"
         if result.rms_gradient is not None and result.rms_gradient > STATIONARY:
             return "the structure is no stationary point"
         if self.left_out > 1:
