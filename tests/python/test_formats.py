@@ -321,3 +321,15 @@ def test_structures_that_ase_reads_are_counted(tmp_path, name, count):
     for number in (count, -count - 1):
         with pytest.raises(MoleculeError, match=f"no frame {number}; it has {count}"):
             read_molecule(f"{path}@{number}")
+
+
+@pytest.mark.parametrize("name, text, ghost", [
+    ("g.gjf", "#p am1\n\nwater\n\n0 1\nO 0 0 0\n{} 0 0 0.96\nH 0.9 0 0\n\n", "H-Bq"),
+    ("g.inp", "! AM1\n* xyz 0 1\nO 0 0 0\n{} 0 0 0.96\nH 0.9 0 0\n*\n", "H:")])
+def test_ghosts_of_atoms_are_no_atoms(tmp_path, name, text, ghost):
+    path = tmp_path / name
+    path.write_text(text.format("H"))
+    assert read_molecule(path).formula == "H2O"
+    path.write_text(text.format(ghost))
+    with pytest.raises(MoleculeError, match="is a ghost atom"):
+        read_molecule(path)

@@ -100,3 +100,22 @@ def test_qcengine_runs_every_driver_and_tells_failures():
                            (asked(scf_iterations=1), "convergence_error")):
         failed = qcengine.compute(document, "orbitrax")
         assert not failed.success and failed.error.error_type == kind
+
+
+@pytest.mark.parametrize("change, words", [
+    ({"molecule": {**HYDROXIDE, "real": [True, False]}}, "has ghost atoms"),
+    ({"molecule": {**HYDROXIDE, "molecular_multiplicity": 0}}, "molecular_multiplicity 0 is not"),
+    ({"schema_name": "qcschema_optimization_input"}, "no input of one calculation")])
+def test_what_is_not_meant_is_not_computed(backend, change, words):
+    told = compute({**asked(), **change}, backend)
+    assert not told["success"] and told["error"]["error_type"] == "input_error"
+    assert words in told["error"]["error_message"]
+    assert compute({**asked(), "molecule": {**HYDROXIDE, "real": [True, True]}}, backend)["success"]
+
+
+@pytest.mark.parametrize("driver", ["energy", "gradient", "hessian"])
+def test_the_state_of_the_electrons_is_told(backend, driver):
+    parted = {"symbols": ["H", "H"], "geometry": [0, 0, 0, 0, 0, 4.2]}
+    told = compute(asked(driver, molecule=parted), backend)["extras"]["orbitrax"]["warnings"]
+    assert len(told) == 1 and told[0].startswith("the closed shell is unstable")
+    assert compute(asked(driver), backend)["extras"]["orbitrax"]["warnings"] == []

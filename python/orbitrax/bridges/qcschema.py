@@ -26,6 +26,8 @@ if TYPE_CHECKING:
 
 DRIVERS = ("energy", "gradient", "hessian", "properties")
 
+_NAMES = ("qcschema_input", "qc_schema_input", "qcschema_atomic_input")
+
 _DEBYE_PER_AU = 2.541746473
 
 
@@ -64,6 +66,10 @@ def error_type(error: OrbitraxError) -> str:
 
 def _asked(document: dict[str, Any]) -> tuple[str, Job]:
     """Driver and job. Raises UsageError for what is no QCSchema input."""
+    name = document.get("schema_name")
+    if name not in (None, *_NAMES):
+        raise UsageError(f"a document of the schema '{name}' is no input of one calculation, which "
+                         f"is {_NAMES[0]}")
     try:
         return _driver(document), _job(document)
     except OrbitraxError:
@@ -118,6 +124,7 @@ def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
 
 def _one(backend: Backend, job: Job) -> Result:
     result = backend.run(job)
+    result.warnings += result.state_remarks
     if not job.settings.allow_unconverged:
         judge_scf(job, result)
     remark(job, result)

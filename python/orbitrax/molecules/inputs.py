@@ -121,14 +121,20 @@ def read_json(text: str, title: str) -> Molecule | None:
 
 
 def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
-    """A molecule of QCSchema: symbols, geometry in bohr, molecular_charge and multiplicity."""
-    charge = inner.get("molecular_charge")
+    """A molecule of QCSchema: symbols, geometry in bohr, molecular_charge and multiplicity. Raises
+    MoleculeError for one with ghost atoms, which have functions and no core."""
+    charge, multiplicity = inner.get("molecular_charge"), inner.get("molecular_multiplicity")
+    if not all(flat(inner["real"]) if inner.get("real") is not None else ()):
+        raise MoleculeError(f"{title}: it has ghost atoms, which semi-empirical methods have not")
+    if multiplicity is not None and (multiplicity != round(multiplicity) or multiplicity < 1):
+        raise MoleculeError(f"{title}: its molecular_multiplicity {multiplicity} is not a whole "
+                            "number from 1")
     if charge is not None and charge != round(charge):
         raise MoleculeError(f"{title}: its molecular_charge {charge} is not a whole number")
     return Molecule([NUMBERS[str(symbol).capitalize()] for symbol in inner["symbols"]],
                     [x * CODATA_ANGSTROM_PER_BOHR for x in flat(inner["geometry"])],
                     None if charge is None else round(charge),
-                    inner.get("molecular_multiplicity"), title=title)
+                    None if multiplicity is None else round(multiplicity), title=title)
 
 
 def _is_head(line: str) -> bool:
@@ -148,7 +154,11 @@ def _until_blank(lines: Sequence[str], start: int) -> tuple[list[str], int]:
 
 
 def _element(word: str, title: str, line: int) -> int:
-    """The atomic number of "C", "6", "C1", "C(Iso=13)", "H-H_"; -1 for a dummy."""
+    """The atomic number of "C", "6", "C1", "C(Iso=13)", "H-H_"; -1 for a dummy. Raises
+    MoleculeError for "H-Bq" and "H:", which are ghosts of atoms."""
+    if re.search(r"(?i)^[a-z]+\d*(-bq|:)", word):
+        raise MoleculeError(f"{title}, line {line}: '{word[:20]}' is a ghost atom, which "
+                            "semi-empirical methods have not")
     number = whole(word)
     if number is not None and 0 <= number < len(SYMBOLS):
         return number
