@@ -4,7 +4,7 @@ import numpy as np
 import pytest
 from support import ROOT
 
-from orbitrax import Backend, Job, Optimize, from_smiles, read_molecule
+from orbitrax import Backend, Job, Molecule, Optimize, from_smiles, read_molecule
 from orbitrax.errors import Cancelled, InputError, NotConverged, SettingError, UsageError
 from orbitrax.link.events import SearchPoint
 from orbitrax.serve.forms import make_task, task_forms
@@ -115,3 +115,16 @@ def test_settings_of_files_that_are_written_are_not_asked_for():
     assert "plot_state" not in fields["uv"] and "animate" not in fields["vibrations"]
     with pytest.raises(UsageError, match="the page has no setting 'plot_state'"):
         make_task("uv", {"plot_state": 1})
+
+
+def test_scans_and_comparisons_tell_the_warnings_of_all_their_results(backend):
+    """Hydrogen that is pulled apart as a closed shell; the result shown is that of one of them."""
+    parted = Molecule([1, 1], [[0, 0, 0], [0, 0, 2.2]])
+    scan = make_task("scan", {"along": "stretch 1,2=0.7:2.2:0.5"}).start(parted, "am1")
+    [told] = scan.execute(backend).warnings
+    assert told.startswith("2 of 4 points, the first at stretch 1-2 1.7: the closed shell is")
+    compared = make_task("compare", {"methods": "am1, pm3"}).start(parted, "am1")
+    own, other = compared.execute(backend).warnings
+    assert own.startswith("the closed shell is") and other.startswith("PM3: the closed shell is")
+    rows = compared.rows
+    assert [len(row["warnings"]) for row in rows] == [1, 1]

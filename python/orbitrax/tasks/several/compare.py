@@ -68,6 +68,9 @@ class Comparing(Run):
         found = own.partial if isinstance(own, OrbitraxError) else own
         if found is not None:
             found.task = self.task.name
+            found.warnings += [told for row in self.rows for text in row["warnings"]
+                               if (told := f"{row['method']}: {text}") not in found.warnings
+                               and text not in found.warnings]
             found.blocks.update(self.block(found))
         return found
 
