@@ -152,3 +152,41 @@ def test_a_barrier_tells_what_its_structures_are_warned_of():
         one.warnings = texts
     found = Barrier(results[0], results[2], Path(results[1], ((), ()), (None, None), ("", "")))
     assert found.warnings == ["a", "reactant and product: b"]
+
+
+HCN = [str(support.ROOT / "examples" / name) for name in ("hcn.xyz", "hnc.xyz")]
+GUESS = str(support.ROOT / "examples" / "hcn_ts_guess.xyz")
+
+
+@pytest.mark.parametrize("words, said", [
+    (["barrier", *HCN, "--step", "0"], "--step 0: choose from above 0 to 2"),
+    (["barrier", *HCN, "--step", "nan"], "--step nan: choose from above 0 to 2"),
+    (["path", HCN[0], "--step", "-0.1"], "--step -0.1: choose from above 0 to 2"),
+    (["path", HCN[0], "--points", "0"], "--points 0: choose 1 or more"),
+    (["path", HCN[0], "-o", "a.mol"], "a.mol: structures are written as xyz"),
+    (["barrier", *HCN, "-o", "a.cif"], "a.cif: structures are written as xyz"),
+    (["transit", *HCN, "-o", "a.mol"], "a.mol: structures are written as xyz"),
+    (["transit", HCN[0], HCN[0]], "are the same structure"),
+    (["ts", GUESS, "--mode", "5"], "--mode 5: "),
+    (["ts", GUESS, "--trajectory", "a.traj"], "a.traj: the structures of a search are")])
+def test_what_makes_no_path_is_refused(words, said, capsys, tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    assert main([*words, "-m", "am1", "--backend", "/bin/false"]) == 2
+    assert said in capsys.readouterr().err and not list(tmp_path.iterdir())
+
+
+def test_a_path_that_loses_the_way_down_is_not_done(tmp_path, capsys):
+    """One step of 2 Angstrom amu^1/2 leads beyond both valleys of HCN and HNC."""
+    saddle = str(tmp_path / "saddle.xyz")
+    assert main(["ts", GUESS, "-m", "am1", "-o", saddle]) == 0
+    capsys.readouterr()
+    assert main(["path", saddle, "-m", "am1", "--step", "2", "--json"]) == 1
+    document = json.loads(capsys.readouterr().out)
+    top = document["saddle_point"]["total_energy"]
+    lost = [side for side, end in enumerate(document["ends"], 1)
+            if end is None or end["total_energy"] > top - 0.01]
+    assert lost and document["status"] == "unconverged"
+    assert [f"side {side}: " in text for side, text in zip(lost, document["errors"])]
+    assert all(point["total_energy"] <= top for point in document["points"])
+    assert main(["path", saddle, "-m", "am1", "--points", "1"]) == 0
+    assert "1 point (1 step), then a minimum" in capsys.readouterr().out

@@ -61,7 +61,7 @@ def descend(surface: Callable[[Array], tuple[float, Array]], start: Point, direc
         positions = ((place + move) / root).reshape(-1, 3)
         energy, gradient = surface(positions)
         there = Point(number * step, energy, positions, gradient)
-        if number > 1 and energy > here.energy:
+        if energy > here.energy:
             branch.why = "the energy rises"
             return branch
         branch.points.append(there)
@@ -74,7 +74,7 @@ def descend(surface: Callable[[Array], tuple[float, Array]], start: Point, direc
             branch.why = "the gradient is small"
             return branch
         move = page_mciver(weighted, slope, step)
-    branch.why = f"{most} steps"
+    branch.why = "1 step" if most == 1 else f"{most} steps"
     return branch
 
 

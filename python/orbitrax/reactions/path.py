@@ -16,6 +16,7 @@ from orbitrax.tasks.ts import imaginary_of, modes_at, said
 
 _END_LIMIT = 0.05  # kcal/(mol Angstrom): of the minima
 _END_CYCLES = 200
+_FLAT = 1e-4  # kcal/mol: what is no lower than this below a saddle point is the same place
 
 
 @dataclass
@@ -89,9 +90,18 @@ def follow_path(surface: EnergySurface, saddle: Result, *, step: float = 0.1, mo
         last = branch.points[-1].positions if branch.points else start.positions
         surface.stage = f"minimum, side {side + 1}"
         end, why = _minimum(surface, last)
+        why = why or _not_below(end, start)
         ends.append(end)
         reasons.append(why)
     return Path(saddle, (branches[0], branches[1]), (ends[0], ends[1]), (reasons[0], reasons[1]))
+
+
+def _not_below(end: Result | None, saddle: Point) -> str:
+    """Why what stands at the end of a path is none of its ends; empty where it lies lower."""
+    if end is None or end.total_energy is None or end.total_energy < saddle.energy - _FLAT:
+        return ""
+    return (f"what stands there lies {end.total_energy - saddle.energy + 0.0:.4f} kcal/mol above "
+            "the saddle point: the way down was lost; take a smaller --step")
 
 
 def _minimum(surface: EnergySurface, positions: Any) -> tuple[Result | None, str]:

@@ -74,6 +74,7 @@ class SaddleRun(Run):
         super().__init__(task, job)
         if any(number <= 0 for number in job.molecule.z):
             raise UsageError(f"{job.molecule.title}: a saddle point of dummy atoms cannot be shown")
+        self.task.check_for(job)
         task.first_hessian(job)  # refuses one of other atoms before anything is begun
         self.points = ReportPoints(_REPORTED)
         self.modes: Modes | None = None
@@ -190,6 +191,9 @@ class SaddleTask(Task):
             raise UsageError("--select: a saddle point is one of a whole molecule")
         check_choice(self.hessian)
 
+    def check_for(self, job: Job) -> None:
+        """Raises UsageError for settings that do not go with a molecule."""
+
     def first_hessian(self, job: Job) -> bytes | None:
         """What was told, or a model."""
         from orbitrax.tasks.start_hessian import given_bytes
@@ -224,6 +228,12 @@ class Ts(SaddleTask):
         """The Hessian is computed where the search begins unless it is told."""
         return {**super().fields(job), "fComputeHessian": 1, "fTsSearch": 1,
                 "nFollowMode": self.followed}
+
+    def check_for(self, job: Job) -> None:
+        """Raises UsageError for a mode that there is none of."""
+        count = max(3 * len(job.molecule) - 5, 1)  # of a line
+        if (self.mode or 0) > count:
+            raise UsageError(f"--mode {self.mode}: {job.molecule.title} has no more than {count}")
 
     @property
     def followed(self) -> int:

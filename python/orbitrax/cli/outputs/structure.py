@@ -50,6 +50,9 @@ class StructureOutput(Output):
 
             check_name(self.path)
         if self.command.trajectory is not None:
+            if self.command.trajectory.lower().endswith(".traj"):
+                raise UsageError(f"{self.command.trajectory}: the structures of a search are "
+                                 "written as extended xyz; name a file NAME.xyz")
             import ase.io  # noqa: F401  what is missing is told before anything is computed
 
     def follow(self, run: Any, terminal: Terminal) -> None:

@@ -4,9 +4,9 @@ from __future__ import annotations
 
 from typing import Any
 
-from orbitrax.cli.reactions.path import add_path_options
-from orbitrax.cli.reactions.shared import (PICTURES, add_shared, backend_of, check_files, guarded,
-                                           molecule_of, shared_of, tell_warnings)
+from orbitrax.cli.reactions.path import add_path_options, check_path_options
+from orbitrax.cli.reactions.shared import (PICTURES, add_shared, backend_of, check_files, check_xyz,
+                                           guarded, molecule_of, shared_of, tell_warnings)
 
 DESCRIPTION = ("Optimises two structures of the same atoms, finds the saddle point between them, "
                "shows that it is one, follows the path down to both sides, and tells the barrier. "
@@ -52,6 +52,8 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.pairs import reordered
     from orbitrax.reactions.surface import EnergySurface
 
+    check_path_options(arguments)
+    check_xyz(arguments.output, PICTURES)
     check_files([arguments.output, arguments.csv, arguments.trajectory],
                 [arguments.reactant, arguments.product, arguments.guess])
     if not 0 < arguments.temperature <= 10000:

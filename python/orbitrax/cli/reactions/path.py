@@ -5,7 +5,11 @@ from __future__ import annotations
 from typing import Any
 
 from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, check_picture,
-                                           guarded, molecule_of, shared_of, tell_warnings)
+                                           check_xyz, guarded, molecule_of, shared_of,
+                                           tell_warnings)
+from orbitrax.errors import UsageError
+
+_LONGEST = 2.0  # Angstrom amu^1/2, of a step
 
 DESCRIPTION = ("Follows the path of steepest descent, in mass-weighted coordinates, from a saddle "
                "point down to both sides, and goes on to the minima.")
@@ -36,6 +40,15 @@ def add_path_options(parser: Any) -> None:
     parser.add_argument("--csv", metavar="FILE", help="write the profile there, as a table")
 
 
+def check_path_options(arguments: Any) -> None:
+    """Raises UsageError for steps and points that make no path."""
+    if not 0 < arguments.step <= _LONGEST:
+        raise UsageError(f"--step {arguments.step:g}: choose from above 0 to {_LONGEST:g} Angstrom "
+                         "amu^1/2")
+    if arguments.points < 1:
+        raise UsageError(f"--points {arguments.points}: choose 1 or more")
+
+
 def run(arguments: Any, terminal: Any) -> int:
     """Runs the path; returns the exit status."""
     return guarded(_run, arguments, terminal)
@@ -50,6 +63,8 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.surface import EnergySurface
     from orbitrax.tasks.ts import said
 
+    check_path_options(arguments)
+    check_xyz(arguments.output)
     check_files([arguments.output, arguments.csv, arguments.picture, arguments.trajectory],
                 [arguments.molecule])
     check_picture(arguments.picture)
@@ -65,6 +80,8 @@ def _run(arguments: Any, terminal: Any) -> int:
         print(json.dumps({"schema": "orbitrax-path-1", "method": arguments.method,
                           "status": "unconverged" if any(path.reasons) else "done",
                           "warnings": path.warnings,
+                          "errors": [f"side {side}: {why}" for side, why in
+                                     enumerate(path.reasons, 1) if why],
                           **path_document(path)}, allow_nan=False))
     elif not arguments.quiet:
         assert saddle.modes is not None

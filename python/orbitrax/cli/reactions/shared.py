@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import os
 from typing import Any
 
 from orbitrax.backend import Backend
@@ -16,6 +17,7 @@ from orbitrax.molecules.writing import xyz_text
 from orbitrax.tasks.task import OF_THE_MEAN
 
 SHARED = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis", "scf")
+_XYZ = (".xyz", ".extxyz")
 PICTURES = (".png", ".svg", ".pdf")
 
 
@@ -83,6 +85,14 @@ def check_files(paths: list[str | None], read: list[str | None]) -> None:
         if path is not None and path != "-":
             check_target(path)
     check_apart(paths, read)
+
+
+def check_xyz(path: str | None, others: tuple[str, ...] = ()) -> None:
+    """Raises UsageError for structures in a file whose name tells of another format."""
+    if path is not None and path != "-" and os.path.splitext(path)[1] and not path.lower().endswith(
+            (*_XYZ, *others)):
+        raise UsageError(f"{path}: structures are written as xyz; name a file NAME.xyz, and "
+                         "'orbitrax convert' makes others of it")
 
 
 def check_picture(path: str | None) -> None:

@@ -4,8 +4,9 @@ from __future__ import annotations
 
 from typing import Any
 
-from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, guarded,
+from orbitrax.cli.reactions.shared import (add_shared, backend_of, check_files, check_xyz, guarded,
                                            molecule_of, shared_of, store, structure_text)
+from orbitrax.errors import UsageError
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -13,6 +14,8 @@ if TYPE_CHECKING:
     from orbitrax.molecules.molecule import Molecule
     from orbitrax.results.result import Result
     from orbitrax.tasks.task import Run
+
+_APART = 0.01  # Angstrom, RMS: two structures nearer than this are one
 
 DESCRIPTION = ("Climbs from a guess, or from the middle of two structures of the same atoms, to "
                "the saddle point between them, and computes the vibrations there: status 0 only "
@@ -62,6 +65,7 @@ def _run(arguments: Any, terminal: Any) -> int:
     from orbitrax.reactions.surface import EnergySurface
     from orbitrax.tasks.transit import Transit
 
+    check_xyz(arguments.output)
     check_files([arguments.output, arguments.trajectory],
                 [arguments.reactant, arguments.product, arguments.guess])
     reactant, product, start = _places(arguments)
@@ -95,12 +99,15 @@ def _run(arguments: Any, terminal: Any) -> int:
 def _places(arguments: Any) -> tuple[Molecule, Molecule, Any]:
     """Reactant and product, laid upon the structure with which the search begins, and that."""
     from orbitrax.reactions.guess import between
-    from orbitrax.reactions.pairs import check_pair, reordered, superposed
+    from orbitrax.reactions.pairs import check_pair, distance, reordered, superposed
 
     reactant, product = molecule_of(arguments.reactant), molecule_of(arguments.product)
     if arguments.reorder:
         product = reordered(product, reactant)
     check_pair(reactant, product)
+    if distance(product.positions, reactant.positions) < _APART:
+        raise UsageError(f"{arguments.reactant} and {arguments.product} are the same structure: "
+                         "there is nothing between them")
     if arguments.guess:
         guess = molecule_of(arguments.guess)
         check_pair(reactant, guess)

@@ -5,6 +5,7 @@ from __future__ import annotations
 from typing import Any
 
 from orbitrax.cli.reactions.shared import store, structure_text
+from orbitrax.results.text import counted
 
 AXIS = ("reaction coordinate", "\u00c5 amu$^{1/2}$")
 
@@ -52,11 +53,12 @@ def path_document(path: Any) -> dict[str, Any]:
 def end_line(path: Any, side: int) -> str:
     """What one side of a path has come to."""
     branch, end = path.branches[side], path.ends[side]
-    text = f"side {side + 1}: {len(branch.points)} points ({branch.why}), then "
+    text = f"side {side + 1}: {counted(len(branch.points), 'point')} ({branch.why}), then "
     if end is None:
         return text + "no minimum"
     heat = end.heat_of_formation
     shown = "" if heat is None else f", heat of formation {heat:.4f}"
     kind = "an unfinished search" if path.reasons[side] else "a minimum"
-    return (f"{text}{kind} {path.saddle.total_energy - end.total_energy:.4f} kcal/mol below the "
-            f"saddle point{shown}")
+    fall = path.saddle.total_energy - end.total_energy
+    return (f"{text}{kind} {abs(fall):.4f} kcal/mol {'below' if fall > 0 else 'above'} the saddle "
+            f"point{shown}")
