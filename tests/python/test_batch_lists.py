@@ -120,6 +120,18 @@ def test_a_key_is_that_of_the_molecule_the_task_and_its_settings(tmp_path, recip
     assert recipe.key(plain).hex() == recipe.key(plain._replace(number=9, where="there")).hex()
 
 
+@pytest.mark.parametrize("task, name, texts", [
+    ("energy", "restrain", ("stretch 1 2 1.5", "stretch 1 2 1.8", "stretch 1 2 1.8 k=30")),
+    ("optimize", "fix", ("stretch 1 2 1.5", "stretch 1 2 1.8", "stretch 1 2")),
+    ("vibrations", "isotope", ("1=13C", "1=14C"))])
+def test_a_key_tells_all_that_a_setting_says(tmp_path, task, name, texts):
+    [item] = listed(tmp_path, "a.smi", "CC\n")
+    keys = [Recipe("am1", task, **{name: [text]}).key(item) for text in texts]
+    settings = [Recipe("am1", task).task.replace(**{name: [text]}).__dict__ for text in texts]
+    keys += [Recipe("am1", task).key(item._replace(settings=one)) for one in settings]
+    assert len(set(keys)) == 2 * len(texts)
+
+
 # ---- the results file ---------------------------------------------------------------------------
 
 

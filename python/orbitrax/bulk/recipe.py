@@ -92,7 +92,13 @@ class Recipe:
 def _given(values: Any, options: Any) -> str:
     """Settings that are not as they are by themselves, as a text."""
     return json.dumps({name: values[name] for name in sorted(values)
-                       if values[name] != options[name].default}, default=str)
+                       if values[name] != options[name].default}, default=_text)
+
+
+def _text(value: Any) -> str:
+    """All that a value says: a restraint's target and constant too, which its name leaves out."""
+    found: str = getattr(value, "text", None) or str(value)
+    return found
 
 
 def _content(item: Item) -> bytes:
