@@ -4,6 +4,8 @@ import io
 import itertools
 import json
 import os
+import pickle
+import shutil
 import subprocess
 import sys
 
@@ -130,6 +132,23 @@ def test_a_key_tells_all_that_a_setting_says(tmp_path, task, name, texts):
     settings = [Recipe("am1", task).task.replace(**{name: [text]}).__dict__ for text in texts]
     keys += [Recipe("am1", task).key(item._replace(settings=one)) for one in settings]
     assert len(set(keys)) == 2 * len(texts)
+
+
+def test_a_key_tells_what_stands_in_tables_of_ones_own(tmp_path, recipe, monkeypatch):
+    [item] = listed(tmp_path, "a.smi", "CC\n")
+    folder = shutil.copytree(ROOT / "parameters", tmp_path / "tables")
+    same = shutil.copytree(folder, tmp_path / "same")
+    before = Recipe("am1", tables=str(folder)).key(item)
+    assert Recipe("am1", tables=str(same)).key(item) == before
+    for path in folder.glob("am1_1*"):
+        path.write_text(path.read_text() + "# another\n")
+    keys = [before, recipe.key(item), Recipe("am1", tables=str(folder)).key(item)]
+    assert len(set(keys)) == 3
+    monkeypatch.setenv("ORBITRAX_PARAMETERS", str(folder))
+    there = pickle.loads(pickle.dumps(Recipe("am1")))
+    assert there.key(item) == keys[2]
+    monkeypatch.setenv("ORBITRAX_PARAMETERS", str(tmp_path))
+    assert there.identity == pickle.loads(pickle.dumps(there)).identity
 
 
 # ---- the results file ---------------------------------------------------------------------------

@@ -13,7 +13,7 @@ from orbitrax.errors import UsageError
 from orbitrax.link.process import find_backend
 from orbitrax.methods import find_method
 from orbitrax.settings import Option
-from orbitrax.tables import load_parameters
+from orbitrax.tables import load_parameters, other_tables
 from orbitrax.tasks.registry import find_task
 from orbitrax.tasks.task import Run, Task
 
@@ -27,7 +27,8 @@ class Recipe:
 
     method, task: by name, or a Task; settings by name. program, tables: as `Backend` has them.
     time_limit: seconds for one molecule; memory_limit: bytes of its backend. complete: add missing
-    hydrogens. Raises UsageError for what cannot be meant.
+    hydrogens. Raises UsageError for what cannot be meant, ParameterError for tables that cannot be
+    read.
     """
 
     def __init__(self, method: str = "am1", task: Task | str = "energy", *,
@@ -44,6 +45,7 @@ class Recipe:
         self.method = find_method(method).key
         self.program, self.tables, self.complete = program, tables, complete
         self.time_limit, self.memory_limit = time_limit, memory_limit
+        self._tables = other_tables(self.method, tables)
         self._hash = blake2b(self._words().encode(), digest_size=KEY_BYTES)
 
     def __getstate__(self) -> dict[str, Any]:
@@ -72,7 +74,7 @@ class Recipe:
     def _words(self) -> str:
         """All that a result depends on beside its molecule."""
         return json.dumps([__version__, self.method, self.task.name, self.complete,
-                           self.tables or "", _given(self.task.__dict__, self.task.options)])
+                           self._tables, _given(self.task.__dict__, self.task.options)])
 
     def key(self, item: Item) -> bytes:
         """What the result of a molecule depends on, as a hash."""

@@ -16,7 +16,7 @@ TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Iterable
 
-__all__ = ["SECTIONS", "ParameterSet", "load_parameters", "parameter_directory"]
+__all__ = ["SECTIONS", "ParameterSet", "load_parameters", "other_tables", "parameter_directory"]
 
 
 class ParameterSet:
@@ -84,9 +84,7 @@ def load_parameters(method: Method | str | int,
     from orbitrax.tables import cache
 
     method = find_method(method)
-    folder = os.fspath(directory) if directory else parameter_directory()
-    texts = [(path, _content(path)) for path in
-             (os.path.join(folder, name) for name in table_names(method.tables))]
+    texts = _texts(method, directory)
     key = cache.key_of(method.tables, [data for _, data in texts])
     packed = cache.look_up(key)
     if packed is None:
@@ -95,6 +93,25 @@ def load_parameters(method: Method | str | int,
         packed = pack(method.tables, texts)
         cache.keep(key, packed)
     return ParameterSet(method, packed.block, packed.pairs, packed.elements, packed.capping)
+
+
+def other_tables(method: Method | str | int,
+                 directory: str | os.PathLike[str] | None = None) -> str:
+    """A word that only the content of these tables has; empty for those of the package. Raises
+    ParameterError for tables that cannot be read."""
+    from orbitrax.tables import cache
+
+    if not directory and parameter_directory() == package_path("parameters"):
+        return ""
+    method = find_method(method)
+    return cache.key_of(method.tables, [data for _, data in _texts(method, directory)])
+
+
+def _texts(method: Method, directory: str | os.PathLike[str] | None) -> list[tuple[str, bytes]]:
+    """The files of a method, by path."""
+    folder = os.fspath(directory) if directory else parameter_directory()
+    return [(path, _content(path)) for path in
+            (os.path.join(folder, name) for name in table_names(method.tables))]
 
 
 def _content(path: str) -> bytes:
