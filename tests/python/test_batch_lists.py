@@ -13,6 +13,7 @@ import pytest
 from batches import ENVIRONMENT
 from support import ROOT
 
+import orbitrax.bulk.store as batch_store
 from orbitrax.bulk.index import index_path, read_rows
 from orbitrax.bulk.one import Answer
 from orbitrax.bulk.recipe import Recipe
@@ -254,6 +255,17 @@ def test_a_second_one_of_a_name_gets_a_number_the_same_each_time(tmp_path, recip
     path = tmp_path / "r.jsonl"
     assert fill(path, items, recipe, 2) == ["a", "a#2"]
     assert fill(path, items, recipe, 9, True) == ["a#2#2", "a#3"]
+
+
+def test_many_of_one_name_take_no_time_to_number(tmp_path, recipe, monkeypatch):
+    asked = []
+    monkeypatch.setattr(batch_store, "name_hash", lambda name: asked.append(name) or hash(name))
+    items = [item._replace(id="one") for item in listed(tmp_path, "a.smi", "C\n" * 500)]
+    store = Store(str(tmp_path / "r.jsonl"))
+    names = [item.id for item in store.missing(iter(items), recipe)]
+    store.close()
+    assert names == ["one", *(f"one#{k}" for k in range(2, 501))]
+    assert len(asked) < 4 * 500
 
 
 def test_slices_make_the_whole(tmp_path, items, recipe):

@@ -47,6 +47,7 @@ class Store:
             os.close(self._index)
             raise
         self._met = rows.keys()  # None for a key that has been met
+        self._counts: dict[str, int] = {}  # by id, the last number that one of its name has got
         if len(self._met) < len(rows):
             raise OrbitraxError(f"{path}: two records have one id; 'orbitrax merge {path} -o "
                                 "OTHER' keeps one of each")
@@ -120,9 +121,10 @@ class Store:
                                  "results file")
 
     def _renamed(self, item: Item) -> Item:
-        again = 2
+        again = self._counts.get(item.id, 1) + 1
         while self._met.get(name_hash(f"{item.id}#{again}"), 0) is None:
             again += 1
+        self._counts[item.id] = again
         return item._replace(id=f"{item.id}#{again}")
 
     # ---- what has been done ---------------------------------------------------------------------
