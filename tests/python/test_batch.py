@@ -10,6 +10,8 @@ from batches import ROOT, alike, compared, orbitrax, records, row_of_waters
 
 import orbitrax as package
 from orbitrax import UsageError
+from orbitrax.bulk.records import merge
+from orbitrax.bulk.store import Store
 from orbitrax.cli.lists.batch import parse_shard, parse_size
 from orbitrax.cli.lists.progress import count_of
 
@@ -112,6 +114,18 @@ def test_slices_merge_to_the_whole_whatever_the_workers(batch):
     resumed = orbitrax("batch", folder / "list.csv", "-m", "am1", "--task", "optimize", "--limit",
                        "0.5", "-o", folder / "m.jsonl", "--resume")
     assert resumed.returncode == 0 and "0 computed" in resumed.stderr
+
+
+def test_nothing_is_merged_into_what_a_batch_is_writing(batch, tmp_path):
+    path = tmp_path / "r.jsonl"
+    path.write_bytes((batch[0] / "r.jsonl").read_bytes())
+    store = Store(str(path), resume=True)
+    inode = path.stat().st_ino
+    with pytest.raises(UsageError, match="another run is writing it"):
+        merge([str(path)], str(path))
+    store.close()
+    assert path.stat().st_ino == inode and len(records(path)) == 6
+    assert merge([str(path)], str(path)) == (6, 0)
 
 
 def test_limits_end_one_molecule_and_not_the_others(tmp_path):

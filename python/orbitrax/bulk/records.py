@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
 import os
 import re
@@ -12,7 +13,7 @@ from typing import Any, BinaryIO
 
 from orbitrax.bulk.index import Row, header, index_path, packed, read_rows
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
-from orbitrax.files import check_target, replaced
+from orbitrax.files import check_target, claimed, replaced
 from orbitrax.jsontext import from_json
 
 _NUMBER = re.compile(r"-?\d+\.\d+")  # what two warnings of one kind differ in
@@ -304,8 +305,23 @@ def _bonds(record: dict[str, Any]) -> bytes | None:
 def merge(paths: Sequence[str], output: str) -> tuple[int, int]:
     """Joins results files into one with one record for each id, that of a result before that of an
     accident, and of two alike the later; returns how many records there are and how many were left
-    out. Raises UsageError where two differ in what was computed."""
+    out. Raises UsageError where two differ in what was computed, and where a batch is writing the
+    output, whose further records nobody would see."""
     check_target(output)
+    with _held(index_path(output)):
+        return _merged(paths, output)
+
+
+@contextlib.contextmanager
+def _held(index: str) -> Iterator[None]:
+    """Has an index that is there for itself, as a batch does."""
+    with contextlib.ExitStack() as held:
+        if os.path.exists(index):
+            held.callback(os.close, claimed(index, os.O_RDWR))
+        yield
+
+
+def _merged(paths: Sequence[str], output: str) -> tuple[int, int]:
     best: dict[int, tuple[int, Row]] = {}
     total = 0
     for place, path in enumerate(paths):
