@@ -5,6 +5,7 @@ import signal
 import socket
 import subprocess
 import sys
+from contextlib import nullcontext
 from pathlib import Path
 from types import SimpleNamespace
 from unittest.mock import Mock
@@ -150,6 +151,42 @@ class LeavingClient:
 
     def close(self, timeout):
         pass
+
+
+class HesitantClient(LeavingClient):
+    """A scheduler's client whose workers believe now and then that a task is wanted no more."""
+
+    def __init__(self):
+        super().__init__(False)
+        self._tasks = 0
+
+    def _result(self, portion):
+        self._tasks += 1
+        return super()._result(portion[:len(portion) // 2] if self._tasks % 2 else portion)
+
+
+def test_what_a_worker_has_left_of_a_task_is_computed_all_the_same(monkeypatch):
+    monkeypatch.setattr("orbitrax.bulk.cluster._connected", lambda *_: HesitantClient())
+    monkeypatch.setattr("orbitrax.bulk.cluster._PORTION", 5.0)
+    answers = [answer for answer in cluster_engine.Cluster(None, "tcp://there").run(iter(range(30)))
+               if answer]
+    assert sorted(answer.number for answer in answers) == list(range(30))
+
+
+@pytest.mark.parametrize("ends_at", [1, 2])
+def test_no_answer_is_made_of_what_was_given_up(monkeypatch, ends_at):
+    given_up = SimpleNamespace(happened=False)
+    computer = Mock()
+
+    def compute(item):
+        given_up.happened = item == ends_at
+        return f"answer to {item}"
+
+    computer.compute = compute
+    monkeypatch.setattr(cluster_engine, "kept_computer", lambda recipe: nullcontext(computer))
+    monkeypatch.setattr(cluster_engine, "GivenUp", lambda end: nullcontext(given_up))
+    assert cluster_engine.compute(None, [1, 2, 3]) == ["answer to 1", "answer to 2"][:ends_at - 1]
+    computer.close.assert_called_once()
 
 
 def test_a_scheduler_that_is_lost_in_the_middle_of_an_answer_is_waited_for(monkeypatch):

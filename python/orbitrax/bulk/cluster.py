@@ -33,14 +33,15 @@ _GONE = (OSError, TimeoutError, asyncio.CancelledError, concurrent.futures.Cance
 
 def compute(recipe: Recipe, items: Sequence[Item]) -> list[Answer]:
     """The answers for a portion, on a backend that this thread keeps for its next one; it is ended
-    where the run has been given up meanwhile."""
+    where the run has been given up meanwhile, and there are answers for what came before."""
     answers: list[Answer] = []
     with kept_computer(recipe) as computer, GivenUp(computer.backend.cancel) as given_up:
         for item in items:
+            answer = computer.compute(item)
             if given_up.happened:
                 computer.close()
                 break
-            answers.append(computer.compute(item))
+            answers.append(answer)
     return answers
 
 
@@ -142,6 +143,10 @@ class Cluster:
             answers: list[Answer] = future.result(timeout=_CONNECT)
         except _GONE:
             self._again.append(portion)
+            return
+        if len(answers) < len(portion):  # the scheduler had given it up, and then did not
+            self._again.append(portion[len(answers):])
+        if not answers:
             return
         took = sum(answer.seconds for answer in answers) / len(answers)
         self._size = max(1, min(_MOST_AT_ONCE, int(_PORTION / max(took, 1e-4))))
