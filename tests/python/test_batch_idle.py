@@ -3,6 +3,7 @@
 import os
 import threading
 import time
+from unittest.mock import Mock
 
 import pytest
 from batches import gone
@@ -11,6 +12,7 @@ from support import ROOT
 import orbitrax
 from orbitrax.bulk import kept
 from orbitrax.bulk.recipe import Recipe
+from orbitrax.bulk.watch import Watch
 
 WATER = ROOT / "examples" / "water.xyz"
 
@@ -72,3 +74,21 @@ def test_a_fork_leaves_the_backends_of_its_parent_and_looks_after_its_own(recipe
         os._exit(0 if own and looks else 1)
     assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
     assert pid_of(recipe) == pid and orbitrax.compute(recipe, WATER).status == "done"
+
+
+def test_a_limit_that_one_molecule_reaches_as_it_ends_is_not_the_next_ones():
+    backend = Mock(pid=None)
+    watch = Watch(backend, None, None)
+    watch.begin()
+
+    def ends_meanwhile(took):
+        watch.end()
+        watch.begin()
+        return "it took too long"
+
+    watch._exceeded = ends_meanwhile
+    watch.look()
+    assert watch.reason is None and not backend.cancel.called
+    watch._exceeded = lambda took: "it took too long"
+    watch.look()
+    assert watch.reason == "it took too long" and backend.cancel.called

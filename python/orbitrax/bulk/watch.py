@@ -34,35 +34,48 @@ class Watch:
                  overrun: Callable[[str], None] | None = None):
         self._backend, self._overrun = backend, overrun
         self._time_limit, self._memory_limit = time_limit, memory_limit
+        self._guard = threading.Lock()  # of the next three
         self._began: float | None = None
         self.reason: str | None = None
+        self._asked = 0.0  # seconds of the molecule after which its backend was first ended
         self.watches = time_limit is not None or memory_limit is not None
         if self.watches:
             threading.Thread(target=self._look, daemon=True).start()
 
     def begin(self) -> None:
         """A molecule begins."""
-        self.reason = None
-        self._began = time.monotonic()
+        with self._guard:
+            self.reason = None
+            self._began = time.monotonic()
 
     def end(self) -> None:
         """It has ended."""
-        self._began = None
+        with self._guard:
+            self._began = None
 
     def _look(self) -> None:
         while True:
             time.sleep(_LOOK)
-            began = self._began
-            if began is None:
-                continue
-            took = time.monotonic() - began
-            if self.reason is None:
-                self.reason = self._exceeded(took)
-                asked = took
-            if self.reason is not None and began == self._began:
-                self._backend.cancel()
-                if took - asked > _PATIENCE and self._overrun is not None:
-                    self._overrun(self.reason)
+            self.look()
+
+    def look(self) -> None:
+        """Ends the molecule at work where it is over a limit, and no other that has begun since."""
+        began = self._began
+        if began is None:
+            return
+        took = time.monotonic() - began
+        exceeded = None if self.reason else self._exceeded(took)
+        with self._guard:
+            if began != self._began:
+                return
+            if exceeded is not None:
+                self.reason, self._asked = exceeded, took
+            reason = self.reason
+            if reason is None:
+                return
+            self._backend.cancel()
+        if took - self._asked > _PATIENCE and self._overrun is not None:
+            self._overrun(reason)
 
     def _exceeded(self, took: float) -> str | None:
         if self._time_limit is not None and took >= self._time_limit:
