@@ -7,7 +7,7 @@ from itertools import product
 import numpy as np
 import pytest
 from orbitrax import read_molecule
-from orbitrax.molecules.symmetry import symmetrised
+from orbitrax.molecules.symmetry import rotations, symmetrised
 from support import ROOT
 
 PHI = (1 + 5**0.5) / 2
@@ -110,3 +110,29 @@ def test_atoms_on_a_line_stay(places):
 def test_taxol_has_no_symmetry():
     molecule = read_molecule(ROOT / "benchmarks" / "molecules" / "taxol.xyz")
     assert symmetrised(molecule.z, molecule.positions) is None
+
+
+@pytest.mark.parametrize("name, number", [
+    ("football", 60), ("benzene", 12), ("methane", 12), ("hexafluoride", 24), ("propeller", 6),
+    ("water", 2)])
+def test_rotations_are_those_of_the_point_group(name, number):
+    z, ideal = FIGURES[name]
+    assert rotations(z, shaken(ideal, 1e-5, 1)) == number
+
+
+@pytest.mark.parametrize("name, heavy, number", [
+    ("methane", [1], 3), ("methane", [1, 2], 2), ("methane", [1, 2, 3], 3),
+    ("benzene", [6], 2), ("benzene", [6, 9], 4), ("benzene", [6, 8, 10], 6), ("benzene", [6, 7], 2),
+    ("benzene", [6, 7, 8], 2), ("water", [1], 1), ("water", [0], 2), ("hexafluoride", [1], 4),
+    ("hexafluoride", [1, 2], 2), ("football", [0], 1), ("propeller", [1], 1)])
+def test_isotopes_leave_the_rotations_that_bring_like_to_like(name, heavy, number):
+    z, ideal = FIGURES[name]
+    kinds = [z[i] + 100 * (i in heavy) for i in range(len(z))]
+    assert rotations(kinds, shaken(ideal, 1e-5, 2)) == number
+
+
+@pytest.mark.parametrize("kinds, number", [([8, 6, 8], 2), ([18, 6, 8], 1), ([1, 1], 2), ([2], 1),
+                                           ([1, 6, 6, 1], 2), ([1, 6, 13, 1], 1)])
+def test_rotations_of_a_line_are_those_that_turn_it(kinds, number):
+    line = np.outer(np.arange(len(kinds)) - (len(kinds) - 1) / 2, [0.3, 0.8, -0.4])
+    assert rotations(kinds, line + 2.0) == number

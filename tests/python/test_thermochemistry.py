@@ -8,6 +8,10 @@ import numpy as np
 import pytest
 from ase import Atoms, units
 from ase.thermochemistry import IdealGasThermo
+
+import orbitrax
+from orbitrax import Molecule
+from orbitrax.vibrations.gas import GasOfResult
 from orbitrax.vibrations.thermochemistry import ATMOSPHERE, GAS, ROOM, ideal_gas, zero_point_energy
 from vibration_sets import VibrationSet, read_sets
 
@@ -126,3 +130,19 @@ def test_what_is_no_gas_is_refused():
     with pytest.raises(ValueError, match="above 0"):
         ideal_gas([-100.0], 18.0, [1.0], 1)
     assert ideal_gas([], 4.0, [], 1).pressure == ATMOSPHERE
+
+
+@pytest.mark.parametrize("heavy, number", [((), 12), ((1,), 3), ((1, 2), 2), ((1, 2, 3), 3),
+                                           ((1, 2, 3, 4), 12)])
+def test_isotopes_make_a_gas_of_their_own(heavy, number):
+    """The rotations that are left of the 12 of CH4: none turns D into H."""
+    methane = Molecule([6, 1, 1, 1, 1], 0.642 * np.array(
+        [[0, 0, 0], [1, 1, 1], [-1, -1, 1], [-1, 1, -1], [1, -1, -1]]),
+        masses=[12.011, *(2.014102 if i in heavy else 1.008 for i in range(1, 5))])
+    result = orbitrax.run(methane, "am1", "vibrations", optimize=True)
+    about = GasOfResult(result, ROOM, ATMOSPHERE)
+    assert (result.point_group, about.symmetry_number) == ("TD", number)
+    modes = result.modes
+    of_one = ideal_gas([float(nu) for nu in modes.frequencies], float(modes.masses.sum()),
+                       modes.rotational_constants, 1)
+    assert of_one.entropy - about.gas.entropy == pytest.approx(GAS * math.log(number), abs=1e-9)

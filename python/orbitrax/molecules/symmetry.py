@@ -43,6 +43,26 @@ def symmetrised(z: Sequence[int], positions: Places, within: float = WITHIN) -> 
     return exact if shift <= within else None
 
 
+def rotations(kinds: Sequence[int], positions: Places, within: float = WITHIN) -> int:
+    """How many rotations bring each atom (n x 3, Angstrom) to the place of one of its kind, the
+    identity among them; of atoms on a line, which have no end of them, those that turn the line.
+    """
+    alike, places = np.asarray(kinds), np.asarray(positions, dtype=float)
+    places = places - places.mean(axis=0)
+    pair = _telling_pair(alike, places, 2 * within)
+    if pair is None:
+        images = _nearest(alike, -places, places)
+        off = np.linalg.norm(places + places[images], axis=1).max()
+        return 2 if len(places) > 1 and off <= within else 1
+    found = set()
+    for axes in _axes_of_images(alike, places, pair, 2 * within):
+        turn = axes.T @ _axes(places, *pair)
+        if np.linalg.det(turn) > 0:
+            order = _order_of(alike, places, turn, within)
+            found.add(None if order is None else order.tobytes())
+    return len(found - {None})
+
+
 def _orders(kinds: Order, places: Places, within: float) -> list[Order]:
     """In whose place each atom comes, operation by operation; the identity is among them."""
     pair = _telling_pair(kinds, places, within)

@@ -30,11 +30,25 @@ def symmetry_number(point_group: str) -> int:
     return {"C": order, "D": 2 * order, "S": order // 2}[point_group[0]]
 
 
+def _symmetry_number(point_group: str, modes: Modes) -> int:
+    """That of the point group, which knows elements only, as far as isotopes leave of it."""
+    masses = [round(float(mass), 3) for mass in modes.masses]
+    kinds = sorted(set(zip(modes.numbers, masses)))
+    number = symmetry_number(point_group)
+    if number == 1 or len(kinds) == len(set(modes.numbers)):
+        return number
+    from orbitrax.molecules.symmetry import rotations
+
+    return min(number, rotations([kinds.index(one) for one in zip(modes.numbers, masses)],
+                                 modes.positions))
+
+
 class GasOfResult:
     """An ideal gas of the molecule of a result, at a temperature, K, and a pressure, Pa.
 
     gas: None where there is no such thing, for the reason in `reason`. symmetry_number: 1 where
-    the point group is not known. left_out: how many modes count for nothing, as they are imaginary.
+    the point group is not known; isotopes are told apart. left_out: how many modes count for
+    nothing, as they are imaginary.
     """
 
     def __init__(self, result: Any, temperature: float, pressure: float):
@@ -42,7 +56,8 @@ class GasOfResult:
         self.modes: Modes = result.modes
         self.total_energy: float | None = result.total_energy
         self.left_out = self.modes.imaginary
-        self.symmetry_number = symmetry_number(result.point_group) if result.point_group else 1
+        self.symmetry_number = (_symmetry_number(result.point_group, self.modes)
+                                if result.point_group else 1)
         self.reason: str | None = self._reason(result)
         self.gas: Gas | None = None
         if self.reason is None:
