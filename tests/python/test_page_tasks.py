@@ -1,13 +1,18 @@
 """The tasks that the page alone offers: scans and comparisons."""
 
+import json
+
 import numpy as np
 import pytest
 from support import ROOT
 
 from orbitrax import Backend, Job, Molecule, Optimize, from_smiles, read_molecule
-from orbitrax.errors import Cancelled, InputError, NotConverged, SettingError, UsageError
+from orbitrax.errors import (Cancelled, InputError, MoleculeError, NotConverged, SettingError,
+                             UsageError)
 from orbitrax.link.events import SearchPoint
+from orbitrax.serve import work
 from orbitrax.serve.forms import make_task, task_forms
+from orbitrax.serve.molecules import from_json, read_dropped, to_json
 from orbitrax.tasks.outcome import outcome
 from orbitrax.tasks.registry import PAGE_TASKS, find_task
 
@@ -87,6 +92,28 @@ def test_methods_are_compared_and_those_that_cannot_say_why(backend):
         make_task("compare", {"methods": "zindo1"}).start(iron, "am1").execute(backend)
     with pytest.raises(UsageError, match="there is no method 'xyz'"):
         make_task("compare", {"methods": "xyz"})
+
+
+def test_isotopes_and_point_charges_go_through_the_page(backend):
+    """From a file to the browser, from there to a run, and once more to the next one."""
+    text = ("3\nProperties=species:S:1:pos:R:3:charge:R:1\nO 0 0 0.1 -0.4\nD 0.757 0 -0.49 0.2\n"
+            "H -0.757 0 -0.49 0.2\n")
+    there = json.loads(json.dumps(to_json(read_dropped({"text": text, "name": "hdo.xyz"}))))
+    again = json.loads(json.dumps(to_json(from_json(there))))
+    assert again["masses"] == pytest.approx([15.999, 2.014, 1.008], abs=1e-3)
+    assert again["point_charges"] == [-0.4, 0.2, 0.2]
+    answer = work.run({"task": "vibrations", "settings": {"optimize": True}, "method": "am1",
+                       "molecule": again}, backend, lambda message: None)
+    rows = answer["document"]["vibrations"]["modes"]
+    assert [row["frequency_cm1"] for row in rows] == pytest.approx([1653, 2577, 3545], abs=2)
+    assert "masses" not in to_json(from_smiles("O"))
+
+
+@pytest.mark.parametrize("own", [{"masses": [1.0]}, {"masses": ["x"] * 3}, {"point_charges": 3},
+                                 {"masses": [float("nan")] * 3}, {"masses": [1, 1, 10**400]}])
+def test_masses_that_cannot_be_are_refused(own):
+    with pytest.raises(MoleculeError):
+        from_json({**to_json(from_smiles("O")), **own})
 
 
 def test_only_the_page_has_them():

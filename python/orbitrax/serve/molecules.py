@@ -22,11 +22,13 @@ ENDINGS = tuple(sorted({*(ending for one in FORMATS for ending in one.endings), 
 
 
 def to_json(molecule: Molecule) -> dict[str, Any]:
-    """A molecule for the page."""
+    """A molecule for the page. masses and point_charges are there where it has some."""
+    own = {"masses": molecule.plain_masses, "point_charges": molecule.plain_charges}
     return {"numbers": list(molecule.z), "symbols": molecule.symbols,
             "positions": [round(x, 6) for x in molecule.xyz], "charge": molecule.charge,
             "multiplicity": molecule.multiplicity, "title": molecule.title,
-            "formula": molecule.formula, "remarks": [*molecule.remarks, *molecule.notes]}
+            "formula": molecule.formula, "remarks": [*molecule.remarks, *molecule.notes],
+            **{name: list(values) for name, values in own.items() if values is not None}}
 
 
 def from_json(given: Any) -> Molecule:
@@ -34,6 +36,8 @@ def from_json(given: Any) -> Molecule:
     try:
         numbers, positions = [int(z) for z in given["numbers"]], [
             float(x) for x in given["positions"]]
+        own = {name: [float(x) for x in given[name]] for name in ("masses", "point_charges")
+               if given.get(name) is not None}
         charge, multiplicity = given.get("charge"), given.get("multiplicity")
         whole = [value is None or (isinstance(value, int) and abs(value) < 1000)
                  for value in (charge, multiplicity)]
@@ -44,7 +48,8 @@ def from_json(given: Any) -> Molecule:
     if len(numbers) > MOST_ATOMS:
         raise MoleculeError(f"{len(numbers)} atoms are more than the page takes, {MOST_ATOMS}; use "
                             "the command line")
-    return Molecule(numbers, positions, charge, multiplicity,
+    return Molecule(numbers, positions, charge, multiplicity, own.get("masses"),
+                    own.get("point_charges"),
                     title=safe_name(str(given.get("title") or "molecule")))
 
 

@@ -94,6 +94,5 @@ function downloads(run) {
     run.frames.length > 1 && button("path xyz", path),
     d.orbital_energies_ev && button("Molden", molden),
     d.coordinates_angstrom && button("Use this structure", () => takeStructure({
-      numbers: run.request.molecule.numbers, positions: placesOf(run), title: run.title,
-      charge: d.charge, multiplicity: run.request.molecule.multiplicity })));
+      ...run.request.molecule, positions: placesOf(run), charge: d.charge })));
 }
