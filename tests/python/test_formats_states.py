@@ -7,7 +7,7 @@ import sys
 import pytest
 from support import ROOT
 
-from orbitrax import Molecule, read_molecule
+from orbitrax import Molecule, MoleculeError, as_molecule, read_molecule
 from orbitrax.molecules.perceive import with_bonds
 from orbitrax.molecules.writing import what_is_lost, write_molecule
 
@@ -109,3 +109,41 @@ def test_a_named_pipe_is_not_read_again(tmp_path):
             assert reader.stdout.read().splitlines()[0] == "3"
         finally:
             reader.kill()
+
+
+WATER_ROWS = ("O", " 0 0 0.1\n"), ("{}", " 0.757 0 -0.49\n"), ("{}", " -0.757 0 -0.49\n")
+DEUTERIUM, TRITIUM, ORDINARY = 2.014102, 3.016049, 1.008
+
+
+@pytest.mark.parametrize("name, head, end, words, masses", [
+    ("a.gjf", "# am1\n\nt\n\n0 1\n", "\n", ("D", "H"), (DEUTERIUM, ORDINARY)),
+    ("a.gjf", "# am1\n\nt\n\n0 1\n", "\n", ("H(Iso=2)", "T"), (DEUTERIUM, TRITIUM)),
+    ("a.gjf", "# am1\n\nt\n\n0 1\n", "\n", ("H(ResName=A, iso=2.0141)", "1"),
+     (DEUTERIUM, ORDINARY)),
+    ("a.mop", "AM1\nt\n\n", "", ("D", "H2.5"), (DEUTERIUM, 2.5)),
+    ("a.inp", "! AM1\n* xyz 0 1\n", "*\n", ("D", "H"), (DEUTERIUM, ORDINARY))])
+def test_inputs_of_other_programs_keep_isotopes(tmp_path, name, head, end, words, masses):
+    text = "".join(a + b for a, b in WATER_ROWS).format(*words)
+    (tmp_path / name).write_text(head + text + end)
+    found = read_molecule(tmp_path / name)
+    assert found.formula == "H2O" and list(found.plain_masses) == [pytest.approx(15.999, abs=1e-3),
+                                                                   *masses]
+    (tmp_path / name).write_text(head + text.replace("D", "H").replace("T", "H").replace(
+        "(Iso=2)", "").replace(", iso=2.0141", "").replace("2.5", "") + end)
+    assert read_molecule(tmp_path / name).plain_masses is None
+
+
+def test_an_isotope_that_is_not_known_is_refused(tmp_path):
+    (tmp_path / "a.gjf").write_text("# am1\n\nt\n\n0 1\nHe(Iso=9) 0 0 0\n\n")
+    with pytest.raises(MoleculeError, match="9He is no isotope"):
+        read_molecule(tmp_path / "a.gjf")
+
+
+def test_qcschema_keeps_masses_and_what_is_no_molecule_is_refused():
+    document = {"symbols": ["O", "H", "H"], "geometry": [0, 0, 0, 0, 0, 2, 0, 2, 0],
+                "masses": [15.995, 2.014, 1.008]}
+    assert list(as_molecule(document).plain_masses) == document["masses"]
+    for wrong in ({"symbols": ["O", "H", "Qq"]}, {"masses": ["x"] * 3}, {"masses": [1.0]},
+                  {"geometry": None}, {"molecular_charge": "one"}):
+        with pytest.raises(MoleculeError):
+            as_molecule({**document, **wrong})

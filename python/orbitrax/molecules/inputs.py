@@ -10,7 +10,8 @@ from orbitrax.arrays import flat
 from orbitrax.errors import MoleculeError
 from orbitrax.jsontext import from_json
 from orbitrax.molecules.comment import as_number, is_number, whole
-from orbitrax.molecules.elements import NUMBERS, SYMBOLS
+from orbitrax.molecules.elements import MASSES, NUMBERS, SYMBOLS
+from orbitrax.molecules.isotope_masses import ISOTOPES, NAMES
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.zmatrix import places
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR
@@ -37,9 +38,10 @@ def read_gaussian(text: str, title: str) -> Molecule:
     charge, multiplicity = map(whole, re.split(r"[\s,]+", lines[start].strip())[:2])
     atoms, rest = _until_blank(lines, start + 1)
     bohr = re.search(r"units\s*=?\s*\(?\s*(au|bohr)", route) is not None
-    numbers, positions = _atoms(atoms, _variables(lines[rest:]), title, start + 2)
+    numbers, positions, masses = _atoms(atoms, _variables(lines[rest:]), title, start + 2)
     scale = CODATA_ANGSTROM_PER_BOHR if bohr else 1.0
-    return Molecule(numbers, [x * scale for x in positions], charge, multiplicity, title=title)
+    return Molecule(numbers, [x * scale for x in positions], charge, multiplicity, masses,
+                    title=title)
 
 
 def read_mopac(text: str, title: str) -> Molecule:
@@ -62,9 +64,12 @@ def read_mopac(text: str, title: str) -> Molecule:
     else:
         positions = [x for _, values, _ in rows for x in values]
     keep = [i for i, number in enumerate(numbers) if number >= 0]
+    words = [line.replace(",", " ").split()[0] for line in atoms]
     return Molecule([numbers[i] for i in keep],
                     [x for i in keep for x in positions[3 * i:3 * i + 3]],
-                    None if charge is None else round(charge), multiplicity, title=title)
+                    None if charge is None else round(charge), multiplicity,
+                    _masses([words[i] for i in keep], [numbers[i] for i in keep], title),
+                    title=title)
 
 
 def read_orca(text: str, title: str) -> Molecule:
@@ -84,9 +89,10 @@ def read_orca(text: str, title: str) -> Molecule:
             if below.strip().startswith("*"):
                 break
             atoms.append(below.split("#")[0])
-        numbers, positions = _atoms([line for line in atoms if line.strip()], {}, title, i + 2)
+        numbers, positions, masses = _atoms([line for line in atoms if line.strip()], {}, title,
+                                            i + 2)
         scale = CODATA_ANGSTROM_PER_BOHR if re.search(r"^!.*\bbohrs\b", text, re.M | re.I) else 1.0
-        return Molecule(numbers, [x * scale for x in positions], charge, multiplicity,
+        return Molecule(numbers, [x * scale for x in positions], charge, multiplicity, masses,
                         title=title)
     raise MoleculeError(f"{title}: there is no block '* xyz CHARGE MULTIPLICITY' in it")
 
@@ -121,8 +127,17 @@ def read_json(text: str, title: str) -> Molecule | None:
 
 
 def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
-    """A molecule of QCSchema: symbols, geometry in bohr, molecular_charge and multiplicity. Raises
-    MoleculeError for one with ghost atoms, which have functions and no core."""
+    """A molecule of QCSchema: symbols, geometry in bohr, molecular_charge and multiplicity, masses.
+    Raises MoleculeError, also for one with ghost atoms, which have functions and no core."""
+    try:
+        return _of_qcschema(inner, title)
+    except MoleculeError:
+        raise
+    except (KeyError, TypeError, ValueError, OverflowError) as error:
+        raise MoleculeError(f"{title}: its atoms cannot be read: {error}") from None
+
+
+def _of_qcschema(inner: dict[str, Any], title: str) -> Molecule:
     charge, multiplicity = inner.get("molecular_charge"), inner.get("molecular_multiplicity")
     if not all(flat(inner["real"]) if inner.get("real") is not None else ()):
         raise MoleculeError(f"{title}: it has ghost atoms, which semi-empirical methods have not")
@@ -134,7 +149,8 @@ def from_qcschema(inner: dict[str, Any], title: str = "molecule") -> Molecule:
     return Molecule([NUMBERS[str(symbol).capitalize()] for symbol in inner["symbols"]],
                     [x * CODATA_ANGSTROM_PER_BOHR for x in flat(inner["geometry"])],
                     None if charge is None else round(charge),
-                    None if multiplicity is None else round(multiplicity), title=title)
+                    None if multiplicity is None else round(multiplicity),
+                    inner.get("masses"), title=title)
 
 
 def _is_head(line: str) -> bool:
@@ -173,6 +189,27 @@ def _element(word: str, title: str, line: int) -> int:
     return NUMBERS[name]
 
 
+def _masses(words: Sequence[str], numbers: Sequence[int], title: str) -> list[float] | None:
+    """Masses where "D", "C(Iso=13)" or MOPAC's "C13.003" tell of isotopes, else None."""
+    found = [_mass(word, number, title) for word, number in zip(words, numbers)]
+    if not any(found):
+        return None
+    return [mass or MASSES[number] for mass, number in zip(found, numbers)]
+
+
+def _mass(word: str, number: int, title: str) -> float | None:
+    told = re.search(r"\(.*\biso\w*=(\d+(?:\.\d*)?)", word, re.I)
+    if told is None:
+        plain = re.fullmatch(r"[A-Za-z]+(\d+\.\d+)", word)
+        letters = re.split(r"[^A-Za-z]", word)[0].upper()
+        return float(plain.group(1)) if plain else ISOTOPES.get(NAMES.get(letters, ""))
+    name = f"{round(float(told.group(1)))}{SYMBOLS[number]}"
+    if name not in ISOTOPES:
+        raise MoleculeError(f"{title}: '{word[:40]}': {name} is no isotope that is known; give its "
+                            "mass in an extended xyz file")
+    return ISOTOPES[name]
+
+
 def _variables(lines: Sequence[str]) -> dict[str, float]:
     """Values by name, from lines like "r1 1.09" or "r1=1.09"."""
     found: dict[str, float] = {}
@@ -184,9 +221,11 @@ def _variables(lines: Sequence[str]) -> dict[str, float]:
 
 
 def _atoms(lines: Sequence[str], variables: dict[str, float], title: str,
-           first: int) -> tuple[list[int], list[float]]:
-    """Numbers and places, of Cartesian or internal coordinates; dummies are left out."""
-    rows = [re.split(r"[\s,]+", line.strip()) for line in lines]
+           first: int) -> tuple[list[int], list[float], list[float] | None]:
+    """Numbers, places, of Cartesian or internal coordinates, and masses where isotopes are told of;
+    dummies are left out."""
+    rows = [re.split(r"[\s,]+", re.sub(r"\([^)]*\)", _without_commas, line).strip())
+            for line in lines]
     numbers = [_element(row[0], title, first + i) for i, row in enumerate(rows)]
     if rows and len(rows[0]) >= 4:
         xyz: list[float] = []
@@ -200,7 +239,13 @@ def _atoms(lines: Sequence[str], variables: dict[str, float], title: str,
         table = [_gaussian_row(i, row, rows, variables, title, first) for i, row in enumerate(rows)]
         xyz = [x for point in places(table) for x in point]
     keep = [i for i, number in enumerate(numbers) if number >= 0]
-    return [numbers[i] for i in keep], [x for i in keep for x in xyz[3 * i:3 * i + 3]]
+    masses = _masses([rows[i][0] for i in keep], [numbers[i] for i in keep], title)
+    return [numbers[i] for i in keep], [x for i in keep for x in xyz[3 * i:3 * i + 3]], masses
+
+
+def _without_commas(found: re.Match[str]) -> str:
+    """What stands in brackets as one word."""
+    return re.sub(r"[\s,]+", ";", found.group())
 
 
 def _gaussian_row(i: int, row: list[str], rows: list[list[str]], variables: dict[str, float],

@@ -4,24 +4,13 @@ from __future__ import annotations
 
 from orbitrax.errors import SettingError, UsageError
 from orbitrax.molecules.elements import NUMBERS, SYMBOLS
+from orbitrax.molecules.isotope_masses import ISOTOPES, NAMES
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
     from collections.abc import Sequence
     from typing import Any
 
-# Atomic masses, amu, rounded to a millionth (AME 2016, Chinese Phys. C 41, 030003).
-_MASSES = {
-    "1H": 1.007825, "2H": 2.014102, "3H": 3.016049, "6Li": 6.015123, "7Li": 7.016003,
-    "10B": 10.012937, "11B": 11.009305, "12C": 12.0, "13C": 13.003355, "14C": 14.003242,
-    "14N": 14.003074, "15N": 15.000109, "16O": 15.994915, "17O": 16.999132, "18O": 17.999160,
-    "19F": 18.998403, "28Si": 27.976927, "29Si": 28.976495, "30Si": 29.973770, "31P": 30.973762,
-    "32S": 31.972071, "33S": 32.971459, "34S": 33.967867, "35Cl": 34.968853, "37Cl": 36.965903,
-    "54Fe": 53.939608, "56Fe": 55.934936, "57Fe": 56.935392, "63Cu": 62.929597, "65Cu": 64.927790,
-    "64Zn": 63.929142, "66Zn": 65.926034, "68Zn": 67.924844, "79Br": 78.918338, "81Br": 80.916290,
-    "127I": 126.904473,
-}
-_NAMES = {"D": "2H", "T": "3H"}
 _HEAVIEST = 1000.0  # amu
 
 
@@ -93,9 +82,9 @@ def _change(word: str, text: str) -> tuple[str | tuple[int, ...], str | None, fl
         except UsageError:
             raise SettingError("isotope", text, f"'{place}' is neither atoms like 2,4-6 nor an "
                                "element") from None
-    isotope = _NAMES.get(name, name)
-    if isotope in _MASSES:
-        return atoms, isotope, _MASSES[isotope]
+    isotope = NAMES.get(name, name)
+    if isotope in ISOTOPES:
+        return atoms, isotope, ISOTOPES[isotope]
     try:
         mass = float(name)
     except ValueError:
