@@ -14,6 +14,7 @@ from support import ROOT
 
 from orbitrax import MoleculeError, from_ase, read_molecule
 from orbitrax.molecules.elements import SYMBOLS
+from orbitrax.molecules.reading import count_structures
 from orbitrax.molecules.xyz import looks_like_xyz, read_xyz
 
 HYDROXYL = "2\n{}\nO 0 0 0\nH 0 0 0.97\n"
@@ -216,3 +217,20 @@ def test_a_periodic_cell_is_remarked_whatever_the_format(tmp_path, ending):
             ase.io.write(path, atoms, format="extxyz" if ending == "xyz" else None)
             told = "periodic cell" in " ".join(read_molecule(path).remarks)
             assert told == periodic
+
+
+@pytest.mark.parametrize("gap", ["\n", "\n\n", " \n\t\n"])
+def test_frames_may_have_empty_lines_between_them(tmp_path, gap):
+    path = tmp_path / "many.xyz"
+    path.write_text(gap.join(f"2\nnumber {k}\nH 0 0 0\nH 0 0 0.{k}\n" for k in range(1, 4)) + gap)
+    assert count_structures(str(path)) == 3
+    last = read_molecule(path)
+    assert last.xyz[5] == 0.3 and "frame 3 of 3 is taken" in last.remarks[0]
+    assert [read_molecule(f"{path}@{k}").xyz[5] for k in range(3)] == [0.1, 0.2, 0.3]
+
+
+@pytest.mark.parametrize("rest", ["notes", "2\n", "2\n\nH 0 0 0\n", "2\n\nH 0 0 0\nof it\n",
+                                  "0\n\n", "9" * 5000, "9\n\nH 0 0 0\n"])
+def test_what_is_no_frame_behind_an_empty_line_is_left_alone(rest):
+    found = read_xyz(f"2\n\nH 0 0 0\nH 0 0 0.7\n\n{rest}", "it")
+    assert len(found) == 2 and not found.remarks

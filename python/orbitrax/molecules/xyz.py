@@ -54,7 +54,8 @@ def _is_bare_list(lines: Sequence[str]) -> bool:
 
 
 def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
-    """Index of the first line, and number of atoms, of each frame."""
+    """Index of the first line, and number of atoms, of each frame. What stands behind an empty line
+    is a frame where it can be one, and is left alone otherwise."""
     found: list[tuple[int, int]] = []
     place = 0
     while place < len(lines) and (lines[place].strip() or not found):
@@ -67,8 +68,19 @@ def _frames(lines: Sequence[str], title: str) -> list[tuple[int, int]]:
         if count > _MOST_ATOMS:
             raise MoleculeError(f"{title}, line {place + 1}: no molecule has {word[:40]} atoms")
         found.append((place, count))
-        place += 2 + count
+        place = _next_frame(lines, place + 2 + count)
     return found
+
+
+def _next_frame(lines: Sequence[str], place: int) -> int:
+    """Where the next frame begins: here, or behind empty lines a number with so many atoms."""
+    below = next((i for i in range(place, len(lines)) if lines[i].strip()), place)
+    word = lines[below].strip() if below < len(lines) else ""
+    if below == place or not word.isdecimal() or len(word) > _MOST_DIGITS:
+        return place
+    atoms = [line.split() for line in lines[below + 2:below + 2 + int(word)]]
+    whole_frame = len(atoms) == int(word) and all(len(words) >= _WORDS for words in atoms)
+    return below if whole_frame and atoms else place
 
 
 class _Frame:
