@@ -88,3 +88,16 @@ def test_what_is_no_trajectory_is_told(tmp_path):
     path.write_text("nonsense\n")
     assert "cannot be read as a trajectory" in analyse(path, "--spectrum").stderr
     assert "no such file" in analyse(tmp_path / "nowhere.xyz", "--spectrum").stderr
+
+
+def test_steps_without_times_have_distances_and_nothing_in_time(tmp_path):
+    """As those of a walk by trial moves have none."""
+    path = tmp_path / "walk.xyz"
+    write(path, [Atoms("H2", [[0, 0, 0], [0, 0, 0.7 + 0.01 * i]], info={"step": 10 * i})
+                 for i in range(5)])
+    done = analyse(path, "--distance", 1, 2, "-o", "-")
+    assert done.stdout.splitlines()[0] == "step,distance 1-2 (Angstrom)"
+    assert done.stdout.splitlines()[-1] == "40,0.74"
+    for word in ("--spectrum", "--autocorrelation", "--displacement"):
+        done = analyse(path, word)
+        assert done.returncode == 2 and "its frames have no times" in done.stderr

@@ -1,12 +1,16 @@
 """Looking into trajectories: against the definitions written naively, and closed forms."""
 
+from dataclasses import replace
+
 import numpy as np
 import pytest
 from ase import Atoms
 
 from orbitrax.motion.analysis import (CM_PER_CYCLE_PER_PS, Trajectory, angles, autocorrelation,
-                                      diffusion_constant, distances, mean_square_displacement,
-                                      power_spectrum, torsions, velocity_autocorrelation)
+                                      diffusion_constant, diffusion_error, distances,
+                                      mean_square_displacement, power_spectrum, torsions, unrolled,
+                                      velocity_autocorrelation)
+from orbitrax.motion.tables import displaced, geometry
 
 
 def walk(frames=200, atoms=3, seed=1):
@@ -81,3 +85,32 @@ def test_a_part_of_the_atoms_can_be_looked_at():
     assert part.symbols == ("H", "H") and list(part.masses) == [3.0, 1.0]
     np.testing.assert_array_equal(part.places, walk().places[:, [2, 0]])
     assert walk().atoms(None).places.shape == (200, 3, 3)
+
+
+def test_a_diffusion_constant_has_an_error_and_is_none_where_it_is_lost_in_it():
+    trajectory = walk(1000, 100)
+    found = diffusion_constant(trajectory.times, mean_square_displacement(trajectory))
+    error = diffusion_error(trajectory)
+    assert 0 < error < 0.2 * found and abs(found - 1 / (2 * 0.01)) < 3 * error
+    [told] = displaced(trajectory).summary
+    assert told.startswith(f"Diffusion constant {found:.4g} +- ") and "cm^2/s" in told
+    noise = np.random.default_rng(1).normal(size=trajectory.places.shape)  # about one place
+    [told] = displaced(replace(trajectory, places=noise)).summary
+    assert told.startswith("Diffusion constant not known: ") and "cm^2/s" not in told
+
+
+@pytest.mark.parametrize("middle", [180.0, -170.0, 60.0, 0.0])
+def test_torsions_swing_about_any_angle(middle):
+    """About 180 degrees half of them are -150 to -180: their mean is not 0."""
+    angles = middle + 30.0 * np.sin(np.linspace(0, 20 * np.pi, 401))
+    turns = (unrolled((angles + 180) % 360 - 180) - angles) / 360
+    assert turns == pytest.approx(round(turns[0]), abs=1e-9)
+    places = np.zeros((401, 4, 3))
+    places[:, 0], places[:, 2] = [1, 0, 0], [0, 0, 1]
+    radians = np.radians(angles)
+    places[:, 3] = np.stack([np.cos(radians), np.sin(radians), np.ones(401)], axis=1)
+    one = Trajectory(("C",) * 4, np.ones(4), np.arange(401) * 0.001, places, places * 0)
+    words = geometry(one, [("torsion", [1, 2, 3, 4])]).summary[0].replace(",", "").split()
+    mean, least, most = (float(words[words.index(word) + 1]) for word in ("mean", "from", "to"))
+    assert mean % 360 == pytest.approx(middle % 360, abs=0.01)
+    assert (least - mean, most - mean) == pytest.approx((-30, 30), abs=0.1)

@@ -68,6 +68,10 @@ def _run(arguments: Any) -> int:
     trajectory = read_trajectory(arguments.trajectory, interval)
     asked = [(name, atoms) for name, _, _ in _GEOMETRY for atoms in getattr(arguments, name)]
     tables = [geometry(trajectory, asked)] if asked else []
+    if not trajectory.timed and (arguments.spectrum or arguments.autocorrelation
+                                 or arguments.displacement):
+        raise UsageError(f"{arguments.trajectory}: its frames have no times; say how far they are "
+                         "apart with --interval 5fs")
     part = trajectory.atoms(_chosen(arguments.atoms, len(trajectory.symbols)))
     for wanted, make in ((arguments.spectrum, spectral), (arguments.autocorrelation, correlated),
                          (arguments.displacement, displaced)):

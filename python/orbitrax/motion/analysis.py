@@ -4,7 +4,7 @@ spectrum, mean square displacement. Times ps, places Angstrom, velocities Angstr
 
 from __future__ import annotations
 
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from typing import Any
 
 import numpy as np
@@ -17,13 +17,15 @@ CM_PER_CYCLE_PER_PS = 1e12 / 2.99792458e10  # wavenumber in 1/cm of one cycle in
 @dataclass(frozen=True)
 class Trajectory:
     """Frames at equal times. symbols: n; masses: n, amu; times: f; places and velocities: f x n x
-    3, the latter made from differences of the places where the frames have none."""
+    3, the latter made from differences of the places where the frames have none. timed: whether
+    the times are times, ps, and not numbers of steps that take none."""
 
     symbols: tuple[str, ...]
     masses: Array
     times: Array
     places: Array
     velocities: Array
+    timed: bool = True
 
     @property
     def interval(self) -> float:
@@ -35,7 +37,7 @@ class Trajectory:
         if indices is None:
             return self
         return Trajectory(tuple(self.symbols[i] for i in indices), self.masses[indices], self.times,
-                          self.places[:, indices], self.velocities[:, indices])
+                          self.places[:, indices], self.velocities[:, indices], self.timed)
 
 
 # ---- geometry -----------------------------------------------------------------------------------
@@ -115,3 +117,21 @@ def diffusion_constant(times: Array, displacement: Array) -> float:
     part = slice(f // 10, max(f // 10 + 2, f // 2))
     slope = np.polyfit(times[part], displacement[part], 1)[0]
     return float(slope) / 6.0
+
+
+def diffusion_error(trajectory: Trajectory) -> float:
+    """The standard error of the diffusion constant, from how x, y and z differ."""
+    along = [3.0 * diffusion_constant(trajectory.times, mean_square_displacement(
+        replace(trajectory, places=trajectory.places[:, :, k:k + 1]))) for k in range(3)]
+    return float(np.std(along, ddof=1) / np.sqrt(3.0))
+
+
+# ---- angles that go round -----------------------------------------------------------------------
+
+
+def unrolled(degrees: Array) -> Array:
+    """Angles, degrees, by the turns that bring each nearest to the mean direction of all."""
+    radians = np.radians(degrees)
+    middle = np.degrees(np.arctan2(np.sin(radians).mean(), np.cos(radians).mean()))
+    found: Array = middle + (degrees - middle + 180.0) % 360.0 - 180.0
+    return found

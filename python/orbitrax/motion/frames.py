@@ -17,8 +17,9 @@ _UNEVEN = 1e-3  # of an interval: times that differ more are no equal times
 
 def read_trajectory(path: str | os.PathLike[str], interval: Decimal | None = None) -> Trajectory:
     """All frames of a file that ASE reads. interval: ps between frames; None for the times of the
-    frames. Velocities are those of the frames, else differences of the places. Raises MoleculeError
-    for what is no trajectory, UsageError where there are no times."""
+    frames, or for the numbers of their steps where these take no time. Velocities are those of the
+    frames, else differences of the places. Raises MoleculeError for what is no trajectory,
+    UsageError where there are no times."""
     import ase.io
 
     name = os.fspath(path)
@@ -34,10 +35,16 @@ def read_trajectory(path: str | os.PathLike[str], interval: Decimal | None = Non
     symbols = frames[0].get_chemical_symbols()
     if any(frame.get_chemical_symbols() != symbols for frame in frames):
         raise MoleculeError(f"{name}: its frames are of different molecules")
-    times = _times(frames, interval, name)  # which may leave out the last frame
+    timed = interval is not None or any(
+        "time_ps" in frame.info or "step" not in frame.info for frame in frames)
+    if timed:
+        times = _times(frames, interval, name)  # which may leave out the last frame
+    else:
+        times = np.array([frame.info["step"] for frame in frames], dtype=float)
     places = np.array([frame.positions for frame in frames])
     return Trajectory(tuple(symbols), frames[0].get_masses(), times, places,
-                      _velocities(frames, places, times))
+                      _velocities(frames, places, times) if timed else np.zeros_like(places),
+                      timed)
 
 
 def _times(frames: list[Any], interval: Decimal | None, name: str) -> Any:

@@ -16,6 +16,7 @@ _MEASURES: dict[str, tuple[Callable[..., Array], str]] = {
 _MOST_PEAKS = 8
 _PEAK = 0.02  # of the highest: lower lines are not named
 _FASTEST = (2400.0, 4200.0)  # 1/cm: what molecules vibrate at, without hydrogen and with it
+_SEEN = 2.0  # standard errors that a diffusion constant is above 0 at least
 _LINE = 4  # points of the spectrum that a line covers
 
 
@@ -49,11 +50,14 @@ def geometry(trajectory: Trajectory, asked: list[tuple[str, list[int]]]) -> Tabl
         values = measure(trajectory.places, *(atom - 1 for atom in atoms))
         name = f"{kind} {named} ({unit})"
         columns[name] = values
+        if kind == "torsion":  # which swings about 180 as about any other value
+            values = analysis.unrolled(values)
         error = standard_error(values.tolist())
         about = "" if error is None else f" +- {error:.4f}"
         summary.append(f"{name:<34}mean {mean(values.tolist()):.4f}{about}, from "
                        f"{values.min():.4f} to {values.max():.4f}")
-    return Table("geometry", "time (ps)", trajectory.times, columns, summary)
+    along = "time (ps)" if trajectory.timed else "step"
+    return Table("geometry", along, trajectory.times, columns, summary)
 
 
 def spectral(trajectory: Trajectory) -> Table:
@@ -93,8 +97,12 @@ def displaced(trajectory: Trajectory) -> Table:
     times = trajectory.times - trajectory.times[0]
     values = analysis.mean_square_displacement(trajectory)
     constant = analysis.diffusion_constant(times, values)
-    cm2_per_s = 1e-4 * constant
+    error = analysis.diffusion_error(trajectory)
+    told = f"{constant:.4g} +- {error:.2g} Angstrom^2/ps"
+    if constant > _SEEN * error:
+        told += f" = {1e-4 * constant:.4g} cm^2/s"
+    else:
+        told = f"not known: {told}, of which a longer run may tell more"
     return Table("mean square displacement", "time (ps)", times[:half],
                  {"mean square displacement (Angstrom^2)": values[:half]},
-                 [f"Diffusion constant {constant:.4g} Angstrom^2/ps = {cm2_per_s:.4g} cm^2/s, from "
-                  f"the slope over {times[-1] / 2:.4g} ps"])
+                 [f"Diffusion constant {told}, from the slope over {times[-1] / 2:.4g} ps"])
