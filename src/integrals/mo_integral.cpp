@@ -10,6 +10,7 @@
 #include "link/link.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
+#include "numeric/vector_pairs.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -294,28 +295,31 @@ void FillMoProduct(const double* vA, const double* vB, double* vProduct) {
     }
 }
 
-void FillMoProducts(const double* vA, int nOthers, const double* mOthers, int nStepOthers,
+void FillMoProducts(const OrbitalColumns& a, const OrbitalColumns& b, Triangle triangle,
                     double* mProducts, int nStep) {
     const Monopole monopole = MonopolesOf(system.MethodId);
+    const bool fTriangle = triangle == Triangle::kLower;
+    const int nPairs = fTriangle ? a.nCount * (a.nCount + 1) / 2 : a.nCount * b.nCount;
     double* x = mProducts;
     double* mMonopole = Row(mProducts, nStep, Products());
-    for (int k = 0; k < Monopoles(); ++k) std::fill_n(Row(mMonopole, nStep, k), nOthers, 0.0);
+    for (int k = 0; k < Monopoles(); ++k) std::fill_n(Row(mMonopole, nStep, k), nPairs, 0.0);
     for (int nAtom = 0; nAtom < system.nSelected; ++nAtom) {
         const ListedAtom atom = AtomAt(nAtom);
-        const double* a = vA + atom.nFirst;
-        for (int i = 0; i < atom.nOrbitals; ++i) {
-            const double* bi = Row(mOthers, nStepOthers, atom.nFirst + i);
-            for (int j = 0; j < i; ++j, x += nStep) {
-                const double* bj = Row(mOthers, nStepOthers, atom.nFirst + j);
-                for (int k = 0; k < nOthers; ++k) x[k] = a[i] * bj[k] + a[j] * bi[k];
+        for (int i = atom.nFirst; i < atom.nFirst + atom.nOrbitals; ++i) {
+            VectorPairs pairs{.nFirst = a.nCount,
+                              .nSecond = b.nCount,
+                              .fTriangle = fTriangle,
+                              .vFirstI = Row(a.mOrbitals, a.nStep, i),
+                              .vSecondI = Row(b.mOrbitals, b.nStep, i)};
+            for (int j = atom.nFirst; j <= i; ++j, x += nStep) {
+                pairs.vFirstJ = Row(a.mOrbitals, a.nStep, j);
+                pairs.vSecondJ = Row(b.mOrbitals, b.nStep, j);
+                FillVectorPairs(pairs, x);
             }
-            for (int k = 0; k < nOthers; ++k) x[k] = a[i] * bi[k];
-            if (monopole != Monopole::kNone) {
-                const bool fAtom = monopole == Monopole::kAtom;
-                double* y = Row(mMonopole, nStep, fAtom ? nAtom : atom.nFirst + i);
-                for (int k = 0; k < nOthers; ++k) y[k] += x[k];
-            }
-            x += nStep;
+            if (monopole == Monopole::kNone) continue;
+            const bool fAtom = monopole == Monopole::kAtom;
+            double* y = Row(mMonopole, nStep, fAtom ? nAtom : i);
+            for (int k = 0; k < nPairs; ++k) y[k] += (x - nStep)[k];
         }
     }
 }

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "numeric/product.h"
+
 /// Two-electron integrals over molecular orbitals, in the unit of the method family:
 ///
 ///     (ab|cd) = sum over m n l s of a_m b_n c_l d_s (mn|ls)
@@ -27,9 +29,17 @@ void FillMoProduct(const double* vA, const double* vB, double* vProduct);
 /// The potential of a product: what each entry of another one is to be multiplied with. Yields.
 void FillMoPotential(const double* vProduct, double* vPotential);
 
-/// The products of one orbital with nOthers ones, each a column of mProducts, MoProductSize() x
-/// nStep. Orbital k of the others is column k of mOthers, N x nStepOthers.
-void FillMoProducts(const double* vA, int nOthers, const double* mOthers, int nStepOthers,
+/// Orbitals, each a column of a matrix of N rows.
+struct OrbitalColumns {
+    const double* mOrbitals;
+    int nStep;  ///< from one row to the next
+    int nCount;
+};
+
+/// The products of all pairs of an orbital of a and one of b, each a column of mProducts,
+/// MoProductSize() x nStep, in the order of a and within that of b. Of a lower triangle, each of a
+/// with those of b up to its own number.
+void FillMoProducts(const OrbitalColumns& a, const OrbitalColumns& b, Triangle triangle,
                     double* mProducts, int nStep);
 
 /// The repulsion of all entries, MoProductSize() x MoProductSize(): times a product it is the

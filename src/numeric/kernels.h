@@ -15,6 +15,7 @@ struct LaneFactors;
 struct PairBlock;
 struct Product;
 struct Reduction;
+struct VectorPairs;
 
 /// The kernels that decide how fast the backend is. The sources in numeric/forms are compiled once
 /// for each form, a kind of processor, and each compilation fills one such table. Forms differ in
@@ -59,6 +60,8 @@ struct Kernels {
     void (*FillDecay)(int n, double dZeta, const double* vR, double* vDecay);
     /// As in numeric/pair_block.h.
     void (*AddPairBlock)(const PairBlock& pair);
+    /// As in numeric/vector_pairs.h.
+    void (*FillVectorPairs)(const VectorPairs& pairs, double* vProducts);
 
     // With x = dOrigin + dShift, and d_i the n poles; a difference d_i - x is taken as
     // (d_i - dOrigin) - dShift, so that it keeps its digits next to the origin.

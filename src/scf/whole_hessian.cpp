@@ -25,40 +25,38 @@ constexpr int InTriangle(int n) {
 /// nVirtual from nFrom on. Open levels are among both.
 struct PairsOfSet {
     const Shells& shells;
-    const double* mVectors;
     int nOcc, nFrom, nVirtual;
     Array<double> mTransposed = {};  ///< N x N, orbital k in column k
 
     int Count() const { return nOcc * nVirtual; }
+    OrbitalColumns From(int nFirst, int nCount) const {
+        return {mTransposed.Data() + nFirst, shells.n, nCount};
+    }
 };
 
 PairsOfSet PairsOf(const Electrons& electrons, int nSet) {
     const Shells& shells = electrons.vShells[nSet];
     const int n = shells.n, nFrom = shells.EndOfShell(0);
-    PairsOfSet set{shells, electrons.pSets[nSet]->mVectors.Data(), shells.Occupied(), nFrom,
-                   n - nFrom};
+    PairsOfSet set{shells, shells.Occupied(), nFrom, n - nFrom};
+    const double* mVectors = electrons.pSets[nSet]->mVectors.Data();
     set.mTransposed.TakeUnset(Size(n), Size(n), kWork);
     for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j)
-            Row(set.mTransposed.Data(), n, j)[i] = Row(set.mVectors, n, i)[j];
+        for (int j = 0; j < n; ++j) Row(set.mTransposed.Data(), n, j)[i] = Row(mVectors, n, i)[j];
     return set;
 }
 
 /// Products of all p with all q, a column each, p by p; nStep columns a row.
 void FillPairProducts(const PairsOfSet& set, int nStep, double* mProducts) {
-    for (int p = 0; p < set.nOcc; ++p)
-        FillMoProducts(Row(set.mVectors, set.shells.n, p), set.nVirtual,
-                       set.mTransposed.Data() + set.nFrom, set.shells.n,
-                       mProducts + p * set.nVirtual, nStep);
+    FillMoProducts(set.From(0, set.nOcc), set.From(set.nFrom, set.nVirtual), Triangle::kWhole,
+                   mProducts, nStep);
 }
 
 /// Products of nCount orbitals from nFirst on, each with those up to itself.
 void FillTriangleProducts(const PairsOfSet& set, int nFirst, int nCount, Array<double>& mProducts) {
-    const int n = set.shells.n, nStep = InTriangle(nCount);
+    const int nStep = InTriangle(nCount);
+    const OrbitalColumns orbitals = set.From(nFirst, nCount);
     mProducts.TakeUnset(Size(MoProductSize()), Size(nStep), kWork);
-    for (int k = 0; k < nCount; ++k)
-        FillMoProducts(Row(set.mVectors, n, nFirst + k), k + 1, set.mTransposed.Data() + nFirst, n,
-                       mProducts.Data() + InTriangle(k), nStep);
+    FillMoProducts(orbitals, orbitals, Triangle::kLower, mProducts.Data(), nStep);
 }
 
 /// The integrals A^T G B between products in columns, nA x nB, of which a triangle may be enough.

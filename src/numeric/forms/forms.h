@@ -7,6 +7,7 @@
 #include "numeric/kernels.h"
 #include "numeric/pair_block.h"
 #include "numeric/product.h"
+#include "numeric/vector_pairs.h"
 
 namespace qsolve::QSOLVE_FORM {
 
@@ -38,6 +39,7 @@ void SolveForward(const LaneFactors& factors, double* vX);
 void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest);
 void FillDecay(int n, double dZeta, const double* vR, double* vDecay);
 void AddPairBlock(const PairBlock& pair);
+void FillVectorPairs(const VectorPairs& pairs, double* vProducts);
 void SumPoles(int n, const double* vPoles, const double* vWeights, double dOrigin, double dShift,
               double* pSum, double* pSlope);
 void MultiplyRatios(int n, const double* vPoles, double dOrigin, double dShift, double dPole,

@@ -25,6 +25,7 @@ const Kernels kKernels = {
     .SolveBackward = SolveBackward,
     .FillDecay = FillDecay,
     .AddPairBlock = AddPairBlock,
+    .FillVectorPairs = FillVectorPairs,
     .SumPoles = SumPoles,
     .MultiplyRatios = MultiplyRatios,
     .FillPoles = FillPoles,

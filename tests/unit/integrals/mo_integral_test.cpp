@@ -70,20 +70,26 @@ TEST_P(MoIntegrals, AreTheSumsOverAllFourOrbitals) {
             << a << b << c << d;
 }
 
-/// Products of an orbital with several ones, each in a column, are those with each by itself.
+/// Products of several orbitals with several ones, each in a column, are those of each pair.
 TEST_P(MoIntegrals, ProductsInColumnsAreThoseOfEachPair) {
-    const int n = MoProductSize(), nOrbitals = setup.nOrbitals;
-    const TestMatrix others = NaiveTransposed(mOrbitals);  // one a column
-    TestMatrix products(n, 5, 7.0);
-    FillMoProducts(Orbital(3), 3, others.Data() + 1, 4, products.Data() + 1, 5);
-    ASSERT_EQ(others.nRows, nOrbitals);
-    std::vector<double> product(static_cast<std::size_t>(n));
-    for (int k = 0; k < 3; ++k) {
-        FillMoProduct(Orbital(3), Orbital(1 + k), product.data());
+    const int n = MoProductSize();
+    const TestMatrix orbitals = NaiveTransposed(mOrbitals);  // one a column
+    ASSERT_EQ(orbitals.nRows, setup.nOrbitals);
+    for (const Triangle triangle : {Triangle::kWhole, Triangle::kLower}) {
+        TestMatrix products(n, 11, 7.0);
+        FillMoProducts({orbitals.Data() + 1, 4, 3}, {orbitals.Data() + 1, 4, 3}, triangle,
+                       products.Data() + 1, 11);
+        std::vector<double> product(static_cast<std::size_t>(n));
+        int nColumn = 1;
+        for (int p = 0; p < 3; ++p)
+            for (int q = 0; q < (triangle == Triangle::kLower ? p + 1 : 3); ++q, ++nColumn) {
+                FillMoProduct(Orbital(1 + p), Orbital(1 + q), product.data());
+                for (int i = 0; i < n; ++i)
+                    EXPECT_NEAR(products(i, nColumn), product[static_cast<std::size_t>(i)], 1e-14);
+            }
         for (int i = 0; i < n; ++i)
-            EXPECT_NEAR(products(i, 1 + k), product[static_cast<std::size_t>(i)], 1e-14);
+            EXPECT_TRUE(products(i, 0) == 7.0 && products(i, nColumn) == 7.0);
     }
-    for (int i = 0; i < n; ++i) EXPECT_TRUE(products(i, 0) == 7.0 && products(i, 4) == 7.0);
 }
 
 /// The repulsion of all entries, against the sums over all integrals between orbitals of atoms.

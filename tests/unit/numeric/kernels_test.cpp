@@ -11,6 +11,7 @@
 #include "numeric/householder.h"
 #include "numeric/pair_block.h"
 #include "numeric/product.h"
+#include "numeric/vector_pairs.h"
 #include "tests/support/matrices.h"
 
 namespace qsolve {
@@ -230,6 +231,32 @@ TEST_P(PairBlockKernel, AddThePotentialsAndTheExchangeOfTheDefinition) {
 }
 INSTANTIATE_TEST_SUITE_P(Sizes, PairBlockKernel,
                          testing::Combine(testing::Values(1, 4, 9), testing::Values(1, 4, 9)));
+
+/// Vectors p and q have their elements i and j in two rows each; nothing behind the last is
+/// touched.
+TEST(VectorPairsKernel, FillsTheProductsOfTheDefinition) {
+    for (const int nSecond : {0, 1, 3, 7, 8, 9, 17})
+        for (const bool fTriangle : {false, true})
+            for (const bool fSame : {false, true}) {
+                const int nFirst = fTriangle ? nSecond : 5;
+                const int nAll = fTriangle ? PairProducts(nSecond) : nFirst * nSecond;
+                const TestMatrix a = RandomMatrix(2, nFirst, 1), b = RandomMatrix(2, nSecond, 2);
+                const int j = fSame ? 0 : 1;
+                TestMatrix x(1, nAll + 1, 7.0);
+                FillVectorPairs({nFirst, nSecond, fTriangle, a.Data(), a.Data() + j * nFirst,
+                                 b.Data(), b.Data() + j * nSecond},
+                                x.Data());
+                int k = 0;
+                for (int p = 0; p < nFirst; ++p)
+                    for (int q = 0; q < (fTriangle ? p + 1 : nSecond); ++q, ++k)
+                        EXPECT_NEAR(
+                            x(0, k),
+                            fSame ? a(0, p) * b(0, q) : a(0, p) * b(1, q) + a(1, p) * b(0, q),
+                            1e-15);
+                EXPECT_EQ(k, nAll);
+                EXPECT_EQ(x(0, nAll), 7.0);
+            }
+}
 
 }  // namespace
 }  // namespace qsolve
