@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "numeric/kernels.h"
 #include "numeric/product.h"
 #include "numeric/row.h"
 #include "numeric/trace.h"
@@ -10,7 +9,8 @@
 namespace qsolve {
 namespace {
 
-constexpr int kBlock = 32;  ///< rows whose share all rows behind them get at once
+constexpr int kBlock = 128;  ///< rows whose share all rows behind them get at once
+static_assert(kBlock % kPanel == 0);
 
 /// The vector of pivot k, which rows j < k of D U take nothing of: (D U v)_j = 0.
 void LeadDown(int n, int k, const double* mFactor, double* vDown) {
@@ -22,10 +22,25 @@ void LeadDown(int n, int k, const double* mFactor, double* vDown) {
     }
 }
 
+/// Takes what the rows nFrom .. nFirst - 1 of D U leave of those of a panel, nFirst .. nEnd - 1.
+void TakeFromPanel(int n, int nFrom, int nFirst, int nEnd, const double* vInverse,
+                   double* mMatrix) {
+    for (int i = nFirst; i < nEnd; ++i)  // computed with the rest of the square, and read by no one
+        std::fill(Row(mMatrix, n, i) + nFirst, Row(mMatrix, n, i) + i, 0.0);
+    const double* pRows = Row(mMatrix, n, nFrom) + nFirst;
+    AddProduct({.nRows = nEnd - nFirst,
+                .nInner = nFirst - nFrom,
+                .nColumns = n - nFirst,
+                .a = Transposed(pRows, n),
+                .b = Plain(pRows, n),
+                .pC = Row(mMatrix, n, nFirst) + nFirst,
+                .nStepC = n,
+                .dFactor = -1.0,
+                .vWeights = vInverse + nFrom});
+}
+
 /// Takes what the rows nFirst .. nEnd - 1 of D U leave of all behind them.
-void TakeOut(int n, int nFirst, int nEnd, double* mMatrix) {
-    double vInverse[kBlock];
-    for (int j = nFirst; j < nEnd; ++j) vInverse[j - nFirst] = 1.0 / Row(mMatrix, n, j)[j];
+void TakeOut(int n, int nFirst, int nEnd, const double* vInverse, double* mMatrix) {
     const double* pRows = Row(mMatrix, n, nFirst) + nEnd;
     AddProduct({.nRows = n - nEnd,
                 .nInner = nEnd - nFirst,
@@ -35,27 +50,27 @@ void TakeOut(int n, int nFirst, int nEnd, double* mMatrix) {
                 .pC = Row(mMatrix, n, nEnd) + nEnd,
                 .nStepC = n,
                 .dFactor = -1.0,
-                .vWeights = vInverse,
+                .vWeights = vInverse + nFirst,
                 .triangle = Triangle::kUpper});
 }
 
 }  // namespace
 
 bool IsPositiveDefinite(int n, double* mMatrix, double* vDown) {
-    for (int nFirst = 0; nFirst < n; nFirst += kBlock) {
-        const int nEnd = std::min(nFirst + kBlock, n);
-        for (int k = nFirst; k < nEnd; ++k) {
-            // Row k of D U is that of A less U_jk times row j of D U, for all rows before it.
-            double* u = Row(mMatrix, n, k) + k;
-            for (int j = nFirst; j < k; ++j)
-                vDown[j] = -Row(mMatrix, n, j)[k] / Row(mMatrix, n, j)[j];
-            kernels->AddRows(n - k, k - nFirst, Row(mMatrix, n, nFirst) + k, n, vDown + nFirst, u);
-            if (!(*u > 0.0)) {
-                LeadDown(n, k, mMatrix, vDown);
+    double* vInverse = vDown;  // 1 / D of the rows that are done
+    for (int nBlock = 0; nBlock < n; nBlock += kBlock) {
+        const int nBlockEnd = std::min(nBlock + kBlock, n);
+        for (int nFirst = nBlock; nFirst < nBlockEnd; nFirst += kPanel) {
+            const int nEnd = std::min(nFirst + kPanel, nBlockEnd);
+            if (nFirst > nBlock) TakeFromPanel(n, nBlock, nFirst, nEnd, vInverse, mMatrix);
+            const int nGood = FactorPanel(nEnd - nFirst, n - nFirst, n,
+                                          Row(mMatrix, n, nFirst) + nFirst, vInverse + nFirst);
+            if (nFirst + nGood < nEnd) {
+                LeadDown(n, nFirst + nGood, mMatrix, vDown);
                 return false;
             }
         }
-        if (nEnd < n) TakeOut(n, nFirst, nEnd, mMatrix);
+        if (nBlockEnd < n) TakeOut(n, nBlock, nBlockEnd, vInverse, mMatrix);
     }
     return true;
 }

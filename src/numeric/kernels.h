@@ -56,6 +56,8 @@ struct Kernels {
                         const double* vShifts, double dPivot);
     void (*SolveForward)(const LaneFactors& factors, double* vX);
     void (*SolveBackward)(const LaneFactors& factors, double* vX, double* vLargest);
+    /// As in numeric/definite.h.
+    int (*FactorPanel)(int nRows, int nColumns, int nStep, double* mPanel, double* vInverse);
     /// As in numeric/decay.h.
     void (*FillDecay)(int n, double dZeta, const double* vR, double* vDecay);
     /// As in numeric/pair_block.h.

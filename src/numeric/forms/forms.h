@@ -37,6 +37,7 @@ void FactorLanes(const LaneFactors& factors, const double* vDiagonal, const doub
                  const double* vShifts, double dPivot);
 void SolveForward(const LaneFactors& factors, double* vX);
 void SolveBackward(const LaneFactors& factors, double* vX, double* vLargest);
+int FactorPanel(int nRows, int nColumns, int nStep, double* mPanel, double* vInverse);
 void FillDecay(int n, double dZeta, const double* vR, double* vDecay);
 void AddPairBlock(const PairBlock& pair);
 void FillVectorPairs(const VectorPairs& pairs, double* vProducts);

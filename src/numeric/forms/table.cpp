@@ -23,6 +23,7 @@ const Kernels kKernels = {
     .FactorLanes = FactorLanes,
     .SolveForward = SolveForward,
     .SolveBackward = SolveBackward,
+    .FactorPanel = FactorPanel,
     .FillDecay = FillDecay,
     .AddPairBlock = AddPairBlock,
     .FillVectorPairs = FillVectorPairs,

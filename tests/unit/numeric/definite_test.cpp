@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -27,7 +28,7 @@ TestMatrix WithOne(int n, int k, double d) {
 }
 
 TEST(Definite, TellsOneEigenvalueBelowZeroFromOneAbove) {
-    for (const int n : {1, 2, 3, 7, 16, 33, 90})
+    for (const int n : {1, 2, 3, 7, 8, 9, 16, 33, 90, 131})
         for (const int k : {0, n / 2, n - 1})
             for (const double d : {1e-10, -1e-10, -3.0}) {
                 const TestMatrix whole = WithOne(n, k, d);
@@ -53,11 +54,39 @@ TEST(Definite, VectorDownGivesThePivotThatFailed) {
     EXPECT_EQ(down, (std::vector<double>{-0.5, 1.0, 0.0}));
 }
 
+/// U^T D U with ones and small numbers in U, and D = 1 but for one pivot.
+TestMatrix WithPivot(int n, int k, double dPivot) {
+    const TestMatrix u = RandomMatrix(n, n, 5);
+    const auto U = [&](int p, int i) { return p == i ? 1.0 : p < i ? u(p, i) / n : 0.0; };
+    TestMatrix a(n, n);
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+            for (int p = 0; p <= std::min(i, j); ++p)
+                a(i, j) += U(p, i) * (p == k ? dPivot : 1.0) * U(p, j);
+    return a;
+}
+
+TEST(Definite, StopsAtThePivotThatIsNegative) {
+    for (const int n : {8, 9, 20, 140})
+        for (const int k : {0, 3, 7, n / 2, n - 2, n - 1}) {
+            const TestMatrix whole = WithPivot(n, k, -0.5);
+            TestMatrix a = whole;
+            std::vector<double> down(static_cast<std::size_t>(n), 7.0);
+            ASSERT_FALSE(IsPositiveDefinite(n, a.Data(), down.data())) << n << ' ' << k;
+            EXPECT_EQ(down[static_cast<std::size_t>(k)], 1.0);
+            for (int i = k + 1; i < n; ++i) EXPECT_EQ(down[static_cast<std::size_t>(i)], 0.0);
+            EXPECT_NEAR(Along(whole, down), -0.5, 1e-12) << n << ' ' << k;
+        }
+}
+
 TEST(Definite, ReadsTheUpperTriangleAlone) {
-    TestMatrix a(2, 2);
-    a(0, 0) = 1.0, a(0, 1) = 0.5, a(1, 1) = 1.0, a(1, 0) = 1e9;
-    std::vector<double> down(2);
-    EXPECT_TRUE(IsPositiveDefinite(2, a.Data(), down.data()));
+    for (const int n : {2, 8, 30, 140}) {
+        TestMatrix a = WithOne(n, 0, 1.0);
+        for (int i = 0; i < n; ++i)
+            for (int j = 0; j < i; ++j) a(i, j) = std::nan("");
+        std::vector<double> down(static_cast<std::size_t>(n));
+        EXPECT_TRUE(IsPositiveDefinite(n, a.Data(), down.data()));
+    }
 }
 
 TEST(Definite, IsNothingThatIsNoNumber) {
