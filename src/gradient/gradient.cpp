@@ -1,6 +1,7 @@
 #include "gradient/gradient.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "gradient/classical_gradient.h"
 #include "gradient/cndo_gradient.h"
@@ -33,13 +34,27 @@ void AddTerms(const double* mDensityT, const double* mDensityA, const double* mD
 
 }  // namespace
 
-void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
+void ClearGradient() {
     gradient.fComputed = false;
     std::fill(gradient.pGradient.begin(), gradient.pGradient.end(), 0.0);
+}
+
+void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB) {
+    ClearGradient();
     const bool fUnrestricted = options.nSpinTreatment == 1;
     if (system.nSelected > 1)
         AddTerms(mDensityT, mDensityA, fUnrestricted ? mDensityB : nullptr,
                  gradient.pGradient.Data());
+    gradient.fComputed = true;
+}
+
+void AddGradient(double dWeight, const double* mDensityT, const double* mDensityA,
+                 const double* mDensityB) {
+    gradient.fComputed = false;
+    Array<double> vTerms;
+    vTerms.Take(gradient.pGradient.Size(), kWork);
+    if (system.nSelected > 1) AddTerms(mDensityT, mDensityA, mDensityB, vTerms.Data());
+    for (std::size_t i = 0; i < vTerms.Size(); ++i) gradient.pGradient[i] += dWeight * vTerms[i];
     gradient.fComputed = true;
 }
 

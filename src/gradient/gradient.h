@@ -21,4 +21,13 @@ namespace qsolve {
 /// atoms; fComputed is then unset.
 void ComputeGradient(const double* mDensityT, const double* mDensityA, const double* mDensityB);
 
+/// For the gradient of an energy that is a sum over densities, each with a weight: ClearGradient
+/// sets gradient.pGradient to 0 and unsets gradient.fComputed, AddGradient adds dWeight times the
+/// gradient of densities as above, whose spins have orbitals of their own where mDensityB is not
+/// null, and sets it. What repels without electrons is in each: weights that sum to 1 count it
+/// once.
+void ClearGradient();
+void AddGradient(double dWeight, const double* mDensityT, const double* mDensityA,
+                 const double* mDensityB);
+
 }  // namespace qsolve

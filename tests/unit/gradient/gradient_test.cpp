@@ -107,6 +107,7 @@ void Print(const char* sName, int nMethod, const GradientCheck& check) {
                 check.dWorst, check.dLargest);
 }
 
+using GradientOfSums = FreshState;
 class CndoGradient : public FreshState, public testing::WithParamInterface<Sample> {};
 INSTANTIATE_TEST_SUITE_P(Samples, CndoGradient, testing::ValuesIn(kSamples),
                          [](const auto& sample) { return std::to_string(sample.index); });
@@ -122,6 +123,29 @@ TEST_P(CndoGradient, IsTheSlopeOfTheEnergyAndBalanced) {
         EXPECT_LT(check.dForce, kBalanced * check.dLargest);
         EXPECT_LT(check.dTorque, kTurnless);
     }
+}
+
+/// Twice one set of densities less once the same is that set; what repels without electrons counts
+/// once in it.
+TEST_F(GradientOfSums, CountsEachByItsWeight) {
+    JobScript script = Molecule(kIndo, kRadical);
+    script.Options.nMultiplicity = 2;
+    script.Options.nSpinTreatment = 1;
+    EnergyOf(script);
+    const double *t = scf.mDensityT.Data(), *a = scf.mDensityA.Data(), *b = scf.mDensityB.Data();
+    ComputeGradient(t, a, b);
+    const std::vector<double> v(gradient.pGradient.begin(), gradient.pGradient.end());
+    ClearGradient();
+    EXPECT_FALSE(gradient.fComputed);
+    AddGradient(2.0, t, a, b);
+    AddGradient(-1.0, t, a, b);
+    EXPECT_TRUE(gradient.fComputed);
+    for (std::size_t i = 0; i < v.size(); ++i) EXPECT_NEAR(gradient.pGradient[i], v[i], 1e-13);
+    ClearGradient();
+    AddGradient(1.0, t, a, nullptr);  // spins alike: the exchange of one, twice
+    double dApart = 0.0;
+    for (std::size_t i = 0; i < v.size(); ++i) dApart += std::abs(gradient.pGradient[i] - v[i]);
+    EXPECT_GT(dApart, 1e-3);
 }
 
 // ---- mixed models -------------------------------------------------------------------------------
