@@ -7,7 +7,9 @@
 #include "integrals/integrals.h"
 #include "job/state.h"
 #include "link/link.h"
+#include "link/memory.h"
 #include "numeric/row.h"
+#include "numeric/trace.h"
 #include "setup/state.h"
 
 namespace qsolve {
@@ -62,6 +64,30 @@ double HalfElectronCorrection(const double* vEnergy, const double* mVectors) {
         for (int j = 0; j < i; ++j) dExchange += M[i][j];
     }
     return -0.25 * dSelf + ExchangeFactor() * dExchange;
+}
+
+void FillHalfElectronSlopes(const double* mVectors, double* mSlopes) {
+    const int n = setup.nOrbitals, nOpen = setup.nOccupied - setup.nDoublyOcc;
+    const int nSize = MoProductSize();
+    const double* mOpen = Row(mVectors, n, setup.nDoublyOcc);
+    Array<double> vProduct, mPotentials;
+    vProduct.Take(static_cast<std::size_t>(nSize), kWork);
+    mPotentials.Take(static_cast<std::size_t>(nOpen), static_cast<std::size_t>(nSize), kWork);
+    std::fill(mSlopes, Row(mSlopes, n, nOpen), 0.0);
+    for (int j = 0; j < nOpen; ++j) {
+        for (int i = 0; i < nOpen; ++i) {
+            FillMoProduct(Row(mOpen, n, i), Row(mOpen, n, j), vProduct.Data());
+            FillMoPotential(vProduct.Data(), Row(mPotentials.Data(), nSize, i));
+        }
+        for (int q = 0; q < n; ++q) {
+            FillMoProduct(Row(mVectors, n, q), Row(mOpen, n, j), vProduct.Data());
+            for (int i = 0; i < nOpen; ++i)
+                Row(mSlopes, n, i)[q] +=
+                    4.0 * (i == j ? -0.25 : 0.5 * ExchangeFactor()) *
+                    Dot(nSize, vProduct.Data(), Row(mPotentials.Data(), nSize, i));
+            Yield(static_cast<std::size_t>(nSize));
+        }
+    }
 }
 
 }  // namespace qsolve

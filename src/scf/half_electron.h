@@ -21,4 +21,13 @@ namespace qsolve {
 /// with kMsgOutOfMemory. Yields.
 double HalfElectronCorrection(const double* vEnergy, const double* mVectors);
 
+/// How that changes when an open level i turns towards any other level q, by which C_i gains x C_q:
+///
+///     dE/dx = 4 sum over j of k_ij (qj|ij)
+///
+/// with k_ii = -1/4, and k_ij half of what an exchange counts above. mVectors has the open levels
+/// behind the doubly filled ones, in the order of the rows; mSlopes is nOpen x N. Yields; Fatal
+/// without memory.
+void FillHalfElectronSlopes(const double* mVectors, double* mSlopes);
+
 }  // namespace qsolve

@@ -110,6 +110,31 @@ TEST_P(HalfElectron, CorrectionOfADoubletIsAQuarterOfItsSelfRepulsion) {
     EXPECT_NEAR(scf.dStateCorrection, -J / 4, 1e-9);
 }
 
+/// An open level gains a little of another one, or loses it.
+TEST_P(HalfElectron, SlopesOfTheCorrectionAreThoseOfItsDifferences) {
+    for (const bool fSinglet : {true, false}) {
+        EnergyOf(fSinglet ? NextLowest(GetParam(), kFormaldehyde)
+                          : OpenShell(GetParam(), kFormaldehyde, 3));
+        const int n = setup.nOrbitals, nFirst = setup.nDoublyOcc;
+        std::vector<double> c(scf.mVectorsA.begin(), scf.mVectorsA.end()), slopes;
+        slopes.resize(static_cast<std::size_t>(2 * n));
+        FillHalfElectronSlopes(c.data(), slopes.data());
+        for (int i = 0; i < 2; ++i)
+            for (int q = 0; q < n; ++q) {
+                const auto At = [&](double x) {
+                    std::vector<double> turned = c;
+                    for (int k = 0; k < n; ++k)
+                        turned[static_cast<std::size_t>((nFirst + i) * n + k)] +=
+                            x * c[static_cast<std::size_t>(q * n + k)];
+                    return HalfElectronCorrection(scf.vEnergyA.Data(), turned.data());
+                };
+                EXPECT_NEAR(slopes[static_cast<std::size_t>(i * n + q)],
+                            (At(1e-4) - At(-1e-4)) / 2e-4, 1e-6)
+                    << i << " " << q;
+            }
+    }
+}
+
 TEST_P(HalfElectron, TripletIsTheEnergyOfItsDeterminant) {
     EnergyOf(OpenShell(GetParam(), kFormaldehyde, 3));
     EXPECT_NEAR(scf.dElectronic, DeterminantEnergy(Levels(7), Levels(5)), ToleranceOf(GetParam()));
