@@ -131,6 +131,11 @@ void AddState(SectionBlock& block) {
     block.AddRecord(kStateSection, scf.End);
 }
 
+/// Nothing where the gradients that the client knows of old are all that it wants.
+void AddForces(SectionBlock& block) {
+    if (further.Scf.fStateGradient && gradient.fComputed) block.AddRecord(kForceSection, scf.Force);
+}
+
 /// What a client may ask for: the bit that does, and what then writes its sections. A new section
 /// is a kind in link/packets.h, or beside its records, and a row here.
 struct SectionRow {
@@ -142,7 +147,7 @@ constexpr SectionRow kSectionRows[] = {
     {1U << kDipoleSection, AddDipole},   {1U << kCoordinateSection, AddCoordinates},
     {1U << kChargeSection, AddCharges},  {1U << kScfSection, AddScf},
     {1U << kCiSection, AddCiStates},     {1U << kStateSection, AddState},
-    {1U << kModeSection, AddModes},
+    {1U << kModeSection, AddModes},      {1U << kForceSection, AddForces},
 };
 
 }  // namespace

@@ -29,6 +29,7 @@ struct ReferencePoint {
     Array<double> vGradient;  ///< and behind it the dipole; one-way differences only
     StartPoint Start;
     ScfRecord Account = scf.Account;
+    ForceRecord Force = scf.Force;
     float flLimit = options.flConvergenceLimit;
     bool fFinalReport = setup.fFinalReport;
 
@@ -47,6 +48,7 @@ struct ReferencePoint {
         std::copy(vCoords.begin(), vCoords.end(), system.pCoords.begin());
         RestoreStartPoint(Start);
         scf.Account = Account;
+        scf.Force = Force;
         options.flConvergenceLimit = flLimit;
         setup.fFinalReport = fFinalReport;
     }
@@ -57,6 +59,8 @@ struct ReferencePoint {
         Account.nRunsSince += report.nPoints;
         Account.nUnconverged += report.nUnconverged;
         Account.nUnconvergedSince += report.nUnconverged;
+        if (report.nOfMean > 0 && Force.nOfMean == 0) Force.nWhyFirst = report.nWhyMean;
+        Force.nOfMean += report.nOfMean;
     }
     ReferencePoint(const ReferencePoint&) = delete;
     ReferencePoint& operator=(const ReferencePoint&) = delete;
@@ -71,7 +75,7 @@ struct ReferencePoint {
 };
 
 /// What one coordinate yields, behind the row of the matrix.
-enum Tail { kDipoleX, kDipoleY, kDipoleZ, kCycles, kUnconverged, kTailLength };
+enum Tail { kDipoleX, kDipoleY, kDipoleZ, kCycles, kUnconverged, kOfMean, kWhyMean, kTailLength };
 
 /// The whole task, as the process and its copies see it.
 struct Task {
@@ -144,6 +148,9 @@ void AddDisplaced(const Task& task, const StartPoint& start, int nCoordinate, do
     double* vTail = vRow + task.nOrder;
     vTail[kCycles] += scf.Account.nCycles;
     vTail[kUnconverged] += scf.Account.fConverged ? 0.0 : 1.0;
+    if (scf.Force.nWhy == kForceOfState) return;
+    vTail[kOfMean] += 1.0;
+    vTail[kWhyMean] = scf.Force.nWhy;
 }
 
 /// The other way, which starts from what the first way has found.
@@ -195,6 +202,8 @@ void StoreItem(int nItem, const double* vResult, Task& task) {
     task.Report.nPoints += task.Scheme.fForward ? 1 : 2;
     task.Report.nCycles += std::lround(vTail[kCycles]);
     task.Report.nUnconverged += static_cast<int>(std::lround(vTail[kUnconverged]));
+    task.Report.nOfMean += static_cast<int>(std::lround(vTail[kOfMean]));
+    if (vTail[kOfMean] > 0.0) task.Report.nWhyMean = static_cast<int>(std::lround(vTail[kWhyMean]));
 }
 
 /// Tells how many tenths of the atoms are done, when that has changed.

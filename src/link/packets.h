@@ -147,6 +147,7 @@ enum ResultSection : int {
     kScfSection = 5,         ///< ScfRecord
     kStateSection = 6,       ///< ScfEnd
     kModeSection = 9,        ///< ModeSectionHead and arrays
+    kForceSection = 10,      ///< ForceRecord
 };
 
 /// Section kinds of the client.
@@ -235,8 +236,10 @@ struct ScfWishes {
     int nQuiet = 0;               ///< Quiet; larger numbers are as the last
     int fResponse = 0;            ///< displaced points by linear response; guarded cycles only
     int fImages = 0;              ///< of these the rows of images follow from those of others
+    int fStateGradient = 0;  ///< half electrons: the gradient of the energy with its correction
+    int nUnused44 = 0;
 };
-static_assert(sizeof(ScfWishes) == 40);
+static_assert(sizeof(ScfWishes) == 48);
 static_assert(offsetof(ScfWishes, dCommutatorLimit) == 16);
 
 /// All energies of the last SCF, kcal/mol; never a kinetic one.
@@ -279,6 +282,23 @@ struct ScfRecord {
 };
 static_assert(sizeof(ScfRecord) == 64);
 static_assert(offsetof(ScfRecord, dDifference) == 32);
+
+/// Why a gradient of half electrons is that of their mean.
+enum MeanForce : int {
+    kForceOfState = 0,      ///< it is not: that of the energy that is told
+    kForceNoMinimum = 1,    ///< the mean is no minimum, or too near to one of another state
+    kForceEqualLevels = 2,  ///< two open levels of an open singlet have one energy
+    kForceUnconverged = 3,  ///< the SCF has not converged
+};
+
+/// Whose gradients a job of half electrons has, where those of the state are asked for.
+struct ForceRecord {
+    int nWhy = 0;       ///< MeanForce of the last one
+    int nOfMean = 0;    ///< gradients of the job that are those of the mean
+    int nWhyFirst = 0;  ///< MeanForce of the first of these
+    int nProducts = 0;  ///< Fock matrices that the last one took
+};
+static_assert(sizeof(ForceRecord) == 16);
 
 /// What the test of the state found out.
 enum StateFound : int {

@@ -16,6 +16,7 @@
 #include "scf/energies.h"
 #include "scf/half_electron.h"
 #include "scf/stages.h"
+#include "scf/state_gradient.h"
 #include "setup/state.h"
 #include "symmetry/labels.h"
 #include "symmetry/state.h"
@@ -98,7 +99,10 @@ void FinishRun(const ScfRun& run, const SpinRun& a, const SpinRun& b) {
     if (run.fUnrestricted) ReportLevels(run, b, b.vEnergy.Data(), mDensityB, true);
 
     // Forces and charges of the last density, then everything in the units of the results.
-    ComputeGradient(mDensityT, mDensityA, mDensityB);
+    if (WantsStateGradient())
+        ComputeStateGradient();
+    else
+        ComputeGradient(mDensityT, mDensityA, mDensityB);
     ApplyRestraints();
     ComputeAtomCharges(mDensityT, mDensityA, mDensityB);
     FinishEnergies(run.dEnergy, run.dCoreEnergy);

@@ -101,6 +101,7 @@ struct ScfState {
     double dChargeOrigin[3] = {};  ///< reference of the dipole of an ion, working unit
 
     ScfRecord Account;  ///< how the SCFs of the job have ended
+    ForceRecord Force;  ///< whose gradients half electrons have had
 };
 inline ScfState scf;
 

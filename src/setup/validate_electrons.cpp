@@ -102,7 +102,8 @@ void AssignRestricted() {
     LogRestrictedLevels();
     const JobKind& kind = ThisKind();
     if (setup.fCiActive && kind.nWithCi != kGoes) Fatal(kind.nWithCi);
-    if (setup.nOccupied > setup.nDoublyOcc && kind.nHalfElectrons != kGoes)
+    const bool fOfState = further.Scf.fStateGradient && further.Scf.fGuarded;
+    if (setup.nOccupied > setup.nDoublyOcc && kind.nHalfElectrons != kGoes && !fOfState)
         Warn(kind.nHalfElectrons);
 }
 

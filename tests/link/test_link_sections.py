@@ -15,6 +15,7 @@ from orbitrax.molecules.molecule import Molecule
 
 MARK, FURTHER, ORX1 = 0x32000000, 1 << 23, 0x3158524F
 ENERGIES, GRADIENT, DIPOLE, COORDINATES, CHARGES, SCF, STATE = range(7)
+FORCES = 10
 ALL = MARK | 0x7FFFFF
 SHARP = {"flConvergenceLimit": 1e-6}
 UNEVEN = Molecule(WATER.numbers, WATER.positions + 1 / 3e8, masses=WATER.masses)  # for floats
@@ -277,3 +278,36 @@ def test_a_limit_of_the_commutator_that_is_none_is_refused(start, limit):
     assert len(said.errors) == 1
     words = " of the further options has a limit of the commutator that is no limit: "
     assert words in said.errors[0]
+
+
+def test_the_gradient_of_half_electrons_is_that_of_old_unless_another_is_asked_for(start):
+    """A record that ends before the wish, as older clients send it, a wish of 0, and the wish."""
+    peer = start()
+    ready(peer)
+    old = struct.pack("<4id4i", 1, 0, 0, 0, 0.0, 0, 0, 0, 0)
+    run = {"nExtensions": ALL | FURTHER, "nMultiplicity": 3, "nSpinTreatment": 0,
+           "flConvergenceLimit": 1e-8}
+    said = [again(peer, told(calculation(run=run), further(section(1, record))))
+            for record in (old, old + struct.pack("<2i", 0, 0), old + struct.pack("<2i", 1, 0))]
+    assert said[0].packets == said[1].packets
+    (plain,), (asked,) = blocks(said[0]), blocks(said[2])
+    assert FORCES not in plain and plain[ENERGIES][0] == asked[ENERGIES][0]
+    assert struct.unpack("<3i", asked[FORCES].tobytes()[:12]) == (0, 0, 0)
+    assert np.abs(asked[GRADIENT] - plain[GRADIENT]).max() > 1
+
+
+def test_the_gradient_of_half_electrons_is_the_slope_of_the_energy(start):
+    peer = start()
+    ready(peer)
+    wish = section(1, struct.pack("<4id6i", 1, 0, 0, 0, 0.0, 0, 0, 0, 0, 1, 0))
+    run = {"nExtensions": ALL | FURTHER, "nMultiplicity": 3, "nSpinTreatment": 0,
+           "flConvergenceLimit": 1e-9}
+
+    def found(step: float):
+        xyz = np.asarray(WATER.positions, "<f8").copy()
+        xyz[0, 1] += step
+        data = section(0, xyz.tobytes()) + wish
+        return blocks(again(peer, told(calculation(run=run), further(data))))[0]
+
+    slope = (found(1e-3)[ENERGIES][0] - found(-1e-3)[ENERGIES][0]) / 2e-3
+    assert found(0)[GRADIENT][1] == pytest.approx(slope, abs=2e-3)

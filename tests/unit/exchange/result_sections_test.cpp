@@ -93,6 +93,23 @@ TEST_F(Sections, AreThoseOfTheBitsAndNoOthers) {
     EXPECT_TRUE(Send(Word(kFurtherOptionsBit)).empty());
 }
 
+TEST_F(Sections, OfForcesComeToThoseWhoAskForTheGradientOfTheState) {
+    BuildThree(kPm3);
+    scf.Force = {.nWhy = kForceEqualLevels, .nOfMean = 3, .nWhyFirst = 1, .nProducts = 7};
+    EXPECT_TRUE(Send(Word(1U << 10)).empty());
+    further.Scf.fStateGradient = 1;
+    const std::vector<double> values = Send(Word(1U << 10)).at(10);
+    ASSERT_EQ(values.size(), 2u);
+    ForceRecord record;
+    std::memcpy(static_cast<void*>(&record), values.data(), sizeof record);
+    EXPECT_EQ(record.nWhy, kForceEqualLevels);
+    EXPECT_EQ(record.nOfMean, 3);
+    EXPECT_EQ(record.nWhyFirst, kForceNoMinimum);
+    EXPECT_EQ(record.nProducts, 7);
+    gradient.fComputed = false;
+    EXPECT_TRUE(Send(Word(1U << 10)).empty());
+}
+
 TEST_F(Sections, OfStatesAreTheHeadTheStatesAndTheirConfigurations) {
     BuildThree(kPm3);
     EXPECT_TRUE(Send(Word(1U << 8)).empty());

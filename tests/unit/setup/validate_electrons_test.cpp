@@ -272,6 +272,12 @@ TEST_F(Electrons, OnOpenLevelsMakeAnOptimisedGeometryDoubtful) {
     EXPECT_EQ(client.Warnings(),
               Lines{"The optimized geometry may not correspond to the geometry with the minimum "
                     "energy because of the half electron approximation."});
+    further.Scf = {.fGuarded = 1, .fStateGradient = 1};  // the gradient of the energy is asked for
+    EXPECT_EQ(SetUpWith(8, 3, false), 0);
+    EXPECT_EQ(client.Warnings(), Lines());
+    further.Scf.fGuarded = 0;
+    EXPECT_EQ(SetUpWith(8, 3, false), 0);
+    EXPECT_EQ(client.Warnings().size(), 1u);
     EXPECT_EQ(SetUpWith(8, 1, false), 0);
     EXPECT_EQ(client.Warnings(), Lines());
     EXPECT_EQ(SetUpWith(8, 3, true), 0);
