@@ -131,7 +131,7 @@ def test_the_first_session_sends_tables_and_later_ones_do_not(make_peer, water):
             pid = backend.pid
         assert backend.pid == pid
     sizes = [len(data) for _, data in pokes(script)]
-    session = [4, 184, 152, 8, 8 + 3 * 24 + 8 + 40, 4, 3 * 96, 36 + 12]
+    session = [4, 184, 152, 8, 8 + 3 * 24 + 8 + 48, 4, 3 * 96, 36 + 12]
     assert sizes == [4, 4, 92400] + 3 * session
 
 
@@ -166,7 +166,7 @@ def test_the_settings_arrive_at_their_places(make_peer, water):
     assert debug == (11, struct.pack("<i", 1))
     options = options[1]
     assert struct.unpack_from("<i", options, 0) == (1,)
-    assert struct.unpack_from("<i", options, 4) == (0x32000000 | 1 << 23 | 0x37F,)
+    assert struct.unpack_from("<i", options, 4) == (0x32000000 | 1 << 23 | 0x77F,)
     assert struct.unpack_from("<f", options, 8)[0] == np.float32(1e-4)
     assert struct.unpack_from("<3i", options, 12) == (77, -1, 4)
     assert struct.unpack_from("<3i", options, 88) == (1, 0, 0)

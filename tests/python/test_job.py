@@ -223,7 +223,7 @@ def test_numbers_of_atoms_that_cannot_be_sent_are_refused(water, field, value, w
 
 def test_the_packets_of_water_are_those_of_the_wire(water):
     data = payloads(Job(water, "am1"))
-    assert [len(part) for part in data] == [4, 184, 152, 8, 8 + 9 * 8 + 8 + 40, 4, 288, 48]
+    assert [len(part) for part in data] == [4, 184, 152, 8, 8 + 9 * 8 + 8 + 48, 4, 288, 48]
     assert data[5] == b"\x03\0\0\0"
     words, floats = atom_words(Job(water, "am1"))
     assert [word[1] for word in words] == [8, 1, 1]

@@ -123,7 +123,7 @@ def test_results_are_those_of_the_sections():
         result = backend.run(Job(molecule, "pm3"), seen.append)
     found, = [event.sections for event in seen if isinstance(event, events.Precise)]
     assert list(found) == [row.name for row in sections.RESULTS
-                           if row.name not in ("ci_states", "modes")]
+                           if row.name not in ("ci_states", "modes", "forces")]
     assert list(result.plain("coordinates")) == list(molecule.xyz)
     assert abs(sum(result.plain("charges"))) < 1e-12
     # Sums that hold by definition, in double precision.

@@ -14,7 +14,7 @@ from orbitrax.errors import (BackendDied, InputError, LinkError, MoleculeError, 
                              UsageError)
 from orbitrax.job import Job, JobSettings
 from orbitrax.molecules.inputs import from_qcschema
-from orbitrax.tasks.task import judge_scf, remark, warn_of_the_mean
+from orbitrax.tasks.task import judge_scf, of_the_mean, remark, warn_of_the_mean
 from orbitrax.tasks.vibrations import Vibrations
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR, REPORT_HARTREE_PER_KCAL
 
@@ -112,7 +112,7 @@ def _computed(document: dict[str, Any], backend: Backend) -> dict[str, Any]:
     values: dict[str, Any] = {
         "energy": _hartree(result.total_energy), "gradient": _gradient(result),
         "properties": _hartree(result.total_energy)}
-    answer = _hessian(backend, job) if driver == "hessian" else values[driver]
+    answer = _hessian(backend, job, result) if driver == "hessian" else values[driver]
     properties = _properties(result)
     if driver == "hessian":
         properties["return_hessian"] = answer
@@ -142,10 +142,13 @@ def _gradient(result: Result) -> list[float] | None:
     return None if values is None else [value * factor for value in values]
 
 
-def _hessian(backend: Backend, job: Job) -> list[float]:
-    """(3 n)^2, hartree per square bohr: the force matrix of a job of vibrations."""
+def _hessian(backend: Backend, job: Job, told: Result) -> list[float]:
+    """(3 n)^2, hartree per square bohr: the force matrix of a job of vibrations. told: gets its
+    warnings of gradients."""
     settings = Vibrations(**job.settings.__dict__)
     result = _one(backend, Job(job.molecule, job.method, settings))
+    told.warnings += [text for text in [of_the_mean(job, result)]
+                      if text is not None and text not in told.warnings]
     if result.modes is None:
         raise UsageError(f"{job.method.title} with these settings gives no force matrix")
     factor = REPORT_HARTREE_PER_KCAL * CODATA_ANGSTROM_PER_BOHR**2

@@ -16,7 +16,6 @@ from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.tasks.optimize import Optimize
 from orbitrax.tasks.several.coordinates import KINDS, Coordinate, snake
 from orbitrax.tasks.several.scan import OF_SEARCH, Point, Scan, Scanning
-from orbitrax.tasks.task import OF_THE_MEAN
 
 DESCRIPTION = ("The energy along a distance, an angle or a torsion, or two of them, each held "
                "exactly while everything else relaxes; each point starts from the one before.")
@@ -91,8 +90,6 @@ class _Scan:
 
     def run(self) -> int:
         """All points; returns the exit status."""
-        if self._run.job.half_electrons:
-            self._terminal.warning(OF_THE_MEAN)
         if self._prints:
             self._print_head()
         try:
@@ -112,8 +109,7 @@ class _Scan:
         self._tell_points()
         self._terminal.end_progress()
         for text in self._run.warnings():
-            if OF_THE_MEAN not in text:  # said before
-                self._terminal.warning(text)
+            self._terminal.warning(text)
         self._write(status)
 
     def _hear(self, event: Event) -> None:

@@ -70,6 +70,7 @@ RESULTS = (
         *_numbers("difference", "limit", "final_difference", "worst_difference"))),
     Section("ci_states", 8, 8, read=read_ci_states),
     Section("modes", 9, 9, read=read_mode_rows),
+    Section("forces", 10, 10, _numbers("why", "of_mean", "why_first", "products", code="i")),
     Section("state", 6, 6, (
         *_numbers("guarded", "converged", "cycles", "all_cycles", "aufbau", "descended", "starts",
                   "lowered", "found", "curvatures", code="i"),

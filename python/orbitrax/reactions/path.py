@@ -122,7 +122,7 @@ def verified(surface: EnergySurface, positions: Any) -> Result:
 
     job = Job(surface.molecule.replace(positions=positions), surface.method,
               JobSettings(**surface.shared))
-    result = surface.backend.run(job)
+    result = surface.heeded(surface.backend.run(job))
     result.warnings += result.state_remarks
     judge_scf(job, result)
     warn_of_the_mean(job, result)

@@ -13,7 +13,7 @@ from orbitrax.job import Job, JobSettings
 from orbitrax.methods import Method
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.results.result import Result
-from orbitrax.tasks.task import Run, Task
+from orbitrax.tasks.task import Run, Task, of_the_mean
 
 Array = Any
 
@@ -37,19 +37,26 @@ class Seen:
 class EnergySurface:
     """The energy of a molecule over the places of its atoms, and the searches on it. points: how
     often the energy was computed beside those; stage: what is being done, in words; listeners:
-    called with each structure that searches and paths come to."""
+    called with each structure that searches and paths come to; warnings: of gradients that are not
+    those of the energies."""
 
     def __init__(self, backend: Backend, molecule: Molecule, method: Method | str | int,
                  shared: dict[str, Any]):
         self.backend, self.molecule, self.method, self.shared = backend, molecule, method, shared
         self.points, self.stage = 0, ""
         self.listeners: list[Callable[[Seen], None]] = []
+        self.warnings: list[str] = []
         self._settings = JobSettings(**shared)
         self.job = Job(molecule, method, self._settings)
 
     def search(self, task: Task, positions: Array) -> Result:
         """Runs a search from there; its report points are told. Raises NotConverged as it does."""
-        return self.begun(task, positions).execute(self.backend)
+        try:
+            return self.heeded(self.begun(task, positions).execute(self.backend))
+        except NotConverged as error:
+            if error.partial is not None:
+                self.heeded(error.partial)
+            raise
 
     def begun(self, task: Task, positions: Array) -> Run:
         """A search from there, to be executed, whose report points are told."""
@@ -57,6 +64,13 @@ class EnergySurface:
         run.points.listeners.append(lambda point: self.tell(  # type: ignore[attr-defined]
             point.values["total_energy"], point.xyz, point.gradient))
         return run
+
+    def heeded(self, result: Result) -> Result:
+        """A result, once its gradients have been looked at."""
+        text = of_the_mean(self.job, result)
+        if text is not None and text not in self.warnings:
+            self.warnings.append(text)
+        return result
 
     def tell(self, energy: float, positions: Any, gradient: Any) -> None:
         """A structure, to all who listen."""
@@ -67,7 +81,7 @@ class EnergySurface:
     def __call__(self, positions: Array) -> tuple[float, Array]:
         """Energy, kcal/mol, and gradient, n x 3, kcal/(mol Angstrom)."""
         molecule = self.molecule.replace(positions=positions)
-        result = self.backend.run(Job(molecule, self.method, self._settings))
+        result = self.heeded(self.backend.run(Job(molecule, self.method, self._settings)))
         self.points += 1
         if result.gradient is None or result.total_energy is None:
             raise NotConverged("these settings give no gradient")

@@ -46,6 +46,10 @@ _LARGE_CI = "A large CI matrix must be calculated"
 # What the test of the state has found, by number.
 STATES = ("not tested", "stable", "unstable", "unstable to unequal spins", "not decided")
 _STABLE, _SPINS_UNLIKE, _OF_THE_MEAN = STATES[1], STATES[3], "minimum of the mean"
+# Why a gradient of half electrons is that of their mean, by number from 1.
+_OF_THE_STATE, _WHY_OF_THE_MEAN = 0, (
+    "that mean is no minimum, or hardly one", "two open levels have one energy",
+    "an SCF did not converge")
 _INTERNAL_SHOWN, _SPINS_TESTED, _SPINS_SHOWN = 1, 2, 4  # of the word of the curvatures
 
 _USUAL = frozenset((2.0, 0.0, 1.0))  # occupancies
@@ -184,6 +188,8 @@ class ResultBuilder:
         self._judge_scf(sections["scf"])
         if sections.get("state", {}).get("guarded"):
             self._take_state(sections["state"])
+        if "forces" in sections:
+            self._take_forces(sections["forces"])
 
     def _judge_scf(self, scf: dict[str, Any]) -> None:
         """How the SCFs of the job have ended. A search is worth what its last one is; of other jobs
@@ -218,6 +224,15 @@ class ResultBuilder:
             "spin_curvature_ev": state["spins"] if spins else None,
             "spin_curvature_exact": bool(known & _SPINS_SHOWN) if spins else None}
         self.result.state_remarks = state_remarks(self.result.blocks["scf"])
+
+    def _take_forces(self, forces: dict[str, int]) -> None:
+        """Whose gradients half electrons have had in this job."""
+        why = forces["why_first"]
+        reason = _WHY_OF_THE_MEAN[min(why, len(_WHY_OF_THE_MEAN)) - 1] if why > 0 else None
+        self.result.blocks["half_electrons"] = {
+            "gradient": "state" if forces["why"] == _OF_THE_STATE else "mean",
+            "gradients_of_mean": forces["of_mean"], "reason": reason,
+            "fock_matrices": forces["products"]}
 
     @property
     def _closed(self) -> bool:

@@ -34,6 +34,11 @@ def guarded(job: Job) -> bool:
     return settings.scf == "auto" and usual
 
 
+def asks_state_gradient(job: Job) -> bool:
+    """Whether half electrons are asked for the gradient of their energy with its correction."""
+    return guarded(job) and job.half_electrons
+
+
 def tests_state(job: Job) -> bool:
     """Whether the first SCF of a job is asked for a test of its state."""
     return guarded(job) and _stability(job) != "none"
@@ -48,8 +53,8 @@ def scf_section(job: Job, quiet: bool = False) -> list[tuple[int, bytes]]:
     if response:
         values = (1, STABILITIES.index(_stability(job)), _starts(job), 1, 0.0)
     kept = DENSITIES.index(job.settings.scf_start)
-    return [(KIND, struct.pack("<4id4i", *values, kept, _START if quiet else _ALL, response,
-                               images))]
+    return [(KIND, struct.pack("<4id6i", *values, kept, _START if quiet else _ALL, response,
+                               images, asks_state_gradient(job), 0))]
 
 
 def _orbitals(job: Job) -> int:

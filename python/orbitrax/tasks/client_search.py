@@ -56,6 +56,7 @@ class _Search:
         self._best: Result | None = None  # of the last step
         self._stage: Stage | None = None
         self._told = False
+        self._of_mean, self._reason = 0, None  # gradients of half electrons, and why so
 
     def result(self) -> Result:
         """Runs the search."""
@@ -144,6 +145,10 @@ class _Search:
         one = Job(self._job.molecule.replace(positions=positions), self._job.method, settings)
         left = None if self._deadline is None else max(0.0, self._deadline - time.monotonic())
         self._last = self._backend.run(one, self._hear, left, self._task)
+        forces = self._last.blocks.get("half_electrons")
+        if forces is not None:
+            self._of_mean += forces["gradients_of_mean"]
+            self._reason = self._reason or forces["reason"]
         return self._last
 
     def _hear(self, event: Event) -> None:
@@ -194,6 +199,9 @@ class _Search:
         result.cycles, result.energy_points = stage.step, self._energies
         result.rms_gradient = stage.rms
         result.wall_seconds = time.monotonic() - self._began
+        if "half_electrons" in result.blocks:
+            result.blocks["half_electrons"].update(gradients_of_mean=self._of_mean,
+                                                   reason=self._reason)
         result.search = criteria(stage, limits_of(self._settings))
 
 

@@ -25,10 +25,12 @@ if TYPE_CHECKING:
 
     Listener = Callable[[Event], None]
 
-OF_THE_MEAN = (
-    "half electrons: the gradient leaves out what corrects the energy, so that structures, "
+HALF_ELECTRONS = "half electrons: the gradient"  # how its warnings begin
+_OF_THE_MEAN = (
+    f"{HALF_ELECTRONS} leaves out what corrects the energy{{where}}, so that structures, "
     "vibrations and motion are those of the mean of several states, and not of the energy that is "
     "told; take --uhf for them")
+OF_THE_MEAN = _OF_THE_MEAN.format(where="")
 
 
 class Run:
@@ -168,10 +170,23 @@ def remark(job: Job, result: Result) -> None:
     result.remarks += oddities(result, job.molecule)
 
 
+def of_the_mean(job: Job, result: Result) -> str | None:
+    """The warning of gradients that are not those of the energy, None where all are."""
+    forces = result.blocks.get("half_electrons")
+    if not job.half_electrons:
+        return None
+    if forces is None:
+        return OF_THE_MEAN
+    count = forces["gradients_of_mean"]
+    times = f" {count} time{'s' * (count > 1)}, since {forces['reason']}"
+    return _OF_THE_MEAN.format(where=times) if count else None
+
+
 def warn_of_the_mean(job: Job, result: Result) -> None:
-    """Adds a warning where a gradient is not that of the energy."""
-    if job.half_electrons and OF_THE_MEAN not in result.warnings:
-        result.warnings.append(OF_THE_MEAN)
+    """Adds that warning, where there is one."""
+    text = of_the_mean(job, result)
+    if text is not None and text not in result.warnings:
+        result.warnings.append(text)
 
 
 def judge_scf(job: Job, result: Result) -> None:

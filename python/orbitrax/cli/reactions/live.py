@@ -9,7 +9,6 @@ from orbitrax.cli.outputs.structure import write_frame
 from orbitrax.errors import UsageError
 from orbitrax.files import claimed, refusals
 from orbitrax.reactions.surface import Seen
-from orbitrax.tasks.task import OF_THE_MEAN
 
 _HEADER = f"{'stage':<34}{'energy (kcal/mol)':>20}{'RMS gradient':>15}"
 
@@ -29,12 +28,12 @@ class Live:
         surface.listeners.append(self._take)
 
     def __enter__(self) -> Live:
-        if self._surface.job.half_electrons:
-            self._terminal.warning(OF_THE_MEAN)
         return self
 
     def __exit__(self, *_: object) -> None:
         self._terminal.end_progress()
+        for text in self._surface.warnings:
+            self._terminal.warning(text)
         if self._file is not None:
             with refusals(self._file.name):
                 self._file.close()

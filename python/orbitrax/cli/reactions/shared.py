@@ -14,7 +14,7 @@ from orbitrax.job import JobSettings
 from orbitrax.molecules.molecule import Molecule
 from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.molecules.writing import xyz_text
-from orbitrax.tasks.task import OF_THE_MEAN
+from orbitrax.tasks.task import HALF_ELECTRONS
 
 SHARED = ("charge", "multiplicity", "uhf", "rhf", "scf_limit", "scf_iterations", "diis", "scf")
 _XYZ = (".xyz", ".extxyz")
@@ -73,9 +73,9 @@ def guarded(work: Any, arguments: Any, terminal: Any) -> int:
 
 
 def tell_warnings(terminal: Any, texts: list[str]) -> None:
-    """Says them, but for the one that is said when a reaction is begun."""
+    """Says them, but for those of gradients, which were said with the structures."""
     for text in texts:
-        if OF_THE_MEAN not in text:
+        if HALF_ELECTRONS not in text:
             terminal.warning(text)
 
 

@@ -80,11 +80,12 @@ def _run(arguments: Any, terminal: Any) -> int:
         with Live(terminal, arguments.trajectory, surface):
             run = surface.begun(task, start)
             try:
-                result = run.execute(backend, lambda event: _show(event, terminal))
+                result = surface.heeded(
+                    run.execute(backend, lambda event: _show(event, terminal)))
             except NotConverged as error:
                 if error.partial is None:
                     raise
-                result, failure = error.partial, error
+                result, failure = surface.heeded(error.partial), error
     _tell(arguments, run, result, failure)
     if arguments.output:
         text = structure_text(reactant, result.plain("coordinates"),

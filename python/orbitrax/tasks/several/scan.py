@@ -12,7 +12,7 @@ from orbitrax.link.events import Coordinates, Precise, ResultBlock, SearchPoint
 from orbitrax.settings import declared, option
 from orbitrax.tasks.optimize import Optimize
 from orbitrax.tasks.several.coordinates import KINDS, Coordinate, snake
-from orbitrax.tasks.task import Run, Task
+from orbitrax.tasks.task import Run, Task, of_the_mean
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
@@ -83,6 +83,8 @@ class Scanning(Run):
                 raise
             except OrbitraxError as error:
                 self.points.append(Point(asked, error))
+                text = error.partial and of_the_mean(self.job, error.partial)
+                self.points[-1].warnings = [text] if text else []
             else:
                 start = self._keep(asked, start, result)
                 self._tell(result, on_event)
