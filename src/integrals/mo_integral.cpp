@@ -306,16 +306,17 @@ void FillMoProducts(const OrbitalColumns& a, const OrbitalColumns& b, Triangle t
     for (int nAtom = 0; nAtom < system.nSelected; ++nAtom) {
         const ListedAtom atom = AtomAt(nAtom);
         for (int i = atom.nFirst; i < atom.nFirst + atom.nOrbitals; ++i) {
-            VectorPairs pairs{.nFirst = a.nCount,
-                              .nSecond = b.nCount,
-                              .fTriangle = fTriangle,
-                              .vFirstI = Row(a.mOrbitals, a.nStep, i),
-                              .vSecondI = Row(b.mOrbitals, b.nStep, i)};
-            for (int j = atom.nFirst; j <= i; ++j, x += nStep) {
-                pairs.vFirstJ = Row(a.mOrbitals, a.nStep, j);
-                pairs.vSecondJ = Row(b.mOrbitals, b.nStep, j);
-                FillVectorPairs(pairs, x);
-            }
+            const double* vOfA = Row(a.mOrbitals, a.nStep, i);
+            const double* vOfB = Row(b.mOrbitals, b.nStep, i);
+            for (int j = atom.nFirst; j <= i; ++j, x += nStep)
+                FillVectorPairs({.nFirst = a.nCount,
+                                 .nSecond = b.nCount,
+                                 .fTriangle = fTriangle,
+                                 .vFirstI = vOfA,
+                                 .vFirstJ = Row(a.mOrbitals, a.nStep, j),
+                                 .vSecondI = vOfB,
+                                 .vSecondJ = Row(b.mOrbitals, b.nStep, j)},
+                                x);
             if (monopole == Monopole::kNone) continue;
             const bool fAtom = monopole == Monopole::kAtom;
             double* y = Row(mMonopole, nStep, fAtom ? nAtom : i);
