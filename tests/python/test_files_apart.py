@@ -23,6 +23,7 @@ def orbitrax(folder, *words):
 @pytest.fixture()
 def folder(tmp_path):
     shutil.copy(ROOT / "examples" / "water.xyz", tmp_path / "in.xyz")
+    (tmp_path / "bent.xyz").write_text("3\n\nO 0 0 0\nH 0.97 0 0\nH -0.1 0.97 0\n")
     (tmp_path / "list.csv").write_text("id,smiles\nwater,O\n")
     return tmp_path
 
@@ -103,7 +104,7 @@ TRAJECTORIES = [("run.xyz", ["md", "in.xyz", "--time", "1fs", "-o"]),
                 ("run.xyz", ["md", "--restart", "run.xyz", "--time", "1fs", "-o"]),
                 ("run.xyz", ["optimize", "in.xyz", "--trajectory"]),
                 ("run.xyz", ["path", "in.xyz", "--trajectory"]),
-                ("run.xyz", ["transit", "in.xyz", "in.xyz", "--trajectory"])]
+                ("run.xyz", ["transit", "in.xyz", "bent.xyz", "--trajectory"])]
 
 
 @pytest.mark.parametrize("name, words", TRAJECTORIES)
