@@ -11,6 +11,7 @@ from support import ROOT  # noqa: F401
 
 from orbitrax.errors import OrbitraxError
 from orbitrax.results.document import empty_document
+from orbitrax.serve import app
 from orbitrax.serve import runs as runs_room
 from orbitrax.serve.processes import Worker
 from orbitrax.serve.runs import Limits, Runs
@@ -138,3 +139,47 @@ def test_a_process_that_is_ended_in_the_middle_of_a_line_ends_its_run():
         assert heard == [{"type": "live"}] and "was killed" in answer["error"]["text"]
 
     asyncio.run(work())
+
+
+@pytest.mark.parametrize("error", [OSError(24, "Too many open files"), ValueError("no JSON")])
+def test_a_process_that_cannot_be_spoken_to_ends_its_run(page, error):
+    runs, store = page
+
+    async def work():
+        one = start(runs)
+
+        async def fails(listen=None, limit=None):
+            raise error
+
+        one.worker.work = fails
+        queue = asyncio.Queue()
+        one.listeners.add(queue)
+        await asyncio.wait_for(one.doing, 5)
+        assert [queue.get_nowait() for _ in range(queue.qsize())][-1]["type"] == "ended"
+        document = runs.whole(one.id)["document"]
+        assert document["status"] == "failed" and str(error) in document["errors"][0]
+
+    asyncio.run(work())
+
+
+def test_who_begins_to_listen_as_a_run_ends_hears_of_its_end(page, monkeypatch):
+    """The end comes while the head of the answer is written."""
+    runs, store = page
+    sent = []
+
+    async def work():
+        one = start(runs)
+        await asyncio.sleep(0)
+        stream = types.SimpleNamespace(prepare=lambda request: ended(one), write=written)
+        monkeypatch.setattr(app.web, "StreamResponse", lambda headers: stream)
+        door = app.Page.__new__(app.Page)
+        door.runs = runs
+        request = types.SimpleNamespace(match_info={"id": one.id})
+        await asyncio.wait_for(door.events(request), 5)
+
+    async def written(data):
+        sent.append(data)
+
+    asyncio.run(work())
+    assert [b'"type": "snapshot"' in sent[0], b'"type": "ended"' in sent[-1]] == [True, True]
+    assert b'"status": "done"' in sent[-1]

@@ -180,6 +180,9 @@ class Page:
     async def _follow(self, run: Run, queue: asyncio.Queue[dict[str, Any]],
                       response: web.StreamResponse) -> None:
         await _send(response, run.snapshot())
+        if run.answer:  # it had ended before anybody listened, who will hear of it from nobody else
+            await _send(response, run.ending())
+            return
         while True:
             try:
                 message = await asyncio.wait_for(queue.get(), _SILENCE)

@@ -14,9 +14,12 @@ from orbitrax.serve.processes import Worker, failure
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
+    from collections.abc import Callable
     from typing import Any
 
     from orbitrax.serve.store import Store
+
+    Listener = Callable[[dict[str, Any]], None]
 
 _MOST_LINES = 5000  # of a report that is shown while it grows
 _MOST_POINTS = 20000
@@ -71,6 +74,10 @@ class Run:
         """What someone has missed who listens from now on."""
         return {"type": "snapshot", "state": self.state, "status": self.status,
                 "points": list(self.points), "log": list(self.lines), "xyz": self.xyz}
+
+    def ending(self) -> dict[str, Any]:
+        """What is told to all when it has ended."""
+        return {"type": "ended", "state": "ended", "status": self.answer["document"]["status"]}
 
     def listen(self, message: dict[str, Any]) -> None:
         """Takes what its process tells, and passes it on."""
@@ -148,13 +155,13 @@ class Runs:
         async with self._turn:
             one.state = "running"
             one.tell({"type": "live", "state": "running"})
-            answer = await one.worker.work(one.listen, self.limits.time)
+            answer = await _answer_of(one.worker, self.limits.time, one.listen)
         self._end(one, answer)
 
     def _end(self, one: Run, answer: dict[str, Any]) -> None:
         one.take(answer)
         self._keep()
-        one.tell({"type": "ended", "state": "ended", "status": one.answer["document"]["status"]})
+        one.tell(one.ending())
 
     def _keep(self) -> None:
         """Hands all that have ended to the history. What it does not take is kept here, of such
@@ -200,7 +207,7 @@ class Runs:
     async def ask(self, request: dict[str, Any], seconds: float) -> dict[str, Any]:
         """The answer to something small, two at a time."""
         async with self._small:
-            return await Worker({**request, **self._limits()}).work(limit=seconds)
+            return await _answer_of(Worker({**request, **self._limits()}), seconds)
 
     async def close(self) -> None:
         """Ends everything."""
@@ -208,3 +215,14 @@ class Runs:
         for one in doing:
             one.cancel()
         await asyncio.gather(*doing, return_exceptions=True)
+
+
+async def _answer_of(worker: Worker, seconds: float | None, listen: Listener | None = None
+                     ) -> dict[str, Any]:
+    """What a process answers, or why it does not: there may be no process more, or no sense in what
+    it says."""
+    try:
+        return await worker.work(listen, seconds)
+    except Exception as error:
+        return failure("the process of this calculation cannot be spoken to: "
+                       f"{type(error).__name__}: {error}", "failed")

@@ -37,12 +37,17 @@ export async function openRun(id) {
 
 async function takeOver(run) {
   if (page.about.tasks.some((one) => one.name === run.task)) chooseTask(run.task);
-  const mine = page.molecule;
-  if (mine && JSON.stringify(mine.positions) === JSON.stringify(run.request.molecule.positions)) return;
+  if (page.molecule && same(page.molecule, run.request.molecule)) return;
   const found = await ask("POST", "/api/molecule", { molecule: run.request.molecule });
   setMolecule(found.molecule, found.refused);
   colourBy(null);
   show(found.molecule.symbols, found.molecule.positions);
+}
+
+function same(one, other) {
+  const told = ({ numbers, positions, charge, multiplicity, masses, point_charges: charges }) =>
+    JSON.stringify([numbers, positions, charge, multiplicity, masses, charges]);
+  return told(one) === told(other);
 }
 
 // ---- live -----------------------------------------------------------------------------------------
