@@ -143,9 +143,9 @@ class Option:
     def _checked_float(self, value: Any) -> float:
         if isinstance(value, bool) or not isinstance(value, (int, float)):
             self._refuse(value, "should be a number")
-        value = float(value)
-        if not abs(value) <= LARGEST_FLOAT:
+        if not abs(value) <= LARGEST_FLOAT:  # of a whole number that no float holds, too
             self._refuse(value, "is not a number that can be used")
+        value = float(value)
         if self.above is not None and not value > self.above:
             self._refuse(value, f"should be above {self.above:g}")
         if self.least is not None and self.most is not None:

@@ -8,6 +8,7 @@ import pytest
 from support import ROOT  # noqa: F401
 
 from orbitrax.errors import SettingError, UsageError
+from orbitrax.job import JobSettings
 from orbitrax.settings import Settings, declared, option
 
 
@@ -62,6 +63,7 @@ def test_settings_are_values():
     ({"limit": 0}, "limit 0.0: should be above 0"),
     ({"limit": float("nan")}, "limit nan: is not a number that can be used"),
     ({"limit": 1e39}, r"limit 1e\+39: is not a number that can be used"),
+    ({"limit": 10**400}, "limit 10{400}: is not a number that can be used"),
     ({"limit": "much"}, "limit much: should be a number"),
     ({"limit": True}, "limit True: should be a number"),
     ({"cycles": -1}, "cycles -1: should be 0 or above"),
@@ -102,3 +104,12 @@ def test_an_option_says_only_what_options_say():
         option(3, help="", colour="red")
     with pytest.raises(TypeError, match="cannot be of the kind complex"):
         type("Odd", (Settings,), {"__annotations__": {"a": "complex"}, "a": option(1, help="")})
+
+
+@pytest.mark.parametrize("values", [
+    {"select": [1.5]}, {"select": 3}, {"select": [None]}, {"select": [float("nan")]},
+    {"restrain": [{}]}, {"restrain": 3}, {"restrain": [None]}])
+def test_atoms_and_restraints_that_are_none_are_refused(values):
+    with pytest.raises(UsageError):
+        JobSettings(**values)
+    assert JobSettings(select=[1, np.int64(2), 3.0]).select == (1, 2, 3)

@@ -143,7 +143,13 @@ class Restraint:
 def parse_restraints(given: Restraint | str | Iterable[Restraint | str]) -> tuple[Restraint, ...]:
     """Restraints from themselves or their texts."""
     several = (given,) if isinstance(given, (Restraint, str)) else given
-    return tuple(parse_restraint(one) if isinstance(one, str) else one for one in several)
+    try:
+        found = tuple(parse_restraint(one) if isinstance(one, str) else one for one in several)
+        if all(isinstance(one, Restraint) for one in found):
+            return found
+    except TypeError:
+        pass
+    raise UsageError(f"--restrain {str(given)[:60]}: give restraints, or their texts")
 
 
 def parse_restraint(text: str) -> Restraint:

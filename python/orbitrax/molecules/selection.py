@@ -14,7 +14,13 @@ _MOST = 1 << 24  # atoms of a molecule
 def parse_selection(given: str | Iterable[int]) -> tuple[int, ...]:
     """Atom numbers of a text like "1-4,7", or of numbers."""
     if not isinstance(given, str):
-        return tuple(int(number) for number in given)
+        try:
+            found = tuple(given)
+            if all(number == int(number) for number in found):
+                return tuple(map(int, found))
+        except (TypeError, ValueError, OverflowError):
+            pass
+        raise UsageError(f"--select {str(given)[:60]}: atoms are given by whole numbers, from 1")
     numbers: list[int] = []
     for part in given.split(","):
         first, dash, last = part.strip().partition("-")

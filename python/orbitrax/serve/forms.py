@@ -112,6 +112,6 @@ def _value(one: Option, value: Any) -> Any:
         return one.checked(value)
     except SettingError:
         raise
-    except (UsageError, TypeError, ValueError) as error:
+    except (UsageError, TypeError, ValueError, ArithmeticError, AttributeError) as error:
         shown = str(value)[:60]
         raise SettingError(one.name, shown, getattr(error, "typed", str(error))) from None
