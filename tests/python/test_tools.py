@@ -224,3 +224,18 @@ def test_a_document_without_bottom_is_refused(command, tmp_path):
     done = orbitrax(*command, path)
     assert done.returncode == 2 and done.stderr.startswith(f"orbitrax: error: {path}")
     assert "Traceback" not in done.stderr
+
+
+@pytest.mark.parametrize("words, what", [
+    (["energy", *["examples/caffeine.xyz"] * 300, "-m", "am1", "--json"], "300 molecules"),
+    (["compare", "examples/caffeine.xyz", "--optimize"], "9 methods")])
+def test_what_is_ended_says_how_far_it_came(words, what):
+    started = subprocess.Popen([sys.executable, "-m", "orbitrax", *words], cwd=ROOT, text=True,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=ENVIRONMENT)
+    lines = [started.stdout.readline() for _ in range(5)]
+    started.send_signal(signal.SIGINT)
+    out, err = started.communicate(timeout=60)
+    assert started.returncode == 130 and f" of {what}" in err and "interrupted after" in err
+    if "--json" in words:
+        whole = [json.loads(line) for line in [*lines, *out.splitlines()]]
+        assert {one["status"] for one in whole} == {"done"}

@@ -6,7 +6,7 @@ import json
 from typing import Any
 
 from orbitrax.backend import Backend
-from orbitrax.errors import OrbitraxError, UsageError
+from orbitrax.errors import Interrupted, OrbitraxError, UsageError
 from orbitrax.methods import METHODS, find_method
 from orbitrax.molecules.reading import as_molecule, read_molecule
 from orbitrax.tasks.registry import find_task
@@ -63,6 +63,9 @@ def run(arguments: Any, terminal: Any) -> int:
                 for text in result.warnings:
                     if text not in molecule.remarks:  # said before
                         terminal.warning(f"{method.key}: {text}")
+            except (Interrupted, KeyboardInterrupt):
+                terminal.error(f"interrupted after {len(statuses)} of {len(methods)} methods")
+                raise
             except OrbitraxError as error:
                 statuses.append(error.exit_status)
                 if not arguments.json:

@@ -6,6 +6,7 @@ import json
 import sys
 
 from orbitrax.cli.command import CommandSettings
+from orbitrax.cli.outputs.text import TextSink
 from orbitrax.cli.terminal import Terminal, printable
 from orbitrax.errors import Interrupted, OrbitraxError, UsageError
 from orbitrax.molecules.reading import count_structures, read_molecule
@@ -70,7 +71,7 @@ class _Rows:
 
     def run(self, sources: list[str]) -> int:
         """All molecules; returns the exit status."""
-        command, status = self._command, 0
+        command, status, number = self._command, 0, 1
         if self._structures not in (None, "-"):
             from orbitrax.files import check_apart, check_target
 
@@ -83,6 +84,11 @@ class _Rows:
                 for number, source in enumerate(sources, 1):
                     self._terminal.progress(f"{number} of {len(sources)}: {source}")
                     status = max(status, self._one(backend, source))
+        except (Interrupted, KeyboardInterrupt):
+            self._terminal.end_progress()
+            self._terminal.error(f"interrupted after {number - 1} of {len(sources)} molecules")
+            TextSink.printed = TextSink.printed or number > 1  # each line is a document
+            raise
         finally:
             self._terminal.end_progress()
             self._write()
