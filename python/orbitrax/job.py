@@ -85,7 +85,7 @@ class JobSettings(Settings):
         None, group=MOLECULE, convert=_selection, metavar="LIST",
         help="atoms to calculate, counted from 1, as in 1-24,31; the others become point charges")
     scf_limit: float = option(
-        1e-6, above=0, unit="kcal/mol", group=SCF, wire="flConvergenceLimit", metavar="E",
+        1e-6, above=0, most=1, unit="kcal/mol", group=SCF, wire="flConvergenceLimit", metavar="E",
         help="energy change at convergence, kcal/mol")
     scf_iterations: int = option(
         400, least=0, most=LARGEST_WORD - 2, group=SCF, wire="nIterationLimit", metavar="N",

@@ -151,6 +151,8 @@ class Option:
         if self.least is not None and self.most is not None:
             if not self.least <= value <= self.most:
                 self._refuse(value, f"choose from {self.least:g} to {self.most:g}{self._in_unit}")
+        elif self.most is not None and value > self.most:
+            self._refuse(value, f"should be at most {self.most:g}{self._in_unit}")
         elif self.least is not None and value < self.least:
             self._refuse(value, f"should be {self.least:g} or above")
         return value

@@ -8,7 +8,7 @@ import subprocess
 import pytest
 from support import ROOT
 
-from orbitrax import Job, OutOfMemory, Restraint, UsageError, read_molecule
+from orbitrax import Backend, Job, OutOfMemory, Restraint, UsageError, read_molecule
 from orbitrax.memory import check_memory, free_memory
 
 WATER = str(ROOT / "examples" / "water.xyz")
@@ -107,3 +107,16 @@ def test_a_number_of_another_script_is_a_word(tmp_path):
     path.write_text("²\nx\nO 0 0 0\n")
     done = orbitrax("energy", str(path), "-m", "am1")
     assert done.returncode == 2 and "the number of atoms should stand here" in done.stderr
+
+
+@pytest.mark.parametrize("limit, done", [(1.0, True), (1.1, False), (1e9, False)])
+def test_a_limit_that_ends_no_scf_is_refused(limit, done):
+    """A limit of 1 kcal/mol costs a thousandth of it, of 1e9 25 kcal/mol."""
+    if not done:
+        with pytest.raises(UsageError, match="scf.limit"):
+            Job(read_molecule(WATER), "am1", scf_limit=limit)
+        return
+    with Backend() as backend:
+        loose, sharp = (backend.run(Job(read_molecule(WATER), "am1", scf_limit=one))
+                        for one in (limit, 1e-6))
+    assert abs(loose.total_energy - sharp.total_energy) < 1e-3
