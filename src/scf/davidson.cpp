@@ -15,6 +15,8 @@ namespace {
 constexpr double kDependent = 1e-6;  ///< part of a vector that is new, at least
 constexpr int kMostSteps = 12;       ///< of a root, each of which doubles its digits
 constexpr double kSameRoot = 1e-13;  ///< change of a root that ends them, as a part of its terms
+constexpr double kNearRoot = 1e-8;   ///< ... or this one, much smaller than that before
+constexpr double kMuchSmaller = 0.1;
 
 /// v -= the parts of v along all vectors of the space.
 void TakeOut(Space& space, double* v) {
@@ -33,22 +35,25 @@ void Combine(const Space& space, const Array<double>& m, const double* vCoeffici
 /// Solves (M - value) x = b for the first m vectors of the space, by elimination without exchanges.
 /// False where the value is not below all eigenvalues of M.
 bool SolveBelow(const Space& space, int m, double dValue, const double* b, double* x) {
-    double mLower[kMostVectors][kMostVectors], vPivot[kMostVectors];
+    double mLower[kMostVectors][kMostVectors];   // over the pivots
+    double mPivots[kMostVectors][kMostVectors];  // and times them
+    double vInverse[kMostVectors];
     for (int i = 0; i < m; ++i) {
         double dPivot = space.mInside[i][i] - dValue;
         x[i] = b[i];
         for (int j = 0; j < i; ++j) {
             double d = space.mInside[i][j];
-            for (int k = 0; k < j; ++k) d -= mLower[i][k] * mLower[j][k] * vPivot[k];
-            mLower[i][j] = d / vPivot[j];
+            for (int k = 0; k < j; ++k) d -= mPivots[i][k] * mLower[j][k];
+            mPivots[i][j] = d;
+            mLower[i][j] = d * vInverse[j];
             dPivot -= mLower[i][j] * d;
             x[i] -= mLower[i][j] * x[j];
         }
         if (!(dPivot > 0.0)) return false;
-        vPivot[i] = dPivot;
+        vInverse[i] = 1.0 / dPivot;
     }
     for (int i = m - 1; i >= 0; --i) {
-        x[i] /= vPivot[i];
+        x[i] *= vInverse[i];
         for (int j = i + 1; j < m; ++j) x[i] -= mLower[j][i] * x[j];
     }
     return true;
@@ -128,14 +133,17 @@ void FollowLowest(const Space& space, Inside& inside) {
     std::copy_n(inside.mTurn, nOld, vOld);
     vOld[nOld] = 0.0;
     double dValue = LowerOfTwo(inside.vValues[0], b[nOld], Dot(nOld, vOld, b));
-    double dLength = 1.0;
+    double dLength = 1.0, dBefore = 0.0;
     for (int nStep = 0;; ++nStep) {  // many where what lowers it is hardly coupled to it
         if (nStep == kMostSteps || !SolveBelow(space, nOld, dValue, b, x))
             return SolveInside(space, inside);
         dLength = 1.0 + Dot(nOld, x, x);
         const double dStep = (b[nOld] - dValue - Dot(nOld, b, x)) / dLength;
         dValue += dStep;
-        if (!(std::abs(dStep) > kSameRoot * (std::abs(dValue) + std::abs(b[nOld])))) break;
+        const double dTerms = std::abs(dValue) + std::abs(b[nOld]), dSize = std::abs(dStep);
+        if (!(dSize > kSameRoot * dTerms)) break;
+        if (dSize < kNearRoot * dTerms && dSize < kMuchSmaller * dBefore) break;
+        dBefore = dSize;
     }
     double* c = inside.mTurn;
     for (int i = 0; i < nOld; ++i) c[i] = -x[i] / std::sqrt(dLength);
