@@ -195,6 +195,21 @@ def test_what_is_frozen_or_fixed_stays_and_goes_with_the_quasi_newton_search_onl
     for words in (["--freeze", "1", "--optimizer", "polak-ribiere"], ["--fix", "tether 1"],
                   ["--fix", "stretch 1 2 1.5 k=3"], ["--fix", "stretch 1 99"]):
         assert orbitrax("optimize", ETHANOL, "-m", "am1", *words).returncode == 2, words
+    done = orbitrax("optimize", ETHANOL, "-m", "am1", "--freeze", "1,x")
+    assert done.returncode == 2 and "--freeze 1,x: 'x' is neither" in done.stderr
+
+
+@pytest.mark.parametrize("tether", ["tether 1 8 0 0", "tether 1 20 5 0", "tether 2 0 0 4 k=0.5"])
+def test_a_tether_draws_the_whole_molecule(tether):
+    """A molecule that is drawn away has no less energy where it arrives."""
+    with Backend() as backend:
+        molecule = read_molecule(str(ROOT / "examples" / "water.xyz"))
+        free = backend.run(Job(molecule, "am1", Optimize(limit=0.01)))
+        found = backend.run(Job(molecule, "am1", Optimize(limit=0.01, restrain=(tether,))))
+    atom, *place = map(float, tether.partition(" k")[0].split()[1:])
+    assert found.converged and found.cycles < 60
+    assert np.linalg.norm(np.array(found.coordinates[int(atom) - 1]) - place) < 2e-3
+    assert found.total_energy == pytest.approx(free.total_energy, abs=1e-4)
 
 
 @pytest.mark.parametrize("optimizer", ["quasi-newton", "polak-ribiere"])

@@ -5,7 +5,7 @@ It lives in internal coordinates, and is carried over to the positions where it 
 
 from __future__ import annotations
 
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 
 import numpy as np
 
@@ -22,6 +22,7 @@ _ROUNDING = 1e-12  # of the largest change; a torsion beside a line has 1e12 per
 _NO_CURVATURE = 1e-30  # kcal/mol; a torn bond has 1e-11 in the model, and learns all the same
 
 Seen = tuple[Array, Array]  # positions, n x 3, and the gradient there, 3n
+Tether = tuple[int, Array, float]  # atom, its place, kcal/(mol square Angstrom)
 
 @dataclass
 class Place:
@@ -38,13 +39,14 @@ class Place:
 @dataclass(frozen=True)
 class Known:
     """What is known of a molecule before the search. numbers: atomic numbers, n; bonds, links,
-    springs and hessian as `minimise` takes them."""
+    springs, hessian and tethers as `minimise` takes them."""
 
     numbers: Array
     bonds: list[tuple[int, int]]
     links: list[tuple[int, int]]
     springs: dict[tuple[int, ...], float]
     hessian: Array | None
+    tethers: list[Tether] = field(default_factory=list)
 
 
 class Hessian:
@@ -53,6 +55,11 @@ class Hessian:
     def __init__(self, known: Known, positions: Array):
         """positions: n x 3 in Angstrom, where the search begins."""
         self._told, self._start = known, positions
+        self.tethers = np.zeros(positions.size)  # how stiff they are, by the positions
+        self._tied = np.zeros(positions.size)  # and that times where they lead
+        for atom, place, constant in known.tethers:
+            self.tethers[3 * atom:3 * atom + 3] += constant
+            self._tied[3 * atom:3 * atom + 3] += constant * np.asarray(place)
         self._ends: list[tuple[Seen, Seen]] = []  # of the steps that it has learned from
         self._write(positions)
 
@@ -77,8 +84,8 @@ class Hessian:
         diagonal = np.diag_indices_from(metric)
         metric[diagonal] += _LEAST_CHANGE + _ROUNDING * np.max(metric[diagonal], initial=0.0)
         factored = Factored(metric)
-        return Place(positions, gradient, values, slopes, slopes @ factored.solve(gradient),
-                     factored)
+        own = gradient - self.tethers * positions.ravel() + self._tied  # tethers pull the whole
+        return Place(positions, gradient, values, slopes, slopes @ factored.solve(own), factored)
 
     def at(self, slopes: Array) -> Array:
         """That by the positions, 3n x 3n, where the coordinates have these slopes."""
@@ -86,7 +93,7 @@ class Hessian:
         for sign, vectors in self._corrections():
             carried = slopes.T @ vectors
             hessian += sign * (carried @ carried.T)  # half the work of others, being symmetric
-        hessian[np.diag_indices_from(hessian)] += _FLOOR
+        hessian[np.diag_indices_from(hessian)] += _FLOOR + self.tethers
         return hessian
 
     def learn(self, before: Place, after: Place) -> None:

@@ -18,7 +18,7 @@ import numpy as np
 from orbitrax.minimise.arrays import Array
 from orbitrax.minimise.constraints import Constraint, Held
 from orbitrax.minimise.curvature import softest
-from orbitrax.minimise.hessian import Hessian, Known, Place
+from orbitrax.minimise.hessian import Hessian, Known, Place, Tether
 
 EnergyAndGradient = Callable[[Array], "tuple[float, Array]"]
 
@@ -125,6 +125,7 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
              frozen: tuple[int, ...] = (), constraints: tuple[Constraint, ...] = (),
              links: list[tuple[int, int]] | None = None,
              springs: dict[tuple[int, ...], float] | None = None,
+             tethers: list[Tether] | None = None,
              hessian: Array | None = None, probed: bool = False,
              on_step: Callable[[Stage], None] | None = None) -> Minimum:
     """The nearest minimum downhill.
@@ -135,13 +136,14 @@ def minimise(energy_and_gradient: EnergyAndGradient, numbers: Array, positions: 
     what the link carries. frozen: atoms that stay where they are, indices from 0. constraints: what
     is held exactly; ValueError where that cannot be. links: pairs whose distance matters though
     they are not bonded. springs: what the energy has of its own that is stiff, by the two, three or
-    four atoms of a coordinate, in kcal/mol per square Angstrom or radian. hessian: about what it is
-    where the search begins, springs left out, 3n x 3n in kcal/(mol square Angstrom). probed: the
+    four atoms of a coordinate, in kcal/mol per square Angstrom or radian; tethers: the same of
+    atoms that are drawn to a place, indices from 0, Angstrom. hessian: about what it is where the
+    search begins, both left out, 3n x 3n in kcal/(mol square Angstrom). probed: the
     softest motion is measured before the search ends, by three gradients or a few more, and on a
     saddle, or where the energy is flatter than the Hessian has learned, the search goes on; not
     where something is held. on_step: called where the search begins and after each step.
     """
-    known = Known(np.asarray(numbers), bonds, links or [], springs or {}, hessian)
+    known = Known(np.asarray(numbers), bonds, links or [], springs or {}, hessian, tethers or [])
     search = _Search(energy_and_gradient, positions, Hessian(known, positions),
                      Held(len(positions), frozen, constraints))
     probing = probed and not frozen and not constraints
@@ -205,7 +207,7 @@ class _Search:
         here = self._here
         hessian = self._hessian.at(here.slopes)
         if self._held.all_free:
-            whole = _rigid_motions(here.positions)
+            whole = _unheld(_rigid_motions(here.positions), self._hessian.tethers)
             if np.linalg.norm(whole @ here.gradient) < _NO_PULL * np.linalg.norm(here.gradient):
                 hessian += _RIGID * whole.T @ whole
         return self._held.step(hessian, here.gradient, here.positions)
@@ -310,3 +312,12 @@ def _rigid_motions(positions: Array) -> Array:
     turns = np.stack([np.cross(axis, arms).ravel() for axis in np.eye(3)])
     _, lengths, found = np.linalg.svd(turns, full_matrices=False)
     return np.concatenate([shifts, found[lengths > _NO_TURN]])
+
+
+def _unheld(whole: Array, tethers: Array) -> Array:
+    """Those of orthonormal motions, k x 3n, or of their sums, which pull at no tether."""
+    if not np.any(tethers):
+        return whole
+    stiffness, turn = np.linalg.eigh((whole * tethers) @ whole.T)
+    unheld: Array = turn[:, stiffness < _NO_PULL * stiffness[-1]].T @ whole
+    return unheld

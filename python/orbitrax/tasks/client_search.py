@@ -17,6 +17,7 @@ if TYPE_CHECKING:
     from orbitrax.backend import Backend
     from orbitrax.link.events import Event
     from orbitrax.minimise import Limits, Stage
+    from orbitrax.minimise.hessian import Tether
     from orbitrax.molecules.molecule import Molecule
     from orbitrax.results.result import Result
     from orbitrax.tasks.optimize import Optimize
@@ -93,7 +94,7 @@ class _Search:
             found = minimise(
                 self._energy, molecule.numbers, molecule.positions, bonds, limits_of(settings),
                 frozen=frozen, constraints=settings.held(molecule), links=links,
-                springs=_springs(self._job), on_step=self._step)
+                springs=_springs(self._job), tethers=_tethers(self._job), on_step=self._step)
         except ValueError as error:
             if isinstance(error, OrbitraxError):
                 raise
@@ -242,6 +243,15 @@ def _springs(job: Job) -> dict[tuple[int, ...], float]:
     """How stiff each restrained coordinate is, kcal/mol per square Angstrom or radian."""
     return {tuple(atom - 1 for atom in one.atoms): 2.0 * one.force_constant
             for one in job.settings.restrain if one.kind != "tether" and one.force_constant > 0}
+
+
+def _tethers(job: Job) -> list[Tether]:
+    """Which atoms are drawn where, from 0 and in Angstrom, and how stiffly."""
+    import numpy as np
+
+    return [(one.atoms[0] - 1, np.array(one.target), 2.0 * one.force_constant)
+            for one in single_point(job).settings.restrain
+            if one.kind == "tether" and one.force_constant > 0]
 
 
 def bonds_and_links(molecule: Molecule, ends: int = ENDS
