@@ -100,6 +100,12 @@ def test_a_form_of_another_site_cannot_be_taken_for_a_request(server):
     assert status == 403
 
 
+def test_what_is_no_text_of_json_is_refused(server):
+    odd = {"Content-Type": "application/json; charset=nonsense"}
+    assert server.ask("POST", "/api/runs", b"{}", odd)[0] == 400
+    assert server.ask("POST", "/api/runs", b"{\"task\":")[0] == 400
+
+
 def test_it_listens_on_this_machine_alone(server):
     with open("/proc/net/tcp", encoding="ascii") as file:
         rows = [line.split()[1] for line in file if line.split()[3] == "0A"]

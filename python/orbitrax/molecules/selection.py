@@ -11,8 +11,8 @@ if TYPE_CHECKING:
 _MOST = 1 << 24  # atoms of a molecule
 
 
-def parse_selection(given: str | Iterable[int]) -> tuple[int, ...]:
-    """Atom numbers of a text like "1-4,7", or of numbers."""
+def parse_selection(given: str | Iterable[int], option: str = "--select") -> tuple[int, ...]:
+    """Atom numbers of a text like "1-4,7", or of numbers. option: what refusals begin with."""
     if not isinstance(given, str):
         try:
             found = tuple(given)
@@ -20,7 +20,7 @@ def parse_selection(given: str | Iterable[int]) -> tuple[int, ...]:
                 return tuple(map(int, found))
         except (TypeError, ValueError, OverflowError):
             pass
-        raise UsageError(f"--select {str(given)[:60]}: atoms are given by whole numbers, from 1")
+        raise UsageError(f"{option} {str(given)[:60]}: atoms are given by whole numbers, from 1")
     numbers: list[int] = []
     for part in given.split(","):
         first, dash, last = part.strip().partition("-")
@@ -28,12 +28,12 @@ def parse_selection(given: str | Iterable[int]) -> tuple[int, ...]:
             low = int(first)
             high = int(last) if dash else low
         except ValueError:
-            raise UsageError(f"--select {given}: '{part.strip()}' is neither an atom number nor a "
+            raise UsageError(f"{option} {given}: '{part.strip()}' is neither an atom number nor a "
                              "range like 1-4") from None
         if high < low:
-            raise UsageError(f"--select {given}: the range '{part.strip()}' runs backwards")
+            raise UsageError(f"{option} {given}: the range '{part.strip()}' runs backwards")
         if high - low >= _MOST:
-            raise UsageError(f"--select {given}: no molecule has so many atoms")
+            raise UsageError(f"{option} {given}: no molecule has so many atoms")
         numbers.extend(range(low, high + 1))
     return tuple(numbers)
 

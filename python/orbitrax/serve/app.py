@@ -225,7 +225,7 @@ async def _send(response: web.StreamResponse, message: dict[str, Any]) -> None:
 async def _json(request: web.Request) -> dict[str, Any]:
     try:
         found = await request.json()
-    except (ValueError, RecursionError):
+    except (ValueError, RecursionError, LookupError):  # the last of an unknown charset
         raise web.HTTPBadRequest(text="this is no JSON") from None
     if not isinstance(found, dict):
         raise web.HTTPBadRequest(text="an object is needed")

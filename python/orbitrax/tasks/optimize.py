@@ -115,7 +115,7 @@ def _criteria(result: Result) -> list[str]:
 def _frozen(given: Any) -> tuple[int, ...]:
     from orbitrax.molecules.selection import parse_selection
 
-    return parse_selection(given)
+    return parse_selection(given, "--freeze")
 
 
 def _fixed(given: Any) -> tuple[Restraint, ...]:
