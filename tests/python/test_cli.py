@@ -17,7 +17,7 @@ from orbitrax.molecules.selection import parse_selection
 
 pytestmark = pytest.mark.timeout(60)
 
-KEYS = ("schema version task method charge multiplicity spin symbols coordinates_angstrom "
+KEYS = ("schema version task method charge multiplicity spin symbols masses coordinates_angstrom "
         "total_energy electronic_energy core_energy binding_energy isolated_atomic_energy "
         "heat_of_formation gradient rms_gradient dipole_debye charges orbital_energies_ev "
          "occupancies gap_ev spin_squared spin_populations bond_orders valences "

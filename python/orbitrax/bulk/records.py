@@ -275,7 +275,8 @@ def _structure(record: dict[str, Any], sdf: bool) -> str:
 
     molecule = Molecule([NUMBERS[symbol] for symbol in record["symbols"]],
                         record["coordinates_angstrom"], record["charge"], record["multiplicity"],
-                        title=record["id"], mol=_bonds(record) if sdf else None)
+                        record.get("masses"), title=record["id"],
+                        mol=_bonds(record) if sdf else None)
     about = {"id": record["id"], "energy": record["total_energy"],
              "heat_of_formation": record["heat_of_formation"], "unit": "kcal/mol",
              "method": record["method"]}

@@ -115,7 +115,7 @@ def read_json(text: str, title: str) -> Molecule | None:
         if "coordinates_angstrom" in document:
             return Molecule([NUMBERS[symbol] for symbol in document["symbols"]],
                             document["coordinates_angstrom"], document.get("charge"),
-                            document.get("multiplicity"), title=title)
+                            document.get("multiplicity"), document.get("masses"), title=title)
         inner: Any = document.get("molecule", document)
         if "geometry" in inner and "symbols" in inner:
             return from_qcschema(inner, title)

@@ -80,6 +80,8 @@ class ResultBuilder:
             task=task, method=job.method.key, charge=job.charge, multiplicity=job.multiplicity,
             spin="UHF" if job.uhf else "RHF", symbols=job.molecule.symbols,
             coordinates=job.molecule.xyz)
+        if job.molecule.plain_masses is not None:
+            self.result.masses = list(job.molecule.plain_masses)
         if job.selection is not None:
             self.result.selected = len(job.selection)
         self.result.warnings += job.molecule.remarks

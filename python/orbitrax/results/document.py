@@ -38,6 +38,7 @@ ROWS = tuple(Row(*row) for row in (
     ("multiplicity", "multiplicity", "integer", (), "", "2S + 1"),
     ("spin", "spin", "string", (), "", "RHF or UHF"),
     ("symbols", "symbols", "string", _N, "", "of the elements"),
+    ("masses", "masses", "number", _N, "u", "of the atoms; null for standard ones"),
     ("coordinates_angstrom", "coordinates", "number", ("atoms", 3), "Angstrom", "of the atoms"),
     ("total_energy", "total_energy", "number", (), _KCAL, "electronic and core energy"),
     ("electronic_energy", "electronic_energy", "number", (), _KCAL, "of the valence electrons"),

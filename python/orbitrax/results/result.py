@@ -61,6 +61,7 @@ class Result:
     spin_populations = ArrayField()
     valences = ArrayField()
 
+    masses: list[float] | None = None
     total_energy: float | None = None
     electronic_energy: float | None = None
     core_energy: float | None = None
