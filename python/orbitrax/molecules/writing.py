@@ -7,7 +7,8 @@ import json
 import os
 
 from orbitrax.errors import MoleculeError, OrbitraxError, UsageError
-from orbitrax.molecules.elements import formula_of
+from orbitrax.molecules.elements import MASSES, formula_of
+from orbitrax.molecules.isotope_masses import ISOTOPES
 from orbitrax.units import CODATA_ANGSTROM_PER_BOHR
 
 TYPE_CHECKING = False
@@ -20,18 +21,31 @@ if TYPE_CHECKING:
 _PICTURES = ("png", "eps", "svg", "gif", "mp4", "pov", "html", "x3d", "pdf", "jpg", "jpeg")
 _MOST_PERCEIVED = 250  # atoms of which bonds are sought
 
+_SAME_MASS = 1e-3  # atomic mass units
+
 _SPINS = ("SINGLET", "DOUBLET", "TRIPLET", "QUARTET", "QUINTET", "SEXTET", "SEPTET")
 
 
 def xyz_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
-    """An xyz file whose second line has charge and multiplicity, and `about` by name."""
-    told = {"charge": molecule.charge, "multiplicity": molecule.multiplicity, **(about or {})}
+    """An xyz file whose second line has charge and multiplicity, and `about` by name; with a column
+    of masses where the molecule has its own."""
+    masses = molecule.plain_masses
+    told = {"Properties": masses and "species:S:1:pos:R:3:masses:R:1", "charge": molecule.charge,
+            "multiplicity": molecule.multiplicity, **(about or {})}
     comment = " ".join(f"{key}={_shown(value)}" for key, value in told.items()
                        if value is not None)
     lines = [str(len(molecule)), comment]
     for i, symbol in enumerate(molecule.symbols):
-        lines.append(f"{symbol:<2}" + "".join(f"{x:16.8f}" for x in molecule.xyz[3 * i:3 * i + 3]))
+        lines.append(f"{symbol:<2}" + "".join(f"{x:16.8f}" for x in molecule.xyz[3 * i:3 * i + 3])
+                     + (f"{masses[i]:14.6f}" if masses else ""))
     return "\n".join(lines) + "\n"
+
+
+def _isotopes(molecule: Molecule) -> list[float | None]:
+    """What the atoms weigh; None for those of standard mass."""
+    masses = molecule.plain_masses or [None] * len(molecule)
+    return [None if mass is None or abs(mass - MASSES[number]) < _SAME_MASS else mass
+            for mass, number in zip(masses, molecule.z)]
 
 
 def _shown(value: Any) -> str:
@@ -48,6 +62,8 @@ def mol_text(molecule: Molecule, about: dict[str, Any] | None = None, sdf: bool 
 
     Chem = chem()
     mol = Chem.Mol(molecule.mol) if molecule.mol is not None else _perceived(molecule)
+    for atom, mass in zip(mol.GetAtoms(), _isotopes(molecule)):
+        atom.SetIsotope(0 if mass is None else round(mass))
     conformer = Chem.Conformer(len(molecule))
     for i in range(len(molecule)):
         conformer.SetAtomPosition(i, [float(x) for x in molecule.xyz[3 * i:3 * i + 3]])
@@ -73,7 +89,8 @@ def _perceived(molecule: Molecule) -> Any:
                             "sdf file, or write .xyz")
     charge = molecule.charge or 0
     unpaired = (molecule.multiplicity or _lowest(molecule, charge)) > 1
-    return with_bonds(Chem.MolFromXYZBlock(xyz_text(molecule)), molecule.title, charge, unpaired)
+    plain = xyz_text(molecule.replace(masses=None))
+    return with_bonds(Chem.MolFromXYZBlock(plain), molecule.title, charge, unpaired)
 
 
 def _lowest(molecule: Molecule, charge: int) -> int:
@@ -83,19 +100,22 @@ def _lowest(molecule: Molecule, charge: int) -> int:
 
 def gaussian_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
     """An input of Gaussian, for AM1."""
+    atoms = _atoms(molecule, "(Iso={})")
     return (f"#p {str((about or {}).get('method', 'am1')).upper()}\n\n{molecule.formula}\n\n"
-            f"{molecule.charge or 0} {molecule.multiplicity or 1}\n{_atoms(molecule)}\n")
+            f"{molecule.charge or 0} {molecule.multiplicity or 1}\n{atoms}\n")
 
 
 def mopac_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
     """An input of MOPAC, for the method that `about` names, or AM1."""
-    words = [str((about or {}).get("method", "am1")).upper(), "XYZ", "1SCF",
-             f"CHARGE={molecule.charge or 0}"]
+    keys = [str((about or {}).get("method", "am1")).upper(), "XYZ", "1SCF",
+            f"CHARGE={molecule.charge or 0}"]
     if (molecule.multiplicity or 1) > 1:
-        words += ["UHF", _SPINS[min(molecule.multiplicity or 1, len(_SPINS)) - 1]]
-    rows = [f"{symbol:<2}" + "".join(f"{x:16.8f} 1" for x in molecule.xyz[3 * i:3 * i + 3])
-            for i, symbol in enumerate(molecule.symbols)]
-    return "\n".join([" ".join(words), molecule.formula, "", *rows]) + "\n"
+        keys += ["UHF", _SPINS[min(molecule.multiplicity or 1, len(_SPINS)) - 1]]
+    words = [symbol if mass is None else f"{symbol}{mass:.6f}"
+             for symbol, mass in zip(molecule.symbols, _isotopes(molecule))]
+    rows = [f"{word:<2}" + "".join(f"{x:16.8f} 1" for x in molecule.xyz[3 * i:3 * i + 3])
+            for i, word in enumerate(words)]
+    return "\n".join([" ".join(keys), molecule.formula, "", *rows]) + "\n"
 
 
 def orca_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
@@ -105,9 +125,18 @@ def orca_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
             f"{_atoms(molecule)}*\n")
 
 
-def _atoms(molecule: Molecule) -> str:
-    return "".join(f"{symbol:<2}" + "".join(f"{x:16.8f}" for x in molecule.xyz[3 * i:3 * i + 3])
-                   + "\n" for i, symbol in enumerate(molecule.symbols))
+def _atoms(molecule: Molecule, told: str = "") -> str:
+    """Lines of symbols and places. told: how the number of an isotope that is known goes behind the
+    symbol, {} where it stands; empty: it is told of deuterium and tritium alone, by D and T."""
+    lines = []
+    for i, (symbol, mass) in enumerate(zip(molecule.symbols, _isotopes(molecule))):
+        name = "" if mass is None else f"{round(mass)}{symbol}"
+        if abs(ISOTOPES.get(name, -1.0) - (mass or 0.0)) < _SAME_MASS:
+            plain = {"2H": "D", "3H": "T"}.get(name, symbol)
+            symbol = symbol + told.format(round(mass or 0.0)) if told else plain
+        place = "".join(f"{x:16.8f}" for x in molecule.xyz[3 * i:3 * i + 3])
+        lines.append(f"{symbol:<2}{place}\n")
+    return "".join(lines)
 
 
 def cjson_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
@@ -126,11 +155,12 @@ def cjson_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
 
 def qcschema_text(molecule: Molecule, about: dict[str, Any] | None = None) -> str:
     """A molecule of QCSchema."""
+    own = {} if molecule.plain_masses is None else {"masses": list(molecule.plain_masses)}
     return json.dumps({
         "schema_name": "qcschema_molecule", "schema_version": 2, "symbols": molecule.symbols,
         "geometry": [x / CODATA_ANGSTROM_PER_BOHR for x in molecule.xyz],
         "molecular_charge": molecule.charge or 0,
-        "molecular_multiplicity": molecule.multiplicity or 1}) + "\n"
+        "molecular_multiplicity": molecule.multiplicity or 1, **own}) + "\n"
 
 
 WRITERS: dict[str, Callable[[Molecule, dict[str, Any] | None], str]] = {  # by ending
@@ -161,9 +191,9 @@ def check_bonds(path: str, molecule: Molecule) -> None:
 
 
 def what_is_lost(path: str, molecule: Molecule) -> str | None:
-    """What to say of a file that was written and does not tell charge or multiplicity, by reading
-    it; None where it tells them, they are what everybody assumes, or it is a pipe, which cannot be
-    read again."""
+    """What to say of a file that was written and does not tell charge, multiplicity or isotopes, by
+    reading it; None where it tells them, they are what everybody assumes, or it is a pipe, which
+    cannot be read again."""
     from orbitrax.molecules.reading import read_molecule
 
     if not os.path.isfile(path):
@@ -176,7 +206,11 @@ def what_is_lost(path: str, molecule: Molecule) -> str | None:
     multiplicity = molecule.multiplicity or _lowest(molecule, charge)
     found = read.charge or 0
     if (found, read.multiplicity or _lowest(read, found)) == (charge, multiplicity):
-        return None
+        weighed = zip(_isotopes(molecule), _isotopes(read))
+        if all(abs((mass or 0.0) - (other or 0.0)) < _SAME_MASS for mass, other in weighed):
+            return None
+        return (f"{path} does not tell what isotopes the atoms are, and is read with standard "
+                "masses; an xyz file would tell")
     return (f"{path} does not tell of charge {charge} and multiplicity {multiplicity}, and is read "
             f"as another state without --charge {charge} --multiplicity {multiplicity}; an xyz "
             "file would tell")
@@ -202,8 +236,9 @@ def _write_by_ase(path: str, molecule: Molecule) -> None:
 
     from orbitrax.files import replaced
 
-    atoms = Atoms(numbers=molecule.numbers, positions=molecule.positions, info={
-        "charge": molecule.charge or 0, "multiplicity": molecule.multiplicity or 1})
+    atoms = Atoms(numbers=molecule.numbers, positions=molecule.positions,
+                  masses=molecule.plain_masses, info={
+                      "charge": molecule.charge or 0, "multiplicity": molecule.multiplicity or 1})
     try:
         with replaced(path) as name:
             ase.io.write(name, atoms, format=_ase_format(path))

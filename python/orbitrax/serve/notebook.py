@@ -129,7 +129,8 @@ def _grid(result: Result, molecule: Molecule, surface: str, backend: Backend | N
 def _page(molecule: Molecule, values: list[float] | None, grid: Grid | None, title: str) -> str:
     from orbitrax.molecules.writing import xyz_text
 
-    given: dict[str, Any] = {"xyz": xyz_text(molecule), "values": values, "cubes": []}
+    given: dict[str, Any] = {"xyz": xyz_text(molecule.replace(masses=None)),
+                             "values": values, "cubes": []}
     if grid is not None:
         from orbitrax.pictures.picture import usual_isovalue
 

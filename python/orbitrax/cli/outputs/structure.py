@@ -148,6 +148,7 @@ def write_frame(file: TextIO, job: Job, xyz: Any, energy: float, gradient: Any,
     from orbitrax.arrays import as_numpy
 
     atoms = Atoms(numbers=job.molecule.numbers, positions=as_numpy(xyz, 3),
+                  masses=job.molecule.plain_masses,
                   info={"charge": job.charge, "multiplicity": job.multiplicity,
                         "method": job.method.key, **about})
     values: dict[str, Any] = {"energy": energy * ASE_EV_PER_KCAL}
