@@ -16,6 +16,7 @@ _SMALLEST = 1.0  # 1/cm: no frequency below this is one of a vibration
 
 # Rotations that bring a molecule into itself, of the groups whose names do not count them.
 _ROTATIONS = {"CS": 1, "CI": 1, "C*V": 1, "D*H": 2, "TD": 12, "OH": 24, "IH": 60}
+_WHOLE = ("C*V", "D*H", "OH", "IH")  # no molecule of these has more
 
 
 def symmetry_number(point_group: str) -> int:
@@ -30,15 +31,19 @@ def symmetry_number(point_group: str) -> int:
     return {"C": order, "D": 2 * order, "S": order // 2}[point_group[0]]
 
 
-def _symmetry_number(point_group: str, modes: Modes) -> int:
-    """That of the point group, which knows elements only, as far as isotopes leave of it."""
-    masses = [round(float(mass), 3) for mass in modes.masses]
-    kinds = sorted(set(zip(modes.numbers, masses)))
-    number = symmetry_number(point_group)
-    if number == 1 or len(kinds) == len(set(modes.numbers)):
-        return number
+def number_of_gas(point_group: str | None, modes: Modes) -> int:
+    """That of the point group. Of groups that the backend has no name for, as T or D8H, it finds a
+    part or none: the atoms show the others. It knows elements only: isotopes leave what turns none
+    into another."""
     from orbitrax.molecules.symmetry import rotations
 
+    number = 1 if point_group is None else symmetry_number(point_group)
+    if point_group not in _WHOLE:
+        number = max(number, rotations(list(modes.numbers), modes.positions))
+    masses = [round(float(mass), 3) for mass in modes.masses]
+    kinds = sorted(set(zip(modes.numbers, masses)))
+    if number == 1 or len(kinds) == len(set(modes.numbers)):
+        return number
     return min(number, rotations([kinds.index(one) for one in zip(modes.numbers, masses)],
                                  modes.positions))
 
@@ -46,9 +51,9 @@ def _symmetry_number(point_group: str, modes: Modes) -> int:
 class GasOfResult:
     """An ideal gas of the molecule of a result, at a temperature, K, and a pressure, Pa.
 
-    gas: None where there is no such thing, for the reason in `reason`. symmetry_number: 1 where
-    the point group is not known; isotopes are told apart. left_out: how many modes count for
-    nothing, as they are imaginary.
+    gas: None where there is no such thing, for the reason in `reason`. symmetry_number: how many
+    rotations bring each atom to the place of one of its isotope. left_out: how many modes count
+    for nothing, as they are imaginary.
     """
 
     def __init__(self, result: Any, temperature: float, pressure: float):
@@ -56,8 +61,7 @@ class GasOfResult:
         self.modes: Modes = result.modes
         self.total_energy: float | None = result.total_energy
         self.left_out = self.modes.imaginary
-        self.symmetry_number = (_symmetry_number(result.point_group, self.modes)
-                                if result.point_group else 1)
+        self.symmetry_number = number_of_gas(result.point_group, self.modes)
         self.reason: str | None = self._reason(result)
         self.gas: Gas | None = None
         if self.reason is None:
